@@ -1,0 +1,104 @@
+// The four layer 3 handlers, each the common steps with a row of its own.
+#include "agent/l3_priority.h"
+
+#include <cstring>
+
+#include "agent/priority.h"
+#include "core/module.h"
+#include "core/state.h"
+
+namespace {
+
+void storeTrust(qosIf_t &interface, const qosL3PriMsg_t &body)
+{
+    interface.l3_pri.dscp_trust = body.dscp_trust;
+}
+
+void storeMaps(qosIf_t &interface, const qosL3PriMsg_t &body)
+{
+    memcpy(interface.l3_pri.dscp_map, body.dscp_map, sizeof interface.l3_pri.dscp_map);
+    memcpy(interface.l3_pri.cos_map, body.cos_map, sizeof interface.l3_pri.cos_map);
+    memcpy(interface.l3_pri.tc_map, body.tc_map, sizeof interface.l3_pri.tc_map);
+}
+
+void storeAll(qosIf_t &interface, const qosL3PriMsg_t &body)
+{
+    storeTrust(interface, body);
+    storeMaps(interface, body);
+}
+
+using row_t = qaPriRow_t<qosL3PriMsg_t>;
+
+constexpr row_t DSCP_TRUST = {"qaProcessIfDscpTrust",
+                              QOS_DSCPTRUST_MSG,
+                              storeTrust,
+                              QOS_DBG_TEXT("Received dscp trust update for interface %s"),
+                              QOS_ERR_TEXT("Failed to find interface %s for dscp trust update"),
+                              QOS_ERR_TEXT("NULL DSCP Trust IOCTL handler for chip %d"),
+                              QOS_ERR_TEXT("Failed to set dscp trust for interface %s, error = %d"),
+                              QOS_INF_TEXT("Set dscp trust for interface %s")};
+
+constexpr row_t DSCP_MAP = {"qaProcessIfDscpMap",
+                            QOS_DSCPMAP_MSG,
+                            storeMaps,
+                            QOS_DBG_TEXT("Received dscp mutation update for interface %s"),
+                            QOS_ERR_TEXT("Failed to find interface %s for dscp map update"),
+                            QOS_ERR_TEXT("NULL DSCP Mutation IOCTL handler for chip %d"),
+                            QOS_ERR_TEXT("Failed to set dscp mutation for interface %s, error = %d"),
+                            QOS_INF_TEXT("Set dscp mutation for interface %s")};
+
+constexpr row_t DSCP_COS_MAP = {"qaProcessIfDscpCosMap",
+                                QOS_DSCPCOSMAP_MSG,
+                                storeAll,
+                                QOS_DBG_TEXT("Received dscp cos mutation update for interface %s"),
+                                QOS_ERR_TEXT("Failed to find interface %s for dscp cos map update"),
+                                QOS_ERR_TEXT("NULL DSCP CoS Mutation IOCTL handler for chip %d"),
+                                QOS_ERR_TEXT("Failed to set dscp cos mutation for interface %s, error = %d"),
+                                QOS_INF_TEXT("Set dscp cos mutation for interface %s")};
+
+constexpr row_t DSCP_TC_MAP = {"qaProcessIfDscpTcMap",
+                               QOS_DSCPTCMAP_MSG,
+                               storeAll,
+                               QOS_DBG_TEXT("Received dscp tc mutation update for interface %s"),
+                               QOS_ERR_TEXT("Failed to find interface %s for dscp tc map update"),
+                               QOS_ERR_TEXT("NULL DSCP TC Mutation IOCTL handler for chip %d"),
+                               QOS_ERR_TEXT("Failed to set dscp tc mutation for interface %s, error = %d"),
+                               QOS_INF_TEXT("Set dscp tc mutation for interface %s")};
+
+} // namespace
+
+void qaRegisterL3PriModule()
+{
+    qosModuleRecord(QOS_MOD_L3PRI, "QOS L3PRI").chip_up = qaL3PriChipUp;
+    QOS_INF("Registered L3Pri module with QOS Agent");
+}
+
+int qaL3PriChipUp(qosChip_t *chip)
+{
+    const qaChipInit_t init = qaChipInit(qaL3PriChipInitFn, chip);
+    if (!init) {
+        QOS_DBG("L3Pri Ignoring chip up for chip %d/%d (%d)", chip->slot_id, chip->local_chip_id, chip->chip_id);
+        return QOS_OK;
+    }
+    return init(chip);
+}
+
+uint32_t qaProcessIfDscpTrust(qosL3PriMsg_t *body)
+{
+    return qaPriHandle(DSCP_TRUST, body).rc;
+}
+
+uint32_t qaProcessIfDscpMap(qosL3PriMsg_t *body)
+{
+    return qaPriHandle(DSCP_MAP, body).rc;
+}
+
+uint32_t qaProcessIfDscpCosMap(qosL3PriMsg_t *body)
+{
+    return qaPriHandle(DSCP_COS_MAP, body).rc;
+}
+
+uint32_t qaProcessIfDscpTcMap(qosL3PriMsg_t *body)
+{
+    return qaPriHandle(DSCP_TC_MAP, body).rc;
+}

@@ -1,0 +1,22 @@
+// Layer 3 priority of an interface: DSCP trust, DSCP mutation, DSCP to CoS and DSCP to traffic class. Module "QOS
+// L3PRI".
+#ifndef AGENT_L3_PRIORITY_H
+#define AGENT_L3_PRIORITY_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+
+struct qosChip_t;
+
+void qaRegisterL3PriModule();
+int qaL3PriChipUp(qosChip_t *chip); // chip_up hook
+
+// Handlers of codes 8 to 11, by the rules of layer 2. A trust message stores the trust alone, a mutation message the
+// three maps alone, the other two everything.
+uint32_t qaProcessIfDscpTrust(qosL3PriMsg_t *body);
+uint32_t qaProcessIfDscpMap(qosL3PriMsg_t *body);
+uint32_t qaProcessIfDscpCosMap(qosL3PriMsg_t *body);
+uint32_t qaProcessIfDscpTcMap(qosL3PriMsg_t *body);
+
+#endif

@@ -1,0 +1,76 @@
+// What the eight priority handlers have in common: their steps, with a row of texts, code and storing function for
+// each.
+#ifndef AGENT_PRIORITY_H
+#define AGENT_PRIORITY_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+#include "core/text.h"
+#include "core/trace.h"
+#include "inventory/interfaces.h"
+#include "platform/qa_ioctl.h"
+
+template <typename Body>
+struct qaPriRow_t {
+    const char *function;
+    uint8_t code; // also the column of the back-end table
+    void (*store)(qosIf_t &interface, const Body &body);
+    qosText_t<const char *> received;
+    qosText_t<const char *> unknown;
+    qosText_t<int32_t> null_entry;
+    qosText_t<const char *, uint32_t> failed;
+    qosText_t<const char *> done;
+};
+
+// How far a handler came: `interface` is null if the steps ended before the back end was called.
+struct qaPriOutcome_t {
+    qosIf_t *interface;
+    uint32_t rc;
+};
+
+template <typename Body>
+uint32_t qaPriRefuse(Body *body)
+{
+    body->status = QOS_MSG_REFUSED;
+    return QOS_MSG_REFUSED;
+}
+
+template <typename Body>
+void qaPriTraceResult(const qaPriRow_t<Body> &row, const char *function, const char *name, uint32_t rc)
+{
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, row.failed, name, rc);
+    else
+        qosTrace(VELMAR_DCEDBG_LVL_INF, function, __LINE__, row.done, name);
+}
+
+// Find the interface and its chip, store the values, call the back end. A missing interface or chip stores nothing; a
+// missing entry leaves the values stored.
+template <typename Body>
+qaPriOutcome_t qaPriHandle(const qaPriRow_t<Body> &row, Body *body)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    qosTrace(VELMAR_DCEDBG_LVL_DBG, row.function, __LINE__, row.received, name.text);
+    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
+    if (!interface) {
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.unknown, name.text);
+        return {nullptr, qaPriRefuse(body)};
+    }
+    const qosChip_t *chip = interface->chip;
+    if (!chip) {
+        QOS_ERR_AT(row.function, "Failed to find chip for interface %s", name.text);
+        return {nullptr, qaPriRefuse(body)};
+    }
+    row.store(*interface, *body);
+    const qaIoctl_t entry = qaIoctl(chip, row.code);
+    if (!entry) {
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.null_entry, chip->chip_id);
+        return {nullptr, qaPriRefuse(body)};
+    }
+    const uint32_t rc = entry(body);
+    qaPriTraceResult(row, row.function, name.text, rc);
+    return {interface, rc};
+}
+
+#endif

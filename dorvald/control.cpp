@@ -1,0 +1,44 @@
+// The stage, the trace level and the printing functions, for the control socket. Nothing here changes a table.
+#include "dorvald/control.h"
+
+#include "channels/manager.h"
+#include "core/memory.h"
+#include "core/msgq.h"
+#include "core/state.h"
+#include "core/trace.h"
+#include "ha/vss.h"
+#include "inventory/show.h"
+#include "velmar/ctl.h"
+
+namespace {
+
+int stageIndex()
+{
+    return static_cast<int>(qos_velmar_state.stage);
+}
+
+int setTraceLevel(int level)
+{
+    if (level < 0 || level > VELMAR_DCEDBG_LVL_VERBOSE)
+        return -1;
+    dce_trace_lvl_set(level);
+    return 0;
+}
+
+constexpr ctl_cli_t shows[] = {
+    {"show dorvmd memory statistics", qosCtlShow<qos_show_memStats>},
+    {"show dorvmd mi statistics", qosCtlShow<qos_show_miStats>},
+    {"show dorvmd interface all", qosCtlShow<qos_show_ifTable>},
+    {"show qos msgq", qosCtlShow<qos_msgq_show>},
+    {"show qos vss", qosCtlShow<qos_vss_show>},
+    {nullptr, nullptr},
+};
+
+constexpr ctl_ops_t offered = {stageIndex, setTraceLevel, shows};
+
+} // namespace
+
+void qosOfferControl()
+{
+    ctl_offer(&offered);
+}

@@ -1,0 +1,7 @@
+// dorvald, the quality-of-service agent.
+#include "dorvald/startup.h"
+
+int main(int argc, char **argv)
+{
+    return dorvaldMain(argc, argv);
+}

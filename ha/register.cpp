@@ -1,0 +1,127 @@
+// Registration with the replicated store. A failure is traced and stops nothing.
+#include "ha/register.h"
+
+#include <iterator>
+
+#include "agent/messages.h"
+#include "core/state.h"
+#include "core/trace.h"
+#include "ha/fields.h"
+#include "inventory/chips.h"
+#include "inventory/interfaces.h"
+#include "inventory/slots.h"
+#include "lib/avl.h"
+#include "lib/linklist.h"
+
+const uint32_t qosVerTable[2] = {1, 1};
+
+namespace {
+
+void registerTreeFunction(avl_compare_t compare, const char *name)
+{
+    const int rc = lib_tha_avl_tree_reg(qos_velmar_state.ha, compare, name);
+    if (rc != 0)
+        QOS_ERR_AT("qos_ha_avl_register", "Unable to register function %s with THA, rc: %d", name, rc);
+    else
+        QOS_INF_AT("qos_ha_avl_register", "Successfully registered function %s with THA", name);
+}
+
+} // namespace
+
+int qos_ha_register()
+{
+    QOS_FRAME();
+    qos_ha_struct_register();
+    qos_ha_object_register();
+    qos_ha_avl_register();
+    return QOS_OK;
+}
+
+int qos_ha_struct_register()
+{
+    int rc = QOS_OK;
+    for (unsigned i = 0; i < qosHaStructCount; ++i) {
+        const qosHaStruct_t &record = qosHaStructs[i];
+        rc = ha_add_struct(qos_velmar_state.ha, record.name, record.size, record.rows, record.fields);
+        if (rc != 0)
+            QOS_ERR("Failed to register %s, rc: %d", record.name, rc);
+        else
+            QOS_INF("Successfully registered %s with THA", record.name);
+    }
+    return rc;
+}
+
+int qos_ha_object_register()
+{
+    const ha_hndl_t ha = qos_velmar_state.ha;
+    int rc = ha_add_object(ha, "qosIfTable", &qosIfTable, sizeof qosIfTable, "~Ptr", 0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to add qosIfTable to THA Db, rc: %d", rc);
+    else
+        QOS_INF("Successfully added qosIfTable to THA db");
+    rc = ha_add_object(ha, "qosChipTable", &qosChipTable, sizeof qosChipTable, "~Ptr", 0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to add qosChipTable to THA Db, rc: %d", rc);
+    else
+        QOS_INF("Successfully added qosChipTable to THA db");
+    rc = ha_add_object(ha, "qosSlotTable", qosSlotTable, sizeof qosSlotTable, "qosSlot_t", 0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to add qosSlotTable to THA Db, rc: %d", rc);
+    else
+        QOS_INF("Successfully added qosSlotTable to THA db");
+    rc = ha_add_object(ha, "qos_global_slot_rdy_cnt", &qos_global_slot_rdy_cnt, sizeof qos_global_slot_rdy_cnt, "~U32",
+                       0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to add qos_global_slot_rdy_cnt to THA Db, rc: %d", rc);
+    else
+        QOS_INF("Successfully added qos_global_slot_rdy_cnt to THA db");
+    return rc;
+}
+
+int qos_ha_avl_register()
+{
+    lib_tha_linklist_reg(qos_velmar_state.ha); // the lists of interfaces and modules
+    registerTreeFunction(qosCmpChipEntry, "qosCmpChipEntry");
+    registerTreeFunction(qosCmpIfEntry, "qosCmpIfEntry");
+    return QOS_OK;
+}
+
+const char *qos_ha_get_upd_type_str(uint32_t msg_type)
+{
+    static constexpr struct {
+        uint8_t first;
+        uint8_t last;
+        const char *name;
+    } variants[] = {
+        {QOS_AGTREG_MSG, QOS_AGTREG_MSG, "qosUpdEntry_dORVALRegMsg_t"},
+        {QOS_CHIPUP_MSG, QOS_CHIPUP_MSG, "qosUpdEntry_qosChipUpMsg_t"},
+        {QOS_IFADD_MSG, QOS_IFADD_MSG, "qosUpdEntry_qosIfAddMsg_t"},
+        {QOS_IFDEL_MSG, QOS_IFDEL_MSG, "qosUpdEntry_qosIfDelMsg_t"},
+        {QOS_COSTRUST_MSG, QOS_COSTCMAP_MSG, "qosUpdEntry_qosL2PriMsg_t"},
+        {QOS_DSCPTRUST_MSG, QOS_DSCPTCMAP_MSG, "qosUpdEntry_qosL3PriMsg_t"},
+        {QOS_PAUSE_MSG, QOS_W2QPRI_MSG, "qosUpdEntry_qosCcbMsg_t"},
+        {QOS_SCH_MSG, QOS_MC_SCH_MSG, "qosUpdEntry_qosSchMsg_t"},
+        {QOS_MCAST_RATELIMIT_MSG, QOS_MCAST_TAILDROP_MSG, "qosUpdEntry_qosCcbMsg_t"},
+        {QOS_POL_POLICER_ADD_MSG, QOS_POL_POLICER_ADD_MSG, "qosUpdEntry_qosPolPolicerAddMsg_t"},
+        {QOS_POL_POLICER_REM_MSG, QOS_POL_POLICER_REM_MSG, "qosUpdEntry_qosPolPolicerDelMsg_t"},
+        {QOS_POL_PROFILE_MSG, QOS_POL_PROFILE_MSG, "qosUpdEntry_qosPolProfileMsg_t"},
+        {QOS_RED_PROFILE_MSG, QOS_RED_PROFILE_MSG, "qosUpdEntry_qosCcbMsg_t"},
+        {QOS_RED_CHIP_INIT_MSG, QOS_RED_CHIP_INIT_MSG, "qosUpdEntry_qosCcbMsg_t"},
+        {QOS_LD_CFG_MSG, QOS_SET_DEF_TAILDROP_MSG, "qosUpdEntry_qosLdConfigMsg_t"},
+        {QOS_CLEAR_STATS_MSG, QOS_CLEAR_STATS_MSG, "qosUpdEntry_qosClearStatsMsg_t"},
+        {QOS_POL_BUM_STATE_NOTIFY_MSG, QOS_POL_BUM_STATE_NOTIFY_MSG, "qosUpdEntry_qosPolBumStateNotifyMsg_t"},
+        {QOS_POL_STATS_CLR_MSG, QOS_POL_STATS_CLR_MSG, "qosUpdEntry_qosPolStatsClrMsg_t"},
+        {QOS_POL_STATS_CLR_ALL_MSG, QOS_POL_STATS_CLR_ALL_MSG, "qosUpdEntry_qosPolStatsClrAllMsg_t"},
+        {QOS_IVQ_RED_CFG, QOS_IVQ_RED_CHIP_CFG, "qosUpdEntry_qosCcbIvqRedIfInfo_t"},
+        {QOS_GET_TMC_INFO_MSG, QOS_GET_TMC_INFO_MSG, "qosUpdEntry_qosGetTmcInfoMsg_t"},
+        {QOS_BUM_RESET_MON_STATE_MSG, QOS_BUM_RESET_MON_STATE_MSG, "qosUpdEntry_qosBumResetStateMsg_t"},
+        {QOS_CLEAR_RED_INTF_RED_STATS_MSG, QOS_CLEAR_RED_INTF_RED_STATS_MSG, "qosUpdEntry_qosClearStatsMsg_t"},
+        {QOS_INGR_QUEUE_DEPTH_MSG, QOS_EGR_QUEUE_DEPTH_MSG, "qosUpdEntry_qosQueueDepthMsg_t"},
+        {QOS_DROP_MONITOR_NOTIFY_MSG, QOS_DROP_MONITOR_NOTIFY_MSG, "qosUpdEntry_qosDropMonitorNotifyMsg_t"},
+    };
+    for (const auto &variant : variants)
+        if (msg_type >= variant.first && msg_type <= variant.last)
+            return variant.name;
+    QOS_ERR("Unsupported message type %s on update list\n", qosMsgName(msg_type));
+    return nullptr;
+}

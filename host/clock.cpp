@@ -1,0 +1,90 @@
+// Steps of the clock. Each waiting thread has an event descriptor of its own, so that no thread takes the wake-up of
+// another.
+#include "host/clock.h"
+
+#include <mutex>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+std::atomic<long> clock_offset_ms;
+
+namespace {
+
+std::mutex waiters_lock;
+std::vector<int> waiters;
+unsigned generation = 1; // moves on in a forked child, whose waiters are its parent's
+
+void leave(int fd)
+{
+    const std::lock_guard<std::mutex> lock(waiters_lock);
+    std::erase(waiters, fd);
+    close(fd);
+}
+
+void afterFork()
+{
+    for (const int fd : waiters)
+        close(fd);
+    waiters.clear();
+    ++generation;
+}
+
+struct waiter_t {
+    int fd = -1;
+    unsigned made_in = 0;
+    ~waiter_t()
+    {
+        if (fd >= 0 && made_in == generation)
+            leave(fd);
+    }
+};
+thread_local waiter_t own;
+
+void make()
+{
+    const std::lock_guard<std::mutex> lock(waiters_lock);
+    static const int at_fork = pthread_atfork([] { waiters_lock.lock(); }, [] { waiters_lock.unlock(); },
+                                              [] {
+                                                  afterFork();
+                                                  waiters_lock.unlock();
+                                              });
+    (void)at_fork;
+    own.fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    own.made_in = generation;
+    if (own.fd >= 0)
+        waiters.push_back(own.fd);
+}
+
+} // namespace
+
+uint64_t clockCoarseMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000 +
+           static_cast<uint64_t>(clock_offset_ms.load(std::memory_order_relaxed));
+}
+
+int clockWaiter()
+{
+    if (own.made_in != generation)
+        make();
+    return own.fd;
+}
+
+void clockSeen(int waiter)
+{
+    eventfd_t count;
+    (void)eventfd_read(waiter, &count);
+}
+
+void clockStep(long milliseconds)
+{
+    clock_offset_ms.fetch_add(milliseconds);
+    const std::lock_guard<std::mutex> lock(waiters_lock);
+    for (const int fd : waiters)
+        (void)eventfd_write(fd, 1);
+}

@@ -1,0 +1,21 @@
+// Inside the host library: steps of the clock, and how a wait learns of one.
+#ifndef HOST_CLOCK_H
+#define HOST_CLOCK_H
+
+#include <atomic>
+#include <cstdint>
+
+// Milliseconds that the clock has been moved forward.
+extern std::atomic<long> clock_offset_ms;
+
+// Milliseconds since an arbitrary start, steps included. Cheap, at the kernel tick's resolution.
+uint64_t clockCoarseMs();
+
+// A descriptor that becomes readable at the next step, the calling thread's own; -1 if there is none to be had.
+int clockWaiter();
+void clockSeen(int waiter); // takes back the readiness
+
+// Moves the clock forward and ends every wait that looks at a waiter. Runs on any thread.
+void clockStep(long milliseconds);
+
+#endif

@@ -1,0 +1,365 @@
+// The control socket RUN/ctl/ATOM.PID: one command a datagram, one answer to the sender's path.
+//
+// Commands that touch the process's own data wait in a table, and a message of type 21 with their number brings the
+// main thread to them. The rest is answered where the engine runs.
+#include "velmar/ctl.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "host/clock.h"
+#include "host/ctl.h"
+#include "host/election.h"
+#include "host/process.h"
+#include "host/run.h"
+#include "host/store.h"
+#include "host/tp.h"
+#include "host/trace.h"
+#include "velmar/ha.h"
+#include "velmar/run.h"
+#include "velmar/trace.h"
+
+namespace {
+
+constexpr size_t COMMAND_MAX = 4096;
+constexpr size_t ANSWER_MAX = 200000; // bytes; below what a datagram takes with the buffer asked for
+constexpr int SEND_BUFFER = 512 * 1024;
+constexpr unsigned SHOWN_LINES = 20;
+constexpr double STEP_MAX = 1e6; // seconds
+
+struct client_t {
+    sockaddr_un address;
+    socklen_t length;
+};
+
+struct waiting_t {
+    client_t client;
+    std::string command;
+};
+
+int ctl_fd = -1;
+const ctl_ops_t *offered;
+std::atomic<int> stage_seen = -1;
+std::mutex waiting_lock;
+std::map<uint32_t, waiting_t> waiting;
+uint32_t last_number;
+
+void answer(const client_t &client, const std::string &text)
+{
+    if (client.length > sizeof(sa_family_t))
+        (void)sendto(ctl_fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                     reinterpret_cast<const sockaddr *>(&client.address), client.length);
+}
+
+// If `text` is `word`, alone or with something behind it: what follows, without leading blanks. Else null.
+const char *after(const char *text, const char *word)
+{
+    const size_t length = strlen(word);
+    if (strncmp(text, word, length) != 0 || (text[length] && text[length] != ' '))
+        return nullptr;
+    return text + length + strspn(text + length, " ");
+}
+
+// Takes one unsigned number off the text: false if there is none, or if it does not fit `most`.
+bool takeNumber(const char **text, uint32_t most, uint32_t *value)
+{
+    if (**text < '0' || **text > '9')
+        return false;
+    char *end;
+    errno = 0;
+    const unsigned long long number = strtoull(*text, &end, 0);
+    if (errno || number > most || (*end && *end != ' '))
+        return false;
+    *value = static_cast<uint32_t>(number);
+    *text = end + strspn(end, " ");
+    return true;
+}
+
+bool takeOnly(const char *text, uint32_t most, uint32_t *value)
+{
+    return takeNumber(&text, most, value) && !*text;
+}
+
+std::string formatted(const char *format, ...) __attribute__((format(printf, 1, 2)));
+std::string formatted(const char *format, ...)
+{
+    char text[COMMAND_MAX + 128];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    return text;
+}
+
+std::string stat()
+{
+    const election_role_t role = electionRole();
+    return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
+                     "\"syncs\":%u,\"standbys\":%u}",
+                     stage_seen.load(), static_cast<int>(getpid()), role.name, role.seconds, store_totals.blocks.load(),
+                     store_totals.bytes.load(), store_totals.syncs.load(), 0U);
+}
+
+std::string traceShow(const char *arg)
+{
+    uint32_t lines = SHOWN_LINES;
+    if (*arg && !takeOnly(arg, UINT_MAX, &lines))
+        return formatted("error: '%s' is no number of lines", arg);
+    if (!traceFirstFile())
+        return "error: there is no trace ring";
+    std::string text(ANSWER_MAX, '\0');
+    const int used = velmar_trace_read(traceFirstFile(), lines, text.data(), text.size());
+    if (used < 0)
+        return formatted("error: cannot read %s: %s", traceFirstFile(), strerror(errno));
+    text.resize(static_cast<size_t>(used));
+    return "ok\n" + text;
+}
+
+std::string step(const char *arg)
+{
+    char *end;
+    const double seconds = strtod(arg, &end);
+    if (end == arg || *end || !std::isfinite(seconds) || seconds < 0 || seconds > STEP_MAX)
+        return formatted("error: '%s' is no number of seconds from 0 to %.0f", arg, STEP_MAX);
+    clockStep(std::lround(seconds * 1000));
+    return "ok";
+}
+
+// What a printing function prints, up to the answer's limit.
+struct printed_t {
+    std::string text;
+    bool cut;
+};
+
+int print(void *arg, const char *format, ...) __attribute__((format(printf, 2, 3)));
+int print(void *arg, const char *format, ...)
+{
+    printed_t *printed = static_cast<printed_t *>(arg);
+    char text[4096];
+    va_list args;
+    va_start(args, format);
+    const int length = vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    if (length < 0)
+        return length;
+    if (printed->cut || printed->text.size() + strlen(text) > ANSWER_MAX)
+        printed->cut = true;
+    else
+        printed->text += text;
+    return length;
+}
+
+std::string cli(const char *arg)
+{
+    std::string words;
+    for (const char *c = arg; *c; ++c)
+        if (*c != ' ' || (!words.empty() && words.back() != ' '))
+            words += *c;
+    while (!words.empty() && words.back() == ' ')
+        words.pop_back();
+    for (const ctl_cli_t *row = offered ? offered->cli : nullptr; row && row->text; ++row) {
+        if (words != row->text)
+            continue;
+        printed_t printed = {"ok\n", false};
+        row->show(print, &printed);
+        if (printed.cut)
+            printed.text += "(cut: the output is longer than an answer takes)\n";
+        return printed.text;
+    }
+    return formatted("error: no printing function '%s'", words.c_str());
+}
+
+std::string stage(const char *arg)
+{
+    uint32_t number;
+    if (!takeOnly(arg, UINT_MAX, &number))
+        return formatted("error: '%s' is no stage number", arg);
+    std::string ran = "ok";
+    if (!electionDrive(number, &ran))
+        return "error: the process has not registered for stages";
+    return ran;
+}
+
+std::string traceLevel(const char *arg)
+{
+    uint32_t level;
+    if (!takeOnly(arg, INT_MAX, &level) || !offered || !offered->trace_level ||
+        offered->trace_level(static_cast<int>(level)) != 0)
+        return formatted("error: '%s' is no trace level", arg);
+    return "ok";
+}
+
+std::string testPoint(const char *arg)
+{
+    const std::string name(arg, strcspn(arg, " "));
+    const char *rest = arg + name.size() + strspn(arg + name.size(), " ");
+    uint32_t number = 0;
+    if (*rest && !takeOnly(rest, UINT_MAX, &number))
+        return formatted("error: '%s' is no number", rest);
+    int result;
+    if (!tpRun(name.c_str(), *rest != '\0', number, &result))
+        return formatted("error: no test point action '%s'", name.c_str());
+    return formatted("ok %d", result);
+}
+
+// Posts a raw message: type at 4, module at 12, B at 16, C at 20, A at 24.
+std::string post(const char *arg)
+{
+    uint32_t type;
+    uint32_t module;
+    uint32_t a;
+    uint32_t b;
+    uint32_t c;
+    if (!takeNumber(&arg, 255, &type) || !takeNumber(&arg, 255, &module) || !takeNumber(&arg, UINT_MAX, &a) ||
+        !takeNumber(&arg, UINT_MAX, &b) || !takeNumber(&arg, UINT_MAX, &c) || *arg)
+        return "error: usage: msgq TYPE MODULE A B C";
+    unsigned char message[MSGQ_MESSAGE_LENGTH] = {};
+    message[MSGQ_TYPE_OFFSET] = static_cast<unsigned char>(type);
+    message[12] = static_cast<unsigned char>(module);
+    memcpy(message + 16, &b, sizeof b);
+    memcpy(message + 20, &c, sizeof c);
+    memcpy(message + 24, &a, sizeof a);
+    return msgQSend(processQueue(), message, sizeof message, 0, 1) == 0 ? "ok" : "error: the message queue is full";
+}
+
+struct command_t {
+    const char *words;
+    std::string (*run)(const char *arg);
+    bool main_thread;
+};
+const command_t COMMANDS[] = {
+    {"stat", [](const char *) { return stat(); }, false},
+    {"trace show", traceShow, false},
+    {"clock step", step, false},
+    {"stage", stage, true},
+    {"trace level", traceLevel, true},
+    {"tp", testPoint, true},
+    {"msgq", post, true},
+    {"cli", cli, true},
+};
+
+const command_t *findCommand(const char *text, const char **arg)
+{
+    for (const command_t &command : COMMANDS) {
+        *arg = after(text, command.words);
+        if (*arg)
+            return &command;
+    }
+    return nullptr;
+}
+
+void handOver(const client_t &client, const char *text)
+{
+    if (!processQueue()) {
+        answer(client, "error: the main loop is not running yet");
+        return;
+    }
+    uint32_t number;
+    {
+        const std::lock_guard<std::mutex> lock(waiting_lock);
+        number = ++last_number;
+        waiting[number] = {client, text};
+    }
+    if (processPost(MSGQ_TYPE_SMI, number) == 0)
+        return;
+    {
+        const std::lock_guard<std::mutex> lock(waiting_lock);
+        waiting.erase(number);
+    }
+    answer(client, "error: the message queue is full");
+}
+
+void serveOne(const client_t &client, const char *text)
+{
+    if (strcmp(text, "quit") == 0) {
+        answer(client, "ok");
+        processEnd(0);
+    }
+    const char *arg;
+    const command_t *command = findCommand(text, &arg);
+    if (!command)
+        answer(client, formatted("error: unknown command '%s'", text));
+    else if (command->main_thread)
+        handOver(client, text);
+    else
+        answer(client, command->run(arg));
+}
+
+} // namespace
+
+int ctlOpen(const char *atom)
+{
+    if (ctl_fd >= 0)
+        return 0;
+    char path[sizeof(sockaddr_un::sun_path)];
+    ctl_fd = velmar_run_bind("ctl", atom, true, path, sizeof path);
+    if (ctl_fd < 0)
+        return -1;
+    setsockopt(ctl_fd, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
+    return 0;
+}
+
+int ctlDescriptor()
+{
+    return ctl_fd;
+}
+
+void ctlServe()
+{
+    for (;;) {
+        char text[COMMAND_MAX + 1];
+        client_t client = {{}, sizeof client.address};
+        const ssize_t got = recvfrom(ctl_fd, text, COMMAND_MAX, MSG_DONTWAIT | MSG_TRUNC,
+                                     reinterpret_cast<sockaddr *>(&client.address), &client.length);
+        if (got < 0)
+            return;
+        if (got > static_cast<ssize_t>(COMMAND_MAX)) {
+            answer(client, "error: the command is too long");
+            continue;
+        }
+        size_t length = static_cast<size_t>(got);
+        while (length > 0 && strchr(" \t\r\n", text[length - 1]))
+            --length;
+        text[length] = '\0';
+        serveOne(client, text);
+    }
+}
+
+void ctlNoteStage()
+{
+    if (offered && offered->stage_index)
+        stage_seen.store(offered->stage_index(), std::memory_order_relaxed);
+}
+
+void ctl_offer(const ctl_ops_t *ops)
+{
+    offered = ops;
+    ctlNoteStage();
+}
+
+void smi_process(void *message)
+{
+    waiting_t taken;
+    {
+        const std::lock_guard<std::mutex> lock(waiting_lock);
+        const auto found = waiting.find(processWord(message));
+        if (found == waiting.end())
+            return;
+        taken = found->second;
+        waiting.erase(found);
+    }
+    const char *arg;
+    if (const command_t *command = findCommand(taken.command.c_str(), &arg))
+        answer(taken.client, command->run(arg));
+}

@@ -1,0 +1,120 @@
+// The election: processes of one service and instance wait for a lock on RUN/ha/SERVICE.INSTANCE.lock, in a thread of
+// its own. Whoever holds the lock is active; the kernel hands it on at once when that process dies.
+#include "host/election.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "host/clock.h"
+#include "host/ctl.h"
+#include "host/process.h"
+#include "host/raslog.h"
+#include "velmar/run.h"
+
+namespace {
+
+constexpr uint32_t STAGE_COLD = 1002;
+constexpr uint32_t STAGE_THA = 1042;
+constexpr uint32_t WORD_ELECTED = 1; // the message of type 15 that the winner's thread posts
+constexpr timespec RETRY = {0, 10000000};
+
+enum role_t : int { STANDBY, ACTIVE, MANUAL };
+
+const ha_ops_t *ops;
+ha_hndl_t handle;
+int lock_fd = -1;
+bool started;
+std::atomic<int> role = STANDBY;
+std::atomic<uint32_t> role_since; // seconds of the clock
+bool dump_held;                   // a complete dump of a former active one is in the store
+
+uint32_t clockSeconds()
+{
+    return static_cast<uint32_t>(clockCoarseMs() / 1000);
+}
+
+void enter(role_t next)
+{
+    role_since.store(clockSeconds());
+    role.store(next);
+}
+
+void *waitForLock(void *)
+{
+    while (flock(lock_fd, LOCK_EX) != 0)
+        if (errno != EINTR) {
+            rasLog("election: cannot lock: %s", strerror(errno));
+            return nullptr;
+        }
+    while (processPost(MSGQ_TYPE_VSS, WORD_ELECTED) != 0)
+        nanosleep(&RETRY, nullptr);
+    return nullptr;
+}
+
+} // namespace
+
+bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
+{
+    ops = record->ops;
+    handle = ha;
+    const char *mode = getenv("VELMAR_VSS");
+    const bool manual = mode && strcmp(mode, "manual") == 0;
+    if (mode && *mode && !manual && strcmp(mode, "auto") != 0)
+        fprintf(stderr, "VELMAR_VSS is '%s'; it may be auto or manual, auto is taken\n", mode);
+    enter(manual ? MANUAL : STANDBY);
+    if (manual || lock_fd >= 0)
+        return true;
+    char name[sizeof record->service + sizeof record->instance + 8];
+    char path[sizeof(sockaddr_un::sun_path)];
+    snprintf(name, sizeof name, "%.*s.%.*s.lock", static_cast<int>(sizeof record->service), record->service,
+             static_cast<int>(sizeof record->instance), record->instance);
+    if (velmar_run_path(path, sizeof path, "ha", name) != 0)
+        return false;
+    lock_fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    return lock_fd >= 0;
+}
+
+void electionStart()
+{
+    if (lock_fd < 0 || started)
+        return;
+    started = processThread(waitForLock, nullptr);
+    if (!started)
+        rasLog("election: cannot start a thread, this process stays standby");
+}
+
+election_role_t electionRole()
+{
+    constexpr const char *NAMES[] = {"standby", "active", "manual"};
+    return {NAMES[role.load()], clockSeconds() - role_since.load()};
+}
+
+bool electionDrive(uint32_t stage, std::string *ran)
+{
+    if (!ops || !ops->recover)
+        return false;
+    while (stage != 0) {
+        if (ran)
+            *ran += ' ' + std::to_string(stage);
+        stage = ops->recover(handle, stage);
+        ctlNoteStage();
+    }
+    return true;
+}
+
+void vss_process(void *message)
+{
+    if (processWord(message) != WORD_ELECTED || lock_fd < 0)
+        return;
+    enter(ACTIVE);
+    rasLog("election: this process is active");
+    electionDrive(dump_held ? STAGE_THA : STAGE_COLD, nullptr);
+}

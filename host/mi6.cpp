@@ -1,0 +1,425 @@
+// MI6: datagram sockets at RUN/mi6/SERVICE.END.PID, END being "mgr" or "lcN".
+//
+// A datagram is the sender's 20-byte address, then the payload. A notice is a datagram to oneself: 20 bytes with family
+// 0xffff, then the 32 bytes of the error queue's control data. Both are scattered by the one receive call.
+//
+// Each socket knows the receivers of its folder and learns of changes by inotify, one non-blocking read a send: the
+// kernel queues the event before a bind returns, so whoever bound before a send is in the table. Each receiver has a
+// sending socket of its own, since unread datagrams are charged to their sender.
+#include "velmar/mi6.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+#include "host/run.h"
+#include "host/socket.h"
+#include "velmar/run.h"
+#include "velmar/socket.h"
+
+namespace {
+
+constexpr uint16_t FAMILY_NOTICE = 0xffff;
+constexpr int ERRNO_NOTICE = 68; // a notice waits
+constexpr int FULL_WAIT_MS = 50;
+constexpr int NOTICE_CMSG_TYPE = 1;
+
+struct receiver_t {
+    char file[64];
+    char service[14];
+    int slot;  // 0 the manager, else N of lcN
+    int fd;    // sending socket, -1 before the first send
+    bool over; // did not take a datagram in time
+    bool seen; // by the scan that is going on
+};
+
+struct notice_datagram_t {
+    mi6_addr_t head;
+    mi6_notice_t notice;
+};
+static_assert(sizeof(notice_datagram_t) == 52);
+
+enum class sent_t { TAKEN, ABSENT, FAILED };
+
+} // namespace
+
+struct mi6_sock_t {
+    mi6_addr_t self;  // what stands in front of every datagram
+    sockaddr_un path; // where notices go
+    int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
+    bool pending;     // a notice met by a receive, not yet read from the error queue
+    mi6_notice_t notice;
+    std::vector<receiver_t> receivers;
+};
+
+namespace {
+
+// Takes "SERVICE.END.PID" apart; false for a file that is no receiver.
+bool parseFile(const char *file, receiver_t *receiver)
+{
+    *receiver = {};
+    receiver->fd = -1;
+    const size_t whole = strlen(file);
+    if (runOwner(file) == 0 || whole >= sizeof receiver->file)
+        return false;
+    for (const char *dot = strchr(file, '.'); dot; dot = strchr(dot + 1, '.')) {
+        int slot = 0;
+        int end = 0;
+        if (strncmp(dot, ".mgr.", 5) != 0 &&
+            (sscanf(dot, ".lc%2d.%n", &slot, &end) != 1 || end == 0 || slot < 1 || slot > 16))
+            continue;
+        const size_t length = static_cast<size_t>(dot - file);
+        if (length >= sizeof receiver->service)
+            return false;
+        memcpy(receiver->service, file, length);
+        memcpy(receiver->file, file, whole);
+        receiver->slot = slot;
+        return true;
+    }
+    return false;
+}
+
+void forget(receiver_t *receiver)
+{
+    if (receiver->fd >= 0)
+        close(receiver->fd);
+    receiver->fd = -1;
+}
+
+// Brings the table in line with the folder. Receivers that stay keep their sending socket.
+void scan(mi6_sock_t *sock)
+{
+    char folder[sizeof(sockaddr_un::sun_path)];
+    DIR *dir = velmar_run_path(folder, sizeof folder, "mi6", "") == 0 ? opendir(folder) : nullptr;
+    for (receiver_t &receiver : sock->receivers)
+        receiver.seen = false;
+    while (const dirent *entry = dir ? readdir(dir) : nullptr) {
+        receiver_t found;
+        if (!parseFile(entry->d_name, &found))
+            continue;
+        const auto known = std::find_if(sock->receivers.begin(), sock->receivers.end(),
+                                        [&](const receiver_t &r) { return strcmp(r.file, found.file) == 0; });
+        if (known != sock->receivers.end()) {
+            known->seen = true;
+        } else {
+            found.seen = true;
+            sock->receivers.push_back(found);
+        }
+    }
+    if (dir)
+        closedir(dir);
+    for (receiver_t &receiver : sock->receivers)
+        if (!receiver.seen)
+            forget(&receiver);
+    std::erase_if(sock->receivers, [](const receiver_t &r) { return !r.seen; });
+}
+
+void startWatch(mi6_sock_t *sock)
+{
+    char folder[sizeof(sockaddr_un::sun_path)];
+    if (velmar_run_path(folder, sizeof folder, "mi6", "") != 0)
+        return;
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (watch < 0)
+        return;
+    if (inotify_add_watch(watch, folder, IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_ONLYDIR) < 0) {
+        close(watch);
+        return;
+    }
+    sock->watch = watch;
+}
+
+void refresh(mi6_sock_t *sock)
+{
+    if (sock->watch < 0) {
+        // First send, or no watch to be had: then every send looks for itself.
+        startWatch(sock);
+        scan(sock);
+        return;
+    }
+    char events[4096];
+    if (read(sock->watch, events, sizeof events) <= 0)
+        return;
+    while (read(sock->watch, events, sizeof events) > 0)
+        ;
+    scan(sock);
+}
+
+mi6_addr_t addressOf(const receiver_t &receiver)
+{
+    mi6_addr_t address = {};
+    address.family = AF_MI6;
+    memcpy(address.service, receiver.service, sizeof address.service);
+    if (receiver.slot > 0)
+        address.slot_mask = static_cast<uint16_t>(1U << (receiver.slot - 1));
+    address.flags = receiver.slot > 0 ? MI6_LINE_CARD : MI6_MANAGER;
+    return address;
+}
+
+// Sent from the socket to itself, which the kernel does not count against the queue's limit. Lost if the buffer is
+// full.
+void notify(const mi6_sock_t *sock, int fd, uint32_t code, const mi6_addr_t &destination)
+{
+    notice_datagram_t datagram = {};
+    datagram.head.family = FAMILY_NOTICE;
+    datagram.notice.code = code;
+    datagram.notice.destination = destination;
+    (void)sendto(fd, &datagram, sizeof datagram, MSG_DONTWAIT | MSG_NOSIGNAL,
+                 reinterpret_cast<const sockaddr *>(&sock->path), sizeof sock->path);
+}
+
+bool isGone(int error)
+{
+    return error == ECONNREFUSED || error == ENOTCONN || error == ECONNRESET || error == ENOENT;
+}
+
+// False with errno. A file whose owner is gone is removed.
+bool connectTo(receiver_t *receiver)
+{
+    char path[sizeof(sockaddr_un::sun_path)];
+    sockaddr_un address;
+    if (velmar_run_path(path, sizeof path, "mi6", receiver->file) != 0 || !runAddress(&address, path))
+        return false;
+    forget(receiver);
+    receiver->fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (receiver->fd >= 0 && connect(receiver->fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0)
+        return true;
+    const int error = errno;
+    forget(receiver);
+    if (error == ECONNREFUSED)
+        runRemoveStale(path);
+    errno = error;
+    return false;
+}
+
+int64_t monotonicMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// The receiver is full: tries until it takes the datagram or the time is over. False with errno.
+bool waitAndSend(receiver_t *receiver, const msghdr *message)
+{
+    const int64_t due = monotonicMs() + FULL_WAIT_MS;
+    for (int64_t left = FULL_WAIT_MS; left > 0; left = due - monotonicMs()) {
+        pollfd entry = {receiver->fd, POLLOUT, 0};
+        poll(&entry, 1, static_cast<int>(left));
+        if (sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
+            return true;
+        if (errno != EAGAIN)
+            return false;
+    }
+    errno = EAGAIN;
+    return false;
+}
+
+sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const msghdr *message)
+{
+    bool sent = receiver->fd >= 0 && sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    if (!sent && (receiver->fd < 0 || isGone(errno))) {
+        if (!connectTo(receiver))
+            return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
+        sent = sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    }
+    if (!sent && errno == EAGAIN && !receiver->over) {
+        sent = waitAndSend(receiver, message);
+        if (!sent && errno == EAGAIN) {
+            receiver->over = true;
+            notify(sock, fd, MI6_THRESHOLD_HIGH, addressOf(*receiver));
+            errno = EAGAIN;
+        }
+    }
+    if (!sent)
+        return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
+    if (receiver->over) {
+        receiver->over = false;
+        notify(sock, fd, MI6_THRESHOLD_NORMAL, addressOf(*receiver));
+    }
+    return sent_t::TAKEN;
+}
+
+bool isMeant(const receiver_t &receiver, const mi6_addr_t &to)
+{
+    if (strncmp(receiver.service, to.service, sizeof to.service) != 0)
+        return false;
+    if (to.flags & (MI6_MANAGER | MI6_MANAGER_STANDBY))
+        return receiver.slot == 0;
+    return receiver.slot > 0 && (to.slot_mask >> (receiver.slot - 1) & 1) != 0;
+}
+
+// The 32 bytes of a notice, which lie in the caller's vectors.
+void keepNotice(mi6_sock_t *sock, const msghdr *message)
+{
+    size_t done = 0;
+    unsigned char *const to = reinterpret_cast<unsigned char *>(&sock->notice);
+    for (size_t i = 0; i < message->msg_iovlen && done < sizeof sock->notice; ++i) {
+        const size_t part = std::min(message->msg_iov[i].iov_len, sizeof sock->notice - done);
+        memcpy(to + done, message->msg_iov[i].iov_base, part);
+        done += part;
+    }
+    sock->pending = true;
+}
+
+void giveName(msghdr *message, const mi6_addr_t &address)
+{
+    if (message->msg_name)
+        memcpy(message->msg_name, &address, std::min<size_t>(message->msg_namelen, sizeof address));
+    message->msg_namelen = message->msg_name ? sizeof address : 0;
+}
+
+// The kept notice as a control message, cut to the caller's buffer as the kernel cuts one.
+ssize_t receiveNotice(mi6_sock_t *sock, msghdr *message)
+{
+    if (!sock->pending) {
+        errno = EAGAIN;
+        return -1;
+    }
+    sock->pending = false;
+    giveName(message, sock->notice.destination);
+    message->msg_flags = MSG_ERRQUEUE;
+    const size_t whole = CMSG_LEN(sizeof sock->notice);
+    const size_t room = message->msg_control ? std::min<size_t>(message->msg_controllen, whole) : 0;
+    if (room < whole)
+        message->msg_flags |= MSG_CTRUNC;
+    message->msg_controllen = room < sizeof(cmsghdr) ? 0 : room;
+    if (room < sizeof(cmsghdr))
+        return 0;
+    cmsghdr head = {};
+    head.cmsg_len = room;
+    head.cmsg_level = SOL_MI6;
+    head.cmsg_type = NOTICE_CMSG_TYPE;
+    unsigned char *const to = static_cast<unsigned char *>(message->msg_control);
+    memcpy(to, &head, sizeof head);
+    if (room > CMSG_LEN(0))
+        memcpy(to + CMSG_LEN(0), &sock->notice, room - CMSG_LEN(0));
+    return 0;
+}
+
+} // namespace
+
+ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
+{
+    if (flags & MSG_ERRQUEUE)
+        return receiveNotice(sock, message);
+    if (message->msg_iovlen > static_cast<size_t>(SOCKET_VECTORS)) {
+        errno = EMSGSIZE;
+        return -1;
+    }
+    mi6_addr_t head;
+    iovec vectors[SOCKET_VECTORS + 1];
+    vectors[0] = {&head, sizeof head};
+    if (message->msg_iovlen > 0)
+        memcpy(vectors + 1, message->msg_iov, message->msg_iovlen * sizeof *vectors);
+    for (;;) {
+        msghdr in = {};
+        in.msg_iov = vectors;
+        in.msg_iovlen = message->msg_iovlen + 1;
+        const ssize_t got = recvmsg(fd, &in, flags);
+        if (got < 0)
+            return got;
+        if (got < static_cast<ssize_t>(sizeof head))
+            continue;
+        if (head.family == FAMILY_NOTICE) {
+            if (got < static_cast<ssize_t>(sizeof(notice_datagram_t)))
+                continue;
+            keepNotice(sock, message);
+            errno = ERRNO_NOTICE;
+            return -1;
+        }
+        giveName(message, head);
+        message->msg_flags = in.msg_flags;
+        message->msg_controllen = 0;
+        return got - static_cast<ssize_t>(sizeof head);
+    }
+}
+
+void mi6Close(mi6_sock_t *sock)
+{
+    for (receiver_t &receiver : sock->receivers)
+        forget(&receiver);
+    if (sock->watch >= 0)
+        close(sock->watch);
+    delete sock;
+}
+
+int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
+{
+    const uint16_t mask = local->slot_mask;
+    char service[sizeof local->service + 1] = {};
+    memcpy(service, local->service, sizeof local->service);
+    if (local->family != AF_MI6 || !*service || strchr(service, '/') || strlen(service) >= sizeof local->service) {
+        errno = EINVAL;
+        return -1;
+    }
+    char name[32];
+    if (mask == 0)
+        snprintf(name, sizeof name, "%s.mgr", service);
+    else
+        snprintf(name, sizeof name, "%s.lc%d", service, __builtin_ctz(mask) + 1);
+    char path[sizeof(sockaddr_un::sun_path)];
+    const int fd = velmar_run_bind("mi6", name, true, path, sizeof path);
+    if (fd < 0)
+        return -1;
+    if (fd >= SOCKET_FDS) {
+        velmar_run_close(fd);
+        errno = EMFILE;
+        return -1;
+    }
+    mi6_sock_t *sock = new mi6_sock_t{};
+    sock->watch = -1;
+    sock->self.family = AF_MI6;
+    memcpy(sock->self.service, service, sizeof sock->self.service);
+    sock->self.slot_mask = mask;
+    sock->self.flags = mask == 0 ? MI6_MANAGER : MI6_LINE_CARD;
+    runAddress(&sock->path, path);
+    socket_slots[fd] = {sock, nullptr};
+    return fd;
+}
+
+int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count, int *)
+{
+    mi6_sock_t *sock = fd >= 0 && fd < SOCKET_FDS ? socket_slots[fd].mi6 : nullptr;
+    if (!sock || count < 0 || count > SOCKET_VECTORS) {
+        errno = sock ? EMSGSIZE : ENOTSOCK;
+        return -1;
+    }
+    refresh(sock);
+    iovec vectors[SOCKET_VECTORS + 1];
+    vectors[0] = {&sock->self, sizeof sock->self};
+    size_t length = 0;
+    for (int i = 0; i < count; ++i) {
+        vectors[i + 1] = vector[i];
+        length += vector[i].iov_len;
+    }
+    msghdr message = {};
+    message.msg_iov = vectors;
+    message.msg_iovlen = static_cast<size_t>(count) + 1;
+    unsigned taken = 0;
+    int failure = 0;
+    for (receiver_t &receiver : sock->receivers) {
+        if (!isMeant(receiver, *to))
+            continue;
+        const sent_t outcome = sendOne(sock, fd, &receiver, &message);
+        taken += outcome == sent_t::TAKEN;
+        if (outcome == sent_t::FAILED)
+            failure = errno;
+    }
+    if (taken > 0)
+        return static_cast<int>(length);
+    if (failure) {
+        errno = failure;
+        return -1;
+    }
+    notify(sock, fd, MI6_DESTINATION_INVALID, *to);
+    return 0;
+}

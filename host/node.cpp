@@ -1,0 +1,111 @@
+// The node file: `key = value` lines, "#" starts a comment. Keys: model, slot, slot_base, instance.
+#include "host/node.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "velmar/process.h"
+#include "velmar/run.h"
+
+namespace {
+
+int node_model = 1000;
+int my_switch;
+
+struct node_key_t {
+    const char *name;
+    long most;
+};
+constexpr node_key_t KEYS[] = {{"model", INT_MAX}, {"slot", 16}, {"slot_base", INT_MAX}, {"instance", INT_MAX}};
+
+char *trim(char *text)
+{
+    text += strspn(text, " \t\r\n");
+    char *end = text + strlen(text);
+    while (end > text && strchr(" \t\r\n", end[-1]))
+        *--end = '\0';
+    return text;
+}
+
+void store(size_t key, long value)
+{
+    uint32_t *const words[] = {nullptr, &__expm.slot, &__expm.slot_base, &__expm.instance};
+    if (words[key])
+        *words[key] = static_cast<uint32_t>(value);
+    else
+        node_model = static_cast<int>(value);
+}
+
+// Null, or what is wrong with the line.
+const char *takeLine(char *line)
+{
+    if (char *comment = strchr(line, '#'))
+        *comment = '\0';
+    line = trim(line);
+    if (!*line)
+        return nullptr;
+    char *equals = strchr(line, '=');
+    if (!equals)
+        return "expected key = value";
+    *equals = '\0';
+    const char *name = trim(line);
+    const char *text = trim(equals + 1);
+    for (size_t key = 0; key < sizeof KEYS / sizeof *KEYS; ++key) {
+        if (strcmp(name, KEYS[key].name) != 0)
+            continue;
+        char *end;
+        errno = 0;
+        const long value = strtol(text, &end, 10);
+        if (end == text || *end || errno)
+            return "the value is not a number";
+        if (value < 0 || value > KEYS[key].most)
+            return "the value is out of range";
+        store(key, value);
+        return nullptr;
+    }
+    return "unknown key; known are model, slot, slot_base and instance";
+}
+
+} // namespace
+
+expm_t __expm = {{0, 0}, 1, 1, {0, 0, 0, 0, 0}, 0, {0, 0}};
+
+void nodeLoad(const char *progname)
+{
+    char text[2 * PATH_MAX];
+    const char *dir = velmar_run_dir(text, sizeof text);
+    if (!dir) {
+        fprintf(stderr, "%s: %s\n", progname, text);
+        exit(1);
+    }
+    char path[PATH_MAX + 8];
+    snprintf(path, sizeof path, "%s/node", dir);
+    FILE *file = fopen(path, "re");
+    if (!file) {
+        if (errno == ENOENT)
+            return;
+        fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, strerror(errno));
+        exit(1);
+    }
+    char line[512];
+    for (int number = 1; fgets(line, sizeof line, file); ++number) {
+        if (const char *wrong = takeLine(line)) {
+            fprintf(stderr, "%s: %s line %d: %s\n", progname, path, number, wrong);
+            exit(1);
+        }
+    }
+    fclose(file);
+}
+
+int sysconModel()
+{
+    return node_model;
+}
+
+void setMySwitch(int n)
+{
+    my_switch = n;
+}

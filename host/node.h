@@ -1,0 +1,9 @@
+// Inside the host library: the facts about this node.
+#ifndef HOST_NODE_H
+#define HOST_NODE_H
+
+// Reads RUN/node into __expm and the model. A file with a malformed line, or a run directory that cannot be used, is
+// reported on standard error with `progname` in front and ends the process with status 1.
+void nodeLoad(const char *progname);
+
+#endif

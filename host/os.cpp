@@ -1,0 +1,164 @@
+// Time and waiting on the machine's own clock. Nothing else of the host library stands here, so that a simulated host
+// can take this object's place.
+//
+// A limit is counted from the time that its thread read last: a caller computes it from there, and a step between that
+// reading and the wait belongs to the wait.
+#include "velmar/os.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "host/clock.h"
+
+namespace {
+
+constexpr unsigned POLL_MAX = 4096;
+constexpr unsigned POLL_FEW = 64; // entries of the small table, which costs no stack to speak of
+constexpr int64_t SOON_US = 1000; // within which nearly every answer comes
+
+thread_local long offset_read_ms = -1; // as this thread saw it last
+
+int64_t stepped(long offset_ms)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000 + static_cast<int64_t>(offset_ms) * 1000;
+}
+
+int64_t nowUs()
+{
+    offset_read_ms = clock_offset_ms.load(std::memory_order_relaxed);
+    return stepped(offset_read_ms);
+}
+
+int64_t dueUs(int64_t limit_us)
+{
+    return (offset_read_ms < 0 ? nowUs() : stepped(offset_read_ms)) + limit_us;
+}
+
+// Waits on `table`, which holds the caller's entries and behind them one for a step of the clock. A step ends the wait
+// only if its limit is reached by it.
+int pollLimited(pollfd *table, pollfd *fds, unsigned count, int timeout_ms, int waiter)
+{
+    std::copy(fds, fds + count, table);
+    table[count] = {waiter, POLLIN, 0};
+    const int64_t due = dueUs(static_cast<int64_t>(timeout_ms) * 1000);
+    for (;;) {
+        const int64_t left = due - nowUs();
+        int ready = poll(table, count + 1, left > 0 ? static_cast<int>((left + 999) / 1000) : 0);
+        if (ready < 0)
+            return ready;
+        const bool woken = table[count].revents != 0;
+        if (woken)
+            clockSeen(waiter);
+        ready -= woken;
+        if (ready == 0 && woken && left > 0)
+            continue;
+        for (unsigned i = 0; i < count; ++i)
+            fds[i].revents = table[i].revents;
+        return ready;
+    }
+}
+
+[[gnu::noinline]] int pollMany(pollfd *fds, unsigned count, int timeout_ms, int waiter)
+{
+    pollfd table[POLL_MAX + 1];
+    return pollLimited(table, fds, count, timeout_ms, waiter);
+}
+
+timeval timevalOf(int64_t us)
+{
+    return {static_cast<time_t>(us / 1000000), static_cast<suseconds_t>(us % 1000000)};
+}
+
+// Waits on what is asked and for a step of the clock, as pollLimited does. The sets that are null are empty in `asked`.
+int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t due)
+{
+    const int waiter = clockWaiter();
+    const bool steps = waiter >= 0 && waiter < FD_SETSIZE;
+    const int all = steps && waiter >= nfds ? waiter + 1 : nfds;
+    for (;;) {
+        const int64_t left = due - nowUs();
+        timeval wait = timevalOf(left > 0 ? left : 0);
+        fd_set sets[] = {asked[0], asked[1], asked[2]};
+        if (steps)
+            FD_SET(waiter, &sets[0]);
+        int ready = select(all, &sets[0], &sets[1], &sets[2], &wait);
+        if (ready < 0)
+            return ready;
+        const bool woken = steps && ready > 0 && FD_ISSET(waiter, &sets[0]);
+        if (woken) {
+            clockSeen(waiter);
+            FD_CLR(waiter, &sets[0]);
+        }
+        ready -= woken;
+        if (ready == 0 && woken && left > 0)
+            continue;
+        for (int i = 0; i < 3; ++i)
+            if (given[i])
+                *given[i] = sets[i];
+        return ready;
+    }
+}
+
+} // namespace
+
+void velmar_now(struct timeval *now)
+{
+    *now = timevalOf(nowUs());
+}
+
+uint64_t velmar_time_base()
+{
+    return static_cast<uint64_t>(nowUs() / 1000);
+}
+
+// Only a wait with a limit that is not over yet has anything to do with a step.
+int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
+{
+    const int waiter = timeout_ms > 0 ? clockWaiter() : -1;
+    if (waiter < 0)
+        return poll(fds, count, timeout_ms < 0 ? -1 : timeout_ms);
+    if (count < POLL_FEW) {
+        pollfd table[POLL_FEW];
+        return pollLimited(table, fds, count, timeout_ms, waiter);
+    }
+    if (count <= POLL_MAX)
+        return pollMany(fds, count, timeout_ms, waiter);
+    errno = EINVAL;
+    return -1;
+}
+
+// The descriptor for steps costs a select as much as the rest of it. So a limited wait looks for a quick answer without
+// it, unless a step has come already, and a step in that first moment is seen at its end.
+int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout)
+{
+    timeval wait = timeout ? *timeout : timeval{};
+    if (wait.tv_sec <= 0 && wait.tv_usec <= 0)
+        return select(nfds, readable, writable, except, timeout ? &wait : nullptr);
+    const int64_t limit = static_cast<int64_t>(wait.tv_sec) * 1000000 + wait.tv_usec;
+    const int64_t due = dueUs(limit);
+    fd_set *const given[] = {readable, writable, except};
+    fd_set asked[3];
+    for (int i = 0; i < 3; ++i) {
+        if (given[i])
+            asked[i] = *given[i];
+        else
+            FD_ZERO(&asked[i]);
+    }
+    if (clock_offset_ms.load(std::memory_order_relaxed) == offset_read_ms) {
+        wait = timevalOf(std::min(limit, SOON_US));
+        const int ready = select(nfds, readable, writable, except, &wait);
+        if (ready != 0)
+            return ready;
+    }
+    return selectLimited(nfds, given, asked, due);
+}
+
+int velmar_pipe(int fds[2])
+{
+    return pipe2(fds, O_CLOEXEC);
+}

@@ -1,0 +1,8 @@
+// Inside the host library: the event log.
+#ifndef HOST_RASLOG_H
+#define HOST_RASLOG_H
+
+// Appends one line to RUN/trace/raslog, with time, service and process in front. Nothing before rasevt_init.
+void rasLog(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+#endif

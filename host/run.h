@@ -1,0 +1,28 @@
+// Inside the host library: names in the run directory and the socket files that this process bound there.
+#ifndef HOST_RUN_H
+#define HOST_RUN_H
+
+#include <cstddef>
+#include <sys/un.h>
+
+// Fills a socket address; false if the path does not fit.
+bool runAddress(sockaddr_un *address, const char *path);
+
+// Binds an open socket at RUN/folder/name, or with `pid` at RUN/folder/name.PID, and remembers the file. 0, or -1 with
+// errno.
+int runBind(int fd, const char *folder, const char *name, bool pid, char *path, size_t size);
+
+// Removes the file that `fd` was bound at. The descriptor stays open.
+void runForget(int fd);
+
+// A connect to `path` was refused: removes the file unless its owner may still be about to listen. True if it is gone.
+bool runRemoveStale(const char *path);
+
+// The process id that a file name ends in, before a further ".K": 0 if it has none.
+int runOwner(const char *name);
+bool runAlive(int pid);
+
+// Removes every file of this process. Runs at exit and when the platform ends the process.
+void runCleanup();
+
+#endif

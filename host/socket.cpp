@@ -1,0 +1,85 @@
+// The system calls of the two closed socket families, by the kind of the descriptor. Any other descriptor goes to the
+// system call itself.
+#include "velmar/socket.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+#include "host/run.h"
+#include "host/socket.h"
+
+socket_slot_t socket_slots[SOCKET_FDS];
+
+namespace {
+
+socket_slot_t *slotOf(int fd)
+{
+    static socket_slot_t none;
+    return fd >= 0 && fd < SOCKET_FDS ? &socket_slots[fd] : &none;
+}
+
+} // namespace
+
+int velmar_socket(int family, int type, int protocol)
+{
+    return family == AF_QOS ? qosOpen() : socket(family, type | SOCK_CLOEXEC, protocol);
+}
+
+int velmar_bind(int fd, const void *address, size_t length)
+{
+    const socket_slot_t *slot = slotOf(fd);
+    if (slot->qos)
+        return qosBind(slot->qos, fd, address, length);
+    return bind(fd, static_cast<const sockaddr *>(address), static_cast<socklen_t>(length));
+}
+
+ssize_t velmar_sendmsg(int fd, const struct msghdr *message, int flags)
+{
+    const socket_slot_t *slot = slotOf(fd);
+    if (slot->qos)
+        return qosSend(slot->qos, fd, message, flags);
+    if (slot->mi6) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    return sendmsg(fd, message, flags);
+}
+
+ssize_t velmar_recvmsg(int fd, struct msghdr *message, int flags)
+{
+    const socket_slot_t *slot = slotOf(fd);
+    if (slot->mi6)
+        return mi6Receive(slot->mi6, fd, message, flags);
+    if (slot->qos)
+        return qosReceive(slot->qos, fd, message, flags);
+    return recvmsg(fd, message, flags);
+}
+
+int velmar_close(int fd)
+{
+    socket_slot_t *slot = slotOf(fd);
+    if (slot->mi6)
+        mi6Close(slot->mi6);
+    if (slot->qos)
+        qosClose(slot->qos);
+    *slot = {};
+    runForget(fd);
+    return close(fd);
+}
+
+int pal_sock_set_recvbuf(int fd, int size)
+{
+    return setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+}
+
+int pal_sock_get_recvbuf(int fd, int *size)
+{
+    socklen_t length = sizeof *size;
+    return getsockopt(fd, SOL_SOCKET, SO_RCVBUF, size, &length);
+}
+
+// The kernel doubles the size for its own overhead, so a frame of 4116 bytes passes with the 8192 that are asked for.
+int pal_sock_set_sendbuf(int fd, int size)
+{
+    return setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}

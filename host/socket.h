@@ -1,0 +1,31 @@
+// Inside the host library: what stands behind a descriptor of the two closed socket families.
+#ifndef HOST_SOCKET_H
+#define HOST_SOCKET_H
+
+#include <sys/socket.h>
+#include <sys/types.h>
+
+constexpr int SOCKET_FDS = 4096; // descriptors from here on are refused
+
+struct mi6_sock_t;
+struct qos_sock_t;
+
+// One of the two, or neither for a descriptor that is not ours. A socket is used by one thread at a time.
+struct socket_slot_t {
+    mi6_sock_t *mi6;
+    qos_sock_t *qos;
+};
+extern socket_slot_t socket_slots[SOCKET_FDS];
+
+constexpr int SOCKET_VECTORS = 15; // most vectors of one message
+
+ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags);
+void mi6Close(mi6_sock_t *sock);
+
+int qosOpen();
+int qosBind(qos_sock_t *sock, int fd, const void *address, size_t length);
+ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags);
+ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags);
+void qosClose(qos_sock_t *sock);
+
+#endif

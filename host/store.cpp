@@ -1,0 +1,162 @@
+// The arena: blocks are cut from its end and, once given back, kept by size for the next of the same size. Where a
+// block begins, a side table of one word for each 16 bytes holds its number.
+#include "host/store.h"
+
+#include <bit>
+#include <cstring>
+#include <sys/mman.h>
+#include <unordered_map>
+#include <vector>
+
+store_totals_t store_totals;
+
+namespace {
+
+constexpr size_t RESERVE_MOST = size_t{1} << 30;
+constexpr size_t RESERVE_LEAST = size_t{1} << 24;
+constexpr size_t GRANULE = 16;
+constexpr size_t COMMIT_STEP = size_t{1} << 18;
+constexpr size_t EXACT_MOST = size_t{1} << 16; // larger blocks have a power of two of room
+
+struct arena_t {
+    unsigned char *base;
+    size_t reserved;
+    size_t committed;
+    size_t used;
+    uint32_t *numbers; // by granule, block number + 1 where a block begins
+    std::vector<store_block_t> blocks;
+    std::unordered_map<size_t, std::vector<uint32_t>> free; // block numbers by room
+};
+arena_t arena;
+
+void *reserve(size_t size, int protection)
+{
+    void *map = mmap(nullptr, size, protection, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return map == MAP_FAILED ? nullptr : map;
+}
+
+size_t roomFor(size_t size)
+{
+    const size_t room = size ? (size + GRANULE - 1) / GRANULE * GRANULE : GRANULE;
+    return room <= EXACT_MOST ? room : std::bit_ceil(room);
+}
+
+bool commit(size_t end)
+{
+    if (end <= arena.committed)
+        return true;
+    if (end > arena.reserved)
+        return false;
+    size_t upto = (end + COMMIT_STEP - 1) / COMMIT_STEP * COMMIT_STEP;
+    if (upto > arena.reserved)
+        upto = arena.reserved;
+    if (mprotect(arena.base + arena.committed, upto - arena.committed, PROT_READ | PROT_WRITE) != 0)
+        return false;
+    arena.committed = upto;
+    return true;
+}
+
+// Takes a block of the room from the free ones, or cuts a new one: its number, or -1.
+int64_t findRoom(size_t room)
+{
+    const auto kept = arena.free.find(room);
+    if (kept != arena.free.end() && !kept->second.empty()) {
+        const uint32_t number = kept->second.back();
+        kept->second.pop_back();
+        memset(arena.base + arena.blocks[number].offset, 0, room);
+        return number;
+    }
+    if (room > arena.reserved - arena.used || !commit(arena.used + room))
+        return -1;
+    store_block_t block = {};
+    block.offset = static_cast<uint32_t>(arena.used);
+    arena.used += room;
+    arena.blocks.push_back(block);
+    arena.numbers[block.offset / GRANULE] = static_cast<uint32_t>(arena.blocks.size());
+    return static_cast<int64_t>(arena.blocks.size()) - 1;
+}
+
+// One writer: plain loads and stores do.
+void count(uint32_t blocks, uint32_t bytes)
+{
+    store_totals.blocks.store(store_totals.blocks.load(std::memory_order_relaxed) + blocks, std::memory_order_relaxed);
+    store_totals.bytes.store(store_totals.bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+}
+
+int64_t numberOf(const void *address)
+{
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(address) - reinterpret_cast<uintptr_t>(arena.base);
+    if (!arena.base || offset >= arena.used || offset % GRANULE != 0)
+        return -1;
+    const uint32_t number = arena.numbers[offset / GRANULE];
+    return number && arena.blocks[number - 1].used ? static_cast<int64_t>(number) - 1 : -1;
+}
+
+} // namespace
+
+bool storeOpen()
+{
+    for (size_t size = RESERVE_MOST; !arena.base && size >= RESERVE_LEAST; size /= 2) {
+        arena.base = static_cast<unsigned char *>(reserve(size, PROT_NONE));
+        arena.reserved = arena.base ? size : 0;
+    }
+    if (arena.base && !arena.numbers)
+        arena.numbers =
+            static_cast<uint32_t *>(reserve(arena.reserved / GRANULE * sizeof *arena.numbers, PROT_READ | PROT_WRITE));
+    return arena.base && arena.numbers;
+}
+
+void *storeTake(size_t size, uint32_t type, int32_t group, int32_t tag)
+{
+    if (!arena.base || size > arena.reserved)
+        return nullptr;
+    const int64_t number = findRoom(roomFor(size));
+    if (number < 0)
+        return nullptr;
+    store_block_t &block = arena.blocks[static_cast<size_t>(number)];
+    block.size = static_cast<uint32_t>(size);
+    block.type = type;
+    block.group = group;
+    block.tag = tag;
+    block.used = true;
+    count(1, block.size);
+    return arena.base + block.offset;
+}
+
+bool storeGive(void *address)
+{
+    const int64_t number = numberOf(address);
+    if (number < 0)
+        return false;
+    store_block_t &block = arena.blocks[static_cast<size_t>(number)];
+    block.used = false;
+    arena.free[roomFor(block.size)].push_back(static_cast<uint32_t>(number));
+    count(0U - 1, 0U - block.size);
+    return true;
+}
+
+void storeClear()
+{
+    if (!arena.base)
+        return;
+    if (arena.used > 0) {
+        madvise(arena.base, arena.committed, MADV_DONTNEED);
+        madvise(arena.numbers, arena.used / GRANULE * sizeof *arena.numbers, MADV_DONTNEED);
+    }
+    arena.used = 0;
+    arena.blocks.clear();
+    arena.free.clear();
+    store_totals.blocks.store(0, std::memory_order_relaxed);
+    store_totals.bytes.store(0, std::memory_order_relaxed);
+}
+
+bool storeHolds(const void *address)
+{
+    return arena.base && reinterpret_cast<uintptr_t>(address) - reinterpret_cast<uintptr_t>(arena.base) < arena.used;
+}
+
+const store_block_t *storeBlock(const void *address)
+{
+    const int64_t number = numberOf(address);
+    return number < 0 ? nullptr : &arena.blocks[static_cast<size_t>(number)];
+}

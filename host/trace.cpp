@@ -1,0 +1,302 @@
+// The trace ring: a mapped file RUN/trace/NAME.PID that stays when the process is gone.
+//
+// File, native byte order: a head of 64 bytes, then `lines` slots of `slot_size` bytes. `lines` is a power of two; line
+// number n (the first is 0) lies in slot n mod lines. A slot is valid for line n if its sequence is n + 1 before and
+// after it was copied; the writer clears the sequence first and stores it last, so a reader never holds it up. Several
+// threads may store lines; two could meet in one slot only if one of them stood still while the whole ring went by.
+#include "host/trace.h"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "host/clock.h"
+#include "host/run.h"
+#include "velmar/run.h"
+#include "velmar/trace.h"
+
+namespace {
+
+constexpr char MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '1'};
+constexpr uint32_t LINES_MAX = 1U << 20;
+constexpr uint32_t RECORD_MAX = 4096;
+constexpr int RINGS_MAX = 8;
+constexpr size_t DEAD_RINGS_KEPT = 7;
+
+struct ring_head_t {
+    char magic[8];
+    uint32_t lines;
+    uint32_t slot_size;
+    uint32_t record_length;
+    uint32_t module;
+    uint32_t pid;
+    std::atomic<uint32_t> next; // lines stored so far
+    char name[16];
+    unsigned char reserved[16];
+};
+static_assert(sizeof(ring_head_t) == 64);
+
+struct ring_slot_t {
+    std::atomic<uint32_t> sequence;
+    uint16_t level;
+    uint16_t length;
+    uint32_t id;
+    uint32_t time_high; // milliseconds of the monotonic clock, two words
+    uint32_t time_low;
+    // record_length bytes of text follow.
+};
+static_assert(sizeof(ring_slot_t) == 20);
+
+struct ring_t {
+    ring_head_t *head; // null for a free row
+    unsigned char *slots;
+    uint32_t mask;
+    uint32_t slot_size;
+    uint32_t record_length;
+    char path[sizeof(sockaddr_un::sun_path)];
+};
+ring_t rings[RINGS_MAX];
+int copy_fd = -1; // the file named by VELMAR_TRACE
+
+// Removes the oldest rings `name` of processes that are gone.
+void removeOld(const char *name)
+{
+    char folder[sizeof(sockaddr_un::sun_path)];
+    DIR *dir = velmar_run_path(folder, sizeof folder, "trace", "") == 0 ? opendir(folder) : nullptr;
+    if (!dir)
+        return;
+    std::vector<std::pair<time_t, std::string>> dead;
+    const size_t length = strlen(name);
+    while (const dirent *entry = readdir(dir)) {
+        if (strncmp(entry->d_name, name, length) != 0 || entry->d_name[length] != '.')
+            continue;
+        const int owner = runOwner(entry->d_name);
+        struct stat found;
+        if (owner > 0 && !runAlive(owner) && fstatat(dirfd(dir), entry->d_name, &found, 0) == 0)
+            dead.emplace_back(found.st_mtime, entry->d_name);
+    }
+    std::sort(dead.begin(), dead.end());
+    for (size_t i = 0; i + DEAD_RINGS_KEPT < dead.size(); ++i)
+        unlinkat(dirfd(dir), dead[i].second.c_str(), 0);
+    closedir(dir);
+}
+
+// Makes and maps the file with all its blocks in place: a full disk is met here and not by a store into the map.
+void *makeFile(const char *path, size_t size)
+{
+    unlink(path);
+    const int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return nullptr;
+    void *map = MAP_FAILED;
+    if (posix_fallocate(fd, 0, static_cast<off_t>(size)) == 0)
+        map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    close(fd);
+    if (map == MAP_FAILED) {
+        unlink(path);
+        return nullptr;
+    }
+#ifdef MADV_POPULATE_WRITE
+    madvise(map, size, MADV_POPULATE_WRITE);
+#endif
+    return map;
+}
+
+ring_slot_t *slotOf(unsigned char *slots, uint32_t slot_size, uint32_t index)
+{
+    return reinterpret_cast<ring_slot_t *>(slots + static_cast<size_t>(index) * slot_size);
+}
+
+char *textOf(ring_slot_t *slot)
+{
+    return reinterpret_cast<char *>(slot) + sizeof *slot;
+}
+
+// Line breaks become "\n", so a line stays a line.
+size_t escape(char *to, const char *text, size_t length)
+{
+    size_t used = 0;
+    for (size_t i = 0; i < length; ++i) {
+        if (text[i] == '\n') {
+            to[used++] = '\\';
+            to[used++] = 'n';
+        } else {
+            to[used++] = text[i];
+        }
+    }
+    return used;
+}
+
+void copyLine(int level, const char *text, size_t length)
+{
+    char line[16 + 2 * RECORD_MAX];
+    size_t used = static_cast<size_t>(snprintf(line, 16, "%d\t", level));
+    used += escape(line + used, text, length);
+    line[used++] = '\n';
+    (void)!write(copy_fd, line, used);
+}
+
+// Copies line `number` of a mapped ring as "SECONDS.mmm LEVEL TEXT\n"; 0 if the writer has it in hand.
+size_t formatLine(unsigned char *slots, const ring_head_t *head, uint32_t number, char *to)
+{
+    ring_slot_t *slot = slotOf(slots, head->slot_size, number & (head->lines - 1));
+    if (slot->sequence.load(std::memory_order_acquire) != number + 1)
+        return 0;
+    char text[RECORD_MAX];
+    const size_t length = std::min<size_t>(slot->length, head->record_length);
+    memcpy(text, textOf(slot), length);
+    const uint64_t ms = static_cast<uint64_t>(slot->time_high) << 32 | slot->time_low;
+    const unsigned level = slot->level;
+    std::atomic_thread_fence(std::memory_order_acquire);
+    if (slot->sequence.load(std::memory_order_relaxed) != number + 1)
+        return 0;
+    size_t used = static_cast<size_t>(snprintf(to, 48, "%llu.%03u %u ", static_cast<unsigned long long>(ms / 1000),
+                                               static_cast<unsigned>(ms % 1000), level));
+    used += escape(to + used, text, length);
+    to[used++] = '\n';
+    return used;
+}
+
+bool isRing(const ring_head_t *head, size_t size)
+{
+    return size >= sizeof *head && memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
+           head->record_length <= RECORD_MAX && head->slot_size >= sizeof(ring_slot_t) + head->record_length &&
+           sizeof *head + static_cast<uint64_t>(head->lines) * head->slot_size <= size;
+}
+
+// Walks back from the newest line until `lines` are found or the room is used, then writes them oldest first.
+size_t readRing(unsigned char *map, unsigned lines, char *out, size_t size)
+{
+    const ring_head_t *head = reinterpret_cast<const ring_head_t *>(map);
+    unsigned char *slots = map + sizeof *head;
+    const uint32_t next = head->next.load(std::memory_order_acquire);
+    const uint32_t most = std::min<uint32_t>({lines, head->lines, next});
+    char line[48 + 2 * RECORD_MAX];
+    uint32_t first = next;
+    for (size_t room = size; first != next - most; --first) {
+        const size_t length = formatLine(slots, head, first - 1, line);
+        if (length > room)
+            break;
+        room -= length;
+    }
+    size_t used = 0;
+    for (; first != next; ++first) {
+        const size_t length = formatLine(slots, head, first, line);
+        if (used + length > size)
+            break;
+        memcpy(out + used, line, length);
+        used += length;
+    }
+    return used;
+}
+
+void openCopy()
+{
+    const char *path = getenv("VELMAR_TRACE");
+    if (!path || !*path || copy_fd >= 0)
+        return;
+    copy_fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (copy_fd < 0)
+        fprintf(stderr, "cannot open VELMAR_TRACE file %s: %s\n", path, strerror(errno));
+}
+
+} // namespace
+
+int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const char *name, const trace_params_t *params)
+{
+    int row = 0;
+    while (row < RINGS_MAX && rings[row].head)
+        ++row;
+    if (row == RINGS_MAX || size == 0 || size > LINES_MAX || params->record_length < 2 ||
+        params->record_length > RECORD_MAX)
+        return -EINVAL;
+    ring_t ring = {};
+    char file[32];
+    snprintf(file, sizeof file, "%.15s.%d", name, static_cast<int>(getpid()));
+    if (velmar_run_path(ring.path, sizeof ring.path, "trace", file) != 0)
+        return -errno;
+    removeOld(name);
+    const uint32_t lines = std::bit_ceil(size);
+    ring.mask = lines - 1;
+    ring.record_length = params->record_length;
+    ring.slot_size = (static_cast<uint32_t>(sizeof(ring_slot_t)) + params->record_length + 7) & ~7U;
+    void *map = makeFile(ring.path, sizeof(ring_head_t) + static_cast<size_t>(lines) * ring.slot_size);
+    if (!map)
+        return -ENOSPC;
+    ring.head = static_cast<ring_head_t *>(map);
+    ring.slots = static_cast<unsigned char *>(map) + sizeof(ring_head_t);
+    ring.head->lines = lines;
+    ring.head->slot_size = ring.slot_size;
+    ring.head->record_length = ring.record_length;
+    ring.head->module = module;
+    ring.head->pid = static_cast<uint32_t>(getpid());
+    snprintf(ring.head->name, sizeof ring.head->name, "%s", name);
+    memcpy(ring.head->magic, MAGIC, sizeof MAGIC);
+    openCopy();
+    rings[row] = ring;
+    *handle = row + 1;
+    return 0;
+}
+
+void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, const char *text)
+{
+    if (handle < 1 || handle > RINGS_MAX || !rings[handle - 1].head)
+        return;
+    const ring_t &ring = rings[handle - 1];
+    const size_t length = strnlen(text, ring.record_length - 1);
+    const uint32_t number = ring.head->next.fetch_add(1, std::memory_order_relaxed);
+    ring_slot_t *slot = slotOf(ring.slots, ring.slot_size, number & ring.mask);
+    slot->sequence.store(0, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release);
+    const uint64_t now = clockCoarseMs();
+    slot->level = static_cast<uint16_t>(level);
+    slot->length = static_cast<uint16_t>(length);
+    slot->id = id;
+    slot->time_high = static_cast<uint32_t>(now >> 32);
+    slot->time_low = static_cast<uint32_t>(now);
+    memcpy(textOf(slot), text, length);
+    slot->sequence.store(number + 1, std::memory_order_release);
+    if (copy_fd >= 0)
+        copyLine(level, text, length);
+}
+
+const char *traceFirstFile()
+{
+    return rings[0].head ? rings[0].path : nullptr;
+}
+
+int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    struct stat found;
+    void *map = MAP_FAILED;
+    if (fstat(fd, &found) == 0 && found.st_size >= static_cast<off_t>(sizeof(ring_head_t)))
+        map = mmap(nullptr, static_cast<size_t>(found.st_size), PROT_READ, MAP_SHARED, fd, 0);
+    close(fd);
+    if (map == MAP_FAILED) {
+        errno = EINVAL;
+        return -1;
+    }
+    const size_t mapped = static_cast<size_t>(found.st_size);
+    const bool is_ring = isRing(static_cast<const ring_head_t *>(map), mapped);
+    const size_t used = is_ring ? readRing(static_cast<unsigned char *>(map), lines, out, size) : 0;
+    munmap(map, mapped);
+    if (!is_ring)
+        errno = EINVAL;
+    return is_ring ? static_cast<int>(used) : -1;
+}

@@ -1,0 +1,508 @@
+// AVL trees. Both sides of a node are handled by the same code: a side is the `flag` of the child that hangs there.
+#include "lib/avl.h"
+
+#include <cstdlib>
+#include <iterator>
+#include <utility>
+
+#include "core/fields.h"
+#include "lib/tha_mem.h"
+
+const ha_field_t tnx_avl_node_fields[7] = {
+    QOS_FIELD(tnx_avl_node_t, left, "~Ptr"),   QOS_FIELD(tnx_avl_node_t, right, "~Ptr"),
+    QOS_FIELD(tnx_avl_node_t, parent, "~Ptr"), QOS_FIELD(tnx_avl_node_t, balance, "~I32"),
+    QOS_FIELD(tnx_avl_node_t, rank, "~I32"),   QOS_FIELD(tnx_avl_node_t, flag, "~I32"),
+    QOS_FIELD(tnx_avl_node_t, info, "~Ptr"),
+};
+
+const ha_field_t tnx_avl_tree_fields[9] = {
+    QOS_FIELD(tnx_avl_tree_t, max_nodes, "~I32"),     QOS_FIELD(tnx_avl_tree_t, compare_function, "~Ptr"),
+    QOS_FIELD(tnx_avl_tree_t, data, "~Ptr"),          QOS_FIELD(tnx_avl_tree_t, root, "~Ptr"),
+    QOS_FIELD(tnx_avl_tree_t, free_list, "~Ptr"),     QOS_FIELD(tnx_avl_tree_t, count, "~I32"),
+    QOS_FIELD(tnx_avl_tree_t, ha_hndl, "~Hdl"),       QOS_FIELD(tnx_avl_tree_t, ha_obj_grp, "~I32"),
+    QOS_FIELD(tnx_avl_tree_t, avl_tree_name, "~Chr"),
+};
+
+namespace {
+
+using Node = tnx_avl_node_t;
+using Tree = tnx_avl_tree_t;
+
+constexpr int LEFT = 0;
+constexpr int RIGHT = 1;
+constexpr const char *NODE_TYPE = "tnx_avl_node_t";
+constexpr const char *TREE_TYPE = "tnx_avl_tree_t";
+
+Node *&child(Node *node, int side)
+{
+    return side == LEFT ? node->left : node->right;
+}
+
+constexpr int lean(int side)
+{
+    return side == LEFT ? -1 : 1;
+}
+
+void poolPut(Tree *tree, Node *node)
+{
+    *node = {};
+    node->right = tree->free_list;
+    tree->free_list = node;
+}
+
+Node *_avl_node_new(Tree *tree)
+{
+    Node *node = tree->free_list;
+    if (node) {
+        tree->free_list = node->right;
+        node->right = nullptr;
+    } else if (tree->max_nodes == 0) {
+        node = static_cast<Node *>(lib_tha_alloc(tree->ha_hndl, sizeof(Node), NODE_TYPE, tree->ha_obj_grp,
+                                                 LIB_THA_TAG_NODE, tree->avl_tree_name));
+    }
+    if (node)
+        ++tree->count;
+    return node;
+}
+
+void _avl_node_free(Tree *tree, Node *node)
+{
+    --tree->count;
+    if (tree->max_nodes != 0)
+        poolPut(tree, node);
+    else
+        lib_tha_free(tree->ha_hndl, node);
+}
+
+// Hangs `node`, which may be null, on one side of its new parent.
+void hang(Node *parent, int side, Node *node)
+{
+    child(parent, side) = node;
+    if (node) {
+        node->parent = parent;
+        node->flag = side;
+    }
+}
+
+// Puts `node`, which may be null, into the place of `old`.
+void replace(Tree *tree, const Node *old, Node *node)
+{
+    if (old->parent) {
+        hang(old->parent, old->flag, node);
+        return;
+    }
+    tree->root = node;
+    if (node) {
+        node->parent = nullptr;
+        node->flag = LEFT;
+    }
+}
+
+// Lifts the child on `side` over its parent. Ranks keep their meaning, balances are the caller's.
+Node *rotate(Tree *tree, Node *node, int side)
+{
+    Node *top = child(node, side);
+    if (side == LEFT)
+        node->rank -= top->rank;
+    else
+        top->rank += node->rank;
+    replace(tree, node, top);
+    hang(node, side, child(top, !side));
+    hang(top, !side, node);
+    return top;
+}
+
+// Restores the balance of a node that has become two levels too heavy on `side`. Gives the subtree's new root and
+// whether the subtree is lower than before.
+std::pair<Node *, bool> rebalance(Tree *tree, Node *node, int side)
+{
+    const int heavy = lean(side);
+    Node *top = child(node, side);
+    if (top->balance == -heavy) {
+        Node *low = top;
+        top = rotate(tree, low, !side);
+        rotate(tree, node, side);
+        node->balance = top->balance == heavy ? -heavy : 0;
+        low->balance = top->balance == -heavy ? heavy : 0;
+        top->balance = 0;
+        return {top, true};
+    }
+    rotate(tree, node, side);
+    const bool lower = top->balance == heavy;
+    node->balance = lower ? 0 : heavy;
+    top->balance = lower ? 0 : -heavy;
+    return {top, lower};
+}
+
+void retraceInsert(Tree *tree, Node *node)
+{
+    int side = node->flag;
+    for (Node *parent = node->parent; parent; parent = parent->parent) {
+        if (parent->balance == -lean(side)) {
+            parent->balance = 0;
+            return;
+        }
+        if (parent->balance == lean(side)) {
+            rebalance(tree, parent, side);
+            return;
+        }
+        parent->balance = lean(side);
+        side = parent->flag;
+    }
+}
+
+// `node` has lost a level on `side`.
+void retraceDelete(Tree *tree, Node *node, int side)
+{
+    while (node) {
+        Node *parent = node->parent;
+        const int parentSide = node->flag;
+        if (node->balance == 0) {
+            node->balance = -lean(side);
+            return;
+        }
+        if (node->balance == lean(side))
+            node->balance = 0;
+        else if (!rebalance(tree, node, !side).second)
+            return;
+        node = parent;
+        side = parentSide;
+    }
+}
+
+Node *extreme(Node *node, int side)
+{
+    while (node && child(node, side))
+        node = child(node, side);
+    return node;
+}
+
+// Exchanges the places of a node with two children and its in-order successor.
+void swapWithNext(Tree *tree, Node *node)
+{
+    Node *next = extreme(node->right, LEFT);
+    Node *nextParent = next->parent;
+    Node *nextRight = next->right;
+    std::swap(node->balance, next->balance);
+    std::swap(node->rank, next->rank);
+    replace(tree, node, next);
+    hang(next, LEFT, node->left);
+    if (nextParent == node) {
+        hang(next, RIGHT, node);
+    } else {
+        hang(next, RIGHT, node->right);
+        hang(nextParent, LEFT, node);
+    }
+    hang(node, LEFT, nullptr);
+    hang(node, RIGHT, nextRight);
+}
+
+Node *insert(Tree *tree, void *info, bool dup, Node **equal)
+{
+    Node *node = _avl_node_new(tree);
+    if (!node)
+        return nullptr;
+    Node *parent = nullptr;
+    int side = LEFT;
+    for (Node *at = tree->root; at; at = child(at, side)) {
+        const int order = tree->compare_function(info, at->info);
+        if (order == 0 && !dup) {
+            _avl_node_free(tree, node);
+            *equal = at;
+            return nullptr;
+        }
+        parent = at;
+        side = order <= 0 ? LEFT : RIGHT;
+        if (side == LEFT)
+            ++at->rank;
+    }
+    *node = {};
+    node->rank = 1;
+    node->info = info;
+    if (parent)
+        hang(parent, side, node);
+    else
+        tree->root = node;
+    retraceInsert(tree, node);
+    return node;
+}
+
+Node *neighbour(const Node *node, int side)
+{
+    Node *below = child(const_cast<Node *>(node), side);
+    if (below)
+        return extreme(below, !side);
+    while (node->parent && node->flag == side)
+        node = node->parent;
+    return node->parent;
+}
+
+// The nearest payload beyond `key` on one side.
+Node *beyond(const Tree *tree, const void *key, int side)
+{
+    Node *found = nullptr;
+    for (Node *at = avl_top(tree); at;) {
+        const int order = tree->compare_function(key, at->info);
+        const bool isBeyond = side == RIGHT ? order < 0 : order > 0;
+        if (isBeyond)
+            found = at;
+        at = child(at, isBeyond ? !side : side);
+    }
+    return found;
+}
+
+template <typename Call>
+int walk(const Tree *tree, Call &&call)
+{
+    for (Node *node = avl_getfirst(tree); node;) {
+        Node *next = neighbour(node, RIGHT);
+        const int rc = call(node->info);
+        if (rc < 0)
+            return rc;
+        node = next;
+    }
+    return 0;
+}
+
+bool makePool(Tree *tree)
+{
+    Node *pool = static_cast<Node *>(lib_tha_alloc(tree->ha_hndl, static_cast<size_t>(tree->max_nodes) * sizeof(Node),
+                                                   NODE_TYPE, tree->ha_obj_grp, LIB_THA_TAG_NODE, tree->avl_tree_name));
+    if (!pool)
+        return false;
+    tree->data = pool;
+    for (int i = tree->max_nodes; i-- > 0;)
+        poolPut(tree, pool + i);
+    return true;
+}
+
+} // namespace
+
+int avl_create(tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare)
+{
+    return avl_create_ha_dbg(0, 0, tree, max_nodes, compare, nullptr, nullptr);
+}
+
+int avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare,
+                      const char *, const char *name)
+{
+    if (!tree || !compare || max_nodes < 0)
+        return -1;
+    char kept[sizeof(Tree::avl_tree_name)];
+    lib_tha_name(kept, sizeof kept, name);
+    Tree *made = static_cast<Tree *>(lib_tha_alloc(ha, sizeof(Tree), TREE_TYPE, group, LIB_THA_TAG_HEAD, kept));
+    if (!made)
+        return -1;
+    made->max_nodes = max_nodes;
+    made->compare_function = compare;
+    made->ha_hndl = ha;
+    made->ha_obj_grp = group;
+    lib_tha_name(made->avl_tree_name, sizeof made->avl_tree_name, name);
+    if (max_nodes > 0 && !makePool(made)) {
+        lib_tha_free(ha, made);
+        return -1;
+    }
+    *tree = made;
+    return 0;
+}
+
+int avl_insert(tnx_avl_tree_t *tree, void *info)
+{
+    return tree && insert(tree, info, true, nullptr) ? 0 : -1;
+}
+
+int avl_insert_nodup(tnx_avl_tree_t *tree, void *info)
+{
+    Node *equal = nullptr;
+    return tree && insert(tree, info, false, &equal) ? 0 : -1;
+}
+
+tnx_avl_node_t *avl_insert_return_node(tnx_avl_tree_t *tree, void *info, int dup)
+{
+    if (!tree)
+        return nullptr;
+    Node *equal = nullptr;
+    Node *node = insert(tree, info, dup != 0, &equal);
+    return node ? node : equal;
+}
+
+tnx_avl_node_t *avl_search(const tnx_avl_tree_t *tree, const void *key)
+{
+    for (Node *at = avl_top(tree); at;) {
+        const int order = tree->compare_function(key, at->info);
+        if (order == 0)
+            return at;
+        at = child(at, order < 0 ? LEFT : RIGHT);
+    }
+    return nullptr;
+}
+
+tnx_avl_node_t *avl_getfirst(const tnx_avl_tree_t *tree)
+{
+    return extreme(avl_top(tree), LEFT);
+}
+
+tnx_avl_node_t *avl_getlast(const tnx_avl_tree_t *tree)
+{
+    return extreme(avl_top(tree), RIGHT);
+}
+
+tnx_avl_node_t *avl_getnext(const tnx_avl_tree_t *tree, const tnx_avl_node_t *node)
+{
+    return node ? neighbour(node, RIGHT) : avl_getfirst(tree);
+}
+
+tnx_avl_node_t *avl_getprev(const tnx_avl_tree_t *, const tnx_avl_node_t *node)
+{
+    return node ? neighbour(node, LEFT) : nullptr;
+}
+
+tnx_avl_node_t *avl_get_next(const tnx_avl_tree_t *tree, const void *key)
+{
+    return beyond(tree, key, RIGHT);
+}
+
+tnx_avl_node_t *avl_get_prev(const tnx_avl_tree_t *tree, const void *key)
+{
+    return beyond(tree, key, LEFT);
+}
+
+tnx_avl_node_t *avl_next(const tnx_avl_node_t *node)
+{
+    if (!node)
+        return nullptr;
+    if (node->left)
+        return node->left;
+    if (node->right)
+        return node->right;
+    for (; node->parent; node = node->parent)
+        if (node->flag == LEFT && node->parent->right)
+            return node->parent->right;
+    return nullptr;
+}
+
+tnx_avl_node_t *avl_top(const tnx_avl_tree_t *tree)
+{
+    return tree ? tree->root : nullptr;
+}
+
+int avl_get_tree_size(const tnx_avl_tree_t *tree)
+{
+    return tree ? tree->count : 0;
+}
+
+int avl_remove(tnx_avl_tree_t *tree, const void *key)
+{
+    return avl_delete_node(tree, avl_search(tree, key));
+}
+
+int avl_remove_info(tnx_avl_tree_t *tree, const void *key)
+{
+    return avl_remove(tree, key);
+}
+
+int avl_remove_info2(tnx_avl_tree_t *tree, const void *key, ha_hndl_t ha)
+{
+    Node *node = avl_search(tree, key);
+    if (!node)
+        return -1;
+    void *info = node->info;
+    avl_delete_node(tree, node);
+    if (ha >= 1)
+        ha_free(ha, info);
+    else
+        free(info);
+    return 0;
+}
+
+int avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
+{
+    if (!tree || !node)
+        return -1;
+    if (node->left && node->right)
+        swapWithNext(tree, node);
+    for (const Node *at = node; at->parent; at = at->parent)
+        if (at->flag == LEFT)
+            --at->parent->rank;
+    Node *parent = node->parent;
+    const int side = node->flag;
+    replace(tree, node, node->left ? node->left : node->right);
+    retraceDelete(tree, parent, side);
+    _avl_node_free(tree, node);
+    return 0;
+}
+
+int avl_traverse(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a), void *a)
+{
+    return walk(tree, [&](void *info) { return fn(info, a); });
+}
+
+int avl_traverse2(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a, void *b), void *a, void *b)
+{
+    return walk(tree, [&](void *info) { return fn(info, a, b); });
+}
+
+int avl_traverse3(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a, void *b, void *c), void *a, void *b,
+                  void *c)
+{
+    return walk(tree, [&](void *info) { return fn(info, a, b, c); });
+}
+
+int avl_paginate_traverse3(const tnx_avl_tree_t *, tnx_avl_node_t *start, int (*fn)(void *info, void *a, void *b),
+                           void *a, void *b, int *counter, tnx_avl_node_t **resume)
+{
+    for (Node *node = start; node; ++*counter) {
+        if (*counter >= AVL_PAGE) {
+            *resume = node;
+            return 0;
+        }
+        Node *next = neighbour(node, RIGHT);
+        const int rc = fn(node->info, a, b);
+        if (rc < 0)
+            return rc;
+        node = next;
+    }
+    *resume = nullptr;
+    return 0;
+}
+
+int avl_tree_cleanup(tnx_avl_tree_t *tree, void (*free_fn)(void *info))
+{
+    for (Node *node = avl_top(tree); node;) {
+        node = extreme(node, LEFT);
+        if (node->right) {
+            node = node->right;
+            continue;
+        }
+        Node *parent = node->parent;
+        replace(tree, node, nullptr);
+        if (free_fn)
+            free_fn(node->info);
+        _avl_node_free(tree, node);
+        node = parent;
+    }
+    return 0;
+}
+
+int avl_tree_free(tnx_avl_tree_t **tree, void (*free_fn)(void *info))
+{
+    if (!tree || !*tree)
+        return 0;
+    avl_tree_cleanup(*tree, free_fn);
+    lib_tha_free((*tree)->ha_hndl, (*tree)->data);
+    lib_tha_free((*tree)->ha_hndl, *tree);
+    *tree = nullptr;
+    return 0;
+}
+
+int lib_tha_avl_tree_reg(ha_hndl_t ha, avl_compare_t compare, const char *compare_name)
+{
+    int rc = lib_tha_registered(
+        ha_add_struct(ha, NODE_TYPE, sizeof(Node), std::size(tnx_avl_node_fields), tnx_avl_node_fields));
+    if (rc == 0)
+        rc = lib_tha_registered(
+            ha_add_struct(ha, TREE_TYPE, sizeof(Tree), std::size(tnx_avl_tree_fields), tnx_avl_tree_fields));
+    if (rc == 0)
+        rc = lib_tha_registered(ha_add_function(ha, compare_name, reinterpret_cast<void (*)()>(compare)));
+    return rc;
+}

@@ -1,0 +1,154 @@
+// Priority maps as COS records. The target is always the chip that the message names; the interface is not looked up.
+#include "platform/tessel/tsl_priority.h"
+
+#include <cstring>
+
+#include "channels/driver_request.h"
+#include "core/text.h"
+#include "core/trace.h"
+
+namespace {
+
+// The thin entries: they send the whole map and differ in the words of their lines.
+struct mapEntry_t {
+    const char *function;
+    qosText_t<const char *, uint32_t> failed;
+    qosText_t<const char *> done;
+};
+
+constexpr mapEntry_t COS_TRUST = {"tslSetIfCosTrust",
+                                  QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
+                                  QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
+constexpr mapEntry_t COS_MAP = {"tslSetIfCosMap",
+                                QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
+constexpr mapEntry_t COS_TC_MAP = {"tslSetIfCosTcMap",
+                                   QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
+                                   QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
+constexpr mapEntry_t DSCP_TRUST = {"tslSetIfDscpTrust",
+                                   QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
+                                   QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
+constexpr mapEntry_t DSCP_COS_MAP = {"tslSetIfDscpCosMap",
+                                     QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                     QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
+constexpr mapEntry_t DSCP_TC_MAP = {"tslSetIfDscpTcMap",
+                                    QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
+                                    QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
+
+template <typename Body>
+uint32_t finish(const mapEntry_t &entry, Body *body, uint32_t rc)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
+    else
+        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+void fillEntry(cosL2Entry_t &entry, uint8_t tc, uint8_t cos)
+{
+    entry.tc = tc;
+    entry.cos = cos;
+    entry.zero = 0;
+}
+
+} // namespace
+
+uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body)
+{
+    auto *record = qosCosRequest<cosL2PriMap_t>(COS_L2_PRI_MAP, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
+    record->ifIndex = body->ifIndex;
+    // Entries 0 to 7 are for frames without a trusted CoS, the three blocks behind them for the others.
+    for (unsigned i = 0; i < 4 * QOS_PRIORITIES; ++i) {
+        const unsigned pri = i % QOS_PRIORITIES;
+        if (i < QOS_PRIORITIES)
+            fillEntry(record->entry[i], body->def_tc, body->def_cos);
+        else
+            fillEntry(record->entry[i], body->tc_map[pri], body->cos_map[pri]);
+    }
+    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set L2 Priority Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
+    return rc;
+}
+
+uint32_t tslSetIfCosTrust(qosL2PriMsg_t *body)
+{
+    return finish(COS_TRUST, body, tslSetL2PriMap(body));
+}
+
+uint32_t tslSetIfCosMap(qosL2PriMsg_t *body)
+{
+    return finish(COS_MAP, body, tslSetL2PriMap(body));
+}
+
+uint32_t tslSetIfCosTcMap(qosL2PriMsg_t *body)
+{
+    return finish(COS_TC_MAP, body, tslSetL2PriMap(body));
+}
+
+uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    auto *record = qosCosRequest<cosDefCos_t>(COS_DEF_COS, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
+    record->ifIndex = body->ifIndex;
+    record->def_tc = body->def_tc;
+    record->def_cos = body->def_cos;
+    record->zero = 0;
+    uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Default CoS IOCTL failed for interface %s, error = %d", name.text, rc);
+    rc = tslSetL2PriMap(body);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Default CoS IOCTL (pri map) failed for interface %s, error: %d", name.text, rc);
+    else
+        QOS_ERR("Default CoS IOCTL (pri map) set on interface %s", name.text);
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
+{
+    auto *record = qosCosRequest<cosL3PriMap_t>(COS_L3_PRI_MAP);
+    record->ifIndex = body->ifIndex;
+    record->dscp_trust = static_cast<uint8_t>(body->dscp_trust);
+    for (unsigned dscp = 0; dscp < QOS_DSCPS; ++dscp) {
+        record->entry[dscp].tc = body->tc_map[dscp];
+        record->entry[dscp].cos = body->cos_map[dscp];
+    }
+    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set L3 Priority Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
+    return rc;
+}
+
+uint32_t tslSetIfDscpTrust(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_TRUST, body, tslSetL3PriMap(body));
+}
+
+uint32_t tslSetIfDscpCosMap(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_COS_MAP, body, tslSetL3PriMap(body));
+}
+
+uint32_t tslSetIfDscpTcMap(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_TC_MAP, body, tslSetL3PriMap(body));
+}
+
+uint32_t tslSetIfDscpMap(qosL3PriMsg_t *body)
+{
+    auto *record = qosCosRequest<cosDscpMap_t>(COS_DSCP_MAP);
+    record->ifIndex = body->ifIndex;
+    memcpy(record->dscp_map, body->dscp_map, sizeof record->dscp_map);
+    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set DSCP Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
+    else
+        QOS_DBG("Set DSCP Map for interface %s", qosNameOf(body->ifName).text);
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}

@@ -1,0 +1,172 @@
+// The library's module in both roles: what start-up leaves and installs, and the interface commands by their texts.
+#include "lib/kor.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "core/module.h"
+#include "core/state.h"
+#include "lib/lib_instance.h"
+#include "tests/fake_host.h"
+#include "tests/fake_os.h"
+
+namespace {
+
+class KorTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        fake_os::reset();
+        fake_host::reset();
+        qos_velmar_state = {};
+        qos_velmar_state.progname = "dorvmd";
+        qos_velmar_state.vss_handle = 21;
+        qos_velmar_state.stage = QOS_STAGE_ACTIVE;
+        qos_velmar_state.msgq = msgQCreate(16, MSGQ_MESSAGE_LENGTH, 0, "test_mq");
+    }
+    void TearDown() override { lib_stop(qos_velmar_state.lib); }
+    void start(bool agent)
+    {
+        qos_velmar_state.is_agent = agent;
+        ASSERT_EQ(qosKorInit(), 0);
+        lib = qos_velmar_state.lib;
+        cli = printer.cli(CONFIG_MODE);
+    }
+    // Runs a command in the configuration mode: its result. What it printed is in `printer`.
+    int run(const char *text)
+    {
+        cli.mode = CONFIG_MODE;
+        printer.text.clear();
+        return cli_execute(lib->ctree, &cli, text);
+    }
+    std::string current() const { return cli.ifindex_obj ? static_cast<interface_t *>(cli.ifindex_obj)->name : ""; }
+
+    lib_instance_t *lib = nullptr;
+    fake_host::Printer printer;
+    cli_t cli = {};
+};
+
+TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
+{
+    qosRegisterKORModule();
+    EXPECT_STREQ(qosModuleName(QOS_MOD_KOR), "QOS KOR");
+    start(true);
+    EXPECT_EQ(lib->protocol, 48u);
+    EXPECT_EQ(lib->vss_handle, 21);
+    EXPECT_EQ(lib->ctree, nullptr);
+    ASSERT_EQ(fake_host::errors.size(), 1u);
+    EXPECT_NE(fake_host::errors[0].find("): dorvmd: Bailing out\n"), std::string::npos);
+    // A post now wakes the scheduler that is started next.
+    thread_asp_start(
+        lib, [](void *) {}, qos_velmar_state.msgq);
+    fake_host::post(qos_velmar_state.msgq, 11);
+    char byte;
+    EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
+}
+
+TEST_F(KorTest, TheManagerInstallsItsCommandsInOrder)
+{
+    start(false);
+    EXPECT_EQ(lib->protocol, 47u);
+    const char *const texts[] = {"interface tengigabitethernet Slot/Port ", "interface vlan VLAN_INTF_ID",
+                                 "no interface vlan VLAN_RANGE", "interface port-channel <1-6144> ",
+                                 "no interface port-channel <1-6144>"};
+    const cli_installed_t *at = lib->ctree->mode[CONFIG_MODE].head;
+    for (const char *text : texts) {
+        ASSERT_NE(at, nullptr);
+        EXPECT_STREQ(at->element->text, text);
+        EXPECT_EQ(at->level, 1);
+        EXPECT_EQ(at->flags, 0x10000u);
+        at = at->next;
+    }
+    EXPECT_EQ(at, nullptr);
+    EXPECT_TRUE(lib->ctree->mode[VLAN_INTERFACE_MODE].has_default);
+    EXPECT_FALSE(lib->ctree->mode[EXEC_MODE].has_default);
+    EXPECT_EQ(lib->ctree->mode[INTERFACE_MODE].config_write, qos_if_config_write);
+    EXPECT_EQ(cli_install_default(lib->ctree, MAX_MODE + 1), -1);
+
+    cli.mode = EXEC_MODE;
+    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory statistics"), 0);
+    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory"), CLI_NO_COMMAND);
+    EXPECT_EQ(run("show dorvmd memory statistics"), CLI_NO_COMMAND); // another mode
+    EXPECT_EQ(run("interface vlan 2 3"), CLI_NO_COMMAND);
+}
+
+TEST_F(KorTest, NumbersAreChecked)
+{
+    start(false);
+    const struct {
+        const char *text;
+        int result;
+        const char *said;
+    } cases[] = {
+        {"interface port-channel 6144", 0, ""},
+        {"interface port-channel 6145", 1, "% Error: Invalid admin-key value.\n"},
+        {"interface port-channel 0", 1, "% Error: Invalid admin-key value.\n"},
+        {"no interface port-channel 12x", 1, "% Error: Invalid admin-key value.\n"},
+        {"interface vlan 4094", 0, ""},
+        {"interface vlan 4095", 1, "% Error: Invalid VLAN id value.\n"},
+        {"interface vlan 99999999999", 1, "% Error: Invalid VLAN id value.\n"},
+        {"no interface vlan 4094", 1, "% Error: Invalid VLAN id value.\n"},
+        {"no interface vlan 3583", 0, ""},
+        {"no interface vlan 1", 1, "% Error: Invalid VLAN id value.\n"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(run(c.text), c.result) << c.text;
+        EXPECT_EQ(printer.text, c.said) << c.text;
+    }
+}
+
+TEST_F(KorTest, InterfacesComeGoAndAreForgotten)
+{
+    start(false);
+    ASSERT_EQ(run("interface vlan 5"), 0);
+    EXPECT_EQ(current(), "vlan0.5");
+    EXPECT_EQ(cli.mode, VLAN_INTERFACE_MODE);
+    EXPECT_EQ(ifg_lookup_by_index(&lib->ifg, 0x48000005), cli.ifindex_obj);
+    const void *first = cli.ifindex_obj;
+    run("interface vlan 5");
+    EXPECT_EQ(cli.ifindex_obj, first);
+
+    // One that the context holds stays.
+    ASSERT_EQ(cli_if_add(lib->ctree, &cli, "vlan0.5"), 0);
+    EXPECT_EQ(run("no interface vlan 5"), 0);
+    EXPECT_NE(ifg_lookup_by_name(&lib->ifg, "vlan0.5"), nullptr);
+    cli_if_clear(lib->ctree, &cli);
+    EXPECT_EQ(run("no interface vlan 5"), 0);
+    EXPECT_EQ(current(), "");
+    EXPECT_EQ(ifg_lookup_by_index(&lib->ifg, 0x48000005), nullptr);
+    const std::string index = std::to_string(0x48000005);
+    EXPECT_EQ(fake_host::calls,
+              (std::vector<std::string>{"nsm_lib_send_ifg_delete " + index, "imi_client_clear_index " + index}));
+
+    // In Standby the network services are not told.
+    fake_host::calls.clear();
+    qos_velmar_state.stage = QOS_STAGE_STANDBY;
+    run("interface vlan 6");
+    run("interface port-channel 7");
+    run("no interface vlan 6");
+    EXPECT_EQ(current(), "po7"); // another one stays current
+    EXPECT_EQ(fake_host::calls.size(), 1u);
+    static_cast<interface_t *>(cli.ifindex_obj)->info = calloc(1, 8);
+    EXPECT_EQ(run("no interface port-channel 7"), 0);
+    EXPECT_EQ(current(), "");
+    EXPECT_EQ(run("no interface port-channel 7"), 0);
+}
+
+TEST_F(KorTest, AnExternalPortMustBeKnown)
+{
+    start(false);
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 8);
+    EXPECT_EQ(cli.mode, INTERFACE_MODE);
+    EXPECT_EQ(current(), "");
+    interface_t *port = ifg_get_by_name(&lib->ifg, "te1/2");
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 0);
+    EXPECT_EQ(current(), "te1/2");
+    port->config_locked = 1;
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 0);
+    EXPECT_EQ(cli.mode, CONFIG_MODE);
+}
+
+} // namespace

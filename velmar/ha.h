@@ -1,0 +1,117 @@
+// State synchronisation (VSS), its replicated store (THA) and what they call back.
+#ifndef VELMAR_HA_H
+#define VELMAR_HA_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "velmar/msgq.h"
+
+struct iovec;
+
+// Handle of the store; below 1 it stands for no store.
+using ha_hndl_t = int32_t;
+
+// An update as it is received: vectors that belong together, and the sender's type.
+struct vss_update_t {
+    uint32_t num_vectors;
+    const struct iovec *vectors;
+    uint32_t type;
+};
+
+// An update as it is sent.
+struct vss_send_update_t {
+    uint32_t num_vectors;
+    struct iovec *vectors;
+    uint32_t type;
+    uint32_t flags;
+    uint32_t target;
+    uint32_t reserved;
+};
+
+// What the service calls, on the main thread only.
+struct ha_ops_t {
+    uint32_t (*recover)(ha_hndl_t handle, uint32_t stage); // the next stage, 0 at the end
+    int (*recv_update)(ha_hndl_t handle, const vss_update_t *update);
+    int (*send_dump)(ha_hndl_t handle, uint32_t version, uint32_t transaction);
+    int (*recv_dump)(ha_hndl_t handle, uint32_t version, uint32_t sequence);
+    int (*obj_sync_notify)(ha_hndl_t handle, uint32_t flags, uint32_t tag);
+    int (*recv_msg)(ha_hndl_t handle, const void *message, uint32_t length);
+};
+
+struct ha_stage_t {
+    uint32_t stage;
+    char name[32];
+};
+static_assert(sizeof(ha_stage_t) == 36);
+
+// The registration record.
+struct ha_register_t {
+    char service[16];
+    char instance[16];
+    char atom[16];
+    uint32_t segment;
+    uint32_t reserved_52; // 1
+    uint32_t reserved_56; // 1
+    uint32_t reserved_60; // 0
+    const ha_ops_t *ops;
+    uint32_t num_stages;
+    const ha_stage_t *stages;
+    uint32_t flags;
+    uint32_t reserved_80; // 1
+    const uint32_t *versions;
+    uint32_t trace_module;
+};
+static_assert(offsetof(ha_register_t, segment) == 48 && offsetof(ha_register_t, ops) == 64);
+static_assert(sizeof(void *) != 4 || sizeof(ha_register_t) == 92);
+
+// A field of a record that lives in the store: where it stands, its bytes, and how a copy treats it. The types are
+// "~U08", "~U16", "~U32", "~U64", "~I32", "~Chr", "~Ptr" (relocated), "~Hdl", or the name of a record registered
+// before.
+struct ha_field_t {
+    const char *name;
+    uint32_t offset;
+    uint32_t size; // bytes; the whole array for a field that repeats
+    const char *type;
+};
+
+constexpr int HA_MODE_STANDBY = 2;
+constexpr int HA_MODE_ACTIVE = 3;
+constexpr int HA_EXISTS = -17;
+
+// All of these give 0 on success and something else on failure, unless said otherwise.
+int ha_register(const ha_register_t *record, const char *options, ha_hndl_t *ha, MSG_Q_ID queue);
+int ha_configure(ha_hndl_t ha, int mode);
+int ha_get_state(ha_hndl_t ha); // the mode, 0 before the first ha_configure
+ha_hndl_t ha_get_vssh(ha_hndl_t ha);
+// Hands what has changed to the standbys: the bytes sent, negative on failure. `object` -1 is everything.
+int ha_sync(ha_hndl_t ha, int object, int flags);
+
+// Zeroed memory of the store, or null. `type` is a registered record's name, `tag` tells kinds of one type apart.
+void *ha_calloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag);
+void *ha_xcalloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag, const char *name);
+int ha_free(ha_hndl_t ha, void *address);
+int ha_free_all(ha_hndl_t ha);
+void *ha_convert_address(ha_hndl_t ha, void *address); // a replicated address as it is valid here, or null
+
+int ha_add_struct(ha_hndl_t ha, const char *name, size_t size, uint32_t num_fields, const ha_field_t *fields);
+int ha_add_object(ha_hndl_t ha, const char *name, void *address, size_t size, const char *type, int a, int b);
+int ha_add_function(ha_hndl_t ha, const char *name, void (*function)());
+
+// The next stored intent: its length, 0 at the end, negative on failure.
+int ha_get_intent(ha_hndl_t ha, void *buffer, uint32_t size);
+int ha_send_msg(ha_hndl_t ha, const void *message, uint32_t length);
+
+int vssd_send_update(ha_hndl_t vss, const vss_send_update_t *request); // a positive transaction on success
+int vssd_wait_update(ha_hndl_t vss, int transaction);
+
+// Receivers of the platform's own queue messages (types 15, 18, 21), called on the main thread.
+void vss_process(void *message);
+void isc_process(void *message);
+void smi_process(void *message);
+
+int tha_dbg_lib_init(ha_hndl_t *ha, int flags, const char *progname, int port);
+void tha_set_snapshot_cli_handler(int (*handler)(void *cli));
+int tha_snapshot_cli_handler_cb(void *cli);
+
+#endif

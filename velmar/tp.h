@@ -1,0 +1,30 @@
+// Test points: named places and actions that the platform can trigger.
+#ifndef VELMAR_TP_H
+#define VELMAR_TP_H
+
+#include <cstdint>
+
+struct tp_point_t {
+    const char *name;
+    const char *selector;
+    const char *description;
+};
+
+// An action's operation; `arg` is the number that the trigger gave, two words of which the second names slot or
+// instance.
+struct tp_action_t {
+    const char *name;
+    int (*operation)(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t arg);
+};
+
+struct tp_register_t {
+    uintptr_t vss_handle;
+    const tp_point_t *points;   // ended by a row of nulls
+    const tp_action_t *actions; // ended by a row of nulls
+    uintptr_t reserved;
+};
+
+int tp_register(const tp_register_t *record); // 0 on success
+int tp_enabled(const char *name);             // 1 if an action waits at the point
+
+#endif
