@@ -1,0 +1,246 @@
+// The chips, ports and tables behind the driver: declaring and learning them, taking records, and the warnings of what
+// hardware would refuse. What a response carries is in answers.cpp, what people see in show.cpp.
+#include "hsl/model.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "velmar/dce.h"
+
+constexpr uint32_t ALL_CHIPS = 0x8BC00000;
+constexpr size_t MAX_WARNINGS = 500; // different texts; then only known ones count on
+
+static const hslChipType_t types[] = {
+    {"larkin", CHIP_CODE_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, 0, false},
+    {"tessel", CHIP_CODE_TESSEL, HSL_TESSEL, 1, {1, 4094, 4095, 1, 1022, 1023, 512}, 9u << 20, 1, 0, 4, false},
+    {"mirelle", CHIP_CODE_MIRELLE_A, HSL_MIRELLE, 1, {1, 2046, 2047, 1, 1022, 1023, 512}, 24u << 20, 2, 4, 16, true},
+    {"mirelle2", CHIP_CODE_MIRELLE2_B, HSL_MIRELLE, 1, {1, 4094, 4095, 1, 2046, 2047, 512}, 48u << 20, 4, 8, 15, true},
+};
+
+const hslChipType_t *hslChipType(const std::string &name)
+{
+    auto type = std::find_if(std::begin(types), std::end(types), [&](auto &row) { return row.name == name; });
+    return type == std::end(types) ? nullptr : type;
+}
+
+void hslModelWarn(hslModel_t &model, const std::string &text)
+{
+    if (model.warnings.size() < MAX_WARNINGS || model.warnings.count(text))
+        ++model.warnings[text];
+}
+
+int hslParseChip(const std::string &text)
+{
+    auto slash = text.find('/');
+    uint64_t slot, chip;
+    if (slash == std::string::npos || !hslNumber(text.substr(0, slash), &slot) ||
+        !hslNumber(text.substr(slash + 1), &chip) || slot > 15 || chip > 7 || (slot == 15 && chip == 0))
+        return -1;
+    return static_cast<int>(slot * 8 + chip);
+}
+
+std::string hslModelDeclare(hslModel_t &model, const std::string &text)
+{
+    auto first = text.find(':'), second = text.find(':', first == std::string::npos ? first : first + 1);
+    auto form = "chip '" + text + "' must be SLOT/CHIP:TYPE:PORTS, as 1/0:tessel:48; ";
+    if (second == std::string::npos)
+        return form + "a part is missing";
+    int flat = hslParseChip(text.substr(0, first));
+    if (flat < 0)
+        return form + "slots run from 0 to 15, chips from 0 to 7, and 15/0 stands for all chips";
+    auto type = hslChipType(text.substr(first + 1, second - first - 1));
+    if (!type)
+        return form + "types are larkin, tessel, mirelle, mirelle2";
+    uint64_t ports;
+    if (!hslNumber(text.substr(second + 1), &ports) || ports < 1 || ports > CHIP_PORTS)
+        return form + "ports run from 1 to " + std::to_string(CHIP_PORTS);
+    auto &chip = model.chips[flat];
+    chip.flat = flat;
+    chip.type = type;
+    chip.ports = static_cast<unsigned>(ports);
+    chip.declared = true;
+    return "";
+}
+
+static hslChip_t &learnChip(hslModel_t &model, int flat, const hslCommand_t &row)
+{
+    auto [place, isNew] = model.chips.try_emplace(flat);
+    auto &chip = place->second;
+    if (isNew) {
+        bool anyDeclared =
+            std::any_of(model.chips.begin(), model.chips.end(), [](auto &entry) { return entry.second.declared; });
+        chip.flat = flat;
+        chip.ports = 48;
+        chip.type = row.family == HSL_DCE ? &types[0] : row.chips == HSL_MIRELLE ? &types[2] : &types[1];
+        if (anyDeclared)
+            hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " was not declared");
+    } else if (!chip.declared && chip.type->family == HSL_TESSEL && row.chips == HSL_MIRELLE) {
+        chip.type = &types[2]; // only now it shows which of the two it is
+    }
+    if (!(chip.type->family & row.chips))
+        hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " is a " + chip.type->name + " and has no " +
+                                row.name + " " + hslIndexText(row.command));
+    return chip;
+}
+
+static hslPort_t &learnPort(hslModel_t &model, uint32_t ifindex, hslChip_t *chip)
+{
+    int own = dce_get_flat_chip_id(ifindex);
+    auto name = "port " + hslIndexName(ifindex) + " " + hslIndexText(ifindex);
+    if (chip && own != chip->flat)
+        hslModelWarn(model, name + " is not on " + hslIndexName(dce_get_ifindex(chip->flat)));
+    auto [place, isNew] = model.ports.try_emplace(ifindex);
+    if (!isNew)
+        return place->second;
+    place->second.ifindex = ifindex;
+    place->second.flat = own;
+    auto known = static_cast<unsigned>(
+        std::count_if(model.ports.begin(), model.ports.end(), [&](auto &entry) { return entry.second.flat == own; }));
+    if (auto home = model.chips.find(own); home != model.chips.end() && known > home->second.ports)
+        hslModelWarn(model, name + " is one more than the " + std::to_string(home->second.ports) + " ports of " +
+                                hslIndexName(dce_get_ifindex(own)));
+    return place->second;
+}
+
+static void tellOne(hslToldMap_t &told, const hslCommand_t &row, hslBytes record, uint64_t now)
+{
+    auto &entry = told[{row.command, row.operation}];
+    entry.row = &row;
+    entry.record.assign(record.begin(), record.end());
+    ++entry.count;
+    entry.last = now;
+}
+
+// Values above what the hardware takes, and L2 maps whose blocks disagree.
+static void checkValues(hslModel_t &model, const std::string &who, const hslCommand_t &row, hslBytes record)
+{
+    for (auto &field : row.fields) {
+        for (unsigned i = 0; field.max && i < field.count; ++i) {
+            auto value = hslValue(field, record, i);
+            if (value > field.max)
+                hslModelWarn(model, who + " " + row.name + ": " + field.name + " " + std::to_string(value) +
+                                        " is above " + std::to_string(field.max));
+        }
+    }
+    if (row.command != COS_L2_PRI_MAP)
+        return;
+    for (unsigned i = 0; i < 4 * QOS_PRIORITIES; ++i) {
+        // All of the first block are its first entry; the later blocks repeat the second.
+        unsigned same = i < QOS_PRIORITIES ? 0 : QOS_PRIORITIES + i % QOS_PRIORITIES;
+        if (hslGet(record, 32 + 4 * i, 2) != hslGet(record, 32 + 4 * same, 2)) {
+            hslModelWarn(model, who + " L2 priority map: its blocks disagree");
+            return;
+        }
+    }
+}
+
+// Tables.
+
+static void tellTcam(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+{
+    auto table = static_cast<unsigned>(hslValue(row.fields[0], record, 0));
+    auto handle = static_cast<uint32_t>(hslGet(record, 40, 4));
+    auto &tcam = chip.tcams[table];
+    auto who = hslIndexName(dce_get_ifindex(chip.flat)) + " TCAM table " + hslIndexText(table) + ": ";
+    switch (row.command) {
+    case DCE_TCAM_CREATE_REGION:
+        if (tcam.max_size)
+            hslModelWarn(model, who + "region created again");
+        tcam.max_size = static_cast<uint32_t>(hslGet(record, 26, 2));
+        break;
+    case DCE_TCAM_ADD:
+        if (!tcam.max_size)
+            hslModelWarn(model, who + "entry added without a region");
+        else if (tcam.entries.size() >= tcam.max_size)
+            hslModelWarn(model, who + "full with " + std::to_string(tcam.max_size) + " entries");
+        tcam.entries.insert(model.next_handle++);
+        break;
+    case DCE_TCAM_UPDATE:
+        if (!tcam.entries.count(handle))
+            hslModelWarn(model, who + "update of unknown entry " + std::to_string(handle));
+        break;
+    case DCE_TCAM_DELETE:
+        if (!tcam.entries.erase(handle))
+            hslModelWarn(model, who + "delete of unknown entry " + std::to_string(handle));
+        break;
+    }
+}
+
+static void tellPolicer(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+{
+    auto value = [&](const char *name) {
+        auto field = std::find_if(row.fields.begin(), row.fields.end(), [&](auto &f) { return !strcmp(f.name, name); });
+        return field == row.fields.end() ? 0 : hslValue(*field, record, 0);
+    };
+    bool ingress = value("ingress") != 0;
+    auto id = value("policer");
+    auto key = std::make_pair(ingress, value("group") << 32 | id);
+    auto who = hslIndexName(dce_get_ifindex(chip.flat)) + (ingress ? " ingress" : " egress") + " policer " +
+               std::to_string(id);
+    auto numbers = chip.type->policers + (ingress ? 0 : 3); // least, how many, the one without limit
+    switch (row.command) {
+    case COS_POLICER_ADD:
+        if (id < numbers[0] || id >= uint64_t{numbers[0]} + numbers[1])
+            hslModelWarn(model, who + ": the chip has no such number");
+        chip.policers.insert(key);
+        break;
+    case COS_POLICER_REMOVE:
+        if (!chip.policers.erase(key))
+            hslModelWarn(model, who + ": removed but never added");
+        break;
+    case COS_POLICER_ASSOCIATE:
+        if (id != numbers[2] && std::none_of(chip.policers.begin(), chip.policers.end(), [&](auto &entry) {
+                return entry.first == ingress && static_cast<uint32_t>(entry.second) == id;
+            }))
+            hslModelWarn(model, who + ": associated but never added");
+        break;
+    }
+}
+
+static void tellTables(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+{
+    switch (row.command) {
+    case DCE_TCAM_CREATE_REGION:
+    case DCE_TCAM_ADD:
+    case DCE_TCAM_UPDATE:
+    case DCE_TCAM_DELETE:
+        tellTcam(model, chip, row, record);
+        break;
+    case COS_POLICER_ADD:
+    case COS_POLICER_REMOVE:
+    case COS_POLICER_ASSOCIATE:
+        tellPolicer(model, chip, row, record);
+        break;
+    }
+}
+
+void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now)
+{
+    auto port = hslPortOf(row, record);
+    if (!port && hslIsPort(target))
+        port = target;
+    bool isPort = hslIsPort(port);
+    int flat = dce_get_flat_chip_id(target);
+    if (flat < 0 && isPort)
+        flat = dce_get_flat_chip_id(port);
+    if (flat < 0 && target != ALL_CHIPS)
+        hslModelWarn(model, "target " + hslIndexText(target) + " is no chip");
+    auto chip = flat < 0 ? nullptr : &learnChip(model, flat, row);
+    if (chip)
+        ++chip->requests;
+    if (row.command == COS_BULK)
+        return; // its records follow one by one
+    if (port && !isPort && port != ALL_CHIPS && port >> 26 != 34)
+        hslModelWarn(model, std::string(row.name) + " for " + hslIndexText(port) + ", which is no port");
+    auto who = isPort ? "port " + hslIndexName(port) : hslIndexName(target);
+    checkValues(model, who, row, record);
+    if (isPort)
+        tellOne(learnPort(model, port, chip).told, row, record, now);
+    else if (chip)
+        tellOne(chip->told, row, record, now);
+    else if (target == ALL_CHIPS)
+        for (auto &[number, each] : model.chips)
+            tellOne(each.told, row, record, now);
+    if (chip)
+        tellTables(model, *chip, row, record);
+}

@@ -1,0 +1,99 @@
+// What the driver knows of the hardware: its chips, and what each chip and port was told, as records that can be
+// decoded at any time. The model takes everything; what real hardware would have refused it keeps as warnings. Relies
+// on the command table and on the platform's chip numbering.
+#ifndef HSL_MODEL_H
+#define HSL_MODEL_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "hsl/commands.h"
+#include "platform/records.h"
+
+struct hslChipType_t {
+    const char *name;
+    uint32_t code; // as the capability records carry it
+    hslChips_t family;
+    uint32_t rev;
+    uint32_t policers[7]; // in the order of capPolicers_t
+    uint32_t buffers;     // bytes of the chip's packet memory
+    uint32_t pools;
+    uint16_t policer_groups;
+    uint8_t red_profiles;
+    bool extended; // has the extended capability
+};
+
+// Null for a name that is none of larkin, tessel, mirelle, mirelle2.
+const hslChipType_t *hslChipType(const std::string &name);
+
+// The last record of one command, and how often and when it came.
+struct hslTold_t {
+    const hslCommand_t *row;
+    hslBuffer record;
+    uint64_t count;
+    uint64_t last; // ms on the server's clock
+};
+// By command and operation.
+using hslToldMap_t = std::map<std::pair<uint32_t, int>, hslTold_t>;
+
+struct hslTcam_t {
+    uint32_t max_size = 0; // entries; 0: the region was not created
+    std::set<uint32_t> entries;
+};
+
+struct hslChip_t {
+    int flat; // slot x 8 + chip in the slot
+    const hslChipType_t *type;
+    unsigned ports;
+    bool declared; // else learned from a request's target
+    uint64_t requests;
+    hslToldMap_t told;
+    std::map<unsigned, hslTcam_t> tcams;          // by table number
+    std::set<std::pair<bool, uint64_t>> policers; // ingress or not, group x 2^32 + id
+};
+
+struct hslPort_t {
+    uint32_t ifindex;
+    int flat; // -1: on no chip
+    hslToldMap_t told;
+};
+
+// Bytes that a response carries in place of zeros: counters a test or a user wants to see.
+struct hslData_t {
+    uint32_t command;
+    uint32_t port; // 0: every port
+    uint32_t offset;
+    hslBuffer bytes;
+};
+
+struct hslModel_t {
+    std::map<int, hslChip_t> chips;
+    std::map<uint32_t, hslPort_t> ports;
+    std::map<std::string, uint64_t> warnings; // text and how often
+    std::vector<hslData_t> data;
+    uint32_t next_handle = 1;
+};
+
+// "SLOT/CHIP:TYPE:PORTS", as "1/0:tessel:48". Empty, or what is wrong.
+std::string hslModelDeclare(hslModel_t &model, const std::string &text);
+// "SLOT/CHIP" to a flat chip number, -1 if it is none.
+int hslParseChip(const std::string &text);
+
+void hslModelWarn(hslModel_t &model, const std::string &text);
+
+// One accepted record: who is told, learned if new, and what it means for tables. Called before hslModelAnswer.
+void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now);
+
+// Fills the data of a response whose head stands; it has the length that the table gives.
+void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, hslBuffer &response);
+
+// The capability record of a chip as its event carries it, 2460 bytes.
+hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event);
+
+hslJson hslModelJson(const hslModel_t &model);
+hslJson hslPortJson(const hslPort_t &port, bool whole); // whole: with every record's bytes
+
+#endif

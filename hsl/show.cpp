@@ -1,0 +1,82 @@
+// The model as JSON.
+#include "hsl/model.h"
+
+#include <cstring>
+
+#include "velmar/dce.h"
+
+// Priority maps stand under names of their own, where a test looks for them; everything else in the list "told".
+static const char *mapName(uint32_t command)
+{
+    switch (command) {
+    case COS_L2_PRI_MAP:
+        return "l2_map";
+    case COS_DEF_COS:
+        return "def_cos";
+    case COS_L3_PRI_MAP:
+        return "l3_map";
+    case COS_DSCP_MAP:
+        return "dscp_map";
+    default:
+        return nullptr;
+    }
+}
+
+static void toldJson(hslJson &out, const hslToldMap_t &told, bool whole)
+{
+    auto list = hslJson::array();
+    for (auto &[key, entry] : told) {
+        hslJson item{{"command", hslIndexText(key.first)}};
+        if (key.second >= 0)
+            item["operation"] = key.second;
+        item["name"] = entry.row->name;
+        item["count"] = entry.count;
+        item["last"] = static_cast<double>(entry.last) / 1000;
+        auto fields = hslFieldsJson(entry.row->fields, entry.record);
+        if (auto name = mapName(key.first))
+            out[name] = fields;
+        else if (!fields.empty())
+            item["fields"] = fields;
+        if (whole || fields.empty())
+            item["hex"] = hslHexText(entry.record);
+        list.push_back(item);
+    }
+    out["told"] = list;
+}
+
+static hslJson chipJson(const hslChip_t &chip)
+{
+    auto ifindex = dce_get_ifindex(chip.flat);
+    hslJson out{{"chip", hslIndexName(ifindex).substr(strlen("chip "))},
+                {"flat", chip.flat},
+                {"ifindex", hslIndexText(ifindex)},
+                {"type", chip.type->name},
+                {"ports", chip.ports},
+                {"declared", chip.declared},
+                {"requests", chip.requests},
+                {"policers", chip.policers.size()}};
+    for (auto &[table, tcam] : chip.tcams)
+        out["tcam"][hslIndexText(table)] = {{"max", tcam.max_size}, {"entries", tcam.entries.size()}};
+    toldJson(out, chip.told, false);
+    return out;
+}
+
+hslJson hslPortJson(const hslPort_t &port, bool whole)
+{
+    hslJson out{
+        {"port", hslIndexName(port.ifindex)}, {"ifindex", hslIndexText(port.ifindex)}, {"flat_chip", port.flat}};
+    toldJson(out, port.told, whole);
+    return out;
+}
+
+hslJson hslModelJson(const hslModel_t &model)
+{
+    hslJson out{{"chips", hslJson::array()}, {"ports", hslJson::array()}, {"warnings", hslJson::array()}};
+    for (auto &entry : model.chips)
+        out["chips"].push_back(chipJson(entry.second));
+    for (auto &entry : model.ports)
+        out["ports"].push_back(hslPortJson(entry.second, false));
+    for (auto &[text, count] : model.warnings)
+        out["warnings"].push_back({{"text", text}, {"count", count}});
+    return out;
+}

@@ -1,0 +1,736 @@
+// The driver emulator, through its sockets: every command's lengths and echo, bulks, faults, events, the state behind
+// it and its control commands. Offsets stand here as numbers, apart from the emulator's own table.
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "hsl/server.h"
+
+namespace {
+
+constexpr uint32_t PORT = 0x18408000;  // type 6, slot 1, port 1, chip 0
+constexpr uint32_t CHIP = 0x88400000;  // slot 1, chip 0
+constexpr uint32_t OTHER = 0x88410000; // slot 1, chip 1
+
+struct Poke {
+    size_t offset;
+    unsigned width;
+    uint64_t value;
+};
+
+hslBuffer zeros(size_t bytes, const std::vector<Poke> &pokes = {})
+{
+    hslBuffer record(bytes);
+    for (auto &poke : pokes)
+        hslPut(record, poke.offset, poke.width, poke.value);
+    return record;
+}
+
+hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const std::vector<Poke> &pokes = {})
+{
+    auto record = zeros(bytes, pokes);
+    hslPut(record, 0, 4, command);
+    hslPut(record, 4, 2, bytes);
+    hslPut(record, 6, 1, operation);
+    return record;
+}
+
+hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const std::vector<Poke> &pokes = {})
+{
+    auto record = zeros(in, pokes);
+    hslPut(record, 0, 4, command);
+    hslPut(record, 8, 4, in);
+    hslPut(record, 12, 4, out);
+    return record;
+}
+
+uint32_t native(const hslBuffer &bytes, size_t offset, size_t width)
+{
+    uint32_t word = 0;
+    uint16_t half = 0;
+    if (offset + width > bytes.size())
+        return ~0u;
+    std::memcpy(width == 4 ? static_cast<void *>(&word) : &half, bytes.data() + offset, width);
+    return width == 4 ? word : half;
+}
+
+// A socket of an agent at RUN/qos/NAME.
+struct Peer {
+    int fd;
+    sockaddr_un address{};
+
+    Peer(const std::string &run, const std::string &name, const char *folder = "/qos/")
+        : fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0))
+    {
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, (run + folder + name).c_str());
+        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    }
+    Peer(const Peer &) = delete;
+    ~Peer()
+    {
+        close(fd);
+        unlink(address.sun_path);
+    }
+    void send(const std::string &path, const hslBuffer &bytes) const
+    {
+        sockaddr_un to{};
+        to.sun_family = AF_UNIX;
+        std::strcpy(to.sun_path, path.c_str());
+        EXPECT_EQ(sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>(&to), sizeof to),
+                  static_cast<ssize_t>(bytes.size()));
+    }
+    hslBuffer receive() const // empty if nothing has come
+    {
+        hslBuffer bytes(65536);
+        auto got = recv(fd, bytes.data(), bytes.size(), 0);
+        bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
+        return bytes;
+    }
+};
+
+class Hsld : public ::testing::Test {
+protected:
+    std::string run;
+    hslServer_t server;
+    std::unique_ptr<Peer> agent;
+    uint32_t seq = 0;
+
+    void SetUp() override
+    {
+        // The host library looks at the variable once in a process.
+        static const std::string once = [] {
+            char name[] = "/tmp/hsld_test.XXXXXX";
+            std::string dir = mkdtemp(name);
+            setenv("VELMAR_RUN", dir.c_str(), 1);
+            atexit([] {
+                auto remove = std::string("rm -r ") + getenv("VELMAR_RUN");
+                if (system(remove.c_str()))
+                    return;
+            });
+            return dir;
+        }();
+        run = once;
+        ASSERT_EQ(hslOpen(server), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "1/0:tessel:24"), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "1/1:larkin:4"), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "2/0:mirelle2:64"), "");
+        agent = std::make_unique<Peer>(run, "group1." + std::to_string(getpid()));
+    }
+    void TearDown() override { hslClose(server); }
+
+    void send(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101, uint32_t expected = 65536)
+    {
+        hslBuffer frame(48);
+        auto length = static_cast<uint32_t>(48 + record.size());
+        ++seq;
+        std::memcpy(&frame[0], &length, 4);
+        std::memcpy(&frame[4], &type, 2);
+        std::memcpy(&frame[8], &seq, 4);
+        hslPut(frame, 20, 4, target);
+        hslPut(frame, 28, 4, 6);
+        hslPut(frame, 40, 4, record.size());
+        hslPut(frame, 44, 4, expected);
+        frame.insert(frame.end(), record.begin(), record.end());
+        agent->send(run + "/qos/driver", frame);
+    }
+    hslBuffer ask(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101)
+    {
+        send(record, target, type);
+        hslStep(server, 0);
+        return agent->receive();
+    }
+    // The record of the answer, checked as a frame.
+    hslBuffer answer(const hslBuffer &record, uint32_t target = CHIP)
+    {
+        auto bytes = ask(record, target);
+        auto length = native(bytes, 0, 4);
+        EXPECT_LE(length, bytes.size());
+        return length < 48 || length > bytes.size() ? hslBuffer()
+                                                    : hslBuffer(bytes.begin() + 48, bytes.begin() + length);
+    }
+    std::string control(const std::string &command) { return hslControl(server, command); }
+    hslJson json(const std::string &command)
+    {
+        auto text = control(command);
+        EXPECT_EQ(text.substr(0, 3), "ok ") << text;
+        return hslJson::parse(text.substr(3), nullptr, false);
+    }
+};
+
+struct Row {
+    hslBuffer record;
+    size_t response;
+};
+
+std::vector<Row> everyCommand()
+{
+    auto D = dce;
+    auto C = cos;
+    return {{D(0x10050001, 1, 164, {}), 164},
+            {D(0x17010001, 0, 28, {}), 12},
+            {D(0x17250003, 8, 76, {{72, 4, PORT}}), 12},
+            {D(0x17250003, 19, 20, {}), 12},
+            {D(0x17250003, 20, 44, {}), 12},
+            {D(0x17250003, 21, 44, {}), 12},
+            {D(0x17250033, 0, 32, {}), 12},
+            {D(0x17250035, 0, 140, {}), 36},
+            {D(0x17250037, 0, 52, {}), 12},
+            {D(0x1725003B, 0, 108, {}), 12},
+            {D(0x1725003B, 0, 68, {}), 12},
+            {D(0x23050001, 33, 120, {}), 120},
+            {D(0x23050001, 34, 20, {}), 20},
+            {D(0x23050002, 28, 28, {}), 12},
+            {D(0x23050002, 30, 52, {}), 12},
+            {D(0x23050002, 31, 40, {}), 12},
+            {D(0x23050002, 32, 268, {}), 12},
+            {D(0x23050002, 35, 44, {}), 12},
+            {D(0x23050002, 36, 24, {}), 12},
+            {D(0x23050002, 37, 140, {}), 12},
+            {D(0x23050002, 38, 20, {}), 12},
+            {D(0x23050002, 39, 20, {}), 12},
+            {D(0x0A050001, 0, 484, {}), 484},
+            {D(0x0A050003, 0, 164, {}), 164},
+            {D(0x0A050004, 0, 12, {}), 12},
+            {D(0x0A050005, 0, 44, {}), 44},
+            {D(0x0A050006, 0, 32, {{12, 4, 3}}), 12},
+            {C(0x00070000, 36, 36, {}), 36},
+            {C(0x00070001, 460, 460, {}), 460},
+            {C(0x00070002, 36, 36, {}), 36},
+            {C(0x01270002, 144, 144, {}), 144},
+            {C(0x01270003, 40, 28, {}), 28},
+            {C(0x01270005, 36, 36, {}), 36},
+            {C(0x01270007, 160, 160, {}), 160},
+            {C(0x01270007, 44, 44, {}), 44},
+            {C(0x01270008, 112, 112, {}), 112},
+            {C(0x01270008, 68, 68, {}), 68},
+            {C(0x01270009, 176, 176, {}), 176},
+            {C(0x01270009, 100, 100, {}), 100},
+            {C(0x0127000A, 88, 88, {}), 88},
+            {C(0x01270800, 32, 32, {}), 32},
+            {C(0x01270801, 48, 28, {}), 28},
+            {C(0x01270802, 52, 28, {}), 28},
+            {C(0x01270803, 40, 28, {}), 28},
+            {C(0x01270805, 108, 28, {}), 28},
+            {C(0x01270806, 40, 28, {}), 28},
+            {C(0x01270808, 84, 28, {}), 28},
+            {C(0x01270809, 272, 272, {}), 272},
+            {C(0x01270809, 308, 308, {}), 308},
+            {C(0x0127080A, 328, 328, {}), 328},
+            {C(0x0127080A, 448, 448, {}), 448},
+            {C(0x0127080B, 184, 184, {}), 184},
+            {C(0x0127080B, 952, 952, {}), 952},
+            {C(0x0127080C, 188, 188, {}), 188},
+            {C(0x0127080C, 936, 936, {}), 936},
+            {C(0x0127080C, 328, 328, {}), 328},
+            {C(0x0127080D, 36, 28, {}), 28},
+            {C(0x0127080E, 36, 148, {}), 148},
+            {C(0x01270810, 2016, 2016, {}), 2016},
+            {C(0x01270811, 84, 28, {}), 28},
+            {C(0x01271000, 36, 28, {}), 28},
+            {C(0x01271001, 292, 28, {}), 28},
+            {C(0x01271002, 160, 28, {}), 28},
+            {C(0x01271003, 96, 28, {}), 28},
+            {C(0x09270000, 56, 56, {}), 56},
+            {C(0x09270002, 88, 88, {}), 88},
+            {C(0x09270003, 36, 36, {}), 36},
+            {C(0x09270004, 40, 40, {}), 40},
+            {C(0x09270005, 36, 36, {}), 36},
+            // Reads: RED of 8 and of 1, policers of 2 and of 33 (two words of bitmap), drop reasons, ports, ASIC.
+            {C(0x06270000, 144, 724, {{28, 4, 41}, {34, 2, 8}, {36, 2, 8}}), 724},
+            {C(0x06270000, 60, 136, {{28, 4, 40}, {34, 2, 1}, {36, 2, 1}}), 136},
+            {C(0x06270000, 72, 140, {{28, 4, 46}, {34, 2, 2}, {36, 2, 2}}), 140},
+            {C(0x06270000, 444, 1508, {{28, 4, 47}, {34, 2, 33}, {36, 2, 33}}), 1508},
+            {C(0x06270000, 56, 1148, {{28, 4, 42}, {34, 2, 1}, {36, 2, 1}}), 1148},
+            {C(0x06270000, 504, 504, {{28, 4, 49}, {32, 4, 1}, {48, 4, PORT}}), 504},
+            {C(0x06270000, 960, 960, {{28, 4, 49}, {32, 4, 2}, {48, 4, PORT}}), 960},
+            {C(0x06270000, 592, 592, {{28, 4, 58}}), 592},
+            {C(0x06270001, 144, 28, {{28, 4, 40}, {34, 2, 8}}), 28},
+            {C(0x06270001, 56, 28, {{28, 4, 42}, {34, 2, 1}}), 28},
+            {C(0x06270001, 72, 72, {{28, 4, 47}, {34, 2, 2}}), 72},
+            {C(0x06270001, 44, 44, {{28, 4, 49}, {32, 4, 1}}), 44},
+            {C(0x06270001, 40, 40, {{28, 4, 49}}), 40},
+            {C(0x06270001, 48, 28, {{28, 4, 50}, {34, 2, 1}}), 28}};
+}
+
+TEST_F(Hsld, EveryCommandGetsItsOwnFrame)
+{
+    Peer bystander(run, "group1." + std::to_string(getpid()) + ".2");
+    for (auto &row : everyCommand()) {
+        auto command = static_cast<uint32_t>(hslGet(row.record, 0, 4));
+        SCOPED_TRACE(hslIndexText(command) + " of " + std::to_string(row.record.size()));
+        bool isDce = (command >> 16 & 0xFF) != 0x27 && command >> 16 != 7;
+        uint16_t type = row.record.size() % 8 ? 101 : 105;
+        auto bytes = ask(row.record, isDce ? OTHER : CHIP, type);
+        auto end = (48 + row.response + 3) / 4 * 4;
+        ASSERT_EQ(bytes.size(), end + 20);
+        EXPECT_EQ(native(bytes, 0, 4), 48 + row.response);
+        EXPECT_EQ(native(bytes, 4, 2), type);
+        EXPECT_EQ(native(bytes, 8, 4), seq);
+        EXPECT_EQ(hslGet(bytes, 20, 4), isDce ? OTHER : CHIP);
+        EXPECT_EQ(hslGet(bytes, 28, 4), 6u);
+        EXPECT_EQ(hslGet(bytes, 44, 4), row.response);
+        EXPECT_EQ(hslGet(bytes, 48, 4), command);
+        if (isDce) {
+            EXPECT_EQ(hslGet(bytes, 52, 2), row.record.size());
+            EXPECT_EQ(bytes[54], row.record[6]);
+            EXPECT_EQ(bytes[55], 0);
+        } else {
+            EXPECT_EQ(hslGet(bytes, 56, 4), row.record.size());
+            EXPECT_EQ(hslGet(bytes, 60, 4), row.response);
+            EXPECT_EQ(hslGet(bytes, 72, 4), 0u);
+        }
+        EXPECT_EQ(native(bytes, end, 4), 20u);
+        EXPECT_EQ(native(bytes, end + 4, 2), 4u);
+
+        // The same record cut by a byte, and with a size that disagrees, is refused.
+        auto cut = row.record;
+        cut.pop_back();
+        auto wrong = row.record;
+        hslPut(wrong, isDce ? 4 : 8, isDce ? 2 : 4, wrong.size() + 4);
+        for (auto &bad : {cut, wrong}) {
+            auto refused = answer(bad, isDce ? OTHER : CHIP);
+            ASSERT_GE(refused.size(), isDce ? 12u : 28u);
+            EXPECT_NE(isDce ? refused[7] : hslGet(refused, 24, 4), 0u);
+        }
+    }
+    EXPECT_TRUE(bystander.receive().empty());
+    EXPECT_TRUE(agent->receive().empty());
+}
+
+TEST_F(Hsld, LongerAnswerMayComeInALongerRequest)
+{
+    // The record says 60 bytes in and 136 out, and is sent in 136.
+    auto record = cos(0x06270000, 60, 136, {{28, 4, 40}, {34, 2, 1}, {36, 2, 1}});
+    record.resize(136);
+    EXPECT_EQ(hslGet(answer(record), 24, 4), 0u);
+    record.resize(100);
+    EXPECT_NE(hslGet(answer(record), 24, 4), 0u);
+}
+
+TEST_F(Hsld, UnreadableRequestsGetAnErrorFrame)
+{
+    auto good = cos(0x01271000, 36, 28);
+    struct {
+        const char *what;
+        Poke poke; // of the datagram
+        size_t bytes;
+        uint32_t number;
+    } cases[] = {{"unknown command", {48, 4, 0x01279999}, 84, 95},
+                 {"unknown operation", {48, 4, 0x17250003}, 84, 95},
+                 {"an event", {28, 4, 2}, 84, 22},
+                 {"no record", {48, 1, 1}, 48, 22},
+                 {"no driver header", {28, 1, 0}, 30, 22}};
+    for (auto &test : cases) {
+        SCOPED_TRACE(test.what);
+        hslBuffer frame(48);
+        auto length = static_cast<uint32_t>(test.bytes);
+        std::memcpy(&frame[0], &length, 4);
+        hslPut(frame, 28, 4, 6);
+        hslPut(frame, 40, 4, 36);
+        frame.insert(frame.end(), good.begin(), good.end());
+        frame[8] = frame[11] = 7; // the sequence, whatever the byte order
+        hslPut(frame, test.poke.offset, test.poke.width, test.poke.value);
+        frame.resize(test.bytes);
+        agent->send(run + "/qos/driver", frame);
+        hslStep(server, 0);
+        auto bytes = agent->receive();
+        ASSERT_EQ(bytes.size(), 44u);
+        EXPECT_EQ(native(bytes, 0, 4), 24u);
+        EXPECT_EQ(native(bytes, 4, 2), 2u);
+        EXPECT_EQ(std::memcmp(&bytes[8], &frame[8], 4), 0);
+        EXPECT_EQ(hslGet(bytes, 20, 4), test.number);
+        EXPECT_EQ(native(bytes, 28, 2), 4u);
+    }
+    EXPECT_EQ(json("stat")["errors"], std::size(cases));
+    // Nothing is read behind a datagram of any length.
+    for (size_t bytes = 0; bytes < 60; ++bytes)
+        hslServe(server, hslBuffer(bytes, 0xFF), "");
+}
+
+hslBuffer bulkOf(const std::vector<hslBuffer> &nested)
+{
+    hslBuffer record(36);
+    for (auto &each : nested)
+        record.insert(record.end(), each.begin(), each.end());
+    hslPut(record, 0, 4, 0x00070000);
+    hslPut(record, 8, 4, record.size());
+    hslPut(record, 12, 4, record.size());
+    hslPut(record, 32, 2, nested.size());
+    return record;
+}
+
+TEST_F(Hsld, BulkAnswersInPlaceAndEndsAtTheFirstFailure)
+{
+    auto profile = cos(0x09270000, 56, 56, {{28, 4, 5 << 1}});
+    auto add = cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {80, 4, 7}});
+    auto associate = cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT}, {36, 4, 7}});
+    auto bulk = bulkOf({profile, add, associate});
+    struct {
+        const char *fault;
+        uint32_t batch, processed, status[3];
+        bool associated;
+    } cases[] = {{"", 0, 3, {0, 0, 0}, true},
+                 {"fault refuse command=0x09270002 status=9", 9, 1, {0, 9, 0}, false},
+                 {"fault refuse command=0x09270002 status=9 scope=record", 0, 3, {0, 9, 0}, true},
+                 {"fault refuse status=4", 4, 0, {0, 0, 0}, false}};
+    for (auto &test : cases) {
+        SCOPED_TRACE(test.fault);
+        server.model.ports.clear();
+        if (*test.fault) {
+            ASSERT_EQ(control(test.fault), "ok");
+        }
+        auto response = answer(bulk);
+        ASSERT_EQ(response.size(), bulk.size());
+        EXPECT_EQ(hslGet(response, 24, 4), test.batch);
+        EXPECT_EQ(hslGet(response, 34, 2), test.processed);
+        size_t at[] = {36, 92, 180};
+        for (int i = 0; i < 3 && test.batch != 4; ++i) {
+            EXPECT_EQ(hslGet(response, at[i], 4), hslGet(bulk, at[i], 4));
+            EXPECT_EQ(hslGet(response, at[i] + 24, 4), test.status[i]);
+        }
+        EXPECT_EQ(server.model.ports.count(PORT), test.associated);
+    }
+    // Records that do not fill the bulk, run past it, or are no commands.
+    auto many = bulk, past = bulk, unknown = bulk;
+    hslPut(many, 32, 2, 4);
+    hslPut(past, 180 + 12, 4, 0xFFFFFFF0);
+    hslPut(unknown, 92, 4, 0x01279999);
+    EXPECT_EQ(hslGet(answer(many), 24, 4), 22u);
+    EXPECT_EQ(hslGet(answer(past), 24, 4), 22u);
+    auto response = answer(unknown);
+    EXPECT_EQ(hslGet(response, 24, 4), 95u);
+    EXPECT_EQ(hslGet(response, 34, 2), 1u);
+}
+
+TEST_F(Hsld, FaultsSpoilTheAnswer)
+{
+    auto record = cos(0x01271000, 36, 28, {{28, 4, PORT}});
+    auto good = ask(record);
+    ASSERT_EQ(good.size(), 96u);
+    struct {
+        const char *fault;
+        size_t bytes;
+        std::function<bool(const hslBuffer &)> spoilt;
+    } cases[] = {
+        {"refuse status=7", 96, [](auto &b) { return hslGet(b, 72, 4) == 7; }},
+        {"wrong-command", 96, [](auto &b) { return hslGet(b, 48, 4) == 0x01271001; }},
+        {"wrong-type", 96, [](auto &b) { return native(b, 4, 2) == 102; }},
+        {"wrong-type type=1351", 96, [](auto &b) { return native(b, 4, 2) == 1351; }},
+        {"wrong-sequence", 96, [&](auto &b) { return native(b, 8, 4) == seq - 1; }},
+        {"truncate bytes=50", 50, [](auto &b) { return native(b, 0, 4) == 76; }},
+        {"error number=11", 44, [](auto &b) { return native(b, 4, 2) == 2 && hslGet(b, 20, 4) == 11; }},
+        {"no-end", 76, [](auto &b) { return native(b, 0, 4) == 76; }},
+        {"garbage", 96, [](auto &b) { return native(b, 4, 2) != 101; }},
+        {"drop", 0, [](auto &) { return true; }},
+    };
+    for (auto &test : cases) {
+        SCOPED_TRACE(test.fault);
+        // A filter lets others pass; the count ends it.
+        ASSERT_EQ(control("fault " + std::string(test.fault) + " command=0x01271000 count=2"), "ok");
+        EXPECT_EQ(hslGet(answer(cos(0x01270800, 32, 32)), 24, 4), 0u);
+        for (int i = 0; i < 2; ++i) {
+            auto bytes = ask(record);
+            EXPECT_EQ(bytes.size(), test.bytes);
+            EXPECT_TRUE(test.spoilt(bytes));
+        }
+        EXPECT_EQ(ask(record).size(), 96u);
+        EXPECT_EQ(control("fault list"), "ok []");
+    }
+    // One byte of status must not read as success.
+    EXPECT_EQ(control("fault refuse status=0x100 count=forever"), "ok");
+    EXPECT_NE(answer(dce(0x0A050004, 0, 12), OTHER)[7], 0);
+    EXPECT_EQ(json("fault list")[0]["left"], "forever");
+    EXPECT_EQ(control("fault clear"), "ok");
+    EXPECT_EQ(answer(dce(0x0A050004, 0, 12), OTHER)[7], 0);
+}
+
+TEST_F(Hsld, ARefusedRequestChangesNothing)
+{
+    control("fault refuse");
+    answer(cos(0x01271000, 36, 28, {{28, 4, PORT}, {32, 1, 3}}));
+    EXPECT_EQ(control("show port " + hslIndexText(PORT)).substr(0, 6), "error:");
+    EXPECT_EQ(json("log json 1")[0]["status"], 1);
+}
+
+TEST_F(Hsld, LateAnswersFollowTheDriversClock)
+{
+    auto first = cos(0x01271000, 36, 28), second = cos(0x01270800, 32, 32);
+    auto command = [](const hslBuffer &bytes) { return hslGet(bytes, 48, 4); };
+    // Late without a time: behind the next request's arrival, ahead of its answer.
+    control("fault late");
+    EXPECT_TRUE(ask(first).empty());
+    control("clock step 100");
+    hslStep(server, 0);
+    EXPECT_TRUE(agent->receive().empty());
+    EXPECT_EQ(command(ask(second)), 0x01271000u);
+    EXPECT_EQ(command(agent->receive()), 0x01270800u);
+    // Late with a time lets others pass; a delay holds them back.
+    control("fault late ms=20000");
+    EXPECT_TRUE(ask(first).empty());
+    EXPECT_EQ(command(ask(second)), 0x01270800u);
+    control("clock step 20");
+    hslStep(server, 0);
+    EXPECT_EQ(command(agent->receive()), 0x01271000u);
+    control("fault delay ms=9000");
+    EXPECT_TRUE(ask(first).empty());
+    EXPECT_TRUE(ask(second).empty());
+    control("clock step 9");
+    hslStep(server, 0);
+    EXPECT_EQ(command(agent->receive()), 0x01271000u);
+    EXPECT_EQ(command(agent->receive()), 0x01270800u);
+    // A stalled driver reads nothing, but hears its user.
+    control("stall 30");
+    EXPECT_TRUE(ask(first).empty());
+    EXPECT_EQ(json("show")["stalled"], true);
+    control("clock step 30");
+    hslStep(server, 0);
+    EXPECT_EQ(command(agent->receive()), 0x01271000u);
+    control("stall");
+    EXPECT_TRUE(ask(first).empty());
+    control("clock step 1000000");
+    hslStep(server, 0);
+    EXPECT_TRUE(agent->receive().empty());
+    control("resume");
+    hslStep(server, 0);
+    EXPECT_EQ(command(agent->receive()), 0x01271000u);
+}
+
+TEST_F(Hsld, EventsReachEveryListener)
+{
+    auto pid = std::to_string(getpid());
+    Peer one(run, "group6." + pid), two(run, "group6." + pid + ".2");
+    auto gone = run + "/qos/group6.2147483646"; // no process has it
+    {
+        std::ofstream file(gone);
+    }
+    EXPECT_EQ(control("event chip-up 2/0"), "ok listeners 3");
+    EXPECT_NE(access(gone.c_str(), F_OK), 0);
+    auto up = one.receive();
+    EXPECT_EQ(up, two.receive());
+    ASSERT_EQ(up.size(), 48u + 2460 + 20);
+    EXPECT_EQ(native(up, 0, 4), 48u + 2460);
+    EXPECT_EQ(native(up, 4, 2), 101u);
+    struct {
+        size_t offset; // of the payload
+        uint32_t value;
+    } words[] = {{8, 2},       {20, 0},          {24, 2460}, {28, 3},       {32, 2},        {36, 0},
+                 {40, 16},     {44, 0x88800000}, {48, 64},   {28 + 28, 33}, {28 + 536, 64}, {28 + 484, 0xC0000000},
+                 {28 + 180, 1}};
+    for (auto &word : words)
+        EXPECT_EQ(hslGet(up, 20 + word.offset, 4), word.value) << word.offset;
+    // The ports lie on their chip, all different, with pool and group in one byte.
+    EXPECT_NE(hslGet(up, 48 + 540, 4), hslGet(up, 48 + 552, 4));
+    EXPECT_EQ(up[48 + 540 + 63 * 12 + 11], 0x37);
+
+    control("event chip-down 1/1");
+    EXPECT_EQ(hslGet(one.receive(), 48, 4), 4u);
+    control("event ready 1/0 2/0");
+    auto ready = one.receive();
+    ASSERT_EQ(ready.size(), 48u + 32 + 20);
+    EXPECT_EQ(native(ready, 4, 2), 1351u);
+    EXPECT_EQ(hslGet(ready, 48 + 12, 4), 2u);
+    EXPECT_EQ(hslGet(ready, 48 + 16, 4), 1u << 8 | 1u << 16);
+    control("event bulk");
+    auto bulk = one.receive();
+    ASSERT_EQ(bulk.size(), 48u + 8 + 3 * 2444 + 20);
+    EXPECT_EQ(hslGet(bulk, 48, 4), 7u);
+    EXPECT_EQ(hslGet(bulk, 52, 4), 3u);
+    EXPECT_EQ(hslGet(bulk, 56 + 2444, 3), 0x010109u); // slot 1, chip 1, number 9
+    EXPECT_EQ(hslGet(bulk, 56 + 2444 + 4, 4), OTHER);
+    control("event raw 0a0B");
+    EXPECT_EQ(one.receive(), (hslBuffer{10, 11}));
+}
+
+TEST_F(Hsld, AFullListenerGetsItsEventsLaterAndInOrder)
+{
+    Peer slow(run, "group6." + std::to_string(getpid())), quick(run, "group6." + std::to_string(getpid()) + ".2");
+    const unsigned events = 600; // more than a queue of this machine holds
+    for (unsigned i = 0; i < events; ++i) {
+        EXPECT_EQ(control("event ready 1/0"), "ok listeners 2");
+        EXPECT_EQ(native(quick.receive(), 8, 4), i + 1);
+    }
+    for (unsigned i = 0; i < events; ++i) {
+        auto bytes = slow.receive();
+        for (int tries = 0; bytes.empty() && tries < 200; ++tries) {
+            hslStep(server, 1);
+            bytes = slow.receive();
+        }
+        ASSERT_EQ(native(bytes, 8, 4), i + 1);
+    }
+    EXPECT_EQ(json("stat")["errors"], 0);
+}
+
+TEST_F(Hsld, PriorityMapsAreDecoded)
+{
+    auto l2 = cos(0x01271002, 160, 28, {{28, 4, PORT}});
+    for (size_t i = 0; i < 32; ++i) {
+        l2[32 + 4 * i] = static_cast<uint8_t>(i < 8 ? 2 : 7 - i % 8);
+        l2[33 + 4 * i] = static_cast<uint8_t>(i < 8 ? 3 : i % 8);
+        l2[35 + 4 * i] = 0xEE; // never written by an agent
+    }
+    auto l3 = cos(0x01271001, 292, 28, {{28, 4, PORT}, {32, 1, 1}, {36 + 63 * 4, 1, 6}, {37 + 63 * 4, 1, 5}});
+    auto mutation = cos(0x01271003, 96, 28, {{28, 4, PORT}, {32, 1, 63}, {95, 1, 1}});
+    server.verbose = std::tmpfile();
+    answer(cos(0x01271000, 36, 28, {{28, 4, PORT}, {32, 1, 4}, {33, 1, 5}}));
+    answer(l2);
+    answer(l3);
+    answer(mutation);
+    answer(l2);
+    char line[256] = "";
+    std::rewind(server.verbose);
+    EXPECT_TRUE(std::fgets(line, sizeof line, server.verbose));
+    std::fclose(server.verbose);
+    server.verbose = nullptr;
+    EXPECT_STREQ(line, "te1/1 0x18408000  default CoS and TC  tc 4, cos 5  -> ok\n");
+    auto port = json("show port " + hslIndexText(PORT));
+    EXPECT_EQ(port["port"], "te1/1");
+    EXPECT_EQ(port["def_cos"], hslJson({{"tc", 4}, {"cos", 5}}));
+    EXPECT_EQ(port["l2_map"]["default tc"], 2);
+    EXPECT_EQ(port["l2_map"]["default cos"], 3);
+    EXPECT_EQ(port["l2_map"]["tc"], hslJson({7, 6, 5, 4, 3, 2, 1, 0}));
+    EXPECT_EQ(port["l2_map"]["cos"], hslJson({0, 1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_EQ(port["l3_map"]["trust"], 1);
+    EXPECT_EQ(port["l3_map"]["tc"][63], 6);
+    EXPECT_EQ(port["l3_map"]["cos"][63], 5);
+    EXPECT_EQ(port["dscp_map"]["dscp"][0], 63);
+    EXPECT_EQ(port["dscp_map"]["dscp"][63], 1);
+    EXPECT_EQ(port["told"][2]["count"], 2); // L2 map
+    EXPECT_EQ(port["told"][2]["hex"], hslHexText(l2));
+    EXPECT_EQ(json("show")["warnings"], hslJson::array());
+    EXPECT_EQ(json("log json")[1]["fields"]["default cos"], 3);
+}
+
+TEST_F(Hsld, WhatHardwareWouldRefuseIsAWarning)
+{
+    auto l2 = [](const std::vector<Poke> &pokes) { return cos(0x01271002, 160, 28, pokes); };
+    struct {
+        hslBuffer record;
+        uint32_t target;
+        const char *warning;
+    } cases[] = {
+        {cos(0x01271000, 36, 28, {{28, 4, PORT}, {33, 1, 8}}), CHIP, "cos 8 is above 7"},
+        {cos(0x01271003, 96, 28, {{28, 4, PORT}, {40, 1, 64}}), CHIP, "dscp 64 is above 63"},
+        {l2({{28, 4, PORT}, {100, 1, 1}}), CHIP, "blocks disagree"},
+        {l2({{28, 4, PORT + 1}}), CHIP, "is not on chip 1/0"},
+        {l2({{28, 4, 0x04000000}}), CHIP, "which is no port"},
+        {l2({}), 0x12345678, "target 0x12345678 is no chip"},
+        {l2({}), 0x88C00000, "chip 3/0 was not declared"},
+        {dce(0x0A050004, 0, 12), CHIP, "chip 1/0 is a tessel and has no clear QMG counters"},
+        {cos(0x01270808, 84, 28), CHIP, "has no RED 0x01270808"},
+        {dce(0x17250035, 0, 140, {{42, 2, 0x1006}}), OTHER, "without a region"},
+        {dce(0x17250033, 0, 32, {{16, 2, 0x1006}, {26, 2, 1}}), OTHER, ""},
+        {dce(0x17250035, 0, 140, {{42, 2, 0x1006}}), OTHER, "full with 1 entries"},
+        {dce(0x17250037, 0, 52, {{16, 2, 0x1006}, {40, 4, 2}}), OTHER, ""},
+        {dce(0x1725003B, 0, 108, {{44, 2, 0x1006}, {40, 4, 2}}), OTHER, "update of unknown entry 2"},
+        {cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}}), CHIP, "removed but never added"},
+        {cos(0x09270004, 40, 40, {{32, 4, PORT}, {36, 4, 7}}), CHIP, "associated but never added"},
+        {cos(0x09270002, 88, 88, {{80, 4, 5000}}), CHIP, "no such number"},
+    };
+    for (auto &test : cases) {
+        SCOPED_TRACE(test.warning);
+        control("clear warnings");
+        auto response = answer(test.record, test.target);
+        EXPECT_EQ(hslGet(response, response.size() < 28 ? 7 : 24, response.size() < 28 ? 1 : 4), 0u);
+        auto warnings = json("show")["warnings"];
+        ASSERT_EQ(warnings.size(), *test.warning ? 1u : 0u) << warnings.dump();
+        if (*test.warning) {
+            EXPECT_NE(warnings[0]["text"].get<std::string>().find(test.warning), std::string::npos) << warnings.dump();
+        }
+    }
+    for (uint32_t n = 0; n < 5; ++n) // a chip of four ports
+        answer(dce(0x23050002, 36, 24, {{12, 4, 6u << 26 | 1 << 22 | n << 15 | 1}}), OTHER);
+    EXPECT_NE(control("show").find("one more than the 4 ports"), std::string::npos);
+}
+
+TEST_F(Hsld, AnswersComeFromTheModel)
+{
+    const uint32_t mirelle2 = 0x88800000;
+    auto basic = answer(cos(0x00070001, 460, 460));
+    EXPECT_EQ(hslGet(basic, 28, 4), 26u);
+    EXPECT_EQ(hslGet(basic, 140, 4), 1u);
+    EXPECT_EQ(hslGet(basic, 184, 4), 24u);
+    auto extended = answer(cos(0x01270810, 2016, 2016), mirelle2);
+    EXPECT_EQ(hslGet(extended, 28, 4), 33u);
+    EXPECT_EQ(hslGet(extended, 76, 4), 8u);
+    EXPECT_EQ(hslGet(extended, 92, 4), 64u);
+    EXPECT_EQ(hslGet(extended, 96, 4), 6u << 26 | 2u << 22 | 1u << 15);
+    EXPECT_EQ(hslGet(answer(dce(0x10050001, 1, 164), OTHER), 12, 4), 24u);
+    auto pool = answer(dce(0x23050001, 34, 20), OTHER);
+    EXPECT_EQ(hslGet(pool, 12, 4), 4 * hslGet(pool, 16, 4));
+    EXPECT_NE(hslGet(answer(cos(0x01270800, 32, 32)), 28, 4), 0u);
+    // A TCAM handle carries what the entry was made of, and no two are alike.
+    auto add = dce(0x17250035, 0, 140, {{56, 8, 0x1122334455667788}});
+    auto first = answer(add, OTHER), second = answer(add, OTHER);
+    EXPECT_EQ(hslGet(first, 12, 8), 0x1122334455667788u);
+    EXPECT_NE(hslGet(first, 32, 4), hslGet(second, 32, 4));
+    // A chip that nobody declared becomes what its requests need.
+    EXPECT_EQ(hslGet(answer(cos(0x01270810, 2016, 2016), 0x89000000), 28, 4), 29u);
+
+    // Statistics: request records back, a bit for each result, counts, and bytes set by hand.
+    auto red = cos(0x06270000, 144, 724, {{28, 4, 41}, {34, 2, 8}, {36, 2, 8}, {48, 4, PORT}, {136, 4, 5}});
+    control("data command=0x06270000 offset=160 hex=0102030405060708");
+    auto stats = answer(red);
+    EXPECT_EQ(hslGet(stats, 38, 2), 8u);
+    EXPECT_EQ(hslGet(stats, 48, 4), PORT);
+    EXPECT_EQ(hslGet(stats, 144, 4), 0xFFu);
+    EXPECT_EQ(hslGet(stats, 148 + 7 * 72 + 4, 4), 5u); // priority of the eighth
+    EXPECT_EQ(hslGet(stats, 160, 8), 0x0102030405060708u);
+    auto policers = answer(cos(0x06270000, 444, 1508, {{28, 4, 46}, {34, 2, 33}, {36, 2, 33}}));
+    EXPECT_EQ(hslGet(policers, 444, 8), 0xFFFFFFFF00000001u);
+    EXPECT_EQ(hslGet(answer(dce(0x0A050001, 0, 484), OTHER), 16, 4), 1u); // interfaces in the answer
+}
+
+TEST_F(Hsld, ControlSocketAnswersItsSender)
+{
+    Peer user(run, "user." + std::to_string(getpid()), "/ctl/");
+    std::string command = "stat";
+    user.send(run + "/ctl/hsld." + std::to_string(getpid()), {command.begin(), command.end()});
+    hslStep(server, 0);
+    auto bytes = user.receive();
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
+              "ok {\"pid\":" + std::to_string(getpid()) + ",\"requests\":0,\"events\":0,\"errors\":0,\"chips\":3}");
+    for (auto wrong : {"",
+                       "what",
+                       "show port",
+                       "show port 7",
+                       "log many",
+                       "event chip-up",
+                       "event chip-up 9/0",
+                       "event raw abc",
+                       "fault",
+                       "fault delay",
+                       "fault drop status=1",
+                       "fault refuse count=0",
+                       "fault refuse status=x",
+                       "chip 1/9:tessel:4",
+                       "chip 1/0:tessel:0",
+                       "chip 1/0:granite:4",
+                       "clock step -1",
+                       "stall soon",
+                       "data command=1",
+                       "clear all"})
+        EXPECT_EQ(control(wrong).substr(0, 7), "error: ") << wrong;
+    EXPECT_EQ(control("quit"), "ok");
+    EXPECT_TRUE(server.quit);
+}
+
+TEST_F(Hsld, ASecondDriverIsTurnedAway)
+{
+    hslServer_t second;
+    EXPECT_NE(hslOpen(second).find("another driver"), std::string::npos);
+    EXPECT_EQ(hslGet(answer(cos(0x01271000, 36, 28)), 24, 4), 0u);
+    hslClose(server);
+    EXPECT_NE(access((run + "/qos/driver").c_str(), F_OK), 0);
+    EXPECT_EQ(hslOpen(second), "");
+    hslClose(second);
+}
+
+} // namespace
