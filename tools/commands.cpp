@@ -1,0 +1,169 @@
+// send, apply, watch and decode, once their arguments are read.
+#include "tools/commands.h"
+
+#include <ctime>
+#include <unistd.h>
+
+#include "tools/error.h"
+#include "tools/link.h"
+#include "tools/report.h"
+#include "tools/values.h"
+
+namespace {
+
+// Numbers that managers at work on one node at the same time are unlikely to share.
+uint8_t firstSequence(const ctlOptions_t &options)
+{
+    if (options.seq >= 0)
+        return static_cast<uint8_t>(options.seq);
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint8_t>(getpid() * 31 + now.tv_nsec / 1000);
+}
+
+bool isQuery(const ctlMessage_t &message)
+{
+    return ctlMessageName(message.code).find("_GET_") != std::string::npos;
+}
+
+ctlJson listOf(const std::vector<ctlMessage_t> &messages)
+{
+    ctlJson list = ctlJson::array();
+    for (const ctlMessage_t &message : messages)
+        list.push_back(ctlMessageJson(message));
+    return list;
+}
+
+void printDryRun(const ctlOptions_t &options, const std::vector<ctlMessage_t> &batch, size_t number, std::ostream &out)
+{
+    const ctlBytes bytes = ctlEncode(batch);
+    const std::string hex = ctlFormatHex(bytes.data(), bytes.size());
+    if (options.json) {
+        ctlPrintJson(out, {{"batch", number}, {"bytes", bytes.size()}, {"hex", hex}, {"messages", listOf(batch)}});
+        return;
+    }
+    out << "batch " << number << ": " << batch.size() << " messages, " << bytes.size() << " bytes\n";
+    for (const ctlMessage_t &message : batch)
+        ctlPrintMessage(out, message, options.verbose);
+    out << hex << "\n";
+}
+
+// Says why a message of an echo was passed over, which its fields cannot show.
+void explainUnacknowledged(const ctlMessage_t &message, std::ostream &err)
+{
+    err << "dorvctl: " << ctlMessageName(message.code) << " was not carried out: the agent found its body of "
+        << message.body.size() << " bytes too short (it needs " << qosMsgInfo(message.code)->min_len
+        << ", and what its counts say)\n";
+}
+
+int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number, std::ostream &out, std::ostream &err)
+{
+    int result = echo.fault.empty() ? CTL_DONE : CTL_SILENT;
+    for (const ctlMessage_t &message : echo.messages) {
+        if (!ctlSucceeded(message))
+            result = CTL_FAILED;
+        if (message.ack == 0)
+            explainUnacknowledged(message, err);
+    }
+    if (!echo.fault.empty())
+        err << "dorvctl: batch " << number << ": " << echo.fault << "\n";
+    if (options.json) {
+        ctlJson json = {{"batch", number}, {"echo", echo.fault.empty()}, {"exit", result}};
+        if (!echo.fault.empty())
+            json["error"] = echo.fault;
+        json["messages"] = listOf(echo.messages);
+        ctlPrintJson(out, json);
+        return result;
+    }
+    for (const ctlMessage_t &message : echo.messages)
+        ctlPrintMessage(out, message, options.verbose || isQuery(message));
+    out.flush();
+    return result;
+}
+
+// One message that came by itself. Slot 0 is a sender that is no line card.
+void reportSpontaneous(const ctlOptions_t &options, unsigned slot, const ctlMessage_t &message, std::ostream &out)
+{
+    if (options.json) {
+        ctlJson json = {{"slot", slot}};
+        json.update(ctlMessageJson(message));
+        ctlPrintJson(out, json);
+        return;
+    }
+    out << "slot " << slot << "  ";
+    ctlPrintMessage(out, message, true);
+    out.flush();
+}
+
+} // namespace
+
+int ctlSendBatches(const ctlOptions_t &options, std::vector<std::vector<ctlMessage_t>> batches, std::ostream &out,
+                   std::ostream &err)
+{
+    uint8_t next = firstSequence(options);
+    for (std::vector<ctlMessage_t> &batch : batches) {
+        ctlNumber(batch, next);
+        ctlEncode(batch); // nothing is sent if one of them is too large
+    }
+    if (options.dry_run) {
+        for (size_t i = 0; i < batches.size(); i++)
+            printDryRun(options, batches[i], i + 1, out);
+        return CTL_DONE;
+    }
+    ctlLink_t link = ctlOpenLink(options.service);
+    int worst = CTL_DONE;
+    for (size_t i = 0; i < batches.size() && worst != CTL_SILENT; i++) {
+        const ctlEcho_t echo = ctlExchange(link, options.slot, batches[i], options.timeout);
+        worst = std::max(worst, reportEcho(options, echo, i + 1, out, err));
+    }
+    ctlCloseLink(link);
+    return worst;
+}
+
+int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::ostream &out, std::ostream &err)
+{
+    ctlLink_t link = ctlOpenLink(options.service);
+    const auto seconds = std::chrono::duration<double>(watch.timeout > 0 ? watch.timeout : 1e8);
+    const auto deadline = ctlClock::now() + std::chrono::duration_cast<ctlClock::duration>(seconds);
+    unsigned seen = 0;
+    while (watch.count == 0 || seen < watch.count) {
+        const ctlReceived_t received = ctlReceive(link, deadline);
+        if (received.kind == ctlReceived_t::Nothing)
+            break;
+        if (received.kind == ctlReceived_t::Notice)
+            continue;
+        const ctlDecoded_t decoded = ctlDecode(received.bytes);
+        // An agent starts messages one at a time and leaves number and ack 0. A batch with an acknowledged message is
+        // an echo, also where one of it was too short to be acknowledged.
+        bool echo = decoded.messages.size() != 1;
+        for (const ctlMessage_t &message : decoded.messages)
+            echo = echo || message.ack != 0 || message.seq != 0;
+        if (echo && !watch.all)
+            continue;
+        for (const ctlMessage_t &message : decoded.messages)
+            reportSpontaneous(options, ctlSlotOf(received.from), message, out);
+        if (!decoded.fault.empty())
+            err << "dorvctl: slot " << ctlSlotOf(received.from) << ": " << decoded.fault << "\n";
+        seen += static_cast<unsigned>(decoded.messages.size());
+    }
+    ctlCloseLink(link);
+    if (seen >= watch.count)
+        return CTL_DONE;
+    err << "dorvctl: " << seen << " of " << watch.count << " messages came\n";
+    return CTL_SILENT;
+}
+
+int ctlDecodeBatch(const ctlOptions_t &options, const std::string &hex, std::ostream &out, std::ostream &err)
+{
+    const ctlDecoded_t decoded = ctlDecode(ctlParseHex(hex));
+    for (const ctlMessage_t &message : decoded.messages) {
+        if (options.json)
+            ctlPrintJson(out, ctlMessageJson(message));
+        else
+            ctlPrintMessage(out, message, true);
+    }
+    if (decoded.fault.empty())
+        return CTL_DONE;
+    err << "dorvctl: " << decoded.fault << "\n";
+    return CTL_FAILED;
+}

@@ -1,0 +1,240 @@
+// dorvctl: the manager's side of the agent protocol, and the control sockets of a node. This file reads options alone.
+#include <CLI/CLI.hpp>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "tools/commands.h"
+#include "tools/error.h"
+#include "tools/link.h"
+#include "tools/node.h"
+#include "tools/report.h"
+#include "tools/scenario.h"
+
+namespace {
+
+struct arguments {
+    ctlOptions_t options;
+    ctlWatch_t watch;
+    bool stats = false;
+    std::vector<std::string> words;
+    std::string raw, raw_tail, file, name, process = "dorvald";
+    int length = -1;
+    double ask_seconds = 30;
+    unsigned lines = 20;
+    bool follow = false;
+};
+
+constexpr const char *EXAMPLES =
+    "Examples:\n"
+    "  dorvctl send COSTRUST ifIndex=te1/3 cos_trust=1 cos_map=0..7 tc_map=0,0,1,1,2,2,3,3\n"
+    "  dorvctl send IFADD ifIndex=te1/3 ifName=te1/3 + DSCPTRUST ifIndex=te1/3 dscp_trust=1\n"
+    "  dorvctl show PFC\n"
+    "Values: 17, 0x11, -1; lists 0,1,2; 7*8 for eight times 7; 0..7 for a range; x:00ff12 for bytes.\n"
+    "Interfaces: te1/3 (ge, fo likewise), te1/3@1 on chip 1, chip1/0, all.\n"
+    "Exit status: 0 every status is 0, 1 some are not, 2 wrong use, 3 no answer.";
+
+void addLinkOptions(CLI::App *command, arguments &args)
+{
+    command->add_option("-S,--service", args.options.service, "MI6 service, qosMI or qosMIStats")
+        ->capture_default_str();
+    command->add_flag("--stats", args.stats, "the statistics service, as -S qosMIStats");
+    command->add_flag("-j,--json", args.options.json, "one JSON object a line");
+}
+
+void addSendOptions(CLI::App *command, arguments &args)
+{
+    addLinkOptions(command, args);
+    command->add_option("--slot", args.options.slot, "the agent's slot, 1 to 16")
+        ->check(CLI::Range(1, 16))
+        ->capture_default_str();
+    command->add_option("--timeout", args.options.timeout, "seconds to wait for each echo")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+    command->add_option("--seq", args.options.seq, "sequence number of the first message, 0 to 255")
+        ->check(CLI::Range(0, 255));
+    command->add_flag("-v,--verbose", args.options.verbose, "the decoded fields of every message");
+    command->add_flag("--dry-run", args.options.dry_run, "show the batches and send nothing");
+}
+
+std::string readAll(const std::string &name)
+{
+    std::ostringstream text;
+    if (name == "-") {
+        text << std::cin.rdbuf();
+        return text.str();
+    }
+    std::ifstream file(name);
+    if (!file || !(text << file.rdbuf()))
+        ctlRefuse(name + ": cannot be read: " + std::strerror(errno));
+    return text.str();
+}
+
+void settleService(arguments &args, const CLI::App &command)
+{
+    if (args.stats && command.count("--service") != 0 && args.options.service != "qosMIStats")
+        ctlRefuse("--stats and -S " + args.options.service + " name two services; give one of them");
+    if (args.stats)
+        args.options.service = "qosMIStats";
+    if (args.options.service != "qosMI" && args.options.service != "qosMIStats")
+        ctlRefuse("no service is called '" + args.options.service + "'; the nearest is " +
+                  ctlNearest(args.options.service, {"qosMI", "qosMIStats"}));
+}
+
+int runSend(arguments &args, const CLI::App &command)
+{
+    ctlCatchSignals();
+    settleService(args, command);
+    std::vector<ctlAssign_t> extra;
+    if (command.count("--raw") != 0)
+        extra.push_back({"@raw", args.raw});
+    if (command.count("--raw-tail") != 0)
+        extra.push_back({"@tail", args.raw_tail});
+    if (command.count("--len") != 0)
+        extra.push_back({"@len", std::to_string(args.length)});
+    return ctlSendBatches(args.options, {ctlParseWords(args.words, extra)}, std::cout, std::cerr);
+}
+
+int runApply(arguments &args, const CLI::App &command)
+{
+    const ctlScenario_t scenario = ctlReadScenario(readAll(args.file), args.file);
+    ctlCatchSignals(); // not before: a signal ends the wait for standard input as ever
+    if (scenario.service && command.count("--service") == 0 && !args.stats)
+        args.options.service = *scenario.service;
+    if (scenario.slot && command.count("--slot") == 0)
+        args.options.slot = *scenario.slot;
+    settleService(args, command);
+    return ctlSendBatches(args.options, scenario.batches, std::cout, std::cerr);
+}
+
+int runWatch(arguments &args, const CLI::App &command)
+{
+    ctlCatchSignals();
+    settleService(args, command);
+    return ctlWatchAgents(args.options, args.watch, std::cout, std::cerr);
+}
+
+int runShow(const arguments &args)
+{
+    if (args.name.empty())
+        ctlPrintCatalogue(std::cout, args.options.json);
+    else
+        ctlPrintLayout(std::cout, ctlFindMessage(args.name), args.options.json);
+    return CTL_DONE;
+}
+
+int runDecode(const arguments &args)
+{
+    std::string hex;
+    for (const std::string &word : args.words)
+        hex += word == "-" ? readAll("-") : word;
+    return ctlDecodeBatch(args.options, hex, std::cout, std::cerr);
+}
+
+void addCommands(CLI::App &app, arguments &args)
+{
+    CLI::App *send = app.add_subcommand("send", "send one batch and show its echo");
+    send->add_option("message", args.words, "NAME field=value ... [+ NAME field=value ...]")->required();
+    send->add_option("--raw", args.raw, "the whole body in hexadecimal");
+    send->add_option("--raw-tail", args.raw_tail, "bytes behind the named fields, in hexadecimal");
+    send->add_option("--len", args.length, "cut or stretch the body to this many bytes")->check(CLI::Range(0, 8187));
+    addSendOptions(send, args);
+    send->footer(EXAMPLES);
+
+    CLI::App *apply = app.add_subcommand("apply", "send the batches of a scenario file and show their echoes");
+    apply->add_option("file", args.file, "scenario in JSON, - for standard input")->required();
+    addSendOptions(apply, args);
+
+    CLI::App *watch = app.add_subcommand("watch", "show what agents send by themselves");
+    addLinkOptions(watch, args);
+    watch->add_option("--count", args.watch.count, "end after this many messages");
+    watch->add_option("--timeout", args.watch.timeout, "end after this many seconds")->check(CLI::NonNegativeNumber);
+    watch->add_flag("--all", args.watch.all, "the echoes of all managers too");
+
+    CLI::App *show = app.add_subcommand("show", "the messages, or the fields of one of them");
+    show->add_option("name", args.name, "message name or code");
+    show->add_flag("-j,--json", args.options.json, "as JSON");
+
+    CLI::App *decode = app.add_subcommand("decode", "take a batch apart");
+    decode->add_option("hex", args.words, "the batch in hexadecimal, - for standard input")->required();
+    decode->add_flag("-j,--json", args.options.json, "one JSON object a line");
+
+    CLI::App *node = app.add_subcommand("node", "the processes of this node: role, stage, pid, since");
+    node->add_flag("-j,--json", args.options.json, "one JSON object a line");
+
+    CLI::App *ctl = app.add_subcommand("ctl", "send one control command to a process and print its answer");
+    ctl->add_option("process", args.process, "dorvald, hsld, or a pid")->required();
+    ctl->add_option("command", args.words, "the command's words, as in: trace level 8")->required();
+    ctl->add_option("--timeout", args.ask_seconds, "seconds to wait for the answer")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+
+    CLI::App *trace = app.add_subcommand("trace", "the newest trace lines of a process");
+    trace->add_option("process", args.process, "dorvald, hsld, or a pid")->capture_default_str();
+    trace->add_option("-n,--lines", args.lines, "number of lines")->capture_default_str();
+    trace->add_flag("-f,--follow", args.follow, "go on with new lines until interrupted");
+}
+
+int run(CLI::App &app, arguments &args)
+{
+    const CLI::App &command = *app.get_subcommands().at(0);
+    const std::string name = command.get_name();
+    if (name == "send")
+        return runSend(args, command);
+    if (name == "apply")
+        return runApply(args, command);
+    if (name == "watch")
+        return runWatch(args, command);
+    if (name == "show")
+        return runShow(args);
+    if (name == "decode")
+        return runDecode(args);
+    ctlCatchSignals();
+    if (name == "node")
+        return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
+    if (name == "ctl")
+        return ctlCommand(args.process, args.words, args.ask_seconds, std::cout);
+    return ctlShowTrace(args.process, args.lines, args.follow, std::cout);
+}
+
+// A first word that is no command gets the nearest one, which the parser would not name.
+void checkCommand(const CLI::App &app, int argc, char **argv)
+{
+    std::vector<std::string> names;
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
+        names.push_back(command->get_name());
+    if (argc < 2)
+        ctlRefuse("a command is missing; 'dorvctl --help' lists them");
+    if (argv[1][0] != '-' && std::find(names.begin(), names.end(), argv[1]) == names.end())
+        ctlRefuse("no command is called '" + std::string(argv[1]) + "'; the nearest is " + ctlNearest(argv[1], names) +
+                  " ('dorvctl --help' lists all)");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app("The manager's side of the quality-of-service agent: sends messages, shows what comes back.",
+                 "dorvctl");
+    arguments args;
+    app.require_subcommand(1);
+    addCommands(app, args);
+    app.footer(EXAMPLES);
+    try {
+        checkCommand(app, argc, argv);
+        app.parse(argc, argv);
+        return run(app, args);
+    } catch (const CLI::Success &help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError &error) {
+        const auto chosen = app.get_subcommands();
+        std::cerr << "dorvctl: " << error.what() << "; see 'dorvctl "
+                  << (chosen.empty() ? "" : chosen[0]->get_name() + " ") << "--help'\n";
+        return CTL_USAGE;
+    } catch (const ctlError_t &error) {
+        std::cerr << "dorvctl: " << error.text << "\n";
+        return error.exit;
+    }
+}

@@ -1,0 +1,218 @@
+// Names of messages and fields: exact, shortened, or the nearest right one.
+#include "tools/names.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstring>
+
+#include "tools/error.h"
+
+namespace {
+
+std::string upper(std::string text)
+{
+    for (char &c : text)
+        c = c == '-' ? '_' : static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// A message name without what all of them share.
+std::string bare(const std::string &text)
+{
+    std::string name = upper(text);
+    if (name.rfind("QOS_", 0) == 0)
+        name.erase(0, 4);
+    if (name.size() > 4 && name.compare(name.size() - 4, 4, "_MSG") == 0)
+        name.erase(name.size() - 4);
+    return name;
+}
+
+// Edits that make one name of the other; a swap of neighbours counts as one.
+size_t distance(const std::string &a, const std::string &b)
+{
+    std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
+    for (size_t i = 0; i <= a.size(); i++)
+        for (size_t j = 0; j <= b.size(); j++) {
+            if (i == 0 || j == 0) {
+                d[i][j] = i + j;
+                continue;
+            }
+            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1])});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+        }
+    return d[a.size()][b.size()];
+}
+
+// How unlike two names are, in edits. The last part of a dotted name, or a piece of the name, is nearly right.
+size_t unlikeness(const std::string &wanted, const std::string &known)
+{
+    size_t edits = distance(wanted, known);
+    const size_t dot = known.rfind('.');
+    if (dot != std::string::npos)
+        edits = std::min(edits, distance(wanted, known.substr(dot + 1)) + 1);
+    if (wanted.size() > 2 && known.find(wanted) != std::string::npos)
+        edits = std::min(edits, 1 + (known.size() - wanted.size()) / 4);
+    return edits;
+}
+
+constexpr ctlTail_t tails[] = {
+    {"qosPolStatsGetMsg_t", "num_records", "records.", 1, 0, 0},
+    {"qosPolStatsClrMsg_t", "num_policers", "stats_clr_data.", 0, 0, 0},
+    {"qosCcbIvqRedCfg_t", "numEntries", "data.", 0, 0, 0},
+    {"qosDropMonitorNotifyMsg_t", "count", "records.", 0, 0, 0},
+    {"qosTdMonitorStatsMsg_t", "num_records", "records.", 0, 0, 0},
+    {"qosRedMonitorStatsMsg_t", "num_records", "records.", 0, 0, 0},
+};
+
+constexpr wireBody noBody = {"none", 0, 0, nullptr};
+
+// Takes the bracketed number that begins at `open` out of a field name; -1 if it is none.
+int cutIndex(std::string &name, size_t open)
+{
+    const size_t close = name.find(']', open);
+    if (close == std::string::npos)
+        return -1;
+    int index = -1;
+    const char *end = name.data() + close;
+    const auto result = std::from_chars(name.data() + open + 1, end, index);
+    if (result.ec != std::errc() || result.ptr != end || index < 0)
+        return -1;
+    name.erase(open, close + 1 - open);
+    return index;
+}
+
+const wireField *fieldAnyCase(const wireBody &body, const std::string &name)
+{
+    const std::string wanted = upper(name);
+    for (unsigned i = 0; i < body.numFields; i++)
+        if (upper(body.fields[i].name) == wanted)
+            return &body.fields[i];
+    return nullptr;
+}
+
+} // namespace
+
+std::string ctlNearest(const std::string &wanted, const std::vector<std::string> &known)
+{
+    std::string best;
+    size_t least = SIZE_MAX;
+    for (const std::string &name : known) {
+        const size_t edits = unlikeness(upper(wanted), upper(name));
+        if (edits < least) {
+            least = edits;
+            best = name;
+        }
+    }
+    return best;
+}
+
+std::string ctlMessageName(unsigned code)
+{
+    if (code == QOS_CLEAR_DBG_STATS)
+        return "QOS_CLEAR_DBG_STATS";
+    if (code == QOS_RED_MONITOR_STATS)
+        return "QOS_RED_MONITOR_STATS";
+    return qosMsgName(code);
+}
+
+const qosMsgInfo_t &ctlFindMessage(const std::string &text)
+{
+    unsigned code = 0;
+    const char *end = text.data() + text.size();
+    const auto number = std::from_chars(text.data(), end, code);
+    if (!text.empty() && number.ptr == end) {
+        const qosMsgInfo_t *info = number.ec == std::errc() ? qosMsgInfo(code) : nullptr;
+        if (info == nullptr)
+            ctlRefuse("no message has the code " + text + "; codes go from 0 to " + std::to_string(QOS_MSG_CODES - 1));
+        return *info;
+    }
+    std::vector<std::string> names;
+    for (code = 0; code < QOS_MSG_CODES; code++) {
+        names.push_back(bare(ctlMessageName(code)));
+        if (names.back() == bare(text))
+            return *qosMsgInfo(code);
+    }
+    ctlRefuse("no message is called '" + text + "'; the nearest is " + ctlNearest(bare(text), names) +
+              " ('dorvctl show' lists all)");
+}
+
+const wireBody &ctlBodyOf(const qosMsgInfo_t &info)
+{
+    return info.body != nullptr ? *info.body : noBody;
+}
+
+ctlTail_t ctlTailOf(const wireBody &body)
+{
+    for (ctlTail_t tail : tails) {
+        if (std::strcmp(tail.body, body.name) != 0)
+            continue;
+        tail.head = SIZE_MAX;
+        for (unsigned i = 0; i < body.numFields; i++)
+            if (std::strncmp(body.fields[i].name, tail.records, std::strlen(tail.records)) == 0) {
+                tail.head = std::min<size_t>(tail.head, body.fields[i].offset);
+                tail.stride = body.fields[i].stride;
+            }
+        return tail;
+    }
+    return {};
+}
+
+bool ctlInTail(const ctlTail_t &tail, const wireField &field)
+{
+    return tail.stride != 0 && std::strncmp(field.name, tail.records, std::strlen(tail.records)) == 0;
+}
+
+size_t ctlCount(const wireBody &body, const wireField &field, size_t size)
+{
+    if (size < static_cast<size_t>(field.offset) + field.width)
+        return 0;
+    const size_t fit = (size - field.offset - field.width) / field.stride + 1;
+    return ctlInTail(ctlTailOf(body), field) ? fit : std::min<size_t>(fit, field.count);
+}
+
+std::string ctlRecordsOf(const wireField &field)
+{
+    const char *dot = std::strchr(field.name, '.');
+    const bool repeated = field.count != 1 && field.stride != field.width;
+    return repeated && dot != nullptr ? std::string(field.name, dot) : std::string();
+}
+
+bool ctlIsInterface(const wireField &field)
+{
+    const std::string name = upper(field.name);
+    return field.kind == wireKind::Unsigned && field.width == 4 && name.size() >= 7 &&
+           name.compare(name.size() - 7, 7, "IFINDEX") == 0;
+}
+
+const wireField *ctlField(const wireBody &body, const std::string &name)
+{
+    for (unsigned i = 0; i < body.numFields; i++)
+        if (name == body.fields[i].name)
+            return &body.fields[i];
+    return nullptr;
+}
+
+ctlFieldRef_t ctlFindField(const wireBody &body, const std::string &text)
+{
+    // A bracketed number is part of some names ("records.counter[0]"), so the text as it is comes first.
+    if (const wireField *field = fieldAnyCase(body, text))
+        return {field, -1};
+    std::string plain = text;
+    for (size_t open = text.find('['); open != std::string::npos; open = text.find('[', open + 1)) {
+        std::string name = text;
+        const int index = cutIndex(name, open);
+        if (index < 0)
+            ctlRefuse("'" + text + "': an index is a number in brackets, as in cos_map[3]");
+        if (const wireField *field = fieldAnyCase(body, name))
+            return {field, index};
+        plain = name;
+    }
+    std::vector<std::string> names;
+    for (unsigned i = 0; i < body.numFields; i++)
+        names.push_back(body.fields[i].name);
+    if (names.empty())
+        ctlRefuse("the message has no fields, so none is called '" + text + "'");
+    ctlRefuse("no field is called '" + text + "'; the nearest is " + ctlNearest(plain, names));
+}

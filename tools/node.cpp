@@ -1,0 +1,320 @@
+// Asks the processes of a node over their control sockets.
+#include "tools/node.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <iomanip>
+#include <poll.h>
+#include <set>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "tools/error.h"
+#include "tools/link.h"
+#include "tools/report.h"
+#include "velmar/run.h"
+
+namespace {
+
+constexpr size_t LONGEST_ANSWER = 1 << 20;
+constexpr double TRACE_SECONDS = 3;
+constexpr int TRACE_PAUSE_MS = 200;
+constexpr unsigned FOLLOW_LINES = 500;
+
+std::string controlFolder()
+{
+    char error[256] = "";
+    const char *run = velmar_run_dir(error, sizeof error);
+    if (run == nullptr)
+        throw ctlError_t{CTL_SILENT, error};
+    return std::string(run) + "/ctl";
+}
+
+sockaddr_un addressOf(const std::string &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        throw ctlError_t{CTL_SILENT, path + " is too long for a socket address; choose a shorter VELMAR_RUN"};
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+// Whether a living process holds the socket.
+bool isAlive(const std::string &path)
+{
+    const sockaddr_un address = addressOf(path);
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool alive = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    if (fd >= 0)
+        close(fd);
+    return alive;
+}
+
+// NAME.PID or NAME.PID.K; a name may hold dots of its own.
+bool splitName(const std::string &file, ctlProcess_t &process)
+{
+    const size_t last = file.find_last_not_of("0123456789.");
+    const size_t dot = last == std::string::npos ? last : file.find('.', last);
+    if (dot == std::string::npos || dot + 1 == file.size() || file[dot + 1] == '.')
+        return false;
+    process.name = file.substr(0, dot);
+    process.pid = file.substr(dot + 1);
+    return true;
+}
+
+// A bound socket of our own for the answer, closed with the scope.
+struct answerSocket {
+    int fd;
+    answerSocket()
+    {
+        char path[128];
+        fd = velmar_run_bind("ctl", "dorvctl", true, path, sizeof path);
+        if (fd < 0)
+            throw ctlError_t{CTL_SILENT, std::string("cannot open a socket for the answer: ") + std::strerror(errno)};
+    }
+    ~answerSocket() { velmar_run_close(fd); }
+    answerSocket(const answerSocket &) = delete;
+    answerSocket &operator=(const answerSocket &) = delete;
+};
+
+std::string receiveAnswer(int fd, const std::string &from, ctlClock::time_point deadline)
+{
+    std::string answer(LONGEST_ANSWER, '\0');
+    while (!ctlInterrupted()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - ctlClock::now()).count();
+        pollfd readable = {fd, POLLIN, 0};
+        if (left < 0 || (poll(&readable, 1, static_cast<int>(left)) == 0))
+            break;
+        sockaddr_un sender{};
+        socklen_t length = sizeof sender;
+        const ssize_t got =
+            recvfrom(fd, answer.data(), answer.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&sender), &length);
+        if (got < 0 || from != sender.sun_path)
+            continue; // a late answer of another process
+        answer.resize(static_cast<size_t>(got));
+        return answer;
+    }
+    throw ctlError_t{CTL_SILENT, "no answer came in time; a process at work on a long request answers after it, "
+                                 "see --timeout"};
+}
+
+// What stands behind the "ok" of an answer.
+std::string withoutOk(const std::string &answer)
+{
+    if (answer.rfind("ok", 0) != 0)
+        return answer;
+    return answer.substr(answer.size() > 2 ? 3 : 2);
+}
+
+std::vector<std::string> linesOf(const std::string &text)
+{
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+ctlJson askStat(const ctlProcess_t &process, double seconds)
+{
+    ctlJson row = {{"process", process.name}, {"pid", process.pid}};
+    try {
+        const std::string answer = ctlAsk(process, "stat", seconds);
+        const ctlJson stat = ctlJson::parse(withoutOk(answer), nullptr, false);
+        if (stat.is_object())
+            row.update(stat);
+        else
+            row["error"] = answer;
+    } catch (const ctlError_t &error) {
+        row["error"] = error.text;
+    }
+    if (row.contains("stage") && row["stage"].is_number_unsigned())
+        row["stage_name"] = ctlStageName(row["stage"].get<unsigned>());
+    return row;
+}
+
+std::string cell(const ctlJson &row, const char *key)
+{
+    if (!row.contains(key))
+        return "-";
+    return row[key].is_string() ? row[key].get<std::string>() : row[key].dump();
+}
+
+// Whatever else a process says of itself, or why it says nothing.
+std::string further(const ctlJson &row)
+{
+    static const std::set<std::string> columns = {"process", "pid", "role", "stage", "stage_name", "since"};
+    std::string text;
+    for (const auto &[key, value] : row.items())
+        if (columns.count(key) == 0)
+            text += "  " + key + " " + cell(row, key.c_str());
+    return text;
+}
+
+std::vector<std::string> askTrace(const ctlProcess_t &process, unsigned lines)
+{
+    const std::string answer = ctlAsk(process, "trace show " + std::to_string(lines), TRACE_SECONDS);
+    if (answer.rfind("error:", 0) == 0)
+        throw ctlError_t{CTL_FAILED, answer};
+    return linesOf(withoutOk(answer));
+}
+
+} // namespace
+
+std::string ctlStageName(unsigned index)
+{
+    static constexpr const char *names[] = {"Cold Boot",
+                                            "Warm Boot",
+                                            "Client Initialization",
+                                            "Warm Client Initialization",
+                                            "Active",
+                                            "Startup Done",
+                                            "Standby",
+                                            "Halt",
+                                            "LC Agent Reconciliation",
+                                            "Warm Reconciliation",
+                                            "Unknown",
+                                            "THA Reconciliation"};
+    return index < std::size(names) ? names[index] : "Unknown";
+}
+
+std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
+{
+    std::vector<ctlProcess_t> processes;
+    const std::string folder = controlFolder();
+    DIR *directory = opendir(folder.c_str());
+    if (directory == nullptr)
+        throw ctlError_t{CTL_SILENT, folder + ": " + std::strerror(errno)};
+    while (const dirent *entry = readdir(directory)) {
+        ctlProcess_t process;
+        if (!splitName(entry->d_name, process) || process.name == "dorvctl" || (!name.empty() && process.name != name))
+            continue;
+        process.path = folder + "/" + entry->d_name;
+        if (isAlive(process.path))
+            processes.push_back(process);
+    }
+    closedir(directory);
+    std::sort(processes.begin(), processes.end(), [](const ctlProcess_t &a, const ctlProcess_t &b) {
+        return a.name != b.name ? a.name < b.name : std::stoul(a.pid) < std::stoul(b.pid);
+    });
+    return processes;
+}
+
+ctlProcess_t ctlFindProcess(const std::string &who)
+{
+    std::vector<ctlProcess_t> found;
+    std::set<std::string> names;
+    for (const ctlProcess_t &process : ctlProcesses("")) {
+        names.insert(process.name);
+        if (who == process.name || who == process.pid || who == process.name + "." + process.pid)
+            found.push_back(process);
+    }
+    if (found.size() == 1)
+        return found[0];
+    if (!found.empty()) {
+        std::string pids;
+        for (const ctlProcess_t &process : found)
+            pids += " " + process.pid;
+        ctlRefuse(std::to_string(found.size()) + " processes are called " + who + "; name one by its pid:" + pids);
+    }
+    if (names.empty())
+        throw ctlError_t{CTL_SILENT, "no process runs with " + controlFolder() + "; start dorvald, or set VELMAR_RUN"};
+    throw ctlError_t{CTL_SILENT, "no process is called " + who + "; the nearest is " +
+                                     ctlNearest(who, {names.begin(), names.end()}) + " ('dorvctl node' lists all)"};
+}
+
+std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds)
+{
+    const answerSocket own;
+    const sockaddr_un to = addressOf(process.path);
+    const auto limit = std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
+    const auto deadline = ctlClock::now() + limit;
+    timeval patience = {static_cast<time_t>(seconds) + 1, 0};
+    setsockopt(own.fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    if (sendto(own.fd, command.data(), command.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
+        throw ctlError_t{CTL_SILENT, process.name + "." + process.pid + " takes no command: " + std::strerror(errno)};
+    return receiveAnswer(own.fd, process.path, deadline);
+}
+
+int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
+{
+    std::vector<ctlJson> rows;
+    for (const char *name : {"dorvald", "hsld"})
+        for (const ctlProcess_t &process : ctlProcesses(name))
+            rows.push_back(askStat(process, seconds));
+    if (rows.empty()) {
+        err << "dorvctl: neither dorvald nor hsld runs with " << controlFolder()
+            << "; set VELMAR_RUN for another node\n";
+        return CTL_SILENT;
+    }
+    if (!json)
+        out << "PROCESS  PID        ROLE     STAGE                       SINCE\n";
+    bool silent = false;
+    for (const ctlJson &row : rows) {
+        silent = silent || row.contains("error");
+        if (json) {
+            ctlPrintJson(out, row);
+            continue;
+        }
+        out << std::left << std::setw(8) << cell(row, "process") << " " << std::setw(10) << cell(row, "pid") << " "
+            << std::setw(8) << cell(row, "role") << " " << std::setw(27) << cell(row, "stage_name") << " "
+            << cell(row, "since") << (row.contains("since") ? " s" : "") << further(row) << "\n";
+    }
+    return silent ? CTL_SILENT : CTL_DONE;
+}
+
+int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, std::ostream &out)
+{
+    std::string command;
+    for (const std::string &word : words)
+        command += (command.empty() ? "" : " ") + word;
+    const std::string answer = ctlAsk(ctlFindProcess(who), command, seconds);
+    out << answer << (answer.empty() || answer.back() != '\n' ? "\n" : "");
+    return answer.rfind("error:", 0) == 0 ? CTL_FAILED : CTL_DONE;
+}
+
+std::vector<std::string> ctlNewLines(const std::vector<std::string> &before, const std::vector<std::string> &now,
+                                     bool &lost)
+{
+    lost = false;
+    for (size_t skip = 0; skip < before.size(); skip++) {
+        const size_t shared = before.size() - skip;
+        if (shared <= now.size() &&
+            std::equal(before.begin() + static_cast<std::ptrdiff_t>(skip), before.end(), now.begin()))
+            return {now.begin() + static_cast<std::ptrdiff_t>(shared), now.end()};
+    }
+    lost = !before.empty();
+    return now;
+}
+
+int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out)
+{
+    const ctlProcess_t process = ctlFindProcess(who);
+    // Following needs more than a person asked for, so that a burst between two looks is not missed.
+    const unsigned reach = follow ? std::max(lines, FOLLOW_LINES) : lines;
+    std::vector<std::string> seen = askTrace(process, reach);
+    for (size_t i = seen.size() - std::min<size_t>(seen.size(), lines); i < seen.size(); i++)
+        out << seen[i] << "\n";
+    out.flush();
+    while (follow && !ctlInterrupted()) {
+        poll(nullptr, 0, TRACE_PAUSE_MS);
+        if (ctlInterrupted())
+            break;
+        std::vector<std::string> now = askTrace(process, reach);
+        bool lost = false;
+        const std::vector<std::string> fresh = ctlNewLines(seen, now, lost);
+        if (lost)
+            out << "... lines lost ...\n";
+        for (const std::string &line : fresh)
+            out << line << "\n";
+        out.flush();
+        seen = std::move(now);
+    }
+    return CTL_DONE;
+}

@@ -1,0 +1,40 @@
+// The control sockets of the processes of a node: who runs, in which role and stage, and what they answer to commands.
+// Relies on velmar/run.h for the run directory.
+#ifndef TOOLS_NODE_H
+#define TOOLS_NODE_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+struct ctlProcess_t {
+    std::string name; // "dorvald"
+    std::string pid;
+    std::string path; // of its control socket
+};
+
+// The processes with a control socket, by name and pid; `name` empty for all. A socket that nobody holds any more is
+// left out.
+std::vector<ctlProcess_t> ctlProcesses(const std::string &name);
+
+// The one process that `who` means: a name, a pid, or NAME.PID. Throws CTL_SILENT if there is none, CTL_USAGE if there
+// are several.
+ctlProcess_t ctlFindProcess(const std::string &who);
+
+// Sends one command and gives the answer; throws CTL_SILENT if none comes within `seconds`.
+std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds);
+
+// The name of a stage index.
+std::string ctlStageName(unsigned index);
+
+// The commands: each prints to `out` and gives the exit status.
+int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err);
+int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, std::ostream &out);
+int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out);
+
+// The lines of `now` that came after those of `before`, both being the newest lines of one ring. `lost` is set if the
+// ring has gone on further than `now` reaches back.
+std::vector<std::string> ctlNewLines(const std::vector<std::string> &before, const std::vector<std::string> &now,
+                                     bool &lost);
+
+#endif

@@ -1,0 +1,213 @@
+// Reads scenarios: a list of batches, a batch being one message, a list of messages, or a repetition of either.
+#include "tools/scenario.h"
+
+#include <nlohmann/json.hpp>
+
+#include "tools/error.h"
+#include "tools/values.h"
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+// The value that a repetition stands at: "$if" in a text is its name, "$n" its last number.
+struct loopValue {
+    std::string name, number;
+};
+
+[[noreturn]] void refuseAt(const std::string &where, const std::string &what)
+{
+    ctlRefuse(where + ": " + what);
+}
+
+void replaceAll(std::string &text, const std::string &mark, const std::string &value)
+{
+    for (size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + value.size()))
+        text.replace(at, mark.size(), value);
+}
+
+std::string scalarText(const json &value, const loopValue *loop, const std::string &where)
+{
+    if (value.is_boolean())
+        return value.get<bool>() ? "1" : "0";
+    if (value.is_number_integer())
+        return value.dump();
+    if (!value.is_string())
+        refuseAt(where, "a value is an integer, a text, true, false, or a list of these, not " + value.dump());
+    std::string text = value.get<std::string>();
+    if (loop != nullptr) {
+        replaceAll(text, "$if", loop->name);
+        replaceAll(text, "$n", loop->number);
+    } else if (text.find("$if") != std::string::npos || text.find("$n") != std::string::npos) {
+        refuseAt(where, "$if and $n have a meaning inside of \"send\" alone");
+    }
+    return text;
+}
+
+ctlAssign_t assignOf(const std::string &name, const json &value, const loopValue *loop, const std::string &where)
+{
+    if (!value.is_array())
+        return {name, scalarText(value, loop, where)};
+    std::vector<std::string> elements;
+    for (size_t i = 0; i < value.size(); i++)
+        elements.push_back(scalarText(value[i], loop, where + "[" + std::to_string(i) + "]"));
+    return {name, std::move(elements)};
+}
+
+ctlMessage_t messageOf(const json &value, const loopValue *loop, const std::string &where)
+{
+    if (!value.is_object())
+        refuseAt(where, "a message is an object with \"msg\" and its fields");
+    const auto name = value.find("msg");
+    if (name == value.end())
+        refuseAt(where, "\"msg\" is missing: the message's name");
+    std::vector<ctlAssign_t> assigns;
+    for (const auto &[key, field] : value.items())
+        if (key != "msg")
+            assigns.push_back(assignOf(key, field, loop, where + "." + key));
+    try {
+        return ctlBuildMessage(scalarText(*name, loop, where + ".msg"), assigns);
+    } catch (const ctlError_t &error) {
+        refuseAt(where, error.text);
+    }
+}
+
+std::vector<loopValue> loopValues(const json &value, const std::string &where)
+{
+    std::vector<loopValue> values;
+    const auto add = [&](const json &item, const std::string &place) {
+        try {
+            for (std::string &name : ctlExpandList(scalarText(item, nullptr, place))) {
+                const size_t end = std::min(name.find('@'), name.size());
+                const size_t begin = name.find_last_not_of("0123456789", end == 0 ? 0 : end - 1);
+                const size_t digits = begin == std::string::npos ? 0 : begin + 1;
+                std::string number = name.substr(digits, end - digits);
+                values.push_back({std::move(name), std::move(number)});
+            }
+        } catch (const ctlError_t &error) {
+            refuseAt(place, error.text);
+        }
+    };
+    if (value.is_array())
+        for (size_t i = 0; i < value.size(); i++)
+            add(value[i], where + "[" + std::to_string(i) + "]");
+    else
+        add(value, where);
+    return values;
+}
+
+// Calls `each` with every item of a repetition's "send" and the value it stands at, value by value.
+template <typename Each>
+void repeat(const json &loop, const std::string &where, Each each)
+{
+    for (const auto &[key, unused] : loop.items())
+        if (key != "for" && key != "send")
+            refuseAt(where, "'" + key + "' is unknown; the nearest is " + ctlNearest(key, {"for", "send"}));
+    const auto send = loop.find("send");
+    if (send == loop.end() || !(send->is_array() || send->is_object()))
+        refuseAt(where, "\"send\" is missing: the message or the list of messages to repeat");
+    for (const loopValue &value : loopValues(loop["for"], where + ".for")) {
+        if (send->is_object())
+            each(*send, value, where + ".send");
+        else
+            for (size_t i = 0; i < send->size(); i++)
+                each((*send)[i], value, where + ".send[" + std::to_string(i) + "]");
+    }
+}
+
+bool isLoop(const json &value)
+{
+    return value.is_object() && value.contains("for");
+}
+
+// A list of messages and repetitions as one batch.
+std::vector<ctlMessage_t> batchOf(const json &list, const std::string &where)
+{
+    std::vector<ctlMessage_t> batch;
+    for (size_t i = 0; i < list.size(); i++) {
+        const std::string place = where + "[" + std::to_string(i) + "]";
+        if (isLoop(list[i]))
+            repeat(list[i], place, [&](const json &item, const loopValue &value, const std::string &at) {
+                batch.push_back(messageOf(item, &value, at));
+            });
+        else
+            batch.push_back(messageOf(list[i], nullptr, place));
+    }
+    if (batch.empty())
+        refuseAt(where, "the batch is empty");
+    return batch;
+}
+
+void addBatches(const json &list, const std::string &where, ctlScenario_t &scenario)
+{
+    if (!list.is_array())
+        refuseAt(where, "the batches are a list");
+    for (size_t i = 0; i < list.size(); i++) {
+        const std::string place = where + "[" + std::to_string(i) + "]";
+        const size_t before = scenario.batches.size();
+        if (isLoop(list[i]))
+            repeat(list[i], place, [&](const json &item, const loopValue &value, const std::string &at) {
+                scenario.batches.push_back({messageOf(item, &value, at)});
+            });
+        else if (list[i].is_array())
+            scenario.batches.push_back(batchOf(list[i], place));
+        else
+            scenario.batches.push_back({messageOf(list[i], nullptr, place)});
+        try {
+            for (size_t b = before; b < scenario.batches.size(); b++)
+                ctlEncode(scenario.batches[b]);
+        } catch (const ctlError_t &error) {
+            refuseAt(place, error.text);
+        }
+    }
+}
+
+void readTop(const json &top, const std::string &file, ctlScenario_t &scenario)
+{
+    static const std::vector<std::string> known = {"service", "slot", "batches"};
+    for (const auto &[key, value] : top.items()) {
+        if (key == "service" && value.is_string())
+            scenario.service = value.get<std::string>();
+        else if (key == "slot" && value.is_number_unsigned() && value >= 1 && value <= 16)
+            scenario.slot = value.get<unsigned>();
+        else if (key == "service")
+            refuseAt(file + ": service", "it is a text, qosMI or qosMIStats");
+        else if (key == "slot")
+            refuseAt(file + ": slot", "it is a number from 1 to 16");
+        else if (key != "batches")
+            refuseAt(file, "'" + key + "' is unknown; the nearest is " + ctlNearest(key, known));
+    }
+    if (!top.contains("batches"))
+        refuseAt(file, "\"batches\" is missing");
+    addBatches(top["batches"], file + ": batches", scenario);
+}
+
+std::string lineAndColumn(const std::string &text, size_t byte)
+{
+    size_t line = 1, column = 1;
+    for (size_t i = 0; i + 1 < byte && i < text.size(); i++) {
+        column = text[i] == '\n' ? 1 : column + 1;
+        line += text[i] == '\n';
+    }
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+} // namespace
+
+ctlScenario_t ctlReadScenario(const std::string &text, const std::string &file)
+{
+    json top;
+    try {
+        top = json::parse(text);
+    } catch (const json::parse_error &error) {
+        ctlRefuse(file + ": " + lineAndColumn(text, error.byte) + ": this is no JSON");
+    }
+    ctlScenario_t scenario;
+    if (top.is_array())
+        addBatches(top, file + ": ", scenario);
+    else if (top.is_object())
+        readTop(top, file, scenario);
+    else
+        refuseAt(file, "a scenario is a list of batches or an object with \"batches\"");
+    return scenario;
+}
