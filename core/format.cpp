@@ -15,7 +15,7 @@
 
 namespace {
 
-struct Spec {
+struct Conversion {
     bool zero = false;
     bool left = false;
     unsigned width = 0;
@@ -44,13 +44,13 @@ struct Sink {
         memset(at, c, n);
         at += n;
     }
-    void padded(const Spec &spec, const char *text, size_t length)
+    void padded(const Conversion &how, const char *text, size_t length)
     {
-        const size_t pad = spec.width > length ? spec.width - length : 0;
-        if (!spec.left)
+        const size_t pad = how.width > length ? how.width - length : 0;
+        if (!how.left)
             fill(' ', pad);
         put(text, length);
-        if (spec.left)
+        if (how.left)
             fill(' ', pad);
     }
 };
@@ -145,57 +145,57 @@ void putInt(Sink &sink, int value)
 }
 
 // Reads flags, width, size and letter behind a '%'; gives the place behind them, or null for what is not known here.
-const char *parse(const char *p, Spec &spec)
+const char *parse(const char *p, Conversion &how)
 {
     for (; *p == '0' || *p == '-'; ++p)
-        (*p == '0' ? spec.zero : spec.left) = true;
+        (*p == '0' ? how.zero : how.left) = true;
     for (; *p >= '0' && *p <= '9'; ++p)
-        spec.width = spec.width * 10 + static_cast<unsigned>(*p - '0');
+        how.width = how.width * 10 + static_cast<unsigned>(*p - '0');
     if (*p == 'l' || *p == 'h') {
         const bool twice = p[1] == *p;
         const int size = twice ? 2 : 1;
-        spec.size = *p == 'l' ? size : -size;
+        how.size = *p == 'l' ? size : -size;
         p += size;
     } else if (*p == 'z') {
-        spec.size = 3;
+        how.size = 3;
         ++p;
     }
-    spec.letter = *p;
+    how.letter = *p;
     return *p && strchr("sdiuxXc", *p) ? p + 1 : nullptr;
 }
 
-void putNumber(Sink &sink, const Spec &spec, uint64_t value, bool negative)
+void putNumber(Sink &sink, const Conversion &how, uint64_t value, bool negative)
 {
     char text[DIGITS_MAX];
     char *const end = text + sizeof text;
     char *begin;
-    if (spec.letter == 'x')
+    if (how.letter == 'x')
         begin = hexadecimal(end, value, "0123456789abcdef");
-    else if (spec.letter == 'X')
+    else if (how.letter == 'X')
         begin = hexadecimal(end, value, "0123456789ABCDEF");
     else
         begin = decimal(end, value);
     const size_t used = static_cast<size_t>(end - begin) + negative;
-    if (spec.zero && !spec.left && spec.width > used) {
+    if (how.zero && !how.left && how.width > used) {
         if (negative)
             sink.put("-", 1);
-        sink.fill('0', spec.width - used);
+        sink.fill('0', how.width - used);
         sink.put(begin, static_cast<size_t>(end - begin));
         return;
     }
     if (negative)
         *--begin = '-';
-    sink.padded(spec, begin, used);
+    sink.padded(how, begin, used);
 }
 
-int64_t narrowed(const Spec &spec, int value)
+int64_t narrowed(const Conversion &how, int value)
 {
-    return spec.size == -1 ? static_cast<int16_t>(value) : spec.size == -2 ? static_cast<int8_t>(value) : value;
+    return how.size == -1 ? static_cast<int16_t>(value) : how.size == -2 ? static_cast<int8_t>(value) : value;
 }
 
-uint64_t narrowed(const Spec &spec, unsigned value)
+uint64_t narrowed(const Conversion &how, unsigned value)
 {
-    return spec.size == -1 ? static_cast<uint16_t>(value) : spec.size == -2 ? static_cast<uint8_t>(value) : value;
+    return how.size == -1 ? static_cast<uint16_t>(value) : how.size == -2 ? static_cast<uint8_t>(value) : value;
 }
 
 // A list that a function can take arguments from for its caller.
@@ -204,28 +204,28 @@ struct Arguments {
 };
 
 // A conversion with flags, a width or a size, or of a rarer letter.
-void convert(Sink &sink, const Spec &spec, Arguments &args)
+void convert(Sink &sink, const Conversion &how, Arguments &args)
 {
-    if (spec.letter == 's') {
+    if (how.letter == 's') {
         const char *text = va_arg(args.list, const char *);
         if (!text)
             text = "(null)";
-        sink.padded(spec, text, strlen(text));
-    } else if (spec.letter == 'c') {
+        sink.padded(how, text, strlen(text));
+    } else if (how.letter == 'c') {
         const char c = static_cast<char>(va_arg(args.list, int));
-        sink.padded(spec, &c, 1);
-    } else if (spec.letter == 'd' || spec.letter == 'i') {
-        const int64_t value = spec.size == 2   ? va_arg(args.list, long long)
-                              : spec.size == 1 ? va_arg(args.list, long)
-                              : spec.size == 3 ? static_cast<int64_t>(va_arg(args.list, size_t))
-                                               : narrowed(spec, va_arg(args.list, int));
-        putNumber(sink, spec, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value), value < 0);
+        sink.padded(how, &c, 1);
+    } else if (how.letter == 'd' || how.letter == 'i') {
+        const int64_t value = how.size == 2   ? va_arg(args.list, long long)
+                              : how.size == 1 ? va_arg(args.list, long)
+                              : how.size == 3 ? static_cast<int64_t>(va_arg(args.list, size_t))
+                                              : narrowed(how, va_arg(args.list, int));
+        putNumber(sink, how, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value), value < 0);
     } else {
-        const uint64_t value = spec.size == 2   ? va_arg(args.list, unsigned long long)
-                               : spec.size == 1 ? va_arg(args.list, unsigned long)
-                               : spec.size == 3 ? va_arg(args.list, size_t)
-                                                : narrowed(spec, va_arg(args.list, unsigned));
-        putNumber(sink, spec, value, false);
+        const uint64_t value = how.size == 2   ? va_arg(args.list, unsigned long long)
+                               : how.size == 1 ? va_arg(args.list, unsigned long)
+                               : how.size == 3 ? va_arg(args.list, size_t)
+                                               : narrowed(how, va_arg(args.list, unsigned));
+        putNumber(sink, how, value, false);
     }
 }
 
@@ -253,14 +253,14 @@ size_t qosFormat(char *out, size_t size, const char *format, va_list args)
             ++p;
             sink.put("%", 1);
         } else {
-            Spec spec;
-            p = parse(p, spec);
+            Conversion how;
+            p = parse(p, how);
             if (!p) {
                 va_end(own.list);
                 const int length = vsnprintf(out, size, format, args);
                 return length < 0 ? 0 : static_cast<size_t>(length) < size ? static_cast<size_t>(length) : size - 1;
             }
-            convert(sink, spec, own);
+            convert(sink, how, own);
         }
     }
     va_end(own.list);

@@ -17,7 +17,8 @@ namespace {
 
 constexpr unsigned POLL_MAX = 4096;
 constexpr unsigned POLL_FEW = 64; // entries of the small table, which costs no stack to speak of
-constexpr int64_t SOON_US = 1000; // within which nearly every answer comes
+// Nearly every answer comes within this time. It is longer than a tick, so that the kernel has no timer to program.
+constexpr int64_t SOON_US = 20000;
 
 thread_local long offset_read_ms = -1; // as this thread saw it last
 
@@ -132,8 +133,8 @@ int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
     return -1;
 }
 
-// The descriptor for steps costs a select as much as the rest of it. So a limited wait looks for a quick answer without
-// it, unless a step has come already, and a step in that first moment is seen at its end.
+// The descriptor for steps is a good part of what a select costs. So a limited wait begins without it, unless a step
+// has come already; one that comes in that first moment is seen at its end.
 int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout)
 {
     timeval wait = timeout ? *timeout : timeval{};

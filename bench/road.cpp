@@ -1,0 +1,607 @@
+// The road of one message, measured: QOS_COSTRUST_MSG to a Tessel port, from the manager to the agent, to the driver
+// and back, and the echo. Two nodes stand side by side, each with a bare driver of its own, and this process is the
+// manager of both:
+//   floor   a bare agent: it moves the same datagrams with the same system calls and does nothing else
+//   daemon  the real dorvald
+//
+// System calls of both agents, found equal with strace:
+//   a batch    poll, recvmsg, sendmsg of the echo, recvmsg that finds nothing (EAGAIN)
+//   a message  sendmsg of the request, select, recvmsg of the answer
+// The daemon alone makes one more a batch, the ioctl that asks its inotify descriptor for events ahead of the echo, and
+// it hands poll its whole table by descriptor, the unused places as -1. Neither is in the floor. In both the sockets
+// towards driver and manager are connected.
+//
+// Everything is pinned to one core: unpinned figures swing by a factor of ten. All run as SCHED_BATCH, so that a
+// process that is woken does not preempt the one that woke it: otherwise it is chance whether the next batch is there
+// before the agent looks for it, and one of the two is spared its poll. So both wait equally often, as their voluntary
+// context switches show. Rounds are interleaved, floor and daemon of one row back to back. Times are medians over the
+// rounds; the ratio is the median of the rounds' own ratios, which a disturbance of both halves of a round leaves as it
+// is.
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <poll.h>
+#include <sched.h>
+#include <stdexcept>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+#include "agent/messages.h"
+#include "platform/records.h"
+#include "velmar/mi6.h"
+#include "velmar/socket.h"
+
+namespace {
+
+constexpr int BATCHES[] = {1, 8, 32};
+constexpr int LEVELS[] = {8, 4}; // trace: the default, and failures only
+constexpr int MIN_ROUNDS = 7;
+constexpr uint32_t CHIP = 34U << 26 | 1U << 22;
+constexpr uint32_t PORT = 6U << 26 | 1U << 22 | 3U << 15;
+constexpr size_t MESSAGE = sizeof(qosMsgHdr_t) + sizeof(qosL2PriMsg_t);
+constexpr size_t REQUEST = NL_RECORD_OFFSET + sizeof(cosL2PriMap_t);
+constexpr int DRIVER_BUFFER = 8192; // bytes, as the agent sets its driver sockets
+constexpr int ANSWER_SECONDS = 20;
+
+using Bytes = std::vector<unsigned char>;
+
+struct Options {
+    int rounds = 15;
+    int messages = 2048; // a round of one row
+    int core = -1;       // the last one that is allowed
+    bool json = false;
+    std::string daemon = DORVALD_BINARY;
+};
+
+// ---- Small helpers
+
+[[noreturn]] void fail(const std::string &what)
+{
+    throw std::runtime_error(what);
+}
+
+int check(int result, const std::string &what)
+{
+    if (result < 0)
+        fail(what + ": " + strerror(errno));
+    return result;
+}
+
+sockaddr_un addressOf(const std::string &path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        fail("path too long for a socket: " + path);
+    memcpy(address.sun_path, path.c_str(), path.size());
+    return address;
+}
+
+int openSocket(const std::string &bound, const std::string &peer)
+{
+    const int fd = check(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
+    if (!bound.empty()) {
+        const sockaddr_un address = addressOf(bound);
+        check(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), "bind " + bound);
+    }
+    if (!peer.empty()) {
+        const sockaddr_un address = addressOf(peer);
+        check(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), "connect " + peer);
+    }
+    return fd;
+}
+
+template <typename Record>
+void append(Bytes &bytes, const Record &record)
+{
+    const auto *at = reinterpret_cast<const unsigned char *>(&record);
+    bytes.insert(bytes.end(), at, at + sizeof record);
+}
+
+int64_t nowNs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t half = values.size() / 2;
+    return values.size() % 2 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+// ---- Datagrams
+
+mi6_addr_t managerAddress()
+{
+    mi6_addr_t address = {};
+    address.family = AF_MI6;
+    memcpy(address.service, "qosMI", 5);
+    address.flags = MI6_MANAGER;
+    return address;
+}
+
+template <typename Body>
+void appendMessage(Bytes &batch, uint8_t code, const Body &body)
+{
+    qosMsgHdr_t header = {};
+    header.msg_type = code;
+    header.msg_len = static_cast<uint16_t>(sizeof body);
+    batch.insert(batch.end(), reinterpret_cast<unsigned char *>(&header),
+                 reinterpret_cast<unsigned char *>(&header) + sizeof header);
+    append(batch, body);
+}
+
+// The chip and the port that the messages need.
+Bytes setupBatch()
+{
+    Bytes batch;
+    append(batch, managerAddress());
+    qosChipUpMsg_t chip = {};
+    chip.chip_id = 8;
+    chip.chip_ifindex = CHIP;
+    chip.slot_id = 1;
+    chip.num_ports = 48;
+    chip.chip_type = 1;
+    appendMessage(batch, QOS_CHIPUP_MSG, chip);
+    qosIfAddMsg_t port = {};
+    port.ifIndex = PORT;
+    strcpy(port.ifName, "te1/3");
+    port.chip_id = 8;
+    appendMessage(batch, QOS_IFADD_MSG, port);
+    return batch;
+}
+
+Bytes trustBatch(int count)
+{
+    Bytes batch;
+    append(batch, managerAddress());
+    qosL2PriMsg_t body = {};
+    body.ifIndex = PORT;
+    strcpy(body.ifName, "te1/3");
+    body.chip_ifindex = CHIP;
+    body.cos_trust = 1;
+    for (uint8_t i = 0; i < 8; ++i)
+        body.cos_map[i] = body.tc_map[i] = i;
+    for (int i = 0; i < count; ++i)
+        appendMessage(batch, QOS_COSTRUST_MSG, body);
+    return batch;
+}
+
+// A success answer: data frame with the request's command and an acknowledgement's size, end frame.
+struct answer_t {
+    qosNLHdr_t data;
+    qosDriverHdr_t driver;
+    cosHdr_t record;
+    qosNLHdr_t end;
+};
+
+// ---- The three processes
+
+// Answers every request. Both nodes have one of these.
+[[noreturn]] void runDriver(int fd)
+{
+    static unsigned char request[NL_MSG_BUF_SIZE];
+    answer_t answer = {};
+    answer.data.length = offsetof(answer_t, end);
+    answer.end.length = sizeof answer.end;
+    answer.end.type = NLM_DONE;
+    for (;;) {
+        sockaddr_un from;
+        socklen_t length = sizeof from;
+        const ssize_t got = recvfrom(fd, request, sizeof request, 0, reinterpret_cast<sockaddr *>(&from), &length);
+        if (got < static_cast<ssize_t>(NL_RECORD_OFFSET + sizeof(cosHdr_t)))
+            continue;
+        const auto *header = reinterpret_cast<const qosNLHdr_t *>(request);
+        answer.data.type = header->type;
+        answer.data.seq = header->seq;
+        memcpy(&answer.driver, request + sizeof *header, sizeof answer.driver);
+        memcpy(&answer.record, request + NL_RECORD_OFFSET, sizeof(be32));
+        (void)sendto(fd, &answer, sizeof answer, 0, reinterpret_cast<sockaddr *>(&from), length);
+    }
+}
+
+struct bare_agent_t {
+    int mi;     // batches come here
+    int echo;   // connected to the manager
+    int driver; // connected to the driver
+    pollfd table[5];
+};
+
+ssize_t receive(int fd, iovec *vectors, size_t count, int flags)
+{
+    msghdr message = {};
+    message.msg_iov = vectors;
+    message.msg_iovlen = count;
+    return recvmsg(fd, &message, flags);
+}
+
+ssize_t transmit(int fd, iovec *vectors, size_t count, int flags)
+{
+    msghdr message = {};
+    message.msg_iov = vectors;
+    message.msg_iovlen = count;
+    return sendmsg(fd, &message, flags | MSG_NOSIGNAL);
+}
+
+void askDriver(int fd)
+{
+    static unsigned char request[REQUEST];
+    static unsigned char response[NL_RSP_BUF_SIZE];
+    iovec vector = {request, sizeof request};
+    transmit(fd, &vector, 1, 0);
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    timeval limit = {15, 0};
+    select(fd + 1, &readable, nullptr, nullptr, &limit);
+    vector = {response, sizeof response};
+    receive(fd, &vector, 1, MSG_DONTWAIT);
+}
+
+[[noreturn]] void runBareAgent(bare_agent_t agent)
+{
+    static unsigned char buffer[8192];
+    mi6_addr_t from;
+    mi6_addr_t self = managerAddress();
+    for (;;) {
+        poll(agent.table, std::size(agent.table), -1);
+        for (;;) {
+            iovec in[] = {{&from, sizeof from}, {buffer, sizeof buffer}};
+            const ssize_t got = receive(agent.mi, in, 2, MSG_DONTWAIT);
+            if (got < 0)
+                break;
+            const size_t length = static_cast<size_t>(got) - sizeof from;
+            for (size_t left = length; left >= MESSAGE; left -= MESSAGE)
+                askDriver(agent.driver);
+            iovec out[] = {{&self, sizeof self}, {buffer, length}};
+            transmit(agent.echo, out, 2, MSG_DONTWAIT);
+        }
+    }
+}
+
+// ---- A node: run directory, driver, agent, and the manager's two sockets
+
+struct node_t {
+    std::string run;
+    std::vector<pid_t> children;
+    pid_t agent = 0;
+    int receiving = -1;
+    int sending = -1;
+
+    node_t() = default;
+    node_t(const node_t &) = delete;
+    node_t &operator=(const node_t &) = delete;
+    ~node_t()
+    {
+        for (const pid_t child : children) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+        std::error_code ignored;
+        if (!run.empty())
+            std::filesystem::remove_all(run, ignored);
+    }
+};
+
+// A child does not outlive this process.
+pid_t forkChild(node_t &node)
+{
+    const pid_t parent = getpid();
+    fflush(nullptr);
+    const pid_t child = check(fork(), "fork");
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+            _exit(1);
+        return 0;
+    }
+    node.children.push_back(child);
+    return child;
+}
+
+std::string pidPath(const node_t &node, const char *name, pid_t pid)
+{
+    return node.run + name + std::to_string(pid);
+}
+
+void openNode(node_t &node)
+{
+    char name[] = "/tmp/road.XXXXXX";
+    if (!mkdtemp(name))
+        fail(std::string("cannot make ") + name + ": " + strerror(errno));
+    node.run = name;
+    for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
+        std::filesystem::create_directory(node.run + "/" + folder);
+    node.receiving = openSocket(pidPath(node, "/mi6/qosMI.mgr.", getpid()), "");
+    const timeval limit = {ANSWER_SECONDS, 0};
+    setsockopt(node.receiving, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const int driver = openSocket(node.run + "/qos/driver", "");
+    if (forkChild(node) == 0)
+        runDriver(driver);
+    close(driver);
+}
+
+bare_agent_t openBareAgent(const node_t &node, pid_t manager)
+{
+    bare_agent_t agent = {};
+    agent.mi = openSocket(pidPath(node, "/mi6/qosMI.lc1.", getpid()), "");
+    const int stats = openSocket(pidPath(node, "/mi6/qosMIStats.lc1.", getpid()), "");
+    const int events = openSocket(pidPath(node, "/qos/group6.", getpid()), "");
+    agent.driver = openSocket(pidPath(node, "/qos/group1.", getpid()), node.run + "/qos/driver");
+    for (const int fd : {events, agent.driver}) {
+        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &DRIVER_BUFFER, sizeof DRIVER_BUFFER);
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &DRIVER_BUFFER, sizeof DRIVER_BUFFER);
+    }
+    agent.echo = openSocket("", pidPath(node, "/mi6/qosMI.mgr.", manager));
+    int wake[2];
+    check(pipe(wake), "pipe");
+    const int fds[] = {events, agent.driver, agent.mi, stats, wake[0]};
+    for (size_t i = 0; i < std::size(fds); ++i)
+        agent.table[i] = {fds[i], POLLIN, 0};
+    return agent;
+}
+
+// Receives one datagram of the agent's; its length.
+size_t receiveAnswer(const node_t &node, Bytes &buffer)
+{
+    const ssize_t got = recv(node.receiving, buffer.data(), buffer.size(), 0);
+    if (got < 0)
+        fail(errno == EAGAIN  ? "no answer from the agent in " + node.run
+             : errno == EINTR ? "stopped: by a signal, or a process of a node has ended"
+                              : std::string("recv: ") + strerror(errno));
+    return static_cast<size_t>(got);
+}
+
+// The registration says that the agent's sockets are there and that it is active.
+void awaitAgent(node_t &node)
+{
+    Bytes buffer(8192 + sizeof(mi6_addr_t));
+    receiveAnswer(node, buffer);
+    node.sending = openSocket("", pidPath(node, "/mi6/qosMI.lc1.", node.agent));
+}
+
+void startFloor(node_t &node)
+{
+    openNode(node);
+    const pid_t manager = getpid();
+    node.agent = forkChild(node);
+    if (node.agent == 0) {
+        try {
+            const bare_agent_t agent = openBareAgent(node, manager);
+            (void)!write(agent.echo, "", 1);
+            runBareAgent(agent);
+        } catch (const std::exception &error) {
+            fprintf(stderr, "road: bare agent: %s\n", error.what());
+            _exit(1);
+        }
+    }
+    awaitAgent(node);
+}
+
+void startDaemon(node_t &node, const std::string &program)
+{
+    openNode(node);
+    node.agent = forkChild(node);
+    if (node.agent == 0) {
+        setenv("VELMAR_RUN", node.run.c_str(), 1);
+        setenv("VELMAR_VSS", "auto", 1);
+        unsetenv("VELMAR_TRACE");
+        execl(program.c_str(), program.c_str(), "-S", "ethsw", "-s", "0", static_cast<char *>(nullptr));
+        fprintf(stderr, "road: cannot start %s: %s\n", program.c_str(), strerror(errno));
+        _exit(1);
+    }
+    awaitAgent(node);
+}
+
+void setTraceLevel(const node_t &node, int level)
+{
+    std::string control;
+    for (const auto &entry : std::filesystem::directory_iterator(node.run + "/ctl"))
+        if (entry.path().extension() == "." + std::to_string(node.agent))
+            control = entry.path();
+    if (control.empty())
+        fail("no control socket in " + node.run);
+    const std::string own = node.run + "/road";
+    const int fd = openSocket(own, control);
+    const timeval limit = {ANSWER_SECONDS, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const std::string command = "trace level " + std::to_string(level);
+    char answer[64] = "";
+    const bool ok = send(fd, command.data(), command.size(), 0) >= 0 && recv(fd, answer, sizeof answer - 1, 0) >= 0 &&
+                    strncmp(answer, "ok", 2) == 0;
+    close(fd);
+    unlink(own.c_str());
+    if (!ok)
+        fail("'" + command + "' was answered with '" + answer + "'");
+}
+
+// ---- Measuring
+
+void exchange(const node_t &node, const Bytes &batch, Bytes &answer)
+{
+    if (send(node.sending, batch.data(), batch.size(), 0) < 0)
+        fail(std::string("send: ") + strerror(errno));
+    const size_t got = receiveAnswer(node, answer);
+    if (got != batch.size())
+        fail("an echo of " + std::to_string(got) + " bytes instead of " + std::to_string(batch.size()));
+}
+
+// What the real agent echoed last: every message acknowledged, with status 0 in its last four bytes.
+void checkEcho(const Bytes &answer, size_t length)
+{
+    for (size_t at = sizeof(mi6_addr_t); at < length;) {
+        const auto *header = reinterpret_cast<const qosMsgHdr_t *>(answer.data() + at);
+        const size_t body = header->msg_len;
+        sbe32 status;
+        at += sizeof *header + body;
+        memcpy(&status, answer.data() + at - sizeof status, sizeof status);
+        if (header->msg_ack != 1 || status != 0)
+            fail("the agent did not carry out code " + std::to_string(header->msg_type) + ", status " +
+                 std::to_string(static_cast<int32_t>(status)));
+    }
+}
+
+// Microseconds a message over `messages` messages in batches of `count`.
+double measure(const node_t &node, int count, int messages, Bytes &answer)
+{
+    const Bytes batch = trustBatch(count);
+    const int batches = std::max(1, messages / count);
+    for (int i = 0; i < 16; ++i)
+        exchange(node, batch, answer);
+    const int64_t start = nowNs();
+    for (int i = 0; i < batches; ++i)
+        exchange(node, batch, answer);
+    return static_cast<double>(nowNs() - start) / 1000 / (static_cast<double>(batches) * count);
+}
+
+struct row_t {
+    int level;
+    int batch;
+    std::vector<double> floor;
+    std::vector<double> daemon;
+    std::vector<double> ratio;
+};
+
+// One round of a row; who goes first alternates.
+void measureRow(row_t &row, const node_t &floor, const node_t &daemon, int messages, bool floor_first)
+{
+    Bytes answer(8192 + sizeof(mi6_addr_t));
+    double floor_us = floor_first ? measure(floor, row.batch, messages, answer) : 0;
+    const double daemon_us = measure(daemon, row.batch, messages, answer);
+    checkEcho(answer, sizeof(mi6_addr_t) + MESSAGE * static_cast<size_t>(row.batch));
+    if (!floor_first)
+        floor_us = measure(floor, row.batch, messages, answer);
+    row.floor.push_back(floor_us);
+    row.daemon.push_back(daemon_us);
+    row.ratio.push_back(daemon_us / floor_us);
+}
+
+std::vector<row_t> measureAll(const Options &options)
+{
+    node_t floor, daemon;
+    startFloor(floor);
+    startDaemon(daemon, options.daemon);
+    Bytes answer(8192 + sizeof(mi6_addr_t));
+    const Bytes setup = setupBatch();
+    exchange(daemon, setup, answer);
+    checkEcho(answer, setup.size());
+    std::vector<row_t> rows;
+    for (const int level : LEVELS)
+        for (const int batch : BATCHES)
+            rows.push_back({level, batch, {}, {}, {}});
+    for (int round = 0; round < options.rounds; ++round) {
+        int level = -1;
+        for (row_t &row : rows) {
+            if (row.level != level)
+                setTraceLevel(daemon, level = row.level);
+            measureRow(row, floor, daemon, options.messages, round % 2 == 0);
+        }
+    }
+    return rows;
+}
+
+// ---- Output, options
+
+void print(const std::vector<row_t> &rows, const Options &options)
+{
+    if (!options.json) {
+        printf("%d rounds of %d messages, medians, all on core %d\n", options.rounds, options.messages, options.core);
+        printf("%5s  %5s  %14s  %15s  %5s\n", "trace", "batch", "floor us/msg", "daemon us/msg", "ratio");
+        for (const row_t &row : rows)
+            printf("%5d  %5d  %14.2f  %15.2f  %5.2f\n", row.level, row.batch, median(row.floor), median(row.daemon),
+                   median(row.ratio));
+        return;
+    }
+    printf("{\"rounds\":%d,\"messages\":%d,\"core\":%d,\"rows\":[", options.rounds, options.messages, options.core);
+    const char *comma = "";
+    for (const row_t &row : rows) {
+        printf("%s{\"trace\":%d,\"batch\":%d,\"floor_us\":%.3f,\"daemon_us\":%.3f,\"ratio\":%.3f}", comma, row.level,
+               row.batch, median(row.floor), median(row.daemon), median(row.ratio));
+        comma = ",";
+    }
+    printf("]}\n");
+}
+
+// For this process and what it starts.
+void pin(Options &options)
+{
+    cpu_set_t allowed;
+    check(sched_getaffinity(0, sizeof allowed, &allowed), "sched_getaffinity");
+    for (int core = 0; options.core < 0 && core < CPU_SETSIZE; ++core)
+        if (CPU_ISSET(CPU_SETSIZE - 1 - core, &allowed))
+            options.core = CPU_SETSIZE - 1 - core;
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(options.core, &one);
+    check(sched_setaffinity(0, sizeof one, &one), "cannot run on core " + std::to_string(options.core));
+    const sched_param none = {};
+    check(sched_setscheduler(0, SCHED_BATCH, &none), "sched_setscheduler");
+}
+
+int numberOf(const char *option, const char *text, int least)
+{
+    char *end = nullptr;
+    const long value = text ? strtol(text, &end, 10) : 0;
+    if (!text || !*text || *end || value < least || value > 1000000000)
+        fail(std::string(option) + " needs a number from " + std::to_string(least) + " on");
+    return static_cast<int>(value);
+}
+
+Options readOptions(int argc, char **argv)
+{
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string option = argv[i];
+        const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (option == "--json") {
+            options.json = true;
+            continue;
+        }
+        if (option == "--rounds")
+            options.rounds = numberOf("--rounds", value, MIN_ROUNDS);
+        else if (option == "--messages")
+            options.messages = numberOf("--messages", value, 1);
+        else if (option == "--core")
+            options.core = numberOf("--core", value, 0);
+        else if (option == "--daemon" && value)
+            options.daemon = value;
+        else
+            fail("unknown option '" + option +
+                 "'\nusage: road [--rounds N] [--messages N] [--core N] [--daemon FILE] [--json]");
+        ++i;
+    }
+    return options;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        Options options = readOptions(argc, argv);
+        struct sigaction stop = {};
+        stop.sa_handler = [](int) {}; // the receive that it interrupts fails, and what was started is cleared away
+        for (const int number : {SIGINT, SIGTERM, SIGCHLD})
+            sigaction(number, &stop, nullptr);
+        pin(options);
+        print(measureAll(options), options);
+        return 0;
+    } catch (const std::exception &error) {
+        fprintf(stderr, "road: %s\n", error.what());
+        return 1;
+    }
+}
