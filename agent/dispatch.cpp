@@ -3,9 +3,21 @@
 
 #include <cstring>
 
+#include "agent/body_length.h"
+#include "agent/bum_monitor.h"
+#include "agent/ccb.h"
+#include "agent/clear_stats.h"
 #include "agent/core_handlers.h"
+#include "agent/drop_monitor.h"
+#include "agent/flow_control.h"
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
+#include "agent/long_distance.h"
+#include "agent/policer.h"
+#include "agent/policer_stats.h"
+#include "agent/red.h"
+#include "agent/scheduler.h"
+#include "agent/statistics.h"
 #include "channels/manager.h"
 #include "core/handler.h"
 #include "core/module.h"
@@ -31,7 +43,56 @@ constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> handlerTable()
     table[QOS_DSCPMAP_MSG].handler = qaUntyped<qaProcessIfDscpMap>;
     table[QOS_DSCPCOSMAP_MSG].handler = qaUntyped<qaProcessIfDscpCosMap>;
     table[QOS_DSCPTCMAP_MSG].handler = qaUntyped<qaProcessIfDscpTcMap>;
+    table[QOS_PAUSE_MSG].handler = qaUntyped<qaProcessPause>;
+    table[QOS_PFC_MSG].handler = qaUntyped<qaProcessPfc>;
+    table[QOS_PRI_TAILDROP_MSG].handler = qaUntyped<qaProcessPriTailDrop>;
+    table[QOS_W2QPRI_MSG].handler = qaUntyped<qaProcessW2qPri>;
+    table[QOS_SCH_MSG].handler = qaUntyped<qaProcessSchCfg>;
+    table[QOS_GLB_SCH_MSG].handler = qaUntyped<qaProcessGlbSchCfg>;
+    table[QOS_PSHAPE_MSG].handler = qaUntyped<qaProcessPortShaperCfg>;
+    table[QOS_MC_SCH_MSG].handler = qaUntyped<qaProcessMcSchCfg>;
+    table[QOS_LD_CFG_MSG].handler = qaUntyped<qaProcessLdCfg>;
+    table[QOS_GET_PORTPRI_BUFFERS].handler = qaUntyped<qaProcessPortPriBuffers>;
+    table[QOS_INGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessIngrQueueDepthMsg>;
+    table[QOS_EGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessEgrQueueDepthMsg>;
+    table[QOS_RED_PROFILE_MSG].handler = qaUntyped<qaProcessRedProfileMsg>;
+    table[QOS_GET_RED_STATS_MSG].handler = qaUntyped<qaProcessRedStatsMsg>;
+    table[QOS_IVQ_RED_CFG].handler = qaUntyped<qaProcessIvqRedCfg>;
+    table[QOS_IVQ_RED_CHIP_CFG].handler = qaUntyped<qaProcessIvqRedChipCfg>;
     table[QOS_GET_CHIP_CAP_MSG].handler = qaUntyped<qaProcessChipUp>;
+    table[QOS_POL_POLICER_ADD_MSG].handler = qaUntyped<qaProcessPolicerAdd>;
+    table[QOS_POL_POLICER_REM_MSG].handler = qaUntyped<qaProcessPolicerRem>;
+    table[QOS_POL_PROFILE_MSG].handler = qaUntyped<qaProcessProfileCfg>;
+    table[QOS_GET_POL_STATS_MSG].handler = qaUntyped<qaProcessPolStatsGetMsg>;
+    table[QOS_POL_STATS_CLR_MSG].handler = qaUntyped<qaProcessPolStatsClr>;
+    table[QOS_POL_STATS_CLR_ALL_MSG].handler = qaUntyped<qaProcessPolStatsClrAll>;
+    table[QOS_BUM_RESET_MON_STATE_MSG].handler = qaUntyped<qaProcessBumResetState>;
+    table[QOS_DROP_MONITOR_CFG_MSG].handler = qaUntyped<qaProcessCfgDropMonitorMsg>;
+    table[QOS_CLEAR_STATS_MSG].handler = qaUntyped<qaProcessClearStatsMsg>;
+    table[QOS_CLEAR_RED_INTF_RED_STATS_MSG].handler = qaUntyped<qaProcessClearRedIntfStatsMsg>;
+    table[QOS_GET_RCVQUEUE_STATS_MSG].handler = qaUntyped<qaProcessRcvQueStatsMsg>;
+    table[QOS_GET_SENDQUEUE_STATS_MSG].handler = qaUntyped<qaProcessSendQueStatsMsg>;
+    table[QOS_GET_TMC_INFO_MSG].handler = qaUntyped<qaProcessGetTmcInfoMsg>;
+    table[QOS_GET_ASIC_INT_STATS_MSG].handler = qaUntyped<qaProcessGetAsicIntStats>;
+    table[QOS_GET_FLOWCONTROL_STATS_MSG].handler = qaUntyped<qaProcessFlowControlStatsMsg>;
+    table[QOS_GET_QUEUE_STATS_MSG].handler = qaUntyped<qaProcessQueueStatsMsg>;
+    table[QOS_GET_ING_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetIngQueStats>;
+    table[QOS_GET_EGR_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetEgrQueStats>;
+    table[QOS_GET_ING_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetIngBufStats>;
+    table[QOS_GET_EGR_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetEgrBufStats>;
+    table[QOS_GET_PLC_ING_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetPlcIngQueStats>;
+    table[QOS_GET_PLC_EGR_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetPlcEgrQueStats>;
+    table[QOS_GET_PLC_ING_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetPlcIngBufStats>;
+    table[QOS_GET_PLC_EGR_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetPlcEgrBufStats>;
+    table[QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetTmcIngChipQueStats>;
+    table[QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetTmcEgrChipQueStats>;
+    table[QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetTmcIngChipBufStats>;
+    table[QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetTmcEgrChipBufStats>;
+    table[QOS_GET_ING_TMC_PORT_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetIngTmcPortBufStats>;
+    table[QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetEgrTmcPortBufStats>;
+    table[QOS_GET_ING_TMC_PORT_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetIngTmcPortQueStats>;
+    table[QOS_GET_VOQ_STATS_MSG].handler = qaUntyped<qaProcessGetVoqStats>;
+    table[QOS_GET_DROP_RSN_STATS_MSG].handler = qaUntyped<qaProcessGetDropRsnStats>;
     return table;
 }
 
@@ -64,8 +125,10 @@ void dispatch(qosMsgHdr_t *message)
     if (handler) {
         const uint32_t length = message->msg_len;
         const uint32_t least = qosMsgCatalogue[type].min_len;
-        if (length < least) {
-            QOS_ERR_AT("qaProcessMIMsg", "Body of msg type %s has %d bytes, needs %d", qosMsgName(type), length, least);
+        const uint64_t needed = length < least ? least : qaBodyNeeded(type, message->msg_data, least);
+        if (length < needed) {
+            QOS_ERR_AT("qaProcessMIMsg", "Body of msg type %s has %d bytes, needs %llu", qosMsgName(type), length,
+                       static_cast<unsigned long long>(needed));
             return;
         }
         handler(message->msg_data);

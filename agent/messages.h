@@ -751,6 +751,12 @@ QOS_LAYOUT(qosRedStatsMsg_t, sizeof(R) == 836 && offsetof(R, status) == 4 && off
                                  offsetof(R, records_valid) == 37 && offsetof(R, records) == 76 &&
                                  offsetof(R, mrl_counter) == 788);
 
+// Whether one record is asked for. The mark is a byte in one reading and a word in another; both count.
+inline bool qosRedStatsSingle(const qosRedStatsMsg_t *body)
+{
+    return body->single_record.bytes[0] == 1 || body->single_record == 1;
+}
+
 // Code 49. Ingress queues of a port.
 struct qosIngQueStatsMsg_t {
     be32 ifindex;

@@ -1,12 +1,12 @@
-// The road of one message, measured: QOS_COSTRUST_MSG to a Tessel port, from the manager to the agent, to the driver
-// and back, and the echo. Two nodes stand side by side, each with a bare driver of its own, and this process is the
-// manager of both:
+// The road of one message, measured: from the manager to the agent, its requests to the driver and back, and the echo.
+// The message is QOS_COSTRUST_MSG to a Tessel port, or with --workload one that takes more requests. Two nodes stand
+// side by side, each with a bare driver of its own, and this process is the manager of both:
 //   floor   a bare agent: it moves the same datagrams with the same system calls and does nothing else
 //   daemon  the real dorvald
 //
 // System calls of both agents, found equal with strace:
 //   a batch    poll, recvmsg, sendmsg of the echo, recvmsg that finds nothing (EAGAIN)
-//   a message  sendmsg of the request, select, recvmsg of the answer
+//   a request  sendmsg of it, select, recvmsg of the answer; QOS_COSTRUST_MSG takes one
 // The daemon alone makes one more a batch, the ioctl that asks its inotify descriptor for events ahead of the echo, and
 // it hands poll its whole table by descriptor, the unused places as -1. Neither is in the floor. In both the sockets
 // towards driver and manager are connected.
@@ -44,13 +44,10 @@
 
 namespace {
 
-constexpr int BATCHES[] = {1, 8, 32};
 constexpr int LEVELS[] = {8, 4}; // trace: the default, and failures only
 constexpr int MIN_ROUNDS = 7;
 constexpr uint32_t CHIP = 34U << 26 | 1U << 22;
-constexpr uint32_t PORT = 6U << 26 | 1U << 22 | 3U << 15;
-constexpr size_t MESSAGE = sizeof(qosMsgHdr_t) + sizeof(qosL2PriMsg_t);
-constexpr size_t REQUEST = NL_RECORD_OFFSET + sizeof(cosL2PriMap_t);
+constexpr int PORTS = 12;           // of the chip, te1/1 and on
 constexpr int DRIVER_BUFFER = 8192; // bytes, as the agent sets its driver sockets
 constexpr int ANSWER_SECONDS = 20;
 
@@ -61,6 +58,7 @@ struct Options {
     int messages = 2048; // a round of one row
     int core = -1;       // the last one that is allowed
     bool json = false;
+    std::string workload = "trust";
     std::string daemon = DORVALD_BINARY;
 };
 
@@ -145,7 +143,12 @@ void appendMessage(Bytes &batch, uint8_t code, const Body &body)
     append(batch, body);
 }
 
-// The chip and the port that the messages need.
+uint32_t portIndex(int port)
+{
+    return 6U << 26 | 1U << 22 | static_cast<uint32_t>(port) << 15;
+}
+
+// The chip and the ports that the messages need.
 Bytes setupBatch()
 {
     Bytes batch;
@@ -157,27 +160,96 @@ Bytes setupBatch()
     chip.num_ports = 48;
     chip.chip_type = 1;
     appendMessage(batch, QOS_CHIPUP_MSG, chip);
-    qosIfAddMsg_t port = {};
-    port.ifIndex = PORT;
-    strcpy(port.ifName, "te1/3");
-    port.chip_id = 8;
-    appendMessage(batch, QOS_IFADD_MSG, port);
+    for (int number = 1; number <= PORTS; ++number) {
+        qosIfAddMsg_t port = {};
+        port.ifIndex = portIndex(number);
+        snprintf(port.ifName, sizeof port.ifName, "te1/%d", number);
+        port.chip_id = 8;
+        appendMessage(batch, QOS_IFADD_MSG, port);
+    }
     return batch;
 }
 
-Bytes trustBatch(int count)
+// A message and the requests that it takes.
+struct workload_t {
+    const char *name;
+    Bytes (*message)();
+    std::vector<size_t> requests; // bytes of each frame, in order
+    std::vector<int> batches;
+};
+
+Bytes trustMessage()
 {
-    Bytes batch;
-    append(batch, managerAddress());
+    Bytes message;
     qosL2PriMsg_t body = {};
-    body.ifIndex = PORT;
+    body.ifIndex = portIndex(3);
     strcpy(body.ifName, "te1/3");
     body.chip_ifindex = CHIP;
     body.cos_trust = 1;
     for (uint8_t i = 0; i < 8; ++i)
         body.cos_map[i] = body.tc_map[i] = i;
+    appendMessage(message, QOS_COSTRUST_MSG, body);
+    return message;
+}
+
+Bytes pauseMessage()
+{
+    Bytes message;
+    qosCcbMsg_t body = {};
+    body.ifindex = portIndex(3);
+    strcpy(body.ifName, "te1/3");
+    body.chip_ifindex = CHIP;
+    body.pause_tx = 1;
+    appendMessage(message, QOS_PAUSE_MSG, body);
+    return message;
+}
+
+Bytes longDistanceMessage()
+{
+    Bytes message;
+    qosLdConfigMsg_t body = {};
+    body.cmd = 1;
+    body.ifindex = portIndex(3);
+    body.distance = 10000;
+    body.num_pfc = 1;
+    appendMessage(message, QOS_LD_CFG_MSG, body);
+    return message;
+}
+
+constexpr size_t PRI_TAIL_DROP = NL_RECORD_OFFSET + 108;
+constexpr size_t TAIL_DROP = NL_RECORD_OFFSET + 40;
+constexpr size_t W2Q_MAP = NL_RECORD_OFFSET + 40;
+constexpr size_t PAUSE = NL_RECORD_OFFSET + 48;
+
+// A long-distance commit programs two thresholds of every port.
+std::vector<size_t> commitRequests()
+{
+    std::vector<size_t> requests;
+    for (int port = 0; port < PORTS; ++port)
+        requests.insert(requests.end(), {TAIL_DROP, PRI_TAIL_DROP});
+    return requests;
+}
+
+const workload_t &workloadOf(const std::string &name)
+{
+    static const workload_t workloads[] = {
+        {"trust", trustMessage, {NL_RECORD_OFFSET + sizeof(cosL2PriMap_t)}, {1, 8, 32}},
+        {"pause", pauseMessage, {PRI_TAIL_DROP, W2Q_MAP, PAUSE}, {1, 8, 32}},
+        {"ld", longDistanceMessage, commitRequests(), {1, 8}},
+    };
+    for (const workload_t &workload : workloads)
+        if (name == workload.name)
+            return workload;
+    fail("unknown workload '" + name + "'; there are trust, pause and ld");
+}
+
+Bytes batchOf(const workload_t &workload, int count)
+{
+    Bytes batch;
+    append(batch, managerAddress());
+    const Bytes message = workload.message();
     for (int i = 0; i < count; ++i)
-        appendMessage(batch, QOS_COSTRUST_MSG, body);
+        batch.insert(batch.end(), message.begin(), message.end());
     return batch;
 }
 
@@ -237,11 +309,11 @@ ssize_t transmit(int fd, iovec *vectors, size_t count, int flags)
     return sendmsg(fd, &message, flags | MSG_NOSIGNAL);
 }
 
-void askDriver(int fd)
+void askDriver(int fd, size_t length)
 {
-    static unsigned char request[REQUEST];
+    static unsigned char request[NL_MSG_BUF_SIZE];
     static unsigned char response[NL_RSP_BUF_SIZE];
-    iovec vector = {request, sizeof request};
+    iovec vector = {request, length};
     transmit(fd, &vector, 1, 0);
     fd_set readable;
     FD_ZERO(&readable);
@@ -252,8 +324,9 @@ void askDriver(int fd)
     receive(fd, &vector, 1, MSG_DONTWAIT);
 }
 
-[[noreturn]] void runBareAgent(bare_agent_t agent)
+[[noreturn]] void runBareAgent(bare_agent_t agent, const workload_t &workload)
 {
+    const size_t message = workload.message().size();
     static unsigned char buffer[8192];
     mi6_addr_t from;
     mi6_addr_t self = managerAddress();
@@ -265,8 +338,9 @@ void askDriver(int fd)
             if (got < 0)
                 break;
             const size_t length = static_cast<size_t>(got) - sizeof from;
-            for (size_t left = length; left >= MESSAGE; left -= MESSAGE)
-                askDriver(agent.driver);
+            for (size_t left = length; left >= message; left -= message)
+                for (const size_t request : workload.requests)
+                    askDriver(agent.driver, request);
             iovec out[] = {{&self, sizeof self}, {buffer, length}};
             transmit(agent.echo, out, 2, MSG_DONTWAIT);
         }
@@ -374,7 +448,7 @@ void awaitAgent(node_t &node)
     node.sending = openSocket("", pidPath(node, "/mi6/qosMI.lc1.", node.agent));
 }
 
-void startFloor(node_t &node)
+void startFloor(node_t &node, const workload_t &workload)
 {
     openNode(node);
     const pid_t manager = getpid();
@@ -383,7 +457,7 @@ void startFloor(node_t &node)
         try {
             const bare_agent_t agent = openBareAgent(node, manager);
             (void)!write(agent.echo, "", 1);
-            runBareAgent(agent);
+            runBareAgent(agent, workload);
         } catch (const std::exception &error) {
             fprintf(stderr, "road: bare agent: %s\n", error.what());
             _exit(1);
@@ -456,9 +530,9 @@ void checkEcho(const Bytes &answer, size_t length)
 }
 
 // Microseconds a message over `messages` messages in batches of `count`.
-double measure(const node_t &node, int count, int messages, Bytes &answer)
+double measure(const node_t &node, const workload_t &workload, int count, int messages, Bytes &answer)
 {
-    const Bytes batch = trustBatch(count);
+    const Bytes batch = batchOf(workload, count);
     const int batches = std::max(1, messages / count);
     for (int i = 0; i < 16; ++i)
         exchange(node, batch, answer);
@@ -477,14 +551,15 @@ struct row_t {
 };
 
 // One round of a row; who goes first alternates.
-void measureRow(row_t &row, const node_t &floor, const node_t &daemon, int messages, bool floor_first)
+void measureRow(row_t &row, const workload_t &workload, const node_t &floor, const node_t &daemon, int messages,
+                bool floor_first)
 {
     Bytes answer(8192 + sizeof(mi6_addr_t));
-    double floor_us = floor_first ? measure(floor, row.batch, messages, answer) : 0;
-    const double daemon_us = measure(daemon, row.batch, messages, answer);
-    checkEcho(answer, sizeof(mi6_addr_t) + MESSAGE * static_cast<size_t>(row.batch));
+    double floor_us = floor_first ? measure(floor, workload, row.batch, messages, answer) : 0;
+    const double daemon_us = measure(daemon, workload, row.batch, messages, answer);
+    checkEcho(answer, sizeof(mi6_addr_t) + workload.message().size() * static_cast<size_t>(row.batch));
     if (!floor_first)
-        floor_us = measure(floor, row.batch, messages, answer);
+        floor_us = measure(floor, workload, row.batch, messages, answer);
     row.floor.push_back(floor_us);
     row.daemon.push_back(daemon_us);
     row.ratio.push_back(daemon_us / floor_us);
@@ -493,7 +568,8 @@ void measureRow(row_t &row, const node_t &floor, const node_t &daemon, int messa
 std::vector<row_t> measureAll(const Options &options)
 {
     node_t floor, daemon;
-    startFloor(floor);
+    const workload_t &workload = workloadOf(options.workload);
+    startFloor(floor, workload);
     startDaemon(daemon, options.daemon);
     Bytes answer(8192 + sizeof(mi6_addr_t));
     const Bytes setup = setupBatch();
@@ -501,14 +577,14 @@ std::vector<row_t> measureAll(const Options &options)
     checkEcho(answer, setup.size());
     std::vector<row_t> rows;
     for (const int level : LEVELS)
-        for (const int batch : BATCHES)
+        for (const int batch : workload.batches)
             rows.push_back({level, batch, {}, {}, {}});
     for (int round = 0; round < options.rounds; ++round) {
         int level = -1;
         for (row_t &row : rows) {
             if (row.level != level)
                 setTraceLevel(daemon, level = row.level);
-            measureRow(row, floor, daemon, options.messages, round % 2 == 0);
+            measureRow(row, workload, floor, daemon, options.messages, round % 2 == 0);
         }
     }
     return rows;
@@ -519,14 +595,16 @@ std::vector<row_t> measureAll(const Options &options)
 void print(const std::vector<row_t> &rows, const Options &options)
 {
     if (!options.json) {
-        printf("%d rounds of %d messages, medians, all on core %d\n", options.rounds, options.messages, options.core);
+        printf("%s: %d rounds of %d messages, medians, all on core %d\n", options.workload.c_str(), options.rounds,
+               options.messages, options.core);
         printf("%5s  %5s  %14s  %15s  %5s\n", "trace", "batch", "floor us/msg", "daemon us/msg", "ratio");
         for (const row_t &row : rows)
             printf("%5d  %5d  %14.2f  %15.2f  %5.2f\n", row.level, row.batch, median(row.floor), median(row.daemon),
                    median(row.ratio));
         return;
     }
-    printf("{\"rounds\":%d,\"messages\":%d,\"core\":%d,\"rows\":[", options.rounds, options.messages, options.core);
+    printf("{\"workload\":\"%s\",\"rounds\":%d,\"messages\":%d,\"core\":%d,\"rows\":[", options.workload.c_str(),
+           options.rounds, options.messages, options.core);
     const char *comma = "";
     for (const row_t &row : rows) {
         printf("%s{\"trace\":%d,\"batch\":%d,\"floor_us\":%.3f,\"daemon_us\":%.3f,\"ratio\":%.3f}", comma, row.level,
@@ -577,11 +655,14 @@ Options readOptions(int argc, char **argv)
             options.messages = numberOf("--messages", value, 1);
         else if (option == "--core")
             options.core = numberOf("--core", value, 0);
+        else if (option == "--workload" && value)
+            options.workload = workloadOf(value).name;
         else if (option == "--daemon" && value)
             options.daemon = value;
         else
             fail("unknown option '" + option +
-                 "'\nusage: road [--rounds N] [--messages N] [--core N] [--daemon FILE] [--json]");
+                 "'\nusage: road [--rounds N] [--messages N] [--core N] [--workload trust|pause|ld] [--daemon FILE] "
+                 "[--json]");
         ++i;
     }
     return options;

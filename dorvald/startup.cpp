@@ -8,9 +8,13 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "agent/ccb.h"
 #include "agent/dispatch.h"
+#include "agent/drop_monitor.h"
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
+#include "agent/policer.h"
+#include "agent/scheduler.h"
 #include "channels/driver_events.h"
 #include "channels/manager.h"
 #include "core/memory.h"
@@ -147,6 +151,10 @@ int qaInit()
     qaRegisterAgent();
     qaRegisterL2PriModule();
     qaRegisterL3PriModule();
+    qaRegisterCcbModule();
+    qaRegisterSchModule();
+    qaRegisterPolModule();
+    qaRegisterDropMonitorModule();
     return qosModuleInit();
 }
 

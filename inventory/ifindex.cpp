@@ -1,4 +1,4 @@
-// Slot, port and order of interface indexes.
+// Slot, port, speed and order of interface indexes.
 #include "inventory/ifindex.h"
 
 #include <cstring>
@@ -94,6 +94,64 @@ int32_t qosIfPort(uint32_t ifindex)
         return static_cast<int32_t>(bits(ifindex, 12, 19));
     default:
         return -1;
+    }
+}
+
+int32_t qaIfindexSlot(uint32_t ifindex)
+{
+    return qosIfSlot(ifindex);
+}
+
+int32_t qaIfindexPort(uint32_t ifindex)
+{
+    switch (qosIfType(ifindex)) {
+    case IF_TYPE_PORT_6:
+    case IF_TYPE_PORT_26:
+    case IF_TYPE_32:
+    case IF_TYPE_33:
+        return static_cast<int32_t>(bits(ifindex, 7, 11));
+    case IF_TYPE_14:
+    case IF_TYPE_30:
+        return static_cast<int32_t>(bits(ifindex, 9, 13));
+    case IF_TYPE_PORT_3:
+        return portOfMap(ifindex);
+    default:
+        return -1;
+    }
+}
+
+uint32_t qaSchGetSpeedFromIf(uint32_t ifindex)
+{
+    uint32_t code;
+    switch (qosIfType(ifindex)) {
+    case IF_TYPE_PORT_6:
+    case IF_TYPE_PORT_26:
+    case IF_TYPE_32:
+        code = bits(ifindex, 12, 14);
+        break;
+    case IF_TYPE_PORT_3:
+        code = bits(ifindex, 6, 8);
+        break;
+    case IF_TYPE_62:
+        code = bits(ifindex, 6, 9);
+        break;
+    case IF_TYPE_61:
+        code = bits(ifindex, 4, 7);
+        break;
+    default:
+        return 0;
+    }
+    switch (code) {
+    case 0:
+        return 10000;
+    case 2:
+        return 1000;
+    case 3:
+        return 40000;
+    case 4:
+        return 100000;
+    default:
+        return 0;
     }
 }
 

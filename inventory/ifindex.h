@@ -1,5 +1,5 @@
-// Interface indexes: what type, slot and port a 32-bit index names. The type stands in the top six bits; where slot and
-// port stand depends on it.
+// Interface indexes: what type, slot, port and speed a 32-bit index names. The type stands in the top six bits; where
+// slot and port stand depends on it.
 #ifndef INVENTORY_IFINDEX_H
 #define INVENTORY_IFINDEX_H
 
@@ -37,6 +37,14 @@ int32_t qosIfSlot(uint32_t ifindex);
 
 // Physical port number, -1 for a type that has none and for a place outside the shared port map.
 int32_t qosIfPort(uint32_t ifindex);
+
+// The two numbers that policer lines print for an index, "slot/port", -1 where there is none. Their port counts from
+// another bit than qosIfPort's.
+int32_t qaIfindexSlot(uint32_t ifindex);
+int32_t qaIfindexPort(uint32_t ifindex);
+
+// Speed of a port in Mbit/s, from the code in its index; 0 for a type or code without one.
+uint32_t qaSchGetSpeedFromIf(uint32_t ifindex);
 
 // The order of the interface table: higher types first, in a type by slot, then by port. Negative if a comes first.
 int qosIfIndexCompare(uint32_t a, uint32_t b);

@@ -3,7 +3,13 @@
 
 #include "core/handler.h"
 #include "platform/records.h"
+#include "platform/tessel/tsl_congestion.h"
+#include "platform/tessel/tsl_drop_monitor.h"
+#include "platform/tessel/tsl_policer.h"
 #include "platform/tessel/tsl_priority.h"
+#include "platform/tessel/tsl_red.h"
+#include "platform/tessel/tsl_scheduler.h"
+#include "platform/tessel/tsl_statistics.h"
 
 namespace {
 
@@ -19,6 +25,23 @@ constexpr qaIoctlRow_t sharedRow()
     row[QOS_DSCPMAP_MSG] = qaUntyped<tslSetIfDscpMap>;
     row[QOS_DSCPCOSMAP_MSG] = qaUntyped<tslSetIfDscpCosMap>;
     row[QOS_DSCPTCMAP_MSG] = qaUntyped<tslSetIfDscpTcMap>;
+    row[QOS_PAUSE_MSG] = qaUntyped<tslSetPause>;
+    row[QOS_PFC_MSG] = qaUntyped<tslSetPfc>;
+    row[QOS_PRI_TAILDROP_MSG] = qaUntyped<tslSetPriTailDrop>;
+    row[QOS_TAILDROP_MSG] = qaUntyped<tslSetTailDrop>;
+    row[QOS_W2QPRI_MSG] = qaUntyped<tslSetW2qPriMap>;
+    row[QOS_SCH_MSG] = qaUntyped<tslSetSchCfg>;
+    row[QOS_PSHAPE_MSG] = qaUntyped<tslSetPortShaperCfg>;
+    row[QOS_RED_CHIP_INIT_MSG] = qaUntyped<tslRedChipInit>;
+    row[QOS_GET_ING_QUE_STATS_MSG] = qaUntyped<tslGetIngQueStats>;
+    row[QOS_GET_EGR_QUE_STATS_MSG] = qaUntyped<tslGetEgrQueStats>;
+    row[QOS_GET_ING_BUF_STATS_MSG] = qaUntyped<tslGetIngBufStats>;
+    row[QOS_GET_EGR_BUF_STATS_MSG] = qaUntyped<tslGetEgrBufStats>;
+    row[QOS_GET_PLC_ING_QUE_STATS_MSG] = qaUntyped<tslGetPlcIngQueStats>;
+    row[QOS_GET_PLC_EGR_QUE_STATS_MSG] = qaUntyped<tslGetPlcEgrQueStats>;
+    row[QOS_GET_PLC_ING_BUF_STATS_MSG] = qaUntyped<tslGetPlcIngBufStats>;
+    row[QOS_GET_PLC_EGR_BUF_STATS_MSG] = qaUntyped<tslGetPlcEgrBufStats>;
+    row[QOS_GET_DROP_RSN_STATS_MSG] = qaUntyped<tslGetDropRsnStats>;
     return row;
 }
 
@@ -29,7 +52,33 @@ constexpr qaIoctlRow_t larkinRow()
 
 constexpr qaIoctlRow_t tesselRow()
 {
-    return sharedRow();
+    qaIoctlRow_t row = sharedRow();
+    row[QOS_SBP_MSG] = qaUntyped<tslGetSbpSize>;
+    row[QOS_RED_PROFILE_MSG] = qaUntyped<tslSetRedProfile>;
+    row[QOS_GET_RED_STATS_MSG] = qaUntyped<tslGetRedStats>;
+    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<tslSetDefTailDrop>;
+    row[QOS_IVQ_RED_CFG] = qaUntyped<tslIvqRedCfg>;
+    row[QOS_IVQ_RED_CHIP_CFG] = qaUntyped<tslIvqRedChipCfg>;
+    row[QOS_POL_POLICER_ADD_MSG] = qaUntyped<tslPolicerAdd>;
+    row[QOS_POL_POLICER_REM_MSG] = qaUntyped<tslPolicerRem>;
+    row[QOS_POL_PROFILE_MSG] = qaUntyped<tslPolProfileCfg>;
+    row[QOS_GET_POL_STATS_MSG] = qaUntyped<tslPolStatsGet>;
+    row[QOS_POL_STATS_CLR_MSG] = qaUntyped<tslPolStatsClr>;
+    row[QOS_TD_MONITOR_STATS_MSG] = qaUntyped<tslGetTdDropMonitorStats>;
+    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<tslGetFlowControlStats>;
+    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<tslGetQueueStats>;
+    row[QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG] = qaUntyped<tslGetTmcIngChipQueStats>;
+    row[QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG] = qaUntyped<tslGetTmcEgrChipQueStats>;
+    row[QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG] = qaUntyped<tslGetTmcIngChipBufStats>;
+    row[QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG] = qaUntyped<tslGetTmcEgrChipBufStats>;
+    row[QOS_GET_ING_TMC_PORT_BUF_STATS_MSG] = qaUntyped<tslGetIngTmcPortBufStats>;
+    row[QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG] = qaUntyped<tslGetEgrTmcPortBufStats>;
+    row[QOS_GET_ING_TMC_PORT_QUE_STATS_MSG] = qaUntyped<tslGetIngTmcPortQueStats>;
+    row[QOS_GET_VOQ_STATS_MSG] = qaUntyped<tslGetVoqStats>;
+    row[QOS_GET_TMC_INFO_MSG] = qaUntyped<tslGetTmcInfo>;
+    row[QOS_CLEAR_STATS_MSG] = qaUntyped<tslClearStats>;
+    row[QOS_CLEAR_DBG_STATS] = qaUntyped<tslClearDbgStats>;
+    return row;
 }
 
 constexpr qaIoctlRow_t mirelleRow()

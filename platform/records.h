@@ -361,4 +361,276 @@ struct cosDscpMap_t {
 };
 static_assert(sizeof(cosDscpMap_t) == 96 && offsetof(cosDscpMap_t, dscp_map) == 32);
 
+// --- Congestion and scheduling, Tessel and Mirelle ------------------------------------------------------------------
+
+// Thresholds are bytes of chip buffer.
+struct cosPriTailDrop_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t reserved_32[12];
+    be32 valid[QOS_PRIORITIES]; // 1: the threshold counts
+    be32 threshold[QOS_PRIORITIES];
+};
+static_assert(sizeof(cosPriTailDrop_t) == 108 && offsetof(cosPriTailDrop_t, valid) == 44);
+
+struct cosTailDrop_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    be32 valid; // 1
+    be32 threshold;
+};
+static_assert(sizeof(cosTailDrop_t) == 40 && offsetof(cosTailDrop_t, threshold) == 36);
+
+struct cosW2qMap_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t tc_map[QOS_PRIORITIES];
+};
+static_assert(sizeof(cosW2qMap_t) == 40 && offsetof(cosW2qMap_t, tc_map) == 32);
+
+struct cosPause_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    be32 rx; // truth
+    be32 tx; // truth
+    be32 assert_threshold;
+    be32 de_assert_threshold;
+};
+static_assert(sizeof(cosPause_t) == 48 && offsetof(cosPause_t, assert_threshold) == 40);
+
+struct cosPfc_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    be32 priority; // the chip's
+    be32 rx;       // truth
+    be32 tx;       // truth
+    be32 assert_threshold;
+    be32 de_assert_threshold;
+};
+static_assert(sizeof(cosPfc_t) == 52 && offsetof(cosPfc_t, priority) == 32);
+
+struct cosPortShaper_t {
+    cosHdr_t hdr;
+    be32 valid; // 1
+    be32 ifIndex;
+    be32 if_bw; // Mbit/s
+};
+static_assert(sizeof(cosPortShaper_t) == 40 && offsetof(cosPortShaper_t, if_bw) == 36);
+
+struct cosScheduler_t {
+    cosHdr_t hdr;
+    be32 ifIndex;
+    be32 strict_boundary;
+    uint8_t group[QOS_PRIORITIES];
+    be32 group_weight[QOS_PRIORITIES];
+    be32 queue_weight[QOS_PRIORITIES];
+    be32 bandwidth[QOS_PRIORITIES]; // Mbit/s
+    uint8_t rate_limit_mask;        // a set bit: the priority is not limited
+    uint8_t reserved_141[3];
+};
+static_assert(sizeof(cosScheduler_t) == 144 && offsetof(cosScheduler_t, group) == 36);
+static_assert(offsetof(cosScheduler_t, group_weight) == 44 && offsetof(cosScheduler_t, bandwidth) == 108);
+static_assert(offsetof(cosScheduler_t, rate_limit_mask) == 140);
+
+struct cosSbpSize_t {
+    cosHdr_t hdr;
+    be32 size; // in the response, bytes
+};
+static_assert(sizeof(cosSbpSize_t) == 32);
+
+// --- RED, Tessel ----------------------------------------------------------------------------------------------------
+
+constexpr unsigned RED_DROP_LEVELS = 3;
+
+struct cosRedLevel_t {
+    be32 probability; // 0 to 255
+    be32 minThreshold;
+    be32 range; // maximum less minimum
+    be32 maxThreshold;
+};
+static_assert(sizeof(cosRedLevel_t) == 16);
+
+struct cosRed_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t reserved_32[2];
+    uint8_t priority_and_enable; // bits 2 to 4 the priority, bit 1 enable
+    uint8_t profile;
+    cosRedLevel_t level[RED_DROP_LEVELS];
+};
+static_assert(sizeof(cosRed_t) == 84 && offsetof(cosRed_t, priority_and_enable) == 34);
+static_assert(offsetof(cosRed_t, level) == 36);
+
+// Which priorities of a port's ingress virtual queues use RED.
+struct cosIvqRed_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t reserved_32[3];
+    uint8_t pfc_map;
+};
+static_assert(sizeof(cosIvqRed_t) == 36 && offsetof(cosIvqRed_t, pfc_map) == 35);
+
+// One result record of the Tessel RED device.
+struct cosRedResult_t {
+    uint8_t reserved_0[4];
+    be32 priority;
+    be64 first[4]; // by drop level
+    be64 second[4];
+};
+static_assert(sizeof(cosRedResult_t) == 72 && offsetof(cosRedResult_t, second) == 40);
+
+// --- Policers, Tessel and Mirelle -----------------------------------------------------------------------------------
+
+constexpr uint32_t POL_INGRESS = 0x80000000; // in the first word of add, association and de-association
+
+struct cosPolProfile_t {
+    cosHdr_t hdr;
+    be32 profile; // bits 1 to 31 the id; bit 0: 1 delete, 0 update
+    uint8_t conform_cos[QOS_PRIORITIES];
+    uint8_t exceed_cos[QOS_PRIORITIES];
+    uint8_t violate_cos[QOS_PRIORITIES];
+};
+static_assert(sizeof(cosPolProfile_t) == 56 && offsetof(cosPolProfile_t, conform_cos) == 32);
+
+// Bursts are the manager's, rates are bytes per second in whole steps. An action word: bits 0 to 2 traffic class, 3 to
+// 8 DSCP (6 to 8 a precedence), 9 rewrite the class, 10 DSCP and not precedence, 11 rewrite either.
+struct cosPolicerAdd_t {
+    cosHdr_t hdr;
+    be32 profile; // bits 21 to 30 the id, bit 31 ingress
+    be64 committed_burst;
+    be64 committed_rate;
+    be64 excess_burst;
+    be64 excess_rate;
+    be32 conform_action;
+    be32 exceed_action;
+    be32 word_72; // 0
+    be32 group;   // bits 28 to 31, 0 on Tessel
+    be32 policer_id;
+    be32 word_84; // 0
+};
+static_assert(sizeof(cosPolicerAdd_t) == 88 && offsetof(cosPolicerAdd_t, committed_burst) == 32);
+static_assert(offsetof(cosPolicerAdd_t, conform_action) == 64 && offsetof(cosPolicerAdd_t, policer_id) == 80);
+
+struct cosPolicerRemove_t {
+    cosHdr_t hdr;
+    be32 ingress;    // truth
+    be32 policer_id; // bits 0 to 27; bits 28 to 31 the group, 0 on Tessel
+};
+static_assert(sizeof(cosPolicerRemove_t) == 36 && offsetof(cosPolicerRemove_t, policer_id) == 32);
+
+struct cosPolAssoc_t {
+    cosHdr_t hdr;
+    be32 flags; // bit 31 ingress, bits 22 to 29 the number of policers, 1
+    be32 ifindex;
+    be32 policer_id;
+};
+static_assert(sizeof(cosPolAssoc_t) == 40 && offsetof(cosPolAssoc_t, policer_id) == 36);
+
+struct cosPolDeassoc_t {
+    cosHdr_t hdr;
+    be32 flags; // bit 31 ingress, bits 23 to 30 the number of policers, 1
+    be32 ifindex;
+};
+static_assert(sizeof(cosPolDeassoc_t) == 36 && offsetof(cosPolDeassoc_t, ifindex) == 32);
+
+// One result record of the policer devices.
+struct cosPolResult_t {
+    uint8_t reserved_0[8];
+    be64 counter[3];
+};
+static_assert(sizeof(cosPolResult_t) == 32 && offsetof(cosPolResult_t, counter) == 8);
+
+// --- Drop monitor, Tessel -------------------------------------------------------------------------------------------
+
+// Ingress buffers of a port, of which the monitor reads what it dropped.
+struct cosTdMonitor_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t reserved_32[400];
+    be64 drop_packets;
+    be64 drop_bytes;
+};
+static_assert(sizeof(cosTdMonitor_t) == 448 && offsetof(cosTdMonitor_t, drop_packets) == 432);
+
+// --- Statistics, Tessel and Mirelle ---------------------------------------------------------------------------------
+
+constexpr uint8_t STAT_SELECT = 0x80; // in the first byte of a selector: the whole port or PLC
+
+// What a state or counter read is about; the record goes on, zero, to the size of its response.
+struct cosStatPort_t {
+    cosHdr_t hdr;
+    be32 ifindex;
+    uint8_t selector[4];
+};
+static_assert(sizeof(cosStatPort_t) == 36 && offsetof(cosStatPort_t, selector) == 32);
+
+struct cosStatChip_t {
+    cosHdr_t hdr;
+    uint8_t selector[4];
+};
+static_assert(sizeof(cosStatChip_t) == 32 && offsetof(cosStatChip_t, selector) == 28);
+
+struct cosTmcInfo_t {
+    cosHdr_t hdr;
+    sbe32 tmc_id;  // in the response
+    be32 tmc_type; // in the response
+};
+static_assert(sizeof(cosTmcInfo_t) == 36 && offsetof(cosTmcInfo_t, tmc_type) == 32);
+
+enum cosPortKind_t : uint32_t { STAT_KIND_RMON = 0, STAT_KIND_FLOW_CONTROL = 1, STAT_KIND_QUEUE = 2 };
+
+// Device 49. Of a response the data begin at num_ports.
+struct cosPortStats_t {
+    cosHdr_t hdr;
+    be32 device;
+    be32 num_ports;
+    be32 reserved_36;
+    be32 kind;
+    be32 reserved_44;
+    be32 ifindex;
+    uint8_t reserved_52[452];
+};
+static_assert(sizeof(cosPortStats_t) == 504 && offsetof(cosPortStats_t, num_ports) == 32);
+static_assert(offsetof(cosPortStats_t, kind) == 40 && offsetof(cosPortStats_t, ifindex) == 48);
+
+constexpr uint32_t STAT_CLEAR_ALL_PORTS = 0x40000000;
+constexpr uint32_t STAT_CLEAR_PORT_LIST = 0; // bit 31 clear
+
+// A clear of all ports ends ahead of the interface index.
+struct cosPortStatsClear_t {
+    cosHdr_t hdr;
+    be32 device;
+    be32 num_ports; // 0 for all
+    be32 mode;
+    be32 ifindex;
+};
+static_assert(sizeof(cosPortStatsClear_t) == 44 && offsetof(cosPortStatsClear_t, ifindex) == 40);
+
+constexpr unsigned QOS_DROP_REASONS = 128;
+
+// Device 42, whose request records are shorter than those of the others.
+struct cosDropRsn_t {
+    cosHdr_t hdr;
+    be32 device;
+    uint8_t reserved_32[2];
+    be16 num_requests;
+    be16 num_responses;
+    be16 num_returned;
+    uint8_t reserved_40[8];
+    be32 ifindex;
+    be32 flags; // bit 0 clear all
+};
+static_assert(sizeof(cosDropRsn_t) == 56 && offsetof(cosDropRsn_t, num_requests) == 34);
+static_assert(offsetof(cosDropRsn_t, ifindex) == sizeof(cosStats_t));
+
+struct cosDropRsnResponse_t {
+    cosDropRsn_t request;
+    be32 bitmap;
+    uint8_t reserved_60[8];
+    be64 counter[QOS_DROP_REASONS];
+    be64 total[7];
+};
+static_assert(sizeof(cosDropRsnResponse_t) == 1148 && offsetof(cosDropRsnResponse_t, counter) == 68);
+static_assert(offsetof(cosDropRsnResponse_t, total) == 1092);
+
 #endif

@@ -65,6 +65,9 @@ try dorvctl node
 say "A chip and its ports, then priorities: one batch each, as examples/tessel.json has them"
 try dorvctl apply examples/tessel.json
 
+say "Congestion control: PFC for priorities 3 and 4, a 10 km link that takes buffer from its neighbours and gives it back"
+try dorvctl apply examples/congestion.json
+
 say "A message of one's own, with the echo decoded"
 try dorvctl send -v COSMAP ifIndex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 def_tc=4 cos_map=7,6,5,4,3,2,1,0 tc_map=0,0,1,1,2,2,3,3
 

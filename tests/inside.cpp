@@ -72,3 +72,9 @@ Inside::~Inside()
 {
     log.check();
 }
+
+Bare::Bare()
+{
+    for (const unsigned module : {QOS_MOD_CCB, QOS_MOD_POL, QOS_MOD_SCH, QOS_MOD_DROP_MONITOR})
+        qos_modules[module] = {};
+}

@@ -20,6 +20,11 @@ public:
     TraceLog log;
 };
 
+// The same without the feature modules, whose hooks would ask the driver for ends of their own.
+struct Bare : Inside {
+    Bare();
+};
+
 // A typed body out of bytes that were put by hand.
 template <typename Body>
 Body *bodyIn(Bytes &bytes)

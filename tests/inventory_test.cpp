@@ -106,7 +106,7 @@ Names taken()
 }
 
 // A node of the manager role: its driver requests go out by a socket of their own.
-struct ManagerRole : Inside {
+struct ManagerRole : Bare {
     ManagerRole()
     {
         qos_velmar_state.is_agent = 0;
@@ -210,7 +210,7 @@ TEST(Inventory, ChipUpMessageToRecord)
 {
     for (uint32_t type = 0; type < 4; ++type) {
         SCOPED_TRACE(type);
-        Inside inside;
+        Bare inside;
         Bytes body = chipUpBody(CHIP, 1, 0, type, 2);
         for (size_t i = 0; i < 8; ++i) // revision and policers, each its own number
             put32(body, 24 + 4 * i, static_cast<uint32_t>(100 + i));
@@ -450,7 +450,7 @@ TEST(Inventory, InterfacesComeAndGo)
 
 TEST(Inventory, HooksOfChipsAndInterfaces)
 {
-    Inside inside;
+    Bare inside;
     qos_modules[QOS_MOD_KOR].chip_up = failChipUp;
     qos_modules[QOS_MOD_AGT].chip_up = noteChipUp;
     EXPECT_EQ(addChip(CHIP, 1), 0U) << "a failing module keeps neither the chip nor the next module from it";
@@ -488,7 +488,7 @@ TEST(Inventory, HooksOfChipsAndInterfaces)
 
 TEST(Inventory, BufferPoolOfAPort)
 {
-    Inside inside;
+    Bare inside;
     for (const uint32_t type : {1U, 2U}) {
         Bytes body = chipUpBody(CHIP + (type << 16), 1, type, type, 1);
         put32(body, 79, PORT | 2);
@@ -504,7 +504,7 @@ TEST(Inventory, BufferPoolOfAPort)
 
 TEST(Inventory, SlotEventsAndReplay)
 {
-    Inside inside;
+    Bare inside;
     qos_modules[QOS_MOD_AGT].slot_up = noteSlotUp;
     qos_modules[QOS_MOD_AGT].slot_down = noteSlotDown;
     qos_modules[QOS_MOD_KOR].if_add = failIfAdd;

@@ -1,0 +1,212 @@
+// Poll, transitions and timer of the BUM monitor.
+#include "agent/bum_monitor.h"
+
+#include <cstdlib>
+
+#include "agent/dispatch.h"
+#include "agent/monitor.h"
+#include "agent/policer_stats.h"
+#include "inventory/chips.h"
+#include "inventory/interfaces.h"
+#include "inventory/monitor_fields.h"
+#include "lib/avl.h"
+#include "lib/linklist.h"
+
+qaBumContext_t bumContext;
+
+namespace {
+
+constexpr uint8_t POLL_SECONDS = 5;
+constexpr uint32_t MOST_RECORDS = UINT16_MAX; // of one statistics body
+
+// The policer of a node, or null if it is not monitored.
+qaPolPolicerInfo_t *monitored(const tnx_listnode_t *node)
+{
+    auto *record = static_cast<qaPolPolicerInfo_t *>(node->data);
+    return record->bum_info.monitor_bum_policer == 1 ? record : nullptr;
+}
+
+uint32_t countMonitored(const tnx_listnode_t *node)
+{
+    uint32_t count = 0;
+    for (; node && count < MOST_RECORDS; node = node->next)
+        if (monitored(node))
+            ++count;
+    return count;
+}
+
+// Any other value than the last is a violation, a smaller one too.
+void compare(qaPolPolicerInfo_t *record, uint64_t counter)
+{
+    qaBumInfo_t &info = record->bum_info;
+    const int32_t state = counter != info.violation_cntr ? 1 : 0;
+    info.violation_cntr = counter;
+    if (info.state == state)
+        return;
+    info.state = state;
+    qaPolSendBumStateChange(record);
+}
+
+// Reads the next monitored policers from `node` on, as many as one body names; gives the node behind them. What a
+// failed read leaves are counters of 0.
+const tnx_listnode_t *poll(const qosChip_t *chip, const tnx_listnode_t *node, uint32_t count)
+{
+    const size_t size = sizeof(qosPolStatsGetMsg_t) + count * sizeof(qosPolStatsRec_t);
+    auto *body = static_cast<qosPolStatsGetMsg_t *>(calloc(1, size));
+    if (!body) {
+        QOS_ERR_AT("qaBumMonitorBumPolicersOnChip", "Mem alloc failed");
+        return nullptr;
+    }
+    body->chip_ifindex = chip->chip_ifindex;
+    body->num_records = static_cast<uint16_t>(count);
+    const tnx_listnode_t *first = node;
+    for (uint32_t filled = 0; filled < count; node = node->next)
+        if (const qaPolPolicerInfo_t *record = monitored(node)) {
+            body->records[filled].ifindex = record->ifindex;
+            body->records[filled++].policer_id = record->policer_id;
+        }
+    qaProcessPolStatsGetMsg(body);
+    uint32_t taken = 0;
+    for (const tnx_listnode_t *at = first; at != node; at = at->next)
+        if (qaPolPolicerInfo_t *record = monitored(at))
+            compare(record, body->records[taken++].counter[2]);
+    free(body);
+    return node;
+}
+
+int visitChip(void *chip, void *)
+{
+    qaBumMonitorBumPolicersOnChip(static_cast<qosChip_t *>(chip));
+    return 0;
+}
+
+} // namespace
+
+void qaBumInit()
+{
+    bumContext.monitor_policer_cnt = 0;
+    bumContext.timer = nullptr;
+    bumContext.monitorting_inteval = POLL_SECONDS;
+    bumContext.bum_callback = qaBumMonitor;
+}
+
+// Two of the texts name a routine of the manager's.
+void qaBumHaRegister()
+{
+    const ha_hndl_t ha = qos_velmar_state.ha;
+    int rc = ha_add_function(ha, "qaBumMonitor", qaBumMonitor);
+    if (rc != 0)
+        QOS_ERR("Unable to register qmPolInstallHandler with THA, rc:%d", rc);
+    else
+        QOS_INF("Successfully registered qmPolInstallHandler with tha");
+    qaRegisterRecord(__func__, "qaBumContext_t", sizeof(qaBumContext_t), qaBumContext_fields);
+    qaRegisterRecord(__func__, "qaBumInfo_t", sizeof(qaBumInfo_t), qaBumInfo_fields);
+    rc = ha_add_object(ha, "bumContext", &bumContext, sizeof bumContext, "qaBumContext_t", 0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to register bumContext with THA, rc:%d", rc);
+}
+
+void qaBumVssActiveReStartPollTimer()
+{
+    QOS_INF("Restart bum monitoring");
+    if (bumContext.monitor_policer_cnt != 0)
+        qaBumSchedulePeriodicRoutine(1);
+}
+
+void qaPolAddBumPolicer(qaPolPolicerInfo_t *record, int32_t poll)
+{
+    if (poll == 0)
+        return;
+    record->bum_info.monitor_bum_policer = 1;
+    qaBumIncrementMonitorPolicerCnt();
+}
+
+void qaPolRemBumPolicer(const qaPolPolicerInfo_t *record)
+{
+    if (record->bum_info.monitor_bum_policer == 1)
+        qaBumDecrementMonitorPolicerCnt();
+}
+
+void qaBumIncrementMonitorPolicerCnt()
+{
+    if (bumContext.monitor_policer_cnt == 0)
+        qaBumSchedulePeriodicRoutine(1);
+    ++bumContext.monitor_policer_cnt;
+}
+
+void qaBumDecrementMonitorPolicerCnt()
+{
+    if (--bumContext.monitor_policer_cnt == 0)
+        qaBumSchedulePeriodicRoutine(0);
+}
+
+void qaBumSchedulePeriodicRoutine(uint32_t start)
+{
+    qaMonitorTimer(bumContext.timer, start, qaBumPeriodicRoutine, bumContext.monitorting_inteval);
+}
+
+int qaBumPeriodicRoutine(thread *)
+{
+    bumContext.timer = nullptr;
+    if (bumContext.bum_callback)
+        bumContext.bum_callback();
+    if (bumContext.monitor_policer_cnt != 0)
+        qaBumSchedulePeriodicRoutine(1);
+    return 0;
+}
+
+void qaBumMonitor()
+{
+    if (qosChipTable)
+        avl_traverse(qosChipTable, visitChip, nullptr);
+}
+
+void qaBumMonitorBumPolicersOnChip(qosChip_t *chip)
+{
+    const tnx_list_t *list = chip->polCfg.bum_policer_list;
+    const tnx_listnode_t *node = list ? list->head : nullptr;
+    while (const uint32_t count = countMonitored(node))
+        node = poll(chip, node, count);
+}
+
+uint32_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record)
+{
+    const qosIf_t *interface = qosLookupIfEntry(record->ifindex);
+    if (!interface) {
+        QOS_ERR("Failed to find interface 0x%x for ifindex", record->ifindex);
+        return QOS_MSG_NOT_FOUND;
+    }
+    qosPolBumStateNotifyMsg_t body;
+    body.ifindex = record->ifindex;
+    body.pol_id = record->policer_id;
+    body.dir = record->dir;
+    body.bum_mon_state = record->bum_info.state;
+    const uint32_t rc = qaSendToMgr(QOS_POL_BUM_STATE_NOTIFY_MSG, &body, sizeof body);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to send bum mon state change for interface %s", interface->ifName);
+    return rc;
+}
+
+// The counters stay: the next poll that sees one move reports the violation anew.
+uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    const uint32_t ifindex = body->ifindex;
+    const qosIf_t *interface = qosLookupIfEntry(ifindex);
+    if (!interface || !interface->chip) {
+        if (!interface)
+            QOS_ERR("Failed to find interface %s for policer coonfig", name.text);
+        else
+            QOS_ERR("Failed to find chip for interface %s", name.text);
+        body->status = QOS_MSG_REFUSED;
+        return QOS_MSG_REFUSED;
+    }
+    const tnx_list_t *list = interface->chip->polCfg.bum_policer_list;
+    for (const tnx_listnode_t *node = list ? list->head : nullptr; node; node = node->next) {
+        qaPolPolicerInfo_t *record = monitored(node);
+        if (record && record->ifindex == ifindex)
+            record->bum_info.state = 0;
+    }
+    body->status = QOS_MSG_DONE;
+    return QOS_MSG_DONE;
+}

@@ -1,0 +1,294 @@
+// Hooks, watch list and timer of the drop monitor.
+#include "agent/drop_monitor.h"
+
+#include "agent/chip_target.h"
+#include "agent/drop_poll.h"
+#include "agent/monitor.h"
+#include "core/memory.h"
+#include "core/module.h"
+#include "inventory/monitor_fields.h"
+#include "lib/avl.h"
+#include "lib/linklist.h"
+
+qaDropMonitorContext_t dropMonitorContext;
+
+namespace {
+
+constexpr uint8_t POLL_SECONDS = 60;
+
+enum : uint8_t { CMD_ADD = 1, CMD_DELETE = 2 };
+
+constexpr qosText_t<const char *> UNKNOWN = QOS_ERR_TEXT("Failed to find interface %s for drop monitor config");
+
+uint32_t refuse(qosDropMonitorCfgMsg_t *body, uint32_t rc)
+{
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+void traceCount(const char *function)
+{
+    QOS_INF_AT(function, " Drop monitor count :%d", dropMonitorContext.monitor_cnt);
+}
+
+void clearSaved(qaDropMonitorInfo_t *info)
+{
+    info->redStats.green_drop = 0;
+    info->redStats.red_drop = 0;
+    info->redStats.yellow_drop = 0;
+    info->redStats.is_red_if_drop = 0;
+    info->tdStats.td_drop = 0;
+    info->tdStats.is_td_if_drop = 0;
+}
+
+// Clears the watched entries of one port, or of all for null.
+void clearEntries(const qosChip_t *chip, const qosIf_t *interface)
+{
+    const tnx_list_t *list = chip ? chip->drop_monitor_list : nullptr;
+    for (const tnx_listnode_t *node = list ? list->head : nullptr; node; node = node->next) {
+        auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
+        if (info->monitor_state == 1 && (!interface || info->ifindex == interface->ifIndex))
+            clearSaved(info);
+    }
+}
+
+// Takes a port off its chip's list: 0, 1 or 24.
+uint32_t stopWatching(const qosChip_t *chip, uint32_t ifindex)
+{
+    qaDropMonitorInfo_t key = {};
+    key.ifindex = ifindex;
+    tnx_listnode_t *node = list_lookup_data_node(chip->drop_monitor_list, &key);
+    if (!node) {
+        QOS_ERR_AT("qaProcessDropMonitorDel", "Failed to get drop_monitor_info");
+        return QOS_MSG_NOT_FOUND;
+    }
+    qaDropMonitorStop(static_cast<const qaDropMonitorInfo_t *>(node->data));
+    list_delete_node(chip->drop_monitor_list, node);
+    return QOS_MSG_DONE;
+}
+
+int visitPeriod(void *chip, void *)
+{
+    qaDropMonitorOnChip(static_cast<const qosChip_t *>(chip));
+    return 0;
+}
+
+int visitClear(void *chip, void *)
+{
+    qaDropMonitorClearAllOnChip(static_cast<const qosChip_t *>(chip));
+    return 0;
+}
+
+} // namespace
+
+void qaRegisterDropMonitorModule()
+{
+    qosModule_t &record = qosModuleRecord(QOS_MOD_DROP_MONITOR, "QOS DROP MONITOR");
+    record.init = qaDropMonitorInit;
+    record.chip_up = qaDropMonitorChipUp;
+    record.chip_down = qaDropMonitorChipDown;
+    record.ha_register = qaDropMonitorHaRegister;
+    qosVssStageRegister(QOS_MOD_DROP_MONITOR, QOS_STAGE_ACTIVE, qaDropMonitorVssActive, 0);
+}
+
+int qaDropMonitorInit()
+{
+    QOS_INF("Drop monitor module init");
+    dropMonitorContext.monitor_cnt = 0;
+    dropMonitorContext.timer = nullptr;
+    dropMonitorContext.monitor_inteval = POLL_SECONDS;
+    dropMonitorContext.monitor_callback = qaDropMonitor;
+    return QOS_OK;
+}
+
+int qaDropMonitorChipUp(qosChip_t *chip)
+{
+    if (!chip) {
+        QOS_ERR("Invalid chip is recieved");
+        return QOS_FAILED;
+    }
+    chip->drop_monitor_list = list_create_ha_dbg(qos_velmar_state.ha, 0, qaDropMonitorCmpData, qaDropMonitorFreeData,
+                                                 "qaDropMonitorCmpData", "qaDropMonitorFreeData", "drop_monitor_list");
+    if (chip->drop_monitor_list)
+        return QOS_OK;
+    QOS_ERR("Failed to create list for drop monitor list");
+    return QOS_NO_MEMORY;
+}
+
+void qaDropMonitorChipDown(qosChip_t *chip)
+{
+    list_delete(chip->drop_monitor_list);
+    chip->drop_monitor_list = nullptr;
+}
+
+void qaDropMonitorHaRegister()
+{
+    const ha_hndl_t ha = qos_velmar_state.ha;
+    int rc = ha_add_function(ha, "qaDropMonitor", qaDropMonitor);
+    if (rc != 0)
+        QOS_ERR("Unable to register qaDropMonitor with THA, rc:%d", rc);
+    qaRegisterRecord(__func__, "qaDropMonitorContext_t", sizeof(qaDropMonitorContext_t), qaDropMonitorContext_fields);
+    rc = lib_tha_linklist_reg(ha, qaDropMonitorCmpData, "qaDropMonitorCmpData", qaDropMonitorFreeData,
+                              "qaDropMonitorFreeData");
+    if (rc != 0)
+        QOS_ERR("Unable to register functions %s and %s  with THA, rc: %d", "qaDropMonitorCmpData",
+                "qaDropMonitorFreeData", rc);
+    rc = ha_add_object(ha, "global_qos_drop_monitor_ctxt", &dropMonitorContext, sizeof dropMonitorContext,
+                       "qaDropMonitorContext_t", 0, 0);
+    if (rc != 0)
+        QOS_ERR("Unable to register dropMonitorContext with THA, rc:%d", rc);
+    qaRegisterRecord(__func__, "qosTdMonitorStatsIfMsg_t", sizeof(qosTdMonitorStatsIfMsg_t),
+                     qosTdMonitorStatsIfMsg_fields);
+    qaRegisterRecord(__func__, "qosRedMonitorStatsIfMsg_t", sizeof(qosRedMonitorStatsIfMsg_t),
+                     qosRedMonitorStatsIfMsg_fields);
+    qaRegisterRecord(__func__, "qaDropMonitorInfo_t", sizeof(qaDropMonitorInfo_t), qaDropMonitorInfo_fields);
+}
+
+int qaDropMonitorVssActive(uint32_t, uint32_t)
+{
+    qaDropMonitorVssActiveReStartPollTimer();
+    return QOS_OK;
+}
+
+void qaDropMonitorVssActiveReStartPollTimer()
+{
+    QOS_INF("Restart Drop monitoring");
+    if (dropMonitorContext.monitor_cnt != 0)
+        qaDropMonitorSchedulePeriodicRoutine(1);
+}
+
+int qaDropMonitorCmpData(const void *a, const void *b)
+{
+    return static_cast<int32_t>(static_cast<const qaDropMonitorInfo_t *>(a)->ifindex -
+                                static_cast<const qaDropMonitorInfo_t *>(b)->ifindex);
+}
+
+void qaDropMonitorFreeData(void *record)
+{
+    qosFree(QOS_MOD_DROP_MONITOR, QOS_MEM_DROP_MONITOR, &record, sizeof(qaDropMonitorInfo_t));
+}
+
+void qaDropMonitorStart(qaDropMonitorInfo_t *info, uint32_t start)
+{
+    if (start == 0)
+        return;
+    QOS_INF("Starting Drop monitoring");
+    info->monitor_state = 1;
+    qaDropMonitorIncrementCnt();
+}
+
+void qaDropMonitorStop(const qaDropMonitorInfo_t *info)
+{
+    if (info->monitor_state != 1)
+        return;
+    QOS_INF("Stopping Drop monitoring");
+    qaDropMonitorDecrementCnt();
+}
+
+void qaDropMonitorIncrementCnt()
+{
+    if (dropMonitorContext.monitor_cnt == 0)
+        qaDropMonitorSchedulePeriodicRoutine(1);
+    ++dropMonitorContext.monitor_cnt;
+    traceCount(__func__);
+}
+
+void qaDropMonitorDecrementCnt()
+{
+    if (--dropMonitorContext.monitor_cnt == 0)
+        qaDropMonitorSchedulePeriodicRoutine(0);
+    traceCount(__func__);
+}
+
+void qaDropMonitorSchedulePeriodicRoutine(uint32_t start)
+{
+    if (start == 1)
+        QOS_INF("Starting drop monitor Polling timer");
+    qaMonitorTimer(dropMonitorContext.timer, start, qaDropMonitorPeriodicRoutine, dropMonitorContext.monitor_inteval);
+}
+
+int qaDropMonitorPeriodicRoutine(thread *)
+{
+    dropMonitorContext.timer = nullptr;
+    if (dropMonitorContext.monitor_callback)
+        dropMonitorContext.monitor_callback();
+    if (dropMonitorContext.monitor_cnt != 0)
+        qaDropMonitorSchedulePeriodicRoutine(1);
+    return 0;
+}
+
+void qaDropMonitor()
+{
+    QOS_INF("Traversing Chip AVL");
+    if (qosChipTable)
+        avl_traverse(qosChipTable, visitPeriod, nullptr);
+}
+
+uint32_t qaProcessCfgDropMonitorMsg(qosDropMonitorCfgMsg_t *body)
+{
+    QOS_FRAME();
+    switch (body->cmd) {
+    case CMD_ADD:
+        return qaProcessDropMonitorAdd(body);
+    case CMD_DELETE:
+        return qaProcessDropMonitorDel(body);
+    default:
+        return QOS_MSG_DONE;
+    }
+}
+
+// The watch counts before the record is in the list, and a list that refuses it does not take that back.
+uint32_t qaProcessDropMonitorAdd(qosDropMonitorCfgMsg_t *body)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    QOS_DBG("Received drop monitor config request for interface %s", name.text);
+    const qosChip_t *chip = qaTargetChip(__func__, body, UNKNOWN);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    auto *info = qosMallocRecord<qaDropMonitorInfo_t>(QOS_MOD_DROP_MONITOR, QOS_MEM_DROP_MONITOR);
+    if (!info) {
+        QOS_ERR("Malloc failed for drop monitor info");
+        return refuse(body, QOS_MSG_NO_MEMORY);
+    }
+    info->ifindex = body->ifindex;
+    qaDropMonitorStart(info, 1);
+    if (!listnode_add_sort(chip->drop_monitor_list, info)) {
+        QOS_ERR("Failed to add interface to drop monitor list");
+        qaDropMonitorFreeData(info);
+        return refuse(body, QOS_MSG_NO_MEMORY);
+    }
+    QOS_INF("Processed drop config request %s", name.text);
+    body->status = QOS_MSG_DONE;
+    return QOS_MSG_DONE;
+}
+
+uint32_t qaProcessDropMonitorDel(qosDropMonitorCfgMsg_t *body)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    const qosChip_t *chip = qaTargetChip(__func__, body, UNKNOWN);
+    const uint32_t rc = chip ? stopWatching(chip, body->ifindex) : uint32_t{QOS_MSG_REFUSED};
+    if (rc != QOS_MSG_DONE) {
+        QOS_ERR("Failed to process drop monitor config for interface %s, error = %d", name.text, rc);
+        return rc;
+    }
+    QOS_INF("Processed drop monitor config request %s", name.text);
+    body->status = QOS_MSG_DONE;
+    return QOS_MSG_DONE;
+}
+
+void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface)
+{
+    clearEntries(interface->chip, interface);
+}
+
+uint32_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *)
+{
+    if (qosChipTable)
+        avl_traverse(qosChipTable, visitClear, nullptr);
+    return QOS_MSG_DONE;
+}
+
+void qaDropMonitorClearAllOnChip(const qosChip_t *chip)
+{
+    clearEntries(chip, nullptr);
+}

@@ -1,0 +1,370 @@
+// Hooks of the policer module, and the messages that change policers.
+#include "agent/policer.h"
+
+#include <cstdlib>
+
+#include "agent/bum_monitor.h"
+#include "agent/chip_target.h"
+#include "agent/model/policer_groups.h"
+#include "agent/monitor.h"
+#include "core/memory.h"
+#include "core/module.h"
+#include "inventory/capability.h"
+#include "inventory/ifindex.h"
+#include "inventory/monitor_fields.h"
+#include "lib/linklist.h"
+#include "platform/qa_ioctl.h"
+
+namespace {
+
+constexpr uint8_t REQ_INSTALL = 1;
+constexpr unsigned BUM_POLICERS_OF_PORT = 3; // broadcast, multicast, unknown unicast
+
+struct polList_t {
+    tnx_list_t *qosPolCfg_t::*member;
+    const char *name;
+    qosText_t<> failed;
+};
+
+constexpr polList_t POL_LISTS[] = {
+    {&qosPolCfg_t::ingr_policer_list, "ingr_policer_list", QOS_ERR_TEXT("Failed to create list for ingress policers")},
+    {&qosPolCfg_t::egr_policer_list, "egr_policer_list", QOS_ERR_TEXT("Failed to create list for egress policers")},
+    {&qosPolCfg_t::bum_policer_list, "bum_policer_list", QOS_ERR_TEXT("Failed to create list for bum policers")},
+};
+
+void deleteLists(qosPolCfg_t &config)
+{
+    for (const polList_t &row : POL_LISTS) {
+        list_delete(config.*row.member);
+        config.*row.member = nullptr;
+    }
+}
+
+tnx_list_t *directionList(const qosChip_t *chip, int32_t dir)
+{
+    return dir != 0 ? chip->polCfg.egr_policer_list : chip->polCfg.ingr_policer_list;
+}
+
+template <typename Body>
+uint32_t refuse(Body *body, uint32_t rc)
+{
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+template <typename Body>
+uint32_t groupOf(const char *function, Body *body, uint16_t *group)
+{
+    const uint32_t ifindex = body->ifindex;
+    const uint32_t rc = ifindex == QOS_ALL_CHIPS_IFINDEX ? uint32_t{QOS_MSG_DONE} : qaPolGetGroupIndex(ifindex, group);
+    if (rc == QOS_MSG_DONE)
+        return rc;
+    QOS_ERR_AT(function, "Failed to get pol grp idx for ifindex :0x%x", ifindex);
+    return refuse(body, rc);
+}
+
+// Calls the entry for the interface's group, or for all groups of the chip in turn. Only the last result is kept.
+template <typename Body>
+uint32_t callGroups(const char *function, const qosChip_t *chip, qaIoctl_t entry, Body *body)
+{
+    uint16_t group = 0;
+    uint32_t rc = groupOf(function, body, &group);
+    if (rc != QOS_MSG_DONE)
+        return rc;
+    const bool whole = body->ifindex == QOS_ALL_CHIPS_IFINDEX;
+    const uint16_t end = whole ? qaGetNumPolicerGroups(chip) : static_cast<uint16_t>(group + 1);
+    for (; group < end; ++group) {
+        body->pol_grp_idx = group;
+        rc = entry(body);
+    }
+    return rc;
+}
+
+template <typename Body>
+qaIoctl_t entryOf(const char *function, const qosChip_t *chip, uint8_t code, Body *body)
+{
+    const qaIoctl_t entry = qaIoctl(chip, code);
+    if (!entry) {
+        QOS_ERR_AT(function, "NULL Default CoS IOCTL handler for chip %d", chip->chip_id);
+        body->status = QOS_MSG_REFUSED;
+    }
+    return entry;
+}
+
+template <typename Body>
+uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, Body *body)
+{
+    const qaIoctl_t entry = entryOf(function, chip, code, body);
+    if (!entry)
+        return QOS_MSG_REFUSED;
+    const qosName_t name = qosNameOf(body->ifName);
+    const uint32_t rc = callGroups(function, chip, entry, body);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR_AT(function, "Failed to process policer config for interface %s, error = %d", name.text, rc);
+    else
+        QOS_INF_AT(function, "Processed policer config request %s", name.text);
+    return rc;
+}
+
+// What an add has done to the agent's lists, for its undo.
+struct added_t {
+    qaPolPolicerInfo_t *record; // new, and in a list if the add came that far
+    bool listed;
+    qaPolPolicerInfo_t *updated; // a BUM policer that was there already
+    int32_t was_monitored;
+};
+
+uint32_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
+{
+    constexpr const char *function = "qaProcessPolicerAdd";
+    added->record = qosMallocRecord<qaPolPolicerInfo_t>(QOS_MOD_POL, QOS_MEM_POLICER_INFO);
+    qaPolPolicerInfo_t *record = added->record;
+    if (!record) {
+        QOS_ERR_AT(function, "Malloc failed for policer info");
+        return refuse(body, QOS_MSG_NO_MEMORY);
+    }
+    const uint32_t rc = groupOf(function, body, &record->pol_grp_idx);
+    if (rc != QOS_MSG_DONE)
+        return rc;
+    record->ifindex = body->ifindex;
+    record->dir = body->dir;
+    record->policer_id = body->policer_id;
+    tnx_list_t *list = directionList(chip, record->dir);
+    if (body->is_bum_policer == 1) {
+        qaPolAddBumPolicer(record, body->poll_pol_cntr);
+        list = chip->polCfg.bum_policer_list;
+    }
+    added->listed = listnode_add_sort(list, record) != nullptr;
+    if (added->listed)
+        return QOS_MSG_DONE;
+    QOS_ERR_AT(function, "Failed to add policer to the policer list");
+    return refuse(body, QOS_MSG_NO_MEMORY);
+}
+
+// The key holds group 0, so a policer of another group is not found and its monitoring stays as it is.
+void update(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, added_t *added)
+{
+    if (body->is_bum_policer != 1)
+        return;
+    qaPolPolicerInfo_t key = {};
+    key.ifindex = body->ifindex;
+    key.policer_id = body->policer_id;
+    added->updated = static_cast<qaPolPolicerInfo_t *>(list_lookup_data(chip->polCfg.bum_policer_list, &key));
+    if (!added->updated)
+        return;
+    added->was_monitored = added->updated->bum_info.monitor_bum_policer;
+    qaPolAddBumPolicer(added->updated, body->poll_pol_cntr);
+}
+
+// The list that is looked into is chosen by poll_pol_cntr: a BUM policer without polling is not found in the one of its
+// direction and stays in its own. An updated policer stays as well, its monitoring as before the message.
+void undo(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, const added_t &added)
+{
+    if (added.updated && body->poll_pol_cntr != 0) {
+        added.updated->bum_info.monitor_bum_policer = added.was_monitored;
+        qaBumDecrementMonitorPolicerCnt();
+    }
+    if (!added.record)
+        return;
+    if (!added.listed) {
+        qaPolFreeData(added.record);
+    } else if (body->poll_pol_cntr == 1) {
+        qaPolRemBumPolicer(added.record);
+        listnode_delete(chip->polCfg.bum_policer_list, added.record);
+    } else {
+        listnode_delete(directionList(chip, body->dir), added.record);
+    }
+}
+
+void forget(const qosChip_t *chip, const qosPolPolicerDelMsg_t *body, qaPolPolicerInfo_t *key)
+{
+    if (body->is_bum_policer != 1) {
+        list_delete_data(directionList(chip, body->dir), key);
+        return;
+    }
+    tnx_list_t *list = chip->polCfg.bum_policer_list;
+    tnx_listnode_t *node = list_lookup_data_node(list, key);
+    if (!node) {
+        QOS_ERR_AT("qaProcessPolicerRem", "Failed to get pol_info");
+        return;
+    }
+    qaPolRemBumPolicer(static_cast<const qaPolPolicerInfo_t *>(node->data));
+    list_delete_node(list, node);
+}
+
+// Takes the group of an interface that the chip's port table lists.
+bool takeGroup(qosIf_t *interface)
+{
+    for (const qosChipPortInfo_t &port : interface->chip->portInfo)
+        if (port.ifindex == interface->ifIndex) {
+            interface->pol_info.polGroupId = port.polGroupId;
+            return true;
+        }
+    return false;
+}
+
+} // namespace
+
+void qaRegisterPolModule()
+{
+    qosModule_t &record = qosModuleRecord(QOS_MOD_POL, "QOS POL");
+    record.init = qaPolInit;
+    record.chip_up = qaPolChipUp;
+    record.chip_down = qaPolChipDown;
+    record.if_add = qaPolIfAdd;
+    record.if_del = qaPolIfDel;
+    record.ha_register = qaPolHaRegister;
+    qosVssStageRegister(QOS_MOD_POL, QOS_STAGE_ACTIVE, qaPolVssActive, 0);
+}
+
+int qaPolInit()
+{
+    qaBumInit();
+    QOS_INF("Pol module init");
+    return QOS_OK;
+}
+
+int qaPolChipUp(qosChip_t *chip)
+{
+    if (!chip) {
+        QOS_ERR("Invalid chip is recieved");
+        return QOS_FAILED;
+    }
+    for (const polList_t &row : POL_LISTS) {
+        tnx_list_t *list = list_create_ha_dbg(qos_velmar_state.ha, 0, qaPolCmpData, qaPolFreeData, "qaPolCmpData",
+                                              "qaPolFreeData", row.name);
+        if (!list) {
+            qosTrace(VELMAR_DCEDBG_LVL_ERR, __func__, __LINE__, row.failed);
+            deleteLists(chip->polCfg);
+            return QOS_NO_MEMORY;
+        }
+        chip->polCfg.*row.member = list;
+    }
+    return QOS_OK;
+}
+
+void qaPolChipDown(qosChip_t *chip)
+{
+    deleteLists(chip->polCfg);
+}
+
+int qaPolIfAdd(qosIf_t *interface)
+{
+    if (!interface || !interface->chip) {
+        QOS_ERR("Invalid if add received");
+        return QOS_FAILED;
+    }
+    if (takeGroup(interface) || qosGetExtChipCapability(interface->chip) != QOS_MSG_DONE)
+        return QOS_OK;
+    if (takeGroup(interface))
+        QOS_INF(" new ifindex 0x%x is found", interface->ifIndex);
+    return QOS_OK;
+}
+
+void qaPolIfDel(qosIf_t *interface)
+{
+    tnx_list_t *list = interface->chip ? interface->chip->polCfg.bum_policer_list : nullptr;
+    unsigned deleted = 0;
+    tnx_listnode_t *next;
+    for (tnx_listnode_t *node = list ? list->head : nullptr; node; node = next) {
+        next = node->next;
+        if (static_cast<const qaPolPolicerInfo_t *>(node->data)->ifindex != interface->ifIndex)
+            continue;
+        list_delete_node(list, node);
+        if (++deleted == BUM_POLICERS_OF_PORT) {
+            QOS_INF("removed all bum policers of interface from list");
+            return;
+        }
+    }
+}
+
+void qaPolHaRegister()
+{
+    qaBumHaRegister();
+    const int rc =
+        lib_tha_linklist_reg(qos_velmar_state.ha, qaPolCmpData, "qaPolCmpData", qaPolFreeData, "qaPolFreeData");
+    if (rc != 0)
+        QOS_ERR("Unable to register functions %s and %s  with THA, rc: %d", "qaPolCmpData", "qaPolFreeData", rc);
+    qaRegisterRecord(__func__, "qaPolPolicerInfo_t", sizeof(qaPolPolicerInfo_t), qaPolPolicerInfo_fields);
+}
+
+int qaPolVssActive(uint32_t, uint32_t)
+{
+    qaBumVssActiveReStartPollTimer();
+    return QOS_OK;
+}
+
+int qaPolCmpData(const void *a, const void *b)
+{
+    const auto *left = static_cast<const qaPolPolicerInfo_t *>(a);
+    const auto *right = static_cast<const qaPolPolicerInfo_t *>(b);
+    const int groups = left->pol_grp_idx - right->pol_grp_idx;
+    return groups != 0 ? groups : static_cast<int32_t>(left->policer_id - right->policer_id);
+}
+
+void qaPolFreeData(void *record)
+{
+    qosFree(QOS_MOD_POL, QOS_MEM_POLICER_INFO, &record, sizeof(qaPolPolicerInfo_t));
+}
+
+uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
+{
+    QOS_FRAME();
+    static constexpr qosText_t<const char *> unknown = QOS_ERR_TEXT("Failed to find interface %s for policer coonfig");
+    QOS_DBG("Received Policer config request for interface %s", qosNameOf(body->ifName).text);
+    qosChip_t *chip = qaTargetChip(__func__, body, unknown);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    added_t added = {};
+    uint32_t rc = QOS_MSG_DONE;
+    if (body->policer_req_type == REQ_INSTALL)
+        rc = install(chip, body, &added);
+    else
+        update(chip, body, &added);
+    if (rc == QOS_MSG_DONE)
+        rc = program(__func__, chip, QOS_POL_POLICER_ADD_MSG, body);
+    if (rc == QOS_MSG_DONE)
+        return rc;
+    undo(chip, body, added);
+    return refuse(body, rc);
+}
+
+uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
+{
+    QOS_FRAME();
+    static constexpr qosText_t<const char *> unknown = QOS_ERR_TEXT("Failed to find interface %s for policer config");
+    QOS_DBG("Received Policer config request for interface %s", qosNameOf(body->ifName).text);
+    const qosChip_t *chip = qaTargetChip(__func__, body, unknown);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    qaPolPolicerInfo_t key = {};
+    const uint32_t rc = groupOf(__func__, body, &key.pol_grp_idx);
+    if (rc != QOS_MSG_DONE)
+        return rc;
+    key.ifindex = body->ifindex;
+    key.policer_id = body->policer_id;
+    forget(chip, body, &key);
+    return program(__func__, chip, QOS_POL_POLICER_REM_MSG, body);
+}
+
+uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
+{
+    QOS_FRAME();
+    const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
+    if (!chip) {
+        QOS_ERR(" chip inst not found");
+        return refuse(body, QOS_MSG_REFUSED);
+    }
+    const qaIoctl_t entry = entryOf(__func__, chip, QOS_POL_PROFILE_MSG, body);
+    if (!entry)
+        return QOS_MSG_REFUSED;
+    const int32_t slot = qaIfindexSlot(chip->chip_ifindex);
+    const int32_t port = qaIfindexPort(chip->chip_ifindex);
+    const uint32_t rc = entry(body);
+    if (rc != QOS_MSG_DONE) {
+        QOS_ERR("Failed to process policer config for interface %d/%d, error = %d", slot, port, rc);
+        return refuse(body, rc);
+    }
+    QOS_INF("Processed policer config request %d/%d ", slot, port);
+    return rc;
+}

@@ -1,0 +1,165 @@
+// The scheduler and shaper handlers.
+#include "agent/scheduler.h"
+
+#include <cstring>
+
+#include "core/module.h"
+#include "core/state.h"
+#include "core/trace.h"
+#include "inventory/chips.h"
+#include "inventory/ifindex.h"
+#include "inventory/interfaces.h"
+#include "lib/avl.h"
+#include "platform/qa_ioctl.h"
+
+qosSch_t sch_global_cfg;
+qosMcSch_t Mcsch_global_cfg;
+
+namespace {
+
+uint32_t refuse(qosSchMsg_t *body)
+{
+    body->status = QOS_MSG_REFUSED;
+    return QOS_MSG_REFUSED;
+}
+
+// Calls the chip's entry, or answers that it has none. The lines carry the handler's name and the interface's.
+uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, const char *name, qosSchMsg_t *body)
+{
+    const qaIoctl_t entry = qaIoctl(chip, code);
+    if (!entry) {
+        QOS_ERR_AT(function, "NULL Sch Cfg handler for chip %d", chip->chip_id);
+        return refuse(body);
+    }
+    const uint32_t rc = entry(body);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR_AT(function, "Failed to set Sch Cfg for if:%s error = %d\n", name, rc);
+    else
+        QOS_INF_AT(function, "Set Sch Cfg Successful for if:%s\n", name);
+    return rc;
+}
+
+uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
+{
+    if (interface->sch_cfg.SchFlags & QOS_SCH_OWN) {
+        QOS_ERR("Failed to program Global Scheudler as per port scheduler present %s", qosNameOf(body->ifName).text);
+        return QOS_MSG_OWN_SCHEDULER;
+    }
+    body->ifIndex = interface->ifIndex;
+    const uint32_t speed = qaSchGetSpeedFromIf(interface->ifIndex);
+    for (be32 &bandwidth : body->sch_cfg.sp_queue_bw)
+        bandwidth = speed;
+    const qosChip_t *chip = interface->chip;
+    if (!chip) {
+        QOS_ERR("Failed to find chip for interface %s", interface->ifName);
+        return refuse(body);
+    }
+    body->chip_ifindex = chip->chip_ifindex;
+    return program(__func__, chip, QOS_SCH_MSG, interface->ifName, body);
+}
+
+uint32_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
+{
+    body->chip_ifindex = chip->chip_ifindex;
+    const qaIoctl_t entry = qaIoctl(chip, QOS_MC_SCH_MSG);
+    if (!entry) {
+        QOS_ERR("NULL Sch Cfg handler for chip %d", chip->chip_id);
+        return refuse(body);
+    }
+    const uint32_t rc = entry(body);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set Mc Sch Cfg for chip:0x%x error = %d\n", chip->chip_ifindex, rc);
+    else
+        QOS_INF("Set Mc Sch Cfg Successful for chip:0x%x\n", chip->chip_ifindex);
+    return rc;
+}
+
+int visitInterface(void *info, void *body)
+{
+    return static_cast<int>(
+        qaProcessGlbSchCfg_iter(static_cast<const qosIf_t *>(info), static_cast<qosSchMsg_t *>(body)));
+}
+
+int visitChip(void *info, void *body)
+{
+    return static_cast<int>(
+        qaProcessMcSchCfg_iter(static_cast<const qosChip_t *>(info), static_cast<qosSchMsg_t *>(body)));
+}
+
+} // namespace
+
+void qaRegisterSchModule()
+{
+    QOS_FRAME();
+    qosModuleRecord(QOS_MOD_SCH, "QOS SCH").chip_up = qaSchchipUp;
+}
+
+// Every chip of the table gets the default weights, the ones that were there before included.
+int qaSchchipUp(qosChip_t *chip)
+{
+    QOS_DBG("Processing chip up part for chip:0x%x\n", chip->chip_ifindex);
+    qosSchMsg_t body = {};
+    strcpy(body.ifName, "Allinterfaces");
+    for (unsigned queue = 0; queue < QOS_NUM_COS; ++queue)
+        body.Mcsch_cfg.mc_dwrr_weight[queue] = 12 + queue % 2;
+    qaProcessMcSchCfg(&body);
+    return QOS_OK;
+}
+
+uint32_t qaProcessSchCfg(qosSchMsg_t *body)
+{
+    QOS_FRAME();
+    const qosName_t name = qosNameOf(body->ifName);
+    QOS_DBG("Received Scheduler Cfg update for interface %s", name.text);
+    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
+    if (!interface) {
+        QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
+        return refuse(body);
+    }
+    interface->sch_cfg = body->sch_cfg;
+    if (!interface->chip) {
+        QOS_ERR("NULL chip pointer for interface %s", name.text);
+        return QOS_MSG_REFUSED;
+    }
+    return program(__func__, interface->chip, QOS_SCH_MSG, name.text, body);
+}
+
+uint32_t qaProcessGlbSchCfg(qosSchMsg_t *body)
+{
+    QOS_FRAME();
+    QOS_DBG("Received Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
+    sch_global_cfg = body->sch_cfg;
+    if (qosIfTable)
+        avl_traverse(qosIfTable, visitInterface, body);
+    return QOS_MSG_DONE;
+}
+
+uint32_t qaProcessPortShaperCfg(qosSchMsg_t *body)
+{
+    QOS_FRAME();
+    const qosName_t name = qosNameOf(body->ifName);
+    QOS_DBG("Received Port Shaper Cfg update for interface %s", name.text);
+    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
+    if (!interface) {
+        QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
+        return refuse(body);
+    }
+    interface->shaper_cfg = body->shaper_cfg;
+    const qosChip_t *chip = interface->chip;
+    if (!chip) {
+        QOS_ERR("Failed to find chip for interface %s", name.text);
+        return refuse(body);
+    }
+    body->chip_ifindex = chip->chip_ifindex;
+    return program(__func__, chip, QOS_PSHAPE_MSG, name.text, body);
+}
+
+uint32_t qaProcessMcSchCfg(qosSchMsg_t *body)
+{
+    QOS_FRAME();
+    QOS_DBG("Received Multicast Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
+    Mcsch_global_cfg = body->Mcsch_cfg;
+    if (qosChipTable)
+        avl_traverse(qosChipTable, visitChip, body);
+    return QOS_MSG_DONE;
+}

@@ -1,0 +1,75 @@
+// What the statistics of Tessel and both Mirelle types have in common: reads of a block of state, of port counters and
+// of TMCs as rows of data, and the clears.
+//
+// A row is run for a named function, whose name stands in the lines. Relies on platform/stat_copy.h for what goes where
+// in a reply, on agent/model/clear_walk.h for the chip of a clear.
+#ifndef PLATFORM_COS_STATISTICS_H
+#define PLATFORM_COS_STATISTICS_H
+
+#include <cstdint>
+#include <span>
+
+#include "agent/messages.h"
+#include "core/text.h"
+#include "inventory/records.h"
+#include "platform/records.h"
+#include "platform/stat_copy.h"
+
+// What a request names: a port or the PLC as a whole, or with the body's selector one of the TMCs behind the chip or of
+// the output queues of a port.
+enum class cosStatForm_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
+
+struct cosStatRow_t {
+    const char *function;
+    uint32_t command;
+    uint16_t in_size;
+    uint16_t out_size;
+    cosStatForm_t form;
+    qosText_t<const char *, uint32_t> failed; // with the port's name
+    std::span<const statStep_t> steps;        // from the start of the response
+};
+
+// An answer to a read. The bytes are those from the steps' origin on and are gone with the next request.
+struct cosStatAnswer_t {
+    uint32_t rc; // what also stands in the body's status; the rest counts only if it is 0
+    const qosIf_t *interface;
+    const unsigned char *bytes;
+    uint32_t length;
+};
+
+// The body's interface, which has a chip; else null with 25 in the status and no line.
+const qosIf_t *cosStatInterface(qosStatsHead_t *body);
+
+// Sends the request of a row to the chip of the body's interface.
+cosStatAnswer_t cosStatFetch(const cosStatRow_t &row, qosStatsHead_t *body);
+
+// The same, and runs the steps. A failed read leaves the reply as it came.
+uint32_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
+
+// A read of port counters; the steps count from the word that gives the number of ports.
+struct cosPortRow_t {
+    const char *function;
+    const char *copy_function;
+    cosPortKind_t kind;
+    qosText_t<const char *, uint32_t> failed;
+    std::span<const statStep_t> steps;
+};
+
+// Asks for the counters of an interface with a chip. A response that counts other than one port is reported and taken.
+cosStatAnswer_t cosPortFetch(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body);
+uint32_t cosPortRead(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body);
+
+// Runs a row for the function whose body is of another type.
+template <const auto &Row, typename Body>
+uint32_t cosStatRun(Body *body)
+{
+    static_assert(statReach(Row.steps) <= sizeof(Body));
+    return cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
+}
+
+// Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
+// status, or 25 without a target. The second leaves that in the body's status.
+uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body);
+uint32_t cosClearDropRsnStats(const char *function, qosClearStatsMsg_t *body);
+
+#endif

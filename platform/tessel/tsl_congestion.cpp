@@ -1,0 +1,183 @@
+// Congestion control as COS records. A port's records go to the chip of its interface.
+#include "platform/tessel/tsl_congestion.h"
+
+#include <cstring>
+
+#include "agent/model/thresholds.h"
+#include "channels/driver_request.h"
+#include "core/state.h"
+#include "core/trace.h"
+#include "inventory/ifindex.h"
+#include "platform/cos_port.h"
+
+namespace {
+
+uint32_t stored(qosCcbMsg_t *body, uint32_t rc)
+{
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+// The chip counts priorities 0 and 1 the other way round.
+constexpr uint32_t chipPriority(uint32_t priority)
+{
+    return priority < 2 ? 1 - priority : priority;
+}
+
+uint32_t bufferDivisor(uint32_t model)
+{
+    switch (model) {
+    case 1004:
+    case 1005:
+    case 1007:
+    case 1011:
+        return 80;
+    case 1009:
+        return 100;
+    default:
+        return 120;
+    }
+}
+
+uint32_t sendPfc(const qosIf_t *interface, uint32_t priority)
+{
+    uint32_t de_assert;
+    uint32_t assert_threshold;
+    qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
+    const qosPauseProfile_t &pfc = interface->ccb.pfc[priority];
+    auto *record = qosCosRequest<cosPfc_t>(COS_PFC);
+    record->ifindex = interface->ifIndex;
+    record->priority = chipPriority(priority);
+    record->rx = pfc.rx != 0;
+    record->tx = pfc.tx != 0;
+    record->assert_threshold = assert_threshold;
+    record->de_assert_threshold = de_assert;
+    return qosCosSend(interface->chip->chip_ifindex, record);
+}
+
+} // namespace
+
+uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    qaCcbThresholds_t thresholds = {};
+    const uint32_t computed =
+        qaCcbGetPriTailDropThresholds(interface, body->tc_map, interface->ccb.tailDropThreshold, thresholds);
+    if (computed != QOS_MSG_DONE) {
+        QOS_ERR("failed to retrieve cos tail drop thresholds, rc: %d", computed);
+        return computed;
+    }
+    auto *record = qosCosRequest<cosPriTailDrop_t>(COS_PRI_TAIL_DROP);
+    record->ifindex = body->ifindex;
+    for (unsigned priority = 0; priority < QOS_PRIORITIES; ++priority) {
+        record->valid[priority] = 1;
+        record->threshold[priority] = thresholds[priority];
+    }
+    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
+    else
+        QOS_DBG("Set pri taildrop for port %s", interface->ifName);
+    return stored(body, rc);
+}
+
+uint32_t tslSetTailDrop(qosCcbMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    auto *record = qosCosRequest<cosTailDrop_t>(COS_TAIL_DROP);
+    record->ifindex = body->ifindex;
+    record->valid = 1;
+    record->threshold = interface->ccb.tailDropThreshold;
+    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
+    else
+        QOS_DBG("Set taildrop for port %s", interface->ifName);
+    return stored(body, rc);
+}
+
+uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    auto *record = qosCosRequest<cosW2qMap_t>(COS_W2Q_MAP);
+    record->ifindex = body->ifindex;
+    memcpy(record->tc_map, body->tc_map, sizeof record->tc_map);
+    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
+    else
+        QOS_DBG("Set w2q map for port %s", interface->ifName);
+    return stored(body, rc);
+}
+
+uint32_t tslSetPause(qosCcbMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    uint32_t de_assert;
+    uint32_t assert_threshold;
+    qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
+    auto *record = qosCosRequest<cosPause_t>(COS_PAUSE);
+    record->ifindex = body->ifindex;
+    record->rx = interface->ccb.pause.rx != 0;
+    record->tx = interface->ccb.pause.tx != 0;
+    record->assert_threshold = assert_threshold;
+    record->de_assert_threshold = de_assert;
+    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
+    else
+        QOS_DBG("Set pause for port %s", interface->ifName);
+    return stored(body, rc);
+}
+
+uint32_t tslSetPfc(qosCcbMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    uint32_t rc = QOS_MSG_DONE;
+    for (uint32_t priority = 0; priority < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++priority) {
+        rc = stored(body, sendPfc(interface, priority));
+        if (rc != QOS_MSG_DONE)
+            QOS_ERR("Failed to set PFC for port %s, cos %d, rc: %d", interface->ifName, priority, rc);
+    }
+    return rc;
+}
+
+uint32_t tslGetSbpSize(qosChip_t *chip)
+{
+    auto *record = qosCosRequest<cosSbpSize_t>(COS_SBP_SIZE, sizeof(cosSbpSize_t), qosRequestBuffer_t::AsIs);
+    const cosSbpSize_t *response;
+    uint32_t length;
+    const uint32_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
+    if (rc != QOS_MSG_DONE) {
+        QOS_ERR("Failed to get SBP size for chip: %x, rc: %d", chip->chip_ifindex, rc);
+        return rc;
+    }
+    chip->chipBuffers = response->size;
+    QOS_INF("Shared buffer size for chip %x is %u", chip->chip_ifindex, chip->chipBuffers);
+    return rc;
+}
+
+uint32_t tslGetTailDropThreshold(const qosIf_t *interface)
+{
+    const uint32_t speed = qaSchGetSpeedFromIf(interface->ifIndex);
+    return (speed / 1000) * interface->chip->chipBuffers / bufferDivisor(qos_velmar_state.model);
+}
+
+uint32_t tslSetDefTailDrop(qosCcbMsg_t *body)
+{
+    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    if (!interface)
+        return QOS_MSG_NOT_FOUND;
+    interface->ccb.tailDropThreshold = tslGetTailDropThreshold(interface);
+    return QOS_MSG_DONE;
+}

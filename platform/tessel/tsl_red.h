@@ -1,0 +1,24 @@
+// RED on Tessel: profiles of ports, the map of the ingress virtual queues, counters. The chip set-up serves both
+// Mirelle types as well.
+#ifndef PLATFORM_TESSEL_TSL_RED_H
+#define PLATFORM_TESSEL_TSL_RED_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+#include "inventory/records.h"
+
+uint32_t tslRedChipInit(qosChip_t *chip); // slot 36: 0
+
+// The chip's number of a manager profile, or 65535; see platform/red_profiles.h.
+uint16_t tslGetRedMappedProfile(qosChip_t *chip, uint16_t profile);
+uint16_t tslAllocRedMappedProfile(qosChip_t *chip, uint16_t profile);
+void tslPutRedMappedProfile(qosChip_t *chip, uint16_t profile);
+
+uint32_t tslSetRedProfile(qosCcbMsg_t *body);                                     // slot 34, to the message's chip
+uint32_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body);                                // slot 46, to all chips
+uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body);                               // slot 47; the last record's status
+uint32_t tslGetRedStats(qosRedStatsMsg_t *body);                                  // slot 35
+uint32_t tslClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip); // `chip` for a clear of all
+
+#endif

@@ -1,0 +1,568 @@
+// Congestion control, scheduling, RED and long-distance links on a Tessel chip: the whole sequence of driver requests
+// of each message, byte by byte, what a failure half way leaves, and the arithmetic behind the thresholds.
+#include <cstring>
+#include <gtest/gtest.h>
+
+#include "agent/long_distance.h"
+#include "agent/model/thresholds.h"
+#include "agent/scheduler.h"
+#include "core/state.h"
+#include "inventory/interfaces.h"
+#include "platform/tessel/tsl_red.h"
+#include "tests/inside.h"
+#include "tests/node.h"
+
+namespace {
+
+constexpr uint32_t BUFFER = 6000000;           // of the chip
+constexpr uint32_t BUDGET = 10 * BUFFER / 120; // a 10 Gbit/s port's default
+constexpr uint32_t RESERVE = 40996 + 23600;    // a lossless class of a Tessel port: assert plus reserve
+constexpr uint32_t PRI_TAIL_DROP = 0x01270805;
+constexpr uint32_t TAIL_DROP = 0x01270806;
+constexpr uint32_t ALL = 0x8bc00000;
+
+// One request as it must arrive: where it goes, and its record.
+struct Sent {
+    uint32_t target;
+    Bytes record;
+};
+
+Bytes record(uint32_t command, uint32_t in, uint32_t out = 28)
+{
+    Bytes bytes(in);
+    put32(bytes, 0, command);
+    put32(bytes, 8, in);
+    put32(bytes, 12, out);
+    return bytes;
+}
+
+Sent priTailDrop(uint32_t port, const std::vector<uint32_t> &thresholds)
+{
+    Bytes bytes = record(PRI_TAIL_DROP, 108);
+    put32(bytes, 28, port);
+    for (size_t i = 0; i < 8; ++i) {
+        put32(bytes, 44 + 4 * i, 1);
+        put32(bytes, 76 + 4 * i, thresholds[i]);
+    }
+    return {CHIP, bytes};
+}
+
+Sent tailDrop(uint32_t port, uint32_t threshold)
+{
+    Bytes bytes = record(TAIL_DROP, 40);
+    put32(bytes, 28, port);
+    put32(bytes, 32, 1);
+    put32(bytes, 36, threshold);
+    return {CHIP, bytes};
+}
+
+Sent w2q(uint32_t port, const Bytes &map)
+{
+    Bytes bytes = record(0x01270803, 40);
+    put32(bytes, 28, port);
+    std::copy(map.begin(), map.end(), bytes.begin() + 32);
+    return {CHIP, bytes};
+}
+
+Sent pause(uint32_t rx, uint32_t tx)
+{
+    Bytes bytes = record(0x01270801, 48);
+    put32(bytes, 28, PORT);
+    put32(bytes, 32, rx);
+    put32(bytes, 36, tx);
+    put32(bytes, 40, 23600);
+    put32(bytes, 44, 14000);
+    return {CHIP, bytes};
+}
+
+Sent pfc(uint32_t chip_priority, uint32_t rx, uint32_t tx)
+{
+    Bytes bytes = record(0x01270802, 52);
+    put32(bytes, 28, PORT);
+    put32(bytes, 32, chip_priority);
+    put32(bytes, 36, rx);
+    put32(bytes, 40, tx);
+    put32(bytes, 44, 23600);
+    put32(bytes, 48, 14000);
+    return {CHIP, bytes};
+}
+
+std::vector<uint32_t> eight(uint32_t value)
+{
+    return std::vector<uint32_t>(8, value);
+}
+
+const Bytes MAP = {7, 6, 5, 4, 3, 2, 1, 0};
+
+Bytes ccbBody(uint32_t port)
+{
+    Bytes body(187);
+    put32(body, 0, port);
+    body[4] = 'p';
+    put32(body, 24, CHIP);
+    std::copy(MAP.begin(), MAP.end(), body.begin() + 28);
+    put32(body, 183, 55);
+    return body;
+}
+
+Bytes schBody(uint32_t port, uint32_t strict)
+{
+    Bytes body(156);
+    put32(body, 0, port);
+    put32(body, 24, 0x1234);
+    put32(body, 44, strict);
+    for (uint32_t i = 0; i < 8; ++i) {
+        put32(body, 48 + 4 * i, i == 0 ? 0 : 100 * i);
+        put32(body, 80 + 4 * i, i == 2 ? 0 : 10 + i);
+    }
+    put32(body, 152, 55);
+    return body;
+}
+
+Bytes ldBody(uint32_t command, uint32_t port, uint32_t distance = 0, uint8_t num_pfc = 0)
+{
+    Bytes body(17);
+    put32(body, 0, command);
+    put32(body, 4, port);
+    put32(body, 8, distance);
+    body[12] = num_pfc;
+    put32(body, 13, 55);
+    return body;
+}
+
+class Congestion : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        live.driver.always([](const Bytes &request) {
+            Bytes reply = goodReply(request);
+            if (get32(request, 48) == 0x01270800)
+                put32(reply, 48 + 28, BUFFER);
+            return std::vector<Bytes>{reply};
+        });
+        live.addPort();
+        live.driver.requests();
+    }
+    // The congestion requests since the last call; other modules' are left out.
+    void expectSent(const std::vector<Sent> &expected)
+    {
+        std::vector<Sent> got;
+        for (const Bytes &request : live.driver.requests())
+            if (get32(request, 48) >> 16 == 0x0127 && get32(request, 48) != 0x01270810)
+                got.push_back({get32(request, 20), cut(request, 48, request.size())});
+        ASSERT_EQ(got.size(), expected.size());
+        for (size_t i = 0; i < got.size(); ++i) {
+            EXPECT_EQ(got[i].target, expected[i].target) << i;
+            EXPECT_EQ(got[i].record, expected[i].record) << i;
+        }
+    }
+    void addPorts(unsigned count)
+    {
+        for (uint32_t n = 2; n <= count; ++n)
+            live.manager.tell(2, ifAddBody(port(n), "p" + std::to_string(n)));
+        live.driver.requests();
+    }
+    static uint32_t port(uint32_t n) { return PORT + ((n - 1) << 15); }
+    uint32_t budgetOf(uint32_t ifindex)
+    {
+        Bytes body(44);
+        put32(body, 0, ifindex);
+        return get32(live.manager.tell(42, body), 8);
+    }
+
+    LiveNode live;
+};
+
+} // namespace
+
+TEST_F(Congestion, ChipUpAndInterfaceAdd)
+{
+    Bytes pool = record(0x01270800, 32, 32);
+    live.manager.tell(1, chipUpBody(CHIP + (1U << 16), 1, 1, 1));
+    expectSent({{CHIP + (1U << 16), pool}});
+    live.manager.tell(2, ifAddBody(port(2), "p2"));
+    // The first programming takes every CoS as class 1, whose threshold follows the rule of the model all the same.
+    expectSent({tailDrop(port(2), BUDGET), priTailDrop(port(2), eight(BUDGET / 8))});
+    live.driver.script({Driver::status(9)});
+    EXPECT_EQ(get32(live.manager.tell(2, ifAddBody(port(3), "p3")), 28), 0U);
+    live.node.expectErr("Failed to program tail drop threshold for if p3, rc: 22");
+    live.node.expectErr("Failed to set taildrop for port p3");
+    live.node.expectErr("ASIC Driver failed");
+    expectSent({tailDrop(port(3), BUDGET), priTailDrop(port(3), eight(BUDGET / 8))});
+}
+
+TEST_F(Congestion, PauseAndPfcInOrder)
+{
+    Bytes body = ccbBody(PORT);
+    put32(body, 40, 1);
+    EXPECT_EQ(get32(live.manager.tell(12, body), 183), 0U);
+    expectSent({priTailDrop(PORT, eight(BUDGET)), w2q(PORT, MAP), pause(0, 1)});
+    put32(body, 40, 0);
+    put32(body, 36, 1);
+    live.manager.tell(12, body); // receiving alone does not change the split
+    expectSent({priTailDrop(PORT, eight(BUDGET / 8)), w2q(PORT, MAP), pause(1, 0)});
+
+    put32(body, 44 + 4 * 3, 1);
+    put32(body, 76 + 4 * 0, 1);
+    put32(body, 76 + 4 * 3, 1);
+    EXPECT_EQ(get32(live.manager.tell(13, body), 183), 0U);
+    const uint32_t share = (BUDGET - 2 * RESERVE) / 6;
+    expectSent({priTailDrop(PORT, {share, RESERVE, share, RESERVE, share, share, share, share}), w2q(PORT, MAP),
+                pfc(1, 0, 1), pfc(0, 0, 0), pfc(2, 0, 0), pfc(3, 1, 1), pfc(4, 0, 0), pfc(5, 0, 0), pfc(6, 0, 0),
+                pfc(7, 0, 0)});
+}
+
+TEST_F(Congestion, FailuresHalfWay)
+{
+    Bytes body = ccbBody(PORT);
+    put32(body, 76 + 4 * 5, 1);
+    // The thresholds fail and the rest succeeds: the status is the last step's. Then the fourth priority fails.
+    live.driver.script({Driver::status(9)});
+    EXPECT_EQ(get32(live.manager.tell(13, body), 183), 0U);
+    EXPECT_EQ(live.driver.requests().size(), 10U);
+    std::vector<Driver::Reply> replies(5, [](const Bytes &request) { return std::vector<Bytes>{goodReply(request)}; });
+    replies.push_back(Driver::status(9));
+    live.driver.script(replies);
+    EXPECT_EQ(get32(live.manager.tell(13, body), 183), 22U);
+    EXPECT_EQ(live.driver.requests().size(), 6U);
+    for (const char *line : {"Failed to set pri tail drop threshold for port p, rc: 22", "Failed to set taildrop",
+                             "ASIC Driver failed", "Failed to set PFC for port p, cos 3", "Failed to set pfc for"})
+        live.node.expectErr(line);
+
+    for (const uint8_t code : {12, 13, 14, 18}) {
+        EXPECT_EQ(get32(live.manager.tell(code, ccbBody(PORT + (9U << 15))), 183), 1U);
+        EXPECT_EQ(get32(live.manager.tell(code, ccbBody(CHANNEL)), 183), 1U);
+    }
+    live.node.expectErr("Failed to find interface p for pause update");
+    live.node.expectErr("Failed to find interface p for default cos update");
+    Bytes unknown(44, 0xee);
+    EXPECT_EQ(live.manager.tell(42, unknown)[12], 0xee);
+    live.node.expectErr("Unable to find if eeeeeeee in db");
+}
+
+TEST_F(Congestion, WeightsAndDepths)
+{
+    Bytes body = ccbBody(PORT);
+    body[108] = 100; // CoS 0, which goes to class 7
+    put32(body, 116, 1);
+    EXPECT_EQ(get32(live.manager.tell(14, body), 183), 0U);
+    std::vector<uint32_t> expected = eight(188);
+    expected[7] = BUDGET - 7 * 188;
+    expectSent({priTailDrop(PORT, expected)});
+    addPorts(3);
+    Bytes depth(12);
+    put32(depth, 4, 4711);
+    put32(depth, 8, 55);
+    EXPECT_EQ(get32(live.manager.tell(71, depth), 8), 55U); // no status from this one
+    std::vector<Bytes> requests = live.driver.requests();
+    ASSERT_EQ(requests.size(), 3U);
+    for (uint32_t n = 1; n <= 3; ++n)
+        EXPECT_EQ(get32(requests[n - 1], 48 + 28), port(n)) << "in the table's order";
+    EXPECT_EQ(get32(live.manager.tell(72, depth), 8), 1U);
+    live.node.expectErr("QOS EGRESS QUEUE DEPTH handler for chip 88400000, type: 1");
+}
+
+TEST_F(Congestion, LongDistance)
+{
+    addPorts(3);
+    const auto x = [](uint32_t metres) { return 1792 + 9684 + 10 * metres / 1000 * 1262; };
+    const uint32_t lossless = (x(10000) / 84 + 1) * 188 + 9600 + x(10000) + 9600;
+    const uint32_t unit = (BUFFER - lossless) / (12 + 7);
+    const uint32_t ld = unit * 7 + lossless;
+    EXPECT_EQ(get32(live.manager.tell(37, ldBody(1, port(2), 10000, 1)), 13), 55U);
+    const auto drops = [](uint32_t p, uint32_t budget) {
+        return std::vector<Sent>{tailDrop(p, budget), priTailDrop(p, eight(budget / 8))};
+    };
+    const auto sequence = [&](const std::vector<std::pair<uint32_t, uint32_t>> &ports) {
+        std::vector<Sent> all;
+        for (const auto &[p, budget] : ports)
+            for (const Sent &sent : drops(p, budget))
+                all.push_back(sent);
+        return all;
+    };
+    expectSent(sequence({{port(1), unit}, {port(3), unit}, {port(2), ld}}));
+    live.manager.tell(37, ldBody(3, port(3)));
+    expectSent(sequence({{port(3), BUFFER / 12}}));
+    live.manager.tell(37, ldBody(4, port(3)));
+    expectSent({tailDrop(port(3), unit), tailDrop(port(3), unit), priTailDrop(port(3), eight(unit / 8))});
+    live.manager.tell(37, ldBody(2, port(2)));
+    expectSent(sequence({{port(2), BUDGET}, {port(1), BUDGET}, {port(2), BUDGET}, {port(3), BUDGET}}));
+    EXPECT_EQ(budgetOf(port(3)), BUDGET);
+    live.manager.tell(37, ldBody(4, port(3)));
+    live.manager.tell(37, ldBody(1, port(20), 1, 1));
+    live.manager.tell(37, ldBody(9, port(1)));
+    live.node.expectErr("No LD ISL present on the same chip, nothing needed");
+    live.node.expectErr("Invalid ifindex:0x184a0000");
+    expectSent({});
+}
+
+TEST_F(Congestion, Schedulers)
+{
+    addPorts(2);
+    struct {
+        uint32_t strict, boundary, first, mask;
+    } rows[] = {{0, 7, 8, 255}, {1, 6, 7, 127}, {6, 1, 2, 3}, {7, 0, 0, 0}, {8, 0, 0, 0}, {200, 0, 0, 0}};
+    for (const auto &row : rows) {
+        const Bytes echo = live.manager.tell(19, schBody(PORT, row.strict));
+        EXPECT_EQ(get32(echo, 152), 0U);
+        const std::vector<Bytes> requests = live.driver.requests();
+        ASSERT_EQ(requests.size(), 1U);
+        const Bytes sent = cut(requests[0], 48, 144);
+        EXPECT_EQ(get32(requests[0], 20), ALL);
+        EXPECT_EQ(get32(sent, 32), row.boundary) << row.strict;
+        EXPECT_EQ(sent[140], row.mask) << row.strict;
+        for (uint32_t p = 0; p < 8; ++p) {
+            const uint32_t weight = p == 2 || (p == 0 && row.strict >= 7) ? 1 : 10 + p;
+            const uint32_t bandwidth = p < row.first || row.strict == 0 ? 0 : p == 0 ? 10000 : 100 * p;
+            EXPECT_EQ(sent[36 + p], p);
+            EXPECT_EQ(get32(sent, 44 + 4 * p), weight) << row.strict << " " << p;
+            EXPECT_EQ(get32(sent, 76 + 4 * p), weight);
+            EXPECT_EQ(get32(sent, 108 + 4 * p), bandwidth) << row.strict << " " << p;
+        }
+    }
+    // The global scheduler skips a port that has its own and gives every queue the port's bandwidth.
+    Bytes own = schBody(PORT, 1);
+    put32(own, 40, 2);
+    live.manager.tell(19, own);
+    live.driver.requests();
+    EXPECT_EQ(get32(live.manager.tell(20, schBody(0, 1)), 152), 0U);
+    live.node.expectErr("Failed to program Global Scheudler as per port scheduler present");
+    const std::vector<Bytes> requests = live.driver.requests();
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(get32(requests[0], 48 + 28), port(2));
+    EXPECT_EQ(get32(requests[0], 48 + 108 + 28), 10000U);
+
+    Bytes shaper = schBody(PORT, 0);
+    put32(shaper, 32, 2500);
+    live.manager.tell(21, shaper);
+    Bytes expected = record(0x01270003, 40);
+    put32(expected, 28, 1);
+    put32(expected, 32, PORT);
+    put32(expected, 36, 2500);
+    expectSent({{CHIP, expected}});
+}
+
+TEST_F(Congestion, Red)
+{
+    Bytes body = ccbBody(PORT);
+    put32(body, 24, ALL);
+    put32(body, 120, 5);
+    put32(body, 124, 260U << 16);
+    put32(body, 126, 1000);
+    put32(body, 130, 3000);
+    put32(body, 138, 1);
+    for (const auto &[percent, chip] : {std::pair<uint32_t, uint32_t>{100, 255}, {50, 127}, {1, 2}}) {
+        put32(body, 134, percent);
+        EXPECT_EQ(get32(live.manager.tell(34, body), 183), 0U);
+        Bytes expected = record(0x01270811, 84);
+        put32(expected, 28, PORT);
+        expected[34] = 5 << 2 | 1 << 1;
+        expected[35] = 4;
+        for (size_t at = 36; at < 84; at += 16) {
+            put32(expected, at, chip);
+            put32(expected, at + 4, 1000);
+            put32(expected, at + 8, 2000);
+            put32(expected, at + 12, 3000);
+        }
+        expectSent({{ALL, expected}});
+    }
+    put32(body, 24, CHIP + (3U << 16));
+    EXPECT_EQ(get32(live.manager.tell(34, body), 183), 25U);
+    live.node.expectErr("Unable to locate chip in db with ifidx: 18408000");
+
+    Bytes ivq(12 + 2 * 9);
+    put32(ivq, 4, 2);
+    put32(ivq, 8, CHIP);
+    put32(ivq, 12 + 4, PORT);
+    ivq[12 + 8] = 0x81;
+    put32(ivq, 21 + 4, PORT + 0x8000);
+    ivq[21 + 8] = 0x18;
+    // An earlier failure is forgotten when the last one succeeds.
+    live.driver.script({Driver::status(9)});
+    EXPECT_EQ(get32(live.manager.tell(47, ivq), 0), 0U);
+    Bytes first = record(0x0127080d, 36), second = first;
+    put32(first, 28, PORT);
+    first[35] = 0x81;
+    put32(second, 28, PORT + 0x8000);
+    second[35] = 0x18;
+    expectSent({{CHIP, first}, {CHIP, second}});
+    for (const char *line : {"Failed to set ivq red for port 18408000", "Failed to do ivq red chip config",
+                             "ivq red chip cfg done for chip", "ASIC Driver failed"})
+        live.node.expectErr(line);
+    // A count that the body does not hold.
+    put32(ivq, 4, 3);
+    const Bytes echo = live.manager.exchange(message(47, ivq));
+    EXPECT_EQ(echo[4], 0);
+    live.node.expectErr("Body of msg type QOS_IVQ_RED_CHIP_CFG has 30 bytes, needs 39");
+    expectSent({});
+}
+
+TEST_F(Congestion, RedCounters)
+{
+    live.driver.always([](const Bytes &request) {
+        Bytes reply = goodReply(request);
+        const uint32_t asked = get32(request, 48 + 34) >> 16;
+        const size_t results = 48 + 48 + 12 * asked + 4;
+        put32(reply, 48 + 36, (asked + 5) << 16); // more than was asked for
+        for (uint32_t k = 0; k < asked; ++k) {
+            put32(reply, results + 72 * k + 4, 0x100 + k);
+            for (uint32_t level = 0; level < 8; ++level)
+                put32(reply, results + 72 * k + 12 + 8 * level, 1000 * k + level);
+        }
+        return std::vector<Bytes>{reply};
+    });
+    for (const uint32_t count : {1U, 8U}) {
+        Bytes body(76 + 88 * count, 0);
+        put32(body, 0, CHIP);
+        put32(body, 28, PORT);
+        put32(body, 32, count == 1 ? 1 : 0);
+        for (uint32_t k = 0; k < 8; ++k)
+            body[13 + 2 * k] = static_cast<uint8_t>(40 + k);
+        const Bytes echo = live.manager.tell(35, body);
+        EXPECT_EQ(get32(echo, 4), 0U);
+        EXPECT_EQ(echo[36], 1);
+        EXPECT_EQ(echo[37], count + 5);
+        for (uint32_t k = 0; k < count; ++k) {
+            EXPECT_EQ(echo[76 + 88 * k], k);
+            EXPECT_EQ(get32(echo, 76 + 88 * k + 4), 40 + k);
+            for (uint32_t j = 0; j < 4; ++j) {
+                EXPECT_EQ(get32(echo, 76 + 88 * k + 12 + 16 * j), 1000 * k + j);
+                EXPECT_EQ(get32(echo, 76 + 88 * k + 20 + 16 * j), 1000 * k + 4 + j);
+            }
+        }
+        body.pop_back();
+        EXPECT_EQ(live.manager.exchange(message(35, body))[4], 0) << "a body that the reply would outrun";
+    }
+    live.node.expectErr("Body of msg type QOS_GET_RED_STATS_MSG");
+}
+
+// The arithmetic alone, over the records.
+class Thresholds : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        port.chip = &chip;
+        port.ifIndex = PORT;
+        tailqInit(&chip.ifList);
+        tailqInsertTail<&qosIf_t::chip_link>(&chip.ifList, &port);
+    }
+    void TearDown() override { qos_velmar_state.model = 0; }
+    std::vector<uint32_t> split(uint32_t model, uint32_t type, const Bytes &map, uint32_t budget)
+    {
+        qos_velmar_state.model = model;
+        chip.chip_type = type;
+        uint32_t out[8] = {90, 91, 92, 93, 94, 95, 96, 97};
+        qaCcbGetPriTailDropThresholds(&port, map.data(), budget, out);
+        return std::vector<uint32_t>(out, out + 8);
+    }
+
+    qosChip_t chip = {};
+    qosIf_t port = {};
+    const Bytes identity = {0, 1, 2, 3, 4, 5, 6, 7};
+};
+
+TEST_F(Thresholds, PauseBySpeedAndDistance)
+{
+    EXPECT_EQ(qaCcbPauseDeAssertGet(&port), 14000U);
+    EXPECT_EQ(qaCcbPauseAssertGet(&port), 51684U); // Larkin
+    port.ccb.ldIfCfg = {};
+    port.ccb.ldIfCfg.ld_distance = 1000;
+    EXPECT_EQ(qaCcbPauseDeAssertGet(&port), 14000U) << "a distance left over";
+    port.ccb.ldIfCfg.is_link_ld = 1;
+    EXPECT_EQ(qaCcbPauseDeAssertGet(&port), 24096U);
+    EXPECT_EQ(qaCcbGetEmerGencyPauseTh(&port), 0U);
+    port.ccb.ccbFlags = 2;
+    EXPECT_EQ(qaCcbGetEmerGencyPauseTh(&port), qaCcbPauseAssertGet(&port));
+    port.ifIndex = 10U << 26;
+    port.ccb.ldIfCfg.is_link_ld = 0;
+    EXPECT_EQ(qaCcbPauseDeAssertGet(&port), 9684U);
+    EXPECT_EQ(qaCcbPauseAssertGet(&port), 116U * 252 + 9600);
+}
+
+TEST_F(Thresholds, PfcRules)
+{
+    constexpr uint32_t P = 75284; // Larkin
+    for (const unsigned priority : {1U, 4U, 6U})
+        port.ccb.pfc[priority].tx = 1;
+    // One reserve is taken for three classes of a normal port; a class without CoS keeps the least.
+    uint32_t rest = (2000000 - P) / 7;
+    EXPECT_EQ(split(95, 0, identity, 2000000), (std::vector<uint32_t>{rest, P, rest, rest, P, rest, P, rest}));
+    port.ccb.ldIfCfg.is_link_ld = 1;
+    port.ccb.ldIfCfg.ld_distance = 200;
+    rest = (2000000 - 3 * P) / 5;
+    EXPECT_EQ(split(95, 0, identity, 2000000)[0], rest);
+    port.ccb.ldIfCfg.is_link_ld = 0;
+    // Everything on class 1 and nothing on class 7, as at the first programming.
+    for (qosPauseProfile_t &pfc : port.ccb.pfc)
+        pfc.tx = 0;
+    const uint32_t tc7 = (2000000 - 7 * 252 - P) / 7;
+    EXPECT_EQ(split(95, 0, Bytes(8, 1), 2000000),
+              (std::vector<uint32_t>{252, 2000000 + 252 - tc7 - 7 * 252, 252, 252, 252, 252, 252, tc7}));
+    // The other two rules exchange the first two and do not look at the map.
+    port.ccb.pfc[0].tx = 1;
+    ingrQueueDepth = 777;
+    EXPECT_EQ(split(131, 2, identity, 2000000), (std::vector<uint32_t>{777, 133120, 777, 777, 777, 777, 777, 777}));
+    for (qosPauseProfile_t &pfc : port.ccb.pfc)
+        pfc.tx = 1;
+    EXPECT_EQ(split(1000, 1, identity, 2000000), eight(RESERVE)) << "nothing is left to divide by";
+    EXPECT_EQ(split(95, 0, identity, 2000000), eight(P));
+}
+
+TEST_F(Thresholds, WeightsAndLegacyPause)
+{
+    port.ccb.pause.tx = 1;
+    EXPECT_EQ(split(1000, 1, identity, 5000), eight(5000));
+    EXPECT_EQ(split(164, 2, identity, 5000), (std::vector<uint32_t>{133120, 91, 92, 93, 94, 95, 96, 97}));
+    port.ccb.ccbFlags = 4;
+    EXPECT_EQ(split(1000, 1, identity, 5000), eight(188)) << "all weights 0";
+    port.ccb.priTailDropThreshold[2] = 3;
+    port.ccb.priTailDropThreshold[3] = 7;
+    EXPECT_EQ(split(1000, 1, {0, 1, 2, 0x13, 4, 5, 6, 7}, 10000), // the class's low three bits count
+              (std::vector<uint32_t>{188, 188, 2661, 6210, 188, 188, 188, 188}));
+}
+
+TEST_F(Thresholds, LongDistanceSplit)
+{
+    struct {
+        uint32_t metres, num_pfc, per_pfc, unit, ld;
+    } rows[] = {{5000, 0, 317552, 107796, 862368},
+                {5000, 1, 317552, 94687, 980361},
+                {10000, 1, 570156, 86235, 1173801},
+                {50000, 1, 2589224, (2036160U - 2589224U) / 17, (2036160U - 2589224U) / 17 * 7 + 2589224}};
+    qosIf_t neighbour = port;
+    tailqInsertTail<&qosIf_t::chip_link>(&chip.ifList, &neighbour);
+    for (const auto &row : rows) {
+        port.ccb.ldIfCfg.is_link_ld = 1;
+        port.ccb.ldIfCfg.ld_distance = row.metres;
+        qaLdCalculateBufferDist(&chip, &port, static_cast<uint8_t>(row.num_pfc));
+        const qosLdBufferDist_t &split = chip.ldChipCfg[0].ld_buf;
+        EXPECT_EQ(split.per_pfc_buf, row.per_pfc);
+        EXPECT_EQ(split.edge_port_buf, row.unit) << row.metres << " " << row.num_pfc;
+        EXPECT_EQ(split.ld_port_buf, row.ld);
+        EXPECT_EQ(split.reg_isl_port_buf, 203616U);
+        EXPECT_EQ(port.ccb.tailDropThreshold, row.ld);
+        EXPECT_EQ(neighbour.ccb.tailDropThreshold, row.unit);
+    }
+    chip.chip_type = 3; // nothing to divide, and nothing to divide by
+    qaLdCalculateBufferDist(&chip, &port, 8);
+    EXPECT_EQ(chip.ldChipCfg[0].ld_buf.edge_port_buf, 0U);
+    port.ccb.ldIfCfg.buf_pool_group = 4;
+    Bytes body = ldBody(1, PORT);
+    EXPECT_EQ(qaLdProcessLdConfigUpdate(bodyIn<qosLdConfigMsg_t>(body)), 1U) << "unknown to the table";
+}
+
+TEST_F(Thresholds, RedProfileRegisters)
+{
+    chip.chip_id = 10;
+    tslRedChipInit(&chip);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 500), 3);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 501), 4);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 500), 3);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 502), 5);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 503), 65535);
+    tslPutRedMappedProfile(&chip, 500);
+    tslPutRedMappedProfile(&chip, 999);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 503), 65535) << "one user is left";
+    tslPutRedMappedProfile(&chip, 500);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 503), 3);
+}
