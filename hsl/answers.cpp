@@ -1,5 +1,5 @@
-// What responses and chip events carry: capabilities, buffer sizes, TCAM handles, the frame of statistics, and bytes
-// that a user has set. All else is zero, as of an idle chip.
+// What responses and chip events carry: capabilities, buffer sizes, TCAM handles, the frame of statistics, what traffic
+// has counted, and bytes that a user has set. All else is zero, as of an idle chip.
 #include "hsl/model.h"
 
 #include <algorithm>
@@ -13,9 +13,8 @@ static const hslChip_t *chipOf(const hslModel_t &model, uint32_t target, uint32_
     return place == model.chips.end() ? nullptr : &place->second;
 }
 
-// The chip's ports as capabilities list them, counted from 1. Type 6 has 127 port numbers in a slot; a larger chip's
-// ports are of type 3.
-static uint32_t portIndex(const hslChip_t &chip, unsigned n)
+// Type 6 has 127 port numbers in a slot; a larger chip's ports are of type 3. Port numbers count from 1.
+uint32_t hslChipPort(const hslChip_t &chip, unsigned n)
 {
     auto slot = static_cast<uint32_t>(dce_get_slot_id(chip.flat));
     auto number = static_cast<uint32_t>(dce_get_slot_chip_id(chip.flat));
@@ -23,13 +22,21 @@ static uint32_t portIndex(const hslChip_t &chip, unsigned n)
                              : 3u << 26 | slot << 21 | (n + 1) << 13 | number;
 }
 
+uint32_t hslPolicerGroup(const hslChip_t &chip, uint32_t ifindex)
+{
+    for (unsigned n = 0; chip.type->policer_groups && n < chip.ports; ++n)
+        if (hslChipPort(chip, n) == ifindex)
+            return n * chip.type->policer_groups / chip.ports;
+    return 0;
+}
+
 static void fillPorts(const hslChip_t &chip, capPort_t *ports)
 {
     for (unsigned i = 0; i < std::min(chip.ports, CHIP_PORTS); ++i) {
         unsigned pool = i * chip.type->pools / chip.ports;
-        unsigned group = i * chip.type->policer_groups / chip.ports;
-        ports[i].ifindex = portIndex(chip, i);
-        ports[i].num_buffers = chip.type->buffers / chip.ports;
+        ports[i].ifindex = hslChipPort(chip, i);
+        auto group = hslPolicerGroup(chip, ports[i].ifindex);
+        ports[i].num_buffers = chip.buffers / chip.ports;
         ports[i].pool_and_group = static_cast<uint8_t>(pool << 4 | group);
     }
 }
@@ -65,7 +72,7 @@ static void answerCapability(const hslChip_t &chip, uint32_t command, hslBuffer 
         cap->chip_code = type.code;
         cap->flags = policerFlags(type);
         cap->num_policer_groups = type.policer_groups;
-        cap->chipBuffers = type.buffers;
+        cap->chipBuffers = chip.buffers;
         cap->numChipBuffPools = type.pools;
         cap->num_ports = chip.ports;
         fillPorts(chip, cap->ports);
@@ -88,7 +95,7 @@ hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event)
     fillPolicers(type, &cap->policers);
     cap->flags = policerFlags(type);
     cap->num_policer_groups = type.policer_groups;
-    cap->chipBuffers = type.buffers;
+    cap->chipBuffers = chip.buffers;
     cap->numChipBuffPools = type.pools;
     cap->maxRedProfilesPerChip = type.red_profiles;
     cap->num_port_entries = chip.ports;
@@ -130,7 +137,7 @@ void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row,
 {
     auto port = hslPortOf(row, record);
     auto chip = chipOf(model, target, port);
-    auto buffers = chip ? chip->type->buffers : 0;
+    auto buffers = chip ? chip->buffers : 0;
     switch (row.command) {
     case DCE_CHIP_CAPABILITY:
     case COS_CHIP_CAPABILITY:
@@ -160,8 +167,14 @@ void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row,
         hslPut(response, 16, 4, 1);
         break; // interfaces in the answer
     case COS_STATS_READ:
+        answerStats(record, response);
+        hslTrafficRead(model, target, record, response);
+        break;
     case COS_STATS_CLEAR:
         answerStats(record, response);
+        break;
+    case COS_INGRESS_BUFFERS_PORT:
+        hslTrafficRead(model, target, record, response);
         break;
     }
     for (auto &data : model.data) {

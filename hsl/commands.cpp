@@ -24,7 +24,7 @@ static constexpr F TCAM_UPDATE[] = {hslHex(hslHalf("table", 44)), hslWord("handl
                                     hslHex(hslWord("L2 result", 56)), hslHex(hslWord("L3 result", 60))};
 static constexpr F LARK_RED_CHIP[] = {hslWord("active", 12), hslWord("max", 16), hslWord("span", 20),
                                       hslWord("min", 24)};
-static constexpr F LARK_RED_PORT[] = {hslHex(hslHalf("mask", 16)), hslWord("profile of 7 to 0", 20, 8)};
+static constexpr F LARK_RED_PORT[] = {hslSet(hslHalf("on for", 16)), hslWord("profile of 7 to 0", 20, 8)};
 static constexpr F LARK_PAUSE[] = {hslUpTo(hslWord("rx", 16), 1), hslUpTo(hslWord("tx", 20), 1), hslWord("assert", 24),
                                    hslWord("de-assert", 28)};
 static constexpr F LARK_PFC[] = {hslUpTo(hslHalf("priority", 16, 8, 32), 7), hslUpTo(hslWord("rx", 20, 8, 32), 1),
@@ -45,7 +45,7 @@ static constexpr F SCHEDULER[] = {hslUpTo(hslWord("strict boundary", 32), 7),
                                   hslWord("weight", 44, 8),
                                   hslWord("queue weight", 76, 8),
                                   hslWord("bandwidth", 108, 8),
-                                  hslByte("unlimited mask", 140)};
+                                  hslSet(hslByte("unlimited", 140))};
 static constexpr F SHAPER[] = {hslUpTo(hslWord("on", 28), 1), hslWord("rate", 36)};
 static constexpr F MC_MODE[] = {hslBits("mode", 28, 1, 5, 1)};
 static constexpr F PAUSE[] = {hslUpTo(hslWord("rx", 32), 1), hslUpTo(hslWord("tx", 36), 1), hslWord("assert", 40),
@@ -59,7 +59,7 @@ static constexpr F RED[] = {hslBits("priority", 34, 1, 2, 3), hslBits("on", 34, 
                             hslByte("profile", 35),           hslUpTo(hslWord("probability", 36, 3, 16), 255),
                             hslWord("min", 40, 3, 16),        hslWord("span", 44, 3, 16),
                             hslWord("max", 48, 3, 16)};
-static constexpr F IVQ_RED[] = {hslHex(hslByte("pfc map", 35))};
+static constexpr F IVQ_RED[] = {hslSet(hslByte("pfc map", 35))};
 static constexpr F VOQ[] = {hslBits("selector", 32, 1, 0, 4), hslByte("of", 33, 3)};
 static constexpr F DEF_COS[] = {hslUpTo(hslByte("tc", 32), 7), hslUpTo(hslByte("cos", 33), 7)};
 static constexpr F L2_MAP[] = {hslUpTo(hslByte("default tc", 32), 7), hslUpTo(hslByte("default cos", 33), 7),

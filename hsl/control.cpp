@@ -47,16 +47,19 @@ static std::string controlStat(hslServer_t &server, const words_t &)
 static std::string controlShow(hslServer_t &server, const words_t &words)
 {
     if (words.size() == 3 && words[1] == "port") {
-        uint64_t ifindex;
-        if (!hslNumber(words[2], &ifindex))
-            return "error: show port needs an interface index, decimal or 0x...";
-        auto port = server.model.ports.find(static_cast<uint32_t>(ifindex));
-        if (ifindex > UINT32_MAX || port == server.model.ports.end())
-            return "error: no request has named port " + words[2];
+        auto port = server.model.ports.find(hslFindPort(server.model, words[2]));
+        if (port == server.model.ports.end())
+            return "error: no request has named port " + words[2] + "; a port is an interface index or a name as te1/3";
         return okJson(hslPortJson(port->second, true));
     }
+    if (words.size() == 3 && words[1] == "chip") {
+        auto chip = server.model.chips.find(hslParseChip(words[2]));
+        if (chip == server.model.chips.end())
+            return "error: no chip " + words[2] + "; 'show' lists them";
+        return okJson(hslChipJson(chip->second, true));
+    }
     if (words.size() != 1)
-        return "error: show takes nothing, or 'port IFINDEX'";
+        return "error: show takes nothing, 'port PORT' or 'chip SLOT/CHIP'";
     hslJson out{{"pid", getpid()},
                 {"time", static_cast<double>(hslNow(server)) / 1000},
                 {"requests", server.requests},
@@ -199,8 +202,21 @@ static std::string controlEvent(hslServer_t &server, const words_t &words)
 static std::string controlChip(hslServer_t &server, const words_t &words)
 {
     if (words.size() != 2)
-        return "error: chip needs SLOT/CHIP:TYPE:PORTS";
+        return "error: chip needs SLOT/CHIP:TYPE:PORTS[:buffers=BYTES]";
     auto error = hslModelDeclare(server.model, words[1]);
+    return error.empty() ? "ok" : "error: " + error;
+}
+
+static std::string controlTraffic(hslServer_t &server, const words_t &words)
+{
+    if (words.size() == 2 && words[1] == "list")
+        return okJson(hslTrafficList(server.model));
+    if (words.size() < 3)
+        return "error: traffic takes PORT priority=P rate=R [kind=K] [policer=ID], 'PORT off', or 'list'";
+    auto port = hslFindPort(server.model, words[1]);
+    if (!port)
+        return "error: no port '" + words[1] + "'; a port is an interface index or a name as te1/3";
+    auto error = hslTrafficSet(server.model, port, {words.begin() + 2, words.end()});
     return error.empty() ? "ok" : "error: " + error;
 }
 
@@ -288,9 +304,10 @@ struct controlRow_t {
 };
 
 static const controlRow_t rows[] = {
-    {"stat", controlStat},   {"show", controlShow},     {"log", controlLog},     {"clear", controlClear},
-    {"event", controlEvent}, {"chip", controlChip},     {"fault", controlFault}, {"data", controlData},
-    {"stall", controlStall}, {"resume", controlResume}, {"clock", controlClock}, {"quit", controlQuit},
+    {"stat", controlStat},       {"show", controlShow},     {"log", controlLog},     {"clear", controlClear},
+    {"event", controlEvent},     {"chip", controlChip},     {"fault", controlFault}, {"data", controlData},
+    {"stall", controlStall},     {"resume", controlResume}, {"clock", controlClock}, {"quit", controlQuit},
+    {"traffic", controlTraffic},
 };
 
 std::string hslControl(hslServer_t &server, const std::string &command)
@@ -299,6 +316,7 @@ std::string hslControl(hslServer_t &server, const std::string &command)
     words_t words;
     for (std::string word; in >> word;)
         words.push_back(word);
+    hslTrafficAdvance(server.model, hslNow(server));
     std::string names;
     for (auto &row : rows) {
         if (!words.empty() && words[0] == row.word)

@@ -1,8 +1,9 @@
 // Reads, writes and names values of driver records. Relies on nothing but the numbering of interface indexes.
 #include "hsl/fields.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 
 constexpr uint32_t TYPE_CHIP = 34;
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
@@ -33,15 +34,44 @@ uint64_t hslValue(const hslField_t &field, hslBytes record, unsigned index)
     return field.bits ? value & ((uint64_t{1} << field.bits) - 1) : value;
 }
 
+const hslField_t *hslFieldNamed(std::span<const hslField_t> fields, const char *name)
+{
+    auto found = std::find_if(fields.begin(), fields.end(), [&](auto &field) { return !strcmp(field.name, name); });
+    return found == fields.end() ? nullptr : &*found;
+}
+
+static std::string bitsText(uint64_t mask)
+{
+    std::string text;
+    for (unsigned bit = 0; bit < 64; ++bit)
+        if (mask >> bit & 1)
+            text += " " + std::to_string(bit);
+    return text.empty() ? " none" : text;
+}
+
+// The values of a field, each behind a blank, equal neighbours folded.
+static std::string valuesText(const hslField_t &field, hslBytes record)
+{
+    std::string text;
+    for (unsigned i = 0, next; i < field.count; i = next) {
+        auto value = hslValue(field, record, i);
+        for (next = i + 1; next < field.count && hslValue(field, record, next) == value;)
+            ++next;
+        auto word = " " + (field.hex ? hslIndexText(static_cast<uint32_t>(value)) : std::to_string(value));
+        if (next - i > 2)
+            text += word + "*" + std::to_string(next - i);
+        else
+            text += next - i == 2 ? word + word : word;
+    }
+    return text;
+}
+
 std::string hslFieldsText(std::span<const hslField_t> fields, hslBytes record)
 {
     std::string text;
     for (auto &field : fields) {
         text += (text.empty() ? "" : ", ") + std::string(field.name);
-        for (unsigned i = 0; i < field.count; ++i) {
-            auto value = hslValue(field, record, i);
-            text += " " + (field.hex ? hslIndexText(static_cast<uint32_t>(value)) : std::to_string(value));
-        }
+        text += field.set ? bitsText(hslValue(field, record, 0)) : valuesText(field, record);
     }
     return text;
 }

@@ -24,6 +24,7 @@ struct hslField_t {
     uint8_t bits = 0; // 0 the whole width
     uint8_t max = 0;  // greatest value the hardware takes, 0 if it takes all
     bool hex = false;
+    bool set = false; // a mask, whose words are the numbers of its bits
 };
 
 constexpr hslField_t hslByte(const char *name, uint16_t offset, uint8_t count = 1, uint8_t stride = 1)
@@ -61,12 +62,20 @@ constexpr hslField_t hslHex(hslField_t field)
     return field;
 }
 
+constexpr hslField_t hslSet(hslField_t field)
+{
+    field.set = true;
+    return field;
+}
+
 // `width` bytes at `offset`, 1, 2, 4 or 8; hslPut writes nothing that does not fit.
 uint64_t hslGet(hslBytes record, size_t offset, unsigned width);
 void hslPut(hslBuffer &record, size_t offset, unsigned width, uint64_t value);
 
 uint64_t hslValue(const hslField_t &field, hslBytes record, unsigned index);
-// "default tc 0, tc 0 1 2 3 4 5 6 7"
+// Null if no field has the name.
+const hslField_t *hslFieldNamed(std::span<const hslField_t> fields, const char *name);
+// "default tc 0, tc 0 1 2 3 4 5 6 7"; three and more equal values in a row fold to "0*8".
 std::string hslFieldsText(std::span<const hslField_t> fields, hslBytes record);
 // The same as an object: a number, or an array where the field repeats.
 hslJson hslFieldsJson(std::span<const hslField_t> fields, hslBytes record);

@@ -21,10 +21,13 @@ static const char *const footer = R"(Chips may also be left out: a chip is learn
 The driver serves RUN/qos/driver, RUN being VELMAR_RUN, else /run/velmar for root, else /tmp/velmar-<uid>.
 Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'error: ...':
   stat                            counts as one line of JSON
-  show | show port IFINDEX        the whole state, or one port with all its records, as JSON
+  show | show port PORT | show chip SLOT/CHIP
+                                  the whole state; one port with its records, congestion setup and traffic; one chip
+                                  with its policers; as JSON. PORT is an interface index or a name as te1/3
   log [N] | log json [N]          the last N requests in words, or as JSON; N is 20 if not given
   clear log | clear warnings
-  chip SLOT/CHIP:TYPE:PORTS       declares a chip
+  chip SLOT/CHIP:TYPE:PORTS[:buffers=BYTES]
+                                  declares a chip
   event chip-up|chip-down SLOT/CHIP
   event ready|bulk [SLOT/CHIP ..] all chips if none is named
   event raw HEX                   sends the datagram as it is
@@ -34,6 +37,9 @@ Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'er
   fault list | fault clear
   data command=N offset=N hex=BYTES [port=IFINDEX] | data clear
                                   bytes that responses carry from now on
+  traffic PORT priority=P rate=R [kind=K] [policer=ID] | traffic PORT off | traffic list
+                                  what arrives at a port; R as 2G or 500M bits a second, K unicast, broadcast,
+                                  multicast or unknown-unicast, ID the ingress policer that takes it
   stall [SECONDS] | resume        leaves requests unread
   clock step SECONDS              moves the driver's own time forward
   quit
@@ -64,7 +70,8 @@ static int run(int argc, char **argv)
     std::vector<std::string> chips;
     bool verbose = false;
     CLI::App app{"hsld plays the ASIC driver for a QoS agent on this machine.", "hsld"};
-    app.add_option("-c,--chip", chips, "A chip, SLOT/CHIP:TYPE:PORTS as in 1/0:tessel:48; may be given again")
+    app.add_option("-c,--chip", chips,
+                   "A chip, SLOT/CHIP:TYPE:PORTS[:buffers=BYTES] as in 1/0:tessel:48; may be given again")
         ->type_name("CHIP")
         ->check([&server](const std::string &text) { return hslModelDeclare(server.model, text); });
     app.add_flag("-v,--verbose", verbose, "Prints each request in words");

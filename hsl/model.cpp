@@ -3,7 +3,6 @@
 #include "hsl/model.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "velmar/dce.h"
 
@@ -39,45 +38,81 @@ int hslParseChip(const std::string &text)
     return static_cast<int>(slot * 8 + chip);
 }
 
+// "buffers=BYTES", with K or M for 2^10 or 2^20 of them.
+static bool parseBuffers(const std::string &option, uint64_t *bytes)
+{
+    if (option.compare(0, 8, "buffers=") != 0 || option.size() < 9)
+        return false;
+    unsigned shift = option.back() == 'K' ? 10 : option.back() == 'M' ? 20 : 0;
+    if (!hslNumber(option.substr(8, option.size() - 8 - (shift ? 1 : 0)), bytes) || !*bytes ||
+        *bytes > UINT32_MAX >> shift)
+        return false;
+    *bytes <<= shift;
+    return true;
+}
+
 std::string hslModelDeclare(hslModel_t &model, const std::string &text)
 {
     auto first = text.find(':'), second = text.find(':', first == std::string::npos ? first : first + 1);
-    auto form = "chip '" + text + "' must be SLOT/CHIP:TYPE:PORTS, as 1/0:tessel:48; ";
+    auto form = "chip '" + text + "' must be SLOT/CHIP:TYPE:PORTS[:buffers=BYTES], as 1/0:tessel:48; ";
     if (second == std::string::npos)
         return form + "a part is missing";
+    auto third = std::min(text.find(':', second + 1), text.size());
     int flat = hslParseChip(text.substr(0, first));
     if (flat < 0)
         return form + "slots run from 0 to 15, chips from 0 to 7, and 15/0 stands for all chips";
     auto type = hslChipType(text.substr(first + 1, second - first - 1));
     if (!type)
         return form + "types are larkin, tessel, mirelle, mirelle2";
-    uint64_t ports;
-    if (!hslNumber(text.substr(second + 1), &ports) || ports < 1 || ports > CHIP_PORTS)
+    uint64_t ports, buffers = type->buffers;
+    if (!hslNumber(text.substr(second + 1, third - second - 1), &ports) || ports < 1 || ports > CHIP_PORTS)
         return form + "ports run from 1 to " + std::to_string(CHIP_PORTS);
+    if (third < text.size() && !parseBuffers(text.substr(third + 1), &buffers))
+        return form + "buffers is a number of bytes, as 9437184, or with K or M behind it";
     auto &chip = model.chips[flat];
     chip.flat = flat;
     chip.type = type;
     chip.ports = static_cast<unsigned>(ports);
     chip.declared = true;
+    chip.buffers = static_cast<uint32_t>(buffers);
     return "";
+}
+
+uint32_t hslFindPort(const hslModel_t &model, const std::string &text)
+{
+    uint64_t number;
+    if (hslNumber(text, &number))
+        return number <= UINT32_MAX ? static_cast<uint32_t>(number) : 0;
+    for (auto &entry : model.ports)
+        if (hslIndexName(entry.first) == text)
+            return entry.first;
+    for (auto &entry : model.chips)
+        for (unsigned n = 0; n < entry.second.ports; ++n)
+            if (hslIndexName(hslChipPort(entry.second, n)) == text)
+                return hslChipPort(entry.second, n);
+    return 0;
 }
 
 static hslChip_t &learnChip(hslModel_t &model, int flat, const hslCommand_t &row)
 {
     auto [place, isNew] = model.chips.try_emplace(flat);
     auto &chip = place->second;
+    // Any chip is asked for it when a port appears that its agent does not know.
+    bool extended = row.command == COS_EXT_CHIP_CAPABILITY;
     if (isNew) {
         bool anyDeclared =
             std::any_of(model.chips.begin(), model.chips.end(), [](auto &entry) { return entry.second.declared; });
         chip.flat = flat;
         chip.ports = 48;
         chip.type = row.family == HSL_DCE ? &types[0] : row.chips == HSL_MIRELLE ? &types[2] : &types[1];
+        chip.buffers = chip.type->buffers;
         if (anyDeclared)
             hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " was not declared");
-    } else if (!chip.declared && chip.type->family == HSL_TESSEL && row.chips == HSL_MIRELLE) {
+    } else if (!chip.declared && chip.type->family == HSL_TESSEL && row.chips == HSL_MIRELLE && !extended) {
         chip.type = &types[2]; // only now it shows which of the two it is
+        chip.buffers = chip.type->buffers;
     }
-    if (!(chip.type->family & row.chips))
+    if (!(chip.type->family & row.chips) && !(extended && chip.type->family == HSL_TESSEL))
         hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " is a " + chip.type->name + " and has no " +
                                 row.name + " " + hslIndexText(row.command));
     return chip;
@@ -112,8 +147,12 @@ static void tellOne(hslToldMap_t &told, const hslCommand_t &row, hslBytes record
 }
 
 // Values above what the hardware takes, and L2 maps whose blocks disagree.
-static void checkValues(hslModel_t &model, const std::string &who, const hslCommand_t &row, hslBytes record)
+static void checkValues(hslModel_t &model, const std::string &who, const hslCommand_t &row, hslBytes record,
+                        const hslChip_t *chip)
 {
+    for (auto &fault :
+         hslSetupFaults(row, record, chip ? chip->buffers : UINT32_MAX, hslPortSpeed(hslPortOf(row, record))))
+        hslModelWarn(model, who + " " + row.name + ": " + fault);
     for (auto &field : row.fields) {
         for (unsigned i = 0; field.max && i < field.count; ++i) {
             auto value = hslValue(field, record, i);
@@ -166,12 +205,13 @@ static void tellTcam(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row
     }
 }
 
-static void tellPolicer(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
 {
     auto value = [&](const char *name) {
-        auto field = std::find_if(row.fields.begin(), row.fields.end(), [&](auto &f) { return !strcmp(f.name, name); });
-        return field == row.fields.end() ? 0 : hslValue(*field, record, 0);
+        auto field = hslFieldNamed(row.fields, name);
+        return field ? hslValue(*field, record, 0) : 0;
     };
+    auto bytes = [&](const char *name) { return static_cast<double>(value(name)); };
     bool ingress = value("ingress") != 0;
     auto id = value("policer");
     auto key = std::make_pair(ingress, value("group") << 32 | id);
@@ -182,7 +222,7 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, const hslCommand_t &
     case COS_POLICER_ADD:
         if (id < numbers[0] || id >= uint64_t{numbers[0]} + numbers[1])
             hslModelWarn(model, who + ": the chip has no such number");
-        chip.policers.insert(key);
+        hslPolicerSet(chip.policers[key], bytes("cir"), bytes("cbs"), bytes("eir"), bytes("ebs"));
         break;
     case COS_POLICER_REMOVE:
         if (!chip.policers.erase(key))
@@ -190,14 +230,20 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, const hslCommand_t &
         break;
     case COS_POLICER_ASSOCIATE:
         if (id != numbers[2] && std::none_of(chip.policers.begin(), chip.policers.end(), [&](auto &entry) {
-                return entry.first == ingress && static_cast<uint32_t>(entry.second) == id;
+                return entry.first.first == ingress && static_cast<uint32_t>(entry.first.second) == id;
             }))
             hslModelWarn(model, who + ": associated but never added");
+        if (port)
+            port->traffic.policer[ingress] = static_cast<uint32_t>(id);
+        break;
+    case COS_POLICER_DEASSOCIATE:
+        if (port)
+            port->traffic.policer[ingress].reset();
         break;
     }
 }
 
-static void tellTables(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
 {
     switch (row.command) {
     case DCE_TCAM_CREATE_REGION:
@@ -209,13 +255,15 @@ static void tellTables(hslModel_t &model, hslChip_t &chip, const hslCommand_t &r
     case COS_POLICER_ADD:
     case COS_POLICER_REMOVE:
     case COS_POLICER_ASSOCIATE:
-        tellPolicer(model, chip, row, record);
+    case COS_POLICER_DEASSOCIATE:
+        tellPolicer(model, chip, port, row, record);
         break;
     }
 }
 
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now)
 {
+    hslTrafficAdvance(model, now);
     auto port = hslPortOf(row, record);
     if (!port && hslIsPort(target))
         port = target;
@@ -233,14 +281,18 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
     if (port && !isPort && port != ALL_CHIPS && port >> 26 != 34)
         hslModelWarn(model, std::string(row.name) + " for " + hslIndexText(port) + ", which is no port");
     auto who = isPort ? "port " + hslIndexName(port) : hslIndexName(target);
-    checkValues(model, who, row, record);
-    if (isPort)
-        tellOne(learnPort(model, port, chip).told, row, record, now);
-    else if (chip)
+    checkValues(model, who, row, record, chip);
+    if (isPort) {
+        auto &known = learnPort(model, port, chip);
+        tellOne(known.told, row, record, now);
+        hslSetupTell(known.setup, row, record);
+    } else if (chip)
         tellOne(chip->told, row, record, now);
     else if (target == ALL_CHIPS)
         for (auto &[number, each] : model.chips)
             tellOne(each.told, row, record, now);
+    if (row.command == COS_STATS_CLEAR)
+        hslTrafficClear(model, target, record);
     if (chip)
-        tellTables(model, *chip, row, record);
+        tellTables(model, *chip, isPort ? &model.ports.at(port) : nullptr, row, record);
 }

@@ -10,7 +10,8 @@
 #include <string>
 #include <utility>
 
-#include "hsl/commands.h"
+#include "hsl/congestion.h"
+#include "hsl/traffic.h"
 #include "platform/records.h"
 
 struct hslChipType_t {
@@ -19,7 +20,7 @@ struct hslChipType_t {
     hslChips_t family;
     uint32_t rev;
     uint32_t policers[7]; // in the order of capPolicers_t
-    uint32_t buffers;     // bytes of the chip's packet memory
+    uint32_t buffers;     // bytes of packet memory where the chip's own is not given
     uint32_t pools;
     uint16_t policer_groups;
     uint8_t red_profiles;
@@ -48,17 +49,20 @@ struct hslChip_t {
     int flat; // slot x 8 + chip in the slot
     const hslChipType_t *type;
     unsigned ports;
-    bool declared; // else learned from a request's target
+    bool declared;    // else learned from a request's target
+    uint32_t buffers; // bytes of packet memory
     uint64_t requests;
     hslToldMap_t told;
-    std::map<unsigned, hslTcam_t> tcams;          // by table number
-    std::set<std::pair<bool, uint64_t>> policers; // ingress or not, group x 2^32 + id
+    std::map<unsigned, hslTcam_t> tcams; // by table number
+    hslPolicers_t policers;
 };
 
 struct hslPort_t {
     uint32_t ifindex;
     int flat; // -1: on no chip
     hslToldMap_t told;
+    hslSetup_t setup;
+    hslTraffic_t traffic;
 };
 
 // Bytes that a response carries in place of zeros: counters a test or a user wants to see.
@@ -75,12 +79,21 @@ struct hslModel_t {
     std::map<std::string, uint64_t> warnings; // text and how often
     std::vector<hslData_t> data;
     uint32_t next_handle = 1;
+    uint64_t traffic_at = 0;   // ms that traffic has come to
+    bool traffic_runs = false; // something flows, waits or fills
 };
 
-// "SLOT/CHIP:TYPE:PORTS", as "1/0:tessel:48". Empty, or what is wrong.
+// "SLOT/CHIP:TYPE:PORTS[:buffers=BYTES]", as "1/0:tessel:48". Empty, or what is wrong.
 std::string hslModelDeclare(hslModel_t &model, const std::string &text);
 // "SLOT/CHIP" to a flat chip number, -1 if it is none.
 int hslParseChip(const std::string &text);
+
+// The chip's ports as capabilities list them, counted from 0, and the policer group of one; 0 for a port that is not
+// listed.
+uint32_t hslChipPort(const hslChip_t &chip, unsigned n);
+uint32_t hslPolicerGroup(const hslChip_t &chip, uint32_t ifindex);
+// A port by its index, or by its name ("te1/3") if it is known or a chip lists it; 0 for neither.
+uint32_t hslFindPort(const hslModel_t &model, const std::string &text);
 
 void hslModelWarn(hslModel_t &model, const std::string &text);
 
@@ -93,7 +106,8 @@ void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row,
 // The capability record of a chip as its event carries it, 2460 bytes.
 hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event);
 
+hslJson hslChipJson(const hslChip_t &chip, bool whole); // whole: with its policers and their counters
 hslJson hslModelJson(const hslModel_t &model);
-hslJson hslPortJson(const hslPort_t &port, bool whole); // whole: with every record's bytes
+hslJson hslPortJson(const hslPort_t &port, bool whole); // whole: with every record's bytes, setup and traffic
 
 #endif

@@ -44,7 +44,7 @@ static void toldJson(hslJson &out, const hslToldMap_t &told, bool whole)
     out["told"] = list;
 }
 
-static hslJson chipJson(const hslChip_t &chip)
+hslJson hslChipJson(const hslChip_t &chip, bool whole)
 {
     auto ifindex = dce_get_ifindex(chip.flat);
     hslJson out{{"chip", hslIndexName(ifindex).substr(strlen("chip "))},
@@ -53,11 +53,14 @@ static hslJson chipJson(const hslChip_t &chip)
                 {"type", chip.type->name},
                 {"ports", chip.ports},
                 {"declared", chip.declared},
+                {"buffers", chip.buffers},
                 {"requests", chip.requests},
                 {"policers", chip.policers.size()}};
     for (auto &[table, tcam] : chip.tcams)
         out["tcam"][hslIndexText(table)] = {{"max", tcam.max_size}, {"entries", tcam.entries.size()}};
-    toldJson(out, chip.told, false);
+    if (whole)
+        out["policers"] = hslPolicersJson(chip.policers);
+    toldJson(out, chip.told, whole);
     return out;
 }
 
@@ -65,6 +68,10 @@ hslJson hslPortJson(const hslPort_t &port, bool whole)
 {
     hslJson out{
         {"port", hslIndexName(port.ifindex)}, {"ifindex", hslIndexText(port.ifindex)}, {"flat_chip", port.flat}};
+    if (auto setup = hslSetupJson(port.setup); whole && !setup.empty())
+        out["congestion"] = setup;
+    if (whole)
+        out["traffic"] = hslTrafficJson(port.traffic);
     toldJson(out, port.told, whole);
     return out;
 }
@@ -73,7 +80,7 @@ hslJson hslModelJson(const hslModel_t &model)
 {
     hslJson out{{"chips", hslJson::array()}, {"ports", hslJson::array()}, {"warnings", hslJson::array()}};
     for (auto &entry : model.chips)
-        out["chips"].push_back(chipJson(entry.second));
+        out["chips"].push_back(hslChipJson(entry.second, false));
     for (auto &entry : model.ports)
         out["ports"].push_back(hslPortJson(entry.second, false));
     for (auto &[text, count] : model.warnings)

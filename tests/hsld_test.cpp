@@ -633,6 +633,16 @@ TEST_F(Hsld, WhatHardwareWouldRefuseIsAWarning)
         {cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}}), CHIP, "removed but never added"},
         {cos(0x09270004, 40, 40, {{32, 4, PORT}, {36, 4, 7}}), CHIP, "associated but never added"},
         {cos(0x09270002, 88, 88, {{80, 4, 5000}}), CHIP, "no such number"},
+        {cos(0x01270806, 40, 28, {{28, 4, PORT}, {32, 4, 1}, {36, 4, 9 << 20}}), CHIP, ""},
+        {cos(0x01270806, 40, 28, {{28, 4, PORT}, {32, 4, 1}, {36, 4, (9 << 20) + 1}}), CHIP, "above the chip's buffer"},
+        {cos(0x01270805, 108, 28, {{28, 4, PORT}, {76 + 7 * 4, 4, 0xFFFFF000}}), CHIP, "threshold of 7 4294963200"},
+        {cos(0x01270801, 48, 28, {{28, 4, PORT}, {40, 4, 5}, {44, 4, 6}}), CHIP, "de-assert 6 is above assert 5"},
+        {cos(0x01270802, 52, 28, {{28, 4, PORT}, {32, 4, 3}, {48, 4, 1}}), CHIP, "priority 3: de-assert 1"},
+        {cos(0x01270811, 84, 28, {{28, 4, PORT}, {40, 4, 9}, {44, 4, 0xFFFFFFFF}, {48, 4, 8}}), CHIP,
+         "min 9 is above max 8"},
+        {cos(0x01270811, 84, 28, {{28, 4, PORT}, {40, 4, 2}, {44, 4, 7}, {48, 4, 8}}), CHIP, "span is not"},
+        {cos(0x01270003, 40, 28, {{28, 4, 1}, {32, 4, PORT}, {36, 4, 10001}}), CHIP, "above the port's 10000"},
+        {dce(0x23050002, 37, 140, {{12 + 16 + 8, 4, 3 << 20}, {16 + 16, 2, 1}}), OTHER, "threshold of 1 3145728"},
     };
     for (auto &test : cases) {
         SCOPED_TRACE(test.warning);
@@ -673,6 +683,9 @@ TEST_F(Hsld, AnswersComeFromTheModel)
     EXPECT_NE(hslGet(first, 32, 4), hslGet(second, 32, 4));
     // A chip that nobody declared becomes what its requests need.
     EXPECT_EQ(hslGet(answer(cos(0x01270810, 2016, 2016), 0x89000000), 28, 4), 29u);
+    // A Tessel stays one when it is asked for what only the others have.
+    answer(cos(0x01270800, 32, 32), 0x89010000);
+    EXPECT_EQ(hslGet(answer(cos(0x01270810, 2016, 2016), 0x89010000), 28, 4), 26u);
 
     // Statistics: request records back, a bit for each result, counts, and bytes set by hand.
     auto red = cos(0x06270000, 144, 724, {{28, 4, 41}, {34, 2, 8}, {36, 2, 8}, {48, 4, PORT}, {136, 4, 5}});
@@ -686,6 +699,219 @@ TEST_F(Hsld, AnswersComeFromTheModel)
     auto policers = answer(cos(0x06270000, 444, 1508, {{28, 4, 46}, {34, 2, 33}, {36, 2, 33}}));
     EXPECT_EQ(hslGet(policers, 444, 8), 0xFFFFFFFF00000001u);
     EXPECT_EQ(hslGet(answer(dce(0x0A050001, 0, 484), OTHER), 16, 4), 1u); // interfaces in the answer
+}
+
+TEST_F(Hsld, CongestionSetupStandsByPriority)
+{
+    control("chip 1/0:tessel:24:buffers=12M");
+    EXPECT_EQ(hslGet(answer(cos(0x01270800, 32, 32)), 28, 4), 12u << 20);
+    auto scheduler = cos(0x01270002, 144, 144, {{28, 4, PORT}, {32, 4, 6}, {108 + 28, 4, 4000}, {140, 1, 0x7F}});
+    auto thresholds = cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 12, 4, 1}, {76 + 12, 4, 1000}, {76, 4, 5}});
+    for (size_t p = 0; p < 8; ++p) {
+        hslPut(scheduler, 44 + 4 * p, 4, p < 4 ? 10 : 15);
+        hslPut(scheduler, 76 + 4 * p, 4, 1);
+    }
+    answer(scheduler, 0x8BC00000);
+    EXPECT_EQ(control("log 1"), "ok\nte1/1 0x18408000  scheduler  strict boundary 6, group 0*8, weight 10*4 15*4, "
+                                "queue weight 1*8, bandwidth 0*7 4000, unlimited 0 1 2 3 4 5 6  -> ok");
+    answer(thresholds);
+    answer(cos(0x01270806, 40, 28, {{28, 4, PORT}, {32, 4, 1}, {36, 4, 700}}));
+    answer(cos(0x01270803, 40, 28, {{28, 4, PORT}, {32, 8, 0x0102030405060700}}));
+    answer(cos(0x01270801, 48, 28, {{28, 4, PORT}, {36, 4, 1}, {40, 4, 9}, {44, 4, 8}}));
+    for (uint32_t p : {0, 3}) // each record tells one priority, and the others stay
+        answer(cos(0x01270802, 52, 28, {{28, 4, PORT}, {32, 4, p}, {36, 4, 1}, {44, 4, 90 + p}}));
+    for (uint32_t p : {2, 3})
+        answer(cos(
+            0x01270811, 84, 28,
+            {{28, 4, PORT}, {34, 1, p << 2 | 2}, {35, 1, 4}, {36, 4, 127}, {40, 4, 20}, {44, 4, p}, {48, 4, 20 + p}}));
+    auto setup = json("show port te1/1")["congestion"];
+    EXPECT_EQ(setup["budget"], 700);
+    EXPECT_EQ(setup["w2q"], hslJson({1, 2, 3, 4, 5, 6, 7, 0}));
+    EXPECT_EQ(setup["pause"], hslJson({{"rx", false}, {"tx", true}, {"assert", 9}, {"de-assert", 8}}));
+    EXPECT_EQ(setup["scheduler"]["unlimited"], hslJson({0, 1, 2, 3, 4, 5, 6}));
+    auto queues = setup["priorities"];
+    EXPECT_FALSE(queues[0].contains("threshold")); // not marked valid
+    EXPECT_EQ(queues[0]["pfc"]["assert"], 90);
+    EXPECT_EQ(queues[3]["threshold"], 1000);
+    EXPECT_EQ(queues[3]["pfc"]["assert"], 93);
+    EXPECT_EQ(queues[2]["red"]["max"], 22);
+    EXPECT_EQ(queues[3]["red"],
+              hslJson({{"on", true}, {"profile", 4}, {"min", 20}, {"max", 23}, {"probability", 127}}));
+    EXPECT_EQ(queues[6]["strict"], false);
+    EXPECT_FALSE(queues[6].contains("bandwidth"));
+    EXPECT_EQ(queues[7]["strict"], true);
+    EXPECT_EQ(queues[7]["bandwidth"], 4000);
+    EXPECT_EQ(json("show")["warnings"], hslJson::array());
+
+    // The other family: all priorities in one record, RED's in reverse.
+    answer(dce(0x23050002, 30, 52, {{12, 4, PORT + 1}, {16, 2, 0x82}, {20, 4, 15}, {44, 4, 3}}), OTHER);
+    answer(dce(0x23050002, 37, 140, {{12, 4, PORT + 1}, {16 + 32, 2, 5}, {20 + 32, 4, 77}}), OTHER);
+    queues = json("show port " + hslIndexText(PORT + 1))["congestion"]["priorities"];
+    EXPECT_EQ(queues[7]["red"], hslJson({{"on", true}, {"profile", 15}}));
+    EXPECT_EQ(queues[1]["red"], hslJson({{"on", true}, {"profile", 3}}));
+    EXPECT_EQ(queues[5]["threshold"], 77);
+}
+
+// Traffic on a clock of its own, ahead of the real one, so that counters come out to the byte.
+class Traffic : public Hsld {
+protected:
+    uint64_t at = uint64_t{1} << 40;
+
+    void SetUp() override
+    {
+        Hsld::SetUp();
+        pass(0);
+    }
+    void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
+    void offer(const std::string &words) { EXPECT_EQ(control("traffic " + words), "ok"); }
+    hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return server.model.ports.at(port).traffic.queues[p]; }
+    std::vector<uint64_t> drops() // frames and bytes, as a drop monitor reads them
+    {
+        auto response = answer(bulkOf({cos(0x0127080A, 448, 448, {{28, 4, PORT}})}));
+        return {hslGet(response, 36 + 432, 8), hslGet(response, 36 + 440, 8)};
+    }
+    std::vector<uint64_t> policed(uint32_t device, uint32_t id, uint32_t group = 0, uint32_t target = CHIP)
+    {
+        auto response = answer(
+            cos(0x06270000, 60, 96, {{28, 4, device}, {34, 2, 1}, {36, 2, 1}, {48, 4, id}, {52, 4, group}}), target);
+        return {hslGet(response, 72, 8), hslGet(response, 80, 8), hslGet(response, 88, 8)};
+    }
+};
+
+TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
+{
+    answer(cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 12, 4, 1}, {76 + 12, 4, 1000000}}));
+    offer("te1/1 priority=3 rate=9G");
+    pass(1000);
+    EXPECT_EQ(drops(), (std::vector<uint64_t>{0, 0}));
+    // 2 of 12 Gbit/s are too many: 4 ms to fill the queue, then 250 MB a second.
+    offer("te1/1 priority=3 rate=12G");
+    pass(3);
+    EXPECT_EQ(hslCount(queue(3).level.now), 750000u);
+    EXPECT_EQ(drops()[1], 0u);
+    pass(1001);
+    EXPECT_EQ(drops(), (std::vector<uint64_t>{250000, 250000000}));
+    EXPECT_EQ(hslCount(queue(3).forwarded), 1125000000u + 1255000000);
+    EXPECT_EQ(hslCount(queue(3).enqueued), 1125000000u + 1256000000);
+    auto counters = answer(cos(0x06270000, 504, 504, {{28, 4, 49}, {32, 4, 1}, {40, 4, 2}, {48, 4, PORT}}));
+    EXPECT_EQ(hslGet(counters, 32 + 0x18 + 24, 8), 2380000u);
+    EXPECT_EQ(hslGet(counters, 32 + 0x58 + 24, 8), 2380000000u / 8);
+    EXPECT_EQ(hslGet(counters, 32 + 0x128, 8), 2381000u);
+    // Cleared, a lower threshold takes nothing until the queue has drained to it, and then all is as before.
+    answer(cos(0x06270001, 44, 44, {{28, 4, 49}, {32, 4, 1}, {40, 4, PORT}}));
+    EXPECT_EQ(drops()[1], 0u);
+    answer(cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 12, 4, 1}, {76 + 12, 4, 500000}}));
+    for (int i = 0; i < 100; ++i) // many short strides are one long one
+        pass(10);
+    EXPECT_EQ(drops()[1], 250500000u);
+    offer("te1/1 off");
+    pass(uint64_t{40} * 86400 * 1000);
+    EXPECT_EQ(queue(3).level.now, 0);
+    EXPECT_EQ(drops()[1], 250500000u);
+    EXPECT_FALSE(server.model.traffic_runs);
+    answer(cos(0x06270001, 40, 40, {{28, 4, 49}, {36, 4, 0x40000000}}));
+    EXPECT_EQ(drops()[0], 0u);
+}
+
+TEST_F(Traffic, APausedSenderLosesNothing)
+{
+    answer(cos(0x01270802, 52, 28, {{28, 4, PORT}, {32, 4, 3}, {40, 4, 1}, {44, 4, 100000}}));
+    offer("te1/1 priority=3 rate=12G");
+    offer("te1/1 priority=4 rate=12G");
+    pass(2000);
+    EXPECT_EQ(queue(3).dropped, 0);
+    EXPECT_EQ(hslCount(queue(3).level.now), 100000u);
+    EXPECT_EQ(hslCount(queue(3).held + queue(3).enqueued), 3000000000u);
+    EXPECT_GT(queue(4).dropped, 1e9);
+}
+
+TEST_F(Traffic, SchedulerAndShaperShareThePort)
+{
+    auto scheduler = cos(0x01270002, 144, 144, {{28, 4, PORT}, {32, 4, 6}, {108 + 28, 4, 4000}, {140, 1, 0x7F}});
+    for (size_t p = 0; p < 8; ++p)
+        hslPut(scheduler, 44 + 4 * p, 4, p == 1 ? 3 : 1);
+    answer(scheduler, 0x8BC00000);
+    for (auto p : {"0", "1", "7"})
+        offer(std::string("te1/1 rate=10G priority=") + p);
+    offer("te1/1 priority=2 rate=400M"); // less than its share, the rest goes to 0 and 1
+    struct {
+        uint32_t shaper, forwarded[8]; // Mbit/s, kB in a second
+    } cases[] = {{0, {175000, 525000, 50000, 0, 0, 0, 0, 500000}},
+                 {8000, {112500, 337500, 50000, 0, 0, 0, 0, 500000}},
+                 {2000, {0, 0, 0, 0, 0, 0, 0, 250000}}};
+    for (auto &test : cases) {
+        answer(cos(0x01270003, 40, 28, {{28, 4, 1}, {32, 4, PORT}, {36, 4, test.shaper}}));
+        for (unsigned p = 0; p < 8; ++p)
+            queue(p).forwarded = 0;
+        pass(1000);
+        for (unsigned p = 0; p < 8; ++p)
+            EXPECT_NEAR(queue(p).forwarded / 1000, test.forwarded[p], 0.01) << test.shaper << " priority " << p;
+    }
+}
+
+TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
+{
+    auto add = [](uint32_t direction, uint32_t id, uint32_t group = 0) {
+        return cos(0x09270002, 88, 88,
+                   {{28, 4, direction},
+                    {32, 8, 500000},
+                    {40, 8, 1000000},
+                    {56, 8, 2000000},
+                    {76, 4, group << 28},
+                    {80, 4, id}});
+    };
+    const uint32_t in = 0x80000000, mirelle2 = 0x88800000, last = 6u << 26 | 2u << 22 | 64u << 15;
+    using three = std::vector<uint64_t>;
+    answer(bulkOf({add(in, 7), cos(0x09270004, 40, 40, {{28, 4, in}, {32, 4, PORT}, {36, 4, 7}})}));
+    answer(add(in, 8));
+    // 5 MB a second: the bucket lasts 125 ms, then 1 conforms, 2 exceed and 2 are too many.
+    offer("te1/1 priority=2 rate=40M kind=broadcast");
+    pass(1125);
+    EXPECT_EQ(policed(46, 7), (three{1625000, 2000000, 2000000}));
+    EXPECT_EQ(policed(46, 8), (three{0, 0, 0}));
+    EXPECT_EQ(policed(47, 7), (three{0, 0, 0}));
+    EXPECT_EQ(hslCount(queue(2).enqueued), 3625000u);
+    EXPECT_EQ(json("show chip 1/0")["policers"][0]["violate_frames"], 2000);
+    // Clears carry all flags set and an id; what they do not name stays.
+    answer(cos(0x06270001, 60, 60, {{28, 4, 46}, {34, 2, 1}, {48, 4, 8}, {56, 4, 65535}}));
+    EXPECT_EQ(policed(46, 7)[2], 2000000u);
+    answer(cos(0x06270001, 60, 60, {{28, 4, 46}, {34, 2, 1}, {48, 4, 7}, {56, 4, 65535}}));
+    EXPECT_EQ(policed(46, 7), (three{0, 0, 0}));
+    // The bucket fills while nothing comes. A flow may name its policer; without one nothing is policed.
+    offer("te1/1 off");
+    pass(10000);
+    answer(cos(0x09270005, 36, 36, {{28, 4, in}, {32, 4, PORT}}));
+    offer("te1/1 priority=2 rate=40M");
+    offer("te1/1 priority=2 rate=40M kind=multicast policer=7");
+    pass(125);
+    EXPECT_EQ(policed(46, 7), (three{625000, 0, 0}));
+    EXPECT_EQ(json("traffic list")[1], hslJson({{"port", "te1/1"},
+                                                {"ifindex", "0x18408000"},
+                                                {"priority", 2},
+                                                {"kind", "multicast"},
+                                                {"rate", 40000000},
+                                                {"policer", 7}}));
+    // Behind the queue, and of the port's own group.
+    for (uint32_t group : {0, 7})
+        answer(add(0, 9, group), mirelle2);
+    answer(cos(0x09270004, 40, 40, {{32, 4, last}, {36, 4, 9}}), mirelle2);
+    offer("te2/64 priority=1 rate=40M");
+    pass(1125);
+    EXPECT_EQ(policed(47, 9, 7, mirelle2), (three{1625000, 2000000, 2000000}));
+    EXPECT_EQ(policed(47, 9, 0, mirelle2), (three{0, 0, 0}));
+    EXPECT_EQ(hslCount(queue(1, last).forwarded), 3625000u);
+    EXPECT_EQ(answer(cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}})).size(), 36u); // removed in use
+    pass(1000);
+    EXPECT_EQ(policed(46, 7), (three{0, 0, 0}));
+    EXPECT_EQ(json("show")["warnings"], hslJson::array());
+}
+
+TEST_F(Hsld, TrafficFollowsTheDriversClock)
+{
+    control("traffic te1/1 priority=0 rate=12G");
+    control("clock step 100");
+    auto response = answer(cos(0x0127080A, 448, 448, {{28, 4, PORT}}));
+    EXPECT_NEAR(static_cast<double>(hslGet(response, 440, 8)), 25e9, 5e9);
 }
 
 TEST_F(Hsld, ControlSocketAnswersItsSender)
@@ -713,6 +939,18 @@ TEST_F(Hsld, ControlSocketAnswersItsSender)
                        "chip 1/9:tessel:4",
                        "chip 1/0:tessel:0",
                        "chip 1/0:granite:4",
+                       "chip 1/0:tessel:4:buffers=",
+                       "chip 1/0:tessel:4:buffers=4G",
+                       "chip 1/0:tessel:4:buffers=5000M",
+                       "show chip 9/0",
+                       "traffic",
+                       "traffic te9/9 off",
+                       "traffic 0x88400000 priority=1 rate=1",
+                       "traffic te1/1 priority=8 rate=1",
+                       "traffic te1/1 priority=1",
+                       "traffic te1/1 priority=1 rate=-1",
+                       "traffic te1/1 priority=1 rate=1Q",
+                       "traffic te1/1 priority=1 rate=1 kind=beam",
                        "clock step -1",
                        "stall soon",
                        "data command=1",
