@@ -12,12 +12,16 @@
 #include "tools/node.h"
 #include "tools/report.h"
 #include "tools/scenario.h"
+#include "tools/stats.h"
+#include "tools/top.h"
 
 namespace {
 
 struct arguments {
     ctlOptions_t options;
     ctlWatch_t watch;
+    ctlStatsOptions_t asked;
+    ctlTop_t top;
     bool stats = false;
     std::vector<std::string> words;
     std::string raw, raw_tail, file, name, process = "dorvald";
@@ -44,19 +48,84 @@ void addLinkOptions(CLI::App *command, arguments &args)
     command->add_flag("-j,--json", args.options.json, "one JSON object a line");
 }
 
-void addSendOptions(CLI::App *command, arguments &args)
+void addAgentOptions(CLI::App *command, arguments &args)
 {
-    addLinkOptions(command, args);
     command->add_option("--slot", args.options.slot, "the agent's slot, 1 to 16")
         ->check(CLI::Range(1, 16))
         ->capture_default_str();
     command->add_option("--timeout", args.options.timeout, "seconds to wait for each echo")
         ->check(CLI::Range(0.0, 3600.0))
         ->capture_default_str();
+}
+
+void addSendOptions(CLI::App *command, arguments &args)
+{
+    addLinkOptions(command, args);
+    addAgentOptions(command, args);
     command->add_option("--seq", args.options.seq, "sequence number of the first message, 0 to 255")
         ->check(CLI::Range(0, 255));
     command->add_flag("-v,--verbose", args.options.verbose, "the decoded fields of every message");
     command->add_flag("--dry-run", args.options.dry_run, "show the batches and send nothing");
+}
+
+// The kinds of statistics with their words: "buffers [ingress|egress] [port|plc|tmc|tmc-chip]".
+std::string kindsText()
+{
+    std::string text = "Kinds:\n", kind, sides, sources;
+    const auto add = [](std::string &list, const std::string &word) {
+        if (!word.empty() && ("|" + list + "|").find("|" + word + "|") == std::string::npos)
+            list += (list.empty() ? "" : "|") + word;
+    };
+    const auto flush = [&] {
+        if (!kind.empty())
+            text += "  " + kind + (sides.empty() ? "" : " [" + sides + "]") +
+                    (sources.empty() ? "" : " [" + sources + "]") + "\n";
+        sides = sources = "";
+    };
+    for (const ctlStatsView_t &view : ctlStatsViews()) {
+        if (kind != view.kind)
+            flush();
+        kind = view.kind;
+        add(sides, view.side);
+        add(sources, view.source);
+    }
+    flush();
+    return text + "Targets: 1/3 or te1/3 (ge, fo likewise), te1/1..te1/8, chip1/0, all. None: every port there is.";
+}
+
+void addStatsCommands(CLI::App &app, arguments &args)
+{
+    CLI::App *stats = app.add_subcommand("stats", "statistics as tables");
+    stats->add_option("kind", args.asked.words, "KIND [SIDE] [SOURCE] [PORT ...]")->required();
+    stats->add_option("--ids", args.asked.ids, "policers, as in 1,4..9");
+    stats->add_option("--selector", args.asked.selector, "the four bytes of TMC and VOQ requests, as in 1,0,0,0");
+    stats->add_option("--rate", args.asked.rate, "rates from two reads, so many seconds apart")
+        ->check(CLI::Range(0.01, 3600.0));
+    stats->add_flag("--nonzero", args.asked.nonzero, "leave out rows that are all zero");
+    stats->add_flag("-j,--json", args.options.json, "one JSON array");
+    addAgentOptions(stats, args);
+    stats->footer(kindsText());
+
+    CLI::App *clear = app.add_subcommand("clear", "clear statistics: clear stats [PORT ...]");
+    clear->add_option("what", args.words, "stats, then ports, chips, or all; none is all")->required();
+    clear->add_flag("-j,--json", args.options.json, "one JSON array");
+    addAgentOptions(clear, args);
+
+    CLI::App *top = app.add_subcommand("top", "the busiest queues, redrawn until a key is pressed");
+    top->add_option("ports", args.top.words, "ports and chips; none is all");
+    top->add_option("--interval", args.top.interval, "seconds between two reads")
+        ->check(CLI::Range(0.01, 3600.0))
+        ->capture_default_str();
+    top->add_option("--count", args.top.count,
+                    "end after this many tables; where output is no terminal, 1 if not given");
+    addAgentOptions(top, args);
+}
+
+int runClear(const arguments &args)
+{
+    if (args.words[0] != "stats")
+        ctlRefuse("nothing called '" + args.words[0] + "' can be cleared; the nearest is stats");
+    return ctlClearStats(args.options, {args.words.begin() + 1, args.words.end()}, std::cout, std::cerr);
 }
 
 std::string readAll(const std::string &name)
@@ -157,6 +226,8 @@ void addCommands(CLI::App &app, arguments &args)
     show->add_option("name", args.name, "message name or code");
     show->add_flag("-j,--json", args.options.json, "as JSON");
 
+    addStatsCommands(app, args);
+
     CLI::App *decode = app.add_subcommand("decode", "take a batch apart");
     decode->add_option("hex", args.words, "the batch in hexadecimal, - for standard input")->required();
     decode->add_flag("-j,--json", args.options.json, "one JSON object a line");
@@ -192,6 +263,12 @@ int run(CLI::App &app, arguments &args)
     if (name == "decode")
         return runDecode(args);
     ctlCatchSignals();
+    if (name == "stats")
+        return ctlShowStats(args.options, args.asked, std::cout, std::cerr);
+    if (name == "clear")
+        return runClear(args);
+    if (name == "top")
+        return ctlTop(args.options, args.top, ctlOwnScreen(), std::cout, std::cerr);
     if (name == "node")
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")

@@ -1,0 +1,32 @@
+// The busiest queues, drawn anew at every interval.
+#ifndef TOOLS_TOP_H
+#define TOOLS_TOP_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tools/commands.h"
+
+// Where the tables go. A terminal is redrawn until a key comes; anything else gets one table after the other.
+struct ctlScreen_t {
+    bool terminal;
+    int keys;       // the descriptor that keys come from, -1 for none
+    unsigned lines; // that a table may have
+};
+
+struct ctlTop_t {
+    std::vector<std::string> words; // ports and chips, none for all
+    double interval = 1;            // seconds
+    unsigned count = 0;             // tables, 0 until a key; off a terminal 0 is 1
+};
+
+// The screen behind standard input and output.
+ctlScreen_t ctlOwnScreen();
+
+// Reads queue counters at every interval and prints the queues that move, the most bytes first. CTL_FAILED if the
+// last read had no answer for a port, CTL_SILENT if it had none at all; a terminal goes on over either.
+int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, const ctlScreen_t &screen, std::ostream &out,
+           std::ostream &err);
+
+#endif
