@@ -224,13 +224,13 @@ uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body)
     qosChip_t *chip = slot ? tailqFirst(&slot->chipList) : nullptr;
     for (; chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
         const uint32_t ifindex = chip->chip_ifindex;
+        body->chip_ifindex = ifindex;
         const qaIoctl_t entry = qaIoctl(chip, QOS_EGR_QUEUE_DEPTH_MSG);
         if (!entry) {
             QOS_ERR("QOS EGRESS QUEUE DEPTH handler for chip %x, type: %d", ifindex, chip->chip_type);
             body->status = QOS_MSG_REFUSED;
             return QOS_MSG_REFUSED;
         }
-        body->chip_ifindex = ifindex;
         rc = entry(body);
         if (rc != QOS_MSG_DONE)
             QOS_ERR("Failed to set egress queue limit on chip %x, rc: %d", ifindex, rc);

@@ -20,7 +20,7 @@ enum : uint8_t { CMD_ADD = 1, CMD_DELETE = 2 };
 
 constexpr qosText_t<const char *> UNKNOWN = QOS_ERR_TEXT("Failed to find interface %s for drop monitor config");
 
-uint32_t refuse(qosDropMonitorCfgMsg_t *body, uint32_t rc)
+uint32_t refuse(qaDropMonitorCfgMsg_t *body, uint32_t rc)
 {
     body->status = static_cast<int32_t>(rc);
     return rc;
@@ -224,7 +224,7 @@ void qaDropMonitor()
         avl_traverse(qosChipTable, visitPeriod, nullptr);
 }
 
-uint32_t qaProcessCfgDropMonitorMsg(qosDropMonitorCfgMsg_t *body)
+uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body)
 {
     QOS_FRAME();
     switch (body->cmd) {
@@ -238,7 +238,7 @@ uint32_t qaProcessCfgDropMonitorMsg(qosDropMonitorCfgMsg_t *body)
 }
 
 // The watch counts before the record is in the list, and a list that refuses it does not take that back.
-uint32_t qaProcessDropMonitorAdd(qosDropMonitorCfgMsg_t *body)
+uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     QOS_DBG("Received drop monitor config request for interface %s", name.text);
@@ -262,7 +262,7 @@ uint32_t qaProcessDropMonitorAdd(qosDropMonitorCfgMsg_t *body)
     return QOS_MSG_DONE;
 }
 
-uint32_t qaProcessDropMonitorDel(qosDropMonitorCfgMsg_t *body)
+uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     const qosChip_t *chip = qaTargetChip(__func__, body, UNKNOWN);

@@ -34,9 +34,9 @@ int qaDropMonitorPeriodicRoutine(thread *event);
 void qaDropMonitor(); // one period over all chips
 
 // Code 73. An unknown command is left as it came, and so is the status where a port to delete is not watched.
-uint32_t qaProcessCfgDropMonitorMsg(qosDropMonitorCfgMsg_t *body);
-uint32_t qaProcessDropMonitorAdd(qosDropMonitorCfgMsg_t *body);
-uint32_t qaProcessDropMonitorDel(qosDropMonitorCfgMsg_t *body);
+uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body);
+uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body);
+uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body);
 
 // Called where the chips' counters are cleared: the saved ones go with them, so the next look sees no drop.
 void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface);

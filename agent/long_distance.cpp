@@ -19,12 +19,12 @@ constexpr uint32_t LARKIN_PORTS = 10;
 constexpr uint32_t NO_RESERVE_METRES = 10000; // from here on nothing is set aside for a regular ISL
 
 // The group's state, or null for a group that has none.
-qosChipLdInfo_t *groupState(qosChip_t *chip, const qosIf_t *interface)
+qosChipLdInfo_t *groupState(const char *function, qosChip_t *chip, const qosIf_t *interface)
 {
     const uint16_t group = interface->ccb.ldIfCfg.buf_pool_group;
     if (group < QOS_NUM_BUF_POOLS)
         return &chip->ldChipCfg[group];
-    QOS_ERR_AT("qaProcessLdCfg", "Buffer pool group %d of if:%s has no long-distance state", group, interface->ifName);
+    QOS_ERR_AT(function, "Buffer pool group %d of if:%s has no long-distance state", group, interface->ifName);
     return nullptr;
 }
 
@@ -93,7 +93,7 @@ target_t findTarget(const char *function, const qosLdConfigMsg_t *body, const qo
         QOS_ERR_AT(function, "Invalid ifindex:0x%x", static_cast<uint32_t>(body->ifindex));
         return {};
     }
-    qosChipLdInfo_t *state = groupState(interface->chip, interface);
+    qosChipLdInfo_t *state = groupState(function, interface->chip, interface);
     return state ? target_t{interface, interface->chip, state} : target_t{};
 }
 
@@ -118,7 +118,6 @@ uint32_t processRegIsl(const char *function, const qosLdConfigMsg_t *body, regIs
 
 uint32_t qaProcessLdCfg(qosLdConfigMsg_t *body)
 {
-    QOS_FRAME();
     switch (body->cmd) {
     case QA_LD_CONFIG:
         return qaLdProcessLdConfigUpdate(body);
@@ -167,7 +166,7 @@ void qaLdGetSystemParam(const qosChip_t *chip, const qosIf_t *interface, uint32_
 void qaLdCalculateBufferDist(qosChip_t *chip, qosIf_t *interface, uint8_t pfcCount)
 {
     QOS_DBG("Calculating LD Buffer Distribution for if:%s pfcCount:%d", interface->ifName, pfcCount);
-    qosChipLdInfo_t *state = groupState(chip, interface);
+    qosChipLdInfo_t *state = groupState(__func__, chip, interface);
     if (!state)
         return;
     uint32_t total;
@@ -219,7 +218,7 @@ void qaLdRollbackBufferDist(qosChip_t *chip, qosIf_t *interface)
 
 void qaLdCommitRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
 {
-    const qosChipLdInfo_t *state = groupState(chip, interface);
+    const qosChipLdInfo_t *state = groupState(__func__, chip, interface);
     if (!state)
         return;
     interface->ccb.tailDropThreshold = state->ld_buf.reg_isl_port_buf;
@@ -228,7 +227,7 @@ void qaLdCommitRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
 
 void qaLdRollbackRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
 {
-    const qosChipLdInfo_t *state = groupState(chip, interface);
+    const qosChipLdInfo_t *state = groupState(__func__, chip, interface);
     if (!state)
         return;
     interface->ccb.tailDropThreshold = state->ld_buf.edge_port_buf;

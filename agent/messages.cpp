@@ -130,7 +130,7 @@ FIELDS(qosPolStatsClrMsg_t, F(status), F(ifindex), F(dir), F(num_policers), F(nu
 FIELDS(qosPolStatsClrAllMsg_t, F(ifindex), F(is_bum_pol_stats_clr_req))
 FIELDS(qosPolBumStateNotifyMsg_t, F(ifindex), F(pol_id), F(dir), F(bum_mon_state))
 FIELDS(qosBumResetStateMsg_t, F(ifindex), F(ifName), F(status))
-FIELDS(qosDropMonitorCfgMsg_t, F(ifindex), F(ifName), F(chip_ifindex), F(cmd), F(status))
+FIELDS(qaDropMonitorCfgMsg_t, F(ifindex), F(ifName), F(chip_ifindex), F(cmd), F(status))
 FIELDS(qosDropMonitorNotifyMsg_t, F(count), EACH(records, ifindex), EACH(records, td_drop_seen),
        EACH(records, red_drop_seen))
 FIELDS(qosTdMonitorStatsMsg_t, F(status), F(num_records), EACH(records, ifindex), EACH(records, td_drop),
@@ -274,7 +274,7 @@ constexpr qosMsgInfo_t qosMsgCatalogue[QOS_MSG_CODES] = {
     FULL(QOS_CLEAR_RED_INTF_RED_STATS_MSG, qosClearStatsMsg_t),
     FULL(QOS_INGR_QUEUE_DEPTH_MSG, qosQueueDepthMsg_t),
     FULL(QOS_EGR_QUEUE_DEPTH_MSG, qosQueueDepthMsg_t),
-    FULL(QOS_DROP_MONITOR_CFG_MSG, qosDropMonitorCfgMsg_t),
+    FULL(QOS_DROP_MONITOR_CFG_MSG, qaDropMonitorCfgMsg_t),
     ACKED(QOS_DROP_MONITOR_NOTIFY_MSG, qosDropMonitorNotifyMsg_t),
     ACKED(QOS_TD_MONITOR_STATS_MSG, qosTdMonitorStatsMsg_t),
     {QOS_RED_MONITOR_STATS, 0, "Unknown", &wireOf<qosRedMonitorStatsMsg_t>::body},

@@ -574,15 +574,15 @@ QOS_LAYOUT(qosBumResetStateMsg_t, sizeof(R) == 28 && offsetof(R, ifName) == 4 &&
 // ---- Drop monitor
 
 // Code 73. A port to watch for drops, or to watch no longer.
-struct qosDropMonitorCfgMsg_t {
+struct qaDropMonitorCfgMsg_t {
     be32 ifindex; // or QOS_ALL_CHIPS_IFINDEX
     char ifName[20];
     be32 chip_ifindex;
     uint8_t cmd; // 1 add, 2 delete
     sbe32 status;
 };
-QOS_LAYOUT(qosDropMonitorCfgMsg_t, sizeof(R) == 33 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                                       offsetof(R, cmd) == 28 && offsetof(R, status) == 29);
+QOS_LAYOUT(qaDropMonitorCfgMsg_t, sizeof(R) == 33 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
+                                      offsetof(R, cmd) == 28 && offsetof(R, status) == 29);
 
 // One port that dropped.
 struct qosDropMonitorNotifyRec_t {

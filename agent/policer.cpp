@@ -103,6 +103,7 @@ uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, Body
         QOS_ERR_AT(function, "Failed to process policer config for interface %s, error = %d", name.text, rc);
     else
         QOS_INF_AT(function, "Processed policer config request %s", name.text);
+    body->status = static_cast<int32_t>(rc); // a chip without groups has called no entry to write it
     return rc;
 }
 

@@ -88,12 +88,12 @@ uint32_t clear(const qosChip_t *chip, qosPolStatsClrMsg_t *body)
     constexpr const char *function = "qaProcessPolStatsClr";
     const int32_t slot = qaIfindexSlot(chip->chip_ifindex);
     const int32_t port = qaIfindexPort(chip->chip_ifindex);
+    body->num_pol_grp = qaGetNumPolicerGroups(chip);
     const qaIoctl_t entry = qaIoctl(chip, QOS_POL_STATS_CLR_MSG);
     if (!entry) {
         QOS_ERR_AT(function, "NULL Default CoS IOCTL handler for chip %d/%d", slot, port);
         return end(body, QOS_MSG_REFUSED, QOS_MSG_REFUSED);
     }
-    body->num_pol_grp = qaGetNumPolicerGroups(chip);
     const uint32_t rc = entry(body);
     if (rc == QOS_MSG_DONE)
         return end(body, QOS_MSG_DONE, rc);
@@ -119,6 +119,8 @@ void forgetViolations(const qosChip_t *chip, const qosPolStatsClrMsg_t *body)
     const qosPolStatsClrData_t *entries = body->stats_clr_data;
     for (int32_t i = 0; i < body->num_policers; ++i) {
         const qosIf_t *interface = qosLookupIfEntry(entries[i].ifindex);
+        if (!interface && entries[i].ifindex != QOS_ALL_CHIPS_IFINDEX)
+            continue;
         qaPolPolicerInfo_t key = {};
         key.ifindex = entries[i].ifindex;
         key.policer_id = entries[i].policer_id;

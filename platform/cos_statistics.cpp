@@ -121,7 +121,8 @@ uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body)
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {
-        QOS_ERR_AT(function, "Clearning stats for unknown interface %x\n", ifindex);
+        if (body->clearAll == 0)
+            QOS_ERR_AT(function, "Clearning stats for unknown interface %x\n", ifindex);
         return QOS_MSG_UNSERVED;
     }
     const bool all = body->clearAll != 0;

@@ -118,8 +118,8 @@ constexpr size_t statReach(std::span<const statStep_t> steps)
 // Runs the steps. Of the response `length` bytes can be read; what a step finds behind them is 0.
 void statCopy(std::span<const statStep_t> steps, const unsigned char *response, size_t length, void *body);
 
-// Adds a counter to a decimal text of at most `size` bytes, terminator included, of which an empty or a foreign one
-// counts as 0. The sum wraps in 64 bits. A text that is not terminated is read to its end.
+// Adds a counter to a decimal text of at most `size` bytes, terminator included; the text is read as strtoull reads it,
+// one without a number as 0. The sum wraps in 64 bits. A text that is not terminated is read to its end.
 void statAddText(char *text, size_t size, uint64_t counter);
 
 // A text into a field of `size` bytes, cut to it and then not terminated; the rest of the field becomes 0.

@@ -39,14 +39,14 @@ uint32_t bufferDivisor(uint32_t model)
     }
 }
 
-uint32_t sendPfc(const qosIf_t *interface, uint32_t priority)
+uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
 {
     uint32_t de_assert;
     uint32_t assert_threshold;
     qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
     const qosPauseProfile_t &pfc = interface->ccb.pfc[priority];
     auto *record = qosCosRequest<cosPfc_t>(COS_PFC);
-    record->ifindex = interface->ifIndex;
+    record->ifindex = ifindex;
     record->priority = chipPriority(priority);
     record->rx = pfc.rx != 0;
     record->tx = pfc.tx != 0;
@@ -145,9 +145,11 @@ uint32_t tslSetPfc(qosCcbMsg_t *body)
         return QOS_MSG_NOT_FOUND;
     uint32_t rc = QOS_MSG_DONE;
     for (uint32_t priority = 0; priority < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++priority) {
-        rc = stored(body, sendPfc(interface, priority));
+        rc = stored(body, sendPfc(interface, body->ifindex, priority));
         if (rc != QOS_MSG_DONE)
             QOS_ERR("Failed to set PFC for port %s, cos %d, rc: %d", interface->ifName, priority, rc);
+        else
+            QOS_DBG("Set PFC for port %s, cos %d", interface->ifName, priority);
     }
     return rc;
 }

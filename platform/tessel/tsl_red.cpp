@@ -40,6 +40,8 @@ uint32_t tslIvqRedSet(uint32_t target, uint32_t ifindex, uint8_t pfc_map)
     const uint32_t rc = qosCosSend(target, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set ivq red for port %x, rc: %d", ifindex, rc);
+    else
+        QOS_DBG("Set ivq red for port %x", ifindex);
     return rc;
 }
 
@@ -128,6 +130,8 @@ uint32_t tslSetRedProfile(qosCcbMsg_t *body)
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red for IfIndex: %d on chip_ifIndex %x, rc: %d", static_cast<uint32_t>(body->ifindex),
                 chip, rc);
+    else
+        QOS_DBG("Set red for IfIndex: %d on chip_ifIndex %x", static_cast<uint32_t>(body->ifindex), chip);
     body->status = static_cast<int32_t>(rc);
     return rc;
 }

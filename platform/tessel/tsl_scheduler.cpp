@@ -4,6 +4,7 @@
 #include "channels/driver_request.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
+#include "platform/cos_port.h"
 
 namespace {
 
@@ -45,6 +46,8 @@ uint32_t tsl_qos_convert_wgt_to_dnld_wgt(uint32_t weight)
 
 uint32_t tslSetSchCfg(qosSchMsg_t *body)
 {
+    if (!cosFindPort(__func__, body->ifIndex))
+        return QOS_MSG_NOT_FOUND;
     const uint32_t configured = body->sch_cfg.sp_count;
     const uint32_t count = configured < QOS_PRIORITIES ? configured : QOS_PRIORITIES;
     const strict_t strict = strictQueues(body, count);
@@ -69,12 +72,16 @@ uint32_t tslSetSchCfg(qosSchMsg_t *body)
     const uint32_t rc = qosSendRequest(qosCosIoctl, QOS_ALL_CHIPS_IFINDEX, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
+    else
+        QOS_DBG("Scheduler Cfg IOCTL set on interface %s", qosNameOf(body->ifName).text);
     body->status = static_cast<int32_t>(rc);
     return rc;
 }
 
 uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
 {
+    if (!cosFindPort(__func__, body->ifIndex))
+        return QOS_MSG_NOT_FOUND;
     auto *record = qosCosRequest<cosPortShaper_t>(COS_PORT_SHAPER, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
     record->valid = 1;
     record->ifIndex = body->ifIndex;
@@ -82,6 +89,8 @@ uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
     const uint32_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Port Shaper IOCTL failed for interface %s", qosNameOf(body->ifName).text);
+    else
+        QOS_DBG("Port Shaper IOCTL set on interface %s", qosNameOf(body->ifName).text);
     body->status = static_cast<int32_t>(rc);
     return rc;
 }
