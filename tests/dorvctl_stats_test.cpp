@@ -6,97 +6,21 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sstream>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "tests/ctl_peer.h"
 #include "tools/error.h"
 #include "tools/report.h"
 #include "tools/top.h"
 #include "tools/values.h"
-#include "velmar/run.h"
 
 namespace {
 
 using words = std::vector<std::string>;
-
-struct ownRun : testing::Environment {
-    static std::string path;
-    void SetUp() override
-    {
-        char name[] = "/tmp/dorvctl-stats-XXXXXX";
-        path = mkdtemp(name);
-        setenv("VELMAR_RUN", name, 1);
-        char error[256];
-        ASSERT_STREQ(velmar_run_dir(error, sizeof error), name);
-    }
-    void TearDown() override { std::filesystem::remove_all(path); }
-};
-std::string ownRun::path;
-testing::Environment *const environment = testing::AddGlobalTestEnvironment(new ownRun);
-
-sockaddr_un addressOf(const std::string &path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-}
-
-void sendTo(int fd, const std::string &data, const sockaddr_un &to)
-{
-    sendto(fd, data.data(), data.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to);
-}
-
-// A socket and a thread that hands each datagram to `serve`.
-class peer {
-public:
-    using server = std::function<void(int fd, const std::string &data, const sockaddr_un &from)>;
-    peer(const std::string &name, server serve)
-        : path_(ownRun::path + "/" + name + "." + std::to_string(getpid())), fd_(socket(AF_UNIX, SOCK_DGRAM, 0)),
-          serve_(std::move(serve))
-    {
-        const sockaddr_un address = addressOf(path_);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << path_;
-        thread_ = std::thread([this] { loop(); });
-    }
-    ~peer()
-    {
-        ended_ = true;
-        thread_.join();
-        close(fd_);
-        unlink(path_.c_str());
-    }
-
-private:
-    void loop()
-    {
-        std::string data(65536, '\0');
-        while (!ended_) {
-            pollfd readable = {fd_, POLLIN, 0};
-            if (poll(&readable, 1, 10) <= 0)
-                continue;
-            sockaddr_un from{};
-            socklen_t length = sizeof from;
-            const ssize_t got =
-                recvfrom(fd_, data.data(), data.size(), 0, reinterpret_cast<sockaddr *>(&from), &length);
-            if (got > 0)
-                serve_(fd_, data.substr(0, static_cast<size_t>(got)), from);
-        }
-    }
-    std::string path_;
-    int fd_;
-    server serve_;
-    std::atomic<bool> ended_{false};
-    std::thread thread_;
-};
 
 void put(ctlMessage_t &message, const std::string &field, const std::string &value)
 {
@@ -110,13 +34,13 @@ uint32_t get(const ctlMessage_t &message, const char *field)
         ctlReadInteger(*ctlField(ctlBodyOf(*qosMsgInfo(message.code)), field), message.body, 0));
 }
 
-constexpr const char *AGENT = "mi6/qosMIStats.lc1";
+constexpr const char *AGENT = "qosMIStats.lc1";
 std::atomic<int> batches;
 
 // The statistics end of an agent of slot 1: `fill` makes a reply of each request, which begins as a success.
 peer::server answers(std::function<void(ctlMessage_t &)> fill)
 {
-    return [fill](int fd, const std::string &data, const sockaddr_un &) {
+    return [fill](peer &self, const std::string &data, const sockaddr_un &) {
         batches++;
         std::vector<ctlMessage_t> batch = ctlDecode(ctlBytes(data.begin() + 20, data.end())).messages;
         for (ctlMessage_t &message : batch) {
@@ -125,17 +49,7 @@ peer::server answers(std::function<void(ctlMessage_t &)> fill)
             put(message, "status", "0");
             fill(message);
         }
-        mi6_addr_t own{};
-        own.family = 58;
-        std::strcpy(own.service, "qosMIStats");
-        own.slot_mask = 1;
-        own.flags = MI6_LINE_CARD;
-        std::string echo(reinterpret_cast<const char *>(&own), sizeof own);
-        const ctlBytes bytes = ctlEncode(batch);
-        echo.append(bytes.begin(), bytes.end());
-        for (const auto &entry : std::filesystem::directory_iterator(ownRun::path + "/mi6"))
-            if (entry.path().filename().string().rfind("qosMIStats.mgr.", 0) == 0)
-                sendTo(fd, echo, addressOf(entry.path()));
+        self.tellManagers(ctlEncode(batch), 1, "qosMIStats");
     };
 }
 
@@ -221,7 +135,7 @@ TEST(Stats, WordsChooseTheRequests)
 // Each field of each body gets a value of its own, so that a view which reads past a field or names none shows.
 TEST(Stats, EveryViewReadsItsReply)
 {
-    peer fake(AGENT, answers([](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
                   if (message.code == 40)
                       return;
                   const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
@@ -252,7 +166,7 @@ TEST(Stats, EveryViewReadsItsReply)
 
 TEST(Stats, TablesOfReplies)
 {
-    peer fake(AGENT, answers([](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
                   if (message.code == 30) {
                       put(message, "counter1[3]", "18446744073709551615");
                       put(message, "counter2[3]", "x:");
@@ -306,7 +220,7 @@ TEST(Stats, TablesOfReplies)
 TEST(Stats, RatesComeOfTwoReads)
 {
     std::atomic<int> reads{0};
-    peer fake(AGENT, answers([&](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
                   const bool second = ++reads > 2;
                   if (message.code == 25) {
                       put(message, "threshold", second ? "900*8" : "100*8");
@@ -343,7 +257,7 @@ TEST(Stats, FailuresAreNamedAndTheRestIsShown)
     std::ostringstream out, err;
     EXPECT_EQ(ctlTop({}, {{"1/1"}, 5, 0}, {false, -1, 24}, out, err), CTL_SILENT);
     batches = 0;
-    peer fake(AGENT, answers([](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
                   const uint32_t port = get(message, "ifindex") >> 15 & 127;
                   put(message, "status", port == 1 ? "25" : port == 2 ? "-99" : "0");
                   message.ack = port != 3;
@@ -379,9 +293,9 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
                          "te1/3\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n\tL2 Pri Info:\n"
                          "te1/4\n\tifindex = 0x18420001, ChipId = 9, Chip IfIndex = 0x88410000\n"
                          "po1\n\tifindex = 0x24000001, ChipId = -1, Chip IfIndex = 0x00000000\n";
-    peer control("ctl/dorvald", [&](int fd, const std::string &command, const sockaddr_un &from) {
+    peer control("ctl", "dorvald", [&](peer &self, const std::string &command, const sockaddr_un &from) {
         EXPECT_EQ(command, "cli show dorvmd interface all");
-        sendTo(fd, answer, from);
+        self.reply(answer, from);
     });
     using list = std::vector<uint32_t>;
     EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
@@ -395,7 +309,7 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
 TEST(Stats, ClearsOnePortOrAll)
 {
     std::string bodies;
-    peer fake(AGENT, answers([&](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
                   bodies +=
                       std::to_string(message.code) + ":" + ctlFormatHex(message.body.data(), message.body.size()) + " ";
                   put(message, "status", get(message, "ifindex") == 0x18420000 ? "22" : "0");
@@ -412,7 +326,7 @@ TEST(Stats, ClearsOnePortOrAll)
 TEST(Stats, TopPutsTheBusiestFirst)
 {
     std::atomic<uint64_t> reads{0};
-    peer fake(AGENT, answers([&](ctlMessage_t &message) {
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
                   const uint64_t n = ++reads;
                   const bool second = get(message, "ifindex") == 0x18410000;
                   put(message, second ? "counter2[5]" : "counter4[1]",
@@ -464,13 +378,6 @@ TEST(Stats, ProgramReadsItsOptions)
         {"clear stat", CTL_USAGE, "the nearest is stats"},
         {"top 1/1 --interval 0.05 --count 1", CTL_SILENT, "no agent"},
     };
-    for (const auto &row : rows) {
-        FILE *pipe = popen((std::string(DORVCTL_BINARY " ") + row.arguments + " 2>&1").c_str(), "r");
-        std::string said(8192, '\0');
-        said.resize(fread(said.data(), 1, said.size(), pipe));
-        const int status = pclose(pipe);
-        ASSERT_TRUE(WIFEXITED(status)) << row.arguments;
-        EXPECT_EQ(WEXITSTATUS(status), row.exit) << row.arguments << ": " << said;
-        EXPECT_NE(said.find(row.says), std::string::npos) << row.arguments << ": " << said;
-    }
+    for (const auto &row : rows)
+        expectProgram(row.arguments, row.exit, row.says);
 }

@@ -1,18 +1,13 @@
 // dorvctl: values and names as a person types them, the bytes that leave, and what its exit status says about echoes.
 // The agent here is a plain socket with a script, bound where a real one would be.
+#include "tests/ctl_peer.h"
 #include "tools/batch.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
-#include <dirent.h>
-#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sstream>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -22,32 +17,10 @@
 #include "tools/report.h"
 #include "tools/scenario.h"
 #include "tools/values.h"
-#include "velmar/mi6.h"
-#include "velmar/run.h"
 
 namespace {
 
 using words = std::vector<std::string>;
-
-// The run directory of this test process, made before anything asks for it and removed at the end.
-struct ownRun : testing::Environment {
-    static std::string path;
-    void SetUp() override
-    {
-        char name[] = "/tmp/dorvctl-test-XXXXXX";
-        path = mkdtemp(name);
-        setenv("VELMAR_RUN", name, 1);
-        char error[256];
-        ASSERT_STREQ(velmar_run_dir(error, sizeof error), name);
-    }
-    void TearDown() override
-    {
-        if (path.rfind("/tmp/dorvctl-test-", 0) == 0)
-            std::filesystem::remove_all(path);
-    }
-};
-std::string ownRun::path;
-testing::Environment *const environment = testing::AddGlobalTestEnvironment(new ownRun);
 
 std::string hexOf(const ctlBytes &bytes)
 {
@@ -80,82 +53,6 @@ std::string refusal(const std::function<void()> &act)
     }
     return "";
 }
-
-sockaddr_un addressOf(const std::string &path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-}
-
-// A process on the other side: a socket and a thread that hands each datagram to `serve`.
-class peer {
-public:
-    using server = std::function<void(peer &, const std::string &data, const sockaddr_un &from)>;
-
-    peer(const std::string &folder, const std::string &name, server serve)
-        : path_(ownRun::path + "/" + folder + "/" + name + "." + std::to_string(getpid())),
-          fd_(socket(AF_UNIX, SOCK_DGRAM, 0)), serve_(std::move(serve))
-    {
-        const sockaddr_un address = addressOf(path_);
-        if (bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-            ADD_FAILURE() << path_ << ": " << std::strerror(errno);
-        thread_ = std::thread([this] { loop(); });
-    }
-    ~peer()
-    {
-        ended_ = true;
-        thread_.join();
-        close(fd_);
-        unlink(path_.c_str());
-    }
-
-    void reply(const std::string &data, const sockaddr_un &to)
-    {
-        sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to);
-    }
-
-    // Sends to every manager's socket, as the agent of a slot.
-    void tellManagers(const ctlBytes &bytes, unsigned slot = 1)
-    {
-        mi6_addr_t own{};
-        own.family = 58;
-        std::strcpy(own.service, "qosMI");
-        own.slot_mask = static_cast<uint16_t>(1u << (slot - 1));
-        own.flags = 2;
-        std::string data(reinterpret_cast<const char *>(&own), sizeof own);
-        data.append(bytes.begin(), bytes.end());
-        const std::string folder = ownRun::path + "/mi6/";
-        DIR *directory = opendir(folder.c_str());
-        while (const dirent *entry = readdir(directory))
-            if (std::strncmp(entry->d_name, "qosMI.mgr.", 10) == 0)
-                reply(data, addressOf(folder + entry->d_name));
-        closedir(directory);
-    }
-
-private:
-    void loop()
-    {
-        char data[65536];
-        while (!ended_) {
-            pollfd readable = {fd_, POLLIN, 0};
-            if (poll(&readable, 1, 10) <= 0)
-                continue;
-            sockaddr_un from{};
-            socklen_t length = sizeof from;
-            const ssize_t got = recvfrom(fd_, data, sizeof data, 0, reinterpret_cast<sockaddr *>(&from), &length);
-            if (got > 0)
-                serve_(*this, std::string(data, static_cast<size_t>(got)), from);
-        }
-    }
-
-    std::string path_;
-    int fd_;
-    server serve_;
-    std::atomic<bool> ended_{false};
-    std::thread thread_;
-};
 
 // An agent of slot 1 that answers each batch with what `script` makes of it.
 peer::server agent(std::function<void(peer &, std::vector<ctlMessage_t>)> script)
@@ -664,17 +561,7 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
         {"send --help", CTL_DONE, "--raw-tail"},
     };
-    for (const auto &row : rows) {
-        FILE *pipe = popen((std::string(DORVCTL_BINARY " ") + row.arguments + " 2>&1").c_str(), "r");
-        std::string said(4096, '\0');
-        said.resize(fread(said.data(), 1, said.size(), pipe));
-        while (fgetc(pipe) != EOF)
-            ;
-        const int status = pclose(pipe);
-        ASSERT_TRUE(WIFEXITED(status)) << row.arguments;
-        EXPECT_EQ(WEXITSTATUS(status), row.exit) << row.arguments << ": " << said;
-        EXPECT_NE(said.find(row.says), std::string::npos) << row.arguments << ": " << said;
-        EXPECT_TRUE(row.exit != CTL_USAGE || std::count(said.begin(), said.end(), '\n') == 1) << said;
-    }
+    for (const auto &row : rows)
+        expectProgram(row.arguments, row.exit, row.says);
 }
 #endif
