@@ -9,9 +9,12 @@
 #include <unistd.h>
 #include <vector>
 
-std::atomic<long> clock_offset_ms;
+std::atomic<int64_t> clock_offset_ms;
 
 namespace {
+
+// All steps together: with the machine's own time this fits 32 bits of seconds.
+constexpr int64_t OFFSET_MOST_MS = 1000000000 * int64_t{1000};
 
 std::mutex waiters_lock;
 std::vector<int> waiters;
@@ -60,6 +63,13 @@ void make()
 
 } // namespace
 
+int64_t clockUs(int64_t offset_ms)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000 + offset_ms * 1000;
+}
+
 uint64_t clockCoarseMs()
 {
     timespec now;
@@ -81,10 +91,14 @@ void clockSeen(int waiter)
     (void)eventfd_read(waiter, &count);
 }
 
-void clockStep(long milliseconds)
+bool clockStep(int64_t milliseconds)
 {
-    clock_offset_ms.fetch_add(milliseconds);
     const std::lock_guard<std::mutex> lock(waiters_lock);
+    const int64_t before = clock_offset_ms.load();
+    if (milliseconds < 0 || milliseconds > OFFSET_MOST_MS - before)
+        return false;
+    clock_offset_ms.store(before + milliseconds);
     for (const int fd : waiters)
         (void)eventfd_write(fd, 1);
+    return true;
 }

@@ -6,7 +6,10 @@
 #include <cstdint>
 
 // Milliseconds that the clock has been moved forward.
-extern std::atomic<long> clock_offset_ms;
+extern std::atomic<int64_t> clock_offset_ms;
+
+// The clock now, steps included, with an offset that was read before.
+int64_t clockUs(int64_t offset_ms);
 
 // Milliseconds since an arbitrary start, steps included. Cheap, at the kernel tick's resolution.
 uint64_t clockCoarseMs();
@@ -15,7 +18,8 @@ uint64_t clockCoarseMs();
 int clockWaiter();
 void clockSeen(int waiter); // takes back the readiness
 
-// Moves the clock forward and ends every wait that looks at a waiter. Runs on any thread.
-void clockStep(long milliseconds);
+// Moves the clock forward and ends every wait that looks at a waiter; false if all steps together would go further than
+// the clock can. Runs on any thread.
+bool clockStep(int64_t milliseconds);
 
 #endif

@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "host/clock.h"
+#include "host/complain.h"
 #include "host/ctl.h"
 #include "host/election.h"
 #include "host/process.h"
@@ -36,7 +37,8 @@ constexpr size_t COMMAND_MAX = 4096;
 constexpr size_t ANSWER_MAX = 200000; // bytes; below what a datagram takes with the buffer asked for
 constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
-constexpr double STEP_MAX = 1e6; // seconds
+constexpr double STEP_MAX = 1e6;    // seconds
+constexpr size_t WAITING_MOST = 64; // commands for the main thread
 
 struct client_t {
     sockaddr_un address;
@@ -49,17 +51,30 @@ struct waiting_t {
 };
 
 int ctl_fd = -1;
-const ctl_ops_t *offered;
-std::atomic<int> stage_seen = -1;
+std::atomic<const ctl_ops_t *> offered;
 std::mutex waiting_lock;
 std::map<uint32_t, waiting_t> waiting;
 uint32_t last_number;
 
+bool sendFrom(int fd, const client_t &client, const std::string &text)
+{
+    return sendto(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                  reinterpret_cast<const sockaddr *>(&client.address), client.length) >= 0;
+}
+
+// Answers that a client does not read are charged to the socket that they came from. When those fill the control
+// socket's buffer the answer goes out from a socket of its own. A client that is full itself, or connected and so deaf
+// to any other socket, is given up.
 void answer(const client_t &client, const std::string &text)
 {
-    if (client.length > sizeof(sa_family_t))
-        (void)sendto(ctl_fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                     reinterpret_cast<const sockaddr *>(&client.address), client.length);
+    if (client.length <= sizeof(sa_family_t) || sendFrom(ctl_fd, client, text) || errno != EAGAIN)
+        return;
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return;
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
+    (void)sendFrom(fd, client, text);
+    close(fd);
 }
 
 // If `text` is `word`, alone or with something behind it: what follows, without leading blanks. Else null.
@@ -102,13 +117,18 @@ std::string formatted(const char *format, ...)
     return text;
 }
 
-std::string stat()
+// The stage is read when it is asked for, as a stage may be waiting in the middle of its work.
+std::string stat(const char *arg)
 {
+    if (*arg)
+        return formatted("error: stat takes no argument, '%s' was given", arg);
+    const ctl_ops_t *ops = offered.load();
     const election_role_t role = electionRole();
     return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
                      "\"syncs\":%u,\"standbys\":%u}",
-                     stage_seen.load(), static_cast<int>(getpid()), role.name, role.seconds, store_totals.blocks.load(),
-                     store_totals.bytes.load(), store_totals.syncs.load(), 0U);
+                     ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
+                     role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
+                     0U);
 }
 
 std::string traceShow(const char *arg)
@@ -132,7 +152,8 @@ std::string step(const char *arg)
     const double seconds = strtod(arg, &end);
     if (end == arg || *end || !std::isfinite(seconds) || seconds < 0 || seconds > STEP_MAX)
         return formatted("error: '%s' is no number of seconds from 0 to %.0f", arg, STEP_MAX);
-    clockStep(std::lround(seconds * 1000));
+    if (!clockStep(std::llround(seconds * 1000)))
+        return "error: all steps together would be too far";
     return "ok";
 }
 
@@ -168,7 +189,8 @@ std::string cli(const char *arg)
             words += *c;
     while (!words.empty() && words.back() == ' ')
         words.pop_back();
-    for (const ctl_cli_t *row = offered ? offered->cli : nullptr; row && row->text; ++row) {
+    const ctl_ops_t *ops = offered.load();
+    for (const ctl_cli_t *row = ops ? ops->cli : nullptr; row && row->text; ++row) {
         if (words != row->text)
             continue;
         printed_t printed = {"ok\n", false};
@@ -194,8 +216,8 @@ std::string stage(const char *arg)
 std::string traceLevel(const char *arg)
 {
     uint32_t level;
-    if (!takeOnly(arg, INT_MAX, &level) || !offered || !offered->trace_level ||
-        offered->trace_level(static_cast<int>(level)) != 0)
+    const ctl_ops_t *ops = offered.load();
+    if (!takeOnly(arg, INT_MAX, &level) || !ops || !ops->trace_level || ops->trace_level(static_cast<int>(level)) != 0)
         return formatted("error: '%s' is no trace level", arg);
     return "ok";
 }
@@ -239,7 +261,7 @@ struct command_t {
     bool main_thread;
 };
 const command_t COMMANDS[] = {
-    {"stat", [](const char *) { return stat(); }, false},
+    {"stat", stat, false},
     {"trace show", traceShow, false},
     {"clock step", step, false},
     {"stage", stage, true},
@@ -265,11 +287,19 @@ void handOver(const client_t &client, const char *text)
         answer(client, "error: the main loop is not running yet");
         return;
     }
-    uint32_t number;
+    uint32_t number = 0;
+    bool room;
     {
         const std::lock_guard<std::mutex> lock(waiting_lock);
-        number = ++last_number;
-        waiting[number] = {client, text};
+        room = waiting.size() < WAITING_MOST;
+        if (room) {
+            number = ++last_number;
+            waiting[number] = {client, text};
+        }
+    }
+    if (!room) {
+        answer(client, "error: too many commands are waiting");
+        return;
     }
     if (processPost(MSGQ_TYPE_SMI, number) == 0)
         return;
@@ -302,12 +332,16 @@ int ctlOpen(const char *atom)
 {
     if (ctl_fd >= 0)
         return 0;
-    char path[sizeof(sockaddr_un::sun_path)];
+    char path[sizeof(sockaddr_un::sun_path)] = "";
     ctl_fd = velmar_run_bind("ctl", atom, true, path, sizeof path);
-    if (ctl_fd < 0)
-        return -1;
-    setsockopt(ctl_fd, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
-    return 0;
+    if (ctl_fd >= 0) {
+        setsockopt(ctl_fd, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
+        return 0;
+    }
+    const int error = errno;
+    complain("cannot bind control socket %s: %s", *path ? path : atom, strerror(error));
+    errno = error;
+    return -1;
 }
 
 int ctlDescriptor()
@@ -336,16 +370,9 @@ void ctlServe()
     }
 }
 
-void ctlNoteStage()
-{
-    if (offered && offered->stage_index)
-        stage_seen.store(offered->stage_index(), std::memory_order_relaxed);
-}
-
 void ctl_offer(const ctl_ops_t *ops)
 {
-    offered = ops;
-    ctlNoteStage();
+    offered.store(ops);
 }
 
 void smi_process(void *message)

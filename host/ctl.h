@@ -9,7 +9,4 @@ int ctlDescriptor(); // -1 before ctlOpen
 // Answers what has arrived, or hands it to the main thread. Runs where the engine runs.
 void ctlServe();
 
-// Keeps the stage index for "stat", which another thread answers. Runs on the main thread after whatever may change it.
-void ctlNoteStage();
-
 #endif

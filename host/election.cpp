@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "host/clock.h"
-#include "host/ctl.h"
+#include "host/complain.h"
 #include "host/process.h"
 #include "host/raslog.h"
 #include "velmar/run.h"
@@ -33,17 +33,12 @@ ha_hndl_t handle;
 int lock_fd = -1;
 bool started;
 std::atomic<int> role = STANDBY;
-std::atomic<uint32_t> role_since; // seconds of the clock
+std::atomic<uint64_t> role_since; // milliseconds of the clock
 bool dump_held;                   // a complete dump of a former active one is in the store
-
-uint32_t clockSeconds()
-{
-    return static_cast<uint32_t>(clockCoarseMs() / 1000);
-}
 
 void enter(role_t next)
 {
-    role_since.store(clockSeconds());
+    role_since.store(clockCoarseMs());
     role.store(next);
 }
 
@@ -59,16 +54,30 @@ void *waitForLock(void *)
     return nullptr;
 }
 
+// Null, or what is wrong with the service or the instance, whose names become part of a path.
+const char *wrongName(const ha_register_t *record)
+{
+    if (memchr(record->service, '/', strnlen(record->service, sizeof record->service)))
+        return "service";
+    return memchr(record->instance, '/', strnlen(record->instance, sizeof record->instance)) ? "instance" : nullptr;
+}
+
 } // namespace
 
 bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
 {
+    if (const char *wrong = wrongName(record)) {
+        complain("service '%.*s' instance '%.*s': the %s must not hold a '/'", static_cast<int>(sizeof record->service),
+                 record->service, static_cast<int>(sizeof record->instance), record->instance, wrong);
+        errno = EINVAL;
+        return false;
+    }
     ops = record->ops;
     handle = ha;
     const char *mode = getenv("VELMAR_VSS");
     const bool manual = mode && strcmp(mode, "manual") == 0;
     if (mode && *mode && !manual && strcmp(mode, "auto") != 0)
-        fprintf(stderr, "VELMAR_VSS is '%s'; it may be auto or manual, auto is taken\n", mode);
+        complain("VELMAR_VSS is '%s'; it may be auto or manual, auto is taken", mode);
     enter(manual ? MANUAL : STANDBY);
     if (manual || lock_fd >= 0)
         return true;
@@ -76,10 +85,15 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
     char path[sizeof(sockaddr_un::sun_path)];
     snprintf(name, sizeof name, "%.*s.%.*s.lock", static_cast<int>(sizeof record->service), record->service,
              static_cast<int>(sizeof record->instance), record->instance);
-    if (velmar_run_path(path, sizeof path, "ha", name) != 0)
-        return false;
-    lock_fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    return lock_fd >= 0;
+    const bool fits = velmar_run_path(path, sizeof path, "ha", name) == 0;
+    if (fits)
+        lock_fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (lock_fd >= 0)
+        return true;
+    const int error = errno;
+    complain("cannot open lock file %s: %s", fits ? path : name, strerror(error));
+    errno = error;
+    return false;
 }
 
 void electionStart()
@@ -94,7 +108,7 @@ void electionStart()
 election_role_t electionRole()
 {
     constexpr const char *NAMES[] = {"standby", "active", "manual"};
-    return {NAMES[role.load()], clockSeconds() - role_since.load()};
+    return {NAMES[role.load()], static_cast<uint32_t>((clockCoarseMs() - role_since.load()) / 1000)};
 }
 
 bool electionDrive(uint32_t stage, std::string *ran)
@@ -105,7 +119,6 @@ bool electionDrive(uint32_t stage, std::string *ran)
         if (ran)
             *ran += ' ' + std::to_string(stage);
         stage = ops->recover(handle, stage);
-        ctlNoteStage();
     }
     return true;
 }

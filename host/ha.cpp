@@ -1,8 +1,10 @@
 // The state synchronisation service as the process calls it: registration, the store's operations and updates.
 #include "velmar/ha.h"
 
+#include <cerrno>
 #include <cstring>
 
+#include "host/complain.h"
 #include "host/ctl.h"
 #include "host/describe.h"
 #include "host/election.h"
@@ -24,7 +26,15 @@ int ha_register(const ha_register_t *record, const char *, ha_hndl_t *ha, MSG_Q_
 {
     char atom[sizeof record->atom + 1] = {};
     memcpy(atom, record->atom, sizeof record->atom);
-    if (!*atom || strchr(atom, '/') || !storeOpen() || !electionJoin(record, STORE_HANDLE) || ctlOpen(atom) != 0)
+    if (!*atom || strchr(atom, '/')) {
+        complain("'%s' is no atom name: it is empty or holds a '/'", atom);
+        return -1;
+    }
+    if (!storeOpen()) {
+        complain("cannot reserve address space for the replicated store: %s", strerror(errno));
+        return -1;
+    }
+    if (!electionJoin(record, STORE_HANDLE) || ctlOpen(atom) != 0)
         return -1;
     *ha = STORE_HANDLE;
     return 0;

@@ -1,4 +1,5 @@
-// MI6: datagram sockets at RUN/mi6/SERVICE.END.PID, END being "mgr" or "lcN".
+// MI6: datagram sockets at RUN/mi6/SERVICE.END.PID, END being "mgr" or "lcN". Whatever stands behind "SERVICE.END."
+// makes a receiver; the process id in it only tells whether a file is stale.
 //
 // A datagram is the sender's 20-byte address, then the payload. A notice is a datagram to oneself: 20 bytes with family
 // 0xffff, then the 32 bytes of the error queue's control data. Both are scattered by the one receive call.
@@ -21,6 +22,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/complain.h"
 #include "host/run.h"
 #include "host/socket.h"
 #include "velmar/run.h"
@@ -34,12 +36,11 @@ constexpr int FULL_WAIT_MS = 50;
 constexpr int NOTICE_CMSG_TYPE = 1;
 
 struct receiver_t {
-    char file[64];
-    char service[14];
-    int slot;  // 0 the manager, else N of lcN
-    int fd;    // sending socket, -1 before the first send
-    bool over; // did not take a datagram in time
-    bool seen; // by the scan that is going on
+    char file[sizeof(sockaddr_un::sun_path)];
+    ino_t inode; // tells a socket from an earlier one of the same name that is still open
+    int fd;      // sending socket, -1 before the first send
+    bool over;   // did not take a datagram in time
+    bool seen;   // by the scan that is going on
 };
 
 struct notice_datagram_t {
@@ -63,29 +64,34 @@ struct mi6_sock_t {
 
 namespace {
 
-// Takes "SERVICE.END.PID" apart; false for a file that is no receiver.
-bool parseFile(const char *file, receiver_t *receiver)
+// What a file of the folder is to a service: 0 its manager, N its lcN, -1 none of it.
+int slotIn(const char *file, const char *service, size_t length)
 {
-    *receiver = {};
-    receiver->fd = -1;
-    const size_t whole = strlen(file);
-    if (runOwner(file) == 0 || whole >= sizeof receiver->file)
+    if (strncmp(file, service, length) != 0 || file[length] != '.')
+        return -1;
+    const char *end = file + length + 1;
+    if (strncmp(end, "mgr.", 4) == 0)
+        return end[4] ? 0 : -1;
+    if (strncmp(end, "lc", 2) != 0 || end[2] == '0')
+        return -1;
+    int slot = 0;
+    const char *digit = end + 2;
+    for (; *digit >= '0' && *digit <= '9' && slot <= 16; ++digit)
+        slot = slot * 10 + (*digit - '0');
+    return slot >= 1 && slot <= 16 && digit[0] == '.' && digit[1] ? slot : -1;
+}
+
+// False for an entry that is no socket, or whose name no socket address could hold.
+bool takeEntry(const dirent *entry, receiver_t *receiver)
+{
+    const size_t length = strlen(entry->d_name);
+    if (entry->d_type == DT_DIR || entry->d_type == DT_REG || length >= sizeof receiver->file)
         return false;
-    for (const char *dot = strchr(file, '.'); dot; dot = strchr(dot + 1, '.')) {
-        int slot = 0;
-        int end = 0;
-        if (strncmp(dot, ".mgr.", 5) != 0 &&
-            (sscanf(dot, ".lc%2d.%n", &slot, &end) != 1 || end == 0 || slot < 1 || slot > 16))
-            continue;
-        const size_t length = static_cast<size_t>(dot - file);
-        if (length >= sizeof receiver->service)
-            return false;
-        memcpy(receiver->service, file, length);
-        memcpy(receiver->file, file, whole);
-        receiver->slot = slot;
-        return true;
-    }
-    return false;
+    *receiver = {};
+    memcpy(receiver->file, entry->d_name, length);
+    receiver->inode = entry->d_ino;
+    receiver->fd = -1;
+    return true;
 }
 
 void forget(receiver_t *receiver)
@@ -95,7 +101,8 @@ void forget(receiver_t *receiver)
     receiver->fd = -1;
 }
 
-// Brings the table in line with the folder. Receivers that stay keep their sending socket.
+// Brings the table in line with the folder. Receivers that stay keep their sending socket; a name bound anew loses it,
+// since it leads to the socket that had the name before.
 void scan(mi6_sock_t *sock)
 {
     char folder[sizeof(sockaddr_un::sun_path)];
@@ -104,15 +111,18 @@ void scan(mi6_sock_t *sock)
         receiver.seen = false;
     while (const dirent *entry = dir ? readdir(dir) : nullptr) {
         receiver_t found;
-        if (!parseFile(entry->d_name, &found))
+        if (!takeEntry(entry, &found))
             continue;
         const auto known = std::find_if(sock->receivers.begin(), sock->receivers.end(),
                                         [&](const receiver_t &r) { return strcmp(r.file, found.file) == 0; });
-        if (known != sock->receivers.end()) {
+        found.seen = true;
+        if (known == sock->receivers.end()) {
+            sock->receivers.push_back(found);
+        } else if (known->inode == found.inode) {
             known->seen = true;
         } else {
-            found.seen = true;
-            sock->receivers.push_back(found);
+            forget(&*known);
+            *known = found;
         }
     }
     if (dir)
@@ -155,14 +165,15 @@ void refresh(mi6_sock_t *sock)
     scan(sock);
 }
 
-mi6_addr_t addressOf(const receiver_t &receiver)
+// The address of one receiver among those that `to` names.
+mi6_addr_t addressOf(const mi6_addr_t &to, int slot)
 {
     mi6_addr_t address = {};
     address.family = AF_MI6;
-    memcpy(address.service, receiver.service, sizeof address.service);
-    if (receiver.slot > 0)
-        address.slot_mask = static_cast<uint16_t>(1U << (receiver.slot - 1));
-    address.flags = receiver.slot > 0 ? MI6_LINE_CARD : MI6_MANAGER;
+    memcpy(address.service, to.service, sizeof address.service);
+    if (slot > 0)
+        address.slot_mask = static_cast<uint16_t>(1U << (slot - 1));
+    address.flags = slot > 0 ? MI6_LINE_CARD : MI6_MANAGER;
     return address;
 }
 
@@ -225,7 +236,8 @@ bool waitAndSend(receiver_t *receiver, const msghdr *message)
     return false;
 }
 
-sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const msghdr *message)
+// `address` is the receiver's, for notices.
+sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const mi6_addr_t &address, const msghdr *message)
 {
     bool sent = receiver->fd >= 0 && sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
     if (!sent && (receiver->fd < 0 || isGone(errno))) {
@@ -237,7 +249,7 @@ sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const msghd
         sent = waitAndSend(receiver, message);
         if (!sent && errno == EAGAIN) {
             receiver->over = true;
-            notify(sock, fd, MI6_THRESHOLD_HIGH, addressOf(*receiver));
+            notify(sock, fd, MI6_THRESHOLD_HIGH, address);
             errno = EAGAIN;
         }
     }
@@ -245,18 +257,16 @@ sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const msghd
         return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
     if (receiver->over) {
         receiver->over = false;
-        notify(sock, fd, MI6_THRESHOLD_NORMAL, addressOf(*receiver));
+        notify(sock, fd, MI6_THRESHOLD_NORMAL, address);
     }
     return sent_t::TAKEN;
 }
 
-bool isMeant(const receiver_t &receiver, const mi6_addr_t &to)
+bool isMeant(int slot, const mi6_addr_t &to)
 {
-    if (strncmp(receiver.service, to.service, sizeof to.service) != 0)
-        return false;
     if (to.flags & (MI6_MANAGER | MI6_MANAGER_STANDBY))
-        return receiver.slot == 0;
-    return receiver.slot > 0 && (to.slot_mask >> (receiver.slot - 1) & 1) != 0;
+        return slot == 0;
+    return slot > 0 && (to.slot_mask >> (slot - 1) & 1) != 0;
 }
 
 // The 32 bytes of a notice, which lie in the caller's vectors.
@@ -360,6 +370,8 @@ int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
     char service[sizeof local->service + 1] = {};
     memcpy(service, local->service, sizeof local->service);
     if (local->family != AF_MI6 || !*service || strchr(service, '/') || strlen(service) >= sizeof local->service) {
+        complain("cannot open an MI6 socket: '%s' is no service name (1 to %zu characters, none of them a '/')",
+                 service, sizeof local->service - 1);
         errno = EINVAL;
         return -1;
     }
@@ -368,10 +380,14 @@ int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
         snprintf(name, sizeof name, "%s.mgr", service);
     else
         snprintf(name, sizeof name, "%s.lc%d", service, __builtin_ctz(mask) + 1);
-    char path[sizeof(sockaddr_un::sun_path)];
+    char path[sizeof(sockaddr_un::sun_path)] = "";
     const int fd = velmar_run_bind("mi6", name, true, path, sizeof path);
-    if (fd < 0)
+    if (fd < 0) {
+        const int error = errno;
+        complain("cannot bind MI6 socket %s: %s", *path ? path : name, strerror(error));
+        errno = error;
         return -1;
+    }
     if (fd >= SOCKET_FDS) {
         velmar_run_close(fd);
         errno = EMFILE;
@@ -408,10 +424,12 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
     message.msg_iovlen = static_cast<size_t>(count) + 1;
     unsigned taken = 0;
     int failure = 0;
+    const size_t service_length = strnlen(to->service, sizeof to->service);
     for (receiver_t &receiver : sock->receivers) {
-        if (!isMeant(receiver, *to))
+        const int slot = slotIn(receiver.file, to->service, service_length);
+        if (!isMeant(slot, *to))
             continue;
-        const sent_t outcome = sendOne(sock, fd, &receiver, &message);
+        const sent_t outcome = sendOne(sock, fd, &receiver, addressOf(*to, slot), &message);
         taken += outcome == sent_t::TAKEN;
         if (outcome == sent_t::FAILED)
             failure = errno;

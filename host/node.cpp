@@ -14,6 +14,7 @@ namespace {
 
 int node_model = 1000;
 int my_switch;
+constexpr size_t SHOWN_MAX = 100; // characters of a malformed line
 
 struct node_key_t {
     const char *name;
@@ -90,13 +91,23 @@ void nodeLoad(const char *progname)
         fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, strerror(errno));
         exit(1);
     }
-    char line[512];
-    for (int number = 1; fgets(line, sizeof line, file); ++number) {
-        if (const char *wrong = takeLine(line)) {
-            fprintf(stderr, "%s: %s line %d: %s\n", progname, path, number, wrong);
+    char *line = nullptr;
+    size_t room = 0;
+    ssize_t length;
+    for (int number = 1; (length = getline(&line, &room, file)) >= 0; ++number) {
+        const bool whole = strlen(line) == static_cast<size_t>(length);
+        char shown[SHOWN_MAX + 1];
+        snprintf(shown, sizeof shown, "%.*s", static_cast<int>(strcspn(line, "\r\n")), line);
+        if (const char *wrong = whole ? takeLine(line) : "there is a NUL byte in it") {
+            fprintf(stderr, "%s: %s line %d: %s: '%s'\n", progname, path, number, wrong, shown);
             exit(1);
         }
     }
+    if (ferror(file)) {
+        fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, strerror(errno));
+        exit(1);
+    }
+    free(line);
     fclose(file);
 }
 

@@ -1,5 +1,5 @@
 // Time and waiting on the machine's own clock. Nothing else of the host library stands here, so that a simulated host
-// can take this object's place.
+// can take this object's place. A poll takes errors of the closed families' sockets away, or they would end every poll.
 //
 // A limit is counted from the time that its thread read last: a caller computes it from there, and a step between that
 // reading and the wait belongs to the wait.
@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "host/clock.h"
+#include "host/socket.h"
 
 namespace {
 
@@ -20,24 +20,28 @@ constexpr unsigned POLL_FEW = 64; // entries of the small table, which costs no 
 // Nearly every answer comes within this time. It is longer than a tick, so that the kernel has no timer to program.
 constexpr int64_t SOON_US = 20000;
 
-thread_local long offset_read_ms = -1; // as this thread saw it last
-
-int64_t stepped(long offset_ms)
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000 + static_cast<int64_t>(offset_ms) * 1000;
-}
+thread_local int64_t offset_read_ms = -1; // as this thread saw it last
 
 int64_t nowUs()
 {
     offset_read_ms = clock_offset_ms.load(std::memory_order_relaxed);
-    return stepped(offset_read_ms);
+    return clockUs(offset_read_ms);
 }
 
 int64_t dueUs(int64_t limit_us)
 {
-    return (offset_read_ms < 0 ? nowUs() : stepped(offset_read_ms)) + limit_us;
+    return (offset_read_ms < 0 ? nowUs() : clockUs(offset_read_ms)) + limit_us;
+}
+
+// Waits without a limit, or with `timeout_ms` 0 not at all.
+int pollPlain(pollfd *fds, unsigned count, int timeout_ms)
+{
+    for (;;) {
+        const int ready = poll(fds, count, timeout_ms);
+        const int left = ready > 0 ? ready - socketDropErrors(fds, count) : ready;
+        if (left != 0 || timeout_ms == 0)
+            return left;
+    }
 }
 
 // Waits on `table`, which holds the caller's entries and behind them one for a step of the clock. A step ends the wait
@@ -55,8 +59,9 @@ int pollLimited(pollfd *table, pollfd *fds, unsigned count, int timeout_ms, int 
         const bool woken = table[count].revents != 0;
         if (woken)
             clockSeen(waiter);
-        ready -= woken;
-        if (ready == 0 && woken && left > 0)
+        const int dropped = ready > woken ? socketDropErrors(table, count) : 0;
+        ready -= woken + dropped;
+        if (ready == 0 && (woken || dropped > 0) && left > 0)
             continue;
         for (unsigned i = 0; i < count; ++i)
             fds[i].revents = table[i].revents;
@@ -75,7 +80,8 @@ timeval timevalOf(int64_t us)
     return {static_cast<time_t>(us / 1000000), static_cast<suseconds_t>(us % 1000000)};
 }
 
-// Waits on what is asked and for a step of the clock, as pollLimited does. The sets that are null are empty in `asked`.
+// Waits on what is asked and for a step of the clock, as pollLimited does. A signal does not end the wait. The sets
+// that are null are empty in `asked`.
 int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t due)
 {
     const int waiter = clockWaiter();
@@ -88,6 +94,8 @@ int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t d
         if (steps)
             FD_SET(waiter, &sets[0]);
         int ready = select(all, &sets[0], &sets[1], &sets[2], &wait);
+        if (ready < 0 && errno == EINTR)
+            continue;
         if (ready < 0)
             return ready;
         const bool woken = steps && ready > 0 && FD_ISSET(waiter, &sets[0]);
@@ -114,15 +122,16 @@ void velmar_now(struct timeval *now)
 
 uint64_t velmar_time_base()
 {
-    return static_cast<uint64_t>(nowUs() / 1000);
+    // Nobody computes a wait from it, so what the thread read last stays.
+    return static_cast<uint64_t>(clockUs(clock_offset_ms.load(std::memory_order_relaxed)) / 1000);
 }
 
 // Only a wait with a limit that is not over yet has anything to do with a step.
 int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
 {
-    const int waiter = timeout_ms > 0 ? clockWaiter() : -1;
-    if (waiter < 0)
-        return poll(fds, count, timeout_ms < 0 ? -1 : timeout_ms);
+    if (timeout_ms <= 0)
+        return pollPlain(fds, count, timeout_ms < 0 ? -1 : 0);
+    const int waiter = clockWaiter(); // poll passes over -1
     if (count < POLL_FEW) {
         pollfd table[POLL_FEW];
         return pollLimited(table, fds, count, timeout_ms, waiter);
@@ -153,7 +162,7 @@ int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, 
     if (clock_offset_ms.load(std::memory_order_relaxed) == offset_read_ms) {
         wait = timevalOf(std::min(limit, SOON_US));
         const int ready = select(nfds, readable, writable, except, &wait);
-        if (ready != 0)
+        if (ready > 0 || (ready < 0 && errno != EINTR))
             return ready;
     }
     return selectLimited(nfds, given, asked, due);

@@ -6,9 +6,10 @@
 #include <csignal>
 #include <cstring>
 #include <pthread.h>
+#include <semaphore.h>
 #include <unistd.h>
 
-#include "host/ctl.h"
+#include "host/complain.h"
 #include "host/election.h"
 #include "host/node.h"
 #include "host/run.h"
@@ -22,12 +23,20 @@ std::atomic_flag ending = ATOMIC_FLAG_INIT;
 std::atomic<int> workers;
 bool signals_taken;
 
-// The signals that end the process are blocked in every thread and taken here, so the end is orderly whatever the main
-// thread is waiting for.
-void *signalThread(void *set)
+sem_t end_asked;
+
+// A signal that ends the process is caught and handed on to a thread, so the end is orderly whatever the main thread is
+// waiting for. It is not blocked instead: programs that the process starts would have it blocked too.
+void askEnd(int)
 {
-    int number;
-    while (sigwait(static_cast<const sigset_t *>(set), &number) != 0)
+    const int error = errno;
+    sem_post(&end_asked);
+    errno = error;
+}
+
+void *endThread(void *)
+{
+    while (sem_wait(&end_asked) != 0)
         ;
     processEnd(0);
 }
@@ -84,20 +93,27 @@ void processEnd(int status)
 // SIGINT and SIGTERM end the process, and SIGHUP unless whoever started it has it ignored.
 void velmar_sigdefaults(const char *progname)
 {
+    complainAs(progname);
     nodeLoad(progname);
     if (signals_taken)
         return;
-    static sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    struct sigaction hangup;
-    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN)
-        sigaddset(&set, SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    signals_taken = processThread(signalThread, &set);
+    sem_init(&end_asked, 0, 0);
+    signals_taken = processThread(endThread, nullptr);
     if (!signals_taken)
-        pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+        return;
+    struct sigaction action = {};
+    action.sa_handler = askEnd;
+    action.sa_flags = SA_RESTART;
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction before;
+        if (number == SIGHUP && sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN)
+            continue;
+        sigaction(number, &action, nullptr);
+        sigaddset(&set, number);
+    }
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 int ASPInit(const char *, uint32_t, int, int, int (*on_exit)())
@@ -114,7 +130,6 @@ void ASPExit()
 void KOR_ASPMainLoop(int, MSG_Q_ID main_queue)
 {
     queue.store(main_queue, std::memory_order_release);
-    ctlNoteStage();
     electionStart();
 }
 

@@ -1,13 +1,15 @@
 // AF_QOS: datagram sockets between the agent and the ASIC driver, which is the process at RUN/qos/driver.
 //
-// The command socket is connected to the driver, which spares the look-up of its path in every send. The event socket
-// is not: it takes datagrams from anybody.
+// The command socket is connected to the driver, which spares the look-up of its path in every send. A request that got
+// no answer makes the next send connect anew: the path may lead to another driver by then, while the old one still
+// holds its socket open. The event socket is not connected: it takes datagrams from anybody.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "host/complain.h"
 #include "host/run.h"
 #include "host/socket.h"
 #include "velmar/os.h"
@@ -17,6 +19,7 @@
 struct qos_sock_t {
     uint32_t group; // 0 before the bind
     bool connected;
+    bool unanswered; // nothing was received since the last send
     sockaddr_un driver;
 };
 
@@ -79,10 +82,14 @@ int qosBind(qos_sock_t *sock, int fd, const void *address, size_t length)
         return -1;
     }
     char name[24];
-    char path[sizeof(sockaddr_un::sun_path)];
+    char path[sizeof(sockaddr_un::sun_path)] = "";
     snprintf(name, sizeof name, "group%u", static_cast<unsigned>(wanted.group));
-    if (runBind(fd, "qos", name, true, path, sizeof path) != 0)
+    if (runBind(fd, "qos", name, true, path, sizeof path) != 0) {
+        const int error = errno;
+        complain("cannot bind driver socket %s: %s", *path ? path : name, strerror(error));
+        errno = error;
         return -1;
+    }
     sock->group = wanted.group;
     return 0;
 }
@@ -99,9 +106,15 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
     out.msg_namelen = 0;
     // A second try serves a driver that was restarted since the last send.
     for (int attempt = 0; attempt < 2; ++attempt) {
+        if (sock->unanswered)
+            sock->connected = false;
         if (!sock->connected && connectDriver(sock, fd) != 0)
             return -1;
-        const ssize_t sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+        ssize_t sent;
+        do
+            sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+        while (sent < 0 && errno == EINTR);
+        sock->unanswered = sent >= 0;
         if (sent >= 0 || !driverGone(errno))
             return sent;
         sock->connected = false;
@@ -112,7 +125,7 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
 // The kernel's receive is never a blocking one: a caller that was told "readable" for an error of the connection, which
 // the receive takes away, would then wait for ever. A blocking caller waits here instead, for a limited time, and gets
 // an error that is not worth repeating.
-ssize_t qosReceive(qos_sock_t *, int fd, msghdr *message, int flags)
+ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
 {
     message->msg_namelen = 0;
     bool waited = false;
@@ -121,6 +134,7 @@ ssize_t qosReceive(qos_sock_t *, int fd, msghdr *message, int flags)
         in.msg_name = nullptr;
         const ssize_t got = recvmsg(fd, &in, flags | MSG_DONTWAIT);
         if (got >= 0) {
+            sock->unanswered = false;
             message->msg_flags = in.msg_flags;
             message->msg_controllen = in.msg_controllen;
             return got;

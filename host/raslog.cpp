@@ -1,13 +1,16 @@
 // The event log RUN/trace/raslog, shared by all processes of the run directory: one write a line, so lines stay whole.
 #include "host/raslog.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
 
+#include "host/complain.h"
 #include "host/run.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
@@ -44,8 +47,10 @@ int rasevt_init(const char *service, uint32_t instance, const char *tag)
     if (log_fd >= 0)
         close(log_fd);
     log_fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (log_fd < 0)
+    if (log_fd < 0) {
+        complain("cannot open event log %s: %s", path, strerror(errno));
         return -1;
+    }
     snprintf(log_origin, sizeof log_origin, "%.15s.%u %.15s[%d]", service, static_cast<unsigned>(instance), tag,
              static_cast<int>(getpid()));
     rasLog("started");

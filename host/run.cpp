@@ -4,6 +4,7 @@
 // owner, since an owner that is just binding holds the lock until it can be reached.
 #include "host/run.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -24,8 +25,16 @@
 namespace {
 
 constexpr const char *FOLDERS[] = {"mi6", "qos", "ctl", "ha", "trace"};
-// Longest name below the run directory: "/mi6/" + 13 characters of service + ".lc16." + process id + ".255".
-constexpr size_t LONGEST_NAME = 5 + 13 + 6 + 7 + 4;
+constexpr size_t PID_END = sizeof ".4194304.255" - 1;
+// The longest name below the run directory. A service of MI6 has 13 characters; service, instance and atom of a
+// registration have 16; a trace ring's name has 15.
+constexpr size_t LONGEST_NAME = std::max({
+    sizeof "/mi6/.lc16" - 1 + 13 + PID_END,
+    sizeof "/qos/group4294967295" - 1 + PID_END,
+    sizeof "/ctl/" - 1 + 16 + PID_END,
+    sizeof "/ha/..lock" - 1 + 16 + 16,
+    sizeof "/trace/" - 1 + 15 + PID_END,
+});
 constexpr size_t PATH_ROOM = sizeof(sockaddr_un::sun_path);
 constexpr int MAX_SAME_KIND = 255;
 constexpr time_t YOUNG_SECONDS = 2; // a refused file of a living process this young may still be in its bind
@@ -49,6 +58,21 @@ void chooseDir(char *dir, size_t size)
         snprintf(dir, size, "/run/velmar");
     else
         snprintf(dir, size, "/tmp/velmar-%u", static_cast<unsigned>(geteuid()));
+}
+
+// Makes what is missing above `path`. What fails here the making of `path` itself meets again.
+void makeParents(const char *path)
+{
+    char parent[PATH_MAX];
+    snprintf(parent, sizeof parent, "%s", path);
+    char *slash = strrchr(parent, '/');
+    if (!slash || slash == parent)
+        return;
+    *slash = '\0';
+    if (mkdir(parent, 0700) == 0 || errno != ENOENT)
+        return;
+    makeParents(parent);
+    mkdir(parent, 0700);
 }
 
 bool makeDir(const char *path, char *error, size_t size)
@@ -79,6 +103,9 @@ bool makeTree(const char *dir, char *error, size_t size)
                  PATH_ROOM - LONGEST_NAME - 1);
         return false;
     }
+    struct stat found;
+    if (stat(dir, &found) != 0 && errno == ENOENT)
+        makeParents(dir);
     if (!makeDir(dir, error, size))
         return false;
     for (const char *folder : FOLDERS) {
@@ -105,10 +132,12 @@ int lockFolder(const char *path)
     return fd;
 }
 
+// A socket file that nobody listens at. A connect to any other file is refused as well.
 bool refused(const char *path)
 {
     sockaddr_un address;
-    if (!runAddress(&address, path))
+    struct stat found;
+    if (!runAddress(&address, path) || lstat(path, &found) != 0 || !S_ISSOCK(found.st_mode))
         return false;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -205,7 +234,7 @@ void runForget(int fd)
 
 int runOwner(const char *name)
 {
-    // The last two all-digit parts are PID.K, a single one is PID.
+    // The last two all-digit parts are PID.K, a single one is PID. No process has a number that does not fit.
     int numbers[2] = {0, 0};
     const char *end = name + strlen(name);
     for (int &number : numbers) {
@@ -214,7 +243,9 @@ int runOwner(const char *name)
             --dot;
         if (dot == end || dot == name || dot[-1] != '.')
             break;
-        number = atoi(dot);
+        errno = 0;
+        const long value = strtol(dot, nullptr, 10);
+        number = errno == 0 && value <= INT_MAX ? static_cast<int>(value) : 0;
         end = dot - 1;
     }
     return numbers[1] ? numbers[1] : numbers[0];
@@ -232,7 +263,9 @@ bool runRemoveStale(const char *path)
     struct stat found;
     if (stat(path, &found) != 0)
         return errno == ENOENT;
-    if ((owner == 0 || runAlive(owner)) && time(nullptr) - found.st_mtime < YOUNG_SECONDS)
+    // A file from the future was made before the clock was set back.
+    const time_t age = time(nullptr) - found.st_mtime;
+    if ((owner == 0 || runAlive(owner)) && age >= 0 && age < YOUNG_SECONDS)
         return false;
     const int lock = lockFolder(path);
     const bool gone = refused(path) && unlink(path) == 0;

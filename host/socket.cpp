@@ -20,6 +20,23 @@ socket_slot_t *slotOf(int fd)
 
 } // namespace
 
+int socketDropErrors(struct pollfd *fds, unsigned count)
+{
+    int dropped = 0;
+    for (pollfd *entry = fds; entry != fds + count; ++entry) {
+        if ((entry->revents & (POLLERR | POLLIN)) != POLLERR)
+            continue;
+        const socket_slot_t *slot = slotOf(entry->fd);
+        int error = 0;
+        socklen_t length = sizeof error;
+        if ((!slot->mi6 && !slot->qos) || getsockopt(entry->fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0 || !error)
+            continue;
+        entry->revents &= ~POLLERR;
+        dropped += entry->revents == 0;
+    }
+    return dropped;
+}
+
 int velmar_socket(int family, int type, int protocol)
 {
     return family == AF_QOS ? qosOpen() : socket(family, type | SOCK_CLOEXEC, protocol);

@@ -2,6 +2,7 @@
 #ifndef HOST_SOCKET_H
 #define HOST_SOCKET_H
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
@@ -18,6 +19,10 @@ struct socket_slot_t {
 extern socket_slot_t socket_slots[SOCKET_FDS];
 
 constexpr int SOCKET_VECTORS = 15; // most vectors of one message
+
+// Takes the connection's pending error off those of our descriptors for which a poll reports nothing else, as nobody
+// reads them then. Gives the number of entries that are left with nothing to report.
+int socketDropErrors(struct pollfd *fds, unsigned count);
 
 ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags);
 void mi6Close(mi6_sock_t *sock);

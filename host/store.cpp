@@ -3,6 +3,7 @@
 #include "host/store.h"
 
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <sys/mman.h>
 #include <unordered_map>
@@ -29,9 +30,9 @@ struct arena_t {
 };
 arena_t arena;
 
-void *reserve(size_t size, int protection)
+void *reserve(size_t size)
 {
-    void *map = mmap(nullptr, size, protection, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void *map = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     return map == MAP_FAILED ? nullptr : map;
 }
 
@@ -41,6 +42,17 @@ size_t roomFor(size_t size)
     return room <= EXACT_MOST ? room : std::bit_ceil(room);
 }
 
+size_t tableBytes(size_t arena_bytes)
+{
+    return arena_bytes / GRANULE * sizeof *arena.numbers;
+}
+
+bool openPages(void *address, size_t from, size_t end)
+{
+    return mprotect(static_cast<unsigned char *>(address) + from, end - from, PROT_READ | PROT_WRITE) == 0;
+}
+
+// Makes the arena usable up to `end`, and the table with it. The step is whole pages of both.
 bool commit(size_t end)
 {
     if (end <= arena.committed)
@@ -50,7 +62,8 @@ bool commit(size_t end)
     size_t upto = (end + COMMIT_STEP - 1) / COMMIT_STEP * COMMIT_STEP;
     if (upto > arena.reserved)
         upto = arena.reserved;
-    if (mprotect(arena.base + arena.committed, upto - arena.committed, PROT_READ | PROT_WRITE) != 0)
+    if (!openPages(arena.base, arena.committed, upto) ||
+        !openPages(arena.numbers, tableBytes(arena.committed), tableBytes(upto)))
         return false;
     arena.committed = upto;
     return true;
@@ -97,13 +110,18 @@ int64_t numberOf(const void *address)
 bool storeOpen()
 {
     for (size_t size = RESERVE_MOST; !arena.base && size >= RESERVE_LEAST; size /= 2) {
-        arena.base = static_cast<unsigned char *>(reserve(size, PROT_NONE));
-        arena.reserved = arena.base ? size : 0;
+        void *base = reserve(size);
+        void *numbers = base ? reserve(tableBytes(size)) : nullptr;
+        if (numbers) {
+            arena.base = static_cast<unsigned char *>(base);
+            arena.numbers = static_cast<uint32_t *>(numbers);
+            arena.reserved = size;
+        } else if (base) {
+            munmap(base, size);
+            errno = ENOMEM;
+        }
     }
-    if (arena.base && !arena.numbers)
-        arena.numbers =
-            static_cast<uint32_t *>(reserve(arena.reserved / GRANULE * sizeof *arena.numbers, PROT_READ | PROT_WRITE));
-    return arena.base && arena.numbers;
+    return arena.base;
 }
 
 void *storeTake(size_t size, uint32_t type, int32_t group, int32_t tag)
@@ -141,7 +159,7 @@ void storeClear()
         return;
     if (arena.used > 0) {
         madvise(arena.base, arena.committed, MADV_DONTNEED);
-        madvise(arena.numbers, arena.used / GRANULE * sizeof *arena.numbers, MADV_DONTNEED);
+        madvise(arena.numbers, tableBytes(arena.committed), MADV_DONTNEED);
     }
     arena.used = 0;
     arena.blocks.clear();

@@ -8,10 +8,9 @@
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
-#include "velmar/os.h"
+#include "host/clock.h"
 
 namespace {
 
@@ -19,17 +18,11 @@ constexpr int UNWATCHED_SECONDS = 60;
 
 struct watch_t {
     int fd;
-    int interval; // seconds between two hellos
+    int wait_s;       // seconds that a caller may wait
+    int64_t quiet_ms; // no second hello before that, 0 for one at every call
     int64_t last_ms;
 };
-watch_t watch = {-1, UNWATCHED_SECONDS, 0};
-
-int64_t realMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
+watch_t watch = {-1, UNWATCHED_SECONDS, UNWATCHED_SECONDS * 500, 0};
 
 bool openSocket(const char *name)
 {
@@ -52,6 +45,21 @@ bool openSocket(const char *name)
     return false;
 }
 
+// A caller asks on each of its passes and waits whole seconds in between. With a limit of 2 seconds and more it waits
+// half of that; a hello that is left out because of the last one then still leaves a quarter. Below there is no room
+// for leaving one out, and under 4/3 seconds none for a wait: then the passes come fast enough for some to be quiet.
+void setLimit(long long limit_us)
+{
+    if (limit_us <= 0)
+        return;
+    const bool ample = limit_us >= 2000000;
+    const long long wait = ample ? limit_us / 2000000 : limit_us * 3 / 4000000;
+    watch.wait_s = static_cast<int>(wait < 3600 ? wait : 3600);
+    watch.quiet_ms = ample ? int64_t{watch.wait_s} * 500 : 0;
+    if (watch.wait_s == 0)
+        watch.quiet_ms = limit_us / 4000;
+}
+
 void tell(const char *text)
 {
     (void)send(watch.fd, text, strlen(text), MSG_NOSIGNAL);
@@ -62,29 +70,28 @@ void tell(const char *text)
 int swd_register(void *)
 {
     const char *name = getenv("NOTIFY_SOCKET");
-    if (!name || watch.fd >= 0 || !openSocket(name))
-        return watch.fd >= 0 ? 0 : -1;
+    if (watch.fd < 0 && (!name || !openSocket(name)))
+        return -1;
     const char *limit = getenv("WATCHDOG_USEC");
     const char *whose = getenv("WATCHDOG_PID");
-    if (limit && (!whose || atoll(whose) == getpid())) {
-        const long long half = atoll(limit) / 2000000;
-        watch.interval = half < 1 ? 1 : static_cast<int>(half < 3600 ? half : 3600);
-    }
+    if (limit && (!whose || strtoll(whose, nullptr, 10) == getpid()))
+        setLimit(strtoll(limit, nullptr, 10));
     tell("READY=1");
     return 0;
 }
 
-// The scheduler asks on every pass; a datagram goes out only when half of the interval has passed. The watchdog lives
-// outside of this process, so its time is the machine's, steps of the clock left out.
+// The scheduler asks on every pass, between reading the clock and waiting: a step that comes there is not for this call
+// to see. The watchdog lives outside of this process, so its time is the machine's, steps of the clock left out.
 int swd_hello(int handle, struct timeval *last)
 {
-    velmar_now(last);
+    const int64_t at = clockUs(clock_offset_ms.load(std::memory_order_relaxed));
+    *last = {static_cast<time_t>(at / 1000000), static_cast<suseconds_t>(at % 1000000)};
     if (handle < 0 || watch.fd < 0)
         return UNWATCHED_SECONDS;
-    const int64_t now = realMs();
-    if (watch.last_ms == 0 || now - watch.last_ms >= int64_t{watch.interval} * 500) {
+    const int64_t now = clockUs(0) / 1000;
+    if (watch.last_ms == 0 || now - watch.last_ms >= watch.quiet_ms) {
         tell("WATCHDOG=1");
         watch.last_ms = now;
     }
-    return watch.interval;
+    return watch.wait_s;
 }

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "host/clock.h"
+#include "host/complain.h"
 #include "host/run.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
@@ -102,11 +103,15 @@ void *makeFile(const char *path, size_t size)
     if (fd < 0)
         return nullptr;
     void *map = MAP_FAILED;
-    if (posix_fallocate(fd, 0, static_cast<off_t>(size)) == 0)
+    int error = posix_fallocate(fd, 0, static_cast<off_t>(size));
+    if (error == 0) {
         map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+        error = errno;
+    }
     close(fd);
     if (map == MAP_FAILED) {
         unlink(path);
+        errno = error;
         return nullptr;
     }
 #ifdef MADV_POPULATE_WRITE
@@ -210,7 +215,7 @@ void openCopy()
         return;
     copy_fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     if (copy_fd < 0)
-        fprintf(stderr, "cannot open VELMAR_TRACE file %s: %s\n", path, strerror(errno));
+        complain("cannot open VELMAR_TRACE file %s: %s", path, strerror(errno));
 }
 
 } // namespace
@@ -234,8 +239,11 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     ring.record_length = params->record_length;
     ring.slot_size = (static_cast<uint32_t>(sizeof(ring_slot_t)) + params->record_length + 7) & ~7U;
     void *map = makeFile(ring.path, sizeof(ring_head_t) + static_cast<size_t>(lines) * ring.slot_size);
-    if (!map)
-        return -ENOSPC;
+    if (!map) {
+        const int error = errno;
+        complain("cannot make trace ring %s: %s", ring.path, strerror(error));
+        return -error;
+    }
     ring.head = static_cast<ring_head_t *>(map);
     ring.slots = static_cast<unsigned char *>(map) + sizeof(ring_head_t);
     ring.head->lines = lines;

@@ -241,10 +241,10 @@ void list_delete_node(tnx_list_t *list, tnx_listnode_t *node)
 {
     if (!list || !node)
         return;
-    void *data = node->data;
-    list_delink_node(list, node);
+    unlink(list, node);
     if (list->del)
-        list->del(data);
+        list->del(node->data);
+    lib_tha_free(list->ha_hndl, node);
 }
 
 tnx_listnode_t *list_delink_node(tnx_list_t *list, tnx_listnode_t *node)

@@ -8,6 +8,8 @@
 #include "agent/scheduler.h"
 #include "core/state.h"
 #include "inventory/interfaces.h"
+#include "platform/qa_ioctl.h"
+#include "platform/tessel/tsl_congestion.h"
 #include "platform/tessel/tsl_red.h"
 #include "tests/inside.h"
 #include "tests/node.h"
@@ -305,6 +307,7 @@ TEST_F(Congestion, Schedulers)
     for (const auto &row : rows) {
         const Bytes echo = live.manager.tell(19, schBody(PORT, row.strict));
         EXPECT_EQ(get32(echo, 152), 0U);
+        EXPECT_EQ(get32(echo, 80), row.strict < 7 ? 10U : 0U) << "the message's own weight 0";
         const std::vector<Bytes> requests = live.driver.requests();
         ASSERT_EQ(requests.size(), 1U);
         const Bytes sent = cut(requests[0], 48, 144);
@@ -320,6 +323,10 @@ TEST_F(Congestion, Schedulers)
             EXPECT_EQ(get32(sent, 108 + 4 * p), bandwidth) << row.strict << " " << p;
         }
     }
+    Bytes limited = schBody(PORT, 8); // the lowest queue keeps a bandwidth of its own
+    put32(limited, 48, 250);
+    live.manager.tell(19, limited);
+    EXPECT_EQ(get32(live.driver.requests().at(0), 48 + 108), 250U);
     // The global scheduler skips a port that has its own and gives every queue the port's bandwidth.
     Bytes own = schBody(PORT, 1);
     put32(own, 40, 2);
@@ -366,6 +373,14 @@ TEST_F(Congestion, Red)
         }
         expectSent({{ALL, expected}});
     }
+    put32(body, 138, 0); // removal names the priority and the profile alone
+    put32(body, 24, CHIP);
+    EXPECT_EQ(get32(live.manager.tell(34, body), 183), 0U);
+    Bytes removed = record(0x01270811, 84);
+    put32(removed, 28, PORT);
+    removed[34] = 5 << 2;
+    removed[35] = 4;
+    expectSent({{CHIP, removed}});
     put32(body, 24, CHIP + (3U << 16));
     EXPECT_EQ(get32(live.manager.tell(34, body), 183), 25U);
     live.node.expectErr("Unable to locate chip in db with ifidx: 18408000");
@@ -388,6 +403,18 @@ TEST_F(Congestion, Red)
     expectSent({{CHIP, first}, {CHIP, second}});
     for (const char *line : {"Failed to set ivq red for port 18408000", "Failed to do ivq red chip config",
                              "ivq red chip cfg done for chip", "ASIC Driver failed"})
+        live.node.expectErr(line);
+    put32(ivq, 4, 0);
+    EXPECT_EQ(get32(live.manager.tell(47, ivq), 0), 0U);
+    Bytes one = {0, 0, 0, 55, 0, 0, 0, 0, 0x81};
+    put32(one, 4, PORT);
+    EXPECT_EQ(get32(live.manager.tell(46, one), 0), 0U);
+    expectSent({{ALL, first}});
+    live.driver.script({Driver::status(9)});
+    EXPECT_EQ(get32(live.manager.tell(46, one), 0), 22U);
+    expectSent({{ALL, first}});
+    for (const char *line : {"ivq red cfg done for if 18408000", "Failed to do RED config for if 18408000, rc: 22",
+                             "Failed to do ivq red cfg for if 18408000"})
         live.node.expectErr(line);
     // A count that the body does not hold.
     put32(ivq, 4, 3);
@@ -434,6 +461,76 @@ TEST_F(Congestion, RedCounters)
         EXPECT_EQ(live.manager.exchange(message(35, body))[4], 0) << "a body that the reply would outrun";
     }
     live.node.expectErr("Body of msg type QOS_GET_RED_STATS_MSG");
+
+    // A refused read leaves the reply as it came; of a response cut off early the missing counters are 0.
+    Bytes body(164, 0xab);
+    put32(body, 0, CHIP);
+    put32(body, 32, 1);
+    Bytes refused = body;
+    put32(refused, 4, 22);
+    live.driver.script({Driver::status(9), [](const Bytes &request) {
+                            const Bytes whole = goodReply(request);
+                            Bytes payload = cut(whole, 20, 28 + 48);
+                            put16(payload, 28 + 36, 1);
+                            return std::vector<Bytes>{withEnd(frame(101, getNative(request, 8, 4), payload))};
+                        }});
+    EXPECT_EQ(live.manager.tell(35, body), refused);
+    const Bytes cut_off = live.manager.tell(35, body);
+    EXPECT_EQ(cut_off[37], 1);
+    EXPECT_EQ(cut(cut_off, 84, 64), Bytes(64));
+    live.node.expectErr("ASIC Driver failed");
+    live.node.expectErr("Failed to get red stats for egress port ifIndex  abababab, rc: 22");
+    live.node.expectErr("Failed to retrieve redIntf Stats for if: abababab on chip_if: 88400000, rc: 22");
+}
+
+// Without a chip, and on chips that lack the operation, the driver hears nothing.
+TEST(RedRouting, NoChipAndOtherChips)
+{
+    LiveNode live;
+    Bytes port(9), chip(12);
+    put32(chip, 8, CHIP);
+    EXPECT_EQ(get32(live.manager.tell(34, ccbBody(PORT)), 183), 1U);
+    EXPECT_EQ(get32(live.manager.tell(46, port), 0), 25U);
+    EXPECT_EQ(get32(live.manager.tell(47, chip), 0), 25U);
+    EXPECT_EQ(get32(live.manager.tell(35, Bytes(76)), 4), 25U) << "an unknown chip asks for no more than the request";
+    live.manager.tell(1, chipUpBody(CHIP, 1, 0, 2));
+    live.driver.requests();
+    EXPECT_EQ(get32(live.manager.tell(46, port), 0), 25U);
+    EXPECT_EQ(get32(live.manager.tell(47, chip), 0), 1U);
+    EXPECT_TRUE(live.driver.requests().empty());
+    for (const char *line : {"Chip is NULL when RED PROFILE is applied ", "chip list is empty",
+                             "Unable to locate chip in db with ifidx: 88400000",
+                             "Unable to locate chip in db with ifidx: 0", "NULL IVQ RED CFG ioctl handler for chip 8",
+                             "NULL IVQ RED CHIP UPD IOCTL handler for chip 88400000, type: 2"})
+        live.node.expectErr(line);
+}
+
+// Bodies one byte short of what stands in them stay as they are, and the driver hears nothing.
+TEST(BodyLength, CountsInsideTheBody)
+{
+    LiveNode live;
+    live.manager.tell(1, chipUpBody(CHIP, 1, 0, 2));
+    live.driver.requests();
+    const struct {
+        uint8_t code;
+        size_t word_at; // of the number inside the body
+        uint32_t word;
+        size_t needed;
+    } rows[] = {{35, 32, 1, 836},          // another chip's reply, whatever is asked for
+                {40, 10, 2, 14 + 2 * 136}, // the low half is the count
+                {40, 10, 0, 14 + 136},     // the first record is worked on in any case
+                {44, 12, 3, 17 + 3 * 8},   {44, 12, 0x7fffffff, 17 + 0x7fffffff * size_t{8}}, {44, 12, 0x80000000, 17},
+                {47, 4, 1, 12 + 9},        {47, 4, 0x7fffffff, 12 + 0x7fffffff * size_t{9}}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::Message() << int{row.code} << " " << row.word);
+        Bytes body(std::min<size_t>(row.needed - 1, 2000), 0);
+        put32(body, 0, CHIP);
+        put32(body, row.word_at, row.word);
+        const Bytes batch = message(row.code, body);
+        EXPECT_EQ(live.manager.exchange(batch), batch);
+        live.node.expectErr("has " + std::to_string(body.size()) + " bytes, needs " + std::to_string(row.needed));
+    }
+    EXPECT_TRUE(live.driver.requests().empty());
 }
 
 // The arithmetic alone, over the records.
@@ -477,6 +574,35 @@ TEST_F(Thresholds, PauseBySpeedAndDistance)
     port.ccb.ldIfCfg.is_link_ld = 0;
     EXPECT_EQ(qaCcbPauseDeAssertGet(&port), 9684U);
     EXPECT_EQ(qaCcbPauseAssertGet(&port), 116U * 252 + 9600);
+}
+
+TEST_F(Thresholds, DefaultBudgetByModel)
+{
+    chip.chipBuffers = 6000119;
+    const struct {
+        uint32_t model, divisor;
+    } rows[] = {{1004, 80},  {1005, 80},  {1006, 120}, {1007, 80}, {1008, 120},
+                {1009, 100}, {1010, 120}, {1011, 80},  {95, 120}};
+    for (const auto &row : rows) {
+        qos_velmar_state.model = row.model;
+        EXPECT_EQ(tslGetTailDropThreshold(&port), 60001190U / row.divisor) << row.model;
+    }
+    chip.chipBuffers = 0x20000000; // the product wraps in 32 bits
+    EXPECT_EQ(tslGetTailDropThreshold(&port), 0x40000000U / 120);
+    port.ifIndex = 10U << 26;
+    EXPECT_EQ(tslGetTailDropThreshold(&port), 0U);
+}
+
+// What the two families share, and what Mirelle has none of.
+TEST(BackEnds, MirelleSharesTesselCongestion)
+{
+    for (const uint32_t type : {2U, 3U}) {
+        for (const uint8_t code : {12, 13, 14, 15, 18, 19, 21, 36})
+            EXPECT_EQ(qaIoctlFn[type][code], qaIoctlFn[1][code]) << int{code};
+        for (const uint8_t code : {16, 17, 46, 47})
+            EXPECT_EQ(qaIoctlFn[type][code], nullptr) << int{code};
+        EXPECT_NE(qaIoctlFn[type][39], qaIoctlFn[1][39]);
+    }
 }
 
 TEST_F(Thresholds, PfcRules)

@@ -102,7 +102,7 @@ struct MonitorInside : testing::Test {
     uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
     {
         Bytes body = watchBody(ifindex, cmd);
-        const uint32_t rc = qaProcessCfgDropMonitorMsg(bodyIn<qosDropMonitorCfgMsg_t>(body));
+        const uint32_t rc = qaProcessCfgDropMonitorMsg(bodyIn<qaDropMonitorCfgMsg_t>(body));
         status = get32(body, 29);
         return rc;
     }
