@@ -13,6 +13,7 @@
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
 #include "agent/long_distance.h"
+#include "agent/mcast.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"
 #include "agent/red.h"
@@ -55,6 +56,7 @@ constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> handlerTable()
     table[QOS_GET_PORTPRI_BUFFERS].handler = qaUntyped<qaProcessPortPriBuffers>;
     table[QOS_INGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessIngrQueueDepthMsg>;
     table[QOS_EGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessEgrQueueDepthMsg>;
+    table[QOS_SET_MCAST_QUEUE_MODE_MSG].handler = qaUntyped<qaProcessSetMcastQueueMode>;
     table[QOS_RED_PROFILE_MSG].handler = qaUntyped<qaProcessRedProfileMsg>;
     table[QOS_GET_RED_STATS_MSG].handler = qaUntyped<qaProcessRedStatsMsg>;
     table[QOS_IVQ_RED_CFG].handler = qaUntyped<qaProcessIvqRedCfg>;

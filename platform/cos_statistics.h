@@ -49,7 +49,7 @@ uint32_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
 // A read of port counters; the steps count from the word that gives the number of ports.
 struct cosPortRow_t {
     const char *function;
-    const char *copy_function;
+    const char *copy_function; // null: the response's number of ports is not looked at
     cosPortKind_t kind;
     qosText_t<const char *, uint32_t> failed;
     std::span<const statStep_t> steps;

@@ -2,7 +2,14 @@
 #include "platform/qa_ioctl.h"
 
 #include "core/handler.h"
+#include "platform/mirelle/mrl_capability.h"
+#include "platform/mirelle/mrl_congestion.h"
+#include "platform/mirelle/mrl_drop_monitor.h"
+#include "platform/mirelle/mrl_policer.h"
+#include "platform/mirelle/mrl_red.h"
+#include "platform/mirelle/mrl_statistics.h"
 #include "platform/records.h"
+#include "platform/tessel/tsl_capability.h"
 #include "platform/tessel/tsl_congestion.h"
 #include "platform/tessel/tsl_drop_monitor.h"
 #include "platform/tessel/tsl_policer.h"
@@ -53,6 +60,7 @@ constexpr qaIoctlRow_t larkinRow()
 constexpr qaIoctlRow_t tesselRow()
 {
     qaIoctlRow_t row = sharedRow();
+    row[QOS_CHIPUP_MSG] = qaUntyped<tslGetChipCapability>;
     row[QOS_SBP_MSG] = qaUntyped<tslGetSbpSize>;
     row[QOS_RED_PROFILE_MSG] = qaUntyped<tslSetRedProfile>;
     row[QOS_GET_RED_STATS_MSG] = qaUntyped<tslGetRedStats>;
@@ -83,7 +91,29 @@ constexpr qaIoctlRow_t tesselRow()
 
 constexpr qaIoctlRow_t mirelleRow()
 {
-    return sharedRow();
+    qaIoctlRow_t row = sharedRow();
+    row[QOS_CHIPUP_MSG] = qaUntyped<mrlGetChipCapability>;
+    row[QOS_GET_RCVQUEUE_STATS_MSG] = qaUntyped<mrlGetBusyBufStats>;
+    row[QOS_GET_SWM_STATS_MSG] = qaUntyped<mrlGetSwmStats>;
+    row[QOS_GET_RMON_STATS_MSG] = qaUntyped<mrlGetRmonStats>;
+    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<mrlGetFlowControlStats>;
+    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<mrlGetQueueStats>;
+    row[QOS_POL_POLICER_ADD_MSG] = qaUntyped<mrlPolicerAdd>;
+    row[QOS_POL_POLICER_REM_MSG] = qaUntyped<mrlPolicerRem>;
+    row[QOS_POL_PROFILE_MSG] = qaUntyped<mrlPolProfileCfg>;
+    row[QOS_RED_PROFILE_MSG] = qaUntyped<mrlSetRedProfile>;
+    row[QOS_GET_RED_STATS_MSG] = qaUntyped<mrlGetRedStats>;
+    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<mrlSetDefTailDrop>;
+    row[QOS_GET_POL_STATS_MSG] = qaUntyped<mrlPolStatsGet>;
+    row[QOS_CLEAR_STATS_MSG] = qaUntyped<mrlClearStats>;
+    row[QOS_POL_STATS_CLR_MSG] = qaUntyped<mrlPolStatsClr>;
+    row[QOS_GET_SENDQUEUE_STATS_MSG] = qaUntyped<mrlGetSendQueueStats>;
+    row[QOS_EGR_QUEUE_DEPTH_MSG] = qaUntyped<mrlSetDefaultRedCfg>;
+    row[QOS_TD_MONITOR_STATS_MSG] = qaUntyped<mrlGetTdMonitorStats>;
+    row[QOS_RED_MONITOR_STATS] = qaUntyped<mrlGetRedMonitorStats>;
+    row[QOS_GET_ASIC_INT_STATS_MSG] = qaUntyped<mrlGetAsicIntStats>;
+    row[QOS_SET_MCAST_QUEUE_MODE_MSG] = qaUntyped<mrlSetMcastQueueMode>;
+    return row;
 }
 
 } // namespace

@@ -438,7 +438,14 @@ struct cosSbpSize_t {
 };
 static_assert(sizeof(cosSbpSize_t) == 32);
 
-// --- RED, Tessel ----------------------------------------------------------------------------------------------------
+struct cosMcastQueueMode_t {
+    cosHdr_t hdr;
+    uint8_t mode; // bit 6 set, bit 5 on
+    uint8_t reserved_29[7];
+};
+static_assert(sizeof(cosMcastQueueMode_t) == 36 && offsetof(cosMcastQueueMode_t, mode) == 28);
+
+// --- RED, Tessel and Mirelle -----------------------------------------------------------------------------------------
 
 constexpr unsigned RED_DROP_LEVELS = 3;
 
@@ -454,7 +461,7 @@ struct cosRed_t {
     cosHdr_t hdr;
     be32 ifindex;
     uint8_t reserved_32[2];
-    uint8_t priority_and_enable; // bits 2 to 4 the priority, bit 1 enable
+    uint8_t priority_and_enable; // bits 2 to 4 the priority, bit 1 enable, bit 0 set on Mirelle
     uint8_t profile;
     cosRedLevel_t level[RED_DROP_LEVELS];
 };
@@ -470,7 +477,7 @@ struct cosIvqRed_t {
 };
 static_assert(sizeof(cosIvqRed_t) == 36 && offsetof(cosIvqRed_t, pfc_map) == 35);
 
-// One result record of the Tessel RED device.
+// One result record of the RED devices.
 struct cosRedResult_t {
     uint8_t reserved_0[4];
     be32 priority;
@@ -593,6 +600,16 @@ struct cosPortStats_t {
 static_assert(sizeof(cosPortStats_t) == 504 && offsetof(cosPortStats_t, num_ports) == 32);
 static_assert(offsetof(cosPortStats_t, kind) == 40 && offsetof(cosPortStats_t, ifindex) == 48);
 
+// What device 49 holds of one port, end to end behind the word at 44 and beginning with the interface index.
+struct cosPortCounters_t {
+    be32 ifindex;
+    uint8_t reserved_4[372];
+    be64 discarded; // RMON: received frames without a buffer
+    uint8_t reserved_384[72];
+};
+static_assert(sizeof(cosPortCounters_t) == 456 && offsetof(cosPortCounters_t, discarded) == 376);
+static_assert(offsetof(cosPortStats_t, ifindex) + sizeof(cosPortCounters_t) == sizeof(cosPortStats_t));
+
 constexpr uint32_t STAT_CLEAR_ALL_PORTS = 0x40000000;
 constexpr uint32_t STAT_CLEAR_PORT_LIST = 0; // bit 31 clear
 
@@ -605,6 +622,14 @@ struct cosPortStatsClear_t {
     be32 ifindex;
 };
 static_assert(sizeof(cosPortStatsClear_t) == 44 && offsetof(cosPortStatsClear_t, ifindex) == 40);
+
+// Device 58, which has neither keys nor a bitmap.
+struct cosAsicStats_t {
+    cosHdr_t hdr;
+    be32 device;
+    be64 counter[70]; // in the response
+};
+static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, counter) == 32);
 
 constexpr unsigned QOS_DROP_REASONS = 128;
 

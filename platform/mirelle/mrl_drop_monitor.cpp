@@ -1,0 +1,123 @@
+// Tail drops out of port counters, RED drops out of the RED device.
+#include "platform/mirelle/mrl_drop_monitor.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "channels/driver_request.h"
+#include "core/trace.h"
+#include "platform/cos_port.h"
+#include "platform/cos_red.h"
+
+namespace {
+
+constexpr uint32_t SLICE = 8;
+static_assert(SLICE <= COS_RED_KEYS);
+
+// Port counters of a slice: the head up to the first port, then the ports.
+struct tdRequest_t {
+    cosHdr_t hdr;
+    be32 device;
+    be32 num_ports;
+    be32 reserved_36;
+    be32 kind;
+    be32 reserved_44;
+    cosPortCounters_t port[SLICE];
+};
+static_assert(offsetof(tdRequest_t, port) == offsetof(cosPortStats_t, ifindex));
+static_assert(sizeof(tdRequest_t) <= NL_MSG_BUF_SIZE - NL_RECORD_OFFSET);
+static_assert(sizeof(tdRequest_t) + sizeof(cosPortCounters_t) > NL_MSG_BUF_SIZE - NL_RECORD_OFFSET);
+
+uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports, uint32_t count)
+{
+    constexpr const char *function = "mrlGetTdMonitorStats";
+    const auto size = static_cast<uint32_t>(offsetof(tdRequest_t, port) + count * sizeof(cosPortCounters_t));
+    auto *request = qosCosRequest<tdRequest_t>(COS_STATS_READ, size);
+    request->hdr.in_size = size;
+    request->device = STAT_DEV_PORT;
+    request->num_ports = count;
+    request->kind = STAT_KIND_RMON;
+    for (uint32_t i = 0; i < count; ++i)
+        request->port[i].ifindex = ports[i].ifindex;
+    const unsigned char *bytes = nullptr;
+    uint32_t length = size;
+    const uint32_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &bytes, &length);
+    if (rc != QOS_MSG_DONE) {
+        QOS_ERR_AT(function, "Failed to get rmon counters for port %s, rc: %d", interface->ifName, rc);
+        return rc;
+    }
+    const auto *response = reinterpret_cast<const tdRequest_t *>(bytes);
+    for (uint32_t i = 0; i < count; ++i) {
+        const unsigned long long drops = response->port[i].discarded;
+        if (drops == 0)
+            continue;
+        ports[i].is_td_if_drop = 1;
+        ports[i].td_drop = drops;
+        QOS_INF_AT(function, "RX drop:%llu in if:0x%x", drops, uint32_t{ports[i].ifindex});
+    }
+    return rc;
+}
+
+uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports, uint32_t count)
+{
+    constexpr const char *function = "mrlGetRedMonitorStats";
+    const uint32_t size = cosRedResponseSize(count);
+    auto *request = cosRedRequest(COS_STATS_READ, STAT_DEV_RED_MIRELLE, count, size);
+    request->head.num_responses = static_cast<uint16_t>(count);
+    for (uint32_t i = 0; i < count; ++i)
+        request->key[i].id = ports[i].ifindex;
+    const unsigned char *response = nullptr;
+    uint32_t length = size;
+    const uint32_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &response, &length);
+    if (rc != QOS_MSG_DONE) {
+        QOS_ERR_AT(function, "Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
+        return rc;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        const cosRedResult_t result = cosRedResult(response, count, i);
+        if (result.first[0] == 0 && result.first[1] == 0 && result.first[2] == 0)
+            continue;
+        ports[i].green_drop = result.first[0];
+        ports[i].yellow_drop = result.first[1];
+        ports[i].red_drop = result.first[2];
+        ports[i].is_red_if_drop = 1;
+        QOS_INF_AT(function, "MRL red drop_ctr in if:0x%x", uint32_t{ports[i].ifindex});
+    }
+    return rc;
+}
+
+template <typename Body>
+uint32_t stored(Body *body, uint32_t rc)
+{
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+template <typename Body, typename Port>
+uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qosIf_t *, Port *, uint32_t))
+{
+    const uint32_t total = body->num_records;
+    uint32_t done = 0;
+    uint32_t rc = QOS_MSG_DONE;
+    do {
+        const uint32_t count = std::min(total - done, SLICE);
+        rc = read(interface, body->records + done, count);
+        done += count;
+    } while (rc == QOS_MSG_DONE && done < total);
+    return stored(body, rc);
+}
+
+} // namespace
+
+uint32_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
+{
+    const qosIf_t *interface = cosFindPort(__func__, body->records[0].ifindex);
+    return interface ? readAll(interface, body, readTailDrops) : stored(body, QOS_MSG_NOT_FOUND);
+}
+
+uint32_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
+{
+    const qosIf_t *interface = qosLookupIfEntry(body->records[0].ifindex);
+    const bool known = interface && interface->chip;
+    return known ? readAll(interface, body, readRedDrops) : stored(body, QOS_MSG_UNSERVED);
+}
