@@ -14,6 +14,7 @@
 #include "agent/l3_priority.h"
 #include "agent/long_distance.h"
 #include "agent/mcast.h"
+#include "agent/mcast_queues.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"
 #include "agent/red.h"
@@ -52,6 +53,9 @@ constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> handlerTable()
     table[QOS_GLB_SCH_MSG].handler = qaUntyped<qaProcessGlbSchCfg>;
     table[QOS_PSHAPE_MSG].handler = qaUntyped<qaProcessPortShaperCfg>;
     table[QOS_MC_SCH_MSG].handler = qaUntyped<qaProcessMcSchCfg>;
+    table[QOS_MCAST_RATELIMIT_MSG].handler = qaUntyped<qaProcessMcastRateLimit>;
+    table[QOS_MCAST_TAILDROP_MSG].handler = qaUntyped<qaProcessMcastTailDrop>;
+    table[QOS_GET_MCAST_RCVQUEUE_STATS_MSG].handler = qaUntyped<qaProcessMcastRcvQueStatsMsg>;
     table[QOS_LD_CFG_MSG].handler = qaUntyped<qaProcessLdCfg>;
     table[QOS_GET_PORTPRI_BUFFERS].handler = qaUntyped<qaProcessPortPriBuffers>;
     table[QOS_INGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessIngrQueueDepthMsg>;

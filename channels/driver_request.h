@@ -51,16 +51,20 @@ Record *qosCosRequest(uint32_t command, uint32_t out_size = sizeof(cosHdr_t),
     return record;
 }
 
-// The same of the DCE family, cleared.
+// The same of the DCE family.
 template <typename Record>
-Record *qosDceRequest(uint32_t command, uint8_t operation = 0, uint16_t num_records = 0)
+Record *qosDceRequest(uint32_t command, uint8_t operation = 0, uint16_t num_records = 0,
+                      qosRequestBuffer_t buffer = qosRequestBuffer_t::Cleared)
 {
     static_assert(sizeof(Record) <= NL_MSG_BUF_SIZE - NL_RECORD_OFFSET && alignof(Record) == 1);
     auto *record = reinterpret_cast<Record *>(qosRequestRecord());
-    memset(qosRequestRecord(), 0, sizeof *record);
+    if (buffer == qosRequestBuffer_t::Cleared)
+        memset(qosRequestRecord(), 0, sizeof *record);
     record->hdr.command = command;
     record->hdr.length = sizeof *record;
     record->hdr.operation = operation;
+    record->hdr.status = 0;
+    record->hdr.word_8 = 0;
     record->hdr.num_records = num_records;
     return record;
 }
@@ -85,6 +89,15 @@ uint32_t qosCosSend(uint32_t target, const Record *record)
     const cosHdr_t *response;
     uint32_t length;
     return qosSendRequest(qosCosIoctl, target, record, &response, &length);
+}
+
+// The same of the DCE family.
+template <typename Record>
+uint32_t qosDceSend(uint32_t target, const Record *record)
+{
+    const dceHdr_t *response;
+    uint32_t length;
+    return qosSendRequest(qosDceIoctl, target, record, &response, &length);
 }
 
 #endif

@@ -1,4 +1,4 @@
-// What the port operations of Tessel and Mirelle have in common.
+// What the port operations of all chip families have in common.
 #ifndef PLATFORM_COS_PORT_H
 #define PLATFORM_COS_PORT_H
 

@@ -2,6 +2,10 @@
 #include "platform/qa_ioctl.h"
 
 #include "core/handler.h"
+#include "platform/larkin/lark_ccb.h"
+#include "platform/larkin/lark_sched.h"
+#include "platform/larkin/lark_statistics.h"
+#include "platform/larkin/lark_tcam.h"
 #include "platform/mirelle/mrl_capability.h"
 #include "platform/mirelle/mrl_congestion.h"
 #include "platform/mirelle/mrl_drop_monitor.h"
@@ -54,7 +58,37 @@ constexpr qaIoctlRow_t sharedRow()
 
 constexpr qaIoctlRow_t larkinRow()
 {
-    return {};
+    qaIoctlRow_t row = {};
+    row[QOS_CHIPUP_MSG] = qaUntyped<larkGetChipCapability>;
+    row[QOS_COSTRUST_MSG] = qaUntyped<larkSetIfCosTrust>;
+    row[QOS_DEFCOS_MSG] = qaUntyped<larkSetIfDefCos>;
+    row[QOS_COSMAP_MSG] = qaUntyped<larkSetIfCosMap>;
+    row[QOS_COSTCMAP_MSG] = qaUntyped<larkSetIfCosTcMap>;
+    row[QOS_DSCPTRUST_MSG] = qaUntyped<larkSetIfDscpTrust>;
+    row[QOS_DSCPCOSMAP_MSG] = qaUntyped<larkSetIfDscpCosMap>;
+    row[QOS_DSCPTCMAP_MSG] = qaUntyped<larkSetIfDscpTcMap>;
+    row[QOS_PAUSE_MSG] = qaUntyped<larkSetPause>;
+    row[QOS_PFC_MSG] = qaUntyped<larkSetPfc>;
+    row[QOS_PRI_TAILDROP_MSG] = qaUntyped<larkSetPriTailDrop>;
+    row[QOS_TAILDROP_MSG] = qaUntyped<larkSetTailDrop>;
+    row[QOS_SBP_MSG] = qaUntyped<larkGetSbpSize>;
+    row[QOS_EMERGENCY_PAUSE_MSG] = qaUntyped<larkSetEmergencyPause>;
+    row[QOS_SCH_MSG] = qaUntyped<larkSetSchCfg>;
+    row[QOS_MC_SCH_MSG] = qaUntyped<larkSetMcSchCfg>;
+    row[QOS_MCAST_RATELIMIT_MSG] = qaUntyped<larkSetMcastRateLimit>;
+    row[QOS_MCAST_TAILDROP_MSG] = qaUntyped<larkSetMcastTailDrop>;
+    row[QOS_GET_RCVQUEUE_STATS_MSG] = qaUntyped<larkGetRcvQueStats>;
+    row[QOS_GET_SWM_STATS_MSG] = qaUntyped<larkGetSwmStats>;
+    row[QOS_GET_RMON_STATS_MSG] = qaUntyped<larkGetRmonStats>;
+    row[QOS_GET_MCAST_RCVQUEUE_STATS_MSG] = qaUntyped<larkGetMcastRcvQueStats>;
+    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<larkGetFlowControlStats>;
+    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<larkGetQueueStats>;
+    row[QOS_RED_PROFILE_MSG] = qaUntyped<larkinSetRedProfile>;
+    row[QOS_RED_CHIP_INIT_MSG] = qaUntyped<larkinRedChipInit>;
+    row[QOS_PORT_BUF_ADJUST_MSG] = qaUntyped<larkSetPortBuf>;
+    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<larkSetDefTailDrop>;
+    row[QOS_CLEAR_STATS_MSG] = qaUntyped<larkClearStats>;
+    return row;
 }
 
 constexpr qaIoctlRow_t tesselRow()
@@ -120,8 +154,8 @@ constexpr qaIoctlRow_t mirelleRow()
 
 constexpr std::array<qaIoctlRow_t, QOS_CHIP_TYPES> qaIoctlFn = {larkinRow(), tesselRow(), mirelleRow(), mirelleRow()};
 
-constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn = {};
-constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn = {};
+constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn = {larkL2PriChipUp};
+constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn = {larkL3PriChipUp};
 
 constexpr std::array<uint16_t, QOS_CHIP_TYPES> qos_chip_pol_step_size = {0, 4994, 4982, 5007};
 

@@ -89,7 +89,8 @@ Driver::Reply chipReply(const std::shared_ptr<ChipState> &chip)
             batch(*chip, record);
         else if (command == 0x01270810)
             capability(*chip, record);
-        put32(record, 24, chip->statuses[command]);
+        if (record.size() >= 28) // other records have a shorter head
+            put32(record, 24, chip->statuses[command]);
         return std::vector<Bytes>{answerTo(request, record)};
     };
 }

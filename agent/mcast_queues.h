@@ -1,0 +1,16 @@
+// Multicast queues, which a chip has once for all its ports: rate limit, tail drop and counters. Nothing is kept here,
+// so a chip that comes up later gets nothing.
+#ifndef AGENT_MCAST_QUEUES_H
+#define AGENT_MCAST_QUEUES_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+
+// Handlers of codes 23 and 24. `ifindex` names a chip, or all chips of this node: then the result is the last one's,
+// and a chip type without the operation ends the walk. A node without chips leaves the status as it came.
+uint32_t qaProcessMcastRateLimit(qosCcbMsg_t *body);
+uint32_t qaProcessMcastTailDrop(qosCcbMsg_t *body);
+uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body); // code 28
+
+#endif

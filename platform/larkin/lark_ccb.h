@@ -1,0 +1,44 @@
+// Congestion control on Larkin: entries 12 to 17, 23, 24, 34, 36, 38, 39 and 41 of the back-end table.
+#ifndef PLATFORM_LARKIN_LARK_CCB_H
+#define PLATFORM_LARKIN_LARK_CCB_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+#include "inventory/records.h"
+
+// Each sends one record to the chip of the body's interface, stores its status in the body and returns it. 24 for an
+// unknown interface, with the body's status left alone.
+uint32_t larkSetTailDrop(qosCcbMsg_t *body);
+uint32_t larkSetPriTailDrop(qosCcbMsg_t *body);
+uint32_t larkSetPortBuf(qosCcbMsg_t *body);
+uint32_t larkSetEmergencyPause(qosCcbMsg_t *body);
+uint32_t larkSetPause(qosCcbMsg_t *body); // on and off as the body says, not the interface
+uint32_t larkSetPfc(qosCcbMsg_t *body);
+
+// Turns RED of one priority on or off in the interface's record, and tells the chip of all priorities.
+uint32_t larkinSetRedProfile(qosCcbMsg_t *body);
+// The chip's one profile, as its reserved entry says; nothing without one.
+uint32_t larkinRedChipInit(qosChip_t *chip);
+
+// Asks the chip for its buffers and those of a port, in bytes, and keeps both in its record.
+uint32_t larkGetSbpSize(qosChip_t *chip);
+
+// A port's default budget in bytes; the second stores it in the interface and sends nothing.
+uint32_t larkGetTailDropThreshold(const qosIf_t *interface);
+uint32_t larkSetDefTailDrop(qosCcbMsg_t *body);
+
+// To the chip that the body names.
+uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body);
+uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body);
+
+// Clears the counters of one interface, or with clearAll of all ports and queues of the walk's chip; then the status is
+// that of the queues. 25 without a target.
+uint32_t larkClearStats(qosClearStatsMsg_t *body);
+uint32_t larkClearSwmStats(qosClearStatsMsg_t *body);
+uint32_t larkClearQmgStats(qosClearStatsMsg_t *body);
+
+// Slot 1: a Larkin chip is never asked for its capability here; 0.
+uint32_t larkGetChipCapability(qosChipUpMsg_t *body);
+
+#endif

@@ -1,0 +1,420 @@
+// Regions, entries and maps. The two selections differ in table number, bit places and words, which stand in a row.
+#include "platform/larkin/lark_tcam.h"
+
+#include "channels/driver_request.h"
+#include "core/text.h"
+#include "core/trace.h"
+#include "inventory/interfaces.h"
+#include "platform/larkin/lark_records.h"
+
+namespace {
+
+struct selection_t {
+    uint16_t table;
+    uint8_t value_shift; // of the CoS or DSCP in the key
+    uint32_t value_mask;
+    uint32_t port_mask;
+    uint32_t valid;
+    uint8_t result; // which of the two result words
+    uint32_t entries;
+    const char *init;
+    const char *add;
+    const char *update;
+    qosText_t<> create_failed;
+    qosText_t<> add_failed;
+    qosText_t<> update_failed;
+};
+
+constexpr selection_t L2 = {0x1006,
+                            28,
+                            0x70000000,
+                            0x1F000000,
+                            1U << 18,
+                            0,
+                            24,
+                            "larkInitL2PSelTcam",
+                            "larkAddL2PselTcamEntry",
+                            "larkUpdateL2PSelTcamEntry",
+                            QOS_ERR_TEXT("IOCTL failed for L2Psel TCAM create"),
+                            QOS_ERR_TEXT("IOCTL failed for L2Psel TCAM Add"),
+                            QOS_ERR_TEXT("IOCTL failed for L2Psel TCAM Update")};
+
+constexpr selection_t L3 = {0x2005,
+                            4,
+                            0x000003F0,
+                            0x07C00000,
+                            1U << 22,
+                            1,
+                            64,
+                            "larkInitL3PSelTcam",
+                            "larkAddL3PselTcamEntry",
+                            "larkUpdateL3PSelTcamEntry",
+                            QOS_ERR_TEXT("IOCTL failed for L3Psel TCAM create"),
+                            QOS_ERR_TEXT("IOCTL failed for L3Psel TCAM Add"),
+                            QOS_ERR_TEXT("IOCTL failed for L3Psel TCAM Update")};
+
+constexpr uint16_t REGION = 1;
+
+uint32_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTcamRegion_t *region)
+{
+    *region = {REGION, 0, 0, selection.entries, 256, selection.entries, 12};
+    auto *record = qosDceRequest<larkTcamRegion_t>(DCE_TCAM_CREATE_REGION, 0, 0, qosRequestBuffer_t::AsIs);
+    record->word_12 = 0;
+    record->table = selection.table;
+    record->region = static_cast<uint16_t>(region->region_id);
+    record->half_20 = 0;
+    record->flags_22 &= 0x3f;
+    record->byte_23 = 0;
+    record->min_size = static_cast<uint16_t>(region->min_size);
+    record->max_size = static_cast<uint16_t>(region->max_size);
+    record->size = static_cast<uint16_t>(region->size);
+    record->growth_factor = static_cast<uint16_t>(region->growth_factor);
+    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.init, __LINE__, selection.create_failed);
+    return rc;
+}
+
+// The chip that holds the port's entries, or null with a line.
+const qosChip_t *chipOf(const char *function, const qosIf_t *interface)
+{
+    if (!interface->chip)
+        QOS_ERR_AT(function, "Invalid chip pointer for ifEntry %s", interface->ifName);
+    return interface->chip;
+}
+
+void readHandle(const larkTcamHandle_t &from, dce_tcam_handle_t *to)
+{
+    to->input_key = from.input_key;
+    to->input_mask_key = from.input_mask_key;
+    to->result_key = from.result_key;
+    to->application_handle = from.application_handle;
+}
+
+void writeHandle(const dce_tcam_handle_t &from, larkTcamHandle_t *to)
+{
+    to->input_key = from.input_key;
+    to->input_mask_key = from.input_mask_key;
+    to->result_key = from.result_key;
+    to->application_handle = from.application_handle;
+}
+
+uint32_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32_t value, uint32_t result,
+                  dce_tcam_handle_t *handle)
+{
+    const qosChip_t *chip = chipOf(selection.add, interface);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    auto *record = qosDceRequest<larkTcamAdd_t>(DCE_TCAM_ADD);
+    record->table = selection.table;
+    record->region = REGION;
+    record->value_key = value << selection.value_shift;
+    record->port_key = interface->ifIndex;
+    record->port_mask = selection.port_mask;
+    record->value_mask = selection.value_mask;
+    record->valid = selection.valid;
+    record->result[selection.result] = result;
+    const larkTcamAdded_t *response;
+    uint32_t length;
+    const uint32_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.add, __LINE__, selection.add_failed);
+    else
+        readHandle(response->handle, handle);
+    return rc;
+}
+
+template <typename Record>
+uint32_t updateEntry(const selection_t &selection, const qosIf_t *interface, const dce_tcam_handle_t &handle,
+                     uint32_t result)
+{
+    const qosChip_t *chip = chipOf(selection.update, interface);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    auto *record = qosDceRequest<Record>(DCE_TCAM_UPDATE);
+    writeHandle(handle, &record->handle);
+    record->table = selection.table;
+    record->region = REGION;
+    record->valid = selection.valid;
+    record->result[selection.result] = result;
+    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.update, __LINE__, selection.update_failed);
+    return rc;
+}
+
+constexpr uint64_t bitOf(unsigned dscp)
+{
+    return uint64_t{1} << dscp;
+}
+
+// A CoS or traffic class in its place of three bits.
+constexpr uint32_t threeBits(uint32_t value, unsigned shift)
+{
+    return (value & 7) << shift;
+}
+
+uint32_t setL2Entry(qosIf_t *interface, unsigned cos, const qosL2PriMsg_t *body)
+{
+    const char *name = interface->ifName;
+    const uint32_t result = threeBits(body->cos_map[cos], 24) | threeBits(larkSwap(body->tc_map[cos]), 13);
+    if (interface->l2_pri.tcam_handle_valid & 1U << cos) {
+        const uint32_t rc = larkUpdateL2PSelTcamEntry(interface, cos, result);
+        if (rc != QOS_MSG_DONE)
+            QOS_ERR_AT("larkSetL2PriMap", "TCAM Update failed for L2 Pri Map for interface %s, error = %d", name, rc);
+        return rc;
+    }
+    const uint32_t rc = larkAddL2PselTcamEntry(interface, cos, result);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR_AT("larkSetL2PriMap", "TCAM Add failed for L2 Pri Map for interface %s, error = %d", name, rc);
+    return rc;
+}
+
+uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body)
+{
+    const char *name = interface->ifName;
+    const uint32_t tc = larkSwap(body->tc_map[dscp]);
+    const uint32_t trust = body->dscp_trust != 0;
+    const uint32_t result = trust << 31 | threeBits(body->cos_map[dscp], 28) | threeBits(tc, 13);
+    QOS_DBG_AT("larkSetL3PriMap", "\tDSCP = %d, iWirePri = %d, QPri = %d", dscp, body->cos_map[dscp], tc);
+    if (interface->l3_pri.tcam_handle_valid & bitOf(dscp)) {
+        const uint32_t rc = larkUpdateL3PSelTcamEntry(interface, dscp, result);
+        if (rc != QOS_MSG_DONE)
+            QOS_ERR_AT("larkSetL3PriMap", "TCAM Update failed for L3 Pri Map for interface %s, error = %d", name, rc);
+        return rc;
+    }
+    const uint32_t rc = larkAddL3PselTcamEntry(interface, dscp, result);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR_AT("larkSetL3PriMap", "TCAM Add failed for L3 Pri Map for interface %s, error = %d", name, rc);
+    return rc;
+}
+
+template <typename Body>
+uint32_t stored(Body *body, uint32_t rc)
+{
+    body->status = static_cast<int32_t>(rc);
+    return rc;
+}
+
+template <typename Body>
+qosIf_t *findPort(const char *function, Body *body)
+{
+    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
+    if (!interface) {
+        QOS_ERR_AT(function, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
+        stored(body, QOS_MSG_REFUSED);
+    }
+    return interface;
+}
+
+// The thin entries: they send the whole map and differ in the words of their lines.
+struct mapEntry_t {
+    const char *function;
+    qosText_t<const char *, uint32_t> failed;
+    qosText_t<const char *> done;
+};
+
+#define MAP_ENTRY(name, words)                                                                                         \
+    {                                                                                                                  \
+        name, QOS_ERR_TEXT(words " IOCTL failed for interface %s, error = %d"),                                        \
+            QOS_DBG_TEXT(words " IOCTL set on interface %s")                                                           \
+    }
+constexpr mapEntry_t COS_TRUST = MAP_ENTRY("larkSetIfCosTrust", "Cos Trust");
+constexpr mapEntry_t COS_MAP = MAP_ENTRY("larkSetIfCosMap", "Cos Mutation");
+constexpr mapEntry_t COS_TC_MAP = MAP_ENTRY("larkSetIfCosTcMap", "Cos TC Mutation");
+constexpr mapEntry_t DSCP_TRUST = MAP_ENTRY("larkSetIfDscpTrust", "DSCP Trust");
+constexpr mapEntry_t DSCP_COS_MAP = MAP_ENTRY("larkSetIfDscpCosMap", "DSCP Cos Mutation");
+constexpr mapEntry_t DSCP_TC_MAP = MAP_ENTRY("larkSetIfDscpTcMap", "DSCP TC Mutation");
+#undef MAP_ENTRY
+
+template <typename Body>
+uint32_t finish(const mapEntry_t &entry, const Body *body, uint32_t rc)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
+    else
+        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
+    return rc;
+}
+
+} // namespace
+
+uint32_t larkInitL2PSelTcam(qosChip_t *chip)
+{
+    return chip->l2psel_tcam_status = createRegion(L2, chip, &chip->l2psel_tcam);
+}
+
+uint32_t larkInitL3PSelTcam(qosChip_t *chip)
+{
+    return chip->l3psel_tcam_status = createRegion(L3, chip, &chip->l3psel_tcam);
+}
+
+int larkL2PriChipUp(qosChip_t *chip)
+{
+    const uint32_t rc = larkInitL2PSelTcam(chip);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to initialize L2PSel TCAM");
+    return static_cast<int>(rc);
+}
+
+int larkL3PriChipUp(qosChip_t *chip)
+{
+    const uint32_t rc = larkInitL3PSelTcam(chip);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Failed to initialize L3PSel TCAM");
+    return static_cast<int>(rc);
+}
+
+uint32_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t result)
+{
+    qosIfL2Pri_t &pri = interface->l2_pri;
+    dce_tcam_handle_t &handle = pri.cos_trust_handle[cos];
+    const uint32_t rc = addEntry(L2, interface, cos, result, &handle);
+    if (rc != QOS_MSG_DONE)
+        return rc;
+    pri.tcam_handle_valid = static_cast<uint8_t>(pri.tcam_handle_valid | 1U << cos);
+    QOS_DBG("Added L2PSel Tcam entry with handle = %016llx:%016llx:%04x:%x",
+            static_cast<unsigned long long>(handle.input_key), static_cast<unsigned long long>(handle.input_mask_key),
+            handle.result_key, handle.application_handle);
+    return rc;
+}
+
+uint32_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t result)
+{
+    qosIfL3Pri_t &pri = interface->l3_pri;
+    dce_tcam_handle_t &handle = pri.dscp_trust_handle[dscp];
+    const uint32_t rc = addEntry(L3, interface, dscp, result, &handle);
+    if (rc != QOS_MSG_DONE)
+        return rc;
+    pri.tcam_handle_valid |= bitOf(dscp);
+    QOS_DBG("Added L3PSel Tcam entry with handle = %016llx:%016llx:%04x:%x",
+            static_cast<unsigned long long>(handle.input_key), static_cast<unsigned long long>(handle.input_mask_key),
+            handle.result_key, handle.application_handle);
+    return rc;
+}
+
+uint32_t larkUpdateL2PSelTcamEntry(const qosIf_t *interface, unsigned cos, uint32_t result)
+{
+    return updateEntry<larkL2TcamUpdate_t>(L2, interface, interface->l2_pri.cos_trust_handle[cos], result);
+}
+
+uint32_t larkUpdateL3PSelTcamEntry(const qosIf_t *interface, unsigned dscp, uint32_t result)
+{
+    return updateEntry<larkL3TcamUpdate_t>(L3, interface, interface->l3_pri.dscp_trust_handle[dscp], result);
+}
+
+uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
+{
+    const qosChip_t *chip = chipOf(__func__, interface);
+    if (!chip)
+        return QOS_MSG_REFUSED;
+    auto *record = qosDceRequest<larkTcamDelete_t>(DCE_TCAM_DELETE);
+    record->table = L3.table;
+    record->region = REGION;
+    writeHandle(interface->l3_pri.dscp_trust_handle[dscp], &record->handle);
+    record->word_44 = 1;
+    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("IOCTL failed for L3Psel TCAM Delete");
+    else
+        interface->l3_pri.tcam_handle_valid &= ~bitOf(dscp);
+    return rc;
+}
+
+uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
+{
+    constexpr unsigned LAST = QOS_PRIORITIES - 1;
+    uint32_t rc = QOS_MSG_REFUSED;
+    if (const qosChip_t *chip = chipOf(__func__, interface)) {
+        auto *record = qosDceRequest<larkL2PriRegMap_t>(DCE_L2_CONFIG, LARK_L2_PRI_REG_MAP, 1);
+        record->mask = LARK_REG_MAP_MASK;
+        uint32_t map = 0;
+        for (unsigned priority = 0; priority < LAST; ++priority)
+            map = map << 4 | (larkSwap(body->tc_map[priority]) & 0xf);
+        record->map = map << 4 | LAST; // the highest priority keeps its class whatever the map says
+        record->ifIndex = interface->ifIndex;
+        rc = qosDceSend(chip->chip_ifindex, record);
+    }
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Unable to set l2PriRegMap for if: %s, rc: %d", interface->ifName, rc);
+    return rc;
+}
+
+uint32_t larkSetL2PriMap(qosL2PriMsg_t *body)
+{
+    qosIf_t *interface = findPort(__func__, body);
+    if (!interface)
+        return QOS_MSG_REFUSED;
+    uint32_t rc = QOS_MSG_DONE;
+    for (unsigned cos = 0; cos < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++cos)
+        rc = setL2Entry(interface, cos, body);
+    return stored(body, larkSetL2PriRegMap(interface, body));
+}
+
+uint32_t larkSetL3PriMap(qosL3PriMsg_t *body)
+{
+    qosIf_t *interface = findPort(__func__, body);
+    if (!interface)
+        return QOS_MSG_REFUSED;
+    uint32_t rc = QOS_MSG_DONE;
+    for (unsigned dscp = 0; dscp < QOS_DSCPS && rc == QOS_MSG_DONE; ++dscp)
+        rc = setL3Entry(interface, dscp, body);
+    return stored(body, rc);
+}
+
+uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
+{
+    qosIf_t *interface = findPort(__func__, body);
+    if (!interface)
+        return QOS_MSG_REFUSED;
+    uint32_t rc = QOS_MSG_DONE;
+    for (unsigned dscp = 0; dscp < QOS_DSCPS && rc == QOS_MSG_DONE; ++dscp) {
+        if (interface->l3_pri.tcam_handle_valid & bitOf(dscp))
+            rc = larkDelL3PSelTcamEntry(interface, dscp);
+    }
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("TCAM Delete failed for L3 Pri Map for interface %s, error = %d", interface->ifName, rc);
+    return stored(body, rc);
+}
+
+uint32_t larkSetIfCosTrust(qosL2PriMsg_t *body)
+{
+    return finish(COS_TRUST, body, larkSetL2PriMap(body));
+}
+
+uint32_t larkSetIfCosMap(qosL2PriMsg_t *body)
+{
+    return finish(COS_MAP, body, larkSetL2PriMap(body));
+}
+
+uint32_t larkSetIfCosTcMap(qosL2PriMsg_t *body)
+{
+    return finish(COS_TC_MAP, body, larkSetL2PriMap(body));
+}
+
+uint32_t larkSetIfDefCos(qosL2PriMsg_t *body)
+{
+    auto *record = qosDceRequest<larkDefCos_t>(DCE_VLAN_CONFIG);
+    record->valid = LARK_VLAN_DEF_COS;
+    record->def_cos = body->def_cos;
+    const uint32_t rc = qosDceSend(body->ifIndex, record);
+    if (rc != QOS_MSG_DONE)
+        QOS_ERR("Default CoS IOCTL failed for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
+    return larkSetL2PriMap(body);
+}
+
+uint32_t larkSetIfDscpTrust(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_TRUST, body, body->dscp_trust != 0 ? larkSetL3PriMap(body) : larkDelL3PriMap(body));
+}
+
+uint32_t larkSetIfDscpCosMap(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_COS_MAP, body, larkSetL3PriMap(body));
+}
+
+uint32_t larkSetIfDscpTcMap(qosL3PriMsg_t *body)
+{
+    return finish(DSCP_TC_MAP, body, larkSetL3PriMap(body));
+}
