@@ -4,6 +4,7 @@
 #include "agent/chip_target.h"
 #include "agent/drop_poll.h"
 #include "agent/monitor.h"
+#include "core/handler.h"
 #include "core/memory.h"
 #include "core/module.h"
 #include "inventory/monitor_fields.h"
@@ -19,12 +20,6 @@ constexpr uint8_t POLL_SECONDS = 60;
 enum : uint8_t { CMD_ADD = 1, CMD_DELETE = 2 };
 
 constexpr qosText_t<const char *> UNKNOWN = QOS_ERR_TEXT("Failed to find interface %s for drop monitor config");
-
-uint32_t refuse(qaDropMonitorCfgMsg_t *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
 
 void traceCount(const char *function)
 {
@@ -248,14 +243,14 @@ uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
     auto *info = qosMallocRecord<qaDropMonitorInfo_t>(QOS_MOD_DROP_MONITOR, QOS_MEM_DROP_MONITOR);
     if (!info) {
         QOS_ERR("Malloc failed for drop monitor info");
-        return refuse(body, QOS_MSG_NO_MEMORY);
+        return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
     info->ifindex = body->ifindex;
     qaDropMonitorStart(info, 1);
     if (!listnode_add_sort(chip->drop_monitor_list, info)) {
         QOS_ERR("Failed to add interface to drop monitor list");
         qaDropMonitorFreeData(info);
-        return refuse(body, QOS_MSG_NO_MEMORY);
+        return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
     QOS_INF("Processed drop config request %s", name.text);
     body->status = QOS_MSG_DONE;

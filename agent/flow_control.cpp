@@ -2,6 +2,7 @@
 #include "agent/flow_control.h"
 
 #include "agent/ccb.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/qa_ioctl.h"
 
@@ -48,12 +49,6 @@ constexpr ahead_t AHEAD_OF_PAUSE = {"qaProcessPause",
 constexpr ahead_t AHEAD_OF_PFC = {"qaProcessPfc", QOS_INF_TEXT("set tail drop thresholds after pfc config for port %s"),
                                   QOS_INF_TEXT("set w2qpri map after pfc config for port %s")};
 
-uint32_t refuse(qosCcbMsg_t *body)
-{
-    body->status = QOS_MSG_REFUSED;
-    return QOS_MSG_REFUSED;
-}
-
 // Stores the sixteen switches and gives whether any is on.
 bool storePfc(qosIfCcbInfo_t &ccb, const qosCcbMsg_t *body)
 {
@@ -84,7 +79,7 @@ uint32_t qaProcessPause(qosCcbMsg_t *body)
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PAUSE_MSG);
     if (!entry) {
         QOS_ERR("NULL PAUSE IOCTL handler for chip %d", interface->chip->chip_id);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
@@ -109,7 +104,7 @@ uint32_t qaProcessPfc(qosCcbMsg_t *body)
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PFC_MSG);
     if (!entry) {
         QOS_ERR("NULL PFC IOCTL handler for chip %d", interface->chip->chip_id);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
@@ -130,7 +125,7 @@ uint32_t qaProcessW2qPri(qosCcbMsg_t *body)
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_W2QPRI_MSG);
     if (!entry) {
         QOS_ERR("NULL W2QPRIO IOCTL handler for chip %d", interface->chip->chip_id);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)

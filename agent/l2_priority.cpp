@@ -77,7 +77,7 @@ uint32_t handleMap(const row_t &row, qosL2PriMsg_t *body)
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_DEFCOS_MSG);
     if (!entry) {
         qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, DEF_COS.null_entry, interface->chip->chip_id);
-        return qaPriRefuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t joined = outcome.rc | entry(body);
     qaPriTraceResult(DEF_COS, row.function, qosNameOf(body->ifName).text, joined);

@@ -1,6 +1,7 @@
 // The twin handlers as rows of one mechanism, and the read.
 #include "agent/mcast_queues.h"
 
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
@@ -40,13 +41,6 @@ constexpr row_t TAIL_DROP = {"qaProcessMcastTailDrop", QOS_MCAST_TAILDROP_MSG,
                              QOS_ERR_TEXT("NULL TAIL DROP IOCTL handler for chip %x, type: %d"),
                              QOS_ERR_TEXT("Failed to set mcastTailDrop on chip %x, rc: %d"), traceTailDrop};
 
-template <typename Body>
-uint32_t answer(Body *body, uint32_t status)
-{
-    body->status = static_cast<int32_t>(status);
-    return status;
-}
-
 // The status is what the entry leaves.
 uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCcbMsg_t *body)
 {
@@ -62,7 +56,7 @@ uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCc
 uint32_t refuse(const row_t &row, const qosChip_t *chip, qosCcbMsg_t *body)
 {
     qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.null_entry, chip->chip_ifindex, chip->chip_type);
-    return answer(body, QOS_MSG_REFUSED);
+    return qosAnswer(body, QOS_MSG_REFUSED);
 }
 
 uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
@@ -71,7 +65,7 @@ uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(ifindex));
     if (!chip) {
         QOS_ERR_AT(row.function, "Unable to locate chip in db with ifidx: %x", ifindex);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = qaIoctl(chip, row.code);
     return entry ? program(row, chip, entry, body) : refuse(row, chip, body);
@@ -118,16 +112,16 @@ uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body)
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
         QOS_ERR("Unable to find chip");
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     QOS_INF("Received McastRcvQueStats msg for chip: %x", chip->chip_ifindex);
     const qaIoctl_t entry = qaIoctl(chip, QOS_GET_MCAST_RCVQUEUE_STATS_MSG);
     if (!entry) {
         QOS_ERR("NULL MCAST RCV QUE STATS handler for chip %x", chip->chip_ifindex);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve QosMcastRcvQue Stats for chip: %x, rc: %d", chip->chip_ifindex, rc);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }

@@ -7,6 +7,7 @@
 #include "agent/chip_target.h"
 #include "agent/model/policer_groups.h"
 #include "agent/monitor.h"
+#include "core/handler.h"
 #include "core/memory.h"
 #include "core/module.h"
 #include "inventory/capability.h"
@@ -46,13 +47,6 @@ tnx_list_t *directionList(const qosChip_t *chip, int32_t dir)
 }
 
 template <typename Body>
-uint32_t refuse(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
-template <typename Body>
 uint32_t groupOf(const char *function, Body *body, uint16_t *group)
 {
     const uint32_t ifindex = body->ifindex;
@@ -60,7 +54,7 @@ uint32_t groupOf(const char *function, Body *body, uint16_t *group)
     if (rc == QOS_MSG_DONE)
         return rc;
     QOS_ERR_AT(function, "Failed to get pol grp idx for ifindex :0x%x", ifindex);
-    return refuse(body, rc);
+    return qosAnswer(body, rc);
 }
 
 // Calls the entry for the interface's group, or for all groups of the chip in turn. Only the last result is kept.
@@ -122,7 +116,7 @@ uint32_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
     qaPolPolicerInfo_t *record = added->record;
     if (!record) {
         QOS_ERR_AT(function, "Malloc failed for policer info");
-        return refuse(body, QOS_MSG_NO_MEMORY);
+        return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
     const uint32_t rc = groupOf(function, body, &record->pol_grp_idx);
     if (rc != QOS_MSG_DONE)
@@ -139,7 +133,7 @@ uint32_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
     if (added->listed)
         return QOS_MSG_DONE;
     QOS_ERR_AT(function, "Failed to add policer to the policer list");
-    return refuse(body, QOS_MSG_NO_MEMORY);
+    return qosAnswer(body, QOS_MSG_NO_MEMORY);
 }
 
 // The key holds group 0, so a policer of another group is not found and its monitoring stays as it is.
@@ -327,7 +321,7 @@ uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
     if (rc == QOS_MSG_DONE)
         return rc;
     undo(chip, body, added);
-    return refuse(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
@@ -354,7 +348,7 @@ uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
         QOS_ERR(" chip inst not found");
-        return refuse(body, QOS_MSG_REFUSED);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const qaIoctl_t entry = entryOf(__func__, chip, QOS_POL_PROFILE_MSG, body);
     if (!entry)
@@ -364,7 +358,7 @@ uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to process policer config for interface %d/%d, error = %d", slot, port, rc);
-        return refuse(body, rc);
+        return qosAnswer(body, rc);
     }
     QOS_INF("Processed policer config request %d/%d ", slot, port);
     return rc;

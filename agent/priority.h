@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "agent/messages.h"
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
@@ -30,13 +31,6 @@ struct qaPriOutcome_t {
 };
 
 template <typename Body>
-uint32_t qaPriRefuse(Body *body)
-{
-    body->status = QOS_MSG_REFUSED;
-    return QOS_MSG_REFUSED;
-}
-
-template <typename Body>
 void qaPriTraceResult(const qaPriRow_t<Body> &row, const char *function, const char *name, uint32_t rc)
 {
     if (rc != QOS_MSG_DONE)
@@ -55,18 +49,18 @@ qaPriOutcome_t qaPriHandle(const qaPriRow_t<Body> &row, Body *body)
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
         qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.unknown, name.text);
-        return {nullptr, qaPriRefuse(body)};
+        return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
     }
     const qosChip_t *chip = interface->chip;
     if (!chip) {
         QOS_ERR_AT(row.function, "Failed to find chip for interface %s", name.text);
-        return {nullptr, qaPriRefuse(body)};
+        return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
     }
     row.store(*interface, *body);
     const qaIoctl_t entry = qaIoctl(chip, row.code);
     if (!entry) {
         qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.null_entry, chip->chip_id);
-        return {nullptr, qaPriRefuse(body)};
+        return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
     }
     const uint32_t rc = entry(body);
     qaPriTraceResult(row, row.function, name.text, rc);

@@ -1,6 +1,7 @@
 // The RED handlers. What a back end has changed stays after a failure; nothing is changed here.
 #include "agent/red.h"
 
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "inventory/slots.h"
@@ -8,13 +9,6 @@
 #include "velmar/dce.h"
 
 namespace {
-
-template <typename Body>
-uint32_t answer(Body *body, uint32_t status)
-{
-    body->status = static_cast<int32_t>(status);
-    return status;
-}
 
 qosChip_t *firstChip()
 {
@@ -31,7 +25,7 @@ uint32_t nullProfileHandler(const qosChip_t *chip, qosCcbMsg_t *body)
 {
     QOS_ERR_AT("qaProcessRedProfileMsg", "NULL RED PROFILE IOCTL handler for chip %x, type: %d", chip->chip_ifindex,
                chip->chip_type);
-    return answer(body, QOS_MSG_REFUSED);
+    return qosAnswer(body, QOS_MSG_REFUSED);
 }
 
 // A request for a port: one call, which keeps the all-chips index.
@@ -47,7 +41,7 @@ uint32_t profileOnPort(const qosChip_t *chip, qosCcbMsg_t *body)
                    rc);
     else
         QOS_INF_AT("qaProcessRedProfileMsg", "Set/unset red profile for interface %s", name.text);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t profileOnChip(qosCcbMsg_t *body)
@@ -56,7 +50,7 @@ uint32_t profileOnChip(qosCcbMsg_t *body)
     if (!chip) {
         QOS_ERR_AT("qaProcessRedProfileMsg", "Unable to locate chip in db with ifidx: %x",
                    static_cast<uint32_t>(body->ifindex));
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = qaIoctl(chip, QOS_RED_PROFILE_MSG);
     if (!entry)
@@ -68,7 +62,7 @@ uint32_t profileOnChip(qosCcbMsg_t *body)
                    chip->chip_ifindex, rc);
     else
         QOS_INF_AT("qaProcessRedProfileMsg", "set/unset red profile on an interface on chip %x", chip->chip_ifindex);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 } // namespace
@@ -82,7 +76,7 @@ uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body)
     const qosChip_t *chip = firstChip();
     if (!chip) {
         QOS_ERR("Chip is NULL when RED PROFILE is applied ");
-        return answer(body, QOS_MSG_REFUSED);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     return body->chip_ifindex == QOS_ALL_CHIPS_IFINDEX ? profileOnPort(chip, body) : profileOnChip(body);
 }
@@ -95,19 +89,19 @@ uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
     const qosChip_t *chip = firstChip();
     if (!chip) {
         QOS_ERR("chip list is empty");
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = qaIoctl(chip, QOS_IVQ_RED_CFG);
     if (!entry) {
         QOS_ERR("NULL IVQ RED CFG ioctl handler for chip %d, type:%d", chip->chip_id, chip->chip_type);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to do ivq red cfg for if %x", ifindex);
     else
         QOS_ERR("ivq red cfg done for if %x", ifindex);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
@@ -118,19 +112,19 @@ uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
     const qosChip_t *chip = chipOf(ifindex);
     if (!chip) {
         QOS_ERR("Unable to locate chip in db with ifidx: %x", ifindex);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = qaIoctl(chip, QOS_IVQ_RED_CHIP_CFG);
     if (!entry) {
         QOS_ERR("NULL IVQ RED CHIP UPD IOCTL handler for chip %x, type: %d", chip->chip_ifindex, chip->chip_type);
-        return answer(body, QOS_MSG_REFUSED);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to do ivq red chip cfg for chip %x", ifindex);
     else
         QOS_ERR("ivq red chip cfg done for chip %x", ifindex);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
@@ -141,16 +135,16 @@ uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
     const qosChip_t *chip = chipOf(chip_ifindex);
     if (!chip) {
         QOS_ERR("Unable to locate chip in db with ifidx: %x", chip_ifindex);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     QOS_INF("Received redIntfStats Msg for if: %x on chip_if: %x", ifindex, chip_ifindex);
     const qaIoctl_t entry = qaIoctl(chip, QOS_GET_RED_STATS_MSG);
     if (!entry) {
         QOS_ERR("NULL RED INTF STATS handler for chip %x", chip->chip_ifindex);
-        return answer(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve redIntf Stats for if: %x on chip_if: %x, rc: %d", ifindex, chip_ifindex, rc);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }

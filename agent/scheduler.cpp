@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "core/handler.h"
 #include "core/module.h"
 #include "core/state.h"
 #include "core/trace.h"
@@ -17,19 +18,13 @@ qosMcSch_t Mcsch_global_cfg;
 
 namespace {
 
-uint32_t refuse(qosSchMsg_t *body)
-{
-    body->status = QOS_MSG_REFUSED;
-    return QOS_MSG_REFUSED;
-}
-
 // Calls the chip's entry, or answers that it has none. The lines carry the handler's name and the interface's.
 uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, const char *name, qosSchMsg_t *body)
 {
     const qaIoctl_t entry = qaIoctl(chip, code);
     if (!entry) {
         QOS_ERR_AT(function, "NULL Sch Cfg handler for chip %d", chip->chip_id);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
@@ -52,7 +47,7 @@ uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
     const qosChip_t *chip = interface->chip;
     if (!chip) {
         QOS_ERR("Failed to find chip for interface %s", interface->ifName);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     body->chip_ifindex = chip->chip_ifindex;
     return program(__func__, chip, QOS_SCH_MSG, interface->ifName, body);
@@ -64,7 +59,7 @@ uint32_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
     const qaIoctl_t entry = qaIoctl(chip, QOS_MC_SCH_MSG);
     if (!entry) {
         QOS_ERR("NULL Sch Cfg handler for chip %d", chip->chip_id);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
@@ -114,7 +109,7 @@ uint32_t qaProcessSchCfg(qosSchMsg_t *body)
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
         QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     interface->sch_cfg = body->sch_cfg;
     if (!interface->chip) {
@@ -142,13 +137,13 @@ uint32_t qaProcessPortShaperCfg(qosSchMsg_t *body)
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
         QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     interface->shaper_cfg = body->shaper_cfg;
     const qosChip_t *chip = interface->chip;
     if (!chip) {
         QOS_ERR("Failed to find chip for interface %s", name.text);
-        return refuse(body);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     body->chip_ifindex = chip->chip_ifindex;
     return program(__func__, chip, QOS_PSHAPE_MSG, name.text, body);

@@ -20,4 +20,12 @@ struct wrapped<Fn> {
 template <auto Fn>
 constexpr uint32_t (*qaUntyped)(void *) = qaHandlerDetail::wrapped<Fn>::call;
 
+// Leaves the outcome in a body's status and gives it: how handlers and back-end entries end.
+template <typename Body>
+uint32_t qosAnswer(Body *body, uint32_t status)
+{
+    body->status = static_cast<int32_t>(status);
+    return status;
+}
+
 #endif

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_batch.h"
 
@@ -103,13 +104,6 @@ uint32_t sendBatch(const char *function, uint32_t target, cosBulk_t *batch)
     return rc;
 }
 
-template <typename Body>
-uint32_t answer(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
 void fillStatsHead(cosStats_t *record, uint32_t in_size, uint32_t out_size, int32_t dir, uint32_t count)
 {
     record->hdr.in_size = in_size;
@@ -166,7 +160,7 @@ uint32_t readSlice(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body, uint
     const uint32_t length = readLength(count);
     const unsigned char *response = nullptr;
     uint32_t received = length;
-    const uint32_t rc = answer(body, qosCosIoctl(body->chip_ifindex, record, length, &response, &received));
+    const uint32_t rc = qosAnswer(body, qosCosIoctl(body->chip_ifindex, record, length, &response, &received));
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(family.stats_get, "Failed to get stats , error = %d", rc);
         return rc;
@@ -250,7 +244,7 @@ uint32_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body
             cosPolFillProfileUpdate(cosBatchRecord<cosPolProfile_t>(batch, COS_POLICER_PROFILE), body);
         if (family.fill_add(cosBatchRecord<cosPolicerAdd_t>(batch, COS_POLICER_ADD), body) != QOS_MSG_DONE) {
             QOS_ERR_AT(family.add, " failed to update addIoctl");
-            return answer(body, QOS_MSG_REFUSED);
+            return qosAnswer(body, QOS_MSG_REFUSED);
         }
     }
     if (body->class_default == 1 && (type == REQ_POLICER || type == REQ_ASSOCIATE))
@@ -258,7 +252,7 @@ uint32_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body
     const uint32_t rc = sendBatch(family.add, body->chip_ifindex, batch);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.add, "Failed to add policer for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 // The order of the add turned round.
@@ -270,7 +264,7 @@ uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body
     if (body->policer_req_type == REQ_POLICER) {
         if (family.fill_remove(cosBatchRecord<cosPolicerRemove_t>(batch, COS_POLICER_REMOVE), body) != QOS_MSG_DONE) {
             QOS_ERR_AT(family.remove, " failed to update remIoctl");
-            return answer(body, QOS_MSG_REFUSED);
+            return qosAnswer(body, QOS_MSG_REFUSED);
         }
         if (body->profile_id != 0)
             cosPolFillProfileDelete(cosBatchRecord<cosPolProfile_t>(batch, COS_POLICER_PROFILE), body->profile_id);
@@ -279,7 +273,7 @@ uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.remove, "Failed to remove policer  for interface %s, error = %d",
                    qosNameOf(body->ifName).text, rc);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body)
@@ -299,7 +293,7 @@ uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body
     const uint32_t rc = qosSendRequest(qosCosIoctl, chip, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.profile, "Failed to update/delete for chip ifindex 0x%x, error = %d", chip, rc);
-    return answer(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)

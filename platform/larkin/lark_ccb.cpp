@@ -4,6 +4,7 @@
 #include "agent/model/clear_walk.h"
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "platform/cos_port.h"
@@ -13,13 +14,6 @@ namespace {
 
 using portText_t = qosText_t<const char *, uint32_t>;
 
-template <typename Body>
-uint32_t stored(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
 uint32_t sendForPort(const char *function, const portText_t &failed, const qosIf_t *interface, const Record *record,
@@ -28,7 +22,7 @@ uint32_t sendForPort(const char *function, const portText_t &failed, const qosIf
     const uint32_t rc = qosDceSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 // Turns one priority on or off and gives the word that the record holds for every priority that is on: the profile
@@ -103,7 +97,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
         qaCcbGetPriTailDropThresholds(interface, body->tc_map, interface->ccb.tailDropThreshold, thresholds);
     if (computed != QOS_MSG_DONE) {
         QOS_ERR("failed to retrieve cos tail drop thresholds, rc: %d", computed);
-        return stored(body, computed);
+        return qosAnswer(body, computed);
     }
     auto *record = qosDceRequest<larkPriTailDrop_t>(DCE_CCB_SET, LARK_PRI_TAIL_DROP, QOS_PRIORITIES);
     for (uint32_t priority = 0; priority < QOS_PRIORITIES; ++priority) {
@@ -256,7 +250,7 @@ uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body)
     const uint32_t rc = qosDceSend(chip, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("mcRateLimit ioctl failed for chip %x, rc: %d", chip, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body)
@@ -270,7 +264,7 @@ uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body)
     const uint32_t rc = qosDceSend(chip, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("mcTailDrop ioctl failed for chip %x, rc: %d", chip, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkClearSwmStats(qosClearStatsMsg_t *body)
@@ -279,12 +273,12 @@ uint32_t larkClearSwmStats(qosClearStatsMsg_t *body)
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {
         QOS_ERR("No chip to clear swm counters of, ifindex 0x%x", ifindex);
-        return stored(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = body->clearAll != 0 ? clearChipPorts(chip) : clearPorts(chip, &ifindex, 1);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Clear swm counters failed for chip: %x, rc: %d", chip->chip_ifindex, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkClearQmgStats(qosClearStatsMsg_t *body)
@@ -292,12 +286,12 @@ uint32_t larkClearQmgStats(qosClearStatsMsg_t *body)
     const qosChip_t *chip = qaClearWalkChip(body);
     if (!chip) {
         QOS_ERR("No chip to clear qmg counters of");
-        return stored(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = qosDceSend(chip->chip_ifindex, qosDceRequest<larkClearQmg_t>(DCE_CLEAR_QMG));
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Clear qmg counters failed for chip: %x, rc: %d", chip->chip_ifindex, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkClearStats(qosClearStatsMsg_t *body)

@@ -2,6 +2,7 @@
 #include "platform/larkin/lark_statistics.h"
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
@@ -32,13 +33,6 @@ static_assert(statReach(FLOW_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
 
 using portText_t = qosText_t<const char *, uint32_t>;
 
-template <typename Body>
-uint32_t stored(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
 // Sends a port's record, whose response has the same layout; a failure is traced with the port's name.
 template <typename Record, typename Body>
 uint32_t fetch(const char *function, const portText_t &failed, const qosIf_t *interface, const Record *record,
@@ -48,7 +42,7 @@ uint32_t fetch(const char *function, const portText_t &failed, const qosIf_t *in
     const uint32_t rc = qosSendRequest(qosDceIoctl, interface->chip->chip_ifindex, record, response, &length);
     if (rc != QOS_MSG_DONE)
         qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 // A response is readable for its whole record, whatever the driver sent of it.
@@ -191,7 +185,7 @@ uint32_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)
     const qosChip_t *chip = qosLookupChip(flat);
     if (!chip) {
         QOS_ERR("Failed to get chip instance form chip id %d", flat);
-        return stored(body, QOS_MSG_NOT_FOUND);
+        return qosAnswer(body, QOS_MSG_NOT_FOUND);
     }
     auto *record = qosDceRequest<larkMcastCounters_t>(DCE_MCAST_COUNTERS);
     const larkMcastCounters_t *response;
@@ -201,5 +195,5 @@ uint32_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)
         QOS_ERR("McastRcvQCntrs ioctl for chip %x failed, rc: %d", chip->chip_ifindex, rc);
     else
         larkCopyMcastRcvQueStats(response, body);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }

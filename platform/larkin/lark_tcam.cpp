@@ -2,6 +2,7 @@
 #include "platform/larkin/lark_tcam.h"
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
@@ -190,19 +191,12 @@ uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body
 }
 
 template <typename Body>
-uint32_t stored(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
-template <typename Body>
 qosIf_t *findPort(const char *function, Body *body)
 {
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
         QOS_ERR_AT(function, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
-        stored(body, QOS_MSG_REFUSED);
+        qosAnswer(body, QOS_MSG_REFUSED);
     }
     return interface;
 }
@@ -349,7 +343,7 @@ uint32_t larkSetL2PriMap(qosL2PriMsg_t *body)
     uint32_t rc = QOS_MSG_DONE;
     for (unsigned cos = 0; cos < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++cos)
         rc = setL2Entry(interface, cos, body);
-    return stored(body, larkSetL2PriRegMap(interface, body));
+    return qosAnswer(body, larkSetL2PriRegMap(interface, body));
 }
 
 uint32_t larkSetL3PriMap(qosL3PriMsg_t *body)
@@ -360,7 +354,7 @@ uint32_t larkSetL3PriMap(qosL3PriMsg_t *body)
     uint32_t rc = QOS_MSG_DONE;
     for (unsigned dscp = 0; dscp < QOS_DSCPS && rc == QOS_MSG_DONE; ++dscp)
         rc = setL3Entry(interface, dscp, body);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
@@ -375,7 +369,7 @@ uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
     }
     if (rc != QOS_MSG_DONE)
         QOS_ERR("TCAM Delete failed for L3 Pri Map for interface %s, error = %d", interface->ifName, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkSetIfCosTrust(qosL2PriMsg_t *body)

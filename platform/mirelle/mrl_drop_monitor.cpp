@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_port.h"
 #include "platform/cos_red.h"
@@ -86,13 +87,6 @@ uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports
     return rc;
 }
 
-template <typename Body>
-uint32_t stored(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
 template <typename Body, typename Port>
 uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qosIf_t *, Port *, uint32_t))
 {
@@ -104,7 +98,7 @@ uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qo
         rc = read(interface, body->records + done, count);
         done += count;
     } while (rc == QOS_MSG_DONE && done < total);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 } // namespace
@@ -112,12 +106,12 @@ uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qo
 uint32_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = cosFindPort(__func__, body->records[0].ifindex);
-    return interface ? readAll(interface, body, readTailDrops) : stored(body, QOS_MSG_NOT_FOUND);
+    return interface ? readAll(interface, body, readTailDrops) : qosAnswer(body, QOS_MSG_NOT_FOUND);
 }
 
 uint32_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = qosLookupIfEntry(body->records[0].ifindex);
     const bool known = interface && interface->chip;
-    return known ? readAll(interface, body, readRedDrops) : stored(body, QOS_MSG_UNSERVED);
+    return known ? readAll(interface, body, readRedDrops) : qosAnswer(body, QOS_MSG_UNSERVED);
 }

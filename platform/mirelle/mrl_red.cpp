@@ -3,6 +3,7 @@
 
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "platform/cos_port.h"
@@ -16,13 +17,6 @@ namespace {
 constexpr uint8_t RED_ALWAYS = 1; // bit 0 beside priority and enable
 constexpr uint8_t RED_ENABLE = 2;
 constexpr uint32_t HARD_DROP = 255; // of 255
-
-template <typename Body>
-uint32_t stored(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
 
 // The number that a record carries, which a priority gets but once: applied again, it is 0.
 uint16_t applyProfile(qosChip_t *chip, qosIfRedCfg_t &config, uint16_t profile)
@@ -106,7 +100,7 @@ uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
     const uint16_t mapped = body->set ? applyProfile(chip, config, profile) : removeProfile(chip, config, profile);
     if (body->set && mapped == RED_PROFILE_FREE) {
         QOS_ERR("Unable to get mapped profile for chip %x, profile %d", chip->chip_ifindex, profile);
-        return stored(body, QOS_MSG_REFUSED);
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     auto *record = qosCosRequest<cosRed_t>(COS_RED_MIRELLE);
     record->ifindex = body->ifindex;
@@ -118,7 +112,7 @@ uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
     const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red for port %s, rc: %d", interface->ifName, rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
@@ -138,7 +132,7 @@ uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
     const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red settings rc: %d", rc);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
@@ -156,7 +150,7 @@ uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
         QOS_ERR("Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
     else
         mrlCopyRedStats(response, cosRedResponseSize(1), body);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t mrlClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip)

@@ -5,18 +5,13 @@
 
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
 #include "platform/cos_port.h"
 
 namespace {
-
-uint32_t stored(qosCcbMsg_t *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
 
 // The chip counts priorities 0 and 1 the other way round.
 constexpr uint32_t chipPriority(uint32_t priority)
@@ -80,7 +75,7 @@ uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
         QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
     else
         QOS_DBG("Set pri taildrop for port %s", interface->ifName);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetTailDrop(qosCcbMsg_t *body)
@@ -97,7 +92,7 @@ uint32_t tslSetTailDrop(qosCcbMsg_t *body)
         QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
     else
         QOS_DBG("Set taildrop for port %s", interface->ifName);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
@@ -113,7 +108,7 @@ uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
         QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
     else
         QOS_DBG("Set w2q map for port %s", interface->ifName);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetPause(qosCcbMsg_t *body)
@@ -135,7 +130,7 @@ uint32_t tslSetPause(qosCcbMsg_t *body)
         QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
     else
         QOS_DBG("Set pause for port %s", interface->ifName);
-    return stored(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetPfc(qosCcbMsg_t *body)
@@ -145,7 +140,7 @@ uint32_t tslSetPfc(qosCcbMsg_t *body)
         return QOS_MSG_NOT_FOUND;
     uint32_t rc = QOS_MSG_DONE;
     for (uint32_t priority = 0; priority < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++priority) {
-        rc = stored(body, sendPfc(interface, body->ifindex, priority));
+        rc = qosAnswer(body, sendPfc(interface, body->ifindex, priority));
         if (rc != QOS_MSG_DONE)
             QOS_ERR("Failed to set PFC for port %s, cos %d, rc: %d", interface->ifName, priority, rc);
         else
