@@ -158,10 +158,8 @@ void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row,
         hslPut(response, 28, 4, chip ? static_cast<uint32_t>(chip->flat) : 0);
         hslPut(response, 32, 4, 1);
         break;
-    case DCE_TCAM_ADD: // the entry's handle: its key, mask and result, and the number it is known by from now on
-        hslPut(response, 12, 8, hslGet(record, 56, 8));
-        hslPut(response, 20, 8, hslGet(record, 68, 8));
-        hslPut(response, 32, 4, model.next_handle - 1);
+    case DCE_TCAM_ADD:
+        hslTcamAnswer(record, model.next_handle - 1, response);
         break;
     case DCE_PORT_COUNTERS:
         hslPut(response, 16, 4, 1);

@@ -58,8 +58,16 @@ static std::string controlShow(hslServer_t &server, const words_t &words)
             return "error: no chip " + words[2] + "; 'show' lists them";
         return okJson(hslChipJson(chip->second, true));
     }
+    if (words.size() > 2 && words.size() < 5 && words[1] == "tcam") {
+        auto chip = server.model.chips.find(hslParseChip(words[2]));
+        auto region = words.size() == 4 ? words[3] : "";
+        auto text = chip == server.model.chips.end() ? "" : hslTcamText(chip->second.tcams, region);
+        return !text.empty() ? "ok" + text
+                             : "error: chip " + words[2] + " has no TCAM region " + region +
+                                   "; they are l2 and l3, created when a Larkin comes up";
+    }
     if (words.size() != 1)
-        return "error: show takes nothing, 'port PORT' or 'chip SLOT/CHIP'";
+        return "error: show takes nothing, 'port PORT', 'chip SLOT/CHIP' or 'tcam SLOT/CHIP [REGION]'";
     hslJson out{{"pid", getpid()},
                 {"time", static_cast<double>(hslNow(server)) / 1000},
                 {"requests", server.requests},
@@ -212,7 +220,7 @@ static std::string controlTraffic(hslServer_t &server, const words_t &words)
     if (words.size() == 2 && words[1] == "list")
         return okJson(hslTrafficList(server.model));
     if (words.size() < 3)
-        return "error: traffic takes PORT priority=P rate=R [kind=K] [policer=ID], 'PORT off', or 'list'";
+        return std::string("error: ") + HSL_TRAFFIC_USAGE;
     auto port = hslFindPort(server.model, words[1]);
     if (!port)
         return "error: no port '" + words[1] + "'; a port is an interface index or a name as te1/3";

@@ -24,6 +24,7 @@ Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'er
   show | show port PORT | show chip SLOT/CHIP
                                   the whole state; one port with its records, congestion setup and traffic; one chip
                                   with its policers; as JSON. PORT is an interface index or a name as te1/3
+  show tcam SLOT/CHIP [REGION]    a Larkin's priority entries in words; REGION is l2, l3 or a table number
   log [N] | log json [N]          the last N requests in words, or as JSON; N is 20 if not given
   clear log | clear warnings
   chip SLOT/CHIP:TYPE:PORTS[:buffers=BYTES]
@@ -37,8 +38,9 @@ Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'er
   fault list | fault clear
   data command=N offset=N hex=BYTES [port=IFINDEX] | data clear
                                   bytes that responses carry from now on
-  traffic PORT priority=P rate=R [kind=K] [policer=ID] | traffic PORT off | traffic list
-                                  what arrives at a port; R as 2G or 500M bits a second, K unicast, broadcast,
+  traffic PORT SELECTION rate=R [kind=K] [policer=ID] | traffic PORT off | traffic list
+                                  what arrives at a port; SELECTION is priority=P, or cos=N, dscp=N or both, whose
+                                  priority the port's maps give; R as 2G or 500M bits a second, K unicast, broadcast,
                                   multicast or unknown-unicast, ID the ingress policer that takes it
   stall [SECONDS] | resume        leaves requests unread
   clock step SECONDS              moves the driver's own time forward

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "hsl/classify.h"
 #include "velmar/dce.h"
 
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
@@ -177,32 +178,10 @@ static void checkValues(hslModel_t &model, const std::string &who, const hslComm
 
 static void tellTcam(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row, hslBytes record)
 {
-    auto table = static_cast<unsigned>(hslValue(row.fields[0], record, 0));
-    auto handle = static_cast<uint32_t>(hslGet(record, 40, 4));
-    auto &tcam = chip.tcams[table];
-    auto who = hslIndexName(dce_get_ifindex(chip.flat)) + " TCAM table " + hslIndexText(table) + ": ";
-    switch (row.command) {
-    case DCE_TCAM_CREATE_REGION:
-        if (tcam.max_size)
-            hslModelWarn(model, who + "region created again");
-        tcam.max_size = static_cast<uint32_t>(hslGet(record, 26, 2));
-        break;
-    case DCE_TCAM_ADD:
-        if (!tcam.max_size)
-            hslModelWarn(model, who + "entry added without a region");
-        else if (tcam.entries.size() >= tcam.max_size)
-            hslModelWarn(model, who + "full with " + std::to_string(tcam.max_size) + " entries");
-        tcam.entries.insert(model.next_handle++);
-        break;
-    case DCE_TCAM_UPDATE:
-        if (!tcam.entries.count(handle))
-            hslModelWarn(model, who + "update of unknown entry " + std::to_string(handle));
-        break;
-    case DCE_TCAM_DELETE:
-        if (!tcam.entries.erase(handle))
-            hslModelWarn(model, who + "delete of unknown entry " + std::to_string(handle));
-        break;
-    }
+    auto warning = hslTcamTell(chip.tcams, row, record, model.next_handle);
+    model.next_handle += row.command == DCE_TCAM_ADD;
+    if (!warning.empty())
+        hslModelWarn(model, hslIndexName(dce_get_ifindex(chip.flat)) + " " + warning);
 }
 
 static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
@@ -261,6 +240,13 @@ static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, cons
     }
 }
 
+uint32_t hslModelRefuses(const hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record,
+                         std::string *why)
+{
+    auto chip = model.chips.find(dce_get_flat_chip_id(target));
+    return hslTcamRefuses(chip == model.chips.end() ? hslTcams_t() : chip->second.tcams, row, record, why);
+}
+
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now)
 {
     hslTrafficAdvance(model, now);
@@ -295,4 +281,5 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
         hslTrafficClear(model, target, record);
     if (chip)
         tellTables(model, *chip, isPort ? &model.ports.at(port) : nullptr, row, record);
+    hslClassify(model);
 }

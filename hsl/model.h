@@ -6,11 +6,11 @@
 
 #include <cstdint>
 #include <map>
-#include <set>
 #include <string>
 #include <utility>
 
 #include "hsl/congestion.h"
+#include "hsl/tcam.h"
 #include "hsl/traffic.h"
 #include "platform/records.h"
 
@@ -40,11 +40,6 @@ struct hslTold_t {
 // By command and operation.
 using hslToldMap_t = std::map<std::pair<uint32_t, int>, hslTold_t>;
 
-struct hslTcam_t {
-    uint32_t max_size = 0; // entries; 0: the region was not created
-    std::set<uint32_t> entries;
-};
-
 struct hslChip_t {
     int flat; // slot x 8 + chip in the slot
     const hslChipType_t *type;
@@ -53,7 +48,7 @@ struct hslChip_t {
     uint32_t buffers; // bytes of packet memory
     uint64_t requests;
     hslToldMap_t told;
-    std::map<unsigned, hslTcam_t> tcams; // by table number
+    hslTcams_t tcams;
     hslPolicers_t policers;
 };
 
@@ -97,6 +92,9 @@ uint32_t hslFindPort(const hslModel_t &model, const std::string &text);
 
 void hslModelWarn(hslModel_t &model, const std::string &text);
 
+// What the hardware says to a record before it takes it: 0, or a status and why.
+uint32_t hslModelRefuses(const hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record,
+                         std::string *why);
 // One accepted record: who is told, learned if new, and what it means for tables. Called before hslModelAnswer.
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now);
 

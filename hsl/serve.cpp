@@ -259,6 +259,8 @@ static void serveRecord(hslServer_t &server, const request_t &request, const hsl
         status = refuse->value.value_or(1);
         why = "told to refuse";
     }
+    if (!status)
+        status = hslModelRefuses(server.model, request.driver.target, row, request.record, &why);
     if (!status && request.driver.response_length < length)
         hslModelWarn(server.model, std::string(row.name) + ": driver header expects fewer bytes than the response has");
     hslBuffer response;

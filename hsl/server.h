@@ -15,8 +15,7 @@
 #include "hsl/faults.h"
 #include "hsl/model.h"
 
-constexpr uint32_t DRV_MALFORMED = 22; // status or error of a request that cannot be read
-constexpr uint32_t DRV_UNKNOWN = 95;   // error of a command that does not exist
+constexpr uint32_t DRV_UNKNOWN = 95; // error of a command that does not exist
 
 // A datagram that waits to be sent.
 struct hslSend_t {

@@ -56,8 +56,9 @@ hslJson hslChipJson(const hslChip_t &chip, bool whole)
                 {"buffers", chip.buffers},
                 {"requests", chip.requests},
                 {"policers", chip.policers.size()}};
-    for (auto &[table, tcam] : chip.tcams)
-        out["tcam"][hslIndexText(table)] = {{"max", tcam.max_size}, {"entries", tcam.entries.size()}};
+    for (auto &[key, region] : chip.tcams)
+        out["tcam"][hslIndexText(key.first)] = {
+            {"max", region.max}, {"size", region.size}, {"entries", region.entries.size()}};
     if (whole)
         out["policers"] = hslPolicersJson(chip.policers);
     toldJson(out, chip.told, whole);

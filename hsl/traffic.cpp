@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "hsl/classify.h"
 #include "hsl/model.h"
 #include "velmar/dce.h"
 
@@ -287,6 +288,12 @@ static double parseRate(const std::string &text)
     return -1;
 }
 
+static bool sameFrames(const hslFlow_t &a, const hslFlow_t &b)
+{
+    bool marked = a.cos || a.dscp || b.cos || b.dscp;
+    return a.kind == b.kind && (marked ? a.cos == b.cos && a.dscp == b.dscp : a.priority == b.priority);
+}
+
 static std::string parseFlow(const std::vector<std::string> &words, hslFlow_t *flow)
 {
     bool priority = false;
@@ -305,6 +312,9 @@ static std::string parseFlow(const std::vector<std::string> &words, hslFlow_t *f
         } else if (key == "priority") {
             flow->priority = static_cast<unsigned>(number % HSL_PRIORITIES);
             good = priority = good && number < HSL_PRIORITIES;
+        } else if (key == "cos" || key == "dscp") {
+            (key == "cos" ? flow->cos : flow->dscp) = static_cast<unsigned>(number);
+            good = good && number < (key == "cos" ? HSL_PRIORITIES : QOS_DSCPS);
         } else if (key == "policer") {
             flow->policer = static_cast<uint32_t>(number);
             good = good && number <= UINT32_MAX;
@@ -313,12 +323,10 @@ static std::string parseFlow(const std::vector<std::string> &words, hslFlow_t *f
         }
         if (!good)
             return "traffic does not take '" + word +
-                   "'; priority runs from 0 to 7, rate is bits a second as in 2G or "
+                   "'; priority and cos run from 0 to 7, dscp from 0 to 63, rate is bits a second as in 2G or "
                    "500M, kind is unicast, broadcast, multicast or unknown-unicast";
     }
-    return priority && flow->rate >= 0
-               ? ""
-               : "traffic takes PORT priority=P rate=R [kind=K] [policer=ID], 'PORT off', or 'list'";
+    return priority != (flow->cos || flow->dscp) && flow->rate >= 0 ? "" : HSL_TRAFFIC_USAGE;
 }
 
 std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector<std::string> &words)
@@ -335,9 +343,10 @@ std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector
     hslFlow_t flow{};
     if (auto error = parseFlow(words, &flow); !error.empty())
         return error;
-    std::erase_if(flows, [&](auto &old) { return old.priority == flow.priority && old.kind == flow.kind; });
+    std::erase_if(flows, [&](auto &old) { return sameFrames(old, flow); });
     if (flow.rate > 0)
         flows.push_back(flow);
+    hslClassify(model);
     model.traffic_runs = true;
     return "";
 }
@@ -346,7 +355,15 @@ std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector
 
 static hslJson flowJson(const hslFlow_t &flow)
 {
-    hslJson out{{"priority", flow.priority}, {"kind", kinds[flow.kind]}, {"rate", hslCount(flow.rate * 8)}};
+    hslJson out;
+    if (flow.cos)
+        out["cos"] = *flow.cos;
+    if (flow.dscp)
+        out["dscp"] = *flow.dscp;
+    out["priority"] = flow.priority;
+    if (!flow.decided_by.empty())
+        out["decided_by"] = flow.decided_by;
+    out.update({{"kind", kinds[flow.kind]}, {"rate", hslCount(flow.rate * 8)}});
     if (flow.policer)
         out["policer"] = *flow.policer;
     return out;

@@ -18,7 +18,9 @@ constexpr uint32_t HSL_FRAME = 1000; // bytes of every frame
 enum hslTrafficKind_t : uint8_t { TRAFFIC_UNICAST, TRAFFIC_BROADCAST, TRAFFIC_MULTICAST, TRAFFIC_UNKNOWN_UNICAST };
 
 struct hslFlow_t {
-    unsigned priority; // as the chip counts them
+    unsigned priority; // as the chip counts them; where the frames carry one of the two below, from the port's maps
+    std::optional<unsigned> cos, dscp;
+    std::string decided_by; // the map or entry that gave the priority
     hslTrafficKind_t kind;
     double rate;
     std::optional<uint32_t> policer; // the ingress policer that takes it, else the one associated with the port
@@ -74,7 +76,12 @@ void hslTrafficAdvance(hslModel_t &model, uint64_t now);
 // A policer as the add record has it, with full buckets; one that exists keeps its counters.
 void hslPolicerSet(hslPolicer_t &policer, double cir, double cbs, double eir, double ebs);
 
-// "priority=P rate=2G [kind=broadcast] [policer=ID]", or "off". Empty, or what is wrong. A rate of 0 ends the one flow.
+constexpr const char *HSL_TRAFFIC_USAGE =
+    "traffic takes PORT SELECTION rate=R [kind=K] [policer=ID], 'PORT off', or 'list'; SELECTION is priority=P, or "
+    "cos=N, dscp=N or both";
+
+// "priority=P rate=2G [kind=broadcast] [policer=ID]", "cos=N rate=2G" and the like, or "off". Empty, or what is wrong.
+// A rate of 0 ends the one flow.
 std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector<std::string> &words);
 
 hslJson hslTrafficList(const hslModel_t &model);

@@ -180,11 +180,11 @@ std::vector<Row> everyCommand()
             {D(0x17250003, 19, 20, {}), 12},
             {D(0x17250003, 20, 44, {}), 12},
             {D(0x17250003, 21, 44, {}), 12},
-            {D(0x17250033, 0, 32, {}), 12},
-            {D(0x17250035, 0, 140, {}), 36},
-            {D(0x17250037, 0, 52, {}), 12},
-            {D(0x1725003B, 0, 108, {}), 12},
-            {D(0x1725003B, 0, 68, {}), 12},
+            {D(0x17250033, 0, 32, {{16, 2, 0x1006}, {26, 2, 1}, {28, 2, 1}}), 12},
+            {D(0x17250035, 0, 140, {{42, 2, 0x1006}, {84, 4, 1 << 18}}), 36},
+            {D(0x1725003B, 0, 108, {{44, 2, 0x1006}, {40, 4, 1}, {52, 4, 1 << 18}}), 12},
+            {D(0x1725003B, 0, 68, {{44, 2, 0x1006}, {40, 4, 1}, {52, 4, 1 << 18}}), 12},
+            {D(0x17250037, 0, 52, {{16, 2, 0x1006}, {40, 4, 1}}), 12},
             {D(0x23050001, 33, 120, {}), 120},
             {D(0x23050001, 34, 20, {}), 20},
             {D(0x23050002, 28, 28, {}), 12},
@@ -625,11 +625,6 @@ TEST_F(Hsld, WhatHardwareWouldRefuseIsAWarning)
         {l2({}), 0x88C00000, "chip 3/0 was not declared"},
         {dce(0x0A050004, 0, 12), CHIP, "chip 1/0 is a tessel and has no clear QMG counters"},
         {cos(0x01270808, 84, 28), CHIP, "has no RED 0x01270808"},
-        {dce(0x17250035, 0, 140, {{42, 2, 0x1006}}), OTHER, "without a region"},
-        {dce(0x17250033, 0, 32, {{16, 2, 0x1006}, {26, 2, 1}}), OTHER, ""},
-        {dce(0x17250035, 0, 140, {{42, 2, 0x1006}}), OTHER, "full with 1 entries"},
-        {dce(0x17250037, 0, 52, {{16, 2, 0x1006}, {40, 4, 2}}), OTHER, ""},
-        {dce(0x1725003B, 0, 108, {{44, 2, 0x1006}, {40, 4, 2}}), OTHER, "update of unknown entry 2"},
         {cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}}), CHIP, "removed but never added"},
         {cos(0x09270004, 40, 40, {{32, 4, PORT}, {36, 4, 7}}), CHIP, "associated but never added"},
         {cos(0x09270002, 88, 88, {{80, 4, 5000}}), CHIP, "no such number"},
@@ -676,11 +671,6 @@ TEST_F(Hsld, AnswersComeFromTheModel)
     auto pool = answer(dce(0x23050001, 34, 20), OTHER);
     EXPECT_EQ(hslGet(pool, 12, 4), 4 * hslGet(pool, 16, 4));
     EXPECT_NE(hslGet(answer(cos(0x01270800, 32, 32)), 28, 4), 0u);
-    // A TCAM handle carries what the entry was made of, and no two are alike.
-    auto add = dce(0x17250035, 0, 140, {{56, 8, 0x1122334455667788}});
-    auto first = answer(add, OTHER), second = answer(add, OTHER);
-    EXPECT_EQ(hslGet(first, 12, 8), 0x1122334455667788u);
-    EXPECT_NE(hslGet(first, 32, 4), hslGet(second, 32, 4));
     // A chip that nobody declared becomes what its requests need.
     EXPECT_EQ(hslGet(answer(cos(0x01270810, 2016, 2016), 0x89000000), 28, 4), 29u);
     // A Tessel stays one when it is asked for what only the others have.
