@@ -10,21 +10,10 @@
 // What selected, and the priority as the chip counts it.
 using choice_t = std::pair<std::string, uint64_t>;
 
-// The last record of a command that the port was told, read by the names of its fields.
-struct told_t {
-    const hslTold_t *last;
-
-    told_t(const hslPort_t &port, uint32_t command, int operation = -1)
-    {
-        auto place = port.told.find({command, operation});
-        last = place == port.told.end() ? nullptr : &place->second;
-    }
-    explicit operator bool() const { return last; }
-    uint64_t get(const char *name, unsigned index = 0) const
-    {
-        return last ? hslValue(*hslFieldNamed(last->row->fields, name), last->record, index) : 0;
-    }
-};
+static uint64_t valueOr0(const hslPort_t &port, uint32_t command, const char *field, unsigned index = 0)
+{
+    return hslToldValue(port.told, command, -1, field, index).value_or(0);
+}
 
 static choice_t byEntry(const char *table, const hslTcamHit_t &hit)
 {
@@ -36,25 +25,27 @@ static choice_t larkinChoice(const hslChip_t &chip, const hslPort_t &port, const
     if (flow.dscp)
         if (auto hit = hslTcamFind(chip.tcams, HSL_TCAM_L3, port.ifindex, *flow.dscp); hit && hit->trust)
             return byEntry("L3 TCAM", *hit);
-    auto cos = flow.cos.value_or(static_cast<unsigned>(told_t(port, DCE_VLAN_CONFIG).get("cos") % HSL_PRIORITIES));
+    auto cos = flow.cos.value_or(static_cast<unsigned>(valueOr0(port, DCE_VLAN_CONFIG, "cos") % HSL_PRIORITIES));
     if (auto hit = hslTcamFind(chip.tcams, HSL_TCAM_L2, port.ifindex, cos))
         return byEntry("L2 TCAM", *hit);
     // Without an entry, as when the region is full, the port's registers decide.
-    if (told_t map(port, DCE_L2_CONFIG, LARK_L2_PRI_REG_MAP); map)
-        return {"register map", map.get("tc", cos)};
+    if (auto tc = hslToldValue(port.told, DCE_L2_CONFIG, LARK_L2_PRI_REG_MAP, "tc", cos))
+        return {"register map", *tc};
     return {"no map", cos};
 }
 
 static choice_t mapChoice(const hslPort_t &port, const hslFlow_t &flow)
 {
-    if (told_t map(port, COS_L3_PRI_MAP); flow.dscp && map.get("trust"))
-        return {"L3 map", map.get("tc", *flow.dscp)};
-    told_t map(port, COS_L2_PRI_MAP), byDefault(port, COS_DEF_COS);
+    if (flow.dscp && valueOr0(port, COS_L3_PRI_MAP, "trust"))
+        return {"L3 map", valueOr0(port, COS_L3_PRI_MAP, "tc", *flow.dscp)};
+    if (auto tc = hslToldValue(port.told, COS_L2_PRI_MAP, -1, "tc", flow.cos.value_or(0)); tc && flow.cos)
+        return {"L2 map", *tc};
     if (flow.cos)
-        return map ? choice_t("L2 map", map.get("tc", *flow.cos)) : choice_t("no map", *flow.cos);
-    if (byDefault)
-        return {"default TC", byDefault.get("tc")};
-    return {map ? "default of the L2 map" : "no map", map.get("default tc")};
+        return {"no map", *flow.cos};
+    if (auto tc = hslToldValue(port.told, COS_DEF_COS, -1, "tc"))
+        return {"default TC", *tc};
+    auto tc = hslToldValue(port.told, COS_L2_PRI_MAP, -1, "default tc");
+    return {tc ? "default of the L2 map" : "no map", tc.value_or(0)};
 }
 
 void hslClassify(hslModel_t &model)

@@ -96,7 +96,7 @@ static void tellRed(hslSetup_t &setup, const reader_t &in, bool larkin)
         return;
     }
     for (unsigned p = 0; p < HSL_PRIORITIES; ++p)
-        setup.queues[p].red =
+        setup.wire[p].red =
             hslRed_t{(in.get("on for") >> p & 1) != 0, in.get("profile of 7 to 0", 7 - p), false, 0, 0, 0, 0};
 }
 
@@ -126,7 +126,7 @@ void hslSetupTell(hslSetup_t &setup, const hslCommand_t &row, hslBytes record)
         break;
     case PFC:
         for (unsigned i = 0; i < in.count(); ++i)
-            setup.queues[in.priority(i)].pfc = in.pause(i);
+            (row.family == HSL_DCE ? setup.wire : setup.queues)[in.priority(i)].pfc = in.pause(i);
         break;
     case SCHEDULE:
         setup.scheduler = {in.get("strict boundary"), in.all("group"),     in.all("weight"),

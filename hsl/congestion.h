@@ -52,6 +52,7 @@ struct hslSetup_t {
     std::optional<hslScheduler_t> scheduler;
     std::optional<std::array<uint32_t, HSL_PRIORITIES>> w2q;
     hslQueueSetup_t queues[HSL_PRIORITIES];
+    hslQueueSetup_t wire[HSL_PRIORITIES]; // Larkin: flow control and RED as told, by priority of the wire
 };
 
 // Takes one accepted record of a port; those of other subjects change nothing.

@@ -113,7 +113,7 @@ static hslChip_t &learnChip(hslModel_t &model, int flat, const hslCommand_t &row
         chip.type = &types[2]; // only now it shows which of the two it is
         chip.buffers = chip.type->buffers;
     }
-    if (!(chip.type->family & row.chips) && !(extended && chip.type->family == HSL_TESSEL))
+    if (!(chip.type->family & row.chips) && !extended)
         hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " is a " + chip.type->name + " and has no " +
                                 row.name + " " + hslIndexText(row.command));
     return chip;
@@ -130,8 +130,9 @@ static hslPort_t &learnPort(hslModel_t &model, uint32_t ifindex, hslChip_t *chip
         return place->second;
     place->second.ifindex = ifindex;
     place->second.flat = own;
-    auto known = static_cast<unsigned>(
-        std::count_if(model.ports.begin(), model.ports.end(), [&](auto &entry) { return entry.second.flat == own; }));
+    auto known = static_cast<unsigned>(std::count_if(model.ports.begin(), model.ports.end(), [&](auto &entry) {
+        return entry.second.flat == own && hslIsPort(entry.first);
+    }));
     if (auto home = model.chips.find(own); home != model.chips.end() && known > home->second.ports)
         hslModelWarn(model, name + " is one more than the " + std::to_string(home->second.ports) + " ports of " +
                                 hslIndexName(dce_get_ifindex(own)));
@@ -145,6 +146,16 @@ static void tellOne(hslToldMap_t &told, const hslCommand_t &row, hslBytes record
     entry.record.assign(record.begin(), record.end());
     ++entry.count;
     entry.last = now;
+}
+
+std::optional<uint64_t> hslToldValue(const hslToldMap_t &told, uint32_t command, int operation, const char *field,
+                                     unsigned index)
+{
+    auto place = told.find({command, operation});
+    auto found = place == told.end() ? nullptr : hslFieldNamed(place->second.row->fields, field);
+    if (!found || index >= found->count)
+        return {};
+    return hslValue(*found, place->second.record, index);
 }
 
 // Values above what the hardware takes, and L2 maps whose blocks disagree.

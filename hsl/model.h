@@ -40,6 +40,10 @@ struct hslTold_t {
 // By command and operation.
 using hslToldMap_t = std::map<std::pair<uint32_t, int>, hslTold_t>;
 
+// A field of the last record of a command; absent where there was none, or it has no such field.
+std::optional<uint64_t> hslToldValue(const hslToldMap_t &told, uint32_t command, int operation, const char *field,
+                                     unsigned index = 0);
+
 struct hslChip_t {
     int flat; // slot x 8 + chip in the slot
     const hslChipType_t *type;

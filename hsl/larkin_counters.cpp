@@ -1,0 +1,59 @@
+// Reads and clears of Larkin's counters. Offsets count from the start of the record.
+#include <algorithm>
+#include <utility>
+
+#include "hsl/counters.h"
+#include "hsl/larkin.h"
+#include "platform/larkin/lark_records.h"
+#include "velmar/dce.h"
+
+using R = hslReadRow_t;
+
+static constexpr R RCV_QUEUE[] = {hslOne(16, 4, Q_DEPTH), hslEach(24, 4, Q_DEPTH)};
+static constexpr R RMON[] = {hslOne(offsetof(larkPortCounters_t, rx_discard_pkts), 8, Q_DROPPED, HSL_FRAME)};
+static constexpr R SWM[] = {hslOne(offsetof(larkSwmCounters_t, red_drop_cnt), 8, Q_RED, HSL_FRAME)};
+static constexpr R MULTICAST[] = {hslEach(DCE_HEAD + 0x58, 8, Q_ENQUEUED, HSL_FRAME)};
+
+// Flow control counts by priority of the wire.
+static void byWire(const hslPort_t &port, hslQuantities_t &q)
+{
+    auto sent = q[Q_PAUSE_SENT];
+    for (unsigned wire = 0; wire < HSL_PRIORITIES; ++wire) {
+        auto &pfc = port.setup.wire[wire].pfc;
+        q[Q_PAUSE_SENT][wire] = pfc && pfc->tx ? sent[hslLarkinQueue(port, wire)] : 0;
+    }
+}
+
+static void readPort(const hslChip_t &chip, const hslPort_t &port, hslBytes record, hslQuantities_t &q,
+                     hslBuffer &response)
+{
+    auto kind = hslGet(record, offsetof(larkPortCounters_t, kind), 4);
+    if (kind == LARK_KIND_RMON)
+        return hslPutRows(RMON, chip, q, 0, response);
+    if (kind == LARK_KIND_FLOW_CONTROL)
+        byWire(port, q);
+    // What was sent is in the agent's order of priorities, what was received in the chip's.
+    std::swap(q[Q_FORWARDED][0], q[Q_FORWARDED][1]);
+    hslPutRows(hslPortRows(static_cast<uint32_t>(kind)), chip, q, DCE_HEAD, response);
+}
+
+void hslLarkinRead(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, hslBuffer &response)
+{
+    bool multicast = row.command == DCE_MCAST_COUNTERS;
+    auto place = model.ports.find(multicast ? target : hslPortOf(row, record));
+    auto chip = place == model.ports.end() ? model.chips.end() : model.chips.find(place->second.flat);
+    if (chip == model.chips.end())
+        return;
+    auto &port = place->second;
+    auto q = hslPortQuantities(chip->second, port);
+    q[Q_DROPPED][HSL_ALL] = std::max(q[Q_DROPPED][HSL_ALL] - port.traffic.drops[DROP_RED], 0.0);
+    auto put = [&](std::span<const R> rows) { hslPutRows(rows, chip->second, q, 0, response); };
+    if (multicast)
+        put(MULTICAST);
+    else if (row.command == DCE_PORT_COUNTERS)
+        readPort(chip->second, port, record, q, response);
+    else if (row.command == DCE_SWM_COUNTERS)
+        put(SWM);
+    else if (row.command == DCE_CCB_GET && row.operation == LARK_RCV_QUEUE)
+        put(RCV_QUEUE);
+}
