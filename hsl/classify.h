@@ -5,8 +5,7 @@
 
 struct hslModel_t;
 
-// Gives every flow with a CoS or a DSCP its priority, and the name of what decided. To be called when flows or maps
-// have changed, behind hslTrafficAdvance.
+// Gives every flow with a CoS or a DSCP its priority, and the name of what decided. For hslModelFollow.
 void hslClassify(hslModel_t &model);
 
 #endif

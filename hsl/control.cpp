@@ -220,7 +220,7 @@ static std::string controlTraffic(hslServer_t &server, const words_t &words)
     if (words.size() == 2 && words[1] == "list")
         return okJson(hslTrafficList(server.model));
     if (words.size() < 3)
-        return std::string("error: ") + HSL_TRAFFIC_USAGE;
+        return "error: traffic takes PORT and what happens there, or 'list'; 'hsld --help' has the forms";
     auto port = hslFindPort(server.model, words[1]);
     if (!port)
         return "error: no port '" + words[1] + "'; a port is an interface index or a name as te1/3";

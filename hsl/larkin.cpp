@@ -148,43 +148,53 @@ void hslLarkinFollow(hslModel_t &model)
 
 // Shared buffer.
 
-// The sum of the queues that share a bound, as a level; at its bound no more comes in than leaves.
-static hslLevel_t share(hslTraffic_t &traffic, double bound, bool losslessOnly)
+static bool shares(const hslQueue_t &queue, bool losslessOnly)
+{
+    return queue.lossless || !losslessOnly;
+}
+
+// Queues that share a bound, as one level.
+static hslLevel_t together(const hslTraffic_t &traffic, double bound, bool losslessOnly)
 {
     hslLevel_t sum;
     sum.bound = bound;
-    double growth = 0;
-    auto counts = [&](const hslQueue_t &queue) { return queue.lossless || !losslessOnly; };
     for (auto &queue : traffic.queues)
-        if (counts(queue)) {
+        if (shares(queue, losslessOnly)) {
             sum.now += queue.level.now;
             sum.slope += queue.level.slope;
-            growth += std::max(queue.level.slope, 0.0);
-        }
-    if (!hslAtBound(sum) || (sum.slope <= 0 && sum.now <= bound + HSL_GRAIN))
-        return sum;
-    bool above = sum.now > bound + HSL_GRAIN; // the bound fell below what waits
-    double left = above ? 0 : 1 - sum.slope / growth;
-    sum.slope = 0;
-    for (auto &queue : traffic.queues)
-        if (counts(queue)) {
-            auto &level = queue.level;
-            bool cut = above || level.slope > 0;
-            if (cut) {
-                level.slope = above ? -queue.out : level.slope * left;
-                level.pull = 0;
-                queue.loses = true;
-            }
-            sum.slope += level.slope;
         }
     return sum;
+}
+
+// At their bound no more comes in than leaves, and each grows in proportion; above it, where the bound fell below what
+// waits, nothing comes in.
+static void cutGrowth(hslTraffic_t &traffic, const hslLevel_t &sum, bool losslessOnly)
+{
+    bool above = sum.now > sum.bound + HSL_GRAIN;
+    if (!hslAtBound(sum) || (sum.slope <= 0 && !above))
+        return;
+    double growth = 0;
+    for (auto &queue : traffic.queues)
+        growth += shares(queue, losslessOnly) ? std::max(queue.level.slope, 0.0) : 0;
+    for (auto &queue : traffic.queues) {
+        auto &level = queue.level;
+        if (!shares(queue, losslessOnly) || (!above && level.slope <= 0))
+            continue;
+        level.slope = above ? -queue.out : level.slope * (1 - sum.slope / growth);
+        level.pull = 0;
+        queue.loses = true;
+        queue.lossless = losslessOnly; // nobody is paused for the sake of the budget
+    }
 }
 
 void hslLarkinShare(hslPort_t &port)
 {
     auto &setup = port.setup;
-    uint32_t budget = std::min(setup.budget.value_or(UINT32_MAX), setup.port_buffer.value_or(UINT32_MAX));
-    uint32_t reserve = setup.emergency.value_or(0);
-    port.traffic.reserve = share(port.traffic, reserve ? reserve : UINT32_MAX, true);
-    port.traffic.pool = share(port.traffic, budget, false);
+    auto &traffic = port.traffic;
+    double budget = std::min(setup.budget.value_or(UINT32_MAX), setup.port_buffer.value_or(UINT32_MAX));
+    double reserve = setup.emergency.value_or(0) ? *setup.emergency : UINT32_MAX;
+    cutGrowth(traffic, together(traffic, reserve, true), true);
+    cutGrowth(traffic, together(traffic, budget, false), false);
+    traffic.reserve = together(traffic, reserve, true);
+    traffic.pool = together(traffic, budget, false);
 }

@@ -57,3 +57,25 @@ void hslLarkinRead(hslModel_t &model, uint32_t target, const hslCommand_t &row, 
     else if (row.command == DCE_CCB_GET && row.operation == LARK_RCV_QUEUE)
         put(RCV_QUEUE);
 }
+
+static void clearPort(hslModel_t &model, uint32_t ifindex)
+{
+    auto place = model.ports.find(ifindex);
+    if (place == model.ports.end())
+        return;
+    auto &traffic = place->second.traffic;
+    hslClearPort(traffic);
+    std::fill(std::begin(traffic.drops), std::end(traffic.drops), 0);
+    traffic.reasons.clear();
+    for (auto &queue : traffic.queues)
+        std::fill(std::begin(queue.red), std::end(queue.red), 0);
+}
+
+void hslLarkinClear(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record)
+{
+    if (row.command == DCE_CLEAR_QMG)
+        clearPort(model, target);
+    else if (row.command == DCE_CLEAR_SWM)
+        for (size_t at = sizeof(larkClearSwm_t); at + 4 <= record.size(); at += 4)
+            clearPort(model, static_cast<uint32_t>(hslGet(record, at, 4)));
+}
