@@ -42,6 +42,10 @@ Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'er
                                   what arrives at a port; SELECTION is priority=P, or cos=N, dscp=N or both, whose
                                   priority the port's maps give; R as 2G or 500M bits a second, K unicast, broadcast,
                                   multicast or unknown-unicast, ID the ingress policer that takes it
+  traffic PORT drop reason=N rate=R
+                                  frames that the chip drops for that reason
+  traffic PORT pause priority=P|all on|off
+                                  the peer stops a priority, or the port
   stall [SECONDS] | resume        leaves requests unread
   clock step SECONDS              moves the driver's own time forward
   quit

@@ -203,10 +203,10 @@ TEST(Stats, TablesOfReplies)
     EXPECT_EQ(rows[1]["frames"], 6);
     const ctlJson red = stats({{"red", "1/1,1/2"}}).json();
     ASSERT_EQ(red[0]["rows"].size(), 1u);
-    EXPECT_EQ(red[0]["rows"][0]["level3_b"], 9);
+    EXPECT_EQ(red[0]["rows"][0]["level3_bytes"], 9);
     ASSERT_EQ(red[1]["rows"].size(), 1u);
-    EXPECT_EQ(red[1]["rows"][0]["level2_b"], 8);
-    EXPECT_TRUE(red[1]["rows"][0]["level3_a"].is_null()) << "that family has three levels";
+    EXPECT_EQ(red[1]["rows"][0]["red_bytes"], 8);
+    EXPECT_TRUE(red[1]["rows"][0]["level3_frames"].is_null()) << "that family has three levels";
     rows = stats({{"buffers", "tmc", "ingress", "1/1"}, "", "", 0, true}).json()[0]["rows"];
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0]["v3"], (uint64_t{1} << 32) + 2);

@@ -23,7 +23,7 @@ constexpr run queueRows[] = {{"", nullptr, 8, nullptr, nullptr, queueCells},
 
 // Receive and send queue: the same body.
 constexpr column depthColumns[] = {
-    {"used", "buffers", STATE}, {"threshold", "bytes", STATE}, {"dropped", "frames", COUNTER}};
+    {"used", "bytes", STATE}, {"threshold", "bytes", STATE}, {"dropped", "frames", COUNTER}};
 constexpr cell depthCells[] = {{"port_pri_bufs", 0}, {"threshold", 0}};
 constexpr cell depthPort[] = {{"log_port_bufs", 0}, {"port_threshold", 0}, {"drop_total", 0}};
 constexpr run depthRows[] = {{"", nullptr, 8, nullptr, nullptr, depthCells},
@@ -46,11 +46,11 @@ constexpr column voqColumns[] = {{"count", "chip units", COUNTER}};
 constexpr cell voqCells[] = {{"counter", 0}};
 constexpr run voqRows[] = {{"", nullptr, 14, nullptr, nullptr, voqCells}};
 
-// Two groups of counters by drop level. One family fills records, the other the six counters behind them.
-constexpr column redColumns[] = {{"level0_a", "count", COUNTER}, {"level0_b", "count", COUNTER},
-                                 {"level1_a", "count", COUNTER}, {"level1_b", "count", COUNTER},
-                                 {"level2_a", "count", COUNTER}, {"level2_b", "count", COUNTER},
-                                 {"level3_a", "count", COUNTER}, {"level3_b", "count", COUNTER}};
+// Frames and bytes that RED dropped, by drop level. One family fills records, the other the six counters behind them.
+constexpr column redColumns[] = {{"green_frames", "frames", COUNTER},  {"green_bytes", "bytes", COUNTER},
+                                 {"yellow_frames", "frames", COUNTER}, {"yellow_bytes", "bytes", COUNTER},
+                                 {"red_frames", "frames", COUNTER},    {"red_bytes", "bytes", COUNTER},
+                                 {"level3_frames", "frames", COUNTER}, {"level3_bytes", "bytes", COUNTER}};
 constexpr cell redCells[] = {{"records.counter[0]", 0}, {"records.counter[1]", 0}, {"records.counter[2]", 0},
                              {"records.counter[3]", 0}, {"records.counter[4]", 0}, {"records.counter[5]", 0},
                              {"records.counter[6]", 0}, {"records.counter[7]", 0}};
