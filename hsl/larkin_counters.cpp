@@ -37,25 +37,37 @@ static void readPort(const hslChip_t &chip, const hslPort_t &port, hslBytes reco
     hslPutRows(hslPortRows(static_cast<uint32_t>(kind)), chip, q, DCE_HEAD, response);
 }
 
+struct read_t {
+    uint32_t command;
+    int operation;
+    std::span<const R> rows; // none: by the kind that the record asks for
+};
+
+static constexpr read_t reads[] = {
+    {DCE_PORT_COUNTERS, -1, {}},
+    {DCE_CCB_GET, LARK_RCV_QUEUE, RCV_QUEUE},
+    {DCE_SWM_COUNTERS, -1, SWM},
+    {DCE_MCAST_COUNTERS, -1, MULTICAST}, // of the chip's own queues
+};
+
 void hslLarkinRead(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, hslBuffer &response)
 {
-    bool multicast = row.command == DCE_MCAST_COUNTERS;
-    auto place = model.ports.find(multicast ? target : hslPortOf(row, record));
-    auto chip = place == model.ports.end() ? model.chips.end() : model.chips.find(place->second.flat);
-    if (chip == model.chips.end())
+    auto read = std::find_if(std::begin(reads), std::end(reads), [&](auto &each) {
+        return each.command == row.command && each.operation == row.operation;
+    });
+    auto place = model.ports.find(row.command == DCE_MCAST_COUNTERS ? target : hslPortOf(row, record));
+    if (read == std::end(reads) || place == model.ports.end())
         return;
     auto &port = place->second;
+    auto chip = model.chips.find(port.flat);
+    if (chip == model.chips.end())
+        return;
     auto q = hslPortQuantities(chip->second, port);
     q[Q_DROPPED][HSL_ALL] = std::max(q[Q_DROPPED][HSL_ALL] - port.traffic.drops[DROP_RED], 0.0);
-    auto put = [&](std::span<const R> rows) { hslPutRows(rows, chip->second, q, 0, response); };
-    if (multicast)
-        put(MULTICAST);
-    else if (row.command == DCE_PORT_COUNTERS)
+    if (read->rows.empty())
         readPort(chip->second, port, record, q, response);
-    else if (row.command == DCE_SWM_COUNTERS)
-        put(SWM);
-    else if (row.command == DCE_CCB_GET && row.operation == LARK_RCV_QUEUE)
-        put(RCV_QUEUE);
+    else
+        hslPutRows(read->rows, chip->second, q, 0, response);
 }
 
 static void clearPort(hslModel_t &model, uint32_t ifindex)

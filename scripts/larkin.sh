@@ -30,12 +30,14 @@ try dorvctl stats queue te1/3 --nonzero
 try dorvctl ctl hsld traffic list
 
 say "Too much for the port: CoS 3 has PFC and keeps its sender back, CoS 1 is tail-dropped"
+try dorvctl send PFC ifindex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 tc_map=0,1,2,3,4,6,6,7 pfc_rx[3]=1 pfc_tx[3]=1
 try dorvctl ctl hsld traffic te1/3 cos=3 rate=8G
 try dorvctl ctl hsld traffic te1/3 cos=1 rate=8G
 try dorvctl ctl hsld clock step 1
 try dorvctl stats thresholds te1/3 --nonzero
 try dorvctl stats rcv-queue te1/3 --nonzero
 try dorvctl stats flow-control te1/3 --nonzero
+try dorvctl stats queue te1/3 --rate 1 --nonzero
 
 say "Broadcasts go to the chip's own queues, no more than its rate limit of 2 Gbit/s"
 try dorvctl ctl hsld traffic te1/2 cos=0 rate=3G kind=broadcast
