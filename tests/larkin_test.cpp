@@ -358,7 +358,7 @@ TEST_F(Larkin, PauseAndPfc)
     EXPECT_TRUE(inside.log.has("ppp ioctl failed for port p, rc: 22"));
     Bytes unknown = ccbBody(LARKIN_PORT + 0x8000);
     EXPECT_EQ(larkSetPfc(ccb(unknown)), 24U);
-    EXPECT_EQ(get32(unknown, 183), 55U);
+    EXPECT_EQ(get32(unknown, 183), 24U);
 }
 
 TEST_F(Larkin, RedOnAPort)
