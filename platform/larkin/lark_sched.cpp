@@ -2,6 +2,7 @@
 #include "platform/larkin/lark_sched.h"
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/larkin/lark_records.h"
 
@@ -54,8 +55,7 @@ uint32_t larkSetSchCfg(qosSchMsg_t *body)
     const uint32_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
@@ -70,6 +70,5 @@ uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
     const uint32_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler MC IOCTL failed for interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
