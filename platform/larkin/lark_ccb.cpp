@@ -1,6 +1,7 @@
 // Congestion control as DCE records. A port's records go to the chip of its interface.
 #include "platform/larkin/lark_ccb.h"
 
+#include "agent/model/chip_priority.h"
 #include "agent/model/clear_walk.h"
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
@@ -113,7 +114,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
         larkPriTailDropEntry_t &entry = record->entry[priority];
         entry.ifindex = interface->ifIndex;
         entry.priority = static_cast<uint16_t>(priority);
-        entry.threshold = thresholds[larkSwap(priority)];
+        entry.threshold = thresholds[qaChipPriority(priority)];
     }
     return sendForPort(__func__, failed, interface, record, body);
 }
