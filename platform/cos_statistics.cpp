@@ -116,6 +116,14 @@ uint32_t cosPortRead(const cosPortRow_t &row, const qosIf_t *interface, qosStats
     return answer.rc;
 }
 
+uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps)
+{
+    for (const cosClearStep_t step : steps)
+        if (const uint32_t rc = step(body))
+            return rc;
+    return QOS_MSG_DONE;
+}
+
 uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;

@@ -7,6 +7,7 @@
 #define PLATFORM_COS_STATISTICS_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 
 #include "agent/messages.h"
@@ -66,6 +67,10 @@ uint32_t cosStatRun(Body *body)
     static_assert(statReach(Row.steps) <= sizeof(Body));
     return cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
 }
+
+// Runs the steps of a clear in turn; the first failure ends it and is the result.
+using cosClearStep_t = uint32_t (*)(qosClearStatsMsg_t *body);
+uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps);
 
 // Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
 // status, or 25 without a target. The second leaves that in the body's status.

@@ -62,14 +62,11 @@ uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports
 uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports, uint32_t count)
 {
     constexpr const char *function = "mrlGetRedMonitorStats";
-    const uint32_t size = cosRedResponseSize(count);
-    auto *request = cosRedRequest(COS_STATS_READ, STAT_DEV_RED_MIRELLE, count, size);
-    request->head.num_responses = static_cast<uint16_t>(count);
+    auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, count);
     for (uint32_t i = 0; i < count; ++i)
         request->key[i].id = ports[i].ifindex;
     const unsigned char *response = nullptr;
-    uint32_t length = size;
-    const uint32_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &response, &length);
+    const uint32_t rc = cosRedSendRead(interface->chip->chip_ifindex, request, &response);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(function, "Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
         return rc;

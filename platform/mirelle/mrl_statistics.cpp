@@ -1,7 +1,6 @@
 // The rows and copy steps of the reads, and what is more than a copy.
 #include "platform/mirelle/mrl_statistics.h"
 
-#include "agent/model/clear_walk.h"
 #include "channels/driver_request.h"
 #include "core/trace.h"
 #include "platform/cos_port.h"
@@ -203,12 +202,7 @@ uint32_t mrlGetAsicIntStats(qosAsicIntStatsMsg_t *body)
 
 uint32_t mrlClearStats(qosClearStatsMsg_t *body)
 {
-    uint32_t rc = mrlClearSwmStats(body);
-    if (rc == QOS_MSG_DONE)
-        rc = mrlClearRedStats(body, qaClearWalkChip(body));
-    if (rc == QOS_MSG_DONE)
-        rc = mrlClearDropRsnStats(body);
-    return rc;
+    return cosClearStats(body, {mrlClearSwmStats, mrlClearRedStats, mrlClearDropRsnStats});
 }
 
 uint32_t mrlClearSwmStats(qosClearStatsMsg_t *body)

@@ -308,12 +308,7 @@ uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
 
 uint32_t tslClearStats(qosClearStatsMsg_t *body)
 {
-    uint32_t rc = tslClearSwmStats(body);
-    if (rc == QOS_MSG_DONE)
-        rc = tslClearRedStats(body, qaClearWalkChip(body));
-    if (rc == QOS_MSG_DONE)
-        rc = tslClearDropRsnStats(body);
-    return rc;
+    return cosClearStats(body, {tslClearSwmStats, tslClearRedStats, tslClearDropRsnStats});
 }
 
 uint32_t tslClearSwmStats(qosClearStatsMsg_t *body)
