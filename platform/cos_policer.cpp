@@ -1,12 +1,12 @@
 // Batches, rates, actions and counters of policers.
 #include "platform/cos_policer.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_batch.h"
+#include "platform/cos_slices.h"
 
 namespace {
 
@@ -90,6 +90,16 @@ uint32_t actionWord(unsigned flags, uint32_t ip_tos, uint32_t traffic_class)
     else if (flags & 2)
         word |= ACTION_IP | ACTION_DSCP | (ip_tos & 0x3f) << 3;
     return flags & 1 ? word | ACTION_CLASS : word;
+}
+
+// The rewrite tables, which two bodies carry under the same names.
+template <typename Body>
+void fillProfile(cosPolProfile_t *record, const Body *body)
+{
+    record->profile = body->profile_id << 1;
+    memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
+    memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
+    memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
 }
 
 uint32_t sendBatch(const char *function, uint32_t target, cosBulk_t *batch)
@@ -184,10 +194,7 @@ uint32_t sendClear(cosPolClear_t &clear)
 
 void cosPolFillProfileUpdate(cosPolProfile_t *record, const qosPolPolicerAddMsg_t *body)
 {
-    record->profile = body->profile_id << 1;
-    memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
-    memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
-    memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
+    fillProfile(record, body);
 }
 
 void cosPolFillProfileDelete(cosPolProfile_t *record, uint32_t profile_id)
@@ -279,14 +286,10 @@ uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body
 uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body)
 {
     auto *record = qosCosRequest<cosPolProfile_t>(COS_POLICER_PROFILE, sizeof(cosPolProfile_t));
-    if (body->profile_req_type == REQ_PROFILE_DELETE) {
+    if (body->profile_req_type == REQ_PROFILE_DELETE)
         cosPolFillProfileDelete(record, body->profile_id);
-    } else {
-        record->profile = body->profile_id << 1;
-        memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
-        memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
-        memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
-    }
+    else
+        fillProfile(record, body);
     const uint32_t chip = body->chip_ifindex;
     const cosPolProfile_t *response;
     uint32_t length;
@@ -298,16 +301,9 @@ uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body
 
 uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)
 {
-    const uint32_t total = body->num_records;
-    uint32_t done = 0;
-    do {
-        const uint32_t count = std::min(total - done, READ_SLICE);
-        const uint32_t rc = readSlice(family, body, done, count);
-        if (rc != QOS_MSG_DONE)
-            return rc;
-        done += count;
-    } while (done < total);
-    return QOS_MSG_DONE;
+    return cosReadSlices(body->num_records, READ_SLICE, [&family, body](uint32_t first, uint32_t count) {
+        return readSlice(family, body, first, count);
+    });
 }
 
 cosPolClear_t cosPolClearStart(uint32_t target, int32_t dir)
