@@ -59,11 +59,11 @@ cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys)
     return request;
 }
 
-uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, const unsigned char **response)
+uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
+                        const unsigned char **response)
 {
-    const uint32_t size = request->head.hdr.out_size;
-    uint32_t length = size;
-    return qosCosIoctl(target, request, size, response, &length);
+    uint32_t expected = request->head.hdr.out_size;
+    return qosCosIoctl(target, request, length, response, &expected);
 }
 
 uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body)

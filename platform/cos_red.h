@@ -49,9 +49,10 @@ void cosRedTakeCounters(const cosRedResult_t &result, unsigned levels, be64 *cou
 
 // A read in the request buffer, which is clear as far as a response reaches, with `keys` keys counted and empty.
 cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys);
-// Sends it in as many bytes as its response takes, so that the bitmap goes with it; the response through *response. The
-// transport's status.
-uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, const unsigned char **response);
+// Sends `length` bytes of it: its in size, or its out size where the bitmap behind the keys goes with them. The
+// response through *response; the transport's status.
+uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
+                        const unsigned char **response);
 
 // Clears eight priorities of the body's interface, or with clearAll of the walk's chip: the transport's status, or 25
 // without a target. The lines carry `function`.

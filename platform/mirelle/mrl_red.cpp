@@ -132,7 +132,7 @@ uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
     auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, 1);
     request->key[0].id = body->ifindex;
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, &response);
+    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.in_size, &response);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
     else

@@ -118,7 +118,7 @@ uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
         request->key[priority].index = priority;
     }
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, &response);
+    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.out_size, &response);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get red stats for egress port ifIndex  %x, rc: %d", static_cast<uint32_t>(body->ifindex),
