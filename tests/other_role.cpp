@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <termios.h>
 #include <unistd.h>
@@ -54,7 +55,8 @@ int addPorts(thread *)
     ports_due = false;
     ifg_t *ifg = &qos_velmar_state.lib->ifg;
     for (const Port &port : ports) {
-        if (qosLookupIfEntry(port.ifindex) || !qosProcessPortAdd(port.ifindex, port.name.c_str()))
+        // After a takeover the port is there, but the library's table is this process's own.
+        if (!qosLookupIfEntry(port.ifindex) && !qosProcessPortAdd(port.ifindex, port.name.c_str()))
             continue;
         interface_t *ifp = ifg_get_by_name2(ifg, port.name.c_str(), port.ifindex);
         if (ifp && !ifg_lookup_by_index(ifg, port.ifindex))
@@ -187,9 +189,7 @@ void parsePorts(const std::vector<std::string> &texts)
         }
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int run(int argc, char **argv)
 {
     std::string service = "dorvmd";
     std::vector<std::string> texts;
@@ -199,16 +199,28 @@ int main(int argc, char **argv)
     app.add_flag("-t,--tty", wants_tty, "Serves a terminal on standard input and output as well, and ends with it");
     try {
         app.parse(argc, argv);
-        parsePorts(texts);
     } catch (const CLI::CallForHelp &) {
         fputs(app.help().c_str(), stdout);
         return 0;
     } catch (const CLI::ParseError &error) {
         fprintf(stderr, "dorvmd-role: %s; 'dorvmd-role --help' lists what it takes\n", error.what());
         return 2;
+    }
+    parsePorts(texts);
+    return start(argv[0], service);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
     } catch (const ctlError_t &error) {
         fprintf(stderr, "dorvmd-role: %s\n", error.text.c_str());
-        return 2;
+        return error.exit;
+    } catch (const std::exception &error) {
+        fprintf(stderr, "dorvmd-role: %s\n", error.what());
+        return 1;
     }
-    return start(argv[0], service);
 }

@@ -133,7 +133,7 @@ void complete(Session *session)
 {
     char tail[CLI_TEXT_MAX];
     if (cli_complete(qos_velmar_state.lib->ctree, session->cli.mode, session->line.c_str(), tail, sizeof tail) == 0)
-        session->pending += BELL;
+        session->pending.push_back(BELL);
     else if (session->line.size() + std::string(tail).size() < CLI_TEXT_MAX)
         say(session, tail), session->line += tail;
 }
@@ -185,7 +185,7 @@ void key(Session *session, char c)
         return escaped(session, c);
     switch (c) {
     case ESC:
-        session->escape = c;
+        session->escape.push_back(c);
         return;
     case '\r':
     case '\n':
