@@ -2,6 +2,7 @@
 #include "hsl/larkin.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "hsl/queues.h"
 #include "platform/larkin/lark_records.h"
@@ -163,11 +164,13 @@ static hslLevel_t together(const hslTraffic_t &traffic, double bound, bool lossl
             sum.now += queue.level.now;
             sum.slope += queue.level.slope;
         }
+    if (std::fabs(sum.now - bound) < HSL_GRAIN)
+        sum.now = bound;
     return sum;
 }
 
 // At their bound no more comes in than leaves, and each grows in proportion; above it, where the bound fell below what
-// waits, nothing comes in.
+// waits, nothing comes to those that wait. Frames that leave at once take no buffer.
 static void cutGrowth(hslTraffic_t &traffic, const hslLevel_t &sum, bool losslessOnly)
 {
     bool above = sum.now > sum.bound + HSL_GRAIN;
@@ -180,7 +183,10 @@ static void cutGrowth(hslTraffic_t &traffic, const hslLevel_t &sum, bool lossles
         auto &level = queue.level;
         if (!shares(queue, losslessOnly) || (!above && level.slope <= 0))
             continue;
-        level.slope = above ? -queue.out : level.slope * (1 - sum.slope / growth);
+        if (above)
+            level.slope = level.now > 0 ? -queue.out : 0;
+        else
+            level.slope *= 1 - sum.slope / growth;
         level.pull = 0;
         queue.loses = true;
         queue.lossless = losslessOnly; // nobody is paused for the sake of the budget
