@@ -57,10 +57,11 @@ hslBuffer thresholdOf(size_t priority, uint32_t bytes)
     return cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 4 * priority, 4, 1}, {76 + 4 * priority, 4, bytes}});
 }
 
-hslBuffer redOf(uint32_t command, unsigned priority, uint32_t probability, uint32_t min, uint32_t max)
+hslBuffer redOf(uint32_t command, unsigned priority, uint32_t probability, uint32_t min, uint32_t max,
+                uint32_t port = PORT)
 {
     return cos(command, 84, 28,
-               {{28, 4, PORT},
+               {{28, 4, port},
                 {34, 1, priority << 2 | 2},
                 {36, 4, probability},
                 {40, 4, min},
@@ -333,11 +334,59 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     pass(1125);
     EXPECT_EQ(policed(47, 9, 7, mirelle2), (three{1625000, 2000000, 2000000}));
     EXPECT_EQ(policed(47, 9, 0, mirelle2), (three{0, 0, 0}));
+    for (uint32_t group : {0, 7}) { // a clear names one group
+        EXPECT_EQ(policed(47, 9, 7, mirelle2)[0], 1625000u);
+        answer(cos(0x06270001, 60, 60, {{28, 4, 47}, {34, 2, 1}, {48, 4, 9}, {52, 4, group}, {56, 4, 65535}}),
+               mirelle2);
+    }
+    EXPECT_EQ(policed(47, 9, 7, mirelle2)[0], 0u);
     EXPECT_EQ(hslCount(queue(1, last).forwarded), 3625000u);
     EXPECT_EQ(answer(cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}})).size(), 36u); // removed in use
     pass(1000);
     EXPECT_EQ(policed(46, 7), (three{0, 0, 0}));
     EXPECT_EQ(json("show")["warnings"], hslJson::array());
+}
+
+TEST_F(Traffic, MirelleCountsInItsOwnRecords)
+{
+    const uint32_t chip = 0x88800000, one = 6u << 26 | 2u << 22 | 1u << 15, two = one + (1u << 15);
+    // The chip's queue depth is a hard limit below the share of each port; RED lies below that.
+    answer(redOf(0x01270808, 0, 255, 100000, 100000, chip), chip);
+    answer(redOf(0x01270808, 5, 255, 20000, 80000, two), chip);
+    offer("te2/1 priority=3 rate=12G");
+    offer("te2/2 priority=5 rate=12G");
+    pass(1000);
+    auto read = [&](uint32_t command, uint16_t in, uint16_t out, const std::vector<Poke> &pokes) {
+        return answer(cos(command, in, out, pokes), chip);
+    };
+    const uint64_t tail = 249900; // 250 MB, less what fits the queue
+    auto ports = read(0x06270000, 960, 960, {{28, 4, 49}, {32, 4, 2}, {48, 4, one}, {504, 4, two}});
+    EXPECT_EQ(hslGet(ports, 424, 8), tail);
+    EXPECT_EQ(hslGet(ports, 424 + 456, 8), 0u);
+    auto monitor = read(0x06270000, 72, 220, {{28, 4, 40}, {34, 2, 2}, {36, 2, 2}, {48, 4, one}, {60, 4, two}});
+    const size_t results = 48 + 2 * 12 + 4;
+    EXPECT_EQ(hslGet(monitor, results + 8, 8), 0u);
+    auto red = hslGet(monitor, results + 72 + 8, 8);
+    EXPECT_EQ(red, 249970u); // 250 MB, less the half of the ramp that the queue stands at
+    EXPECT_EQ(hslGet(monitor, results + 72 + 40, 8) / 1000, red);
+    auto busy = read(0x0127080A, 328, 328, {{28, 4, one}, {32, 1, 0x80}});
+    EXPECT_EQ(hslGet(busy, 36, 4), 100000u);
+    EXPECT_EQ(hslGet(busy, 52 + 3 * 4, 4), 100000u);
+    auto queues = read(0x0127080C, 328, 328, {{28, 4, two}, {32, 1, 0x80}});
+    EXPECT_EQ(hslGet(queues, 36 + 5 * 4, 4), 30000u);
+    EXPECT_EQ(hslGet(queues, 68 + 5 * 4, 4), 80000u);
+    EXPECT_EQ(hslGet(queues, 68 + 3 * 4, 4), 100000u);
+    EXPECT_EQ(hslGet(queues, 0x84, 8), red);
+    auto asic = read(0x06270000, 592, 592, {{28, 4, 58}});
+    EXPECT_EQ(hslGet(asic, 104, 8), 499870u);
+    EXPECT_EQ(hslGet(asic, 312 + 3 * 8, 8), tail);
+    EXPECT_EQ(hslGet(asic, 528 + 5 * 8, 8), 1250000000u);
+    auto counters = read(0x06270000, 504, 504, {{28, 4, 49}, {32, 4, 1}, {40, 4, 2}, {48, 4, one}});
+    EXPECT_EQ(hslGet(counters, 32 + 0x58 + 24, 8), 1250000000u); // bytes are bytes here
+    // Without a queue depth only the share of the port is left.
+    answer(cos(0x01270808, 84, 28, {{28, 4, chip}, {34, 1, 1}}), chip);
+    pass(1000);
+    EXPECT_EQ(hslCount(queue(3, one).level.now), (48u << 20) / 64);
 }
 
 TEST_F(Hsld, TrafficFollowsTheDriversClock)
