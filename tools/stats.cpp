@@ -386,6 +386,22 @@ ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &option
     return reading;
 }
 
+void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vector<ctlStatsQuery_t> &queries)
+{
+    if (queries.empty() || queries[0].view->budget == nullptr)
+        return;
+    std::vector<std::string> words = {"thresholds"};
+    for (const ctlStatsQuery_t &query : queries)
+        words.push_back(ctlStatsName(query.ifindex));
+    const ctlStatsReading_t reading = ctlReadStats(link, options, ctlPlanStats({words}));
+    for (ctlStatsQuery_t &query : queries)
+        for (const ctlStatsTable_t &table : reading.tables)
+            if (table.ifindex == query.ifindex && table.fault.empty()) {
+                const wireField &field = *ctlField(ctlBodyOf(*qosMsgInfo(query.message.code)), query.view->budget);
+                ctlWriteInteger(field, query.message.body, 0, table.rows.back().cells[0].value.value_or(0));
+            }
+}
+
 void ctlRateStats(const ctlStatsReading_t &before, ctlStatsReading_t &now)
 {
     for (size_t t = 0; t < std::min(before.tables.size(), now.tables.size()); t++) {

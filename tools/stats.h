@@ -69,6 +69,9 @@ struct ctlStatsReading_t {
 ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &options,
                                const std::vector<ctlStatsQuery_t> &queries);
 
+// Puts the port's budget into the requests that need it, as the agent gives it. What has no answer stays 0.
+void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vector<ctlStatsQuery_t> &queries);
+
 // Puts rates into the counters of `now`. A row that `before` lacks began at 0, and so did a counter that went down.
 void ctlRateStats(const ctlStatsReading_t &before, ctlStatsReading_t &now);
 
