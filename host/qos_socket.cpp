@@ -12,6 +12,7 @@
 #include "host/complain.h"
 #include "host/run.h"
 #include "host/socket.h"
+#include "host/swd.h"
 #include "velmar/os.h"
 #include "velmar/run.h"
 #include "velmar/socket.h"
@@ -115,6 +116,10 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
             sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
         while (sent < 0 && errno == EINTR);
         sock->unanswered = sent >= 0;
+        if (sent < 0 && errno == EAGAIN) {
+            swdWaits();
+            errno = EAGAIN;
+        }
         if (sent >= 0 || !driverGone(errno))
             return sent;
         sock->connected = false;
