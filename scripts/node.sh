@@ -77,6 +77,9 @@ printf '$ dorvctl send COSTRUST ifIndex=te1/40 ifName=te1/40 cos_trust=1\n'
 printf '$ dorvctl send COSTRUST ifIndex=te1/3 cos_trsut=1\n'
 "$bin/dorvctl" send COSTRUST ifIndex=te1/3 cos_trsut=1 || echo "(exit status $?)"
 
+say "What the agent holds of the chip"
+try dorvctl show chips
+
 say "What the driver was told"
 cat "$VELMAR_RUN/hsld.log"
 
