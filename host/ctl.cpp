@@ -27,6 +27,7 @@
 #include "host/ctl.h"
 #include "host/election.h"
 #include "host/process.h"
+#include "host/replica.h"
 #include "host/run.h"
 #include "host/store.h"
 #include "host/tp.h"
@@ -182,7 +183,7 @@ std::string stat(const char *arg)
                      "\"syncs\":%u,\"standbys\":%u}",
                      ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
                      role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
-                     0U);
+                     replicaStandbys());
 }
 
 std::string traceShow(const char *arg)

@@ -1111,14 +1111,14 @@ int miniExit()
     return 0;
 }
 
-int miniTrace(uintptr_t count, uintptr_t, uintptr_t, uintptr_t)
+int miniTrace(uintptr_t count, uintptr_t, uintptr_t, tp_arg_t)
 {
     for (unsigned i = 0; i < count; ++i)
         say("line %u\n%s", i, string(100, 'x').c_str());
     return 0;
 }
 
-int miniSelect(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
+int miniSelect(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
 {
     const timeval limit = {1000, 0};
     fd_set readable;
@@ -1129,7 +1129,7 @@ int miniSelect(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
     return velmar_select(mini_wakeup[0] + 1, &readable, nullptr, nullptr, &limit);
 }
 
-int miniReceive(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
+int miniReceive(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
 {
     const int fd = openQos(1);
     const int error = receive(fd, 0).error;
@@ -1138,7 +1138,7 @@ int miniReceive(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
 }
 
 // Reads the clock, says hello once the test has stepped it, and waits.
-int miniHello(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
+int miniHello(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
 {
     const fs::path dir = getenv("VELMAR_RUN");
     timeval now;
@@ -1150,7 +1150,7 @@ int miniHello(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
 }
 
 // A program that is started has no signal blocked.
-int miniMask(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
+int miniMask(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
 {
     return system("grep -q '^SigBlk:[[:space:]]*0*$' /proc/self/status");
 }
@@ -1158,9 +1158,10 @@ int miniMask(uintptr_t, uintptr_t, uintptr_t, uintptr_t)
 const tp_action_t mini_actions[] = {
     {"hello", miniHello},
     {"mask", miniMask},
-    {"double", [](uintptr_t number, uintptr_t, uintptr_t, uintptr_t arg) { return static_cast<int>(number + arg); }},
+    {"double",
+     [](uintptr_t number, uintptr_t, uintptr_t, tp_arg_t arg) { return static_cast<int>(number + arg.number); }},
     {"trace", miniTrace},
-    {"poll", [](uintptr_t, uintptr_t, uintptr_t, uintptr_t) { return velmar_poll(nullptr, 0, 1000000); }},
+    {"poll", [](uintptr_t, uintptr_t, uintptr_t, tp_arg_t) { return velmar_poll(nullptr, 0, 1000000); }},
     {"select", miniSelect},
     {"receive", miniReceive},
     {nullptr, nullptr},
