@@ -21,8 +21,8 @@ std::vector<std::string> ctlShowNames();
 // Prints a table and gives the exit status. CTL_USAGE if it is not plain which agent is meant.
 int ctlShowTable(const std::string &name, const ctlShow_t &asked, std::ostream &out);
 
-// The rows of a table out of the lines that its printing function prints: objects that always have the same keys. Throws
-// CTL_FAILED at a line that does not belong there.
+// The rows of a table out of the lines that its printing function prints: objects that always have the same keys.
+// Throws CTL_FAILED at a line that does not belong there.
 ctlJson ctlShowRows(const std::string &name, const std::vector<std::string> &printed);
 
 #endif

@@ -7,8 +7,7 @@
 
 #include "tools/report.h"
 
-// How often a line stands in its record. Numbers follow each other, a value to an element: those that a line holds, or
-// all that its cells hold by their index.
+// How often a line stands in its record, and for the last two, that it holds a list.
 enum class ctlTimes_t { Once, Optional, Many, Eight, Dscp };
 
 // A line as it is printed, with {key} where a value stands: a number in decimal or hexadecimal, True, False, Enabled or
