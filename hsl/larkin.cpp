@@ -42,7 +42,7 @@ static void followWire(const hslChip_t &chip, hslPort_t &port)
     }
 }
 
-// Weights in the order of the chip's priorities from `first` on.
+// Priorities above the boundary are strict; none is limited.
 template <typename Weight>
 static hslScheduler_t scheduler(uint32_t boundary, Weight weight)
 {
