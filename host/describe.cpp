@@ -1,11 +1,14 @@
-// The store's tables of records, objects and functions, by name.
+// The store's tables of records, objects and functions, by name, and what follows from them for a copy.
 #include "host/describe.h"
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <unordered_map>
+
+#include "host/raslog.h"
 
 namespace {
 
@@ -21,12 +24,36 @@ struct object_t {
     std::string type;
 };
 
-constexpr const char *BUILT_IN[] = {"~U08", "~U16", "~U32", "~U64", "~I32", "~Chr", "~Ptr", "~Hdl"};
+struct built_in_t {
+    const char *name;
+    uint32_t width;
+};
+constexpr built_in_t BUILT_IN[] = {{"~U08", 1},
+                                   {"~U16", 2},
+                                   {"~U32", 4},
+                                   {"~U64", 8},
+                                   {"~I32", 4},
+                                   {"~Chr", 1},
+                                   {"~Ptr", sizeof(void *)},
+                                   {"~Hdl", sizeof(ha_hndl_t)}};
 constexpr uint32_t BUILT_INS = sizeof BUILT_IN / sizeof *BUILT_IN;
+constexpr uint32_t POINTER = 6;
+static_assert(std::string_view(BUILT_IN[POINTER].name) == "~Ptr");
 
 std::map<std::string, struct_t, std::less<>> structs;
 std::map<std::string, object_t, std::less<>> objects;
 std::map<std::string, void (*)(), std::less<>> functions;
+
+// What follows from the tables; made anew after a registration.
+struct derived_t {
+    bool made;
+    std::vector<describe_plan_t> plans;
+    std::vector<describe_object_t> objects;
+    std::vector<uintptr_t> functions;
+    std::unordered_map<uintptr_t, uint32_t> numbers;
+    uint64_t hash;
+};
+derived_t derived;
 
 bool sameFields(const struct_t &known, uint32_t num_fields, const ha_field_t *fields)
 {
@@ -39,6 +66,134 @@ bool sameFields(const struct_t &known, uint32_t num_fields, const ha_field_t *fi
             return false;
     }
     return true;
+}
+
+// The ranges of one field: those of its type, as often as they fit. A nested record was registered before its user.
+void addField(std::vector<describe_leaf_t> &leaves, const ha_field_t &field, uint32_t type)
+{
+    if (type < BUILT_INS) {
+        leaves.push_back({field.offset, field.size, type == POINTER});
+        return;
+    }
+    const describe_plan_t &nested = derived.plans[type];
+    for (uint32_t at = 0; nested.size && at + nested.size <= field.size; at += nested.size)
+        for (const describe_leaf_t &leaf : nested.leaves)
+            leaves.push_back({field.offset + at + leaf.offset, leaf.size, leaf.pointer});
+}
+
+// Rows need not stand in order of offset, and a row may reach over its neighbour: plain ranges that touch become one,
+// and a pointer's range is never part of a plain one.
+void settle(describe_plan_t *plan)
+{
+    std::sort(plan->leaves.begin(), plan->leaves.end(),
+              [](const describe_leaf_t &a, const describe_leaf_t &b) { return a.offset < b.offset; });
+    std::vector<describe_leaf_t> settled;
+    for (describe_leaf_t leaf : plan->leaves) {
+        leaf.size = leaf.offset < plan->size ? std::min(leaf.size, plan->size - leaf.offset) : 0;
+        describe_leaf_t *last = settled.empty() ? nullptr : &settled.back();
+        const uint32_t end = last ? last->offset + last->size : 0;
+        if (last && !last->pointer && !leaf.pointer && leaf.offset <= end) {
+            last->size = std::max(end, leaf.offset + leaf.size) - last->offset;
+            continue;
+        }
+        if (last && leaf.offset < end) {
+            if (last->pointer)
+                continue;
+            last->size = leaf.offset - last->offset;
+        }
+        if (leaf.size > 0)
+            settled.push_back(leaf);
+    }
+    plan->leaves = settled;
+}
+
+void makePlans()
+{
+    std::vector<const std::pair<const std::string, struct_t> *> ordered(structs.size());
+    for (const auto &entry : structs)
+        ordered[entry.second.index - BUILT_INS] = &entry;
+    derived.plans.clear();
+    for (uint32_t i = 0; i < BUILT_INS; ++i)
+        derived.plans.push_back({BUILT_IN[i].width, {{0, BUILT_IN[i].width, i == POINTER}}});
+    for (const auto *entry : ordered) {
+        describe_plan_t plan = {static_cast<uint32_t>(entry->second.size), {}};
+        for (const ha_field_t &field : entry->second.fields) {
+            const int64_t type = describeType(field.type);
+            if (type < 0 || type >= static_cast<int64_t>(derived.plans.size()))
+                rasLog("store: %s.%s is of type %s, which was not described before it; it is not copied",
+                       entry->first.c_str(), field.name, field.type);
+            else
+                addField(plan.leaves, field, static_cast<uint32_t>(type));
+        }
+        settle(&plan);
+        derived.plans.push_back(plan);
+    }
+}
+
+// FNV-1a.
+void mix(uint64_t *hash, const void *bytes, size_t length)
+{
+    const unsigned char *byte = static_cast<const unsigned char *>(bytes);
+    for (size_t i = 0; i < length; ++i)
+        *hash = (*hash ^ byte[i]) * 0x100000001b3;
+}
+
+void mix(uint64_t *hash, std::string_view text)
+{
+    mix(hash, text.data(), text.size());
+    mix(hash, "", 1);
+}
+
+void mix(uint64_t *hash, uint64_t number)
+{
+    mix(hash, &number, sizeof number);
+}
+
+void makeHash()
+{
+    uint64_t hash = 0xcbf29ce484222325;
+    mix(&hash, sizeof(void *));
+    for (const auto &[name, record] : structs) {
+        mix(&hash, name);
+        mix(&hash, record.index);
+        mix(&hash, record.size);
+        for (const ha_field_t &field : record.fields) {
+            mix(&hash, field.name);
+            mix(&hash, field.offset);
+            mix(&hash, field.size);
+            mix(&hash, field.type);
+        }
+    }
+    for (const auto &[name, object] : objects) {
+        mix(&hash, name);
+        mix(&hash, object.size);
+        mix(&hash, object.type);
+    }
+    for (const auto &entry : functions)
+        mix(&hash, entry.first);
+    derived.hash = hash;
+}
+
+const derived_t &derive()
+{
+    if (derived.made)
+        return derived;
+    makePlans();
+    derived.objects.clear();
+    for (const auto &entry : objects)
+        derived.objects.push_back({static_cast<unsigned char *>(entry.second.address),
+                                   static_cast<uint32_t>(entry.second.size),
+                                   static_cast<uint32_t>(describeType(entry.second.type.c_str()))});
+    derived.functions.clear();
+    derived.numbers.clear();
+    for (const auto &entry : functions) {
+        const uintptr_t address = reinterpret_cast<uintptr_t>(entry.second);
+        derived.numbers.emplace(address, static_cast<uint32_t>(derived.functions.size()));
+        derived.functions.push_back(address);
+    }
+    makeHash();
+    derived.made = true;
+    return derived;
 }
 
 } // namespace
@@ -55,6 +210,7 @@ int describeStruct(const char *name, size_t size, uint32_t num_fields, const ha_
             return -1;
     const uint32_t index = BUILT_INS + static_cast<uint32_t>(structs.size());
     structs[name] = {index, size, std::vector<ha_field_t>(fields, fields + num_fields)};
+    derived.made = false;
     return 0;
 }
 
@@ -68,6 +224,7 @@ int describeObject(const char *name, void *address, size_t size, const char *typ
         return object.address == address && object.size == size && object.type == type ? 0 : HA_EXISTS;
     }
     objects[name] = {address, size, type};
+    derived.made = false;
     return 0;
 }
 
@@ -79,14 +236,44 @@ int describeFunction(const char *name, void (*function)())
     if (known != functions.end())
         return known->second == function ? 0 : HA_EXISTS;
     functions[name] = function;
+    derived.made = false;
     return 0;
 }
 
 int64_t describeType(const char *name)
 {
     for (uint32_t i = 0; i < BUILT_INS; ++i)
-        if (strcmp(BUILT_IN[i], name) == 0)
+        if (strcmp(BUILT_IN[i].name, name) == 0)
             return i;
     const auto known = structs.find(std::string_view(name));
     return known == structs.end() ? -1 : int64_t{known->second.index};
+}
+
+const describe_plan_t *describePlan(uint32_t type)
+{
+    const derived_t &now = derive();
+    return type < now.plans.size() ? &now.plans[type] : nullptr;
+}
+
+const std::vector<describe_object_t> &describeObjects()
+{
+    return derive().objects;
+}
+
+int64_t describeFunctionNumber(uintptr_t address)
+{
+    const derived_t &now = derive();
+    const auto known = now.numbers.find(address);
+    return known == now.numbers.end() ? -1 : int64_t{known->second};
+}
+
+uintptr_t describeFunctionAt(uint32_t number)
+{
+    const derived_t &now = derive();
+    return number < now.functions.size() ? now.functions[number] : 0;
+}
+
+uint64_t describeHash()
+{
+    return derive().hash;
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "velmar/ha.h"
 
@@ -15,5 +16,31 @@ int describeFunction(const char *name, void (*function)());
 
 // The index of a type's description, in order of registration, built-in types first; -1 for an unknown one.
 int64_t describeType(const char *name);
+
+// What a copy of a record takes along, nested records dissolved: ranges in ascending order that do not meet. Bytes
+// between them stay behind.
+struct describe_leaf_t {
+    uint32_t offset;
+    uint32_t size;
+    bool pointer; // one pointer or a row of them
+};
+struct describe_plan_t {
+    uint32_t size; // of one record; a block or object may hold several
+    std::vector<describe_leaf_t> leaves;
+};
+const describe_plan_t *describePlan(uint32_t type); // null for no such type
+
+// Objects and functions by number, in the order of their names, so that processes of one layout number them alike.
+struct describe_object_t {
+    unsigned char *address;
+    uint32_t size;
+    uint32_t type;
+};
+const std::vector<describe_object_t> &describeObjects();
+int64_t describeFunctionNumber(uintptr_t address); // -1 for a function that has no name
+uintptr_t describeFunctionAt(uint32_t number);     // 0 for no such number
+
+// Of all descriptions: processes whose hashes differ cannot hold each other's records.
+uint64_t describeHash();
 
 #endif

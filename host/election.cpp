@@ -2,6 +2,8 @@
 // its own. Whoever holds the lock is active; the kernel hands it on at once when that process dies.
 #include "host/election.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -17,6 +19,7 @@
 #include "host/complain.h"
 #include "host/process.h"
 #include "host/raslog.h"
+#include "host/replica.h"
 #include "velmar/run.h"
 
 namespace {
@@ -34,7 +37,6 @@ int lock_fd = -1;
 bool started;
 std::atomic<int> role = STANDBY;
 std::atomic<uint64_t> role_since; // milliseconds of the clock
-bool dump_held;                   // a complete dump of a former active one is in the store
 
 void enter(role_t next)
 {
@@ -42,13 +44,62 @@ void enter(role_t next)
     role.store(next);
 }
 
-void *waitForLock(void *)
+using holders_t = std::array<int32_t, ELECTION_HOLDERS>; // process ids, 0 for none
+
+holders_t readHolders()
+{
+    holders_t holders = {};
+    if (pread(lock_fd, holders.data(), sizeof holders, 0) != static_cast<ssize_t>(sizeof holders))
+        return {};
+    return holders;
+}
+
+// Neither dead nor stopped.
+bool runs(int pid)
+{
+    char path[32];
+    char line[256] = {};
+    snprintf(path, sizeof path, "/proc/%d/stat", pid);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    const ssize_t got = fd >= 0 ? read(fd, line, sizeof line - 1) : -1;
+    if (fd >= 0)
+        close(fd);
+    const char *state = got > 0 ? strrchr(line, ')') : nullptr; // ") S ..."
+    return state && state[1] && !strchr("TtZX", state[2]);
+}
+
+// A process that holds no copy of the last active one's store leaves the lock to one that does.
+bool mayLead()
+{
+    bool other = false;
+    for (const int32_t pid : readHolders()) {
+        if (pid == getpid())
+            return true;
+        other = other || (pid > 0 && runs(pid));
+    }
+    return !other;
+}
+
+bool lockFile()
 {
     while (flock(lock_fd, LOCK_EX) != 0)
         if (errno != EINTR) {
             rasLog("election: cannot lock: %s", strerror(errno));
-            return nullptr;
+            return false;
         }
+    return true;
+}
+
+void *waitForLock(void *)
+{
+    if (!lockFile())
+        return nullptr;
+    while (!mayLead()) {
+        flock(lock_fd, LOCK_UN);
+        nanosleep(&RETRY, nullptr);
+        if (!lockFile())
+            return nullptr;
+    }
     while (processPost(MSGQ_TYPE_VSS, WORD_ELECTED) != 0)
         nanosleep(&RETRY, nullptr);
     return nullptr;
@@ -74,6 +125,7 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
     }
     ops = record->ops;
     handle = ha;
+    replicaJoin(record, ha);
     const char *mode = getenv("VELMAR_VSS");
     const bool manual = mode && strcmp(mode, "manual") == 0;
     if (mode && *mode && !manual && strcmp(mode, "auto") != 0)
@@ -96,10 +148,26 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
     return false;
 }
 
+void electionSetHolders(const std::vector<int> &pids)
+{
+    holders_t holders = {};
+    for (size_t i = 0; i < pids.size() && i < holders.size(); ++i)
+        holders[i] = pids[i];
+    if (lock_fd >= 0 && pwrite(lock_fd, holders.data(), sizeof holders, 0) != static_cast<ssize_t>(sizeof holders))
+        rasLog("election: cannot write the lock file: %s", strerror(errno));
+}
+
+bool electionIsHolder()
+{
+    const holders_t holders = readHolders();
+    return std::find(holders.begin(), holders.end(), getpid()) != holders.end();
+}
+
 void electionStart()
 {
     if (lock_fd < 0 || started)
         return;
+    replicaStart();
     started = processThread(waitForLock, nullptr);
     if (!started)
         rasLog("election: cannot start a thread, this process stays standby");
@@ -127,7 +195,9 @@ void vss_process(void *message)
 {
     if (processWord(message) != WORD_ELECTED || lock_fd < 0)
         return;
+    const bool holds_dump = replicaLead();
     enter(ACTIVE);
-    rasLog("election: this process is active");
-    electionDrive(dump_held ? STAGE_THA : STAGE_COLD, nullptr);
+    rasLog("election: this process is active, %s", holds_dump ? "with its predecessor's state" : "from the start");
+    electionDrive(holds_dump ? STAGE_THA : STAGE_COLD, nullptr);
+    replicaListen();
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "velmar/ha.h"
 
@@ -19,6 +20,12 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha);
 void electionStart();
 
 election_role_t electionRole();
+
+// The processes that hold a complete copy of the active one's store, kept in the lock file by the lock's owner: so who
+// was cut off knows, even if he did not notice, and the next active process is one of those.
+constexpr unsigned ELECTION_HOLDERS = 16;
+void electionSetHolders(const std::vector<int> &pids);
+bool electionIsHolder(); // this process is one of them
 
 // Drives `stage` and the stages that the process returns until 0, on the main thread; appends each to `ran`. False if
 // the process has no stage callback.

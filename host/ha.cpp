@@ -1,13 +1,16 @@
 // The state synchronisation service as the process calls it: registration, the store's operations and updates.
 #include "velmar/ha.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <sys/uio.h>
 
 #include "host/complain.h"
 #include "host/ctl.h"
 #include "host/describe.h"
 #include "host/election.h"
+#include "host/replica.h"
 #include "host/store.h"
 
 namespace {
@@ -58,13 +61,13 @@ ha_hndl_t ha_get_vssh(ha_hndl_t ha)
     return ha == STORE_HANDLE ? VSS_HANDLE : 0;
 }
 
-// Runs after every event and message: with nobody to send to it is a count.
+// Runs after every event and message: with nobody to send to it is little more than a count.
 int ha_sync(ha_hndl_t ha, int, int)
 {
     if (ha != STORE_HANDLE)
         return BAD_HANDLE;
     store_totals.syncs.store(store_totals.syncs.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    return 0;
+    return static_cast<int>(std::min<int64_t>(replicaSync(), INT32_MAX));
 }
 
 void *ha_calloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag)
@@ -116,16 +119,21 @@ int ha_get_intent(ha_hndl_t ha, void *, uint32_t)
     return ha == STORE_HANDLE ? 0 : BAD_HANDLE;
 }
 
-int ha_send_msg(ha_hndl_t ha, const void *, uint32_t)
+int ha_send_msg(ha_hndl_t ha, const void *message, uint32_t length)
 {
-    return ha == STORE_HANDLE ? 0 : BAD_HANDLE;
+    if (ha != STORE_HANDLE || (length > 0 && !message))
+        return BAD_HANDLE;
+    const iovec vector = {const_cast<void *>(message), length};
+    replicaSend(REPLICA_MESSAGE, 0, &vector, 1);
+    return 0;
 }
 
-// Without a standby an update has arrived everywhere as soon as it is sent.
+// Standbys take an update in the order of the stream, so there is nothing left to wait for once it is sent.
 int vssd_send_update(ha_hndl_t vss, const vss_send_update_t *request)
 {
     if (vss != VSS_HANDLE || !request)
         return BAD_HANDLE;
+    replicaSend(REPLICA_UPDATE, request->type, request->vectors, request->num_vectors);
     last_transaction = last_transaction == INT32_MAX ? 1 : last_transaction + 1;
     return last_transaction;
 }
@@ -134,9 +142,6 @@ int vssd_wait_update(ha_hndl_t vss, int transaction)
 {
     return vss == VSS_HANDLE && transaction > 0 ? 0 : BAD_HANDLE;
 }
-
-// Replication traffic: without standbys there is none.
-void isc_process(void *) {}
 
 int tha_dbg_lib_init(ha_hndl_t *ha, int, const char *, int)
 {

@@ -23,6 +23,8 @@
 #include <vector>
 
 #include "host/complain.h"
+#include "host/point.h"
+#include "host/replica.h"
 #include "host/run.h"
 #include "host/socket.h"
 #include "velmar/run.h"
@@ -411,6 +413,7 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
         errno = sock ? EMSGSIZE : ENOTSOCK;
         return -1;
     }
+    replicaCommit();
     refresh(sock);
     iovec vectors[SOCKET_VECTORS + 1];
     vectors[0] = {&sock->self, sizeof sock->self};
@@ -434,6 +437,7 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
         if (outcome == sent_t::FAILED)
             failure = errno;
     }
+    hostPoint();
     if (taken > 0)
         return static_cast<int>(length);
     if (failure) {

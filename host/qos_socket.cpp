@@ -10,8 +10,10 @@
 #include <unistd.h>
 
 #include "host/complain.h"
+#include "host/point.h"
 #include "host/run.h"
 #include "host/socket.h"
+#include "host/swd.h"
 #include "velmar/os.h"
 #include "velmar/run.h"
 #include "velmar/socket.h"
@@ -111,10 +113,16 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
         if (!sock->connected && connectDriver(sock, fd) != 0)
             return -1;
         ssize_t sent;
+        hostPoint();
         do
             sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
         while (sent < 0 && errno == EINTR);
+        hostPoint();
         sock->unanswered = sent >= 0;
+        if (sent < 0 && errno == EAGAIN) {
+            swdWaits();
+            errno = EAGAIN;
+        }
         if (sent >= 0 || !driverGone(errno))
             return sent;
         sock->connected = false;

@@ -2,6 +2,7 @@
 // block begins, a side table of one word for each 16 bytes holds its number.
 #include "host/store.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -27,6 +28,9 @@ struct arena_t {
     uint32_t *numbers; // by granule, block number + 1 where a block begins
     std::vector<store_block_t> blocks;
     std::unordered_map<size_t, std::vector<uint32_t>> free; // block numbers by room
+    bool noting;
+    bool cleared;
+    std::vector<uint32_t> touched;
 };
 arena_t arena;
 
@@ -47,9 +51,9 @@ size_t tableBytes(size_t arena_bytes)
     return arena_bytes / GRANULE * sizeof *arena.numbers;
 }
 
-bool openPages(void *address, size_t from, size_t end)
+bool openPages(void *address, size_t from, size_t end, int protection)
 {
-    return mprotect(static_cast<unsigned char *>(address) + from, end - from, PROT_READ | PROT_WRITE) == 0;
+    return mprotect(static_cast<unsigned char *>(address) + from, end - from, protection) == 0;
 }
 
 // Makes the arena usable up to `end`, and the table with it. The step is whole pages of both.
@@ -62,11 +66,22 @@ bool commit(size_t end)
     size_t upto = (end + COMMIT_STEP - 1) / COMMIT_STEP * COMMIT_STEP;
     if (upto > arena.reserved)
         upto = arena.reserved;
-    if (!openPages(arena.base, arena.committed, upto) ||
-        !openPages(arena.numbers, tableBytes(arena.committed), tableBytes(upto)))
+    if (!openPages(arena.base, arena.committed, upto, arena.noting ? PROT_READ : PROT_READ | PROT_WRITE) ||
+        !openPages(arena.numbers, tableBytes(arena.committed), tableBytes(upto), PROT_READ | PROT_WRITE))
         return false;
     arena.committed = upto;
     return true;
+}
+
+// Appends a block of the room; the arena has it. Its number.
+uint32_t cut(size_t room)
+{
+    store_block_t block = {};
+    block.offset = static_cast<uint32_t>(arena.used);
+    arena.used += room;
+    arena.blocks.push_back(block);
+    arena.numbers[block.offset / GRANULE] = static_cast<uint32_t>(arena.blocks.size());
+    return static_cast<uint32_t>(arena.blocks.size()) - 1;
 }
 
 // Takes a block of the room from the free ones, or cuts a new one: its number, or -1.
@@ -81,12 +96,16 @@ int64_t findRoom(size_t room)
     }
     if (room > arena.reserved - arena.used || !commit(arena.used + room))
         return -1;
-    store_block_t block = {};
-    block.offset = static_cast<uint32_t>(arena.used);
-    arena.used += room;
-    arena.blocks.push_back(block);
-    arena.numbers[block.offset / GRANULE] = static_cast<uint32_t>(arena.blocks.size());
-    return static_cast<int64_t>(arena.blocks.size()) - 1;
+    return cut(room);
+}
+
+void note(uint32_t number)
+{
+    store_block_t &block = arena.blocks[number];
+    if (!arena.noting || block.touched)
+        return;
+    block.touched = true;
+    arena.touched.push_back(number);
 }
 
 // One writer: plain loads and stores do.
@@ -138,6 +157,7 @@ void *storeTake(size_t size, uint32_t type, int32_t group, int32_t tag)
     block.tag = tag;
     block.used = true;
     count(1, block.size);
+    note(static_cast<uint32_t>(number));
     return arena.base + block.offset;
 }
 
@@ -150,6 +170,7 @@ bool storeGive(void *address)
     block.used = false;
     arena.free[roomFor(block.size)].push_back(static_cast<uint32_t>(number));
     count(0U - 1, 0U - block.size);
+    note(static_cast<uint32_t>(number));
     return true;
 }
 
@@ -164,6 +185,8 @@ void storeClear()
     arena.used = 0;
     arena.blocks.clear();
     arena.free.clear();
+    arena.touched.clear();
+    arena.cleared = arena.noting;
     store_totals.blocks.store(0, std::memory_order_relaxed);
     store_totals.bytes.store(0, std::memory_order_relaxed);
 }
@@ -177,4 +200,88 @@ const store_block_t *storeBlock(const void *address)
 {
     const int64_t number = numberOf(address);
     return number < 0 ? nullptr : &arena.blocks[static_cast<size_t>(number)];
+}
+
+unsigned char *storeBase()
+{
+    return arena.base;
+}
+
+size_t storeReserved()
+{
+    return arena.reserved;
+}
+
+size_t storeCommitted()
+{
+    return arena.committed;
+}
+
+const std::vector<store_block_t> &storeBlocks()
+{
+    return arena.blocks;
+}
+
+size_t storeRoom(size_t size)
+{
+    return roomFor(size);
+}
+
+int64_t storeBlockAround(uint32_t offset)
+{
+    if (offset >= arena.used)
+        return -1;
+    const auto behind = std::upper_bound(arena.blocks.begin(), arena.blocks.end(), offset,
+                                         [](uint32_t at, const store_block_t &block) { return at < block.offset; });
+    return behind - arena.blocks.begin() - 1;
+}
+
+bool storePut(uint32_t number, const store_block_t &block)
+{
+    const size_t room = roomFor(block.size);
+    const bool is_new = number == arena.blocks.size();
+    if (is_new && (room > arena.reserved - arena.used || !commit(arena.used + room)))
+        return false;
+    if (is_new)
+        cut(room);
+    store_block_t &mine = arena.blocks[number];
+    if (mine.used)
+        count(0U - 1, 0U - mine.size);
+    else if (!is_new)
+        std::erase(arena.free[room], number);
+    if (!is_new)
+        memset(arena.base + mine.offset, 0, room);
+    mine = block;
+    mine.touched = false;
+    if (mine.used)
+        count(1, mine.size);
+    else
+        arena.free[room].push_back(number);
+    return true;
+}
+
+void storeNote(bool on)
+{
+    arena.noting = on;
+    arena.cleared = false;
+    for (const uint32_t number : arena.touched)
+        arena.blocks[number].touched = false;
+    arena.touched.clear();
+}
+
+std::vector<uint32_t> storeTouched()
+{
+    for (const uint32_t number : arena.touched)
+        arena.blocks[number].touched = false;
+    std::vector<uint32_t> touched = std::move(arena.touched);
+    arena.touched.clear();
+    std::sort(touched.begin(), touched.end());
+    return touched;
+}
+
+bool storeWasCleared()
+{
+    const bool cleared = arena.cleared;
+    arena.cleared = false;
+    return cleared;
 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 struct store_block_t {
     uint32_t offset; // bytes from the arena's start
@@ -16,6 +17,7 @@ struct store_block_t {
     int32_t group;
     int32_t tag;
     bool used;
+    bool touched; // taken or given back since the last storeTouched
 };
 
 // Written by the main thread, read by "stat".
@@ -32,5 +34,22 @@ bool storeGive(void *address);                                           // fals
 void storeClear();                                                       // gives everything back
 bool storeHolds(const void *address);                                    // in the used part of the arena
 const store_block_t *storeBlock(const void *address);                    // the block that begins there, or null
+
+// For replication. Blocks are numbered in ascending order of their offsets, those given back included, and keep number,
+// offset and room for good.
+unsigned char *storeBase();
+size_t storeReserved();
+size_t storeCommitted();
+const std::vector<store_block_t> &storeBlocks();
+size_t storeRoom(size_t size);             // bytes that a block of the size takes
+int64_t storeBlockAround(uint32_t offset); // number of the block whose room the offset lies in, -1 for none
+// Puts in a block as another process's store has it, zeroed. The caller has checked that its number is the next one, or
+// that of a block with the same place and room.
+bool storePut(uint32_t number, const store_block_t &block);
+
+// While on, the numbers of blocks that are taken or given back are noted, each once, and new pages begin read-only.
+void storeNote(bool on);
+std::vector<uint32_t> storeTouched(); // in ascending order; empties the note
+bool storeWasCleared();               // storeClear ran while on; takes the mark back
 
 #endif

@@ -22,6 +22,9 @@ say "A port that nobody has announced is refused, and so is a misspelled field"
 expect_failure 1 dorvctl send COSTRUST ifIndex=te1/40 ifName=te1/40 cos_trust=1
 expect_failure 2 dorvctl send COSTRUST ifIndex=te1/3 cos_trsut=1
 
+say "What the agent holds of the chip"
+try dorvctl show chips
+
 say "What the driver was told"
 cat "$VELMAR_RUN/hsld.log"
 

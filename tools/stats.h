@@ -52,6 +52,9 @@ struct ctlStatsOptions_t {
 // An interface as it is shown, te1/3 or its index in hexadecimal.
 std::string ctlStatsName(uint32_t ifindex);
 
+// The ports on a chip that the first agent which has any lists; `seconds` is for each agent.
+std::vector<uint32_t> ctlKnownPorts(double seconds);
+
 // The requests that the words ask for, in the order of the words. A target is te1/3, 1/3 (as te1/3), a list or range of
 // either, chip1/0, all, or an index in hexadecimal. A chip stands for its ports; all, and no target, for every port
 // that the agent of this node lists. Refuses what does not exist.

@@ -1,0 +1,227 @@
+// Finding what changed: written pages against their twins, registered objects against a copy, and both mapped onto the
+// ranges that the records' descriptions name.
+#include "host/delta.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "host/delta_records.h"
+#include "host/describe.h"
+#include "host/store.h"
+#include "host/track.h"
+
+namespace {
+
+constexpr uint32_t STEP = 8; // bytes compared at a time; no pointer is larger
+
+std::vector<std::vector<unsigned char>> known_objects;
+
+// Where records stand that are being compared.
+struct place_t {
+    uint32_t name; // as a delta has it
+    const describe_plan_t *plan;
+    const unsigned char *now;
+    const unsigned char *before; // null for zeros
+};
+
+void put(delta_t *delta, std::initializer_list<uint32_t> words)
+{
+    delta->words.insert(delta->words.end(), words);
+    ++delta->records;
+}
+
+void putBlock(delta_t *delta, uint32_t number)
+{
+    const store_block_t &block = storeBlocks()[number];
+    put(delta, {DELTA_BLOCK, number, block.offset, block.size, block.type, static_cast<uint32_t>(block.group),
+                static_cast<uint32_t>(block.tag), block.used});
+}
+
+void putBytes(delta_t *delta, const place_t &place, uint32_t from, uint32_t end)
+{
+    while (from < end) {
+        const uint32_t length = std::min(end - from, DELTA_BYTES_MOST);
+        put(delta, {DELTA_BYTES | length << DELTA_SHIFT, place.name, from});
+        const size_t at = delta->words.size();
+        delta->words.resize(at + (length + 3) / 4);
+        memcpy(&delta->words[at], place.now + from, length);
+        from += length;
+    }
+}
+
+// An object is left by its end as well: the last pointer of a list's head may lead behind it.
+bool findObject(uintptr_t address, uint32_t *number, uint32_t *offset)
+{
+    const auto &objects = describeObjects();
+    for (uint32_t i = 0; i < objects.size(); ++i) {
+        const uintptr_t distance = address - reinterpret_cast<uintptr_t>(objects[i].address);
+        if (distance >= objects[i].size)
+            continue;
+        *number = i;
+        *offset = static_cast<uint32_t>(distance);
+        return true;
+    }
+    return false;
+}
+
+void putPointer(delta_t *delta, const place_t &place, uint32_t at)
+{
+    uintptr_t address;
+    memcpy(&address, place.now + at, sizeof address);
+    uint32_t kind = DELTA_TO_NULL;
+    uint32_t number = 0;
+    uint32_t offset = 0;
+    if (storeHolds(reinterpret_cast<const void *>(address))) {
+        const uint32_t in_arena = static_cast<uint32_t>(address - reinterpret_cast<uintptr_t>(storeBase()));
+        const uint32_t around = static_cast<uint32_t>(storeBlockAround(in_arena));
+        const store_block_t &block = storeBlocks()[around];
+        if (block.used && in_arena - block.offset < std::max(block.size, 1U)) {
+            kind = DELTA_TO_BLOCK;
+            number = around;
+            offset = in_arena - block.offset;
+        }
+    } else if (const int64_t function = describeFunctionNumber(address); function >= 0) {
+        kind = DELTA_TO_FUNCTION;
+        number = static_cast<uint32_t>(function);
+    } else if (address && findObject(address, &number, &offset)) {
+        kind = DELTA_TO_OBJECT;
+    }
+    put(delta, {DELTA_POINTER | kind << DELTA_SHIFT, place.name, at, number, offset});
+}
+
+// [from, end) changed: the described parts of it.
+void putRange(delta_t *delta, const place_t &place, uint32_t from, uint32_t end)
+{
+    const describe_plan_t &plan = *place.plan;
+    for (uint32_t record = from / plan.size * plan.size; record < end; record += plan.size) {
+        const uint32_t begin = from > record ? from - record : 0;
+        auto leaf = std::partition_point(plan.leaves.begin(), plan.leaves.end(),
+                                         [begin](const describe_leaf_t &l) { return l.offset + l.size <= begin; });
+        for (; leaf != plan.leaves.end() && record + leaf->offset < end; ++leaf) {
+            const uint32_t start = std::max(begin, leaf->offset);
+            const uint32_t stop = std::min(end - record, leaf->offset + leaf->size);
+            if (!leaf->pointer) {
+                putBytes(delta, place, record + start, record + stop);
+                continue;
+            }
+            constexpr uint32_t WIDTH = sizeof(void *);
+            for (uint32_t at = leaf->offset + (start - leaf->offset) / WIDTH * WIDTH; at < stop; at += WIDTH)
+                putPointer(delta, place, record + at);
+        }
+    }
+}
+
+bool differs(const place_t &place, uint32_t at, uint32_t length)
+{
+    static constexpr unsigned char ZEROS[STEP] = {};
+    return memcmp(place.now + at, place.before ? place.before + at : ZEROS, length) != 0;
+}
+
+// Compares [from, end) and gives each run that differs, cut at its first and last differing byte.
+void compare(delta_t *delta, const place_t &place, uint32_t from, uint32_t end)
+{
+    if (!place.plan || place.plan->leaves.empty() || place.plan->size == 0)
+        return;
+    for (uint32_t at = from; at < end;) {
+        uint32_t run = at;
+        while (run < end && differs(place, run, std::min(STEP - run % STEP, end - run)))
+            run += std::min(STEP - run % STEP, end - run);
+        if (run == at) {
+            at += std::min(STEP - at % STEP, end - at);
+            continue;
+        }
+        uint32_t last = run;
+        while (!differs(place, at, 1))
+            ++at;
+        while (!differs(place, last - 1, 1))
+            --last;
+        putRange(delta, place, at, last);
+        at = run;
+    }
+}
+
+place_t placeOf(uint32_t number)
+{
+    const store_block_t &block = storeBlocks()[number];
+    return {number, describePlan(block.type), storeBase() + block.offset, nullptr};
+}
+
+// The blocks of one written page. A block that was taken anew is compared with zeros, as the standby has zeroed it.
+void comparePage(delta_t *delta, uint32_t page, const std::vector<uint32_t> &touched)
+{
+    const uint32_t from = static_cast<uint32_t>(page * trackPage());
+    const uint32_t end = static_cast<uint32_t>(from + trackPage());
+    const unsigned char *const twin = trackTwin(page);
+    const auto &blocks = storeBlocks();
+    for (int64_t n = storeBlockAround(from); n >= 0 && n < static_cast<int64_t>(blocks.size()); ++n) {
+        const uint32_t number = static_cast<uint32_t>(n);
+        const store_block_t &block = blocks[number];
+        if (block.offset >= end)
+            break;
+        const uint32_t start = std::max(from, block.offset);
+        const uint32_t stop = std::min(end, block.offset + block.size);
+        if (!block.used || start >= stop)
+            continue;
+        place_t place = placeOf(number);
+        if (!std::binary_search(touched.begin(), touched.end(), number))
+            place.before = twin - from + block.offset;
+        compare(delta, place, start - block.offset, stop - block.offset);
+    }
+}
+
+void compareObjects(delta_t *delta)
+{
+    const auto &objects = describeObjects();
+    for (uint32_t i = 0; i < objects.size() && i < known_objects.size(); ++i) {
+        const describe_object_t &object = objects[i];
+        const describe_plan_t *plan = describePlan(object.type);
+        unsigned char *const known = known_objects[i].data();
+        const place_t place = {DELTA_OBJECT | i, plan, object.address, known};
+        for (uint32_t record = 0; record + plan->size <= object.size; record += plan->size)
+            for (const describe_leaf_t &leaf : plan->leaves) {
+                const uint32_t at = record + leaf.offset;
+                if (memcmp(object.address + at, known + at, leaf.size) == 0)
+                    continue;
+                compare(delta, place, at, at + leaf.size);
+                memcpy(known + at, object.address + at, leaf.size);
+            }
+    }
+}
+
+} // namespace
+
+void deltaRemember()
+{
+    known_objects.clear();
+    for (const describe_object_t &object : describeObjects())
+        known_objects.emplace_back(object.address, object.address + object.size);
+}
+
+void deltaChanges(delta_t *delta)
+{
+    const std::vector<uint32_t> touched = storeTouched();
+    for (const uint32_t number : touched)
+        putBlock(delta, number);
+    for (const uint32_t page : trackWritten())
+        comparePage(delta, page, touched);
+    compareObjects(delta);
+}
+
+void deltaWhole(delta_t *delta)
+{
+    const auto &blocks = storeBlocks();
+    for (uint32_t number = 0; number < blocks.size(); ++number)
+        putBlock(delta, number);
+    for (uint32_t number = 0; number < blocks.size(); ++number)
+        if (blocks[number].used)
+            compare(delta, placeOf(number), 0, blocks[number].size);
+    const auto &objects = describeObjects();
+    for (uint32_t i = 0; i < objects.size(); ++i)
+        putRange(delta, {DELTA_OBJECT | i, describePlan(objects[i].type), objects[i].address, nullptr}, 0,
+                 objects[i].size);
+}
+
+void deltaCommit(delta_t *delta, uint64_t sequence)
+{
+    put(delta, {DELTA_COMMIT, delta->records, static_cast<uint32_t>(sequence), static_cast<uint32_t>(sequence >> 32)});
+}

@@ -1,0 +1,41 @@
+// Inside the host library: what one process tells another about its store, in words of 32 bits in native order.
+//
+// A delta is a row of records and ends in a commit mark; a dump is a delta against an empty store and zeroed objects.
+// It is checked whole before any of it is taken.
+//
+//   block     op, number, offset, size, type, group, tag, used     zeroed on arrival; numbers come in ascending order
+//   bytes     op | length << 8, place, offset, the bytes           filled up to whole words
+//   pointer   op | target kind << 8, place, offset, number, offset
+//   commit    op, records ahead of it, sequence (low, high)
+//
+// A place is a block's number, or an object's with the highest bit set. Offsets count from the start of the block or
+// object. A pointer leads into a block or an object, or to a function, or is null, which everything becomes that no
+// standby could follow.
+#ifndef HOST_DELTA_H
+#define HOST_DELTA_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+struct delta_t {
+    std::vector<uint32_t> words;
+    uint32_t records;
+};
+
+// Objects as the standbys know them: kept from here on, so that deltaChanges finds what changed.
+void deltaRemember();
+
+// What changed since the last call: blocks taken and given back, bytes of written pages, objects.
+void deltaChanges(delta_t *delta);
+// Everything. Leaves what deltaChanges compares with alone.
+void deltaWhole(delta_t *delta);
+void deltaCommit(delta_t *delta, uint64_t sequence);
+
+// Checks a delta against the store as it is, or a dump against an empty one: empty, or what is wrong with it.
+std::string deltaWrong(std::span<const uint32_t> words, bool dump, uint64_t sequence);
+// Takes a checked one; the store is empty before a dump. False if memory ran out on the way.
+bool deltaTake(std::span<const uint32_t> words);
+
+#endif

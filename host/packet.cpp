@@ -1,0 +1,149 @@
+// Datagrams of the replication.
+#include "host/packet.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint32_t MAGIC = 0x44764861;
+constexpr uint16_t VERSION = 1;
+constexpr int BACKLOG_BYTES = 1 << 20; // of a standby's connection; the machine may give less
+constexpr int SEALS = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
+
+alignas(8) unsigned char buffer[sizeof(packet_t) + PACKET_INLINE];
+
+int sealedFile(const void *payload, size_t length)
+{
+    const int fd = memfd_create("replica", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    const unsigned char *from = static_cast<const unsigned char *>(payload);
+    for (size_t done = 0; fd >= 0 && done < length;) {
+        const ssize_t part = write(fd, from + done, length - done);
+        if (part <= 0) {
+            close(fd);
+            return -1;
+        }
+        done += static_cast<size_t>(part);
+    }
+    if (fd >= 0)
+        fcntl(fd, F_ADD_SEALS, SEALS);
+    return fd;
+}
+
+void attach(msghdr *message, int file, char *control, size_t size)
+{
+    message->msg_control = control;
+    message->msg_controllen = size;
+    cmsghdr *head = CMSG_FIRSTHDR(message);
+    head->cmsg_level = SOL_SOCKET;
+    head->cmsg_type = SCM_RIGHTS;
+    head->cmsg_len = CMSG_LEN(sizeof file);
+    memcpy(CMSG_DATA(head), &file, sizeof file);
+}
+
+int attached(msghdr *message)
+{
+    int file = -1;
+    for (cmsghdr *head = CMSG_FIRSTHDR(message); head; head = CMSG_NXTHDR(message, head))
+        if (head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_RIGHTS && head->cmsg_len >= CMSG_LEN(sizeof file))
+            memcpy(&file, CMSG_DATA(head), sizeof file);
+    return file;
+}
+
+// A file that could still shrink or change under the mapping is not taken.
+bool mapFile(int file, received_t *received)
+{
+    struct stat found;
+    const size_t length = received->head.length;
+    const bool sealed = (fcntl(file, F_GET_SEALS) & SEALS) == SEALS;
+    void *map = MAP_FAILED;
+    if (sealed && length > 0 && fstat(file, &found) == 0 && found.st_size == static_cast<off_t>(length))
+        map = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, 0);
+    if (map == MAP_FAILED)
+        return false;
+    received->mapped = map;
+    received->payload = map;
+    return true;
+}
+
+bool accepted(size_t got, int file, received_t *received)
+{
+    if (got < sizeof received->head)
+        return false;
+    memcpy(&received->head, buffer, sizeof received->head);
+    if (received->head.magic != MAGIC || received->head.version != VERSION)
+        return false;
+    if (file >= 0)
+        return mapFile(file, received);
+    received->payload = buffer + sizeof received->head;
+    return received->head.length == got - sizeof received->head;
+}
+
+} // namespace
+
+int packetSocket()
+{
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd >= 0)
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
+    return fd;
+}
+
+ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
+{
+    packet_t head = {MAGIC, VERSION, kind, number, type, static_cast<uint32_t>(length)};
+    const bool is_inline = length <= PACKET_INLINE;
+    iovec vectors[2] = {{&head, sizeof head}, {const_cast<void *>(payload), length}};
+    msghdr message = {};
+    message.msg_iov = vectors;
+    message.msg_iovlen = is_inline && length > 0 ? 2 : 1;
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    int file = -1;
+    if (!is_inline) {
+        file = sealedFile(payload, length);
+        if (file < 0)
+            return -1;
+        attach(&message, file, control, sizeof control);
+    }
+    const ssize_t sent = sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const int error = errno;
+    if (file >= 0)
+        close(file);
+    errno = error;
+    return sent < 0 ? -1 : static_cast<ssize_t>(sizeof head + length);
+}
+
+int packetReceive(int fd, received_t *received)
+{
+    *received = {};
+    iovec vector = {buffer, sizeof buffer};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message = {};
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (got <= 0)
+        return static_cast<int>(got);
+    const int file = attached(&message);
+    const bool good = accepted(static_cast<size_t>(got), file, received);
+    if (file >= 0)
+        close(file);
+    if (good)
+        return 1;
+    errno = EPROTO;
+    return -1;
+}
+
+void packetFree(received_t *received)
+{
+    if (received->mapped)
+        munmap(received->mapped, received->head.length);
+    received->mapped = nullptr;
+}

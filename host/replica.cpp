@@ -1,0 +1,503 @@
+// Replication. One thread waits for anything to happen on the connections and rings for the main thread, by a message
+// of type 18; the main thread does the rest and never waits: a standby that does not take what it is sent is cut off,
+// and comes back for a new dump.
+#include "host/replica.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <semaphore.h>
+#include <string>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+#include "host/delta.h"
+#include "host/describe.h"
+#include "host/election.h"
+#include "host/packet.h"
+#include "host/point.h"
+#include "host/process.h"
+#include "host/raslog.h"
+#include "host/run.h"
+#include "host/store.h"
+#include "host/track.h"
+#include "velmar/run.h"
+
+namespace {
+
+constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread posts
+constexpr uint32_t VERSION = 1;      // of the dump, as the process's callbacks are told
+constexpr size_t STANDBYS_MOST = ELECTION_HOLDERS;
+constexpr timespec POST_RETRY = {0, 10000000};
+constexpr long SEEK_MS = 20;   // between two looks for an active process
+constexpr long CALM_MS = 1000; // after a refusal
+
+struct standby_t {
+    int fd;
+    int pid;
+    bool joining; // has said hello, is due a dump
+    bool joined;  // has been given it
+};
+
+struct replica_t {
+    const ha_ops_t *ops;
+    ha_hndl_t handle;
+    std::string file; // of the socket
+    int epoll = -1;
+    int timer = -1;
+    sem_t served;
+    // Standby.
+    int active = -1; // connection to the active process
+    bool held;       // the store is a complete copy
+    std::string refused;
+    // Active.
+    int listener = -1;
+    std::vector<standby_t> standbys;
+    uint32_t dumps;
+    // Both: number of the last delta sent or taken.
+    uint64_t sequence;
+};
+replica_t replica;
+std::atomic<unsigned> joined_count;
+
+void *ring(void *)
+{
+    for (;;) {
+        epoll_event event;
+        if (epoll_wait(replica.epoll, &event, 1, -1) <= 0)
+            continue;
+        while (processPost(MSGQ_TYPE_ISC, WORD_TRAFFIC) != 0)
+            nanosleep(&POST_RETRY, nullptr);
+        while (sem_wait(&replica.served) != 0)
+            ;
+    }
+}
+
+bool watch(int fd)
+{
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    return epoll_ctl(replica.epoll, EPOLL_CTL_ADD, fd, &event) == 0;
+}
+
+// The first tick comes after `ms`, then one every `ms`; 0 stops it.
+void setTimer(long ms)
+{
+    itimerspec spec = {};
+    spec.it_value = spec.it_interval = {ms / 1000, ms % 1000 * 1000000};
+    timerfd_settime(replica.timer, 0, &spec, nullptr);
+}
+
+bool socketAddress(sockaddr_un *address)
+{
+    char path[sizeof address->sun_path];
+    return velmar_run_path(path, sizeof path, "ha", replica.file.c_str()) == 0 && runAddress(address, path);
+}
+
+// ---- Active: standbys
+
+void settleStandbys()
+{
+    std::vector<int> holders;
+    for (const standby_t &standby : replica.standbys)
+        if (standby.joined)
+            holders.push_back(standby.pid);
+    electionSetHolders(holders);
+    joined_count.store(static_cast<unsigned>(holders.size()));
+    if (holders.empty())
+        trackStop();
+}
+
+// From here on the standby does not count as a copy, and nothing leaves this process before that is written down.
+void drop(int fd)
+{
+    std::erase_if(replica.standbys, [fd](const standby_t &standby) { return standby.fd == fd; });
+    settleStandbys();
+    close(fd);
+}
+
+void dropAll(const char *why)
+{
+    rasLog("store: %s, all standbys need a new dump", why);
+    while (!replica.standbys.empty())
+        drop(replica.standbys.back().fd);
+}
+
+// False, and the standby is gone, if it did not take it.
+bool give(const standby_t &standby, packet_kind_t kind, uint64_t number, const delta_t &delta)
+{
+    if (packetSend(standby.fd, kind, number, 0, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
+        return true;
+    if (errno == EAGAIN)
+        rasLog("store: standby %d does not read and is cut off", standby.pid);
+    else
+        rasLog("store: standby %d is lost: %s", standby.pid, strerror(errno));
+    drop(standby.fd);
+    return false;
+}
+
+int64_t giveChanges()
+{
+    if (storeWasCleared())
+        dropAll("everything was given back at once");
+    else if (trackLost())
+        dropAll("the machine has no mapping left to follow changes by");
+    if (!trackRuns())
+        return 0;
+    delta_t delta = {};
+    deltaChanges(&delta);
+    if (!trackSettle()) {
+        dropAll("written pages cannot be protected again");
+        return 0;
+    }
+    if (delta.records == 0)
+        return 0;
+    deltaCommit(&delta, ++replica.sequence);
+    hostPoint();
+    int64_t bytes = 0;
+    const std::vector<standby_t> standbys = replica.standbys;
+    for (const standby_t &standby : standbys)
+        if (standby.joined && give(standby, PACKET_DELTA, replica.sequence, delta))
+            bytes += static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
+    hostPoint();
+    return bytes;
+}
+
+// The standby counts as a copy from before the dump leaves: what is on the way arrives.
+int64_t giveDump(standby_t *standby)
+{
+    const bool is_first = !trackRuns();
+    if (!trackStart()) {
+        rasLog("store: cannot follow changes, no standby is served: %s", strerror(errno));
+        return -1;
+    }
+    if (is_first)
+        deltaRemember();
+    delta_t delta = {};
+    deltaWhole(&delta);
+    deltaCommit(&delta, replica.sequence);
+    standby->joining = false;
+    standby->joined = true;
+    const standby_t given = *standby;
+    settleStandbys();
+    hostPoint();
+    if (!give(given, PACKET_DUMP, replica.sequence, delta))
+        return -1;
+    rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
+    return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
+}
+
+void refuse(const standby_t &standby, const std::string &why)
+{
+    (void)packetSend(standby.fd, PACKET_REFUSED, 0, 0, why.data(), why.size());
+    drop(standby.fd);
+}
+
+void hello(standby_t *standby, uint64_t hash)
+{
+    if (hash != describeHash()) {
+        rasLog("store: process %d has other record layouts than this one and is not mirrored to", standby->pid);
+        refuse(*standby, "the active process has other record layouts than this one");
+        return;
+    }
+    standby->joining = true;
+    const int fd = standby->fd;
+    if (replica.ops->send_dump)
+        replica.ops->send_dump(replica.handle, VERSION, ++replica.dumps);
+    else
+        replicaSync();
+    const auto after = std::find_if(replica.standbys.begin(), replica.standbys.end(),
+                                    [fd](const standby_t &entry) { return entry.fd == fd; });
+    if (after != replica.standbys.end() && !after->joined)
+        drop(fd);
+}
+
+void standbySpeaks(int fd)
+{
+    const auto standby = std::find_if(replica.standbys.begin(), replica.standbys.end(),
+                                      [fd](const standby_t &entry) { return entry.fd == fd; });
+    if (standby == replica.standbys.end())
+        return;
+    received_t received;
+    const int rc = packetReceive(fd, &received);
+    if (rc < 0 && errno == EAGAIN)
+        return;
+    if (rc > 0 && received.head.kind == PACKET_HELLO && !standby->joined) {
+        hello(&*standby, received.head.number);
+    } else {
+        rasLog("store: standby %d has left%s", standby->pid, rc == 0 ? "" : ", or cannot be understood");
+        drop(fd);
+    }
+    packetFree(&received);
+}
+
+void acceptStandby()
+{
+    const int fd = accept4(replica.listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd < 0)
+        return;
+    ucred peer = {};
+    socklen_t length = sizeof peer;
+    constexpr int BACKLOG_BYTES = 1 << 20;
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || replica.standbys.size() >= STANDBYS_MOST ||
+        !watch(fd)) {
+        close(fd);
+        return;
+    }
+    replica.standbys.push_back({fd, peer.pid, false, false});
+}
+
+// ---- Standby: the active process
+
+void leave(long again_ms)
+{
+    if (replica.active >= 0)
+        close(replica.active);
+    replica.active = -1;
+    setTimer(again_ms);
+}
+
+bool takeDump(const received_t &received, std::span<const uint32_t> words)
+{
+    const std::string wrong = deltaWrong(words, true, received.head.number);
+    if (!wrong.empty()) {
+        rasLog("store: a dump is refused, this process keeps what it had: %s", wrong.c_str());
+        return false;
+    }
+    if (replica.ops->recv_dump)
+        replica.ops->recv_dump(replica.handle, VERSION, static_cast<uint32_t>(received.head.number));
+    storeClear();
+    replica.held = deltaTake(words);
+    replica.sequence = received.head.number;
+    rasLog(replica.held ? "store: this process holds a dump of %zu bytes" : "store: no memory for a dump of %zu bytes",
+           words.size_bytes());
+    return replica.held;
+}
+
+bool takeDelta(const received_t &received, std::span<const uint32_t> words)
+{
+    std::string wrong = replica.held ? std::string() : "there was no dump before it";
+    if (wrong.empty() && received.head.number != replica.sequence + 1)
+        wrong = "it is not the next one";
+    if (wrong.empty())
+        wrong = deltaWrong(words, false, received.head.number);
+    if (wrong.empty() && deltaTake(words)) {
+        replica.sequence = received.head.number;
+        return true;
+    }
+    rasLog("store: an update is refused, a new dump is needed: %s", wrong.empty() ? "no memory" : wrong.c_str());
+    replica.held = false;
+    return false;
+}
+
+void takeUpdate(const received_t &received)
+{
+    const iovec vector = {const_cast<void *>(received.payload), received.head.length};
+    const vss_update_t update = {1, &vector, received.head.type};
+    if (replica.ops->recv_update)
+        replica.ops->recv_update(replica.handle, &update);
+}
+
+// An active process of another layout is told of once.
+void takeRefusal(const received_t &received)
+{
+    const std::string why(static_cast<const char *>(received.payload), received.head.length);
+    if (why != replica.refused)
+        rasLog("store: not mirrored: %s", why.c_str());
+    replica.refused = why;
+}
+
+// False if the connection is of no more use.
+bool take(const received_t &received)
+{
+    const std::span<const uint32_t> words(static_cast<const uint32_t *>(received.payload),
+                                          received.head.length / sizeof(uint32_t));
+    switch (received.head.kind) {
+    case PACKET_DUMP:
+        return takeDump(received, words);
+    case PACKET_DELTA:
+        return takeDelta(received, words);
+    case PACKET_UPDATE:
+        takeUpdate(received);
+        return true;
+    case PACKET_MESSAGE:
+        if (replica.ops->recv_msg)
+            replica.ops->recv_msg(replica.handle, received.payload, received.head.length);
+        return true;
+    case PACKET_REFUSED:
+        takeRefusal(received);
+        return false;
+    default:
+        rasLog("store: the active process sent a packet of unknown kind %u", received.head.kind);
+        return false;
+    }
+}
+
+// Takes all there is; ends the connection where it ends.
+void activeSpeaks()
+{
+    while (replica.active >= 0) {
+        received_t received;
+        const int rc = packetReceive(replica.active, &received);
+        if (rc < 0 && errno == EAGAIN)
+            return;
+        const bool good = rc > 0 && take(received);
+        if (rc < 0)
+            rasLog("store: lost the active process: %s", strerror(errno));
+        packetFree(&received);
+        if (!good)
+            leave(rc == 0 ? SEEK_MS : CALM_MS);
+    }
+}
+
+void seek()
+{
+    uint64_t ticks;
+    if (read(replica.timer, &ticks, sizeof ticks) < 0 || replica.active >= 0 || replica.listener >= 0)
+        return;
+    sockaddr_un address;
+    const int fd = socketAddress(&address) ? packetSocket() : -1;
+    if (fd < 0)
+        return;
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        packetSend(fd, PACKET_HELLO, describeHash(), 0, nullptr, 0) < 0 || !watch(fd)) {
+        close(fd);
+        return;
+    }
+    replica.active = fd;
+    setTimer(0);
+}
+
+} // namespace
+
+void replicaJoin(const ha_register_t *record, ha_hndl_t ha)
+{
+    char file[sizeof record->service + sizeof record->instance + 8];
+    snprintf(file, sizeof file, "%.*s.%.*s.sock", static_cast<int>(sizeof record->service), record->service,
+             static_cast<int>(sizeof record->instance), record->instance);
+    replica.ops = record->ops;
+    replica.handle = ha;
+    replica.file = file;
+}
+
+void replicaStart()
+{
+    if (replica.epoll >= 0)
+        return;
+    replica.epoll = epoll_create1(EPOLL_CLOEXEC);
+    replica.timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    sem_init(&replica.served, 0, 0);
+    if (replica.epoll < 0 || replica.timer < 0 || !watch(replica.timer) || !processThread(ring, nullptr)) {
+        rasLog("store: nothing will be mirrored to or from this process: %s", strerror(errno));
+        return;
+    }
+    setTimer(SEEK_MS);
+}
+
+bool replicaLead()
+{
+    activeSpeaks();
+    if (replica.active >= 0)
+        close(replica.active);
+    replica.active = -1;
+    setTimer(0);
+    const bool complete = replica.held && electionIsHolder();
+    if (replica.held && !complete)
+        rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
+    electionSetHolders({});
+    return complete;
+}
+
+void replicaListen()
+{
+    sockaddr_un address;
+    const int fd = replica.epoll >= 0 ? packetSocket() : -1;
+    if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
+        listen(fd, STANDBYS_MOST) == 0 && watch(fd)) {
+        replica.listener = fd;
+        return;
+    }
+    rasLog("store: no standby can join: %s", strerror(errno));
+    if (fd >= 0)
+        velmar_run_close(fd);
+}
+
+int64_t replicaSync()
+{
+    if (replica.standbys.empty())
+        return 0;
+    hostPoint();
+    int64_t bytes = giveChanges();
+    for (size_t i = 0; i < replica.standbys.size();) {
+        const int fd = replica.standbys[i].fd;
+        const int64_t given = replica.standbys[i].joining ? giveDump(&replica.standbys[i]) : 0;
+        if (given < 0)
+            return given;
+        bytes += given;
+        i += i < replica.standbys.size() && replica.standbys[i].fd == fd;
+    }
+    return bytes;
+}
+
+void replicaCommit()
+{
+    hostPoint();
+    if (joined_count.load(std::memory_order_relaxed) > 0)
+        replicaSync();
+}
+
+unsigned replicaSend(replica_message_t kind, uint32_t type, const iovec *vectors, unsigned count)
+{
+    std::vector<unsigned char> payload;
+    for (unsigned i = 0; i < count; ++i) {
+        const unsigned char *from = static_cast<const unsigned char *>(vectors[i].iov_base);
+        payload.insert(payload.end(), from, from + vectors[i].iov_len);
+    }
+    unsigned taken = 0;
+    const std::vector<standby_t> standbys = replica.standbys;
+    for (const standby_t &standby : standbys) {
+        if (!standby.joined)
+            continue;
+        if (packetSend(standby.fd, static_cast<packet_kind_t>(kind), 0, type, payload.data(), payload.size()) >= 0) {
+            ++taken;
+            continue;
+        }
+        rasLog("store: standby %d is cut off at an update: %s", standby.pid, strerror(errno));
+        drop(standby.fd);
+    }
+    return taken;
+}
+
+unsigned replicaStandbys()
+{
+    return joined_count.load();
+}
+
+void isc_process(void *message)
+{
+    if (processWord(message) != WORD_TRAFFIC || replica.epoll < 0)
+        return;
+    epoll_event ready[16];
+    const int count = epoll_wait(replica.epoll, ready, 16, 0);
+    for (int i = 0; i < count; ++i) {
+        const int fd = ready[i].data.fd;
+        if (fd == replica.timer)
+            seek();
+        else if (fd == replica.listener)
+            acceptStandby();
+        else if (fd == replica.active)
+            activeSpeaks();
+        else
+            standbySpeaks(fd);
+    }
+    sem_post(&replica.served);
+}

@@ -1,0 +1,149 @@
+// Page tracking by write faults. The twin of a page lies at the page's own place in a second reservation, so the
+// handler needs no table and takes no lock. Only the main thread writes to the arena.
+#include "host/track.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "host/point.h"
+#include "host/store.h"
+
+namespace {
+
+struct track_t {
+    bool runs;
+    size_t page;
+    unsigned char *twins;
+    uint32_t *written; // room for every page of the arena
+    size_t count;
+    bool lost; // the arena was opened as a whole
+    struct sigaction before;
+};
+track_t track;
+
+void *reserve(size_t size)
+{
+    void *map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return map == MAP_FAILED ? nullptr : map;
+}
+
+bool protectAll(int protection)
+{
+    return storeCommitted() == 0 || mprotect(storeBase(), storeCommitted(), protection) == 0;
+}
+
+// Opens one page. A machine that has no mapping left to split off gets the whole arena opened: then what is written is
+// not known any more.
+bool openPage(unsigned char *page)
+{
+    if (mprotect(page, track.page, PROT_READ | PROT_WRITE) == 0)
+        return true;
+    track.lost = protectAll(PROT_READ | PROT_WRITE);
+    return track.lost;
+}
+
+// A fault that is not ours goes to whoever had it before: the write is tried again and meets him.
+void onFault(int, siginfo_t *info, void *)
+{
+    const int error = errno;
+    unsigned char *const base = storeBase();
+    const size_t offset = static_cast<size_t>(static_cast<unsigned char *>(info->si_addr) - base);
+    const size_t start = offset / track.page * track.page;
+    if (!track.runs || info->si_code != SEGV_ACCERR || offset >= storeCommitted() || !openPage(base + start)) {
+        sigaction(SIGSEGV, &track.before, nullptr);
+    } else if (!track.lost) {
+        memcpy(track.twins + start, base + start, track.page);
+        track.written[track.count++] = static_cast<uint32_t>(start / track.page);
+        hostPoint();
+    }
+    errno = error;
+}
+
+bool takeFaults()
+{
+    struct sigaction action = {};
+    action.sa_sigaction = onFault;
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    return sigaction(SIGSEGV, &action, &track.before) == 0;
+}
+
+} // namespace
+
+bool trackStart()
+{
+    if (track.runs)
+        return true;
+    track.page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    if (!track.twins)
+        track.twins = static_cast<unsigned char *>(reserve(storeReserved()));
+    if (track.twins && !track.written)
+        track.written = static_cast<uint32_t *>(reserve(storeReserved() / track.page * sizeof *track.written));
+    if (!track.twins || !track.written || !takeFaults())
+        return false;
+    track.count = 0;
+    track.lost = false;
+    track.runs = true;
+    storeNote(true);
+    if (protectAll(PROT_READ))
+        return true;
+    trackStop();
+    return false;
+}
+
+void trackStop()
+{
+    if (!track.runs)
+        return;
+    protectAll(PROT_READ | PROT_WRITE);
+    storeNote(false);
+    sigaction(SIGSEGV, &track.before, nullptr);
+    madvise(track.twins, storeReserved(), MADV_DONTNEED);
+    track.count = 0;
+    track.runs = false;
+}
+
+bool trackRuns()
+{
+    return track.runs;
+}
+
+bool trackLost()
+{
+    return track.lost;
+}
+
+size_t trackPage()
+{
+    return track.page;
+}
+
+std::span<const uint32_t> trackWritten()
+{
+    std::sort(track.written, track.written + track.count);
+    return {track.written, track.count};
+}
+
+const unsigned char *trackTwin(uint32_t page)
+{
+    return track.twins + size_t{page} * track.page;
+}
+
+bool trackSettle()
+{
+    bool all = true;
+    for (size_t i = 0; i < track.count;) {
+        size_t end = i + 1;
+        while (end < track.count && track.written[end] == track.written[end - 1] + 1)
+            ++end;
+        all = mprotect(storeBase() + size_t{track.written[i]} * track.page, (end - i) * track.page, PROT_READ) == 0 &&
+              all;
+        i = end;
+    }
+    track.count = 0;
+    return all;
+}
