@@ -20,7 +20,7 @@ unsigned hslLarkinQueue(const hslPort_t &port, unsigned wire)
     return static_cast<unsigned>(tc.value_or(wire) % HSL_PRIORITIES);
 }
 
-static void followWire(const hslChip_t &chip, hslPort_t &port)
+static void followWire(hslChip_t &chip, hslPort_t &port)
 {
     auto curve = [&](const char *name) {
         return static_cast<uint32_t>(hslToldValue(chip.told, DCE_CCB_SET, LARK_RED_CHIP, name).value_or(0));
@@ -34,11 +34,12 @@ static void followWire(const hslChip_t &chip, hslPort_t &port)
         auto &queue = port.setup.queues[hslLarkinQueue(port, wire)];
         if (told.pfc && (!queue.pfc || (told.pfc->tx && !queue.pfc->tx)))
             queue.pfc = told.pfc;
-        if (!told.red || (queue.red && queue.red->on))
-            continue;
-        queue.red = told.red;
-        if (curve("active"))
-            queue.red = hslRed_t{told.red->on, told.red->profile, true, curve("min"), curve("max"), RED_CERTAIN, 0};
+        if (told.red && !(queue.red && queue.red->on))
+            queue.red = told.red;
+        // The chip has one curve; the word of a port says which of the two names it goes by.
+        if (told.red && told.red->on && curve("active"))
+            chip.red[told.red->profile] =
+                hslRed_t{true, told.red->profile, true, curve("min"), curve("max"), RED_CERTAIN, 0};
     }
 }
 
@@ -138,6 +139,7 @@ void hslLarkinFollow(hslModel_t &model)
     for (auto &[flat, chip] : model.chips) {
         if (chip.type->family != HSL_LARKIN)
             continue;
+        chip.red.clear();
         for (auto &[ifindex, port] : model.ports)
             if (port.flat == flat && hslIsPort(ifindex)) {
                 followWire(chip, port);

@@ -59,8 +59,14 @@ hslJson hslChipJson(const hslChip_t &chip, bool whole)
     for (auto &[key, region] : chip.tcams)
         out["tcam"][hslIndexText(key.first)] = {
             {"max", region.max}, {"size", region.size}, {"entries", region.entries.size()}};
-    if (whole)
+    if (whole) {
         out["policers"] = hslPolicersJson(chip.policers);
+        if (chip.egress_depth)
+            out["egress_queue_depth"] = *chip.egress_depth;
+        for (auto &[profile, red] : chip.red)
+            out["red_profiles"].push_back(
+                {{"profile", profile}, {"min", red.min}, {"max", red.max}, {"probability", red.probability}});
+    }
     toldJson(out, chip.told, whole);
     return out;
 }
