@@ -107,8 +107,8 @@ bool isDescribed(const describe_plan_t &plan, uint32_t offset, uint32_t length, 
 
 std::string checkRange(const view_t &view, uint32_t place, uint32_t offset, uint32_t length, bool pointer)
 {
-    const describe_plan_t *plan;
-    uint32_t size;
+    const describe_plan_t *plan = nullptr;
+    uint32_t size = 0;
     std::string wrong = findPlace(view, place, &plan, &size);
     if (!wrong.empty())
         return wrong;
