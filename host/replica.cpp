@@ -421,6 +421,9 @@ void replicaListen()
 {
     sockaddr_un address;
     const int fd = replica.epoll >= 0 ? packetSocket() : -1;
+    // Whoever holds the lock owns the name, also while the kernel still closes the predecessor's socket.
+    if (fd >= 0 && socketAddress(&address))
+        unlink(address.sun_path);
     if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
         listen(fd, STANDBYS_MOST) == 0 && watch(fd)) {
         replica.listener = fd;
