@@ -7,7 +7,7 @@
 // came along.
 //
 // Milliseconds since the kill:
-//   dead    the kernel has ended the process; nobody can take over before
+//   dead    the kernel has ended the process; it gives up the lock well before
 //   active  the registration of the new active one has arrived
 //   ack     the first acknowledgement has arrived
 //   copy    since the start of the new standby: it counts as a copy
@@ -123,16 +123,17 @@ void sendUntilAck(const node_t &node, int dying, int64_t killed, times_t *times)
     const Bytes batch = batchOf(0);
     Bytes answer(8192 + HEAD);
     pollfd entries[] = {{node.receiving, POLLIN, 0}, {dying, POLLIN, 0}};
-    for (int64_t next = killed;;) {
+    bool acked = false;
+    for (int64_t next = killed; !acked || entries[1].fd >= 0;) {
         const int64_t now = nowNs();
         if (now - killed > PATIENCE)
             fail("nobody has taken over");
-        if (now >= next) {
+        if (now >= next && !acked) {
             (void)send(node.sending, batch.data(), batch.size(), MSG_DONTWAIT);
             next += MS;
             continue;
         }
-        const timespec wait = {0, next - now};
+        const timespec wait = {0, acked ? MS : next - now};
         if (ppoll(entries, std::size(entries), &wait, nullptr) <= 0)
             continue;
         if (entries[1].revents) {
@@ -142,9 +143,11 @@ void sendUntilAck(const node_t &node, int dying, int64_t killed, times_t *times)
         if (!entries[0].revents)
             continue;
         if (receiveAnswer(node, answer) == batch.size() && headerIn(answer).msg_type == QOS_COSTRUST_MSG) {
-            times->ack.push_back(sinceMs(killed));
+            if (!acked)
+                times->ack.push_back(sinceMs(killed));
+            acked = true;
             checkEcho(answer, batch.size());
-            return;
+            continue;
         }
         times->active.push_back(sinceMs(killed));
     }
