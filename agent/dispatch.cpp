@@ -13,7 +13,6 @@
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
 #include "agent/long_distance.h"
-#include "agent/mcast.h"
 #include "agent/mcast_queues.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"

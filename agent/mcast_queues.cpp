@@ -1,4 +1,4 @@
-// The twin handlers as rows of one mechanism, and the read.
+// The three settings as rows of one mechanism, and the read.
 #include "agent/mcast_queues.h"
 
 #include "core/handler.h"
@@ -34,12 +34,21 @@ void traceTailDrop(const qosCcbMsg_t *body, uint32_t chip)
                drop[1], drop[2], drop[3], drop[4], drop[5], drop[6], drop[7], chip);
 }
 
+void traceQueueMode(const qosCcbMsg_t *body, uint32_t chip)
+{
+    QOS_INF_AT("qaProcessSetMcastQueueMode", "set mcast queue mode set to %d on chip %x", body->mcastQueueMode, chip);
+}
+
 constexpr row_t RATE_LIMIT = {"qaProcessMcastRateLimit", QOS_MCAST_RATELIMIT_MSG,
                               QOS_ERR_TEXT("NULL RATE LIMIT IOCTL handler for chip %x, type: %d"),
                               QOS_ERR_TEXT("Failed to set mcastRateLimit on chip %x, rc: %d"), traceRateLimit};
 constexpr row_t TAIL_DROP = {"qaProcessMcastTailDrop", QOS_MCAST_TAILDROP_MSG,
                              QOS_ERR_TEXT("NULL TAIL DROP IOCTL handler for chip %x, type: %d"),
                              QOS_ERR_TEXT("Failed to set mcastTailDrop on chip %x, rc: %d"), traceTailDrop};
+
+constexpr row_t QUEUE_MODE = {"qaProcessSetMcastQueueMode", QOS_SET_MCAST_QUEUE_MODE_MSG,
+                              QOS_ERR_TEXT("NULL MCAST QUEUE MODE IOCTL handler for chip %x, type: %d"),
+                              QOS_ERR_TEXT("Failed to set mcastqueue mode on chip %x, rc: %d"), traceQueueMode};
 
 // The status is what the entry leaves.
 uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCcbMsg_t *body)
@@ -86,6 +95,7 @@ uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
     return rc;
 }
 
+// The receipt has the same words in both twins.
 uint32_t handle(const row_t &row, qosCcbMsg_t *body)
 {
     QOS_DBG_AT(row.function, "Received mcastRateLimit update");
@@ -104,6 +114,13 @@ uint32_t qaProcessMcastTailDrop(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     return handle(TAIL_DROP, body);
+}
+
+uint32_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body)
+{
+    QOS_FRAME();
+    QOS_DBG("Received mcastQueuemode update");
+    return allChips(QUEUE_MODE, body);
 }
 
 uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body)

@@ -1,5 +1,5 @@
-// Multicast queues, which a chip has once for all its ports: rate limit, tail drop and counters. Nothing is kept here,
-// so a chip that comes up later gets nothing.
+// Multicast queues, which a chip has once for all its ports: rate limit, tail drop, queue mode and counters. Nothing is
+// kept here, so a chip that comes up later gets nothing.
 #ifndef AGENT_MCAST_QUEUES_H
 #define AGENT_MCAST_QUEUES_H
 
@@ -11,6 +11,7 @@
 // and a chip type without the operation ends the walk. A node without chips leaves the status as it came.
 uint32_t qaProcessMcastRateLimit(qosCcbMsg_t *body);
 uint32_t qaProcessMcastTailDrop(qosCcbMsg_t *body);
+uint32_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body);                  // code 78: always all chips of this node
 uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body); // code 28
 
 #endif

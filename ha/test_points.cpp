@@ -19,8 +19,23 @@ constexpr tp_point_t qos_tp_list[] = {
 constexpr tp_action_t qos_tp_actions[] = {
     {"hafailover", qos_hafailover},
     {"hasyncdump", qos_hasyncdump},
+    {"lib:hareboot", nsm_lib_hareboot},
+    {"lib:hafailover", nsm_lib_hafailover},
     {nullptr, nullptr},
 };
+
+// Runs a platform script. What was printed goes out ahead of the script's own output, and the process may end in it.
+int runScript(const char *script)
+{
+    fflush(stdout);
+    return system(script);
+}
+
+// True if the trigger names another slot than this process's.
+bool isForOther(uintptr_t given, tp_arg_t arg)
+{
+    return static_cast<intptr_t>(given) >= 0 && given != arg.slot;
+}
 
 } // namespace
 
@@ -41,17 +56,31 @@ int qosTpInit()
     return QOS_OK;
 }
 
-int qos_hafailover(uintptr_t, uintptr_t, uintptr_t, uintptr_t arg)
+int qos_hafailover(uintptr_t, uintptr_t, uintptr_t, tp_arg_t arg)
 {
-    printf("Test Point QOS_TP_FAILOVER Hit, Action - hafailover, arg: %x\n", static_cast<unsigned>(arg));
-    fflush(stdout); // ahead of the script's own output, and the process may end in it
-    return system("echo y | /velmar/sbin/hafailover");
+    printf("Test Point QOS_TP_FAILOVER Hit, Action - hafailover, arg: %x\n", arg.number);
+    return runScript("echo y | /velmar/sbin/hafailover");
 }
 
-int qos_hasyncdump(uintptr_t, uintptr_t, uintptr_t, uintptr_t arg)
+int qos_hasyncdump(uintptr_t, uintptr_t, uintptr_t, tp_arg_t arg)
 {
-    printf("Test Point QOS_TP_HASYNCDUMP Hit, Action - hasyncdump, arg: %x\n", static_cast<unsigned>(arg));
-    fflush(stdout);
-    system("/velmar/sbin/hasyncstop");
-    return system("/velmar/sbin/hasyncstart");
+    printf("Test Point QOS_TP_HASYNCDUMP Hit, Action - hasyncdump, arg: %x\n", arg.number);
+    runScript("/velmar/sbin/hasyncstop");
+    return runScript("/velmar/sbin/hasyncstart");
+}
+
+int nsm_lib_hareboot(uintptr_t a, uintptr_t, uintptr_t, tp_arg_t arg)
+{
+    if (isForOther(a, arg))
+        return static_cast<int>(a);
+    printf("Test Point NSM_LIB_TP_FAILOVER Hit, Action - hareboot\n");
+    return runScript("echo y | /velmar/sbin/hareboot");
+}
+
+int nsm_lib_hafailover(uintptr_t a, uintptr_t, uintptr_t, tp_arg_t arg)
+{
+    if (isForOther(a, arg))
+        return static_cast<int>(a);
+    printf("Test Point NSM_LIB_TP_FAILOVER Hit, Action - hafailover\n");
+    return runScript("echo y | /velmar/sbin/hafailover");
 }

@@ -4,11 +4,16 @@
 
 #include <cstdint>
 
+#include "velmar/tp.h"
+
 void qosRegisterTpModule();
 int qosTpInit(); // init hook: 0 or 1
 
-// Action operations; the result of the last script, or the number that another slot or instance was named by.
-int qos_hafailover(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t arg);
-int qos_hasyncdump(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t arg);
+// Action operations; the result of the last script.
+int qos_hafailover(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);
+int qos_hasyncdump(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);
+// `a` may name the slot that is to act. Another slot's is left alone: then the result is that number.
+int nsm_lib_hareboot(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);
+int nsm_lib_hafailover(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);
 
 #endif

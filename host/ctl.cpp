@@ -2,6 +2,9 @@
 //
 // Commands that touch the process's own data wait in a table, and a message of type 21 with their number brings the
 // main thread to them. The rest is answered where the engine runs.
+//
+// An answer that is too long for a datagram is cut behind a line, and says so. The datagram then carries a descriptor
+// of a memory file with the whole answer; a client that does not take it loses nothing else.
 #include "velmar/ctl.h"
 
 #include <atomic>
@@ -15,6 +18,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,7 +39,8 @@
 namespace {
 
 constexpr size_t COMMAND_MAX = 4096;
-constexpr size_t ANSWER_MAX = 200000; // bytes; below what a datagram takes with the buffer asked for
+constexpr size_t ANSWER_MAX = 200000;    // bytes; below what a datagram takes with the buffer asked for
+constexpr size_t PRINTED_MAX = 64 << 20; // bytes that a printing function may print
 constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
 constexpr double STEP_MAX = 1e6;    // seconds
@@ -57,25 +62,74 @@ std::mutex waiting_lock;
 std::map<uint32_t, waiting_t> waiting;
 uint32_t last_number;
 
-bool sendFrom(int fd, const client_t &client, const std::string &text)
+// A memory file with all of the text, -1 if there is none to be had.
+int memoryFile(const std::string &text)
 {
-    return sendto(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                  reinterpret_cast<const sockaddr *>(&client.address), client.length) >= 0;
+    const int fd = memfd_create("answer", MFD_CLOEXEC);
+    for (size_t done = 0; fd >= 0 && done < text.size();) {
+        const ssize_t written = write(fd, text.data() + done, text.size() - done);
+        if (written <= 0) {
+            close(fd);
+            return -1;
+        }
+        done += static_cast<size_t>(written);
+    }
+    return fd;
+}
+
+// `file` is a descriptor to send along, or -1.
+bool sendFrom(int fd, const client_t &client, const std::string &text, int file)
+{
+    iovec data = {const_cast<char *>(text.data()), text.size()};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+    msghdr message = {};
+    message.msg_name = const_cast<sockaddr_un *>(&client.address);
+    message.msg_namelen = client.length;
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    if (file >= 0) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr *rights = CMSG_FIRSTHDR(&message);
+        rights->cmsg_level = SOL_SOCKET;
+        rights->cmsg_type = SCM_RIGHTS;
+        rights->cmsg_len = CMSG_LEN(sizeof file);
+        memcpy(CMSG_DATA(rights), &file, sizeof file);
+    }
+    return sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 // Answers that a client does not read are charged to the socket that they came from. When those fill the control
 // socket's buffer the answer goes out from a socket of its own. A client that is full itself, or connected and so deaf
 // to any other socket, is given up.
-void answer(const client_t &client, const std::string &text)
+void sendAnswer(const client_t &client, const std::string &text, int file)
 {
-    if (client.length <= sizeof(sa_family_t) || sendFrom(ctl_fd, client, text) || errno != EAGAIN)
+    if (client.length <= sizeof(sa_family_t) || sendFrom(ctl_fd, client, text, file))
+        return;
+    if (errno == ETOOMANYREFS && sendFrom(ctl_fd, client, text, -1))
+        return; // too many files are under way already
+    if (errno != EAGAIN)
         return;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return;
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
-    (void)sendFrom(fd, client, text);
+    (void)sendFrom(fd, client, text, file);
     close(fd);
+}
+
+void answer(const client_t &client, const std::string &text)
+{
+    if (text.size() <= ANSWER_MAX) {
+        sendAnswer(client, text, -1);
+        return;
+    }
+    const size_t line = text.rfind('\n', ANSWER_MAX - 1);
+    const std::string begin = text.substr(0, line == std::string::npos ? ANSWER_MAX : line + 1);
+    const int file = memoryFile(text);
+    sendAnswer(client, begin + "(cut: the output is longer than an answer takes)\n", file);
+    if (file >= 0)
+        close(file);
 }
 
 // If `text` is `word`, alone or with something behind it: what follows, without leading blanks. Else null.
@@ -158,27 +212,17 @@ std::string step(const char *arg)
     return "ok";
 }
 
-// What a printing function prints, up to the answer's limit.
-struct printed_t {
-    std::string text;
-    bool cut;
-};
-
 int print(void *arg, const char *format, ...) __attribute__((format(printf, 2, 3)));
 int print(void *arg, const char *format, ...)
 {
-    printed_t *printed = static_cast<printed_t *>(arg);
+    std::string *printed = static_cast<std::string *>(arg);
     char text[4096];
     va_list args;
     va_start(args, format);
     const int length = vsnprintf(text, sizeof text, format, args);
     va_end(args);
-    if (length < 0)
-        return length;
-    if (printed->cut || printed->text.size() + strlen(text) > ANSWER_MAX)
-        printed->cut = true;
-    else
-        printed->text += text;
+    if (length >= 0 && printed->size() < PRINTED_MAX)
+        *printed += text;
     return length;
 }
 
@@ -194,11 +238,9 @@ std::string cli(const char *arg)
     for (const ctl_cli_t *row = ops ? ops->cli : nullptr; row && row->text; ++row) {
         if (words != row->text)
             continue;
-        printed_t printed = {"ok\n", false};
+        std::string printed = "ok\n";
         row->show(print, &printed);
-        if (printed.cut)
-            printed.text += "(cut: the output is longer than an answer takes)\n";
-        return printed.text;
+        return printed;
     }
     return formatted("error: no printing function '%s'", words.c_str());
 }

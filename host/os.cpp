@@ -12,6 +12,7 @@
 
 #include "host/clock.h"
 #include "host/socket.h"
+#include "host/swd.h"
 
 namespace {
 
@@ -90,6 +91,7 @@ int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t d
     for (;;) {
         const int64_t left = due - nowUs();
         timeval wait = timevalOf(left > 0 ? left : 0);
+        swdWaits();
         fd_set sets[] = {asked[0], asked[1], asked[2]};
         if (steps)
             FD_SET(waiter, &sets[0]);

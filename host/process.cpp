@@ -13,6 +13,7 @@
 #include "host/election.h"
 #include "host/node.h"
 #include "host/run.h"
+#include "host/swd.h"
 #include "velmar/process.h"
 
 namespace {
@@ -84,6 +85,7 @@ void processEnd(int status)
     if (ending.test_and_set())
         for (;;)
             pause();
+    swdStopping();
     if (int (*callback)() = exit_callback.load())
         callback();
     runCleanup();

@@ -13,6 +13,7 @@
 #include "host/point.h"
 #include "host/run.h"
 #include "host/socket.h"
+#include "host/swd.h"
 #include "velmar/os.h"
 #include "velmar/run.h"
 #include "velmar/socket.h"
@@ -118,6 +119,10 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
         while (sent < 0 && errno == EINTR);
         hostPoint();
         sock->unanswered = sent >= 0;
+        if (sent < 0 && errno == EAGAIN) {
+            swdWaits();
+            errno = EAGAIN;
+        }
         if (sent >= 0 || !driverGone(errno))
             return sent;
         sock->connected = false;

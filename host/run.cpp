@@ -263,9 +263,10 @@ bool runRemoveStale(const char *path)
     struct stat found;
     if (stat(path, &found) != 0)
         return errno == ENOENT;
-    // A file from the future was made before the clock was set back.
+    // A file from the future was made before the clock was set back; but a file's time is finer than time(), and may be
+    // a second ahead of it where that is just about to begin.
     const time_t age = time(nullptr) - found.st_mtime;
-    if ((owner == 0 || runAlive(owner)) && age >= 0 && age < YOUNG_SECONDS)
+    if ((owner == 0 || runAlive(owner)) && age >= -1 && age < YOUNG_SECONDS)
         return false;
     const int lock = lockFolder(path);
     const bool gone = refused(path) && unlink(path) == 0;

@@ -1,7 +1,9 @@
 // The software watchdog: the service manager's notification socket, named by NOTIFY_SOCKET. WATCHDOG_USEC is the time
-// after which it gives the process up.
+// after which it gives the process up. The main loop's first hello also says that the process is ready.
+#include "host/swd.h"
 #include "velmar/swd.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -17,10 +19,10 @@ namespace {
 constexpr int UNWATCHED_SECONDS = 60;
 
 struct watch_t {
-    int fd;
-    int wait_s;       // seconds that a caller may wait
-    int64_t quiet_ms; // no second hello before that, 0 for one at every call
-    int64_t last_ms;
+    std::atomic<int> fd; // -1: nobody listens
+    int wait_s;          // seconds that a caller may wait
+    int64_t quiet_ms;    // no second hello before that, 0 for one at every call
+    int64_t last_ms;     // of the last hello, 0 before the first
 };
 watch_t watch = {-1, UNWATCHED_SECONDS, UNWATCHED_SECONDS * 500, 0};
 
@@ -34,15 +36,16 @@ bool openSocket(const char *name)
     memcpy(address.sun_path, name, length);
     if (*name == '@')
         address.sun_path[0] = '\0'; // an abstract name is as long as its address
-    watch.fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (watch.fd < 0)
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
         return false;
     const socklen_t used = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-    if (connect(watch.fd, reinterpret_cast<sockaddr *>(&address), used) == 0)
-        return true;
-    close(watch.fd);
-    watch.fd = -1;
-    return false;
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), used) != 0) {
+        close(fd);
+        return false;
+    }
+    watch.fd = fd;
+    return true;
 }
 
 // A caller asks on each of its passes and waits whole seconds in between. With a limit of 2 seconds and more it waits
@@ -65,7 +68,30 @@ void tell(const char *text)
     (void)send(watch.fd, text, strlen(text), MSG_NOSIGNAL);
 }
 
+void hello()
+{
+    const int64_t now = clockUs(0) / 1000;
+    if (watch.last_ms == 0)
+        tell("READY=1");
+    if (watch.last_ms != 0 && now - watch.last_ms < watch.quiet_ms)
+        return;
+    tell("WATCHDOG=1");
+    watch.last_ms = now;
+}
+
 } // namespace
+
+void swdWaits()
+{
+    if (watch.fd >= 0 && watch.last_ms != 0)
+        hello();
+}
+
+void swdStopping()
+{
+    if (watch.fd >= 0)
+        tell("STOPPING=1");
+}
 
 int swd_register(void *)
 {
@@ -76,7 +102,7 @@ int swd_register(void *)
     const char *whose = getenv("WATCHDOG_PID");
     if (limit && (!whose || strtoll(whose, nullptr, 10) == getpid()))
         setLimit(strtoll(limit, nullptr, 10));
-    tell("READY=1");
+    watch.last_ms = 0;
     return 0;
 }
 
@@ -88,10 +114,6 @@ int swd_hello(int handle, struct timeval *last)
     *last = {static_cast<time_t>(at / 1000000), static_cast<suseconds_t>(at % 1000000)};
     if (handle < 0 || watch.fd < 0)
         return UNWATCHED_SECONDS;
-    const int64_t now = clockUs(0) / 1000;
-    if (watch.last_ms == 0 || now - watch.last_ms >= watch.quiet_ms) {
-        tell("WATCHDOG=1");
-        watch.last_ms = now;
-    }
+    hello();
     return watch.wait_s;
 }

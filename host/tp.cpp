@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/tp.h"
+#include "velmar/process.h"
 
 namespace {
 
@@ -12,15 +13,13 @@ std::vector<tp_register_t> records; // the tables that they name stay the proces
 
 } // namespace
 
-// An action gets the number that came with the command as its first argument, all ones if none came, and as its fourth
-// the number again or 0.
 bool tpRun(const char *name, bool given, uint32_t number, int *result)
 {
     for (const tp_register_t &record : records) {
         for (const tp_action_t *action = record.actions; action->name; ++action) {
             if (strcmp(action->name, name) != 0)
                 continue;
-            *result = action->operation(given ? number : UINTPTR_MAX, 0, 0, number);
+            *result = action->operation(given ? number : UINTPTR_MAX, 0, 0, {given ? number : 0, __expm.slot});
             return true;
         }
     }

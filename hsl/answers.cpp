@@ -1,5 +1,5 @@
-// What responses and chip events carry: capabilities, buffer sizes, TCAM handles, the frame of statistics, what traffic
-// has counted, and bytes that a user has set. All else is zero, as of an idle chip.
+// What responses and chip events carry: capabilities, buffer sizes, TCAM handles, the frame of statistics, what the
+// model counts, and bytes that a user has set. All else is zero, as of an idle chip.
 #include "hsl/model.h"
 
 #include <algorithm>
@@ -167,16 +167,12 @@ void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row,
         hslPut(response, 16, 4, 1);
         break; // interfaces in the answer
     case COS_STATS_READ:
-        answerStats(record, response);
-        hslTrafficRead(model, target, record, response);
-        break;
     case COS_STATS_CLEAR:
         answerStats(record, response);
         break;
-    case COS_INGRESS_BUFFERS_PORT:
-        hslTrafficRead(model, target, record, response);
-        break;
     }
+    if (row.family == HSL_COS)
+        hslStatsRead(model, target, record, response);
     for (auto &data : model.data) {
         if (data.command != row.command || (data.port && data.port != port) || data.offset > response.size())
             continue;

@@ -40,6 +40,10 @@ Commands, one a datagram to RUN/ctl/hsld.PID, each answered with 'ok ...' or 'er
   traffic PORT priority=P rate=R [kind=K] [policer=ID] | traffic PORT off | traffic list
                                   what arrives at a port; R as 2G or 500M bits a second, K unicast, broadcast,
                                   multicast or unknown-unicast, ID the ingress policer that takes it
+  traffic PORT drop reason=N rate=R
+                                  frames that the chip drops for that reason
+  traffic PORT pause priority=P|all on|off
+                                  the peer stops a priority, or the port
   stall [SECONDS] | resume        leaves requests unread
   clock step SECONDS              moves the driver's own time forward
   quit

@@ -10,10 +10,40 @@ constexpr uint32_t ALL_CHIPS = 0x8BC00000;
 constexpr size_t MAX_WARNINGS = 500; // different texts; then only known ones count on
 
 static const hslChipType_t types[] = {
-    {"larkin", CHIP_CODE_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, 0, false},
-    {"tessel", CHIP_CODE_TESSEL, HSL_TESSEL, 1, {1, 4094, 4095, 1, 1022, 1023, 512}, 9u << 20, 1, 0, 4, false},
-    {"mirelle", CHIP_CODE_MIRELLE_A, HSL_MIRELLE, 1, {1, 2046, 2047, 1, 1022, 1023, 512}, 24u << 20, 2, 4, 16, true},
-    {"mirelle2", CHIP_CODE_MIRELLE2_B, HSL_MIRELLE, 1, {1, 4094, 4095, 1, 2046, 2047, 512}, 48u << 20, 4, 8, 15, true},
+    {"larkin", CHIP_CODE_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, 0, false, {-1, -1, -1, -1, -1, -1}},
+    {"tessel",
+     CHIP_CODE_TESSEL,
+     HSL_TESSEL,
+     1,
+     {1, 4094, 4095, 1, 1022, 1023, 512},
+     9u << 20,
+     1,
+     0,
+     4,
+     false,
+     {25, -1, 33, 33, -1, 2}},
+    {"mirelle",
+     CHIP_CODE_MIRELLE_A,
+     HSL_MIRELLE,
+     1,
+     {1, 2046, 2047, 1, 1022, 1023, 512},
+     24u << 20,
+     2,
+     4,
+     16,
+     true,
+     {29, -1, -1, -1, -1, -1}},
+    {"mirelle2",
+     CHIP_CODE_MIRELLE2_B,
+     HSL_MIRELLE,
+     1,
+     {1, 4094, 4095, 1, 2046, 2047, 512},
+     48u << 20,
+     4,
+     8,
+     15,
+     true,
+     {29, -1, -1, -1, -1, -1}},
 };
 
 const hslChipType_t *hslChipType(const std::string &name)
@@ -243,6 +273,15 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, con
     }
 }
 
+// RED of a chip as a whole is a hard limit of its egress queues.
+static void tellEgressDepth(hslChip_t &chip, const hslCommand_t &row, hslBytes record)
+{
+    auto value = [&](const char *name) { return hslValue(*hslFieldNamed(row.fields, name), record, 0); };
+    chip.egress_depth.reset();
+    if (value("on"))
+        chip.egress_depth = static_cast<uint32_t>(value("max"));
+}
+
 static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
 {
     switch (row.command) {
@@ -257,6 +296,10 @@ static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, cons
     case COS_POLICER_ASSOCIATE:
     case COS_POLICER_DEASSOCIATE:
         tellPolicer(model, chip, port, row, record);
+        break;
+    case COS_RED_MIRELLE:
+        if (!port)
+            tellEgressDepth(chip, row, record);
         break;
     }
 }
@@ -292,7 +335,7 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
         for (auto &[number, each] : model.chips)
             tellOne(each.told, row, record, now);
     if (row.command == COS_STATS_CLEAR)
-        hslTrafficClear(model, target, record);
+        hslStatsClear(model, target, record);
     if (chip)
         tellTables(model, *chip, isPort ? &model.ports.at(port) : nullptr, row, record);
 }

@@ -24,7 +24,8 @@ struct hslChipType_t {
     uint32_t pools;
     uint16_t policer_groups;
     uint8_t red_profiles;
-    bool extended; // has the extended capability
+    bool extended;               // has the extended capability
+    int16_t reasons[DROP_KINDS]; // the drop reason that counts each kind, -1 where none does
 };
 
 // Null for a name that is none of larkin, tessel, mirelle, mirelle2.
@@ -55,6 +56,8 @@ struct hslChip_t {
     hslToldMap_t told;
     std::map<unsigned, hslTcam_t> tcams; // by table number
     hslPolicers_t policers;
+    hslPeaks_t peaks;
+    std::optional<uint32_t> egress_depth; // bytes that any queue may hold, where the chip was told one
 };
 
 struct hslPort_t {
@@ -99,6 +102,10 @@ void hslModelWarn(hslModel_t &model, const std::string &text);
 
 // One accepted record: who is told, learned if new, and what it means for tables. Called before hslModelAnswer.
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now);
+
+// What the chip of a target counts and holds into a read's response behind its head; a clear sets what it names to 0.
+void hslStatsRead(hslModel_t &model, uint32_t target, hslBytes record, hslBuffer &response);
+void hslStatsClear(hslModel_t &model, uint32_t target, hslBytes record);
 
 // Fills the data of a response whose head stands; it has the length that the table gives.
 void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, hslBuffer &response);

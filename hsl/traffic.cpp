@@ -1,18 +1,12 @@
-// The fluid model of policers, queues and schedulers. What arrives at a port passes its ingress policer, waits in the
-// queue of its priority, leaves as scheduler, shaper and line speed allow, and passes the egress policer.
+// The course of traffic over time. What arrives at a port passes its ingress policer, waits in the queue of its
+// priority, and passes the egress policer; every stride settles all rates, finds the next bend and passes up to it.
 #include "hsl/traffic.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
-#include "hsl/model.h"
-#include "velmar/dce.h"
+#include "hsl/queues.h"
 
-constexpr double NEVER = std::numeric_limits<double>::infinity();
-constexpr double GRAIN = 1e-3;              // bytes: nearer to a bound than that is at it
-constexpr unsigned MAX_STRIDES = 200000;    // then the rest is one stride; no setup comes near it
-constexpr double BYTES_PER_MBIT = 125000.0; // of a second
+constexpr unsigned MAX_STRIDES = 200000; // then the rest is one stride; no setup comes near it
 
 struct active_t {
     hslChip_t *chip;
@@ -20,46 +14,22 @@ struct active_t {
     uint32_t group;
 };
 
-// Levels.
-
-static bool atBound(const hslLevel_t &level)
-{
-    return level.now >= level.bound - GRAIN;
-}
-
-static double untilBend(const hslLevel_t &level)
-{
-    if (level.slope < 0)
-        return (level.now > level.bound ? level.now - level.bound : level.now) / -level.slope;
-    return level.slope > 0 ? (level.bound - level.now) / level.slope : NEVER;
-}
-
-static void move(hslLevel_t &level, double seconds)
-{
-    bool above = level.now > level.bound + GRAIN;
-    level.now = std::max(level.now + level.slope * seconds, 0.0);
-    if (level.now < GRAIN)
-        level.now = 0;
-    if (std::fabs(level.now - level.bound) < GRAIN || (!above && level.now > level.bound))
-        level.now = level.bound;
-}
-
 // Policers.
 
 void hslPolicerSet(hslPolicer_t &policer, double cir, double cbs, double eir, double ebs)
 {
     policer.cir = cir;
     policer.eir = eir;
-    policer.committed = {cbs, cbs, 0};
-    policer.excess = {ebs, ebs, 0};
+    policer.committed = {cbs, cbs};
+    policer.excess = {ebs, ebs};
 }
 
 // What a bucket that fills at `rate` pays of `in`.
 static double pay(hslLevel_t &bucket, double rate, double in)
 {
-    double paid = bucket.now > GRAIN ? in : std::min(in, rate);
+    double paid = bucket.now > HSL_GRAIN ? in : std::min(in, rate);
     bucket.slope = rate - paid;
-    if (bucket.slope > 0 && atBound(bucket))
+    if (bucket.slope > 0 && hslAtBound(bucket))
         bucket.slope = 0;
     return paid;
 }
@@ -75,9 +45,12 @@ static void settlePolicers(hslModel_t &model, bool ingress)
         }
 }
 
-static double passes(const hslPolicer_t *policer, double rate)
+// The part of what a policer takes that conforms, and the part that exceeds.
+static std::pair<double, double> shares(const hslPolicer_t *policer)
 {
-    return policer && policer->in > 0 ? rate * (policer->conform_rate + policer->exceed_rate) / policer->in : rate;
+    if (!policer || policer->in <= 0)
+        return {1, 0};
+    return {policer->conform_rate / policer->in, policer->exceed_rate / policer->in};
 }
 
 static hslPolicer_t *policerOf(const active_t &at, bool ingress, const std::optional<uint32_t> &id)
@@ -93,83 +66,6 @@ static hslPolicer_t *policerOf(const active_t &at, const hslFlow_t &flow)
     return policerOf(at, true, flow.policer ? flow.policer : at.port->traffic.policer[1]);
 }
 
-// Queues.
-
-// A queue's bound: its threshold, else the port's budget, else an even share of the chip. A lossless one stops its
-// sender at the assert level, if that lies below.
-static void boundQueues(const active_t &at)
-{
-    auto &setup = at.port->setup;
-    double share = setup.budget ? *setup.budget : at.chip->buffers / std::max(at.chip->ports, 1u);
-    for (unsigned p = 0; p < HSL_PRIORITIES; ++p) {
-        auto &queue = at.port->traffic.queues[p];
-        auto &own = setup.queues[p];
-        queue.level.bound = own.threshold ? *own.threshold : share;
-        auto &pause = own.pfc && own.pfc->tx ? own.pfc : setup.pause;
-        queue.lossless = pause && pause->tx && pause->assert <= queue.level.bound;
-        if (queue.lossless)
-            queue.level.bound = pause->assert;
-    }
-}
-
-static double demand(const hslPort_t &port, unsigned p)
-{
-    auto &queue = port.traffic.queues[p];
-    double most = queue.level.now > 0 ? NEVER : queue.in;
-    auto &scheduler = port.setup.scheduler;
-    bool limited = scheduler && !(scheduler->unlimited >> p & 1) && scheduler->bandwidth[p];
-    return limited ? std::min(most, scheduler->bandwidth[p] * BYTES_PER_MBIT) : most;
-}
-
-// Shares `room` by weight; who needs less than its share leaves the rest to the others.
-static void shareByWeight(hslPort_t &port, std::vector<unsigned> rest, double room)
-{
-    auto weight = [&](unsigned p) {
-        return port.setup.scheduler ? std::max<double>(port.setup.scheduler->weight[p], 1) : 1.0;
-    };
-    for (bool settled = false; !settled && !rest.empty();) {
-        double weights = 0;
-        for (auto p : rest)
-            weights += weight(p);
-        double unit = room / weights;
-        auto content =
-            std::find_if(rest.begin(), rest.end(), [&](auto p) { return demand(port, p) <= unit * weight(p); });
-        settled = content == rest.end();
-        if (settled) {
-            for (auto p : rest)
-                port.traffic.queues[p].out = unit * weight(p);
-        } else {
-            room -= port.traffic.queues[*content].out = demand(port, *content);
-            rest.erase(content);
-        }
-    }
-}
-
-// Strict priorities first, the highest before the others, then the rest by weight.
-static void schedule(hslPort_t &port)
-{
-    auto speed = hslPortSpeed(port.ifindex);
-    double room = (speed ? speed : 10000) * BYTES_PER_MBIT;
-    if (port.setup.shaper && *port.setup.shaper)
-        room = std::min(room, *port.setup.shaper * BYTES_PER_MBIT);
-    unsigned boundary = port.setup.scheduler ? port.setup.scheduler->boundary : HSL_PRIORITIES;
-    std::vector<unsigned> rest;
-    for (unsigned p = HSL_PRIORITIES; p-- > 0;) {
-        if (p <= boundary)
-            rest.push_back(p);
-        else
-            room -= port.traffic.queues[p].out = std::min(demand(port, p), room);
-    }
-    shareByWeight(port, std::move(rest), room);
-}
-
-static void settleQueue(hslQueue_t &queue)
-{
-    bool above = queue.level.now > queue.level.bound + GRAIN; // the threshold fell below what waits
-    queue.accepted = above ? 0 : atBound(queue.level) ? std::min(queue.in, queue.out) : queue.in;
-    queue.level.slope = queue.accepted - queue.out;
-}
-
 // Strides.
 
 static std::vector<active_t> activePorts(hslModel_t &model)
@@ -177,13 +73,41 @@ static std::vector<active_t> activePorts(hslModel_t &model)
     std::vector<active_t> list;
     for (auto &[ifindex, port] : model.ports) {
         auto chip = model.chips.find(port.flat);
-        auto &queues = port.traffic.queues;
-        bool waiting =
-            std::any_of(std::begin(queues), std::end(queues), [](auto &queue) { return queue.level.now > 0; });
-        if (chip != model.chips.end() && (waiting || !port.traffic.flows.empty()))
+        if (chip != model.chips.end() && hslPortActive(port.traffic))
             list.push_back({&chip->second, &port, hslPolicerGroup(chip->second, ifindex)});
     }
     return list;
+}
+
+// What the ingress policers leave of the flows, as the arrivals of the queues.
+static void arrive(const active_t &at)
+{
+    auto &traffic = at.port->traffic;
+    traffic.drop_rate[DROP_INGRESS_POLICER] = 0;
+    for (auto &queue : traffic.queues)
+        queue.in = queue.out = queue.yellow = 0;
+    for (auto &flow : traffic.flows) {
+        if (flow.reason)
+            continue;
+        auto [conform, exceed] = shares(policerOf(at, flow));
+        auto &queue = traffic.queues[flow.priority];
+        queue.in += flow.rate * (conform + exceed);
+        queue.yellow += flow.rate * exceed;
+        traffic.drop_rate[DROP_INGRESS_POLICER] += flow.rate * std::max(1 - conform - exceed, 0.0);
+    }
+    for (auto &queue : traffic.queues)
+        queue.yellow = queue.in > 0 ? queue.yellow / queue.in : 0;
+}
+
+static void depart(const active_t &at)
+{
+    auto &traffic = at.port->traffic;
+    auto [conform, exceed] = shares(policerOf(at, false, traffic.policer[0]));
+    traffic.drop_rate[DROP_EGRESS_POLICER] = 0;
+    for (auto &queue : traffic.queues) {
+        queue.forwarded_rate = queue.out * (conform + exceed);
+        traffic.drop_rate[DROP_EGRESS_POLICER] += std::max(queue.out - queue.forwarded_rate, 0.0);
+    }
 }
 
 // All rates as they are until the next bend.
@@ -194,39 +118,48 @@ static void settle(hslModel_t &model, const std::vector<active_t> &active)
             entry.second.in = 0;
     for (auto &at : active)
         for (auto &flow : at.port->traffic.flows)
-            if (auto policer = policerOf(at, flow))
+            if (auto policer = flow.reason ? nullptr : policerOf(at, flow))
                 policer->in += flow.rate;
     settlePolicers(model, true);
     for (auto &at : active) {
-        auto &traffic = at.port->traffic;
-        for (auto &queue : traffic.queues)
-            queue.in = queue.out = 0;
-        for (auto &flow : traffic.flows)
-            traffic.queues[flow.priority].in += passes(policerOf(at, flow), flow.rate);
-        boundQueues(at);
-        schedule(*at.port);
-        for (auto &queue : traffic.queues) {
-            settleQueue(queue);
-            if (auto policer = policerOf(at, false, traffic.policer[0]))
+        arrive(at);
+        hslSettlePort(*at.chip, *at.port);
+        if (auto policer = policerOf(at, false, at.port->traffic.policer[0]))
+            for (auto &queue : at.port->traffic.queues)
                 policer->in += queue.out;
-        }
     }
     settlePolicers(model, false);
     for (auto &at : active)
-        for (auto &queue : at.port->traffic.queues)
-            queue.forwarded_rate = passes(policerOf(at, false, at.port->traffic.policer[0]), queue.out);
+        depart(at);
 }
 
 static double nextBend(const hslModel_t &model, const std::vector<active_t> &active)
 {
-    double soonest = NEVER;
+    double soonest = HSL_NEVER;
     for (auto &chip : model.chips)
         for (auto &entry : chip.second.policers)
-            soonest = std::min({soonest, untilBend(entry.second.committed), untilBend(entry.second.excess)});
+            soonest = std::min({soonest, hslUntilBend(entry.second.committed), hslUntilBend(entry.second.excess)});
     for (auto &at : active)
         for (auto &queue : at.port->traffic.queues)
-            soonest = std::min(soonest, untilBend(queue.level));
+            soonest = std::min(soonest, hslUntilBend(queue.level));
     return soonest;
+}
+
+// Levels have no summit inside of a stride, so its end shows their highest.
+static void raisePeaks(const std::vector<active_t> &active)
+{
+    std::map<hslChip_t *, hslPeaks_t> levels;
+    for (auto &at : active)
+        for (unsigned p = 0; p < HSL_PRIORITIES; ++p) {
+            auto level = at.port->traffic.queues[p].level.now;
+            levels[at.chip].priority[p] += level;
+            levels[at.chip].all += level;
+        }
+    for (auto &[chip, now] : levels) {
+        for (unsigned p = 0; p < HSL_PRIORITIES; ++p)
+            chip->peaks.priority[p] = std::max(chip->peaks.priority[p], now.priority[p]);
+        chip->peaks.all = std::max(chip->peaks.all, now.all);
+    }
 }
 
 static void pass(hslModel_t &model, const std::vector<active_t> &active, double seconds)
@@ -237,16 +170,12 @@ static void pass(hslModel_t &model, const std::vector<active_t> &active, double 
             policer.conform += policer.conform_rate * seconds;
             policer.exceed += policer.exceed_rate * seconds;
             policer.violate += (policer.in - policer.conform_rate - policer.exceed_rate) * seconds;
-            move(policer.committed, seconds);
-            move(policer.excess, seconds);
+            hslMove(policer.committed, seconds);
+            hslMove(policer.excess, seconds);
         }
     for (auto &at : active)
-        for (auto &queue : at.port->traffic.queues) {
-            queue.enqueued += queue.accepted * seconds;
-            queue.forwarded += queue.forwarded_rate * seconds;
-            (queue.lossless ? queue.held : queue.dropped) += (queue.in - queue.accepted) * seconds;
-            move(queue.level, seconds);
-        }
+        hslPassPort(*at.port, seconds);
+    raisePeaks(active);
 }
 
 void hslTrafficAdvance(hslModel_t &model, uint64_t now)
@@ -258,156 +187,9 @@ void hslTrafficAdvance(hslModel_t &model, uint64_t now)
         settle(model, active);
         double bend = nextBend(model, active);
         // Nothing flows, waits or fills: the model rests until a flow is set.
-        model.traffic_runs = !active.empty() || bend != NEVER;
+        model.traffic_runs = !active.empty() || bend != HSL_NEVER;
         double seconds = stride < MAX_STRIDES ? std::min(left, bend) : left;
         pass(model, active, seconds);
         left -= seconds;
     }
-}
-
-// Control.
-
-static constexpr const char *kinds[] = {"unicast", "broadcast", "multicast", "unknown-unicast"};
-
-// Bits a second with a suffix k, M or G, as bytes a second; negative if it is none.
-static double parseRate(const std::string &text)
-{
-    char *end;
-    bool plain = !text.empty() && text.find_first_not_of("0123456789.kMG") == std::string::npos;
-    double value = plain ? std::strtod(text.c_str(), &end) : -1;
-    if (!plain || end == text.c_str())
-        return -1;
-    static constexpr struct {
-        const char *suffix;
-        double times;
-    } suffixes[] = {{"", 1}, {"k", 1e3}, {"M", 1e6}, {"G", 1e9}};
-    for (auto &each : suffixes)
-        if (std::string(end) == each.suffix && value * each.times <= 1e15)
-            return value * each.times / 8;
-    return -1;
-}
-
-static std::string parseFlow(const std::vector<std::string> &words, hslFlow_t *flow)
-{
-    bool priority = false;
-    flow->rate = -1;
-    for (auto &word : words) {
-        auto equals = word.find('=');
-        auto key = word.substr(0, equals), text = equals == std::string::npos ? "" : word.substr(equals + 1);
-        uint64_t number = 0;
-        bool good = key == "rate" || key == "kind" || hslNumber(text, &number);
-        if (key == "rate") {
-            good = (flow->rate = parseRate(text)) >= 0;
-        } else if (key == "kind") {
-            auto kind = std::find(std::begin(kinds), std::end(kinds), text);
-            good = kind != std::end(kinds);
-            flow->kind = static_cast<hslTrafficKind_t>(good ? kind - kinds : 0);
-        } else if (key == "priority") {
-            flow->priority = static_cast<unsigned>(number % HSL_PRIORITIES);
-            good = priority = good && number < HSL_PRIORITIES;
-        } else if (key == "policer") {
-            flow->policer = static_cast<uint32_t>(number);
-            good = good && number <= UINT32_MAX;
-        } else {
-            good = false;
-        }
-        if (!good)
-            return "traffic does not take '" + word +
-                   "'; priority runs from 0 to 7, rate is bits a second as in 2G or "
-                   "500M, kind is unicast, broadcast, multicast or unknown-unicast";
-    }
-    return priority && flow->rate >= 0
-               ? ""
-               : "traffic takes PORT priority=P rate=R [kind=K] [policer=ID], 'PORT off', or 'list'";
-}
-
-std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector<std::string> &words)
-{
-    auto chip = model.chips.find(dce_get_flat_chip_id(ifindex));
-    if (!hslIsPort(ifindex) || chip == model.chips.end())
-        return "no chip has port " + hslIndexText(ifindex) + "; 'show' lists what there is";
-    auto &port = model.ports.try_emplace(ifindex, hslPort_t{ifindex, chip->first, {}, {}, {}}).first->second;
-    auto &flows = port.traffic.flows;
-    if (words.size() == 1 && words[0] == "off") {
-        flows.clear();
-        return "";
-    }
-    hslFlow_t flow{};
-    if (auto error = parseFlow(words, &flow); !error.empty())
-        return error;
-    std::erase_if(flows, [&](auto &old) { return old.priority == flow.priority && old.kind == flow.kind; });
-    if (flow.rate > 0)
-        flows.push_back(flow);
-    model.traffic_runs = true;
-    return "";
-}
-
-// Showing.
-
-static hslJson flowJson(const hslFlow_t &flow)
-{
-    hslJson out{{"priority", flow.priority}, {"kind", kinds[flow.kind]}, {"rate", hslCount(flow.rate * 8)}};
-    if (flow.policer)
-        out["policer"] = *flow.policer;
-    return out;
-}
-
-hslJson hslTrafficList(const hslModel_t &model)
-{
-    auto list = hslJson::array();
-    for (auto &[ifindex, port] : model.ports)
-        for (auto &flow : port.traffic.flows) {
-            hslJson item{{"port", hslIndexName(ifindex)}, {"ifindex", hslIndexText(ifindex)}};
-            item.update(flowJson(flow));
-            list.push_back(item);
-        }
-    return list;
-}
-
-// Bytes and frames under one name.
-static void putCount(hslJson &out, const std::string &name, double bytes)
-{
-    out[name + "_bytes"] = hslCount(bytes);
-    out[name + "_frames"] = hslFrames(bytes);
-}
-
-hslJson hslTrafficJson(const hslTraffic_t &traffic)
-{
-    hslJson out{{"offered", hslJson::array()}, {"queues", hslJson::array()}};
-    for (auto &flow : traffic.flows)
-        out["offered"].push_back(flowJson(flow));
-    for (bool ingress : {true, false})
-        if (traffic.policer[ingress])
-            out[ingress ? "ingress_policer" : "egress_policer"] = *traffic.policer[ingress];
-    for (unsigned p = 0; p < HSL_PRIORITIES; ++p) {
-        auto &queue = traffic.queues[p];
-        if (queue.enqueued + queue.dropped + queue.held + queue.level.now <= 0)
-            continue;
-        hslJson item{{"priority", p}, {"level", hslCount(queue.level.now)}, {"bound", hslCount(queue.level.bound)}};
-        putCount(item, "enqueued", queue.enqueued);
-        putCount(item, "forwarded", queue.forwarded);
-        putCount(item, "dropped", queue.dropped);
-        putCount(item, "held", queue.held);
-        out["queues"].push_back(item);
-    }
-    return out;
-}
-
-hslJson hslPolicersJson(const hslPolicers_t &policers)
-{
-    auto list = hslJson::array();
-    for (auto &[key, policer] : policers) {
-        hslJson item{{"policer", static_cast<uint32_t>(key.second)},
-                     {"direction", key.first ? "ingress" : "egress"},
-                     {"group", key.second >> 32},
-                     {"cir", hslCount(policer.cir)},
-                     {"cbs", hslCount(policer.committed.bound)},
-                     {"eir", hslCount(policer.eir)},
-                     {"ebs", hslCount(policer.excess.bound)}};
-        putCount(item, "conform", policer.conform);
-        putCount(item, "exceed", policer.exceed);
-        putCount(item, "violate", policer.violate);
-        list.push_back(item);
-    }
-    return list;
 }

@@ -1,4 +1,4 @@
-// The command tree.
+// The command tree: installs, and the interfaces that contexts hold on to.
 #include "lib/cli.h"
 
 #include <cerrno>
@@ -23,59 +23,7 @@ cli_mode_t *modeOf(cli_tree_t *tree, int mode)
     return tree && mode >= 0 && mode <= MAX_MODE ? &tree->mode[mode] : nullptr;
 }
 
-bool isParameter(const char *word, size_t length)
-{
-    if (word[0] == '<')
-        return true;
-    for (size_t i = 0; i < length; ++i)
-        if (word[i] >= 'A' && word[i] <= 'Z')
-            return true;
-    return false;
-}
-
-// The next word of a command's text: its length, 0 at the end. `at` is moved to its start.
-size_t nextWord(const char *&at)
-{
-    at += strspn(at, " ");
-    return strcspn(at, " ");
-}
-
-// Compares words with a command's text; stores the arguments among them. -1, or the number of arguments.
-int match(const char *text, int argc, const char *const *argv, const char **args)
-{
-    int count = 0;
-    for (int i = 0; i < argc; ++i) {
-        const size_t length = nextWord(text);
-        if (length == 0)
-            return -1;
-        if (isParameter(text, length)) {
-            if (args)
-                args[count] = argv[i];
-            ++count;
-        } else if (strlen(argv[i]) != length || memcmp(argv[i], text, length) != 0) {
-            return -1;
-        }
-        text += length;
-    }
-    return nextWord(text) == 0 ? count : -1;
-}
-
 } // namespace
-
-int host_vty_init(lib_instance_t *lib)
-{
-    if (!lib->ctree)
-        lib->ctree = static_cast<cli_tree_t *>(calloc(1, sizeof(cli_tree_t)));
-    return lib->ctree ? 0 : -1;
-}
-
-int host_config_start(lib_instance_t *lib)
-{
-    if (!lib->ctree)
-        return -1;
-    lib->ctree->config_started = true;
-    return 0;
-}
 
 void cli_tree_free(cli_tree_t *tree)
 {
@@ -86,6 +34,7 @@ void cli_tree_free(cli_tree_t *tree)
             mode.head = installed->next;
             free(installed);
         }
+    list_delete(tree->contexts);
     list_delete(tree->if_list);
     free(tree);
 }
@@ -95,6 +44,9 @@ int cli_install_gen(cli_tree_t *tree, int mode, int level, uint64_t flags, const
     cli_mode_t *place = modeOf(tree, mode);
     if (!place || !element)
         return -1;
+    for (const cli_installed_t *known = place->head; known; known = known->next)
+        if (known->element == element)
+            return 0;
     cli_installed_t *installed = static_cast<cli_installed_t *>(calloc(1, sizeof(cli_installed_t)));
     if (!installed)
         return -1;
@@ -120,40 +72,6 @@ int cli_install_default(cli_tree_t *tree, int mode)
         return -1;
     place->has_default = true;
     return 0;
-}
-
-const cli_installed_t *cli_lookup(const cli_tree_t *tree, int mode, int argc, const char *const *argv)
-{
-    const cli_mode_t *place = modeOf(const_cast<cli_tree_t *>(tree), mode);
-    const cli_installed_t *installed = place ? place->head : nullptr;
-    while (installed && match(installed->element->text, argc, argv, nullptr) < 0)
-        installed = installed->next;
-    return installed;
-}
-
-int cli_execute(const cli_tree_t *tree, cli_t *cli, const char *text)
-{
-    char copy[CLI_TEXT_MAX];
-    const int length = snprintf(copy, sizeof copy, "%s", text);
-    if (length < 0 || length >= CLI_TEXT_MAX)
-        return CLI_NO_COMMAND;
-    const char *words[CLI_ARGS_MAX];
-    int count = 0;
-    char *rest = nullptr;
-    for (char *word = strtok_r(copy, " ", &rest); word; word = strtok_r(nullptr, " ", &rest)) {
-        if (count == CLI_ARGS_MAX)
-            return CLI_NO_COMMAND;
-        words[count++] = word;
-    }
-    const cli_installed_t *installed = cli_lookup(tree, cli->mode, count, words);
-    if (!installed)
-        return CLI_NO_COMMAND;
-    const char *args[CLI_ARGS_MAX];
-    const int argc = match(installed->element->text, count, words, args);
-    char *argv[CLI_ARGS_MAX + 1] = {};
-    for (int i = 0; i < argc; ++i)
-        argv[i] = copy + (args[i] - copy);
-    return installed->element->handler(cli, argc, argv);
 }
 
 int cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name)

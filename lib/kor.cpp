@@ -50,10 +50,12 @@ void enter(cli_t *cli, interface_t *ifp, int mode)
     cli->mode = mode;
 }
 
+// An interface that is about to be deleted is nobody's current one.
 void leaveIf(cli_t *cli, const interface_t *ifp)
 {
     if (cli->ifindex_obj == ifp)
         cli->ifindex_obj = nullptr;
+    cli_forget_if(qos_velmar_state.lib->ctree, ifp);
 }
 
 // The number of the command's only argument; false, with the error printed, if it is none or out of range.

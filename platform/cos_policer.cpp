@@ -1,12 +1,12 @@
 // Batches, rates, actions and counters of policers.
 #include "platform/cos_policer.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_batch.h"
+#include "platform/cos_slices.h"
 
 namespace {
 
@@ -73,9 +73,12 @@ uint64_t bytesOf(uint64_t bits)
     return (bits + 7) / 8;
 }
 
-// The nearest multiple of the step, and no less than one step for a rate that is not 0.
+// The nearest multiple of the step, and no less than one step for a rate that is not 0. A chip type without policers
+// has no step and no rate.
 uint64_t rateInSteps(uint64_t bytes, uint32_t step)
 {
+    if (step == 0)
+        return 0;
     if (bytes != 0 && bytes < step)
         return step;
     return (bytes + step / 2) / step * step;
@@ -90,6 +93,16 @@ uint32_t actionWord(unsigned flags, uint32_t ip_tos, uint32_t traffic_class)
     else if (flags & 2)
         word |= ACTION_IP | ACTION_DSCP | (ip_tos & 0x3f) << 3;
     return flags & 1 ? word | ACTION_CLASS : word;
+}
+
+// The rewrite tables, which two bodies carry under the same names.
+template <typename Body>
+void fillProfile(cosPolProfile_t *record, const Body *body)
+{
+    record->profile = body->profile_id << 1;
+    memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
+    memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
+    memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
 }
 
 uint32_t sendBatch(const char *function, uint32_t target, cosBulk_t *batch)
@@ -168,7 +181,15 @@ uint32_t readSlice(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body, uint
     return takeResults(family, response, policers, count);
 }
 
-uint32_t sendClear(cosPolClear_t &clear)
+// A clear that grows key by key in the request buffer.
+struct clear_t {
+    uint32_t target;
+    int32_t dir;
+    uint32_t count; // keys that have not been sent
+    bool sent;      // a slice has gone out
+};
+
+uint32_t sendClear(clear_t &clear)
 {
     auto *record = qosCosRequest<cosStats_t>(COS_STATS_CLEAR);
     const uint32_t length = readKeys(clear.count);
@@ -180,14 +201,32 @@ uint32_t sendClear(cosPolClear_t &clear)
     return qosCosIoctl(clear.target, record, length, &response, &received);
 }
 
+// Adds a key for each group of an entry; a full slice is sent first.
+uint32_t clearPolicer(const cosPolFamily_t &family, clear_t &clear, const qosPolStatsClrMsg_t *body,
+                      const qosPolStatsClrData_t &policer)
+{
+    cosPolGroups_t groups = {0, 1};
+    if (family.clear_groups)
+        if (const uint32_t rc = family.clear_groups(body, policer.ifindex, &groups))
+            return rc;
+    for (uint32_t i = 0; i < groups.count; ++i) {
+        if (clear.count == CLEAR_SLICE)
+            if (const uint32_t rc = sendClear(clear))
+                return rc;
+        cosStatsKey_t *key = keyAt(clear.count++);
+        key->id = policer.policer_id;
+        if (family.clear_groups)
+            key->index = groups.first + i;
+        key->flags = STATS_ALL_COUNTERS;
+    }
+    return QOS_MSG_DONE;
+}
+
 } // namespace
 
 void cosPolFillProfileUpdate(cosPolProfile_t *record, const qosPolPolicerAddMsg_t *body)
 {
-    record->profile = body->profile_id << 1;
-    memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
-    memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
-    memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
+    fillProfile(record, body);
 }
 
 void cosPolFillProfileDelete(cosPolProfile_t *record, uint32_t profile_id)
@@ -279,14 +318,10 @@ uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body
 uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body)
 {
     auto *record = qosCosRequest<cosPolProfile_t>(COS_POLICER_PROFILE, sizeof(cosPolProfile_t));
-    if (body->profile_req_type == REQ_PROFILE_DELETE) {
+    if (body->profile_req_type == REQ_PROFILE_DELETE)
         cosPolFillProfileDelete(record, body->profile_id);
-    } else {
-        record->profile = body->profile_id << 1;
-        memcpy(record->conform_cos, body->conform_cos, sizeof record->conform_cos);
-        memcpy(record->exceed_cos, body->exceed_cos, sizeof record->exceed_cos);
-        memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
-    }
+    else
+        fillProfile(record, body);
     const uint32_t chip = body->chip_ifindex;
     const cosPolProfile_t *response;
     uint32_t length;
@@ -298,37 +333,24 @@ uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body
 
 uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)
 {
-    const uint32_t total = body->num_records;
-    uint32_t done = 0;
-    do {
-        const uint32_t count = std::min(total - done, READ_SLICE);
-        const uint32_t rc = readSlice(family, body, done, count);
-        if (rc != QOS_MSG_DONE)
-            return rc;
-        done += count;
-    } while (done < total);
-    return QOS_MSG_DONE;
+    return cosReadSlices(body->num_records, READ_SLICE, [&family, body](uint32_t first, uint32_t count) {
+        return readSlice(family, body, first, count);
+    });
 }
 
-cosPolClear_t cosPolClearStart(uint32_t target, int32_t dir)
+// The groups of every entry are looked for ahead of the first request, so that an unknown one leaves all counters
+// alone.
+uint32_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body)
 {
-    return {target, dir, 0, false};
-}
-
-uint32_t cosPolClearRoom(cosPolClear_t &clear)
-{
-    return clear.count < CLEAR_SLICE ? uint32_t{QOS_MSG_DONE} : sendClear(clear);
-}
-
-cosStatsKey_t *cosPolClearKey(cosPolClear_t &clear, uint32_t policer_id)
-{
-    cosStatsKey_t *key = keyAt(clear.count++);
-    key->id = policer_id;
-    key->flags = STATS_ALL_COUNTERS;
-    return key;
-}
-
-uint32_t cosPolClearEnd(cosPolClear_t &clear)
-{
-    return clear.count != 0 || !clear.sent ? sendClear(clear) : uint32_t{QOS_MSG_DONE};
+    const int32_t total = body->num_policers;
+    clear_t clear = {body->ifindex, body->dir, 0, false};
+    uint32_t rc = QOS_MSG_DONE;
+    cosPolGroups_t groups;
+    for (int32_t i = 0; i < total && family.clear_groups && rc == QOS_MSG_DONE; ++i)
+        rc = family.clear_groups(body, body->stats_clr_data[i].ifindex, &groups);
+    for (int32_t i = 0; i < total && rc == QOS_MSG_DONE; ++i)
+        rc = clearPolicer(family, clear, body, body->stats_clr_data[i]);
+    if (rc == QOS_MSG_DONE && (clear.count != 0 || !clear.sent))
+        rc = sendClear(clear);
+    return qosAnswer(body, rc);
 }

@@ -35,7 +35,7 @@ constexpr uint32_t cosRedResponseSize(uint32_t keys)
                                  keys * (sizeof(cosStatsKey_t) + sizeof(cosRedResult_t)));
 }
 
-// Result `index` of a response to `keys` keys.
+// Result `index` of a response to `keys` keys, for which one word of bitmap is enough.
 inline cosRedResult_t cosRedResult(const unsigned char *response, uint32_t keys, uint32_t index)
 {
     cosRedResult_t result;
@@ -44,12 +44,18 @@ inline cosRedResult_t cosRedResult(const unsigned char *response, uint32_t keys,
     return result;
 }
 
-// A request in the request buffer, which is clear as far as a response reaches, with the keys counted and empty.
-cosRedRequest_t *cosRedRequest(uint32_t command, cosStatsDevice_t device, uint32_t keys, uint32_t out_size);
+// The first and the second counters of a result, drop level by drop level, for the lowest `levels`.
+void cosRedTakeCounters(const cosRedResult_t &result, unsigned levels, be64 *counter);
 
-// Clears eight priorities of the body's interface, or with clearAll of `chip`: the transport's status, or 25 without a
-// target. The lines carry `function`.
-uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body,
-                          const qosChip_t *chip);
+// A read in the request buffer, which is clear as far as a response reaches, with `keys` keys counted and empty.
+cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys);
+// Sends `length` bytes of it: its in size, or its out size where the bitmap behind the keys goes with them. The
+// response through *response; the transport's status.
+uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
+                        const unsigned char **response);
+
+// Clears eight priorities of the body's interface, or with clearAll of the walk's chip: the transport's status, or 25
+// without a target. The lines carry `function`.
+uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
 
 #endif

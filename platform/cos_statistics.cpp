@@ -8,6 +8,7 @@
 #include "channels/driver_request.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
+#include "platform/cos_port.h"
 
 namespace {
 
@@ -71,27 +72,26 @@ const qosIf_t *cosStatInterface(qosStatsHead_t *body)
     return nullptr;
 }
 
-cosStatAnswer_t cosStatFetch(const cosStatRow_t &row, qosStatsHead_t *body)
+cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body)
 {
     const qosIf_t *interface = cosStatInterface(body);
     if (!interface)
         return {QOS_MSG_UNSERVED, nullptr, nullptr, 0};
     buildRead(row, body);
-    return sendRead(row.function, row.failed, row.in_size, row.out_size, interface, body);
-}
-
-uint32_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body)
-{
-    const cosStatAnswer_t answer = cosStatFetch(row, body);
+    const cosStatAnswer_t answer = sendRead(row.function, row.failed, row.in_size, row.out_size, interface, body);
     if (answer.rc == QOS_MSG_DONE)
         statCopy(row.steps, answer.bytes, answer.length, body);
-    return answer.rc;
+    return answer;
 }
 
-cosStatAnswer_t cosPortFetch(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body)
+cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body)
 {
     constexpr uint32_t size = sizeof(cosPortStats_t);
     constexpr uint32_t origin = offsetof(cosPortStats_t, num_ports);
+    const qosIf_t *interface =
+        row.unknown == QOS_MSG_NOT_FOUND ? cosFindPort(row.function, body->ifindex) : cosStatInterface(body);
+    if (!interface)
+        return {row.unknown, nullptr, nullptr, 0};
     auto *record = start<cosPortStats_t>(COS_STATS_READ, size, size);
     record->device = STAT_DEV_PORT;
     record->num_ports = 1;
@@ -105,15 +105,16 @@ cosStatAnswer_t cosPortFetch(const cosPortRow_t &row, const qosIf_t *interface, 
         QOS_ERR_AT(row.copy_function, "max_ifs (%d) not matching expected count (1)", ports);
     answer.bytes += origin;
     answer.length -= origin;
+    statCopy(row.steps, answer.bytes, answer.length, body);
     return answer;
 }
 
-uint32_t cosPortRead(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body)
+uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps)
 {
-    const cosStatAnswer_t answer = cosPortFetch(row, interface, body);
-    if (answer.rc == QOS_MSG_DONE)
-        statCopy(row.steps, answer.bytes, answer.length, body);
-    return answer.rc;
+    for (const cosClearStep_t step : steps)
+        if (const uint32_t rc = step(body))
+            return rc;
+    return QOS_MSG_DONE;
 }
 
 uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body)

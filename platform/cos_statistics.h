@@ -7,6 +7,7 @@
 #define PLATFORM_COS_STATISTICS_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 
 #include "agent/messages.h"
@@ -29,6 +30,16 @@ struct cosStatRow_t {
     std::span<const statStep_t> steps;        // from the start of the response
 };
 
+// A read of port counters; the steps count from the word that gives the number of ports.
+struct cosPortRow_t {
+    const char *function;
+    const char *copy_function; // null: the response's number of ports is not looked at
+    cosPortKind_t kind;
+    uint32_t unknown;                         // for an unknown interface: 24 with a line, or 25 in the body's status
+    qosText_t<const char *, uint32_t> failed; // with the port's name
+    std::span<const statStep_t> steps;
+};
+
 // An answer to a read. The bytes are those from the steps' origin on and are gone with the next request.
 struct cosStatAnswer_t {
     uint32_t rc; // what also stands in the body's status; the rest counts only if it is 0
@@ -40,32 +51,25 @@ struct cosStatAnswer_t {
 // The body's interface, which has a chip; else null with 25 in the status and no line.
 const qosIf_t *cosStatInterface(qosStatsHead_t *body);
 
-// Sends the request of a row to the chip of the body's interface.
-cosStatAnswer_t cosStatFetch(const cosStatRow_t &row, qosStatsHead_t *body);
+// Sends the request of a row to the chip of the body's interface and runs the steps. A failed read leaves the reply as
+// it came. A response that counts other than one port is reported and taken.
+cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
+cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body);
 
-// The same, and runs the steps. A failed read leaves the reply as it came.
-uint32_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
-
-// A read of port counters; the steps count from the word that gives the number of ports.
-struct cosPortRow_t {
-    const char *function;
-    const char *copy_function; // null: the response's number of ports is not looked at
-    cosPortKind_t kind;
-    qosText_t<const char *, uint32_t> failed;
-    std::span<const statStep_t> steps;
-};
-
-// Asks for the counters of an interface with a chip. A response that counts other than one port is reported and taken.
-cosStatAnswer_t cosPortFetch(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body);
-uint32_t cosPortRead(const cosPortRow_t &row, const qosIf_t *interface, qosStatsHead_t *body);
-
-// Runs a row for the function whose body is of another type.
+// Runs a row for the function whose body is of another type, then `more` for what is not a step.
 template <const auto &Row, typename Body>
-uint32_t cosStatRun(Body *body)
+uint32_t cosStatRun(Body *body, void (*more)(const cosStatAnswer_t &answer, Body *body) = nullptr)
 {
     static_assert(statReach(Row.steps) <= sizeof(Body));
-    return cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
+    const cosStatAnswer_t answer = cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
+    if (answer.rc == QOS_MSG_DONE && more)
+        more(answer, body);
+    return answer.rc;
 }
+
+// Runs the steps of a clear in turn; the first failure ends it and is the result.
+using cosClearStep_t = uint32_t (*)(qosClearStatsMsg_t *body);
+uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps);
 
 // Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
 // status, or 25 without a target. The second leaves that in the body's status.

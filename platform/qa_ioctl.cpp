@@ -1,4 +1,4 @@
-// The rows of the back-end table. Entries of operations that are not built yet are null, and are answered as such.
+// The rows of the back-end table, one a chip type. What a row does not set is null: the type lacks the operation.
 #include "platform/qa_ioctl.h"
 
 #include "core/handler.h"

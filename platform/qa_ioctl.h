@@ -1,17 +1,15 @@
 // The back-end table: what each chip type does for each message code. Modules call an entry and never a family.
 //
 // Contract of an entry:
-//   - Called on the main thread with the body of a message, on the wire or built by a module; it blocks until the
-//   driver
-//     has answered.
-//   - It resolves its target first, sends its record or records, stores the outcome in the body's `status` where the
-//   body
-//     has one, on success as well, and returns it: 0, 13 send failed, 22 the driver refused, 24 or 25 unknown interface
-//     or chip, or a transport code.
+//   - It is called on the main thread with the body of a message, on the wire or built by a module, and blocks until
+//     the driver has answered.
+//   - It resolves its target first. An unknown interface or chip is 24 with a line in a configuration step, 25 in the
+//     body's status and without a line in most statistics.
+//   - It sends its record or records, stores the outcome in the body's `status` where the body has one, on success as
+//     well, and returns it: 0, 13 send failed, 22 the driver refused, or a transport code.
 //   - It changes nothing of the agent's tables but what its own comment says, and undoes nothing.
 //   - A null entry means that the chip type does not have the operation. A caller that needs it traces so and answers
-//   1,
-//     or 25 for statistics; an optional step is left out silently.
+//     1, or 25 for statistics; an optional step is left out silently.
 #ifndef PLATFORM_QA_IOCTL_H
 #define PLATFORM_QA_IOCTL_H
 
@@ -32,7 +30,7 @@ using qaChipInit_t = int (*)(qosChip_t *chip);
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn;
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn;
 
-// Policer step of each chip type, in bit/s per unit of a rate.
+// Policer step of each chip type, in bytes per second. Only those of the Mirelle types are used.
 extern const std::array<uint16_t, QOS_CHIP_TYPES> qos_chip_pol_step_size;
 
 // The entry of a chip for a message code, or null.

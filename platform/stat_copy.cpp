@@ -24,11 +24,6 @@ void writeNumber(unsigned char *to, unsigned width, uint64_t value)
         to[i] = static_cast<unsigned char>(value);
 }
 
-void writeText(char *text, size_t size, uint64_t value)
-{
-    snprintf(text, size, "%" PRIu64, value);
-}
-
 void runStep(const statStep_t &step, const unsigned char *response, size_t length, unsigned char *body)
 {
     const uint64_t mask = step.bits < 64 ? (uint64_t{1} << step.bits) - 1 : ~uint64_t{0};
@@ -37,7 +32,7 @@ void runStep(const statStep_t &step, const unsigned char *response, size_t lengt
         const uint64_t value = whole >> (step.shift + step.shift_stride * i) & mask;
         unsigned char *to = body + step.to + size_t{step.to_stride} * i;
         if (step.form == statForm_t::Text)
-            writeText(reinterpret_cast<char *>(to), step.to_width, value << step.scale);
+            statWriteText(reinterpret_cast<char *>(to), step.to_width, value << step.scale);
         else
             writeNumber(to, step.to_width, value);
     }
@@ -51,11 +46,16 @@ void statCopy(std::span<const statStep_t> steps, const unsigned char *response, 
         runStep(step, response, length, static_cast<unsigned char *>(body));
 }
 
+void statWriteText(char *text, size_t size, uint64_t counter)
+{
+    snprintf(text, size, "%" PRIu64, counter);
+}
+
 void statAddText(char *text, size_t size, uint64_t counter)
 {
     char digits[STAT_TEXT_SIZE + 1] = {};
     memcpy(digits, text, std::min<size_t>(size, STAT_TEXT_SIZE));
-    writeText(text, size, strtoull(digits, nullptr, 10) + counter);
+    statWriteText(text, size, strtoull(digits, nullptr, 10) + counter);
 }
 
 void statCutText(char *field, size_t size, const char *text)

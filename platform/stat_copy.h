@@ -118,6 +118,9 @@ constexpr size_t statReach(std::span<const statStep_t> steps)
 // Runs the steps. Of the response `length` bytes can be read; what a step finds behind them is 0.
 void statCopy(std::span<const statStep_t> steps, const unsigned char *response, size_t length, void *body);
 
+// A counter as decimal text, cut to `size` bytes with its terminator; what stands behind that is left.
+void statWriteText(char *text, size_t size, uint64_t counter);
+
 // Adds a counter to a decimal text of at most `size` bytes, terminator included; the text is read as strtoull reads it,
 // one without a number as 0. The sum wraps in 64 bits. A text that is not terminated is read to its end.
 void statAddText(char *text, size_t size, uint64_t counter);

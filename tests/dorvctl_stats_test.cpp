@@ -94,7 +94,7 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"buffers", "1/3", "tmc"}, "", "1,2,3,4"}, {61, 62}, "18418000ffffff9d01020304"},
         {{{"buffers", "egress", "tmc-chip", "1/3"}}, {60}, "18418000"},
         {{{"queue-state", "plc", "1/3"}}, {53, 54}, "18418000"},
-        {{{"red", "1/3@1"}}, {35}, "88410000ffffff9d000000080000000100020003000400050006000718418001"},
+        {{{"red", "1/3@1"}}, {35}, "88410000ffffff9d000000000000000100020003000400050006000718418001"},
         {{{"tmc", "1/3@1"}}, {48}, "ffffff9d8841000000000009"},
         {{{"policers", "1/3"}, "7,9"}, {40}, "88400000ffffff9d000000000002184180000000000700"},
         {{{"policers", "egress", "all"}, "7,9"}, {40, 40}, "8bc00000ffffff9d0000000100018bc000000000000900"},
@@ -203,10 +203,10 @@ TEST(Stats, TablesOfReplies)
     EXPECT_EQ(rows[1]["frames"], 6);
     const ctlJson red = stats({{"red", "1/1,1/2"}}).json();
     ASSERT_EQ(red[0]["rows"].size(), 1u);
-    EXPECT_EQ(red[0]["rows"][0]["level3_b"], 9);
+    EXPECT_EQ(red[0]["rows"][0]["level3_bytes"], 9);
     ASSERT_EQ(red[1]["rows"].size(), 1u);
-    EXPECT_EQ(red[1]["rows"][0]["level2_b"], 8);
-    EXPECT_TRUE(red[1]["rows"][0]["level3_a"].is_null()) << "that family has three levels";
+    EXPECT_EQ(red[1]["rows"][0]["red_bytes"], 8);
+    EXPECT_TRUE(red[1]["rows"][0]["level3_frames"].is_null()) << "that family has three levels";
     rows = stats({{"buffers", "tmc", "ingress", "1/1"}, "", "", 0, true}).json()[0]["rows"];
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0]["v3"], (uint64_t{1} << 32) + 2);
@@ -221,8 +221,11 @@ TEST(Stats, RatesComeOfTwoReads)
 {
     std::atomic<int> reads{0};
     peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
+                  if (message.code == QOS_GET_PORTPRI_BUFFERS)
+                      return put(message, "tailDropThreshold", "5000");
                   const bool second = ++reads > 2;
                   if (message.code == 25) {
+                      EXPECT_EQ(get(message, "port_threshold"), 5000u) << "what the agent is to divide";
                       put(message, "threshold", second ? "900*8" : "100*8");
                       put(message, "drop_total", second ? "1000" : "400");
                   } else {

@@ -12,10 +12,12 @@
 #include <unistd.h>
 
 #include "tools/commands.h"
+#include "tools/complete.h"
 #include "tools/error.h"
 #include "tools/node.h"
 #include "tools/report.h"
 #include "tools/scenario.h"
+#include "tools/show.h"
 #include "tools/values.h"
 
 namespace {
@@ -517,6 +519,58 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
     EXPECT_TRUE(ctlProcesses("").empty());
 }
 
+TEST(Dorvctl, OfSeveralAgentsTheActiveOneIsMeant)
+{
+    const auto inRole = [](std::string role) {
+        return [role](peer &self, const std::string &command, const sockaddr_un &from) {
+            self.reply(command == "stat" ? R"(ok {"role":")" + role + "\"}" : "ok\n\tMsg Sent\n" + role, from);
+        };
+    };
+    std::ostringstream out;
+    const auto shown = [&](const std::string &pid) {
+        out.str("");
+        ctlShowTable("mi", {pid, false, 1}, out);
+        return out.str();
+    };
+    const std::string own = "." + std::to_string(getpid());
+    peer first("ctl", "dorvald.1", inRole("standby"));
+    EXPECT_EQ(shown(""), "\tMsg Sent\nstandby\n"); // there is no other
+    peer second("ctl", "dorvald.2", inRole("standby"));
+    EXPECT_NE(refusal([&] { shown(""); }).find("2 agents run, and none of them active; name one with --pid: 1" + own),
+              std::string::npos);
+    peer third("ctl", "dorvald.3", inRole("active"));
+    EXPECT_EQ(shown(""), "\tMsg Sent\nactive\n");
+    EXPECT_EQ(shown("2" + own), "\tMsg Sent\nstandby\n");
+    EXPECT_THROW(shown("4"), ctlError_t);
+}
+
+TEST(Dorvctl, CompletesWords)
+{
+    peer fake("ctl", "dorvald", [](peer &self, const std::string &, const sockaddr_un &from) {
+        self.reply("ok\nx\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n", from);
+    });
+    const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"-v", false}}}, {"stats", {}}, {"show", {}}};
+    const struct {
+        words typed, list;
+    } rows[] = {
+        {{"s"}, {"send", "show", "stats"}},
+        {{"send", "-v", "COST"}, {"COSTRUST", "COSTCMAP"}},
+        {{"send", "--slot", ""}, {}},
+        {{"send", "--slot", "2", "COSTRUST", "cos_"}, {"cos_trust=", "cos_map="}},
+        {{"send", "COSTRUST", "cos_trust=1", "+", "DSCPM"}, {"DSCPMAP"}},
+        {{"send", "COSTRUST", "+", "IFADD", "ifIndex="}, {"ifIndex=te1/3", "ifIndex=chip1/0", "ifIndex=all"}},
+        {{"send", "NONSENSE", ""}, {}},
+        {{"send", "COSTRUST", "nonsense="}, {}},
+        {{"send", "-"}, {"--slot", "-v"}},
+        {{"stats", "buffers", "e"}, {"egress"}},
+        {{"stats", "queue", "te"}, {"te1/3"}},
+        {{"show", "sl"}, {"slots"}},
+        {{"nothing", ""}, {}},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(ctlComplete(grammar, row.typed), row.list) << row.typed.back();
+}
+
 TEST(Dorvctl, FollowsARing)
 {
     const struct {
@@ -560,6 +614,10 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"decode 67 --json", CTL_FAILED, "1 bytes left over"},
         {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
         {"send --help", CTL_DONE, "--raw-tail"},
+        {"show slot", CTL_USAGE, "nearest is slots"},
+        {"show slots", CTL_SILENT, "no dorvald runs"},
+        {"show COSTRUST --pid 1", CTL_USAGE, "go with a table"},
+        {"complete watch --co", CTL_DONE, "--count\n"},
     };
     for (const auto &row : rows)
         expectProgram(row.arguments, row.exit, row.says);

@@ -4,166 +4,12 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <memory>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <gtest/gtest.h>
+#include "tests/hsld_fixture.h"
 
-#include "hsl/server.h"
+namespace hsld_test {
 
 namespace {
-
-constexpr uint32_t PORT = 0x18408000;  // type 6, slot 1, port 1, chip 0
-constexpr uint32_t CHIP = 0x88400000;  // slot 1, chip 0
-constexpr uint32_t OTHER = 0x88410000; // slot 1, chip 1
-
-struct Poke {
-    size_t offset;
-    unsigned width;
-    uint64_t value;
-};
-
-hslBuffer zeros(size_t bytes, const std::vector<Poke> &pokes = {})
-{
-    hslBuffer record(bytes);
-    for (auto &poke : pokes)
-        hslPut(record, poke.offset, poke.width, poke.value);
-    return record;
-}
-
-hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const std::vector<Poke> &pokes = {})
-{
-    auto record = zeros(bytes, pokes);
-    hslPut(record, 0, 4, command);
-    hslPut(record, 4, 2, bytes);
-    hslPut(record, 6, 1, operation);
-    return record;
-}
-
-hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const std::vector<Poke> &pokes = {})
-{
-    auto record = zeros(in, pokes);
-    hslPut(record, 0, 4, command);
-    hslPut(record, 8, 4, in);
-    hslPut(record, 12, 4, out);
-    return record;
-}
-
-uint32_t native(const hslBuffer &bytes, size_t offset, size_t width)
-{
-    uint32_t word = 0;
-    uint16_t half = 0;
-    if (offset + width > bytes.size())
-        return ~0u;
-    std::memcpy(width == 4 ? static_cast<void *>(&word) : &half, bytes.data() + offset, width);
-    return width == 4 ? word : half;
-}
-
-// A socket of an agent at RUN/qos/NAME.
-struct Peer {
-    int fd;
-    sockaddr_un address{};
-
-    Peer(const std::string &run, const std::string &name, const char *folder = "/qos/")
-        : fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0))
-    {
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, (run + folder + name).c_str());
-        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    }
-    Peer(const Peer &) = delete;
-    ~Peer()
-    {
-        close(fd);
-        unlink(address.sun_path);
-    }
-    void send(const std::string &path, const hslBuffer &bytes) const
-    {
-        sockaddr_un to{};
-        to.sun_family = AF_UNIX;
-        std::strcpy(to.sun_path, path.c_str());
-        EXPECT_EQ(sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>(&to), sizeof to),
-                  static_cast<ssize_t>(bytes.size()));
-    }
-    hslBuffer receive() const // empty if nothing has come
-    {
-        hslBuffer bytes(65536);
-        auto got = recv(fd, bytes.data(), bytes.size(), 0);
-        bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
-        return bytes;
-    }
-};
-
-class Hsld : public ::testing::Test {
-protected:
-    std::string run;
-    hslServer_t server;
-    std::unique_ptr<Peer> agent;
-    uint32_t seq = 0;
-
-    void SetUp() override
-    {
-        // The host library looks at the variable once in a process.
-        static const std::string once = [] {
-            char name[] = "/tmp/hsld_test.XXXXXX";
-            std::string dir = mkdtemp(name);
-            setenv("VELMAR_RUN", dir.c_str(), 1);
-            atexit([] {
-                auto remove = std::string("rm -r ") + getenv("VELMAR_RUN");
-                if (system(remove.c_str()))
-                    return;
-            });
-            return dir;
-        }();
-        run = once;
-        ASSERT_EQ(hslOpen(server), "");
-        ASSERT_EQ(hslModelDeclare(server.model, "1/0:tessel:24"), "");
-        ASSERT_EQ(hslModelDeclare(server.model, "1/1:larkin:4"), "");
-        ASSERT_EQ(hslModelDeclare(server.model, "2/0:mirelle2:64"), "");
-        agent = std::make_unique<Peer>(run, "group1." + std::to_string(getpid()));
-    }
-    void TearDown() override { hslClose(server); }
-
-    void send(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101, uint32_t expected = 65536)
-    {
-        hslBuffer frame(48);
-        auto length = static_cast<uint32_t>(48 + record.size());
-        ++seq;
-        std::memcpy(&frame[0], &length, 4);
-        std::memcpy(&frame[4], &type, 2);
-        std::memcpy(&frame[8], &seq, 4);
-        hslPut(frame, 20, 4, target);
-        hslPut(frame, 28, 4, 6);
-        hslPut(frame, 40, 4, record.size());
-        hslPut(frame, 44, 4, expected);
-        frame.insert(frame.end(), record.begin(), record.end());
-        agent->send(run + "/qos/driver", frame);
-    }
-    hslBuffer ask(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101)
-    {
-        send(record, target, type);
-        hslStep(server, 0);
-        return agent->receive();
-    }
-    // The record of the answer, checked as a frame.
-    hslBuffer answer(const hslBuffer &record, uint32_t target = CHIP)
-    {
-        auto bytes = ask(record, target);
-        auto length = native(bytes, 0, 4);
-        EXPECT_LE(length, bytes.size());
-        return length < 48 || length > bytes.size() ? hslBuffer()
-                                                    : hslBuffer(bytes.begin() + 48, bytes.begin() + length);
-    }
-    std::string control(const std::string &command) { return hslControl(server, command); }
-    hslJson json(const std::string &command)
-    {
-        auto text = control(command);
-        EXPECT_EQ(text.substr(0, 3), "ok ") << text;
-        return hslJson::parse(text.substr(3), nullptr, false);
-    }
-};
 
 struct Row {
     hslBuffer record;
@@ -353,18 +199,6 @@ TEST_F(Hsld, UnreadableRequestsGetAnErrorFrame)
     // Nothing is read behind a datagram of any length.
     for (size_t bytes = 0; bytes < 60; ++bytes)
         hslServe(server, hslBuffer(bytes, 0xFF), "");
-}
-
-hslBuffer bulkOf(const std::vector<hslBuffer> &nested)
-{
-    hslBuffer record(36);
-    for (auto &each : nested)
-        record.insert(record.end(), each.begin(), each.end());
-    hslPut(record, 0, 4, 0x00070000);
-    hslPut(record, 8, 4, record.size());
-    hslPut(record, 12, 4, record.size());
-    hslPut(record, 32, 2, nested.size());
-    return record;
 }
 
 TEST_F(Hsld, BulkAnswersInPlaceAndEndsAtTheFirstFailure)
@@ -752,168 +586,6 @@ TEST_F(Hsld, CongestionSetupStandsByPriority)
     EXPECT_EQ(queues[5]["threshold"], 77);
 }
 
-// Traffic on a clock of its own, ahead of the real one, so that counters come out to the byte.
-class Traffic : public Hsld {
-protected:
-    uint64_t at = uint64_t{1} << 40;
-
-    void SetUp() override
-    {
-        Hsld::SetUp();
-        pass(0);
-    }
-    void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
-    void offer(const std::string &words) { EXPECT_EQ(control("traffic " + words), "ok"); }
-    hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return server.model.ports.at(port).traffic.queues[p]; }
-    std::vector<uint64_t> drops() // frames and bytes, as a drop monitor reads them
-    {
-        auto response = answer(bulkOf({cos(0x0127080A, 448, 448, {{28, 4, PORT}})}));
-        return {hslGet(response, 36 + 432, 8), hslGet(response, 36 + 440, 8)};
-    }
-    std::vector<uint64_t> policed(uint32_t device, uint32_t id, uint32_t group = 0, uint32_t target = CHIP)
-    {
-        auto response = answer(
-            cos(0x06270000, 60, 96, {{28, 4, device}, {34, 2, 1}, {36, 2, 1}, {48, 4, id}, {52, 4, group}}), target);
-        return {hslGet(response, 72, 8), hslGet(response, 80, 8), hslGet(response, 88, 8)};
-    }
-};
-
-TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
-{
-    answer(cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 12, 4, 1}, {76 + 12, 4, 1000000}}));
-    offer("te1/1 priority=3 rate=9G");
-    pass(1000);
-    EXPECT_EQ(drops(), (std::vector<uint64_t>{0, 0}));
-    // 2 of 12 Gbit/s are too many: 4 ms to fill the queue, then 250 MB a second.
-    offer("te1/1 priority=3 rate=12G");
-    pass(3);
-    EXPECT_EQ(hslCount(queue(3).level.now), 750000u);
-    EXPECT_EQ(drops()[1], 0u);
-    pass(1001);
-    EXPECT_EQ(drops(), (std::vector<uint64_t>{250000, 250000000}));
-    EXPECT_EQ(hslCount(queue(3).forwarded), 1125000000u + 1255000000);
-    EXPECT_EQ(hslCount(queue(3).enqueued), 1125000000u + 1256000000);
-    auto counters = answer(cos(0x06270000, 504, 504, {{28, 4, 49}, {32, 4, 1}, {40, 4, 2}, {48, 4, PORT}}));
-    EXPECT_EQ(hslGet(counters, 32 + 0x18 + 24, 8), 2380000u);
-    EXPECT_EQ(hslGet(counters, 32 + 0x58 + 24, 8), 2380000000u / 8);
-    EXPECT_EQ(hslGet(counters, 32 + 0x128, 8), 2381000u);
-    // Cleared, a lower threshold takes nothing until the queue has drained to it, and then all is as before.
-    answer(cos(0x06270001, 44, 44, {{28, 4, 49}, {32, 4, 1}, {40, 4, PORT}}));
-    EXPECT_EQ(drops()[1], 0u);
-    answer(cos(0x01270805, 108, 28, {{28, 4, PORT}, {44 + 12, 4, 1}, {76 + 12, 4, 500000}}));
-    for (int i = 0; i < 100; ++i) // many short strides are one long one
-        pass(10);
-    EXPECT_EQ(drops()[1], 250500000u);
-    offer("te1/1 off");
-    pass(uint64_t{40} * 86400 * 1000);
-    EXPECT_EQ(queue(3).level.now, 0);
-    EXPECT_EQ(drops()[1], 250500000u);
-    EXPECT_FALSE(server.model.traffic_runs);
-    answer(cos(0x06270001, 40, 40, {{28, 4, 49}, {36, 4, 0x40000000}}));
-    EXPECT_EQ(drops()[0], 0u);
-}
-
-TEST_F(Traffic, APausedSenderLosesNothing)
-{
-    answer(cos(0x01270802, 52, 28, {{28, 4, PORT}, {32, 4, 3}, {40, 4, 1}, {44, 4, 100000}}));
-    offer("te1/1 priority=3 rate=12G");
-    offer("te1/1 priority=4 rate=12G");
-    pass(2000);
-    EXPECT_EQ(queue(3).dropped, 0);
-    EXPECT_EQ(hslCount(queue(3).level.now), 100000u);
-    EXPECT_EQ(hslCount(queue(3).held + queue(3).enqueued), 3000000000u);
-    EXPECT_GT(queue(4).dropped, 1e9);
-}
-
-TEST_F(Traffic, SchedulerAndShaperShareThePort)
-{
-    auto scheduler = cos(0x01270002, 144, 144, {{28, 4, PORT}, {32, 4, 6}, {108 + 28, 4, 4000}, {140, 1, 0x7F}});
-    for (size_t p = 0; p < 8; ++p)
-        hslPut(scheduler, 44 + 4 * p, 4, p == 1 ? 3 : 1);
-    answer(scheduler, 0x8BC00000);
-    for (auto p : {"0", "1", "7"})
-        offer(std::string("te1/1 rate=10G priority=") + p);
-    offer("te1/1 priority=2 rate=400M"); // less than its share, the rest goes to 0 and 1
-    struct {
-        uint32_t shaper, forwarded[8]; // Mbit/s, kB in a second
-    } cases[] = {{0, {175000, 525000, 50000, 0, 0, 0, 0, 500000}},
-                 {8000, {112500, 337500, 50000, 0, 0, 0, 0, 500000}},
-                 {2000, {0, 0, 0, 0, 0, 0, 0, 250000}}};
-    for (auto &test : cases) {
-        answer(cos(0x01270003, 40, 28, {{28, 4, 1}, {32, 4, PORT}, {36, 4, test.shaper}}));
-        for (unsigned p = 0; p < 8; ++p)
-            queue(p).forwarded = 0;
-        pass(1000);
-        for (unsigned p = 0; p < 8; ++p)
-            EXPECT_NEAR(queue(p).forwarded / 1000, test.forwarded[p], 0.01) << test.shaper << " priority " << p;
-    }
-}
-
-TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
-{
-    auto add = [](uint32_t direction, uint32_t id, uint32_t group = 0) {
-        return cos(0x09270002, 88, 88,
-                   {{28, 4, direction},
-                    {32, 8, 500000},
-                    {40, 8, 1000000},
-                    {56, 8, 2000000},
-                    {76, 4, group << 28},
-                    {80, 4, id}});
-    };
-    const uint32_t in = 0x80000000, mirelle2 = 0x88800000, last = 6u << 26 | 2u << 22 | 64u << 15;
-    using three = std::vector<uint64_t>;
-    answer(bulkOf({add(in, 7), cos(0x09270004, 40, 40, {{28, 4, in}, {32, 4, PORT}, {36, 4, 7}})}));
-    answer(add(in, 8));
-    // 5 MB a second: the bucket lasts 125 ms, then 1 conforms, 2 exceed and 2 are too many.
-    offer("te1/1 priority=2 rate=40M kind=broadcast");
-    pass(1125);
-    EXPECT_EQ(policed(46, 7), (three{1625000, 2000000, 2000000}));
-    EXPECT_EQ(policed(46, 8), (three{0, 0, 0}));
-    EXPECT_EQ(policed(47, 7), (three{0, 0, 0}));
-    EXPECT_EQ(hslCount(queue(2).enqueued), 3625000u);
-    EXPECT_EQ(json("show chip 1/0")["policers"][0]["violate_frames"], 2000);
-    // Clears carry all flags set and an id; what they do not name stays.
-    answer(cos(0x06270001, 60, 60, {{28, 4, 46}, {34, 2, 1}, {48, 4, 8}, {56, 4, 65535}}));
-    EXPECT_EQ(policed(46, 7)[2], 2000000u);
-    answer(cos(0x06270001, 60, 60, {{28, 4, 46}, {34, 2, 1}, {48, 4, 7}, {56, 4, 65535}}));
-    EXPECT_EQ(policed(46, 7), (three{0, 0, 0}));
-    // The bucket fills while nothing comes. A flow may name its policer; without one nothing is policed.
-    offer("te1/1 off");
-    pass(10000);
-    answer(cos(0x09270005, 36, 36, {{28, 4, in}, {32, 4, PORT}}));
-    offer("te1/1 priority=2 rate=40M");
-    offer("te1/1 priority=2 rate=40M kind=multicast policer=7");
-    pass(125);
-    EXPECT_EQ(policed(46, 7), (three{625000, 0, 0}));
-    EXPECT_EQ(json("traffic list")[1], hslJson({{"port", "te1/1"},
-                                                {"ifindex", "0x18408000"},
-                                                {"priority", 2},
-                                                {"kind", "multicast"},
-                                                {"rate", 40000000},
-                                                {"policer", 7}}));
-    // Behind the queue, and of the port's own group.
-    for (uint32_t group : {0, 7})
-        answer(add(0, 9, group), mirelle2);
-    answer(cos(0x09270004, 40, 40, {{32, 4, last}, {36, 4, 9}}), mirelle2);
-    offer("te2/64 priority=1 rate=40M");
-    pass(1125);
-    EXPECT_EQ(policed(47, 9, 7, mirelle2), (three{1625000, 2000000, 2000000}));
-    EXPECT_EQ(policed(47, 9, 0, mirelle2), (three{0, 0, 0}));
-    EXPECT_EQ(hslCount(queue(1, last).forwarded), 3625000u);
-    EXPECT_EQ(answer(cos(0x09270003, 36, 36, {{28, 4, 1}, {32, 4, 7}})).size(), 36u); // removed in use
-    pass(1000);
-    EXPECT_EQ(policed(46, 7), (three{0, 0, 0}));
-    EXPECT_EQ(json("show")["warnings"], hslJson::array());
-}
-
-TEST_F(Hsld, TrafficFollowsTheDriversClock)
-{
-    control("traffic te1/1 priority=0 rate=12G");
-    control("clock step 100");
-    auto response = answer(cos(0x0127080A, 448, 448, {{28, 4, PORT}}));
-    EXPECT_NEAR(static_cast<double>(hslGet(response, 440, 8)), 25e9, 5e9);
-}
-
 TEST_F(Hsld, ControlSocketAnswersItsSender)
 {
     Peer user(run, "user." + std::to_string(getpid()), "/ctl/");
@@ -951,6 +623,11 @@ TEST_F(Hsld, ControlSocketAnswersItsSender)
                        "traffic te1/1 priority=1 rate=-1",
                        "traffic te1/1 priority=1 rate=1Q",
                        "traffic te1/1 priority=1 rate=1 kind=beam",
+                       "traffic te1/1 drop reason=128 rate=1",
+                       "traffic te1/1 drop rate=1",
+                       "traffic te1/1 reason=1 rate=1",
+                       "traffic te1/1 pause priority=8 on",
+                       "traffic te1/1 pause priority=1",
                        "clock step -1",
                        "stall soon",
                        "data command=1",
@@ -972,3 +649,5 @@ TEST_F(Hsld, ASecondDriverIsTurnedAway)
 }
 
 } // namespace
+
+} // namespace hsld_test

@@ -2,6 +2,7 @@
 #include "lib/kor.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -65,22 +66,10 @@ TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
     EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
 }
 
-TEST_F(KorTest, TheManagerInstallsItsCommandsInOrder)
+TEST_F(KorTest, TheManagerInstallsItsCommandsByMode)
 {
     start(false);
     EXPECT_EQ(lib->protocol, 47u);
-    const char *const texts[] = {"interface tengigabitethernet Slot/Port ", "interface vlan VLAN_INTF_ID",
-                                 "no interface vlan VLAN_RANGE", "interface port-channel <1-6144> ",
-                                 "no interface port-channel <1-6144>"};
-    const cli_installed_t *at = lib->ctree->mode[CONFIG_MODE].head;
-    for (const char *text : texts) {
-        ASSERT_NE(at, nullptr);
-        EXPECT_STREQ(at->element->text, text);
-        EXPECT_EQ(at->level, 1);
-        EXPECT_EQ(at->flags, 0x10000u);
-        at = at->next;
-    }
-    EXPECT_EQ(at, nullptr);
     EXPECT_TRUE(lib->ctree->mode[VLAN_INTERFACE_MODE].has_default);
     EXPECT_FALSE(lib->ctree->mode[EXEC_MODE].has_default);
     EXPECT_EQ(lib->ctree->mode[INTERFACE_MODE].config_write, qos_if_config_write);
@@ -88,9 +77,91 @@ TEST_F(KorTest, TheManagerInstallsItsCommandsInOrder)
 
     cli.mode = EXEC_MODE;
     EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory statistics"), 0);
-    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory"), CLI_NO_COMMAND);
+    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory"), CLI_INCOMPLETE);
     EXPECT_EQ(run("show dorvmd memory statistics"), CLI_NO_COMMAND); // another mode
     EXPECT_EQ(run("interface vlan 2 3"), CLI_NO_COMMAND);
+}
+
+TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
+{
+    start(false);
+    static const cli_element_t ping = {"interface v VLAN_INTF_ID", [](cli_t *, int, char **) { return 77; }, nullptr};
+    ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0);
+    ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0); // a second time changes nothing
+    EXPECT_EQ(lib->ctree->mode[CONFIG_MODE].tail->element, &ping);
+    const struct {
+        const char *text;
+        int result;
+        const char *choices; // at its end
+        const char *tail;    // what Tab adds
+    } cases[] = {
+        {"", CLI_NO_COMMAND, "interface no exit end", ""},
+        {"e", CLI_AMBIGUOUS, "exit end", ""},
+        {"ex", 0, "exit", "it "},
+        {"in", CLI_INCOMPLETE, "interface", "terface "},
+        {"int ", CLI_INCOMPLETE, "tengigabitethernet vlan port-channel v", ""},
+        {"int vl 7", 0, "VLAN_INTF_ID", ""},
+        {"int v 7", 77, "VLAN_INTF_ID", ""}, // a whole word wins over a longer one
+        {"  no  int  p ", CLI_INCOMPLETE, "<1-6144>", ""},
+        {"no interface port-channel 9 ", 0, "<cr>", ""},
+        {"no interface port-channel 9 9", CLI_NO_COMMAND, "", ""},
+        {"interfaces", CLI_NO_COMMAND, "", ""},
+        {"x y", CLI_NO_COMMAND, nullptr, ""},
+        {"e y", CLI_AMBIGUOUS, nullptr, ""},
+        {"1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17", CLI_NO_COMMAND, nullptr, ""},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(run(c.text), c.result) << c.text;
+        cli_choice_t choices[8];
+        const int count = cli_choices(lib->ctree, CONFIG_MODE, c.text, choices, 8);
+        EXPECT_EQ(count < 0, c.choices == nullptr) << c.text;
+        std::string words;
+        for (int i = 0; i < count; ++i)
+            words += (i ? " " : "") + std::string(choices[i].word, choices[i].length);
+        EXPECT_EQ(words, c.choices ? c.choices : "") << c.text;
+        char tail[32];
+        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, c.text, tail, sizeof tail), strlen(c.tail)) << c.text;
+        EXPECT_STREQ(tail, c.tail) << c.text;
+    }
+    // As far as the choices agree.
+    char tail[32];
+    static const cli_element_t show = {"show dorvmd mi statistics", ping.handler, nullptr};
+    ASSERT_EQ(cli_install_gen(lib->ctree, EXEC_MODE, 1, 0, &show), 0);
+    EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "show dorvmd m", tail, sizeof tail), 0u);
+    EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "sh d", tail, sizeof tail), 6u);
+}
+
+TEST_F(KorTest, ModesAreEnteredAndLeft)
+{
+    start(false);
+    ASSERT_EQ(cli_open(lib->ctree, &cli), 0);
+    cli_t other = printer.cli(CONFIG_MODE);
+    cli_t closed = printer.cli(CONFIG_MODE);
+    ASSERT_EQ(cli_open(lib->ctree, &other), 0);
+    ASSERT_EQ(cli_open(lib->ctree, &closed), 0);
+    for (cli_t *context : {&cli, &other, &closed})
+        ASSERT_EQ(cli_execute(lib->ctree, context, "interface port-channel 3"), 0);
+    cli_close(lib->ctree, &closed);
+    const struct {
+        const char *text;
+        int mode, result;
+    } steps[] = {{"interface vlan 3", PORT_CHANNEL_MODE, CLI_NO_COMMAND},
+                 {"exit", CONFIG_MODE, 0},
+                 {"exit", EXEC_MODE, 0},
+                 {"end", EXEC_MODE, CLI_NO_COMMAND},
+                 {"conf t", CONFIG_MODE, 0},
+                 {"interface vlan 3", VLAN_INTERFACE_MODE, 0},
+                 {"end", EXEC_MODE, 0},
+                 {"exit", EXEC_MODE, CLI_SESSION_ENDED}};
+    for (const auto &step : steps) {
+        EXPECT_EQ(cli_execute(lib->ctree, &cli, step.text), step.result) << step.text;
+        EXPECT_EQ(cli.mode, step.mode) << step.text;
+    }
+    // A deleted interface is no longer current anywhere; a closed context is left alone.
+    EXPECT_EQ(run("no interface port-channel 3"), 0);
+    EXPECT_EQ(current(), "vlan0.3");
+    EXPECT_EQ(other.ifindex_obj, nullptr);
+    EXPECT_NE(closed.ifindex_obj, nullptr);
 }
 
 TEST_F(KorTest, NumbersAreChecked)

@@ -250,6 +250,17 @@ TEST(Queue, FromAnotherThread)
     inside.expectErr("Module 200 has not registered for msgq callbacks");
 }
 
+// A number that names another slot than the node's 1 is handed back and nothing runs; there is no script to run here.
+TEST(TestPoints, AnActionForAnotherSlotIsLeftAlone)
+{
+    TestNode node;
+    for (const char *action : {"lib:hareboot", "lib:hafailover"}) {
+        EXPECT_EQ(node.ctl(std::string("tp ") + action + " 7"), "ok 7");
+        EXPECT_EQ(node.ctl(std::string("tp ") + action + " 1"), "ok 32512");
+        EXPECT_EQ(node.ctl(std::string("tp ") + action), "ok 32512");
+    }
+}
+
 TEST(Queue, RawMessagesOfANode)
 {
     TestNode node;

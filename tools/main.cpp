@@ -7,11 +7,13 @@
 #include <sstream>
 
 #include "tools/commands.h"
+#include "tools/complete.h"
 #include "tools/error.h"
 #include "tools/link.h"
 #include "tools/node.h"
 #include "tools/report.h"
 #include "tools/scenario.h"
+#include "tools/show.h"
 #include "tools/stats.h"
 #include "tools/top.h"
 
@@ -22,6 +24,7 @@ struct arguments {
     ctlWatch_t watch;
     ctlStatsOptions_t asked;
     ctlTop_t top;
+    ctlShow_t show;
     bool stats = false;
     std::vector<std::string> words;
     std::string raw, raw_tail, file, name, process = "dorvald";
@@ -185,12 +188,37 @@ int runWatch(arguments &args, const CLI::App &command)
     return ctlWatchAgents(args.options, args.watch, std::cout, std::cerr);
 }
 
-int runShow(const arguments &args)
+// A message; where there is none, the tables are among what may have been meant.
+const qosMsgInfo_t &findShown(const std::string &name)
 {
+    try {
+        return ctlFindMessage(name);
+    } catch (const ctlError_t &) {
+        const std::vector<std::string> tables = ctlShowNames();
+        std::vector<std::string> names = tables;
+        for (unsigned code = 0; code < QOS_MSG_CODES; code++)
+            names.push_back(ctlShortName(code));
+        const std::string nearest = ctlNearest(name, names);
+        if (std::find(tables.begin(), tables.end(), nearest) != tables.end())
+            ctlRefuse("no message or table is called '" + name + "'; the nearest is " + nearest);
+        throw;
+    }
+}
+
+int runShow(arguments &args, const CLI::App &command)
+{
+    const std::vector<std::string> tables = ctlShowNames();
+    if (std::find(tables.begin(), tables.end(), args.name) != tables.end()) {
+        ctlCatchSignals();
+        args.show.json = args.options.json;
+        return ctlShowTable(args.name, args.show, std::cout);
+    }
+    if (command.count("--pid") + command.count("--timeout") != 0)
+        ctlRefuse("--pid and --timeout go with a table of the agent, as in: show slots");
     if (args.name.empty())
         ctlPrintCatalogue(std::cout, args.options.json);
     else
-        ctlPrintLayout(std::cout, ctlFindMessage(args.name), args.options.json);
+        ctlPrintLayout(std::cout, findShown(args.name), args.options.json);
     return CTL_DONE;
 }
 
@@ -222,9 +250,14 @@ void addCommands(CLI::App &app, arguments &args)
     watch->add_option("--timeout", args.watch.timeout, "end after this many seconds")->check(CLI::NonNegativeNumber);
     watch->add_flag("--all", args.watch.all, "the echoes of all managers too");
 
-    CLI::App *show = app.add_subcommand("show", "the messages, or the fields of one of them");
-    show->add_option("name", args.name, "message name or code");
+    CLI::App *show = app.add_subcommand("show", "the messages, the fields of one of them, or a table of the agent");
+    show->add_option("name", args.name, "message name or code, or a table");
     show->add_flag("-j,--json", args.options.json, "as JSON");
+    show->add_option("--pid", args.show.pid, "the agent with this pid; else the only one, or the active one");
+    show->add_option("--timeout", args.show.timeout, "seconds to wait for the agent")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+    show->footer("Tables of the agent: " + CLI::detail::join(ctlShowNames(), ", ") + ".");
 
     addStatsCommands(app, args);
 
@@ -259,7 +292,7 @@ int run(CLI::App &app, arguments &args)
     if (name == "watch")
         return runWatch(args, command);
     if (name == "show")
-        return runShow(args);
+        return runShow(args, command);
     if (name == "decode")
         return runDecode(args);
     ctlCatchSignals();
@@ -289,6 +322,16 @@ void checkCommand(const CLI::App &app, int argc, char **argv)
                   " ('dorvctl --help' lists all)");
 }
 
+ctlGrammar_t grammarOf(CLI::App &app)
+{
+    ctlGrammar_t grammar;
+    for (CLI::App *command : app.get_subcommands([](CLI::App *) { return true; }))
+        for (const CLI::Option *option : command->get_options([](const CLI::Option *o) { return o->nonpositional(); }))
+            for (std::string name : CLI::detail::split(option->get_name(false, true), ','))
+                grammar[command->get_name()].push_back({name, option->get_expected_max() > 0});
+    return grammar;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -300,6 +343,11 @@ int main(int argc, char **argv)
     addCommands(app, args);
     app.footer(EXAMPLES);
     try {
+        if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
+            for (const std::string &word : ctlComplete(grammarOf(app), {argv + 2, argv + argc}))
+                std::cout << word << "\n";
+            return CTL_DONE;
+        }
         checkCommand(app, argc, argv);
         app.parse(argc, argv);
         return run(app, args);

@@ -117,6 +117,11 @@ std::string ctlMessageName(unsigned code)
     return qosMsgName(code);
 }
 
+std::string ctlShortName(unsigned code)
+{
+    return bare(ctlMessageName(code));
+}
+
 const qosMsgInfo_t &ctlFindMessage(const std::string &text)
 {
     unsigned code = 0;

@@ -20,6 +20,9 @@ const qosMsgInfo_t &ctlFindMessage(const std::string &text);
 // The full name of a code, also of the two that the catalogue leaves unnamed.
 std::string ctlMessageName(unsigned code);
 
+// The same as a person types it, without what all names share: COSTRUST.
+std::string ctlShortName(unsigned code);
+
 // The body of a message, an empty one for the code that has none.
 const wireBody &ctlBodyOf(const qosMsgInfo_t &info);
 

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <set>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -81,22 +82,62 @@ struct answerSocket {
     answerSocket &operator=(const answerSocket &) = delete;
 };
 
+// What a memory file holds; the descriptor is closed.
+std::string contentsOf(int file)
+{
+    struct stat about {};
+    std::string text;
+    if (fstat(file, &about) == 0)
+        text.resize(static_cast<size_t>(about.st_size));
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t got = pread(file, text.data() + done, text.size() - done, static_cast<off_t>(done));
+        if (got <= 0)
+            text.resize(done);
+        else
+            done += static_cast<size_t>(got);
+    }
+    close(file);
+    return text;
+}
+
+// Takes one datagram off the socket, if it is one of `from`. A datagram that could not hold the whole answer brings it
+// in a memory file.
+bool takeAnswer(int fd, const std::string &from, std::string &answer)
+{
+    sockaddr_un sender{};
+    answer.resize(LONGEST_ANSWER);
+    iovec data = {answer.data(), answer.size()};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+    msghdr message{};
+    message.msg_name = &sender;
+    message.msg_namelen = sizeof sender;
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (got < 0)
+        return false;
+    answer.resize(static_cast<size_t>(got));
+    const cmsghdr *rights = CMSG_FIRSTHDR(&message);
+    if (rights != nullptr && rights->cmsg_level == SOL_SOCKET && rights->cmsg_type == SCM_RIGHTS) {
+        int file = -1;
+        std::memcpy(&file, CMSG_DATA(rights), sizeof file);
+        answer = contentsOf(file);
+    }
+    return from == sender.sun_path; // else a late answer of another process
+}
+
 std::string receiveAnswer(int fd, const std::string &from, ctlClock::time_point deadline)
 {
-    std::string answer(LONGEST_ANSWER, '\0');
     while (!ctlInterrupted()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - ctlClock::now()).count();
         pollfd readable = {fd, POLLIN, 0};
         if (left < 0 || (poll(&readable, 1, static_cast<int>(left)) == 0))
             break;
-        sockaddr_un sender{};
-        socklen_t length = sizeof sender;
-        const ssize_t got =
-            recvfrom(fd, answer.data(), answer.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&sender), &length);
-        if (got < 0 || from != sender.sun_path)
-            continue; // a late answer of another process
-        answer.resize(static_cast<size_t>(got));
-        return answer;
+        std::string answer;
+        if (takeAnswer(fd, from, answer))
+            return answer;
     }
     throw ctlError_t{CTL_SILENT, "no answer came in time; a process at work on a long request answers after it, "
                                  "see --timeout"};
@@ -157,12 +198,12 @@ std::string further(const ctlJson &row)
     return text;
 }
 
-std::vector<std::string> askTrace(const ctlProcess_t &process, unsigned lines)
+std::string pidsOf(const std::vector<ctlProcess_t> &processes)
 {
-    const std::string answer = ctlAsk(process, "trace show " + std::to_string(lines), TRACE_SECONDS);
-    if (answer.rfind("error:", 0) == 0)
-        throw ctlError_t{CTL_FAILED, answer};
-    return linesOf(withoutOk(answer));
+    std::string pids;
+    for (const ctlProcess_t &process : processes)
+        pids += " " + process.pid;
+    return pids;
 }
 
 } // namespace
@@ -217,16 +258,35 @@ ctlProcess_t ctlFindProcess(const std::string &who)
     }
     if (found.size() == 1)
         return found[0];
-    if (!found.empty()) {
-        std::string pids;
-        for (const ctlProcess_t &process : found)
-            pids += " " + process.pid;
-        ctlRefuse(std::to_string(found.size()) + " processes are called " + who + "; name one by its pid:" + pids);
-    }
+    if (!found.empty())
+        ctlRefuse(std::to_string(found.size()) + " processes are called " + who +
+                  "; name one by its pid:" + pidsOf(found));
     if (names.empty())
         throw ctlError_t{CTL_SILENT, "no process runs with " + controlFolder() + "; start dorvald, or set VELMAR_RUN"};
     throw ctlError_t{CTL_SILENT, "no process is called " + who + "; the nearest is " +
                                      ctlNearest(who, {names.begin(), names.end()}) + " ('dorvctl node' lists all)"};
+}
+
+ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
+{
+    const std::vector<ctlProcess_t> agents = ctlProcesses("dorvald");
+    if (agents.empty())
+        throw ctlError_t{CTL_SILENT, "no dorvald runs with " + controlFolder() + "; start one, or set VELMAR_RUN"};
+    std::vector<ctlProcess_t> meant;
+    for (const ctlProcess_t &agent : agents)
+        if (pid.empty() || pid == agent.pid)
+            meant.push_back(agent);
+    if (meant.empty())
+        throw ctlError_t{CTL_SILENT, "no dorvald has the pid " + pid + "; there is" + pidsOf(agents)};
+    if (meant.size() > 1) {
+        std::erase_if(meant,
+                      [&](const ctlProcess_t &agent) { return askStat(agent, seconds).value("role", "") != "active"; });
+        if (meant.size() != 1)
+            ctlRefuse(std::to_string(agents.size()) + " agents run, and " +
+                      (meant.empty() ? "none" : std::to_string(meant.size())) +
+                      " of them active; name one with --pid:" + pidsOf(agents));
+    }
+    return meant[0];
 }
 
 std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds)
@@ -240,6 +300,14 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
     if (sendto(own.fd, command.data(), command.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
         throw ctlError_t{CTL_SILENT, process.name + "." + process.pid + " takes no command: " + std::strerror(errno)};
     return receiveAnswer(own.fd, process.path, deadline);
+}
+
+std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds)
+{
+    const std::string answer = ctlAsk(process, command, seconds);
+    if (answer.rfind("ok", 0) != 0)
+        throw ctlError_t{CTL_FAILED, answer};
+    return linesOf(withoutOk(answer));
 }
 
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
@@ -298,7 +366,8 @@ int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostre
     const ctlProcess_t process = ctlFindProcess(who);
     // Following needs more than a person asked for, so that a burst between two looks is not missed.
     const unsigned reach = follow ? std::max(lines, FOLLOW_LINES) : lines;
-    std::vector<std::string> seen = askTrace(process, reach);
+    const std::string command = "trace show " + std::to_string(reach);
+    std::vector<std::string> seen = ctlAskLines(process, command, TRACE_SECONDS);
     for (size_t i = seen.size() - std::min<size_t>(seen.size(), lines); i < seen.size(); i++)
         out << seen[i] << "\n";
     out.flush();
@@ -306,7 +375,7 @@ int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostre
         poll(nullptr, 0, TRACE_PAUSE_MS);
         if (ctlInterrupted())
             break;
-        std::vector<std::string> now = askTrace(process, reach);
+        std::vector<std::string> now = ctlAskLines(process, command, TRACE_SECONDS);
         bool lost = false;
         const std::vector<std::string> fresh = ctlNewLines(seen, now, lost);
         if (lost)

@@ -21,8 +21,15 @@ std::vector<ctlProcess_t> ctlProcesses(const std::string &name);
 // are several.
 ctlProcess_t ctlFindProcess(const std::string &who);
 
+// The agent that a table is asked of: the one with this pid, or for an empty one the only agent, of several the only
+// active one. Throws as ctlFindProcess does.
+ctlProcess_t ctlFindAgent(const std::string &pid, double seconds);
+
 // Sends one command and gives the answer; throws CTL_SILENT if none comes within `seconds`.
 std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds);
+
+// The lines behind the "ok" of an answer; throws CTL_FAILED with any other answer.
+std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds);
 
 // The name of a stage index.
 std::string ctlStageName(unsigned index);

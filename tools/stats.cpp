@@ -31,9 +31,9 @@ bool isChip(uint32_t ifindex)
 // ---- Targets
 
 // The ports on a chip that an agent of this node prints.
-std::vector<uint32_t> portsOf(const ctlProcess_t &agent)
+std::vector<uint32_t> portsOf(const ctlProcess_t &agent, double seconds)
 {
-    const std::string answer = ctlAsk(agent, "cli show dorvmd interface all", LIST_SECONDS);
+    const std::string answer = ctlAsk(agent, "cli show dorvmd interface all", seconds);
     if (answer.find("(cut:") != std::string::npos)
         throw ctlError_t{CTL_FAILED,
                          "the agent has more ports than one answer lists; name those you mean, as in te1/3"};
@@ -49,12 +49,10 @@ std::vector<uint32_t> portsOf(const ctlProcess_t &agent)
 
 std::vector<uint32_t> knownPorts()
 {
-    for (const ctlProcess_t &agent : ctlProcesses("dorvald")) {
-        const std::vector<uint32_t> ports = portsOf(agent);
-        if (!ports.empty())
-            return ports;
-    }
-    throw ctlError_t{CTL_SILENT, "no agent of this node knows a port; name those you mean, as in te1/3"};
+    const std::vector<uint32_t> ports = ctlKnownPorts(LIST_SECONDS);
+    if (ports.empty())
+        throw ctlError_t{CTL_SILENT, "no agent of this node knows a port; name those you mean, as in te1/3"};
+    return ports;
 }
 
 uint32_t parseTarget(const std::string &word)
@@ -306,6 +304,15 @@ void join(std::vector<ctlStatsTable_t> &tables, ctlStatsTable_t &&table)
 
 } // namespace
 
+std::vector<uint32_t> ctlKnownPorts(double seconds)
+{
+    std::vector<uint32_t> ports;
+    for (const ctlProcess_t &agent : ctlProcesses("dorvald"))
+        if (ports.empty())
+            ports = portsOf(agent, seconds);
+    return ports;
+}
+
 std::string ctlStatsName(uint32_t ifindex)
 {
     const std::string name = ctlFormatInterface(ifindex);
@@ -384,6 +391,22 @@ ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &option
         begin = end;
     }
     return reading;
+}
+
+void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vector<ctlStatsQuery_t> &queries)
+{
+    if (queries.empty() || queries[0].view->budget == nullptr)
+        return;
+    std::vector<std::string> words = {"thresholds"};
+    for (const ctlStatsQuery_t &query : queries)
+        words.push_back(ctlStatsName(query.ifindex));
+    const ctlStatsReading_t reading = ctlReadStats(link, options, ctlPlanStats({words}));
+    for (ctlStatsQuery_t &query : queries)
+        for (const ctlStatsTable_t &table : reading.tables)
+            if (table.ifindex == query.ifindex && table.fault.empty()) {
+                const wireField &field = *ctlField(ctlBodyOf(*qosMsgInfo(query.message.code)), query.view->budget);
+                ctlWriteInteger(field, query.message.body, 0, table.rows.back().cells[0].value.value_or(0));
+            }
 }
 
 void ctlRateStats(const ctlStatsReading_t &before, ctlStatsReading_t &now)

@@ -52,6 +52,9 @@ struct ctlStatsOptions_t {
 // An interface as it is shown, te1/3 or its index in hexadecimal.
 std::string ctlStatsName(uint32_t ifindex);
 
+// The ports on a chip that the first agent which has any lists; `seconds` is for each agent.
+std::vector<uint32_t> ctlKnownPorts(double seconds);
+
 // The requests that the words ask for, in the order of the words. A target is te1/3, 1/3 (as te1/3), a list or range of
 // either, chip1/0, all, or an index in hexadecimal. A chip stands for its ports; all, and no target, for every port
 // that the agent of this node lists. Refuses what does not exist.
@@ -68,6 +71,9 @@ struct ctlStatsReading_t {
 };
 ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &options,
                                const std::vector<ctlStatsQuery_t> &queries);
+
+// Puts the port's budget into the requests that need it, as the agent gives it. What has no answer stays 0.
+void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vector<ctlStatsQuery_t> &queries);
 
 // Puts rates into the counters of `now`. A row that `before` lacks began at 0, and so did a counter that went down.
 void ctlRateStats(const ctlStatsReading_t &before, ctlStatsReading_t &now);

@@ -165,8 +165,9 @@ void ctlPrintColumns(std::ostream &out, const std::vector<std::vector<std::strin
 
 int ctlShowStats(const ctlOptions_t &options, const ctlStatsOptions_t &asked, std::ostream &out, std::ostream &err)
 {
-    const std::vector<ctlStatsQuery_t> queries = ctlPlanStats(asked);
+    std::vector<ctlStatsQuery_t> queries = ctlPlanStats(asked);
     ctlLink_t link = ctlOpenLink(SERVICE);
+    ctlFillBudgets(link, options, queries);
     ctlStatsReading_t reading = ctlReadStats(link, options, queries);
     if (asked.rate > 0 && reading.fault.empty()) {
         waitOn(link, asked.rate);

@@ -23,7 +23,7 @@ constexpr run queueRows[] = {{"", nullptr, 8, nullptr, nullptr, queueCells},
 
 // Receive and send queue: the same body.
 constexpr column depthColumns[] = {
-    {"used", "buffers", STATE}, {"threshold", "bytes", STATE}, {"dropped", "frames", COUNTER}};
+    {"used", "bytes", STATE}, {"threshold", "bytes", STATE}, {"dropped", "frames", COUNTER}};
 constexpr cell depthCells[] = {{"port_pri_bufs", 0}, {"threshold", 0}};
 constexpr cell depthPort[] = {{"log_port_bufs", 0}, {"port_threshold", 0}, {"drop_total", 0}};
 constexpr run depthRows[] = {{"", nullptr, 8, nullptr, nullptr, depthCells},
@@ -46,11 +46,11 @@ constexpr column voqColumns[] = {{"count", "chip units", COUNTER}};
 constexpr cell voqCells[] = {{"counter", 0}};
 constexpr run voqRows[] = {{"", nullptr, 14, nullptr, nullptr, voqCells}};
 
-// Two groups of counters by drop level. One family fills records, the other the six counters behind them.
-constexpr column redColumns[] = {{"level0_a", "count", COUNTER}, {"level0_b", "count", COUNTER},
-                                 {"level1_a", "count", COUNTER}, {"level1_b", "count", COUNTER},
-                                 {"level2_a", "count", COUNTER}, {"level2_b", "count", COUNTER},
-                                 {"level3_a", "count", COUNTER}, {"level3_b", "count", COUNTER}};
+// Frames and bytes that RED dropped, by drop level. One family fills records, the other the six counters behind them.
+constexpr column redColumns[] = {{"green_frames", "frames", COUNTER},  {"green_bytes", "bytes", COUNTER},
+                                 {"yellow_frames", "frames", COUNTER}, {"yellow_bytes", "bytes", COUNTER},
+                                 {"red_frames", "frames", COUNTER},    {"red_bytes", "bytes", COUNTER},
+                                 {"level3_frames", "frames", COUNTER}, {"level3_bytes", "bytes", COUNTER}};
 constexpr cell redCells[] = {{"records.counter[0]", 0}, {"records.counter[1]", 0}, {"records.counter[2]", 0},
                              {"records.counter[3]", 0}, {"records.counter[4]", 0}, {"records.counter[5]", 0},
                              {"records.counter[6]", 0}, {"records.counter[7]", 0}};
@@ -84,6 +84,14 @@ constexpr ctlStatsView_t ofPort(const char *kind, uint8_t code, const char *by, 
     return {kind, "", "", false, code, "ifindex", nullptr, nullptr, nullptr, "", by, columns, rows};
 }
 
+// The agent divides the budget that the request brings along.
+constexpr ctlStatsView_t ofReceiveQueue()
+{
+    ctlStatsView_t view = ofPort("rcv-queue", QOS_GET_RCVQUEUE_STATS_MSG, "priority", depthColumns, depthRows);
+    view.budget = "port_threshold";
+    return view;
+}
+
 constexpr ctlStatsView_t ofChip(const char *kind, uint8_t code, const char *number, const char *by,
                                 std::span<const column> columns, std::span<const run> rows)
 {
@@ -114,7 +122,7 @@ constexpr ctlStatsView_t ofPolicers(const char *side, bool named, const char *re
 
 constexpr ctlStatsView_t views[] = {
     ofPort("queue", QOS_GET_QUEUE_STATS_MSG, "priority", queueColumns, queueRows),
-    ofPort("rcv-queue", QOS_GET_RCVQUEUE_STATS_MSG, "priority", depthColumns, depthRows),
+    ofReceiveQueue(),
     ofPort("send-queue", QOS_GET_SENDQUEUE_STATS_MSG, "priority", depthColumns, depthRows),
     ofChip("mcast-queue", QOS_GET_MCAST_RCVQUEUE_STATS_MSG, nullptr, "queue", framesColumn, mcastRows),
     ofPort("flow-control", QOS_GET_FLOWCONTROL_STATS_MSG, "priority", framesColumn, pauseRows),
@@ -135,8 +143,8 @@ constexpr ctlStatsView_t views[] = {
     ofFields("queue-state", "ingress", "tmc-chip", QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG),
     ofFields("queue-state", "egress", "tmc-chip", QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG),
     ofPort("voq", QOS_GET_VOQ_STATS_MSG, "counter", voqColumns, voqRows),
-    {"red", "", "", false, QOS_GET_RED_STATS_MSG, "ifindex", "chip_ifindex", nullptr, nullptr,
-     "num_records=8 priority=0..7", "priority", redColumns, redRows},
+    {"red", "", "", false, QOS_GET_RED_STATS_MSG, "ifindex", "chip_ifindex", nullptr, nullptr, "priority=0..7",
+     "priority", redColumns, redRows},
     ofPolicers("ingress", false, "dir=0"),
     ofPolicers("egress", true, "dir=1"),
     ofPort("thresholds", QOS_GET_PORTPRI_BUFFERS, "class", thresholdColumns, thresholdRows),

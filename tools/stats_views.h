@@ -38,6 +38,7 @@ struct ctlStatsView_t {
     const char *by;      // what a row stands for
     std::span<const ctlStatsColumn_t> columns;
     std::span<const ctlStatsRows_t> rows; // none: every field of the reply is a row, in the chip's own units
+    const char *budget = nullptr;         // the field of the request that takes the port's buffer budget, null for none
 };
 
 std::span<const ctlStatsView_t> ctlStatsViews();

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 // Where a printing function writes: `out(arg, format, ...)`.
-using ctl_print_t = int (*)(void *arg, const char *format, ...);
+using ctl_print_t __attribute__((format(printf, 2, 3))) = int (*)(void *arg, const char *format, ...);
 
 struct ctl_cli_t {
     const char *text; // the command's words, one blank between them

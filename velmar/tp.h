@@ -10,11 +10,16 @@ struct tp_point_t {
     const char *description;
 };
 
-// An action's operation; `arg` is the number that the trigger gave, two words of which the second names slot or
-// instance.
+// What comes with a trigger: its number, 0 if it has none, and the slot that this process serves.
+struct tp_arg_t {
+    uint32_t number;
+    uint32_t slot;
+};
+
+// An action's operation. `a` is the trigger's number too, all ones if it has none.
 struct tp_action_t {
     const char *name;
-    int (*operation)(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t arg);
+    int (*operation)(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);
 };
 
 struct tp_register_t {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "agent/model/chip_priority.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
@@ -49,12 +50,6 @@ uint32_t countLossless(const qosIf_t *interface, const char *function)
         count += pfc.tx != 0;
     QOS_INF_AT(function, "pfc count: %d", count);
     return count;
-}
-
-// Priorities 0 and 1 change places in the two rules that do not look at the map.
-constexpr unsigned swapFirstTwo(unsigned priority)
-{
-    return priority < 2 ? 1 - priority : priority;
 }
 
 enum class pfcRule_t : uint8_t { Common, Larkin, Mirelle };
@@ -182,7 +177,7 @@ void qaCcbGetCommonPfcTailDropThresholds(const qosIf_t *interface, const uint8_t
     const uint32_t reserve = losslessReserve(interface);
     const uint32_t share = qaQuotient(budget - count * reserve, QOS_NUM_COS - count);
     for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority)
-        thresholds[swapFirstTwo(priority)] = interface->ccb.pfc[priority].tx ? reserve : share;
+        thresholds[qaChipPriority(priority)] = interface->ccb.pfc[priority].tx ? reserve : share;
 }
 
 void qaCcbGetMirellePfcTailDropThresholds(const qosIf_t *interface, const uint8_t[QOS_NUM_COS], uint32_t,
@@ -191,7 +186,7 @@ void qaCcbGetMirellePfcTailDropThresholds(const qosIf_t *interface, const uint8_
     countLossless(interface, __func__);
     const uint32_t lossless = std::max(losslessReserve(interface), MIRELLE_LOSSLESS);
     for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority)
-        thresholds[swapFirstTwo(priority)] = interface->ccb.pfc[priority].tx ? lossless : ingrQueueDepth;
+        thresholds[qaChipPriority(priority)] = interface->ccb.pfc[priority].tx ? lossless : ingrQueueDepth;
 }
 
 void qaCcbGetLarkinPfcTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,

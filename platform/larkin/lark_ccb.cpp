@@ -1,6 +1,7 @@
 // Congestion control as DCE records. A port's records go to the chip of its interface.
 #include "platform/larkin/lark_ccb.h"
 
+#include "agent/model/chip_priority.h"
 #include "agent/model/clear_walk.h"
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
@@ -13,6 +14,15 @@
 namespace {
 
 using portText_t = qosText_t<const char *, uint32_t>;
+
+// The port of a body, or null with the status in the body.
+qosIf_t *findPort(const char *function, qosCcbMsg_t *body)
+{
+    qosIf_t *interface = cosFindPort(function, body->ifindex);
+    if (!interface)
+        qosAnswer(body, QOS_MSG_NOT_FOUND);
+    return interface;
+}
 
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
@@ -77,7 +87,7 @@ uint32_t clearChipPorts(const qosChip_t *chip)
 uint32_t larkSetTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("tail drop ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkTailDrop_t>(DCE_CCB_SET, LARK_TAIL_DROP, 1);
@@ -89,7 +99,7 @@ uint32_t larkSetTailDrop(qosCcbMsg_t *body)
 uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pri tail drop ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qaCcbThresholds_t thresholds = {};
@@ -104,7 +114,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
         larkPriTailDropEntry_t &entry = record->entry[priority];
         entry.ifindex = interface->ifIndex;
         entry.priority = static_cast<uint16_t>(priority);
-        entry.threshold = thresholds[larkSwap(priority)];
+        entry.threshold = thresholds[qaChipPriority(priority)];
     }
     return sendForPort(__func__, failed, interface, record, body);
 }
@@ -112,7 +122,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
 uint32_t larkSetPortBuf(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("PortBuf ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkPortThreshold_t>(DCE_CCB_SET, LARK_PORT_BUF, 1);
@@ -124,7 +134,7 @@ uint32_t larkSetPortBuf(qosCcbMsg_t *body)
 uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("emergency pause ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkPortThreshold_t>(DCE_CCB_SET, LARK_EMERGENCY_PAUSE, 1);
@@ -136,7 +146,7 @@ uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
 uint32_t larkSetPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pause ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t de_assert;
@@ -154,7 +164,7 @@ uint32_t larkSetPause(qosCcbMsg_t *body)
 uint32_t larkSetPfc(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("ppp ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t de_assert;
@@ -177,7 +187,7 @@ uint32_t larkSetPfc(qosCcbMsg_t *body)
 uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("RED profile enable ioctl failed for port %s, rc: %d");
-    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     const uint32_t word = switchRed(interface, body);
@@ -234,11 +244,11 @@ uint32_t larkGetTailDropThreshold(const qosIf_t *interface)
 
 uint32_t larkSetDefTailDrop(qosCcbMsg_t *body)
 {
-    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    qosIf_t *interface = findPort(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     interface->ccb.tailDropThreshold = larkGetTailDropThreshold(interface);
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body)

@@ -8,7 +8,7 @@
 #include "inventory/records.h"
 
 // Each sends one record to the chip of the body's interface, stores its status in the body and returns it. 24 for an
-// unknown interface, with the body's status left alone.
+// unknown interface.
 uint32_t larkSetTailDrop(qosCcbMsg_t *body);
 uint32_t larkSetPriTailDrop(qosCcbMsg_t *body);
 uint32_t larkSetPortBuf(qosCcbMsg_t *body);

@@ -31,12 +31,6 @@ enum larkCcbOperation_t : uint8_t { // of DCE_CCB_GET and DCE_CCB_SET
     LARK_EMERGENCY_PAUSE = 39,
 };
 
-// The chip counts traffic classes 0 and 1 the other way round.
-constexpr uint32_t larkSwap(uint32_t tc)
-{
-    return tc < 2 ? 1 - tc : tc;
-}
-
 // --- Priority TCAMs -------------------------------------------------------------------------------------------------
 
 // What the driver calls an entry by.

@@ -1,7 +1,9 @@
 // Scheduler records. That of a port is not cleared first, and keeps what else stands in the word of its enable mask.
 #include "platform/larkin/lark_sched.h"
 
+#include "agent/model/chip_priority.h"
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/larkin/lark_records.h"
 
@@ -49,13 +51,12 @@ uint32_t larkSetSchCfg(qosSchMsg_t *body)
     record->priority_policy = static_cast<uint16_t>(strict < LAST ? LAST - strict : 0);
     record->base_credit = LARK_SCH_BASE_CREDIT;
     for (uint32_t tc = 0; tc < QOS_PRIORITIES; ++tc)
-        record->weight[LAST - larkSwap(tc)] = weightOf(body, tc);
+        record->weight[LAST - qaChipPriority(tc)] = weightOf(body, tc);
     traceScheduler(record);
     const uint32_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
@@ -70,6 +71,5 @@ uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
     const uint32_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler MC IOCTL failed for interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }

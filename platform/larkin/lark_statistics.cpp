@@ -1,4 +1,4 @@
-// Reads of counters and their copy steps, which count from behind the response's head.
+// Reads of counters as rows of one mechanism, and their copy steps, which count from behind the response's head.
 #include "platform/larkin/lark_statistics.h"
 
 #include "channels/driver_request.h"
@@ -31,20 +31,6 @@ static_assert(statReach(MCAST_STEPS) <= sizeof(qosMcastRcvQueueStatsMsg_t));
 static_assert(statReach(QUEUE_STEPS) <= sizeof(qosQueueStatsMsg_t));
 static_assert(statReach(FLOW_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
 
-using portText_t = qosText_t<const char *, uint32_t>;
-
-// Sends a port's record, whose response has the same layout; a failure is traced with the port's name.
-template <typename Record, typename Body>
-uint32_t fetch(const char *function, const portText_t &failed, const qosIf_t *interface, const Record *record,
-               const Record **response, Body *body)
-{
-    uint32_t length;
-    const uint32_t rc = qosSendRequest(qosDceIoctl, interface->chip->chip_ifindex, record, response, &length);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, rc);
-    return qosAnswer(body, rc);
-}
-
 // A response is readable for its whole record, whatever the driver sent of it.
 template <typename Record>
 void copyReply(std::span<const statStep_t> steps, const Record *response, void *body)
@@ -53,12 +39,25 @@ void copyReply(std::span<const statStep_t> steps, const Record *response, void *
     statCopy(steps, data, sizeof *response - sizeof(dceHdr_t), body);
 }
 
-const larkPortCounters_t *portRequest(larkPortKind_t kind, const qosIf_t *interface)
+larkRcvQueue_t *requestRcvQueue()
+{
+    return qosDceRequest<larkRcvQueue_t>(DCE_CCB_GET, LARK_RCV_QUEUE, 1);
+}
+
+larkSwmCounters_t *requestSwm()
+{
+    auto *record = qosDceRequest<larkSwmCounters_t>(DCE_SWM_COUNTERS);
+    record->num_ports = 1;
+    record->word_16 = 1;
+    return record;
+}
+
+template <larkPortKind_t Kind>
+larkPortCounters_t *requestPort()
 {
     auto *record = qosDceRequest<larkPortCounters_t>(DCE_PORT_COUNTERS);
     record->num_ports = 1;
-    record->kind = kind;
-    record->ifindex = interface->ifIndex;
+    record->kind = Kind;
     return record;
 }
 
@@ -69,27 +68,22 @@ void larkCopyRcvQueStats(const qosIf_t *interface, const larkRcvQueue_t *respons
     memset(body->reserved0, 0, sizeof body->reserved0);
 }
 
-void larkCopySwmStats(const larkSwmCounters_t *response, qosRcvQueueStatsMsg_t *body)
+void larkCopySwmStats(const qosIf_t *, const larkSwmCounters_t *response, qosRcvQueueStatsMsg_t *body)
 {
     const uint64_t drops = response->red_drop_cnt;
     QOS_INF("red_drop_cnt: %llu", static_cast<unsigned long long>(drops));
     statAddText(body->drop_total, TOTAL_SIZE, drops);
 }
 
-void larkCopyRmonStats(const larkPortCounters_t *response, qosRcvQueueStatsMsg_t *body)
+void larkCopyRmonStats(const qosIf_t *, const larkPortCounters_t *response, qosRcvQueueStatsMsg_t *body)
 {
     const uint64_t discards = response->rx_discard_pkts;
     QOS_INF("rx_discard_pkts: %llu", static_cast<unsigned long long>(discards));
     statAddText(body->drop_total, TOTAL_SIZE, discards);
 }
 
-void larkCopyMcastRcvQueStats(const larkMcastCounters_t *response, qosMcastRcvQueueStatsMsg_t *body)
-{
-    copyReply(MCAST_STEPS, response, body);
-}
-
 // An answer that counts other than one port is reported, and taken.
-void larkCopyFlowControlStats(const larkPortCounters_t *response, qosFlowControlStatsMsg_t *body)
+void larkCopyFlowControlStats(const qosIf_t *, const larkPortCounters_t *response, qosFlowControlStatsMsg_t *body)
 {
     const uint32_t count = response->num_ports_answered;
     if (count != 1)
@@ -97,7 +91,7 @@ void larkCopyFlowControlStats(const larkPortCounters_t *response, qosFlowControl
     copyReply(FLOW_STEPS, response, body);
 }
 
-void larkCopyQueueStats(const larkPortCounters_t *response, qosQueueStatsMsg_t *body)
+void larkCopyQueueStats(const qosIf_t *, const larkPortCounters_t *response, qosQueueStatsMsg_t *body)
 {
     const uint32_t count = response->num_ports_answered;
     if (count != 1)
@@ -105,78 +99,78 @@ void larkCopyQueueStats(const larkPortCounters_t *response, qosQueueStatsMsg_t *
     copyReply(QUEUE_STEPS, response, body);
 }
 
+void larkCopyMcastRcvQueStats(const larkMcastCounters_t *response, qosMcastRcvQueueStatsMsg_t *body)
+{
+    copyReply(MCAST_STEPS, response, body);
+}
+
+// A read of a port's counters; the response has the request's layout.
+template <typename Record, typename Body>
+struct read_t {
+    const char *function;
+    qosText_t<const char *, uint32_t> failed;
+    Record *(*request)(); // all but the interface index
+    void (*copy)(const qosIf_t *interface, const Record *response, Body *body);
+};
+
+constexpr read_t<larkRcvQueue_t, qosRcvQueueStatsMsg_t> RCV_QUEUE = {
+    "larkGetRcvQueStats", QOS_ERR_TEXT("RcvQCntrs ioctl for port %s failed, rc: %d"), requestRcvQueue,
+    larkCopyRcvQueStats};
+constexpr read_t<larkSwmCounters_t, qosRcvQueueStatsMsg_t> SWM = {
+    "larkGetSwmStats", QOS_ERR_TEXT("SWM ioctl for port %s failed, rc: %d"), requestSwm, larkCopySwmStats};
+constexpr read_t<larkPortCounters_t, qosRcvQueueStatsMsg_t> RMON = {
+    "larkGetRmonStats", QOS_ERR_TEXT("RMON ioctl for port %s failed, rc: %d"), requestPort<LARK_KIND_RMON>,
+    larkCopyRmonStats};
+constexpr read_t<larkPortCounters_t, qosFlowControlStatsMsg_t> FLOW_CONTROL = {
+    "larkGetFlowControlStats", QOS_ERR_TEXT("flowControl ioctl for port %s failed, rc: %d"),
+    requestPort<LARK_KIND_FLOW_CONTROL>, larkCopyFlowControlStats};
+constexpr read_t<larkPortCounters_t, qosQueueStatsMsg_t> QUEUE = {
+    "larkGetQueueStats", QOS_ERR_TEXT("QCntrs ioctl for port %s failed, rc: %d"), requestPort<LARK_KIND_QUEUE>,
+    larkCopyQueueStats};
+
+template <typename Record, typename Body>
+uint32_t readPort(const read_t<Record, Body> &read, Body *body)
+{
+    const qosIf_t *interface = cosFindPort(read.function, body->ifindex);
+    if (!interface)
+        return qosAnswer(body, QOS_MSG_NOT_FOUND);
+    Record *record = read.request();
+    record->ifindex = interface->ifIndex;
+    const Record *response;
+    uint32_t length;
+    const uint32_t rc = qosSendRequest(qosDceIoctl, interface->chip->chip_ifindex, record, &response, &length);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, read.function, __LINE__, read.failed, interface->ifName, rc);
+    else
+        read.copy(interface, response, body);
+    return qosAnswer(body, rc);
+}
+
 } // namespace
 
 uint32_t larkGetRcvQueStats(qosRcvQueueStatsMsg_t *body)
 {
-    static constexpr portText_t failed = QOS_ERR_TEXT("RcvQCntrs ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    auto *record = qosDceRequest<larkRcvQueue_t>(DCE_CCB_GET, LARK_RCV_QUEUE, 1);
-    record->ifindex = interface->ifIndex;
-    const larkRcvQueue_t *response;
-    const uint32_t rc = fetch(__func__, failed, interface, record, &response, body);
-    if (rc == QOS_MSG_DONE)
-        larkCopyRcvQueStats(interface, response, body);
-    return rc;
+    return readPort(RCV_QUEUE, body);
 }
 
 uint32_t larkGetSwmStats(qosRcvQueueStatsMsg_t *body)
 {
-    static constexpr portText_t failed = QOS_ERR_TEXT("SWM ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    auto *record = qosDceRequest<larkSwmCounters_t>(DCE_SWM_COUNTERS);
-    record->num_ports = 1;
-    record->word_16 = 1;
-    record->ifindex = interface->ifIndex;
-    const larkSwmCounters_t *response;
-    const uint32_t rc = fetch(__func__, failed, interface, record, &response, body);
-    if (rc == QOS_MSG_DONE)
-        larkCopySwmStats(response, body);
-    return rc;
+    return readPort(SWM, body);
 }
 
 uint32_t larkGetRmonStats(qosRcvQueueStatsMsg_t *body)
 {
-    static constexpr portText_t failed = QOS_ERR_TEXT("RMON ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    const larkPortCounters_t *response;
-    const uint32_t rc = fetch(__func__, failed, interface, portRequest(LARK_KIND_RMON, interface), &response, body);
-    if (rc == QOS_MSG_DONE)
-        larkCopyRmonStats(response, body);
-    return rc;
+    return readPort(RMON, body);
 }
 
 uint32_t larkGetFlowControlStats(qosFlowControlStatsMsg_t *body)
 {
-    static constexpr portText_t failed = QOS_ERR_TEXT("flowControl ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    const larkPortCounters_t *record = portRequest(LARK_KIND_FLOW_CONTROL, interface);
-    const larkPortCounters_t *response;
-    const uint32_t rc = fetch(__func__, failed, interface, record, &response, body);
-    if (rc == QOS_MSG_DONE)
-        larkCopyFlowControlStats(response, body);
-    return rc;
+    return readPort(FLOW_CONTROL, body);
 }
 
 uint32_t larkGetQueueStats(qosQueueStatsMsg_t *body)
 {
-    static constexpr portText_t failed = QOS_ERR_TEXT("QCntrs ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    const larkPortCounters_t *response;
-    const uint32_t rc = fetch(__func__, failed, interface, portRequest(LARK_KIND_QUEUE, interface), &response, body);
-    if (rc == QOS_MSG_DONE)
-        larkCopyQueueStats(response, body);
-    return rc;
+    return readPort(QUEUE, body);
 }
 
 uint32_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)

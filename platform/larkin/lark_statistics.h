@@ -7,7 +7,7 @@
 #include "agent/messages.h"
 
 // Each asks the chip of the body's interface and fills the reply in place; a failed read leaves the reply as it came.
-// The status is stored in the body and returned; 24 for an unknown interface, with the body's status left alone.
+// The status is stored in the body and returned; 24 for an unknown interface.
 uint32_t larkGetRcvQueStats(qosRcvQueueStatsMsg_t *body);
 uint32_t larkGetSwmStats(qosRcvQueueStatsMsg_t *body);  // adds to the total of drops
 uint32_t larkGetRmonStats(qosRcvQueueStatsMsg_t *body); // likewise

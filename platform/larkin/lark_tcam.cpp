@@ -1,6 +1,7 @@
 // Regions, entries and maps. The two selections differ in table number, bit places and words, which stand in a row.
 #include "platform/larkin/lark_tcam.h"
 
+#include "agent/model/chip_priority.h"
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/text.h"
@@ -158,7 +159,7 @@ constexpr uint32_t threeBits(uint32_t value, unsigned shift)
 uint32_t setL2Entry(qosIf_t *interface, unsigned cos, const qosL2PriMsg_t *body)
 {
     const char *name = interface->ifName;
-    const uint32_t result = threeBits(body->cos_map[cos], 24) | threeBits(larkSwap(body->tc_map[cos]), 13);
+    const uint32_t result = threeBits(body->cos_map[cos], 24) | threeBits(qaChipPriority(body->tc_map[cos]), 13);
     if (interface->l2_pri.tcam_handle_valid & 1U << cos) {
         const uint32_t rc = larkUpdateL2PSelTcamEntry(interface, cos, result);
         if (rc != QOS_MSG_DONE)
@@ -174,7 +175,7 @@ uint32_t setL2Entry(qosIf_t *interface, unsigned cos, const qosL2PriMsg_t *body)
 uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body)
 {
     const char *name = interface->ifName;
-    const uint32_t tc = larkSwap(body->tc_map[dscp]);
+    const uint32_t tc = qaChipPriority(body->tc_map[dscp]);
     const uint32_t trust = body->dscp_trust != 0;
     const uint32_t result = trust << 31 | threeBits(body->cos_map[dscp], 28) | threeBits(tc, 13);
     QOS_DBG_AT("larkSetL3PriMap", "\tDSCP = %d, iWirePri = %d, QPri = %d", dscp, body->cos_map[dscp], tc);
@@ -325,7 +326,7 @@ uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
         record->mask = LARK_REG_MAP_MASK;
         uint32_t map = 0;
         for (unsigned priority = 0; priority < LAST; ++priority)
-            map = map << 4 | (larkSwap(body->tc_map[priority]) & 0xf);
+            map = map << 4 | (qaChipPriority(body->tc_map[priority]) & 0xf);
         record->map = map << 4 | LAST; // the highest priority keeps its class whatever the map says
         record->ifIndex = interface->ifIndex;
         rc = qosDceSend(chip->chip_ifindex, record);

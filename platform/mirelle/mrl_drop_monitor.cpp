@@ -1,14 +1,12 @@
 // Tail drops out of port counters, RED drops out of the RED device.
 #include "platform/mirelle/mrl_drop_monitor.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_port.h"
 #include "platform/cos_red.h"
+#include "platform/cos_slices.h"
 
 namespace {
 
@@ -62,14 +60,11 @@ uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports
 uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports, uint32_t count)
 {
     constexpr const char *function = "mrlGetRedMonitorStats";
-    const uint32_t size = cosRedResponseSize(count);
-    auto *request = cosRedRequest(COS_STATS_READ, STAT_DEV_RED_MIRELLE, count, size);
-    request->head.num_responses = static_cast<uint16_t>(count);
+    auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, count);
     for (uint32_t i = 0; i < count; ++i)
         request->key[i].id = ports[i].ifindex;
     const unsigned char *response = nullptr;
-    uint32_t length = size;
-    const uint32_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &response, &length);
+    const uint32_t rc = cosRedSendRead(interface->chip->chip_ifindex, request, request->head.hdr.out_size, &response);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(function, "Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
         return rc;
@@ -90,15 +85,10 @@ uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports
 template <typename Body, typename Port>
 uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qosIf_t *, Port *, uint32_t))
 {
-    const uint32_t total = body->num_records;
-    uint32_t done = 0;
-    uint32_t rc = QOS_MSG_DONE;
-    do {
-        const uint32_t count = std::min(total - done, SLICE);
-        rc = read(interface, body->records + done, count);
-        done += count;
-    } while (rc == QOS_MSG_DONE && done < total);
-    return qosAnswer(body, rc);
+    const auto readSome = [interface, body, read](uint32_t first, uint32_t count) {
+        return read(interface, body->records + first, count);
+    };
+    return qosAnswer(body, cosReadSlices(body->num_records, SLICE, readSome));
 }
 
 } // namespace
@@ -106,7 +96,7 @@ uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qo
 uint32_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = cosFindPort(__func__, body->records[0].ifindex);
-    return interface ? readAll(interface, body, readTailDrops) : qosAnswer(body, QOS_MSG_NOT_FOUND);
+    return interface ? readAll(interface, body, readTailDrops) : uint32_t{QOS_MSG_NOT_FOUND};
 }
 
 uint32_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)

@@ -1,6 +1,8 @@
 // RED with profiles that are shared by the ports of a chip.
 #include "platform/mirelle/mrl_red.h"
 
+#include <iterator>
+
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
 #include "core/handler.h"
@@ -9,7 +11,6 @@
 #include "platform/cos_port.h"
 #include "platform/cos_red.h"
 #include "platform/red_profiles.h"
-#include "platform/stat_copy.h"
 #include "velmar/dce.h"
 
 namespace {
@@ -46,18 +47,6 @@ void fillLevels(cosRed_t *record, const qosCcbMsg_t *body)
                      (maximum - minimum) * depth / 100, depth * maximum / 100);
 }
 
-// The two groups of three counters alternate in the reply; there is one result, behind one key and its bitmap word.
-constexpr statStep_t alternating(uint16_t to, uint16_t from)
-{
-    statStep_t step = statQuads(to, from, 3);
-    step.to_stride = 16;
-    return step;
-}
-constexpr uint16_t RESULT = sizeof(cosStats_t) + sizeof(cosStatsKey_t) + sizeof(be32);
-constexpr statStep_t RED_STEPS[] = {alternating(788, RESULT + offsetof(cosRedResult_t, first)),
-                                    alternating(796, RESULT + offsetof(cosRedResult_t, second))};
-static_assert(statReach(RED_STEPS) <= sizeof(qosRedStatsMsg_t));
-
 // The count is a byte in one reading and a word in another; both are taken.
 uint8_t recordsAsked(const qosRedStatsMsg_t *body)
 {
@@ -65,11 +54,11 @@ uint8_t recordsAsked(const qosRedStatsMsg_t *body)
     return first ? first : static_cast<uint8_t>(body->num_records);
 }
 
-void mrlCopyRedStats(const unsigned char *response, uint32_t length, qosRedStatsMsg_t *body)
+void mrlCopyRedStats(const unsigned char *response, qosRedStatsMsg_t *body)
 {
     body->stats_valid = 1;
     body->records_valid = recordsAsked(body);
-    statCopy(RED_STEPS, response, length, body);
+    cosRedTakeCounters(cosRedResult(response, 1, 0), std::size(body->mrl_counter) / 2, body->mrl_counter);
 }
 
 } // namespace
@@ -140,20 +129,18 @@ uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
     const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
-    auto *request = cosRedRequest(COS_STATS_READ, STAT_DEV_RED_MIRELLE, 1, cosRedResponseSize(1));
-    request->head.num_responses = 1;
+    auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, 1);
     request->key[0].id = body->ifindex;
     const unsigned char *response = nullptr;
-    uint32_t length = cosRedResponseSize(1);
-    const uint32_t rc = qosCosIoctl(body->chip_ifindex, request, request->head.hdr.in_size, &response, &length);
+    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.in_size, &response);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
     else
-        mrlCopyRedStats(response, cosRedResponseSize(1), body);
+        mrlCopyRedStats(response, body);
     return qosAnswer(body, rc);
 }
 
-uint32_t mrlClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip)
+uint32_t mrlClearRedStats(qosClearStatsMsg_t *body)
 {
-    return cosClearRedStats(__func__, STAT_DEV_RED_MIRELLE, body, chip);
+    return cosClearRedStats(__func__, STAT_DEV_RED_MIRELLE, body);
 }

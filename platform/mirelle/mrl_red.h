@@ -19,6 +19,6 @@ void mrlPutRedMappedProfile(qosChip_t *chip, uint16_t profile);
 uint32_t mrlSetRedProfile(qosCcbMsg_t *body);
 uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body); // a chip's tail drop at the depth; 24 for an unknown chip
 uint32_t mrlGetRedStats(qosRedStatsMsg_t *body);        // 24 for an unknown interface
-uint32_t mrlClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip); // `chip` for a clear of all
+uint32_t mrlClearRedStats(qosClearStatsMsg_t *body);
 
 #endif

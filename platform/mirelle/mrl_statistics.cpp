@@ -1,10 +1,8 @@
 // The rows and copy steps of the reads, and what is more than a copy.
 #include "platform/mirelle/mrl_statistics.h"
 
-#include "agent/model/clear_walk.h"
 #include "channels/driver_request.h"
 #include "core/trace.h"
-#include "platform/cos_port.h"
 #include "platform/cos_statistics.h"
 #include "platform/mirelle/mrl_red.h"
 #include "platform/stat_texts.h"
@@ -14,21 +12,30 @@ namespace {
 constexpr size_t DROP_TOTAL_SIZE = 32; // of the field's 33 bytes
 
 constexpr auto QUEUE_STEPS = statQueueSteps(0, statOrder_t::Plain); // everything counts in bytes here
-constexpr cosPortRow_t QUEUE = {"mrlGetQueueStats", "mrlCopyQueueStats", STAT_KIND_QUEUE,
-                                QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"), QUEUE_STEPS};
-static_assert(statReach(QUEUE_STEPS) <= sizeof(qosQueueStatsMsg_t));
+constexpr cosPortRow_t QUEUE = {"mrlGetQueueStats",
+                                "mrlCopyQueueStats",
+                                STAT_KIND_QUEUE,
+                                QOS_MSG_NOT_FOUND,
+                                QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"),
+                                QUEUE_STEPS};
 
 constexpr statStep_t FLOW_GLOBAL_STEPS[] = {STAT_FLOW_GLOBAL, STAT_FLOW_GLOBAL2};
 constexpr auto FLOW_PRIORITY_STEPS = statFlowPriorities(statOrder_t::Exchanged);
-constexpr cosPortRow_t FLOW_CONTROL = {"mrlGetFlowControlStats", "mrlCopyFlowControlStats", STAT_KIND_FLOW_CONTROL,
+constexpr cosPortRow_t FLOW_CONTROL = {"mrlGetFlowControlStats",
+                                       "mrlCopyFlowControlStats",
+                                       STAT_KIND_FLOW_CONTROL,
+                                       QOS_MSG_NOT_FOUND,
                                        QOS_ERR_TEXT("Failed to get flowcontrol stats for port %s, rc: %d"),
                                        FLOW_GLOBAL_STEPS};
-static_assert(statReach(FLOW_GLOBAL_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
 static_assert(statReach(FLOW_PRIORITY_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
 constexpr size_t FLOW_PRIORITIES_AT = 0x60;
 
-constexpr cosPortRow_t RMON = {
-    "mrlGetRmonStats", nullptr, STAT_KIND_RMON, QOS_ERR_TEXT("Failed to get rmon counters for port %s, rc: %d"), {}};
+constexpr cosPortRow_t RMON = {"mrlGetRmonStats",
+                               nullptr,
+                               STAT_KIND_RMON,
+                               QOS_MSG_NOT_FOUND,
+                               QOS_ERR_TEXT("Failed to get rmon counters for port %s, rc: %d"),
+                               {}};
 constexpr size_t RMON_DISCARDED_AT = 0x188;
 
 constexpr statStep_t BUSY_BUF_STEPS[] = {statWords(offsetof(qosRcvQueueStatsMsg_t, log_port_bufs), 36),
@@ -59,12 +66,6 @@ constexpr statStep_t ASIC_STEPS[] = {statQuads(24, 64),       statQuads(48, 136,
                                      statQuads(464, 528, 8)};
 static_assert(statReach(ASIC_STEPS) == sizeof(qosAsicIntStatsMsg_t));
 
-template <typename Body>
-qosStatsHead_t *headOf(Body *body)
-{
-    return reinterpret_cast<qosStatsHead_t *>(body);
-}
-
 uint32_t wordAt(const unsigned char *bytes, size_t at)
 {
     return *reinterpret_cast<const be32 *>(bytes + at);
@@ -80,15 +81,13 @@ uint64_t sumAt(const unsigned char *bytes, size_t at, unsigned count = 1)
     return sum;
 }
 
-void mrlCopyFlowControlStats(const cosStatAnswer_t &answer, const qosIf_t *interface, qosFlowControlStatsMsg_t *body)
+// Port-level pause has one counter, the first priority's.
+void mrlCopyFlowControlStats(const cosStatAnswer_t &answer, qosFlowControlStatsMsg_t *body)
 {
-    statCopy(FLOW_GLOBAL_STEPS, answer.bytes, answer.length, body);
-    if ((interface->ccb.ccbFlags & QOS_CCB_PAUSE) == 0) {
+    if (answer.interface->ccb.ccbFlags & QOS_CCB_PAUSE)
+        statWriteText(body->pri[0], sizeof body->pri[0], sumAt(answer.bytes, FLOW_PRIORITIES_AT, QOS_PRIORITIES));
+    else
         statCopy(FLOW_PRIORITY_STEPS, answer.bytes, answer.length, body);
-        return;
-    }
-    body->pri[0][0] = '\0';
-    statAddText(body->pri[0], sizeof body->pri[0], sumAt(answer.bytes, FLOW_PRIORITIES_AT, QOS_PRIORITIES));
 }
 
 void mrlCopyRmonStats(const cosStatAnswer_t &answer, qosRcvQueueStatsMsg_t *body)
@@ -98,9 +97,8 @@ void mrlCopyRmonStats(const cosStatAnswer_t &answer, qosRcvQueueStatsMsg_t *body
     QOS_INF("rx_discard_pkts: %llu", discarded);
 }
 
-void mrlCopyBusyBufStats(const cosStatAnswer_t &answer, qosRcvQueueStatsMsg_t *body)
+void mrlCopyBusyBufStats(const cosStatAnswer_t &, qosRcvQueueStatsMsg_t *body)
 {
-    statCopy(BUSY_BUF_STEPS, answer.bytes, answer.length, body);
     const be32(&used)[QOS_PRIORITIES] = body->port_pri_bufs;
     QOS_INF("log_port_bufs: %d", uint32_t{body->log_port_bufs});
     QOS_INF("port_pri_bufs: %d %d %d %d %d %d %d %d", uint32_t{used[0]}, uint32_t{used[1]}, uint32_t{used[2]},
@@ -139,46 +137,27 @@ void mrlCopyAsicStats(const unsigned char *response, uint32_t length, qosAsicInt
 
 uint32_t mrlGetQueueStats(qosQueueStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    return interface ? cosPortRead(QUEUE, interface, headOf(body)) : uint32_t{QOS_MSG_NOT_FOUND};
+    return cosStatRun<QUEUE>(body);
 }
 
 uint32_t mrlGetFlowControlStats(qosFlowControlStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    const cosStatAnswer_t answer = cosPortFetch(FLOW_CONTROL, interface, headOf(body));
-    if (answer.rc == QOS_MSG_DONE)
-        mrlCopyFlowControlStats(answer, interface, body);
-    return answer.rc;
+    return cosStatRun<FLOW_CONTROL>(body, mrlCopyFlowControlStats);
 }
 
 uint32_t mrlGetRmonStats(qosRcvQueueStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    const cosStatAnswer_t answer = cosPortFetch(RMON, interface, headOf(body));
-    if (answer.rc == QOS_MSG_DONE)
-        mrlCopyRmonStats(answer, body);
-    return answer.rc;
+    return cosStatRun<RMON>(body, mrlCopyRmonStats);
 }
 
 uint32_t mrlGetBusyBufStats(qosRcvQueueStatsMsg_t *body)
 {
-    const cosStatAnswer_t answer = cosStatFetch(BUSY_BUF, headOf(body));
-    if (answer.rc == QOS_MSG_DONE)
-        mrlCopyBusyBufStats(answer, body);
-    return answer.rc;
+    return cosStatRun<BUSY_BUF>(body, mrlCopyBusyBufStats);
 }
 
 uint32_t mrlGetSendQueueStats(qosRcvQueueStatsMsg_t *body)
 {
-    const cosStatAnswer_t answer = cosStatFetch(SEND_QUEUE, headOf(body));
-    if (answer.rc == QOS_MSG_DONE)
-        mrlCopySendBufStats(answer, body);
-    return answer.rc;
+    return cosStatRun<SEND_QUEUE>(body, mrlCopySendBufStats);
 }
 
 uint32_t mrlGetSwmStats(qosRcvQueueStatsMsg_t *)
@@ -203,12 +182,7 @@ uint32_t mrlGetAsicIntStats(qosAsicIntStatsMsg_t *body)
 
 uint32_t mrlClearStats(qosClearStatsMsg_t *body)
 {
-    uint32_t rc = mrlClearSwmStats(body);
-    if (rc == QOS_MSG_DONE)
-        rc = mrlClearRedStats(body, qaClearWalkChip(body));
-    if (rc == QOS_MSG_DONE)
-        rc = mrlClearDropRsnStats(body);
-    return rc;
+    return cosClearStats(body, {mrlClearSwmStats, mrlClearRedStats, mrlClearDropRsnStats});
 }
 
 uint32_t mrlClearSwmStats(qosClearStatsMsg_t *body)

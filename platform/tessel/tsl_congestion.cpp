@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "agent/model/chip_priority.h"
 #include "agent/model/thresholds.h"
 #include "channels/driver_request.h"
 #include "core/handler.h"
@@ -12,12 +13,6 @@
 #include "platform/cos_port.h"
 
 namespace {
-
-// The chip counts priorities 0 and 1 the other way round.
-constexpr uint32_t chipPriority(uint32_t priority)
-{
-    return priority < 2 ? 1 - priority : priority;
-}
 
 uint32_t bufferDivisor(uint32_t model)
 {
@@ -42,7 +37,7 @@ uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
     const qosPauseProfile_t &pfc = interface->ccb.pfc[priority];
     auto *record = qosCosRequest<cosPfc_t>(COS_PFC);
     record->ifindex = ifindex;
-    record->priority = chipPriority(priority);
+    record->priority = qaChipPriority(priority);
     record->rx = pfc.rx != 0;
     record->tx = pfc.tx != 0;
     record->assert_threshold = assert_threshold;

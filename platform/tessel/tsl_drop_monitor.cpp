@@ -1,11 +1,11 @@
 // Tail drops of watched ports, out of the driver's ingress buffer records.
 #include "platform/tessel/tsl_drop_monitor.h"
 
-#include <algorithm>
-
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "platform/cos_batch.h"
+#include "platform/cos_slices.h"
 
 namespace {
 
@@ -77,16 +77,10 @@ uint32_t readSlice(const qosIf_t *interface, qosTdMonitorStatsMsg_t *body, uint3
 uint32_t tslGetTdDropMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = qosLookupIfEntry(body->records[0].ifindex);
-    uint32_t rc = interface && interface->chip ? uint32_t{QOS_MSG_DONE} : uint32_t{QOS_MSG_UNSERVED};
-    const uint32_t total = body->num_records;
-    uint32_t done = 0;
-    while (rc == QOS_MSG_DONE) {
-        const uint32_t count = std::min(total - done, SLICE);
-        rc = readSlice(interface, body, done, count);
-        done += count;
-        if (done == total)
-            break;
-    }
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    if (!interface || !interface->chip)
+        return qosAnswer(body, QOS_MSG_UNSERVED);
+    const auto read = [interface, body](uint32_t first, uint32_t count) {
+        return readSlice(interface, body, first, count);
+    };
+    return qosAnswer(body, cosReadSlices(body->num_records, SLICE, read));
 }

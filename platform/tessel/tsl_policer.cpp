@@ -10,9 +10,14 @@ uint32_t noIndex(const qosPolStatsRec_t *)
     return 0;
 }
 
-constexpr cosPolFamily_t TESSEL = {"tslPolicerAdd",  "tslPolicerRem",          "tslPolProfileCfg",
-                                   "tslPolStatsGet", tslPolAddPolicerAddIoctl, tslPolAddPolicerRemIoctl,
-                                   noIndex};
+constexpr cosPolFamily_t TESSEL = {"tslPolicerAdd",
+                                   "tslPolicerRem",
+                                   "tslPolProfileCfg",
+                                   "tslPolStatsGet",
+                                   tslPolAddPolicerAddIoctl,
+                                   tslPolAddPolicerRemIoctl,
+                                   noIndex,
+                                   nullptr};
 
 } // namespace
 
@@ -50,17 +55,5 @@ uint32_t tslPolStatsGet(qosPolStatsGetMsg_t *body)
 
 uint32_t tslPolStatsClr(qosPolStatsClrMsg_t *body)
 {
-    cosPolClear_t clear = cosPolClearStart(body->ifindex, body->dir);
-    const qosPolStatsClrData_t *policers = body->stats_clr_data;
-    const int32_t total = body->num_policers;
-    uint32_t rc = QOS_MSG_DONE;
-    for (int32_t i = 0; i < total && rc == QOS_MSG_DONE; ++i) {
-        rc = cosPolClearRoom(clear);
-        if (rc == QOS_MSG_DONE)
-            cosPolClearKey(clear, policers[i].policer_id);
-    }
-    if (rc == QOS_MSG_DONE)
-        rc = cosPolClearEnd(clear);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return cosPolStatsClr(TESSEL, body);
 }

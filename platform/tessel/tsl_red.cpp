@@ -39,10 +39,7 @@ void tslCopyRedStats(const unsigned char *response, uint32_t asked, qosRedStatsM
         qosRedStatsRec_t &record = body->records[k];
         record.rsp_priority = static_cast<uint8_t>(result.priority);
         record.priority = body->priority[k];
-        for (unsigned level = 0; level < 4; ++level) {
-            record.counter[2 * level] = result.first[level];
-            record.counter[2 * level + 1] = result.second[level];
-        }
+        cosRedTakeCounters(result, 4, record.counter);
     }
 }
 
@@ -115,16 +112,13 @@ uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
 uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
 {
     const uint32_t records = qosRedStatsSingle(body) ? 1 : QOS_PRIORITIES;
-    const uint32_t size = cosRedResponseSize(records);
-    auto *request = cosRedRequest(COS_STATS_READ, STAT_DEV_RED_TESSEL, records, size);
-    request->head.num_responses = static_cast<uint16_t>(records);
+    auto *request = cosRedRead(STAT_DEV_RED_TESSEL, records);
     for (uint32_t priority = 0; priority < records; ++priority) {
         request->key[priority].id = body->ifindex;
         request->key[priority].index = priority;
     }
     const unsigned char *response = nullptr;
-    uint32_t length = size;
-    const uint32_t rc = qosCosIoctl(body->chip_ifindex, request, size, &response, &length);
+    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.out_size, &response);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get red stats for egress port ifIndex  %x, rc: %d", static_cast<uint32_t>(body->ifindex),
@@ -135,7 +129,7 @@ uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
     return rc;
 }
 
-uint32_t tslClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip)
+uint32_t tslClearRedStats(qosClearStatsMsg_t *body)
 {
-    return cosClearRedStats(__func__, STAT_DEV_RED_TESSEL, body, chip);
+    return cosClearRedStats(__func__, STAT_DEV_RED_TESSEL, body);
 }

@@ -15,10 +15,10 @@ uint16_t tslGetRedMappedProfile(qosChip_t *chip, uint16_t profile);
 uint16_t tslAllocRedMappedProfile(qosChip_t *chip, uint16_t profile);
 void tslPutRedMappedProfile(qosChip_t *chip, uint16_t profile);
 
-uint32_t tslSetRedProfile(qosCcbMsg_t *body);                                     // slot 34, to the message's chip
-uint32_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body);                                // slot 46, to all chips
-uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body);                               // slot 47; the last record's status
-uint32_t tslGetRedStats(qosRedStatsMsg_t *body);                                  // slot 35
-uint32_t tslClearRedStats(const qosClearStatsMsg_t *body, const qosChip_t *chip); // `chip` for a clear of all
+uint32_t tslSetRedProfile(qosCcbMsg_t *body);       // slot 34, to the message's chip
+uint32_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body);  // slot 46, to all chips
+uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body); // slot 47; the last record's status
+uint32_t tslGetRedStats(qosRedStatsMsg_t *body);    // slot 35
+uint32_t tslClearRedStats(qosClearStatsMsg_t *body);
 
 #endif

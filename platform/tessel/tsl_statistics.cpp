@@ -130,26 +130,21 @@ constexpr auto FLOW_PRIORITIES = statFlowPriorities(statOrder_t::Exchanged);
 constexpr statStep_t FLOW_CONTROL_STEPS[] = {FLOW_PRIORITIES[0], FLOW_PRIORITIES[1], FLOW_PRIORITIES[2],
                                              STAT_FLOW_GLOBAL, STAT_FLOW_GLOBAL2};
 constexpr cosPortRow_t FLOW_CONTROL = {"tslGetFlowControlStats", "tslCopyFlowControlStats", STAT_KIND_FLOW_CONTROL,
-                                       FAILED("flowcontrol"), FLOW_CONTROL_STEPS};
-static_assert(statReach(FLOW_CONTROL_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
+                                       QOS_MSG_UNSERVED,         FAILED("flowcontrol"),     FLOW_CONTROL_STEPS};
 
 constexpr auto QUEUE_STEPS = statQueueSteps(3, statOrder_t::Plain);
-constexpr cosPortRow_t QUEUE = {"tslGetQueueStats", "tslCopyQueueStats", STAT_KIND_QUEUE,
-                                QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"), QUEUE_STEPS};
-static_assert(statReach(QUEUE_STEPS) <= sizeof(qosQueueStatsMsg_t));
+constexpr cosPortRow_t QUEUE = {"tslGetQueueStats",
+                                "tslCopyQueueStats",
+                                STAT_KIND_QUEUE,
+                                QOS_MSG_UNSERVED,
+                                QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"),
+                                QUEUE_STEPS};
 
 #undef FAILED
 
-template <typename Body>
-qosStatsHead_t *headOf(Body *body)
+void tslCopyVoqStats(const cosStatAnswer_t &, qosVoqStatsMsg_t *body)
 {
-    return reinterpret_cast<qosStatsHead_t *>(body);
-}
-
-uint32_t readPort(const cosPortRow_t &row, qosStatsHead_t *body)
-{
-    const qosIf_t *interface = cosStatInterface(body);
-    return interface ? cosPortRead(row, interface, body) : uint32_t{QOS_MSG_UNSERVED};
+    memcpy(body->selector_echo, body->selector, sizeof body->selector_echo);
 }
 
 // The reasons that occurred, in order of their numbers, and the seven totals.
@@ -247,25 +242,22 @@ uint32_t tslGetEgrTmcPortBufStats(qosEgrTmcPortBufStatsMsg_t *body)
 
 uint32_t tslGetVoqStats(qosVoqStatsMsg_t *body)
 {
-    const uint32_t rc = cosStatRun<VOQ>(body);
-    if (rc == QOS_MSG_DONE)
-        memcpy(body->selector_echo, body->selector, sizeof body->selector_echo);
-    return rc;
+    return cosStatRun<VOQ>(body, tslCopyVoqStats);
 }
 
 uint32_t tslGetFlowControlStats(qosFlowControlStatsMsg_t *body)
 {
-    return readPort(FLOW_CONTROL, headOf(body));
+    return cosStatRun<FLOW_CONTROL>(body);
 }
 
 uint32_t tslGetQueueStats(qosQueueStatsMsg_t *body)
 {
-    return readPort(QUEUE, headOf(body));
+    return cosStatRun<QUEUE>(body);
 }
 
 uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosStatInterface(headOf(body));
+    const qosIf_t *interface = cosStatInterface(reinterpret_cast<qosStatsHead_t *>(body));
     if (!interface)
         return QOS_MSG_UNSERVED;
     auto *record = qosCosRequest<cosDropRsn_t>(COS_STATS_READ, sizeof(cosDropRsnResponse_t));
@@ -308,12 +300,7 @@ uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
 
 uint32_t tslClearStats(qosClearStatsMsg_t *body)
 {
-    uint32_t rc = tslClearSwmStats(body);
-    if (rc == QOS_MSG_DONE)
-        rc = tslClearRedStats(body, qaClearWalkChip(body));
-    if (rc == QOS_MSG_DONE)
-        rc = tslClearDropRsnStats(body);
-    return rc;
+    return cosClearStats(body, {tslClearSwmStats, tslClearRedStats, tslClearDropRsnStats});
 }
 
 uint32_t tslClearSwmStats(qosClearStatsMsg_t *body)
