@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
 #include <sched.h>
 #include <stdexcept>
 #include <sys/prctl.h>
@@ -88,6 +89,13 @@ double median(std::vector<double> values)
     std::sort(values.begin(), values.end());
     const size_t half = values.size() / 2;
     return values.size() % 2 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+double usualMean(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    values.resize(values.size() - values.size() / 20);
+    return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
 double percentile(std::vector<double> values, double percent)

@@ -23,6 +23,7 @@ int numberOf(const char *option, const char *text, int least);
 void pin(int *core);
 int64_t nowNs();
 double median(std::vector<double> values);
+double usualMean(std::vector<double> values);                  // without the highest twentieth: who was interrupted
 double percentile(std::vector<double> values, double percent); // nearest rank
 
 sockaddr_un addressOf(const std::string &path);

@@ -54,6 +54,7 @@ struct Options {
     int messages = 2048; // a round of one row
     int core = -1;       // the last one that is allowed
     bool json = false;
+    bool standby = false; // the daemon has one that mirrors it
     std::string workload = "trust";
     std::string daemon = DORVALD_BINARY;
 };
@@ -285,6 +286,17 @@ void startDaemon(node_t &node, const std::string &program)
     awaitAgent(node);
 }
 
+void startStandby(node_t &node, const std::string &program)
+{
+    startProgram(node, {program, "-S", "ethsw", "-s", "0"});
+    constexpr int PATIENCE_MS = 10000;
+    for (int ms = 0; control(node, node.agent, "stat").find("\"standbys\":1") == std::string::npos; ++ms) {
+        if (ms == PATIENCE_MS)
+            fail("the standby does not join");
+        usleep(1000);
+    }
+}
+
 // ---- Measuring
 
 void exchange(const node_t &node, const Bytes &batch, Bytes &answer)
@@ -342,6 +354,8 @@ std::vector<row_t> measureAll(const Options &options)
     const Bytes setup = setupBatch();
     exchange(daemon, setup, answer);
     checkEcho(answer, setup.size());
+    if (options.standby)
+        startStandby(daemon, options.daemon);
     std::vector<row_t> rows;
     for (const int level : LEVELS)
         for (const int batch : workload.batches)
@@ -387,8 +401,8 @@ Options readOptions(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (option == "--json") {
-            options.json = true;
+        if (option == "--json" || option == "--standby") {
+            (option == "--json" ? options.json : options.standby) = true;
             continue;
         }
         if (option == "--rounds")
@@ -404,7 +418,7 @@ Options readOptions(int argc, char **argv)
         else
             fail("unknown option '" + option +
                  "'\nusage: road [--rounds N] [--messages N] [--core N] [--workload trust|pause|ld] [--daemon FILE] "
-                 "[--json]");
+                 "[--standby] [--json]");
         ++i;
     }
     return options;
