@@ -21,7 +21,7 @@ constexpr size_t qosFieldSize = sizeof(Member);
 // A member with its own size; for an array that is the size of the whole array.
 #define QOS_FIELD(record, member, type) QOS_FIELD_SIZED(record, member, type, qosFieldSize<decltype(record::member)>)
 
-// A row whose size differs from the member's. The store copies by the width of the type.
+// A row whose size differs from the member's: what it reaches over is padding, or has a row of its own.
 #define QOS_FIELD_SIZED(record, member, type, size) qosFieldRow(#member, offsetof(record, member), size, type)
 
 #endif

@@ -282,6 +282,23 @@ static void tellEgressDepth(hslChip_t &chip, const hslCommand_t &row, hslBytes r
         chip.egress_depth = static_cast<uint32_t>(value("max"));
 }
 
+// A profile's curve is the chip's: queues that share the profile share its last one. Without a queue it is free.
+static void tellRed(hslModel_t &model, hslChip_t &chip, const hslPort_t &port, const hslCommand_t &row, hslBytes record)
+{
+    auto priority = hslValue(*hslFieldNamed(row.fields, "priority"), record, 0);
+    if (auto &red = *port.setup.queues[priority].red; red.on)
+        chip.red[red.profile] = red;
+    std::set<uint32_t> used;
+    for (auto &entry : model.ports)
+        for (auto &queue : entry.second.setup.queues)
+            if (entry.second.flat == chip.flat && queue.red && queue.red->on)
+                used.insert(queue.red->profile);
+    std::erase_if(chip.red, [&](auto &entry) { return !used.count(entry.first); });
+    if (chip.red.size() > chip.type->red_profiles)
+        hslModelWarn(model, hslIndexName(dce_get_ifindex(chip.flat)) + " has more RED profiles in use than its " +
+                                std::to_string(chip.type->red_profiles));
+}
+
 static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
 {
     switch (row.command) {
@@ -298,7 +315,10 @@ static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, cons
         tellPolicer(model, chip, port, row, record);
         break;
     case COS_RED_MIRELLE:
-        if (!port)
+    case COS_RED_TESSEL:
+        if (port)
+            tellRed(model, chip, *port, row, record);
+        else
             tellEgressDepth(chip, row, record);
         break;
     }

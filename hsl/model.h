@@ -57,6 +57,7 @@ struct hslChip_t {
     std::map<unsigned, hslTcam_t> tcams; // by table number
     hslPolicers_t policers;
     hslPeaks_t peaks;
+    std::map<uint32_t, hslRed_t> red;     // the curve of each profile that a queue uses, as it was told last
     std::optional<uint32_t> egress_depth; // bytes that any queue may hold, where the chip was told one
 };
 

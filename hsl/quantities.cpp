@@ -31,8 +31,6 @@ static void fillQueue(hslQuantities_t &q, const hslPort_t &port, unsigned p)
     put(Q_PAUSE_RECEIVED, queue.pause_received);
     put(Q_ASSERT, pause && pause->tx ? pause->assert : 0);
     put(Q_DE_ASSERT, pause && pause->tx ? pause->de_assert : 0);
-    put(Q_RED_MIN, own.red && own.red->on ? own.red->min : 0);
-    put(Q_RED_MAX, own.red && own.red->on ? own.red->max : 0);
     put(Q_BUSY, queue.level.now > 0);
     put(Q_FULL, full);
     put(Q_XOFF, queue.lossless && full);

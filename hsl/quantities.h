@@ -26,8 +26,6 @@ enum hslQuantity_t : uint8_t {
     Q_PAUSE_RECEIVED, // frames; with all together those of the whole port
     Q_ASSERT,
     Q_DE_ASSERT,
-    Q_RED_MIN,
-    Q_RED_MAX,
     Q_BUSY, // from here on truth: something waits
     Q_FULL,
     Q_XOFF, // the peer stands still

@@ -86,8 +86,9 @@ static void boundQueue(const hslChip_t &chip, const hslPort_t &port, unsigned p,
     queue.level.bound = queue.lossless ? pause->assert : bound;
     queue.level.knee = queue.red_span = 0;
     queue.red_bounds = false;
-    if (own.red && own.red->on && own.red->curve)
-        boundByRed(queue, *own.red);
+    auto red = own.red && own.red->on ? chip.red.find(own.red->profile) : chip.red.end();
+    if (red != chip.red.end())
+        boundByRed(queue, red->second);
     queue.obeys =
         (queue.peer_pauses && own.pfc && own.pfc->rx) || (port.traffic.peer_pauses && setup.pause && setup.pause->rx);
 }

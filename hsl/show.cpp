@@ -58,8 +58,14 @@ hslJson hslChipJson(const hslChip_t &chip, bool whole)
                 {"policers", chip.policers.size()}};
     for (auto &[table, tcam] : chip.tcams)
         out["tcam"][hslIndexText(table)] = {{"max", tcam.max_size}, {"entries", tcam.entries.size()}};
-    if (whole)
+    if (whole) {
         out["policers"] = hslPolicersJson(chip.policers);
+        if (chip.egress_depth)
+            out["egress_queue_depth"] = *chip.egress_depth;
+        for (auto &[profile, red] : chip.red)
+            out["red_profiles"].push_back(
+                {{"profile", profile}, {"min", red.min}, {"max", red.max}, {"probability", red.probability}});
+    }
     toldJson(out, chip.told, whole);
     return out;
 }

@@ -15,6 +15,21 @@ try dorvctl apply examples/tessel.json
 say "Congestion control: PFC for priorities 3 and 4, a 10 km link that takes buffer from its neighbours and gives it back"
 try dorvctl apply examples/congestion.json
 
+say "17 Gbit/s for a port of 10: PFC stops the sender of 3, RED holds 5, 0 meets its threshold, and a TTL of 1 goes nowhere"
+try dorvctl send RED_PROFILE ifindex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 cos=5 set=1 profileId=1 \
+    minThreshold=30000 maxThreshold=100000 dropProbability=50
+try dorvctl ctl hsld traffic te1/3 priority=3 rate=9G
+try dorvctl ctl hsld traffic te1/3 priority=5 rate=4G
+try dorvctl ctl hsld traffic te1/3 priority=0 rate=4G
+try dorvctl ctl hsld traffic te1/3 drop reason=14 rate=8M
+try dorvctl ctl hsld clock step 1
+for kind in queue flow-control red drop-reasons; do
+    try dorvctl stats "$kind" te1/3 --nonzero
+done
+try dorvctl stats buffers ingress te1/3 --nonzero
+try dorvctl ctl hsld traffic te1/3 off
+try dorvctl clear stats
+
 say "A message of one's own, with the echo decoded"
 try dorvctl send -v COSMAP ifIndex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 def_tc=4 cos_map=7,6,5,4,3,2,1,0 tc_map=0,0,1,1,2,2,3,3
 

@@ -134,15 +134,22 @@ TEST_F(Traffic, RedThinsOutUntilTheQueueStandsStill)
         EXPECT_EQ(drops()[0], 250000 - 2 * test.red);
         EXPECT_EQ(red(4)[0], 0u);
     }
+    // Another queue that uses the profile brings a curve for both.
+    answer(redOf(0x01270811, 0, 255, 1000, 2000, PORT + 0x8000));
+    pass(1000);
+    EXPECT_EQ(hslCount(queue(3).level.bound), 2000u);
+    EXPECT_EQ(json("show chip 1/0")["red_profiles"].size(), 1u);
     // A clear of another priority or port takes nothing away, one of everything does.
     answer(cos(0x06270001, 60, 28, {{28, 4, 41}, {34, 2, 1}, {48, 4, PORT}, {52, 4, 4}}));
     answer(cos(0x06270001, 60, 28, {{28, 4, 41}, {34, 2, 1}, {48, 4, PORT + 0x8000}, {52, 4, 3}}));
     EXPECT_NE(red(3)[0], 0u);
     answer(cos(0x06270001, 60, 28, {{28, 4, 41}, {34, 2, 1}, {48, 4, 0x8BC00000}, {52, 4, 3}, {56, 4, 1}}));
     EXPECT_EQ(red(3)[0], 0u);
-    answer(cos(0x01270811, 84, 28, {{28, 4, PORT}, {34, 1, 3 << 2}})); // off
+    for (auto [port, priority] : {std::pair{PORT, 3u}, {PORT + 0x8000, 0u}}) // off
+        answer(cos(0x01270811, 84, 28, {{28, 4, port}, {34, 1, priority << 2}}));
     pass(1000);
     EXPECT_EQ(red(3)[0], 0u);
+    EXPECT_FALSE(json("show chip 1/0").contains("red_profiles"));
 }
 
 TEST_F(Traffic, PauseGoesBothWays)
@@ -253,9 +260,12 @@ TEST_F(Traffic, StateReadsShowDepthsAndHighWater)
     // Drained, the marks stay until they are cleared, each by its own device.
     offer("te1/1 off");
     pass(1000);
-    check({{0x0127000A, 88, 40, 4, 200}, {0x0127000A, 88, 56 + 5 * 2, 2, 0}, {0x01270007, 160, 136, 4, 200000}});
+    check({{0x0127000A, 88, 40, 4, 200},
+           {0x0127000A, 88, 56 + 5 * 2, 2, 0},
+           {0x0127000A, 88, 72 + 5 * 2, 2, 200},
+           {0x01270007, 160, 136, 4, 200000}});
     answer(cos(0x06270001, 44, 44, {{28, 4, 49}, {32, 4, 1}, {40, 4, PORT}}));
-    check({{0x0127000A, 88, 40, 4, 0}, {0x01270007, 160, 136, 4, 200000}});
+    check({{0x0127000A, 88, 40, 4, 0}, {0x0127000A, 88, 72 + 5 * 2, 2, 0}, {0x01270007, 160, 136, 4, 200000}});
     answer(cos(0x06270001, 48, 28, {{28, 4, 50}, {34, 2, 1}}));
     check({{0x01270007, 160, 136, 4, 0}});
 }
