@@ -11,16 +11,20 @@
 //   active  the registration of the new active one has arrived
 //   ack     the first acknowledgement has arrived
 //   copy    since the start of the new standby: it counts as a copy
+//   bare    floor of the same rounds: a process that does nothing but hold a lock is killed, and another that waits for
+//           the lock answers by a pipe
 // Everything runs on one core as SCHED_BATCH.
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
 #include <random>
 #include <stdexcept>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -45,7 +49,7 @@ struct Options {
 };
 
 struct times_t {
-    std::vector<double> dead, active, ack, copy;
+    std::vector<double> dead, active, ack, copy, bare;
 };
 
 double sinceMs(int64_t start)
@@ -172,14 +176,49 @@ void killAndWait(node_t &node, const Options &options, double phase_ms, times_t 
     exchange(node, batchOf(LAST)); // and whatever else was acknowledged is read
 }
 
+// Takes the lock, says so by a byte, and keeps it.
+pid_t startHolder(node_t &node, int said)
+{
+    const pid_t child = forkChild(node);
+    if (child != 0)
+        return child;
+    const int lock = open((node.run + "/bare.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (flock(lock, LOCK_EX) == 0)
+        (void)!write(said, "", 1);
+    for (;;)
+        pause();
+}
+
+double bareTakeover(node_t &node)
+{
+    int said[2];
+    char byte;
+    check(pipe(said), "pipe");
+    const pid_t holder = startHolder(node, said[1]);
+    check(static_cast<int>(read(said[0], &byte, 1)), "read");
+    const pid_t waiter = startHolder(node, said[1]);
+    sleepMs(2); // until it waits
+    const int64_t killed = nowNs();
+    kill(holder, SIGKILL);
+    check(static_cast<int>(read(said[0], &byte, 1)), "read");
+    const double ms = sinceMs(killed);
+    for (const pid_t child : {holder, waiter})
+        endChild(node, child);
+    for (const int fd : said)
+        close(fd);
+    return ms;
+}
+
 times_t measure(const Options &options)
 {
     node_t node;
     startNode(node, options);
     times_t times;
     std::mt19937 random(1);
-    for (int i = 0; i < options.kills; ++i)
+    for (int i = 0; i < options.kills; ++i) {
         killAndWait(node, options, static_cast<double>(random() % 2000) / 100, &times);
+        times.bare.push_back(bareTakeover(node));
+    }
     return times;
 }
 
@@ -222,6 +261,7 @@ int main(int argc, char **argv)
         print("active", times.active);
         print("ack", times.ack);
         print("copy", times.copy);
+        print("bare", times.bare);
         return 0;
     } catch (const std::exception &error) {
         fprintf(stderr, "takeover: %s\n", error.what());
