@@ -38,6 +38,7 @@
 #include <vector>
 
 #include "agent/messages.h"
+#include "bench/common.h"
 #include "platform/records.h"
 #include "velmar/mi6.h"
 #include "velmar/socket.h"
@@ -46,129 +47,17 @@ namespace {
 
 constexpr int LEVELS[] = {8, 4}; // trace: the default, and failures only
 constexpr int MIN_ROUNDS = 7;
-constexpr uint32_t CHIP = 34U << 26 | 1U << 22;
-constexpr int PORTS = 12;           // of the chip, te1/1 and on
 constexpr int DRIVER_BUFFER = 8192; // bytes, as the agent sets its driver sockets
-constexpr int ANSWER_SECONDS = 20;
-
-using Bytes = std::vector<unsigned char>;
 
 struct Options {
     int rounds = 15;
     int messages = 2048; // a round of one row
     int core = -1;       // the last one that is allowed
     bool json = false;
+    bool standby = false; // the daemon has one that mirrors it
     std::string workload = "trust";
     std::string daemon = DORVALD_BINARY;
 };
-
-// ---- Small helpers
-
-[[noreturn]] void fail(const std::string &what)
-{
-    throw std::runtime_error(what);
-}
-
-int check(int result, const std::string &what)
-{
-    if (result < 0)
-        fail(what + ": " + strerror(errno));
-    return result;
-}
-
-sockaddr_un addressOf(const std::string &path)
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
-        fail("path too long for a socket: " + path);
-    memcpy(address.sun_path, path.c_str(), path.size());
-    return address;
-}
-
-int openSocket(const std::string &bound, const std::string &peer)
-{
-    const int fd = check(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
-    if (!bound.empty()) {
-        const sockaddr_un address = addressOf(bound);
-        check(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), "bind " + bound);
-    }
-    if (!peer.empty()) {
-        const sockaddr_un address = addressOf(peer);
-        check(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), "connect " + peer);
-    }
-    return fd;
-}
-
-template <typename Record>
-void append(Bytes &bytes, const Record &record)
-{
-    const auto *at = reinterpret_cast<const unsigned char *>(&record);
-    bytes.insert(bytes.end(), at, at + sizeof record);
-}
-
-int64_t nowNs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t half = values.size() / 2;
-    return values.size() % 2 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
-// ---- Datagrams
-
-mi6_addr_t managerAddress()
-{
-    mi6_addr_t address = {};
-    address.family = AF_MI6;
-    memcpy(address.service, "qosMI", 5);
-    address.flags = MI6_MANAGER;
-    return address;
-}
-
-template <typename Body>
-void appendMessage(Bytes &batch, uint8_t code, const Body &body)
-{
-    qosMsgHdr_t header = {};
-    header.msg_type = code;
-    header.msg_len = static_cast<uint16_t>(sizeof body);
-    batch.insert(batch.end(), reinterpret_cast<unsigned char *>(&header),
-                 reinterpret_cast<unsigned char *>(&header) + sizeof header);
-    append(batch, body);
-}
-
-uint32_t portIndex(int port)
-{
-    return 6U << 26 | 1U << 22 | static_cast<uint32_t>(port) << 15;
-}
-
-// The chip and the ports that the messages need.
-Bytes setupBatch()
-{
-    Bytes batch;
-    append(batch, managerAddress());
-    qosChipUpMsg_t chip = {};
-    chip.chip_id = 8;
-    chip.chip_ifindex = CHIP;
-    chip.slot_id = 1;
-    chip.num_ports = 48;
-    chip.chip_type = 1;
-    appendMessage(batch, QOS_CHIPUP_MSG, chip);
-    for (int number = 1; number <= PORTS; ++number) {
-        qosIfAddMsg_t port = {};
-        port.ifIndex = portIndex(number);
-        snprintf(port.ifName, sizeof port.ifName, "te1/%d", number);
-        port.chip_id = 8;
-        appendMessage(batch, QOS_IFADD_MSG, port);
-    }
-    return batch;
-}
 
 // A message and the requests that it takes.
 struct workload_t {
@@ -178,27 +67,13 @@ struct workload_t {
     std::vector<int> batches;
 };
 
-Bytes trustMessage()
-{
-    Bytes message;
-    qosL2PriMsg_t body = {};
-    body.ifIndex = portIndex(3);
-    strcpy(body.ifName, "te1/3");
-    body.chip_ifindex = CHIP;
-    body.cos_trust = 1;
-    for (uint8_t i = 0; i < 8; ++i)
-        body.cos_map[i] = body.tc_map[i] = i;
-    appendMessage(message, QOS_COSTRUST_MSG, body);
-    return message;
-}
-
 Bytes pauseMessage()
 {
     Bytes message;
     qosCcbMsg_t body = {};
     body.ifindex = portIndex(3);
     strcpy(body.ifName, "te1/3");
-    body.chip_ifindex = CHIP;
+    body.chip_ifindex = BENCH_CHIP;
     body.pause_tx = 1;
     appendMessage(message, QOS_PAUSE_MSG, body);
     return message;
@@ -225,7 +100,7 @@ constexpr size_t PAUSE = NL_RECORD_OFFSET + 48;
 std::vector<size_t> commitRequests()
 {
     std::vector<size_t> requests;
-    for (int port = 0; port < PORTS; ++port)
+    for (int port = 0; port < BENCH_PORTS; ++port)
         requests.insert(requests.end(), {TAIL_DROP, PRI_TAIL_DROP});
     return requests;
 }
@@ -245,8 +120,7 @@ const workload_t &workloadOf(const std::string &name)
 
 Bytes batchOf(const workload_t &workload, int count)
 {
-    Bytes batch;
-    append(batch, managerAddress());
+    Bytes batch = batchHead();
     const Bytes message = workload.message();
     for (int i = 0; i < count; ++i)
         batch.insert(batch.end(), message.begin(), message.end());
@@ -329,7 +203,7 @@ void askDriver(int fd, size_t length)
     const size_t message = workload.message().size();
     static unsigned char buffer[8192];
     mi6_addr_t from;
-    mi6_addr_t self = managerAddress();
+    mi6_addr_t self = {};
     for (;;) {
         poll(agent.table, std::size(agent.table), -1);
         for (;;) {
@@ -349,60 +223,10 @@ void askDriver(int fd, size_t length)
 
 // ---- A node: run directory, driver, agent, and the manager's two sockets
 
-struct node_t {
-    std::string run;
-    std::vector<pid_t> children;
-    pid_t agent = 0;
-    int receiving = -1;
-    int sending = -1;
-
-    node_t() = default;
-    node_t(const node_t &) = delete;
-    node_t &operator=(const node_t &) = delete;
-    ~node_t()
-    {
-        for (const pid_t child : children) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-        std::error_code ignored;
-        if (!run.empty())
-            std::filesystem::remove_all(run, ignored);
-    }
-};
-
-// A child does not outlive this process.
-pid_t forkChild(node_t &node)
-{
-    const pid_t parent = getpid();
-    fflush(nullptr);
-    const pid_t child = check(fork(), "fork");
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent)
-            _exit(1);
-        return 0;
-    }
-    node.children.push_back(child);
-    return child;
-}
-
-std::string pidPath(const node_t &node, const char *name, pid_t pid)
-{
-    return node.run + name + std::to_string(pid);
-}
-
 void openNode(node_t &node)
 {
-    char name[] = "/tmp/road.XXXXXX";
-    if (!mkdtemp(name))
-        fail(std::string("cannot make ") + name + ": " + strerror(errno));
-    node.run = name;
-    for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
-        std::filesystem::create_directory(node.run + "/" + folder);
-    node.receiving = openSocket(pidPath(node, "/mi6/qosMI.mgr.", getpid()), "");
-    const timeval limit = {ANSWER_SECONDS, 0};
-    setsockopt(node.receiving, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    makeRun(node);
+    openManager(node);
     const int driver = openSocket(node.run + "/qos/driver", "");
     if (forkChild(node) == 0)
         runDriver(driver);
@@ -427,17 +251,6 @@ bare_agent_t openBareAgent(const node_t &node, pid_t manager)
     for (size_t i = 0; i < std::size(fds); ++i)
         agent.table[i] = {fds[i], POLLIN, 0};
     return agent;
-}
-
-// Receives one datagram of the agent's; its length.
-size_t receiveAnswer(const node_t &node, Bytes &buffer)
-{
-    const ssize_t got = recv(node.receiving, buffer.data(), buffer.size(), 0);
-    if (got < 0)
-        fail(errno == EAGAIN  ? "no answer from the agent in " + node.run
-             : errno == EINTR ? "stopped: by a signal, or a process of a node has ended"
-                              : std::string("recv: ") + strerror(errno));
-    return static_cast<size_t>(got);
 }
 
 // The registration says that the agent's sockets are there and that it is active.
@@ -469,38 +282,19 @@ void startFloor(node_t &node, const workload_t &workload)
 void startDaemon(node_t &node, const std::string &program)
 {
     openNode(node);
-    node.agent = forkChild(node);
-    if (node.agent == 0) {
-        setenv("VELMAR_RUN", node.run.c_str(), 1);
-        setenv("VELMAR_VSS", "auto", 1);
-        unsetenv("VELMAR_TRACE");
-        execl(program.c_str(), program.c_str(), "-S", "ethsw", "-s", "0", static_cast<char *>(nullptr));
-        fprintf(stderr, "road: cannot start %s: %s\n", program.c_str(), strerror(errno));
-        _exit(1);
-    }
+    node.agent = startProgram(node, {program, "-S", "ethsw", "-s", "0"});
     awaitAgent(node);
 }
 
-void setTraceLevel(const node_t &node, int level)
+void startStandby(node_t &node, const std::string &program)
 {
-    std::string control;
-    for (const auto &entry : std::filesystem::directory_iterator(node.run + "/ctl"))
-        if (entry.path().extension() == "." + std::to_string(node.agent))
-            control = entry.path();
-    if (control.empty())
-        fail("no control socket in " + node.run);
-    const std::string own = node.run + "/road";
-    const int fd = openSocket(own, control);
-    const timeval limit = {ANSWER_SECONDS, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    const std::string command = "trace level " + std::to_string(level);
-    char answer[64] = "";
-    const bool ok = send(fd, command.data(), command.size(), 0) >= 0 && recv(fd, answer, sizeof answer - 1, 0) >= 0 &&
-                    strncmp(answer, "ok", 2) == 0;
-    close(fd);
-    unlink(own.c_str());
-    if (!ok)
-        fail("'" + command + "' was answered with '" + answer + "'");
+    startProgram(node, {program, "-S", "ethsw", "-s", "0"});
+    constexpr int PATIENCE_MS = 10000;
+    for (int ms = 0; control(node, node.agent, "stat").find("\"standbys\":1") == std::string::npos; ++ms) {
+        if (ms == PATIENCE_MS)
+            fail("the standby does not join");
+        usleep(1000);
+    }
 }
 
 // ---- Measuring
@@ -512,21 +306,6 @@ void exchange(const node_t &node, const Bytes &batch, Bytes &answer)
     const size_t got = receiveAnswer(node, answer);
     if (got != batch.size())
         fail("an echo of " + std::to_string(got) + " bytes instead of " + std::to_string(batch.size()));
-}
-
-// What the real agent echoed last: every message acknowledged, with status 0 in its last four bytes.
-void checkEcho(const Bytes &answer, size_t length)
-{
-    for (size_t at = sizeof(mi6_addr_t); at < length;) {
-        const auto *header = reinterpret_cast<const qosMsgHdr_t *>(answer.data() + at);
-        const size_t body = header->msg_len;
-        sbe32 status;
-        at += sizeof *header + body;
-        memcpy(&status, answer.data() + at - sizeof status, sizeof status);
-        if (header->msg_ack != 1 || status != 0)
-            fail("the agent did not carry out code " + std::to_string(header->msg_type) + ", status " +
-                 std::to_string(static_cast<int32_t>(status)));
-    }
 }
 
 // Microseconds a message over `messages` messages in batches of `count`.
@@ -575,6 +354,8 @@ std::vector<row_t> measureAll(const Options &options)
     const Bytes setup = setupBatch();
     exchange(daemon, setup, answer);
     checkEcho(answer, setup.size());
+    if (options.standby)
+        startStandby(daemon, options.daemon);
     std::vector<row_t> rows;
     for (const int level : LEVELS)
         for (const int batch : workload.batches)
@@ -583,7 +364,7 @@ std::vector<row_t> measureAll(const Options &options)
         int level = -1;
         for (row_t &row : rows) {
             if (row.level != level)
-                setTraceLevel(daemon, level = row.level);
+                control(daemon, daemon.agent, "trace level " + std::to_string(level = row.level));
             measureRow(row, workload, floor, daemon, options.messages, round % 2 == 0);
         }
     }
@@ -614,39 +395,14 @@ void print(const std::vector<row_t> &rows, const Options &options)
     printf("]}\n");
 }
 
-// For this process and what it starts.
-void pin(Options &options)
-{
-    cpu_set_t allowed;
-    check(sched_getaffinity(0, sizeof allowed, &allowed), "sched_getaffinity");
-    for (int core = 0; options.core < 0 && core < CPU_SETSIZE; ++core)
-        if (CPU_ISSET(CPU_SETSIZE - 1 - core, &allowed))
-            options.core = CPU_SETSIZE - 1 - core;
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(options.core, &one);
-    check(sched_setaffinity(0, sizeof one, &one), "cannot run on core " + std::to_string(options.core));
-    const sched_param none = {};
-    check(sched_setscheduler(0, SCHED_BATCH, &none), "sched_setscheduler");
-}
-
-int numberOf(const char *option, const char *text, int least)
-{
-    char *end = nullptr;
-    const long value = text ? strtol(text, &end, 10) : 0;
-    if (!text || !*text || *end || value < least || value > 1000000000)
-        fail(std::string(option) + " needs a number from " + std::to_string(least) + " on");
-    return static_cast<int>(value);
-}
-
 Options readOptions(int argc, char **argv)
 {
     Options options;
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (option == "--json") {
-            options.json = true;
+        if (option == "--json" || option == "--standby") {
+            (option == "--json" ? options.json : options.standby) = true;
             continue;
         }
         if (option == "--rounds")
@@ -662,7 +418,7 @@ Options readOptions(int argc, char **argv)
         else
             fail("unknown option '" + option +
                  "'\nusage: road [--rounds N] [--messages N] [--core N] [--workload trust|pause|ld] [--daemon FILE] "
-                 "[--json]");
+                 "[--standby] [--json]");
         ++i;
     }
     return options;
@@ -678,7 +434,7 @@ int main(int argc, char **argv)
         stop.sa_handler = [](int) {}; // the receive that it interrupts fails, and what was started is cleared away
         for (const int number : {SIGINT, SIGTERM, SIGCHLD})
             sigaction(number, &stop, nullptr);
-        pin(options);
+        pin(&options.core);
         print(measureAll(options), options);
         return 0;
     } catch (const std::exception &error) {

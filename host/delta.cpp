@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr uint32_t STEP = 8; // bytes compared at a time; no pointer is larger
+constexpr uint32_t STEP = 8;     // bytes compared at a time; no pointer is larger
+constexpr uint32_t STRIDE = 256; // bytes compared at a time while they are the same
 
 std::vector<std::vector<unsigned char>> known_objects;
 
@@ -113,8 +114,24 @@ void putRange(delta_t *delta, const place_t &place, uint32_t from, uint32_t end)
 
 bool differs(const place_t &place, uint32_t at, uint32_t length)
 {
-    static constexpr unsigned char ZEROS[STEP] = {};
+    static constexpr unsigned char ZEROS[STRIDE] = {};
     return memcmp(place.now + at, place.before ? place.before + at : ZEROS, length) != 0;
+}
+
+// The end of the step that `at` lies in.
+uint32_t stepEnd(uint32_t at, uint32_t end)
+{
+    return std::min(at / STEP * STEP + STEP, end);
+}
+
+// The first step from `at` on that differs; `end` for none.
+uint32_t skipSame(const place_t &place, uint32_t at, uint32_t end)
+{
+    while (end - at >= STRIDE && !differs(place, at, STRIDE))
+        at += STRIDE;
+    while (at < end && !differs(place, at, stepEnd(at, end) - at))
+        at = stepEnd(at, end);
+    return at;
 }
 
 // Compares [from, end) and gives each run that differs, cut at its first and last differing byte.
@@ -122,20 +139,17 @@ void compare(delta_t *delta, const place_t &place, uint32_t from, uint32_t end)
 {
     if (!place.plan || place.plan->leaves.empty() || place.plan->size == 0)
         return;
-    for (uint32_t at = from; at < end;) {
+    for (uint32_t at = skipSame(place, from, end); at < end; at = skipSame(place, at, end)) {
         uint32_t run = at;
-        while (run < end && differs(place, run, std::min(STEP - run % STEP, end - run)))
-            run += std::min(STEP - run % STEP, end - run);
-        if (run == at) {
-            at += std::min(STEP - at % STEP, end - at);
-            continue;
-        }
+        while (run < end && differs(place, run, stepEnd(run, end) - run))
+            run = stepEnd(run, end);
+        uint32_t first = at;
         uint32_t last = run;
-        while (!differs(place, at, 1))
-            ++at;
+        while (!differs(place, first, 1))
+            ++first;
         while (!differs(place, last - 1, 1))
             --last;
-        putRange(delta, place, at, last);
+        putRange(delta, place, first, last);
         at = run;
     }
 }
@@ -202,7 +216,8 @@ void deltaChanges(delta_t *delta)
     const std::vector<uint32_t> touched = storeTouched();
     for (const uint32_t number : touched)
         putBlock(delta, number);
-    for (const uint32_t page : trackWritten())
+    // A block that was taken anew may look as before, and yet the standby has zeroed it.
+    for (const uint32_t page : trackWritten(!touched.empty()))
         comparePage(delta, page, touched);
     compareObjects(delta);
 }

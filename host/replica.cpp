@@ -36,7 +36,7 @@ constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread p
 constexpr uint32_t VERSION = 1;      // of the dump, as the process's callbacks are told
 constexpr size_t STANDBYS_MOST = ELECTION_HOLDERS;
 constexpr timespec POST_RETRY = {0, 10000000};
-constexpr long SEEK_MS = 20;   // between two looks for an active process
+constexpr long SEEK_MS = 5;    // between two looks for an active process
 constexpr long CALM_MS = 1000; // after a refusal
 
 struct standby_t {
@@ -88,11 +88,13 @@ bool watch(int fd)
     return epoll_ctl(replica.epoll, EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
-// The first tick comes after `ms`, then one every `ms`; 0 stops it.
-void setTimer(long ms)
+// The first tick comes after `ms`, or at once, then one every `ms`; 0 stops it.
+void setTimer(long ms, bool at_once = false)
 {
     itimerspec spec = {};
     spec.it_value = spec.it_interval = {ms / 1000, ms % 1000 * 1000000};
+    if (at_once)
+        spec.it_value = {0, 1};
     timerfd_settime(replica.timer, 0, &spec, nullptr);
 }
 
@@ -400,7 +402,7 @@ void replicaStart()
         rasLog("store: nothing will be mirrored to or from this process: %s", strerror(errno));
         return;
     }
-    setTimer(SEEK_MS);
+    setTimer(SEEK_MS, true);
 }
 
 bool replicaLead()
@@ -421,6 +423,9 @@ void replicaListen()
 {
     sockaddr_un address;
     const int fd = replica.epoll >= 0 ? packetSocket() : -1;
+    // Whoever holds the lock owns the name, also while the kernel still closes the predecessor's socket.
+    if (fd >= 0 && socketAddress(&address))
+        unlink(address.sun_path);
     if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
         listen(fd, STANDBYS_MOST) == 0 && watch(fd)) {
         replica.listener = fd;

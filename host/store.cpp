@@ -231,6 +231,8 @@ int64_t storeBlockAround(uint32_t offset)
 {
     if (offset >= arena.used)
         return -1;
+    if (const uint32_t begins_here = arena.numbers[offset / GRANULE])
+        return int64_t{begins_here} - 1;
     const auto behind = std::upper_bound(arena.blocks.begin(), arena.blocks.end(), offset,
                                          [](uint32_t at, const store_block_t &block) { return at < block.offset; });
     return behind - arena.blocks.begin() - 1;

@@ -1,4 +1,8 @@
-// Page tracking by write faults. The twin of a page lies at the page's own place in a second reservation, so the
+// Page tracking by write faults. A fault and its two changes of protection cost ten times the comparison of a page, and
+// one message makes several syncs: so a few written pages stay open, their twins brought up to date instead, until
+// others are written or nothing is for a while.
+//
+// The twin of a page lies at the page's own place in a second reservation, so the
 // handler needs no table and takes no lock. Only the main thread writes to the arena.
 #include "host/track.h"
 
@@ -18,12 +22,18 @@ struct track_t {
     bool runs;
     size_t page;
     unsigned char *twins;
-    uint32_t *written; // room for every page of the arena
+    uint32_t *open; // pages, with room for every page of the arena
     size_t count;
-    bool lost; // the arena was opened as a whole
+    uint32_t *written; // those of them that differ from their twins, likewise
+    size_t differing;
+    uint32_t idle; // settles in a row without any
+    bool lost;     // the arena was opened as a whole
     struct sigaction before;
 };
 track_t track;
+
+constexpr size_t OPEN_MOST = 4;    // pages that stay open
+constexpr uint32_t IDLE_MOST = 32; // settles
 
 void *reserve(size_t size)
 {
@@ -57,7 +67,7 @@ void onFault(int, siginfo_t *info, void *)
         sigaction(SIGSEGV, &track.before, nullptr);
     } else if (!track.lost) {
         memcpy(track.twins + start, base + start, track.page);
-        track.written[track.count++] = static_cast<uint32_t>(start / track.page);
+        track.open[track.count++] = static_cast<uint32_t>(start / track.page);
         hostPoint();
     }
     errno = error;
@@ -81,11 +91,12 @@ bool trackStart()
     track.page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     if (!track.twins)
         track.twins = static_cast<unsigned char *>(reserve(storeReserved()));
-    if (track.twins && !track.written)
-        track.written = static_cast<uint32_t *>(reserve(storeReserved() / track.page * sizeof *track.written));
-    if (!track.twins || !track.written || !takeFaults())
+    for (uint32_t **table : {&track.open, &track.written})
+        if (track.twins && !*table)
+            *table = static_cast<uint32_t *>(reserve(storeReserved() / track.page * sizeof **table));
+    if (!track.twins || !track.open || !track.written || !takeFaults())
         return false;
-    track.count = 0;
+    track.count = track.differing = track.idle = 0;
     track.lost = false;
     track.runs = true;
     storeNote(true);
@@ -103,7 +114,7 @@ void trackStop()
     storeNote(false);
     sigaction(SIGSEGV, &track.before, nullptr);
     madvise(track.twins, storeReserved(), MADV_DONTNEED);
-    track.count = 0;
+    track.count = track.differing = 0;
     track.runs = false;
 }
 
@@ -122,10 +133,15 @@ size_t trackPage()
     return track.page;
 }
 
-std::span<const uint32_t> trackWritten()
+std::span<const uint32_t> trackWritten(bool all)
 {
-    std::sort(track.written, track.written + track.count);
-    return {track.written, track.count};
+    track.differing = 0;
+    for (size_t i = 0; i < track.count; ++i) {
+        const size_t start = size_t{track.open[i]} * track.page;
+        if (all || memcmp(storeBase() + start, track.twins + start, track.page) != 0)
+            track.written[track.differing++] = track.open[i];
+    }
+    return {track.written, track.differing};
 }
 
 const unsigned char *trackTwin(uint32_t page)
@@ -135,15 +151,20 @@ const unsigned char *trackTwin(uint32_t page)
 
 bool trackSettle()
 {
-    bool all = true;
-    for (size_t i = 0; i < track.count;) {
-        size_t end = i + 1;
-        while (end < track.count && track.written[end] == track.written[end - 1] + 1)
-            ++end;
-        all = mprotect(storeBase() + size_t{track.written[i]} * track.page, (end - i) * track.page, PROT_READ) == 0 &&
-              all;
-        i = end;
+    if (track.count == 0)
+        return true;
+    track.idle = track.differing > 0 ? 0 : track.idle + 1;
+    if (track.count <= OPEN_MOST && track.idle < IDLE_MOST) {
+        for (size_t i = 0; i < track.differing; ++i) {
+            const size_t start = size_t{track.written[i]} * track.page;
+            memcpy(track.twins + start, storeBase() + start, track.page);
+        }
+        return true;
     }
-    track.count = 0;
-    return all;
+    // One call from the first to the last: what lies between is protected already and costs next to nothing.
+    const auto [first, last] = std::minmax_element(track.open, track.open + track.count);
+    const bool done =
+        mprotect(storeBase() + size_t{*first} * track.page, size_t{*last - *first + 1} * track.page, PROT_READ) == 0;
+    track.count = track.differing = track.idle = 0;
+    return done;
 }

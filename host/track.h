@@ -1,7 +1,8 @@
 // Inside the host library: which pages of the store were written, and what they held before.
 //
 // While it runs the arena is read-only. The first write to a page faults; the handler keeps a copy of the page, its
-// twin, and opens it. So a sync costs what was touched and not what exists.
+// twin, and opens it. So a sync costs what was touched and not what exists. Pages written last may stay open and are
+// compared with their twins again.
 #ifndef HOST_TRACK_H
 #define HOST_TRACK_H
 
@@ -15,9 +16,11 @@ bool trackRuns();
 bool trackLost(); // what is written is not known any more: all standbys need a new dump
 
 size_t trackPage(); // bytes
-// Numbers of the pages that were written since the last trackSettle, in ascending order after this call.
-std::span<const uint32_t> trackWritten();
-const unsigned char *trackTwin(uint32_t page); // what a written page held
-bool trackSettle();                            // protects the written pages again
+// Numbers of the pages that differ from their twins, or with `all` of every page that may have been written since the
+// last trackSettle, in no order.
+std::span<const uint32_t> trackWritten(bool all);
+const unsigned char *trackTwin(uint32_t page); // what such a page held
+// What trackWritten gave last has been taken note of. False if pages could not be protected again.
+bool trackSettle();
 
 #endif

@@ -736,10 +736,11 @@ TEST_F(Host, ElectionHandsOnAtOnceAfterAKill)
     const pid_t second = startMini();
     EXPECT_NE(string::npos, ask(second, "stat").find("\"stage\":6,"));
     EXPECT_NE(string::npos, ask(second, "stat").find("\"role\":\"standby\""));
+    EXPECT_TRUE(within(5, [&] { return ask(first, "stat").find("\"standbys\":1") != string::npos; }));
     EXPECT_EQ(1000 + SIGKILL, end(first, SIGKILL));
     EXPECT_TRUE(within(5, [&] { return ask(second, "stat").find("\"role\":\"active\"") != string::npos; }));
     EXPECT_TRUE(within(5, [&] { return ask(second, "stat").find("\"stage\":5,") != string::npos; }));
-    EXPECT_NE(string::npos, ask(second, "trace show").find("stage 1002\n"));
+    EXPECT_NE(string::npos, ask(second, "trace show").find("stage 1042\n")) << "with what it was given";
     EXPECT_NE(string::npos, slurp(run / "trace/raslog").find("active"));
 }
 
@@ -1091,7 +1092,8 @@ uint32_t miniRecover(ha_hndl_t, uint32_t stage)
     const struct {
         uint32_t stage, next;
         int index;
-    } rows[] = {{1002, 1, 0}, {1003, 2, 1}, {1, 1001, 2}, {2, 3, 3}, {3, 1001, 8}, {1001, 1000, 4}, {1000, 0, 5}};
+    } rows[] = {{1002, 1, 0}, {1003, 2, 1}, {1042, 2, 11},   {1, 1001, 2},
+                {2, 3, 3},    {3, 1001, 8}, {1001, 1000, 4}, {1000, 0, 5}};
     say("stage %u", stage);
     mini_stage = 12;
     if (stage == STAGE_WAITS)
