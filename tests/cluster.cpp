@@ -60,7 +60,7 @@ Cluster::~Cluster()
     std::filesystem::remove_all(run);
 }
 
-int Cluster::start(long kill_at, const std::string &binary)
+int Cluster::start(KillAt kill_at, const std::string &binary)
 {
     const int pid = fork();
     if (pid == 0) {
@@ -69,7 +69,8 @@ int Cluster::start(long kill_at, const std::string &binary)
         dup2(errors, 2);
         setenv("VELMAR_RUN", run.c_str(), 1);
         setenv("VELMAR_VSS", "auto", 1);
-        setenv("VELMAR_KILL_AT", std::to_string(kill_at).c_str(), 1);
+        setenv("VELMAR_KILL_AT", std::to_string(kill_at.point).c_str(), 1);
+        setenv("VELMAR_KILL_AT_COMMIT", std::to_string(kill_at.commit).c_str(), 1);
         unsetenv("VELMAR_TRACE");
         execl(binary.empty() ? DORVALD_POINTS_BINARY : binary.c_str(), "dorvald", "-s", "1", "-S", "ethsw", nullptr);
         _exit(127);

@@ -16,14 +16,18 @@ struct Request { // what the driver was asked; `seq` counts by `type` in one age
     Bytes body;
 };
 
+struct KillAt { // counted points at which an agent ends itself, 0 for never
+    long point = 0, commit = 0;
+};
+
 class Cluster {
 public:
     Cluster();
     ~Cluster();
     Cluster(const Cluster &) = delete;
 
-    // Starts an agent: its process id. It ends itself at its `kill_at`-th counted point, if that is not 0.
-    int start(long kill_at = 0, const std::string &binary = "");
+    // Starts an agent: its process id.
+    int start(KillAt kill_at = {}, const std::string &binary = "");
     void signal(int pid, int number) const;
     bool ended(int pid, int timeout_ms = 0); // true once it was killed, and then it is forgotten
     void kill(int pid);

@@ -189,7 +189,7 @@ struct Chain {
         model.chip->ports = pair.chip->ports;
         never_killed = model.start();
         model.lead(never_killed);
-        active = pair.start(killPoint());
+        active = pair.start();
         pair.lead(active);
         standby = pair.start(killPoint());
         pair.join(standby);
@@ -201,7 +201,12 @@ struct Chain {
             tell(batch);
         }
     }
-    long killPoint() { return dice.percent(70) ? JOINED + dice.below(dice.percent(50) ? 1000 : 100) : 0; }
+    KillAt killPoint()
+    {
+        if (dice.percent(40))
+            return {0, 1 + dice.below(40)};
+        return {dice.percent(70) ? JOINED + dice.below(1000) : 0, 0};
+    }
 
     // One batch to the active agent and, once acknowledged, to the model: false if the active one died without it.
     bool tell(const Batch &batch)
@@ -233,7 +238,7 @@ struct Chain {
     void round()
     {
         Batch batch;
-        const bool quiet = dice.percent(60);
+        const bool quiet = dice.percent(20);
         do {
             batch = again.empty() ? randomBatch(dice, quiet) : std::exchange(again, {});
         } while (tell(batch) && !testing::Test::HasFailure());
