@@ -10,16 +10,33 @@
 
 namespace {
 
-const char *const given = getenv("VELMAR_KILL_AT");
-const long kill_at = given ? strtol(given, nullptr, 10) : 0;
-std::atomic<long> passed;
+struct count_t {
+    const long end;
+    std::atomic<long> passed;
+};
+
+long numberIn(const char *name)
+{
+    const char *given = getenv(name);
+    return given ? strtol(given, nullptr, 10) : 0;
+}
+
+count_t all = {numberIn("VELMAR_KILL_AT"), 0};
+count_t commits = {numberIn("VELMAR_KILL_AT_COMMIT"), 0};
+
+void pass(count_t *count)
+{
+    if (count->end > 0 && ++count->passed == count->end)
+        kill(getpid(), SIGKILL);
+}
 
 } // namespace
 
-void hostPoint()
+void hostPoint(point_t point)
 {
-    if (kill_at > 0 && ++passed == kill_at)
-        kill(getpid(), SIGKILL);
+    pass(&all);
+    if (point == point_t::COMMIT)
+        pass(&commits);
 }
 
 #endif

@@ -3,11 +3,15 @@
 #ifndef HOST_POINT_H
 #define HOST_POINT_H
 
+// A COMMIT stands right before and right behind the handing over of changes to the standbys.
+enum class point_t { ANY, COMMIT };
+
 #ifdef VELMAR_KILL_POINTS
-// The VELMAR_KILL_AT-th call in this process does not return: SIGKILL. Any context, a signal handler included.
-void hostPoint();
+// The VELMAR_KILL_AT-th call in this process does not return, nor the VELMAR_KILL_AT_COMMIT-th for a COMMIT: SIGKILL.
+// Any context, a signal handler included.
+void hostPoint(point_t point = point_t::ANY);
 #else
-inline void hostPoint() {}
+inline void hostPoint(point_t = point_t::ANY) {}
 #endif
 
 #endif

@@ -163,13 +163,13 @@ int64_t giveChanges()
     if (delta.records == 0)
         return 0;
     deltaCommit(&delta, ++replica.sequence);
-    hostPoint();
+    hostPoint(point_t::COMMIT);
     int64_t bytes = 0;
     const std::vector<standby_t> standbys = replica.standbys;
     for (const standby_t &standby : standbys)
         if (standby.joined && give(standby, PACKET_DELTA, replica.sequence, delta))
             bytes += static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
-    hostPoint();
+    hostPoint(point_t::COMMIT);
     return bytes;
 }
 

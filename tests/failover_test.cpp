@@ -1,0 +1,318 @@
+// Takeover: agents are killed at random moments under random messages, and what the next active one holds is compared
+// with an agent that was never killed and was told what has been acknowledged.
+//
+// FAILOVER_SEED and FAILOVER_ROUNDS repeat a run or lengthen it.
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <random>
+#include <unistd.h>
+
+#include "agent/messages.h"
+#include "host/delta_records.h"
+#include "tests/cluster.h"
+#include "tests/mirror.h"
+
+namespace {
+
+constexpr uint32_t CHIPS[] = {0x88400000, 0x88410000, 0x88420000, 0x88430000}; // of slot 1
+constexpr uint32_t TYPES[] = {1, 0, 2, 3};
+constexpr unsigned PORTS = 4; // of a chip
+constexpr long JOINED = 150;  // a chain's agent has passed fewer points by the time that its standby has joined
+
+uint32_t portOf(uint32_t chip, uint32_t n)
+{
+    return portNumber(chip * PORTS + n + 1) | chip;
+}
+
+// What every layout has as its hash: an agent tells it to whoever plays the active one.
+uint64_t layoutHash()
+{
+    static const uint64_t hash = [] {
+        Cluster cluster;
+        FakeActive active(cluster.run);
+        uint64_t found = 0;
+        cluster.start();
+        active.accept(&found);
+        return found;
+    }();
+    return hash;
+}
+
+std::vector<std::string> content(const Cluster &cluster)
+{
+    return contentOf(takeDump(cluster.run, layoutHash()).words);
+}
+
+std::string firstDifference(const std::vector<std::string> &a, const std::vector<std::string> &b)
+{
+    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    return (left == a.end() ? "(end)" : *left) + "\n" + (right == b.end() ? "(end)" : *right);
+}
+
+// ---- Random messages
+
+struct Dice {
+    std::mt19937_64 engine;
+    uint32_t below(uint32_t n) { return static_cast<uint32_t>(engine() % n); }
+    bool percent(uint32_t n) { return below(100) < n; }
+    uint32_t number()
+    {
+        constexpr uint32_t LIMITS[] = {2, 2, 8, 8, 101, 0x10000, 0xffffffff};
+        return below(LIMITS[below(std::size(LIMITS))]);
+    }
+};
+
+// Values of fields that lead somewhere; the others take any number.
+const std::map<std::string, std::vector<uint32_t>> VALUES = {
+    {"slot_id", {1, 1, 1, 1, 1, 2, 0, 10, 99}},
+    {"num_ports", {PORTS, PORTS, 0, 2, 161}},
+    {"num_policer_groups", {0, 1, 4, 4, 16, 17}},
+    {"num_buffers", {1000, 20000, 500000, 0}},
+    {"polGroupId", {0, 1, 2, 3}},
+    {"bufPoolId", {0, 0, 1, 3, 4}},
+    {"distance", {0, 1000, 2000, 10000, 30000, 100000}},
+    {"cmd", {1, 2, 1, 2, 3, 4, 0}},
+    {"policer_id", {1, 2, 3, 4, 5, 6}},
+    {"policer_req_type", {1, 1, 2, 0}},
+    {"profile_req_type", {1, 2, 0}},
+    {"profileId", {0, 1, 2, 3, 14, 15, 16}},
+    {"num_entries", {0, 1, 2, 4}},
+    {"numEntries", {0, 1, 2, 4}},
+    {"num_policers", {0, 1, 4}},
+    {"sp_count", {0, 1, 4, 8, 9}},
+    {"minThreshold", {0, 10, 30, 90}},
+    {"maxThreshold", {0, 40, 90, 100}},
+};
+constexpr uint8_t CODES[] = {1,  2,  2,  2,  2,  3,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 12, 13,
+                             13, 14, 14, 15, 16, 17, 18, 18, 19, 19, 20, 21, 22, 23, 24, 31, 31, 31,
+                             31, 31, 32, 32, 33, 34, 34, 34, 36, 37, 37, 37, 38, 39, 41, 42, 44, 45,
+                             46, 46, 47, 48, 65, 66, 68, 70, 71, 72, 73, 73, 73, 73, 78};
+// Those that ask the driver for little or nothing, so that a kill meets the store and the sends more often.
+constexpr uint8_t QUIET[] = {2, 2, 3, 68, 73};
+
+uint32_t valueOf(Dice &dice, const std::string &field, uint32_t chip)
+{
+    if (field == "ifindex" || field == "ifIndex" || field == "chip_ifindex") {
+        const uint32_t own = field[0] == 'c' ? CHIPS[chip] : portOf(chip, dice.below(PORTS));
+        const uint32_t odd[] = {QOS_ALL_CHIPS_IFINDEX, QOS_ALL_CHIPS_IFINDEX, CHANNEL, 0x18600000, 0,
+                                CHIPS[dice.below(4)]};
+        return dice.percent(88) ? own : odd[dice.below(std::size(odd))];
+    }
+    if (field == "chip_type" && dice.percent(95))
+        return TYPES[chip];
+    if (field == "local_chip_id" && dice.percent(95))
+        return chip;
+    const auto known = VALUES.find(field);
+    return known == VALUES.end() ? dice.number() : known->second[dice.below(known->second.size())];
+}
+
+Bytes randomMessage(Dice &dice, uint8_t code, uint32_t chip)
+{
+    const wireBody &layout = *qosMsgInfo(code)->body;
+    Bytes body(layout.size);
+    for (unsigned i = 0; i < layout.numFields; ++i) {
+        const wireField &field = layout.fields[i];
+        const std::string name = field.name;
+        const unsigned count = field.count ? field.count : 4;
+        body.resize(std::max<size_t>(body.size(), field.offset + (count - 1) * field.stride + field.width));
+        for (unsigned n = 0; n < count; ++n) {
+            const uint32_t value = valueOf(dice, name.substr(name.rfind('.') + 1), chip);
+            const size_t at = field.offset + n * field.stride;
+            for (unsigned byte = 0; byte < 4 && byte < field.width && field.kind != wireKind::Chars; ++byte)
+                body[at + field.width - 1 - byte] = static_cast<uint8_t>(value >> 8 * byte);
+            if (field.kind == wireKind::Chars)
+                body[at] = static_cast<uint8_t>('a' + value % 26);
+        }
+    }
+    if (dice.percent(2))
+        body.resize(dice.below(static_cast<uint32_t>(body.size())));
+    return message(code, body, 0x77);
+}
+
+using Batch = std::vector<Bytes>;
+
+Bytes joined(const Batch &batch)
+{
+    Bytes bytes;
+    for (const Bytes &message : batch)
+        bytes = bytes + message;
+    return bytes;
+}
+
+// No longer than what an agent receives at once.
+Batch randomBatch(Dice &dice, bool quiet)
+{
+    Batch batch;
+    const size_t count = 1 + dice.below(dice.percent(30) ? 6 : 2);
+    for (size_t bytes = 0; batch.size() < count;) {
+        const uint8_t code = quiet ? QUIET[dice.below(std::size(QUIET))] : CODES[dice.below(std::size(CODES))];
+        Bytes next = randomMessage(dice, code, dice.below(std::size(CHIPS)));
+        if (quiet && code != 73 && next.size() > 9)
+            put32(next, 5, CHANNEL + dice.below(8));
+        bytes += next.size();
+        if (bytes > 8000)
+            break;
+        batch.push_back(std::move(next));
+    }
+    return batch;
+}
+
+std::string hex(const Bytes &bytes)
+{
+    std::string text;
+    for (const uint8_t byte : bytes)
+        for (const int digit : {byte >> 4, byte & 15})
+            text += "0123456789abcdef"[digit];
+    return text;
+}
+
+std::vector<std::string> linesOf(const std::vector<Request> &requests)
+{
+    std::vector<std::string> lines;
+    for (const Request &request : requests)
+        if (!request.polls)
+            lines.push_back(hex(request.body));
+    return lines;
+}
+
+// ---- The chain: each survivor is the next round's active agent
+
+struct Chain {
+    explicit Chain(uint64_t seed) : dice{std::mt19937_64(seed)}
+    {
+        for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip)
+            for (uint32_t n = 0; n < PORTS; ++n)
+                pair.chip->ports[portOf(chip, n)] = static_cast<uint16_t>(n % 2);
+        model.chip->ports = pair.chip->ports;
+        never_killed = model.start();
+        model.lead(never_killed);
+        active = pair.start();
+        pair.lead(active);
+        standby = pair.start(killPoint());
+        pair.join(standby);
+        for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip) {
+            Dice tame{std::mt19937_64(1)};
+            Batch batch = {randomMessage(tame, QOS_CHIPUP_MSG, chip)};
+            for (uint32_t n = 0; n < PORTS; ++n)
+                batch.push_back(message(QOS_IFADD_MSG, ifAddBody(portOf(chip, n), "p"), 0x77));
+            tell(batch);
+        }
+    }
+    KillAt killPoint()
+    {
+        if (dice.percent(40))
+            return {0, 1 + dice.below(40)};
+        return {dice.percent(70) ? JOINED + dice.below(1000) : 0, 0};
+    }
+
+    // One batch to the active agent and, once acknowledged, to the model: false if the active one died without it.
+    bool tell(const Batch &batch)
+    {
+        const uint32_t seed = dice.percent(30) ? dice.number() : 0;
+        pair.refuse(seed);
+        model.refuse(seed);
+        const bool by_hand = dice.percent(2);
+        if (!pair.send(active, joined(batch)))
+            return false;
+        if (by_hand) {
+            usleep(dice.below(1000));
+            pair.signal(active, SIGKILL);
+        }
+        const Bytes echo = pair.echo(active);
+        if (echo.empty())
+            return false;
+        ++acknowledged;
+        EXPECT_EQ(hex(echo), hex(model.exchange(never_killed, joined(batch))));
+        const std::vector<Request> asked = pair.requests();
+        const auto lines = linesOf(asked), expected = linesOf(model.requests());
+        EXPECT_TRUE(lines == expected) << firstDifference(lines, expected) << "\nof " << hex(joined(batch));
+        for (const Request &request : asked)
+            last_seq[request.type] = request.seq;
+        return true;
+    }
+
+    // Until the active agent is dead and the standby has its place; what was lost on the way.
+    void round()
+    {
+        Batch batch;
+        const bool quiet = dice.percent(20);
+        do {
+            batch = again.empty() ? randomBatch(dice, quiet) : std::exchange(again, {});
+        } while (tell(batch) && !testing::Test::HasFailure());
+        if (testing::Test::HasFailure() || !pair.ended(active, 60000)) {
+            ADD_FAILURE() << "the active agent is not dead";
+            return;
+        }
+        pair.refuse(0);
+        const int next = pair.start(killPoint());
+        pair.lead(standby);
+        active = std::exchange(standby, next);
+        // The dead agent's requests go on from the last acknowledged one; the new one has nothing to ask for.
+        for (const Request &request : pair.requests())
+            EXPECT_EQ(request.seq, ++last_seq[request.type]) << "a request was made at the takeover";
+        last_seq.clear();
+        compare(batch);
+        pair.join(standby);
+        if (dice.percent(50))
+            again = batch;
+    }
+
+    // The new active agent has all that was acknowledged, and of the last batch whole messages from its front or none.
+    void compare(const Batch &last)
+    {
+        const auto has = content(pair);
+        auto expected = content(model);
+        size_t taken = 0;
+        for (; has != expected && taken < last.size(); ++taken) {
+            model.exchange(never_killed, last[taken]);
+            model.requests();
+            expected = content(model);
+        }
+        EXPECT_TRUE(has == expected) << firstDifference(has, expected);
+        ++(taken == 0 ? without : taken == last.size() ? with : partly);
+        for (const char *command : {"cli show dorvmd interface all", "stat"}) {
+            const auto shown = [&](Cluster &cluster, int pid) {
+                const std::string text = cluster.ctl(pid, command);
+                const size_t from = text.find("\"blocks\""), end = text.find(",\"syncs\"");
+                return from == std::string::npos ? text : text.substr(from, end - from);
+            };
+            EXPECT_EQ(shown(pair, active), shown(model, never_killed));
+        }
+    }
+
+    Dice dice;
+    Cluster pair, model;
+    int active, standby, never_killed;
+    Batch again;
+    std::map<uint32_t, uint32_t> last_seq;
+    unsigned acknowledged = 0, with = 0, without = 0, partly = 0;
+};
+
+uint32_t environmentOr(const char *name, uint32_t value)
+{
+    const char *given = getenv(name);
+    return given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : value;
+}
+
+class Rounds : public testing::TestWithParam<uint32_t> {};
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Rounds, testing::Range(1U, 7U));
+
+} // namespace
+
+TEST_P(Rounds, NothingAcknowledgedIsLostAndNothingIsHalfDone)
+{
+    const uint32_t seed = environmentOr("FAILOVER_SEED", GetParam());
+    const uint32_t rounds = environmentOr("FAILOVER_ROUNDS", 100);
+    Chain chain(seed);
+    for (uint32_t round = 0; round < rounds && !HasFailure(); ++round) {
+        SCOPED_TRACE("FAILOVER_SEED=" + std::to_string(seed) + " round " + std::to_string(round));
+        chain.round();
+    }
+    printf("FAILOVER_SEED=%u: %u rounds, %u batches acknowledged; the last one was there %u times, not there %u times, "
+           "in part %u times\n",
+           seed, rounds, chain.acknowledged, chain.with, chain.without, chain.partly);
+}
