@@ -251,7 +251,7 @@ std::string stage(const char *arg)
     if (!takeOnly(arg, UINT_MAX, &number))
         return formatted("error: '%s' is no stage number", arg);
     std::string ran = "ok";
-    if (!electionDrive(number, &ran))
+    if (!electionDriveByHand(number, &ran))
         return "error: the process has not registered for stages";
     return ran;
 }

@@ -62,6 +62,8 @@ std::string checkBlock(view_t *view, words_t record)
         return text("block number %u is none", number);
     if (!describePlan(block.type))
         return text("block %u is of unknown type %u", number, block.type);
+    if (block.size > storeReserved())
+        return text("block %u of %u bytes is larger than the store", number, block.size);
     const uint64_t room = storeRoom(block.size);
     if (const store_block_t *known = blockIn(*view, number)) {
         if (known->offset != block.offset || storeRoom(known->size) != room)
@@ -210,7 +212,33 @@ uintptr_t targetAddress(uint32_t kind, uint32_t number, uint32_t offset)
     }
 }
 
+std::vector<std::vector<unsigned char>> start; // every object's bytes; empty before deltaKeepStart
+
 } // namespace
+
+void deltaKeepStart()
+{
+    if (start.empty())
+        for (const describe_object_t &object : describeObjects())
+            start.emplace_back(object.address, object.address + object.size);
+}
+
+bool deltaStartKept()
+{
+    return !start.empty();
+}
+
+void deltaBackToStart()
+{
+    storeClear();
+    const auto &objects = describeObjects();
+    for (size_t i = 0; i < start.size() && i < objects.size(); ++i) {
+        const describe_plan_t *plan = describePlan(objects[i].type);
+        for (uint32_t record = 0; record + plan->size <= objects[i].size; record += plan->size)
+            for (const describe_leaf_t &leaf : plan->leaves)
+                memcpy(objects[i].address + record + leaf.offset, &start[i][record + leaf.offset], leaf.size);
+    }
+}
 
 std::string deltaWrong(words_t words, bool dump, uint64_t sequence)
 {

@@ -3,7 +3,6 @@
 #include "host/election.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -14,9 +13,11 @@
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
+#include <vector>
 
 #include "host/clock.h"
 #include "host/complain.h"
+#include "host/holders.h"
 #include "host/process.h"
 #include "host/raslog.h"
 #include "host/replica.h"
@@ -25,7 +26,9 @@
 namespace {
 
 constexpr uint32_t STAGE_COLD = 1002;
+constexpr uint32_t STAGE_WARM = 1003;
 constexpr uint32_t STAGE_THA = 1042;
+constexpr uint32_t STAGE_ACTIVE = 1001;
 constexpr uint32_t WORD_ELECTED = 1; // the message of type 15 that the winner's thread posts
 constexpr timespec RETRY = {0, 10000000};
 
@@ -44,40 +47,18 @@ void enter(role_t next)
     role.store(next);
 }
 
-using holders_t = std::array<int32_t, ELECTION_HOLDERS>; // process ids, 0 for none
-
-holders_t readHolders()
-{
-    holders_t holders = {};
-    if (pread(lock_fd, holders.data(), sizeof holders, 0) != static_cast<ssize_t>(sizeof holders))
-        return {};
-    return holders;
-}
-
-// Neither dead nor stopped.
-bool runs(int pid)
-{
-    char path[32];
-    char line[256] = {};
-    snprintf(path, sizeof path, "/proc/%d/stat", pid);
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    const ssize_t got = fd >= 0 ? read(fd, line, sizeof line - 1) : -1;
-    if (fd >= 0)
-        close(fd);
-    const char *state = got > 0 ? strrchr(line, ')') : nullptr; // ") S ..."
-    return state && state[1] && !strchr("TtZX", state[2]);
-}
-
 // A process that holds no copy of the last active one's store leaves the lock to one that does.
+bool otherHolderRuns()
+{
+    const std::vector<holder_t> holders = holdersRead();
+    return std::any_of(holders.begin(), holders.end(),
+                       [](const holder_t &holder) { return !holderIsSelf(holder) && holderRuns(holder); });
+}
+
 bool mayLead()
 {
-    bool other = false;
-    for (const int32_t pid : readHolders()) {
-        if (pid == getpid())
-            return true;
-        other = other || (pid > 0 && runs(pid));
-    }
-    return !other;
+    const std::vector<holder_t> holders = holdersRead();
+    return std::any_of(holders.begin(), holders.end(), holderIsSelf) || !otherHolderRuns();
 }
 
 // The kernel closes a dead process's descriptors from the highest down and waits some 10 ms for an inotify one: the
@@ -106,7 +87,9 @@ void *waitForLock(void *)
 {
     if (!lockFile())
         return nullptr;
-    while (!mayLead()) {
+    for (bool told = false; !mayLead(); told = true) {
+        if (!told)
+            rasLog("election: the lock is left to a process that holds a copy");
         flock(lock_fd, LOCK_UN);
         nanosleep(&RETRY, nullptr);
         if (!lockFile())
@@ -115,6 +98,18 @@ void *waitForLock(void *)
     while (processPost(MSGQ_TYPE_VSS, WORD_ELECTED) != 0)
         nanosleep(&RETRY, nullptr);
     return nullptr;
+}
+
+// The predecessor counted this process in and died before its dump had left: the lock is for another holder.
+void stepBack()
+{
+    rasLog("election: this process was given no dump and steps back");
+    std::vector<holder_t> holders = holdersRead();
+    std::erase_if(holders, holderIsSelf);
+    holdersWrite(holders);
+    flock(lock_fd, LOCK_UN);
+    if (!processThread(waitForLock, nullptr))
+        rasLog("election: cannot start a thread, this process stays standby");
 }
 
 // Null, or what is wrong with the service or the instance, whose names become part of a path.
@@ -154,6 +149,7 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
         lock_fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (lock_fd >= 0) {
         lock_fd = raised(lock_fd);
+        holdersOpen(lock_fd);
         return true;
     }
     const int error = errno;
@@ -162,28 +158,14 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
     return false;
 }
 
-void electionSetHolders(const std::vector<int> &pids)
-{
-    holders_t holders = {};
-    for (size_t i = 0; i < pids.size() && i < holders.size(); ++i)
-        holders[i] = pids[i];
-    if (lock_fd >= 0 && pwrite(lock_fd, holders.data(), sizeof holders, 0) != static_cast<ssize_t>(sizeof holders))
-        rasLog("election: cannot write the lock file: %s", strerror(errno));
-}
-
-bool electionIsHolder()
-{
-    const holders_t holders = readHolders();
-    return std::find(holders.begin(), holders.end(), getpid()) != holders.end();
-}
-
 void electionStart()
 {
     if (lock_fd < 0 || started)
         return;
-    replicaStart();
     started = processThread(waitForLock, nullptr);
-    if (!started)
+    if (started)
+        replicaStart();
+    else
         rasLog("election: cannot start a thread, this process stays standby");
 }
 
@@ -205,13 +187,25 @@ bool electionDrive(uint32_t stage, std::string *ran)
     return true;
 }
 
+bool electionDriveByHand(uint32_t stage, std::string *ran)
+{
+    constexpr uint32_t LEADING[] = {STAGE_COLD, STAGE_WARM, STAGE_THA, STAGE_ACTIVE};
+    if (role.load() == STANDBY && std::find(std::begin(LEADING), std::end(LEADING), stage) != std::end(LEADING))
+        replicaLeave();
+    return electionDrive(stage, ran);
+}
+
 void vss_process(void *message)
 {
     if (processWord(message) != WORD_ELECTED || lock_fd < 0)
         return;
-    const bool holds_dump = replicaLead();
+    const bool complete = replicaCatchUp();
+    if (!complete && otherHolderRuns()) {
+        stepBack();
+        return;
+    }
+    replicaLead(complete);
     enter(ACTIVE);
-    rasLog("election: this process is active, %s", holds_dump ? "with its predecessor's state" : "from the start");
-    electionDrive(holds_dump ? STAGE_THA : STAGE_COLD, nullptr);
-    replicaListen();
+    rasLog("election: this process is active, %s", complete ? "with its predecessor's state" : "from the start");
+    electionDrive(complete ? STAGE_THA : STAGE_COLD, nullptr);
 }

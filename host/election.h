@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "velmar/ha.h"
 
@@ -21,14 +20,10 @@ void electionStart();
 
 election_role_t electionRole();
 
-// The processes that hold a complete copy of the active one's store, kept in the lock file by the lock's owner: so who
-// was cut off knows, even if he did not notice, and the next active process is one of those.
-constexpr unsigned ELECTION_HOLDERS = 16;
-void electionSetHolders(const std::vector<int> &pids);
-bool electionIsHolder(); // this process is one of them
-
 // Drives `stage` and the stages that the process returns until 0, on the main thread; appends each to `ran`. False if
 // the process has no stage callback.
 bool electionDrive(uint32_t stage, std::string *ran);
+// The same by a person's hand: a standby that is made active so is none any more.
+bool electionDriveByHand(uint32_t stage, std::string *ran);
 
 #endif

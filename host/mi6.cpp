@@ -357,6 +357,15 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
     }
 }
 
+void mi6DropWaiting()
+{
+    for (int fd = 0; fd < SOCKET_FDS; ++fd) {
+        unsigned char byte;
+        while (socket_slots[fd].mi6 && recv(fd, &byte, sizeof byte, MSG_DONTWAIT | MSG_TRUNC) >= 0)
+            ;
+    }
+}
+
 void mi6Close(mi6_sock_t *sock)
 {
     for (receiver_t &receiver : sock->receivers)

@@ -30,8 +30,10 @@ int sealedFile(const void *payload, size_t length)
         }
         done += static_cast<size_t>(part);
     }
-    if (fd >= 0)
-        fcntl(fd, F_ADD_SEALS, SEALS);
+    if (fd >= 0 && fcntl(fd, F_ADD_SEALS, SEALS) != 0) {
+        close(fd);
+        return -1;
+    }
     return fd;
 }
 
@@ -60,9 +62,10 @@ bool mapFile(int file, received_t *received)
 {
     struct stat found;
     const size_t length = received->head.length;
-    const bool sealed = (fcntl(file, F_GET_SEALS) & SEALS) == SEALS;
+    const int seals = fcntl(file, F_GET_SEALS);
     void *map = MAP_FAILED;
-    if (sealed && length > 0 && fstat(file, &found) == 0 && found.st_size == static_cast<off_t>(length))
+    if (seals >= 0 && (seals & SEALS) == SEALS && length > 0 && fstat(file, &found) == 0 &&
+        found.st_size == static_cast<off_t>(length))
         map = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, 0);
     if (map == MAP_FAILED)
         return false;
@@ -90,8 +93,13 @@ int packetSocket()
 {
     const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd >= 0)
-        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
+        packetSetBacklog(fd);
     return fd;
+}
+
+void packetSetBacklog(int fd)
+{
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
 }
 
 ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
@@ -127,12 +135,13 @@ int packetReceive(int fd, received_t *received)
     message.msg_iov = &vector;
     message.msg_iovlen = 1;
     message.msg_control = control;
-    message.msg_controllen = sizeof control;
+    message.msg_controllen = CMSG_LEN(sizeof(int)); // one descriptor; the kernel keeps any other
     const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (got <= 0)
         return static_cast<int>(got);
     const int file = attached(&message);
-    const bool good = accepted(static_cast<size_t>(got), file, received);
+    const bool good =
+        !(message.msg_flags & (MSG_CTRUNC | MSG_TRUNC)) && accepted(static_cast<size_t>(got), file, received);
     if (file >= 0)
         close(file);
     if (good)

@@ -21,14 +21,15 @@ struct packet_t {
     uint16_t version;
     uint16_t kind;
     uint64_t number;
-    uint32_t type;   // of an update
+    uint32_t type;   // of an update; of a dump the number that its copy goes by
     uint32_t length; // bytes of the payload, behind this or in the file
 };
 static_assert(sizeof(packet_t) == 24);
 
 constexpr size_t PACKET_INLINE = 32000; // longer payloads go as a file
 
-int packetSocket(); // -1 with errno
+int packetSocket();            // -1 with errno
+void packetSetBacklog(int fd); // of a connection: how far the other side may be behind
 
 // Sends without waiting: bytes sent, or -1 with errno, EAGAIN if the other side is too far behind.
 ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length);

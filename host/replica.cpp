@@ -11,6 +11,7 @@
 #include <semaphore.h>
 #include <string>
 #include <sys/epoll.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
 #include <sys/un.h>
@@ -18,14 +19,16 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/clock.h"
 #include "host/delta.h"
 #include "host/describe.h"
-#include "host/election.h"
+#include "host/holders.h"
 #include "host/packet.h"
 #include "host/point.h"
 #include "host/process.h"
 #include "host/raslog.h"
 #include "host/run.h"
+#include "host/socket.h"
 #include "host/store.h"
 #include "host/track.h"
 #include "velmar/run.h"
@@ -34,7 +37,8 @@ namespace {
 
 constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread posts
 constexpr uint32_t VERSION = 1;      // of the dump, as the process's callbacks are told
-constexpr size_t STANDBYS_MOST = ELECTION_HOLDERS;
+constexpr size_t CONNECTIONS_MOST = 2 * HOLDERS_MOST;
+constexpr int64_t SILENT_US = 1000000; // a connection that has said no hello until then may go
 constexpr timespec POST_RETRY = {0, 10000000};
 constexpr long SEEK_MS = 5;    // between two looks for an active process
 constexpr long CALM_MS = 1000; // after a refusal
@@ -42,8 +46,10 @@ constexpr long CALM_MS = 1000; // after a refusal
 struct standby_t {
     int fd;
     int pid;
-    bool joining; // has said hello, is due a dump
-    bool joined;  // has been given it
+    int64_t since; // microseconds
+    bool joining;  // has said hello, is due a dump
+    bool joined;   // has been given it
+    holder_t holder;
 };
 
 struct replica_t {
@@ -53,13 +59,16 @@ struct replica_t {
     int epoll = -1;
     int timer = -1;
     sem_t served;
+    std::string said; // the last line of sayOnce
     // Standby.
     int active = -1; // connection to the active process
-    bool held;       // the store is a complete copy
-    std::string refused;
+    uint32_t copy;   // number of the dump that the store was, 0 if it is no complete copy
     // Active.
+    bool leads;
     int listener = -1;
+    bool deaf; // the listener is not looked at, for want of descriptors
     std::vector<standby_t> standbys;
+    std::vector<holder_t> inherited; // the predecessor's standbys, while nothing has changed since him
     uint32_t dumps;
     // Both: number of the last delta sent or taken.
     uint64_t sequence;
@@ -98,6 +107,14 @@ void setTimer(long ms, bool at_once = false)
     timerfd_settime(replica.timer, 0, &spec, nullptr);
 }
 
+// What would otherwise be said again at every try.
+void sayOnce(const std::string &line)
+{
+    if (line != replica.said)
+        rasLog("store: %s", line.c_str());
+    replica.said = line;
+}
+
 bool socketAddress(sockaddr_un *address)
 {
     char path[sizeof address->sun_path];
@@ -106,14 +123,18 @@ bool socketAddress(sockaddr_un *address)
 
 // ---- Active: standbys
 
+// Writes down who holds a copy, and follows changes only while somebody does.
 void settleStandbys()
 {
-    std::vector<int> holders;
+    std::vector<holder_t> holders;
     for (const standby_t &standby : replica.standbys)
         if (standby.joined)
-            holders.push_back(standby.pid);
-    electionSetHolders(holders);
+            holders.push_back(standby.holder);
     joined_count.store(static_cast<unsigned>(holders.size()));
+    for (const holder_t &old : replica.inherited)
+        if (std::none_of(holders.begin(), holders.end(), [&old](const holder_t &now) { return now.pid == old.pid; }))
+            holders.push_back(old);
+    holdersWrite(holders);
     if (holders.empty())
         trackStop();
 }
@@ -129,14 +150,16 @@ void drop(int fd)
 void dropAll(const char *why)
 {
     rasLog("store: %s, all standbys need a new dump", why);
+    replica.inherited.clear();
     while (!replica.standbys.empty())
         drop(replica.standbys.back().fd);
+    settleStandbys();
 }
 
 // False, and the standby is gone, if it did not take it.
-bool give(const standby_t &standby, packet_kind_t kind, uint64_t number, const delta_t &delta)
+bool give(const standby_t &standby, packet_kind_t kind, uint64_t number, uint32_t type, const delta_t &delta)
 {
-    if (packetSend(standby.fd, kind, number, 0, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
+    if (packetSend(standby.fd, kind, number, type, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
         return true;
     if (errno == EAGAIN)
         rasLog("store: standby %d does not read and is cut off", standby.pid);
@@ -163,38 +186,28 @@ int64_t giveChanges()
     if (delta.records == 0)
         return 0;
     deltaCommit(&delta, ++replica.sequence);
+    if (!replica.inherited.empty()) {
+        replica.inherited.clear();
+        settleStandbys();
+    }
     hostPoint(point_t::COMMIT);
     int64_t bytes = 0;
     const std::vector<standby_t> standbys = replica.standbys;
     for (const standby_t &standby : standbys)
-        if (standby.joined && give(standby, PACKET_DELTA, replica.sequence, delta))
+        if (standby.joined && give(standby, PACKET_DELTA, replica.sequence, 0, delta))
             bytes += static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
     hostPoint(point_t::COMMIT);
     return bytes;
 }
 
-// The standby counts as a copy from before the dump leaves: what is on the way arrives.
-int64_t giveDump(standby_t *standby)
+bool follow()
 {
-    const bool is_first = !trackRuns();
-    if (!trackStart()) {
-        rasLog("store: cannot follow changes, no standby is served: %s", strerror(errno));
-        return -1;
-    }
-    if (is_first)
-        deltaRemember();
-    delta_t delta = {};
-    deltaWhole(&delta);
-    deltaCommit(&delta, replica.sequence);
-    standby->joining = false;
-    standby->joined = true;
-    const standby_t given = *standby;
-    settleStandbys();
-    hostPoint();
-    if (!give(given, PACKET_DUMP, replica.sequence, delta))
-        return -1;
-    rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
-    return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
+    if (trackRuns())
+        return true;
+    if (!trackStart())
+        return false;
+    deltaRemember();
+    return true;
 }
 
 void refuse(const standby_t &standby, const std::string &why)
@@ -203,11 +216,48 @@ void refuse(const standby_t &standby, const std::string &why)
     drop(standby.fd);
 }
 
+uint32_t drawNumber()
+{
+    uint32_t number = 0;
+    while (number == 0)
+        if (getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number))
+            number = ++replica.dumps;
+    return number;
+}
+
+// The standby counts as a copy from before the dump leaves: what is on the way arrives.
+int64_t giveDump(standby_t *standby)
+{
+    standby->joining = false;
+    if (!follow()) {
+        sayOnce(std::string("no standby is served, changes cannot be followed: ") + strerror(errno));
+        refuse(*standby, "the active process cannot follow its changes");
+        return -1;
+    }
+    delta_t delta = {};
+    deltaWhole(&delta);
+    deltaCommit(&delta, replica.sequence);
+    standby->holder = holderOf(standby->pid, drawNumber());
+    standby->joined = true;
+    const standby_t given = *standby;
+    settleStandbys();
+    hostPoint();
+    if (!give(given, PACKET_DUMP, replica.sequence, given.holder.copy, delta))
+        return -1;
+    rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
+    return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
+}
+
 void hello(standby_t *standby, uint64_t hash)
 {
     if (hash != describeHash()) {
         rasLog("store: process %d has other record layouts than this one and is not mirrored to", standby->pid);
         refuse(*standby, "the active process has other record layouts than this one");
+        return;
+    }
+    if (joined_count.load() >= HOLDERS_MOST) {
+        sayOnce("there are " + std::to_string(HOLDERS_MOST) + " standbys, more are not served");
+        refuse(*standby, "the active process has as many standbys as it can serve");
         return;
     }
     standby->joining = true;
@@ -241,30 +291,45 @@ void standbySpeaks(int fd)
     packetFree(&received);
 }
 
+// Without a descriptor for who knocks the listener is left alone until the next tick.
 void acceptStandby()
 {
     const int fd = accept4(replica.listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (fd < 0)
+    if (fd < 0) {
+        if (errno == EAGAIN || errno == ECONNABORTED || errno == EINTR)
+            return;
+        sayOnce(std::string("no standby can join: ") + strerror(errno));
+        replica.deaf = epoll_ctl(replica.epoll, EPOLL_CTL_DEL, replica.listener, nullptr) == 0;
+        setTimer(CALM_MS);
         return;
+    }
+    const int64_t now = clockUs(0);
+    const auto silent = std::find_if(replica.standbys.begin(), replica.standbys.end(), [now](const standby_t &old) {
+        return !old.joined && now - old.since > SILENT_US;
+    });
+    if (silent != replica.standbys.end())
+        drop(silent->fd);
     ucred peer = {};
     socklen_t length = sizeof peer;
-    constexpr int BACKLOG_BYTES = 1 << 20;
-    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || replica.standbys.size() >= STANDBYS_MOST ||
+    packetSetBacklog(fd);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || replica.standbys.size() >= CONNECTIONS_MOST ||
         !watch(fd)) {
         close(fd);
         return;
     }
-    replica.standbys.push_back({fd, peer.pid, false, false});
+    replica.standbys.push_back({fd, peer.pid, now, false, false, {}});
 }
 
 // ---- Standby: the active process
 
-void leave(long again_ms)
+// The connection ends. Where it did not end by itself the store is no copy any more.
+void leave(long again_ms, bool healthy)
 {
     if (replica.active >= 0)
         close(replica.active);
     replica.active = -1;
+    if (!healthy)
+        replica.copy = 0;
     setTimer(again_ms);
 }
 
@@ -277,17 +342,23 @@ bool takeDump(const received_t &received, std::span<const uint32_t> words)
     }
     if (replica.ops->recv_dump)
         replica.ops->recv_dump(replica.handle, VERSION, static_cast<uint32_t>(received.head.number));
+    deltaKeepStart();
     storeClear();
-    replica.held = deltaTake(words);
+    replica.copy = 0;
     replica.sequence = received.head.number;
-    rasLog(replica.held ? "store: this process holds a dump of %zu bytes" : "store: no memory for a dump of %zu bytes",
-           words.size_bytes());
-    return replica.held;
+    if (!deltaTake(words)) {
+        rasLog("store: no memory for a dump of %zu bytes", words.size_bytes());
+        deltaBackToStart();
+        return false;
+    }
+    replica.copy = received.head.type;
+    rasLog("store: this process holds a dump of %zu bytes", words.size_bytes());
+    return true;
 }
 
 bool takeDelta(const received_t &received, std::span<const uint32_t> words)
 {
-    std::string wrong = replica.held ? std::string() : "there was no dump before it";
+    std::string wrong = replica.copy ? std::string() : "there was no dump before it";
     if (wrong.empty() && received.head.number != replica.sequence + 1)
         wrong = "it is not the next one";
     if (wrong.empty())
@@ -297,7 +368,6 @@ bool takeDelta(const received_t &received, std::span<const uint32_t> words)
         return true;
     }
     rasLog("store: an update is refused, a new dump is needed: %s", wrong.empty() ? "no memory" : wrong.c_str());
-    replica.held = false;
     return false;
 }
 
@@ -307,15 +377,6 @@ void takeUpdate(const received_t &received)
     const vss_update_t update = {1, &vector, received.head.type};
     if (replica.ops->recv_update)
         replica.ops->recv_update(replica.handle, &update);
-}
-
-// An active process of another layout is told of once.
-void takeRefusal(const received_t &received)
-{
-    const std::string why(static_cast<const char *>(received.payload), received.head.length);
-    if (why != replica.refused)
-        rasLog("store: not mirrored: %s", why.c_str());
-    replica.refused = why;
 }
 
 // False if the connection is of no more use.
@@ -336,7 +397,7 @@ bool take(const received_t &received)
             replica.ops->recv_msg(replica.handle, received.payload, received.head.length);
         return true;
     case PACKET_REFUSED:
-        takeRefusal(received);
+        sayOnce("not mirrored: " + std::string(static_cast<const char *>(received.payload), received.head.length));
         return false;
     default:
         rasLog("store: the active process sent a packet of unknown kind %u", received.head.kind);
@@ -357,15 +418,12 @@ void activeSpeaks()
             rasLog("store: lost the active process: %s", strerror(errno));
         packetFree(&received);
         if (!good)
-            leave(rc == 0 ? SEEK_MS : CALM_MS);
+            leave(rc == 0 ? SEEK_MS : CALM_MS, rc == 0 || (rc > 0 && received.head.kind == PACKET_REFUSED));
     }
 }
 
 void seek()
 {
-    uint64_t ticks;
-    if (read(replica.timer, &ticks, sizeof ticks) < 0 || replica.active >= 0 || replica.listener >= 0)
-        return;
     sockaddr_un address;
     const int fd = socketAddress(&address) ? packetSocket() : -1;
     if (fd < 0)
@@ -377,6 +435,40 @@ void seek()
     }
     replica.active = fd;
     setTimer(0);
+}
+
+// Whoever holds the lock owns the name, also while the kernel still closes the predecessor's socket.
+void openListener()
+{
+    sockaddr_un address;
+    const int fd = packetSocket();
+    if (fd >= 0 && socketAddress(&address))
+        unlink(address.sun_path);
+    if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
+        listen(fd, HOLDERS_MOST) == 0 && watch(fd)) {
+        replica.listener = fd;
+        setTimer(0);
+        return;
+    }
+    sayOnce(std::string("no standby can join: ") + strerror(errno));
+    if (fd >= 0)
+        velmar_run_close(fd);
+    setTimer(CALM_MS);
+}
+
+void tick()
+{
+    uint64_t ticks;
+    if (read(replica.timer, &ticks, sizeof ticks) < 0)
+        return;
+    if (!replica.leads && replica.active < 0) {
+        seek();
+    } else if (replica.leads && replica.listener < 0) {
+        openListener();
+    } else if (replica.deaf && watch(replica.listener)) {
+        replica.deaf = false;
+        setTimer(0);
+    }
 }
 
 } // namespace
@@ -405,40 +497,50 @@ void replicaStart()
     setTimer(SEEK_MS, true);
 }
 
-bool replicaLead()
+bool replicaCatchUp()
 {
     activeSpeaks();
-    if (replica.active >= 0)
-        close(replica.active);
-    replica.active = -1;
-    setTimer(0);
-    const bool complete = replica.held && electionIsHolder();
-    if (replica.held && !complete)
+    for (const holder_t &holder : holdersRead())
+        if (holderIsSelf(holder) && replica.copy != 0 && holder.copy == replica.copy)
+            return true;
+    if (replica.copy)
         rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
-    electionSetHolders({});
-    return complete;
+    return false;
 }
 
-void replicaListen()
+// The predecessor's other standbys have the same copy, and it is as good as this one until something changes.
+void replicaLead(bool complete)
 {
-    sockaddr_un address;
-    const int fd = replica.epoll >= 0 ? packetSocket() : -1;
-    // Whoever holds the lock owns the name, also while the kernel still closes the predecessor's socket.
-    if (fd >= 0 && socketAddress(&address))
-        unlink(address.sun_path);
-    if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
-        listen(fd, STANDBYS_MOST) == 0 && watch(fd)) {
-        replica.listener = fd;
-        return;
+    leave(0, true);
+    replica.leads = true;
+    if (complete) {
+        replica.inherited = holdersRead();
+        std::erase_if(replica.inherited,
+                      [](const holder_t &holder) { return holderIsSelf(holder) || !holderRuns(holder); });
+        if (!replica.inherited.empty() && !follow())
+            replica.inherited.clear();
+        mi6DropWaiting();
+    } else if (deltaStartKept()) {
+        deltaBackToStart();
     }
-    rasLog("store: no standby can join: %s", strerror(errno));
-    if (fd >= 0)
-        velmar_run_close(fd);
+    settleStandbys();
+    if (replica.epoll >= 0)
+        openListener();
+}
+
+void replicaLeave()
+{
+    if (replica.epoll < 0 || replica.leads)
+        return;
+    rasLog("store: this process was made active by hand, it holds no copy any more");
+    leave(0, false);
+    replica.leads = true;
+    epoll_ctl(replica.epoll, EPOLL_CTL_DEL, replica.timer, nullptr);
 }
 
 int64_t replicaSync()
 {
-    if (replica.standbys.empty())
+    if (replica.standbys.empty() && replica.inherited.empty())
         return 0;
     hostPoint();
     int64_t bytes = giveChanges();
@@ -456,7 +558,7 @@ int64_t replicaSync()
 void replicaCommit()
 {
     hostPoint();
-    if (joined_count.load(std::memory_order_relaxed) > 0)
+    if (trackRuns())
         replicaSync();
 }
 
@@ -496,7 +598,7 @@ void isc_process(void *message)
     for (int i = 0; i < count; ++i) {
         const int fd = ready[i].data.fd;
         if (fd == replica.timer)
-            seek();
+            tick();
         else if (fd == replica.listener)
             acceptStandby();
         else if (fd == replica.active)

@@ -16,9 +16,12 @@ void replicaStart();
 
 // This process holds the lock: reads what the dead predecessor still had on the way. True if the store is then a
 // complete copy of the predecessor's.
-bool replicaLead();
-// Opens the socket for standbys.
-void replicaListen();
+bool replicaCatchUp();
+// The standby's part is over and the active one's begins, with the copy, or with a store and objects as at the
+// process's start. Standbys can join from here on.
+void replicaLead(bool complete);
+// The standby's part is over and nothing takes its place.
+void replicaLeave();
 
 // Hands the standbys what has changed, and a dump to those that have just joined: bytes sent, negative on failure.
 int64_t replicaSync();

@@ -26,6 +26,8 @@ int socketDropErrors(struct pollfd *fds, unsigned count);
 
 ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags);
 void mi6Close(mi6_sock_t *sock);
+// Throws away what waits at this process's sockets: it came while another process was there to work on it.
+void mi6DropWaiting();
 
 int qosOpen();
 int qosBind(qos_sock_t *sock, int fd, const void *address, size_t length);

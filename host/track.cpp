@@ -63,7 +63,10 @@ void onFault(int, siginfo_t *info, void *)
     unsigned char *const base = storeBase();
     const size_t offset = static_cast<size_t>(static_cast<unsigned char *>(info->si_addr) - base);
     const size_t start = offset / track.page * track.page;
-    if (!track.runs || info->si_code != SEGV_ACCERR || offset >= storeCommitted() || !openPage(base + start)) {
+    if (info->si_code <= 0) { // sent by somebody, and not by a write
+        sigaction(SIGSEGV, &track.before, nullptr);
+        raise(SIGSEGV);
+    } else if (!track.runs || info->si_code != SEGV_ACCERR || offset >= storeCommitted() || !openPage(base + start)) {
         sigaction(SIGSEGV, &track.before, nullptr);
     } else if (!track.lost) {
         memcpy(track.twins + start, base + start, track.page);
