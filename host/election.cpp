@@ -68,16 +68,17 @@ bool runs(int pid)
     return state && state[1] && !strchr("TtZX", state[2]);
 }
 
+bool otherHolderRuns()
+{
+    const holders_t holders = readHolders();
+    return std::any_of(holders.begin(), holders.end(),
+                       [](int32_t pid) { return pid > 0 && pid != getpid() && runs(pid); });
+}
+
 // A process that holds no copy of the last active one's store leaves the lock to one that does.
 bool mayLead()
 {
-    bool other = false;
-    for (const int32_t pid : readHolders()) {
-        if (pid == getpid())
-            return true;
-        other = other || (pid > 0 && runs(pid));
-    }
-    return !other;
+    return electionIsHolder() || !otherHolderRuns();
 }
 
 bool lockFile()
@@ -103,6 +104,20 @@ void *waitForLock(void *)
     while (processPost(MSGQ_TYPE_VSS, WORD_ELECTED) != 0)
         nanosleep(&RETRY, nullptr);
     return nullptr;
+}
+
+// The predecessor counted this process as a holder and died before its dump had left: the lock is for another one.
+void stepBack()
+{
+    rasLog("election: this process was given no dump and leaves the lock to one that holds it");
+    std::vector<int> others;
+    for (const int32_t pid : readHolders())
+        if (pid > 0 && pid != getpid())
+            others.push_back(pid);
+    electionSetHolders(others);
+    flock(lock_fd, LOCK_UN);
+    if (!processThread(waitForLock, nullptr))
+        rasLog("election: cannot start a thread, this process stays standby");
 }
 
 // Null, or what is wrong with the service or the instance, whose names become part of a path.
@@ -195,7 +210,13 @@ void vss_process(void *message)
 {
     if (processWord(message) != WORD_ELECTED || lock_fd < 0)
         return;
-    const bool holds_dump = replicaLead();
+    const bool holds_dump = replicaCatchUp();
+    if (!holds_dump && otherHolderRuns()) {
+        stepBack();
+        return;
+    }
+    replicaLead();
+    electionSetHolders({});
     enter(ACTIVE);
     rasLog("election: this process is active, %s", holds_dump ? "with its predecessor's state" : "from the start");
     electionDrive(holds_dump ? STAGE_THA : STAGE_COLD, nullptr);

@@ -403,18 +403,21 @@ void replicaStart()
     setTimer(SEEK_MS);
 }
 
-bool replicaLead()
+bool replicaCatchUp()
 {
     activeSpeaks();
+    const bool complete = replica.held && electionIsHolder();
+    if (replica.held && !complete)
+        rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
+    return complete;
+}
+
+void replicaLead()
+{
     if (replica.active >= 0)
         close(replica.active);
     replica.active = -1;
     setTimer(0);
-    const bool complete = replica.held && electionIsHolder();
-    if (replica.held && !complete)
-        rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
-    electionSetHolders({});
-    return complete;
 }
 
 void replicaListen()

@@ -16,7 +16,9 @@ void replicaStart();
 
 // This process holds the lock: reads what the dead predecessor still had on the way. True if the store is then a
 // complete copy of the predecessor's.
-bool replicaLead();
+bool replicaCatchUp();
+// Leaves the standby's role: no active process is looked for any more.
+void replicaLead();
 // Opens the socket for standbys.
 void replicaListen();
 
