@@ -196,12 +196,18 @@ void FakeActive::setHolders(const std::vector<int> &pids)
     EXPECT_EQ(pwrite(lock, holders, sizeof holders, 0), static_cast<ssize_t>(sizeof holders));
 }
 
+void FakeActive::hangUp()
+{
+    for (const int fd : connections)
+        close(fd);
+    connections.clear();
+}
+
 void FakeActive::end()
 {
     if (lock < 0)
         return;
-    for (const int fd : connections)
-        close(fd);
+    hangUp();
     close(listener);
     unlink(path.c_str());
     close(lock);
