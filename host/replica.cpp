@@ -237,6 +237,7 @@ int64_t giveDump(standby_t *standby)
     delta_t delta = {};
     deltaWhole(&delta);
     deltaCommit(&delta, replica.sequence);
+    std::erase_if(replica.inherited, [standby](const holder_t &old) { return old.pid == standby->pid; });
     standby->holder = holderOf(standby->pid, drawNumber());
     standby->joined = true;
     const standby_t given = *standby;
@@ -405,6 +406,12 @@ bool take(const received_t &received)
     }
 }
 
+// A refusal, given or got, leaves the copy as it was: whether it counts the list of holders tells.
+bool keepsCopy(uint16_t kind)
+{
+    return kind == PACKET_REFUSED || kind == PACKET_DUMP;
+}
+
 // Takes all there is; ends the connection where it ends.
 void activeSpeaks()
 {
@@ -418,7 +425,7 @@ void activeSpeaks()
             rasLog("store: lost the active process: %s", strerror(errno));
         packetFree(&received);
         if (!good)
-            leave(rc == 0 ? SEEK_MS : CALM_MS, rc == 0 || (rc > 0 && received.head.kind == PACKET_REFUSED));
+            leave(rc == 0 ? SEEK_MS : CALM_MS, rc == 0 || (rc > 0 && keepsCopy(received.head.kind)));
     }
 }
 

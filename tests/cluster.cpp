@@ -118,20 +118,25 @@ bool Cluster::logged(int pid, const std::string &part)
 {
     const std::string mark = "[" + std::to_string(pid) + "]: ";
     for (int ms = 0; ms < PATIENCE_MS; ++ms) {
-        std::ifstream log(run + "/trace/raslog");
-        log.seekg(static_cast<std::streamoff>(read[pid]));
-        for (std::string line; std::getline(log, line) && !log.eof();)
+        std::ifstream in(run + "/trace/raslog");
+        in.seekg(static_cast<std::streamoff>(read[pid]));
+        for (std::string line; std::getline(in, line) && !in.eof();)
             if (line.find(mark) != std::string::npos && line.find(part) != std::string::npos) {
-                read[pid] = static_cast<size_t>(log.tellg());
+                read[pid] = static_cast<size_t>(in.tellg());
+                last = line;
                 return true;
             }
         if (ready(agents.at(pid), 0))
-            break;
+            ms = std::max(ms, PATIENCE_MS - 2); // what a dead one has logged is there
         usleep(1000);
     }
-    ADD_FAILURE() << pid << ": nothing logged of: " << part << '\n'
-                  << slurp(run + "/trace/raslog") << slurp(run + "/stderr");
+    ADD_FAILURE() << pid << ": nothing logged of: " << part << '\n' << log() << slurp(run + "/stderr");
     return false;
+}
+
+std::string Cluster::log() const
+{
+    return slurp(run + "/trace/raslog");
 }
 
 void Cluster::lead(int pid)
@@ -174,6 +179,12 @@ Bytes Cluster::echo(int pid)
             return payload;
         unasked.push_back(payload);
     }
+}
+
+void Cluster::drain()
+{
+    while (ready(manager.fd, 0))
+        unasked.push_back(manager.receive().bytes);
 }
 
 Bytes Cluster::exchange(int pid, const Bytes &batch)

@@ -35,11 +35,14 @@ public:
     std::string ctl(int pid, const std::string &command);
     // The event log has a line with all parts; waits for it. Only what came behind the last one found counts.
     bool logged(int pid, const std::string &part);
+    std::string last; // that line
+    std::string log() const;
     void lead(int pid);                           // waits until it is active and has said so to the manager
     void join(int pid);                           // waits until it holds a dump
     bool send(int pid, const Bytes &batch) const; // false if it is gone
     // The echo of the next batch; empty if the agent died without one. Other messages go to `unasked`.
     Bytes echo(int pid);
+    void drain(); // into `unasked`
     Bytes exchange(int pid, const Bytes &batch);
     std::vector<Request> requests(); // those that came since the last call
     void refuse(uint32_t seed);      // commands that the driver refuses from now on; 0 for none

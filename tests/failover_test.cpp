@@ -46,10 +46,10 @@ std::vector<std::string> content(const Cluster &cluster)
     return contentOf(takeDump(cluster.run, layoutHash()).words);
 }
 
-std::string firstDifference(const std::vector<std::string> &a, const std::vector<std::string> &b)
+void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b)
 {
     const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    return (left == a.end() ? "(end)" : *left) + "\n" + (right == b.end() ? "(end)" : *right);
+    EXPECT_TRUE(a == b) << (left == a.end() ? "(end)" : *left) << '\n' << (right == b.end() ? "(end)" : *right);
 }
 
 // ---- Random messages
@@ -227,8 +227,7 @@ struct Chain {
         ++acknowledged;
         EXPECT_EQ(hex(echo), hex(model.exchange(never_killed, joined(batch))));
         const std::vector<Request> asked = pair.requests();
-        const auto lines = linesOf(asked), expected = linesOf(model.requests());
-        EXPECT_TRUE(lines == expected) << firstDifference(lines, expected) << "\nof " << hex(joined(batch));
+        expectSame(linesOf(asked), linesOf(model.requests()));
         for (const Request &request : asked)
             last_seq[request.type] = request.seq;
         return true;
@@ -271,7 +270,7 @@ struct Chain {
             model.requests();
             expected = content(model);
         }
-        EXPECT_TRUE(has == expected) << firstDifference(has, expected);
+        expectSame(has, expected);
         ++(taken == 0 ? without : taken == last.size() ? with : partly);
         for (const char *command : {"cli show dorvmd interface all", "stat"}) {
             const auto shown = [&](Cluster &cluster, int pid) {
@@ -297,6 +296,62 @@ uint32_t environmentOr(const char *name, uint32_t value)
     return given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : value;
 }
 
+// An agent at work on a Tessel with ports, and a standby that holds a dump.
+struct Duo : Cluster {
+    Duo()
+    {
+        for (uint32_t n = 1; n <= PORTS; ++n)
+            chip->ports[portNumber(n)] = 0;
+        first = start();
+        lead(first);
+        Bytes batch = message(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1), 0x77);
+        for (uint32_t n = 1; n <= PORTS; ++n)
+            batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
+        EXPECT_FALSE(exchange(first, batch).empty());
+        second = start();
+        join(second);
+    }
+    // The n-th configuration of a port, which differs from those around it.
+    Bytes configure(int pid, uint32_t n)
+    {
+        Bytes body = l2Body(portNumber(1 + n % PORTS), CHIP, static_cast<uint8_t>(n), static_cast<uint8_t>(n >> 8));
+        return exchange(pid, message(QOS_DEFCOS_MSG, body, 0x77));
+    }
+    // Kills `from`: `to` must go on with the same content.
+    void handOver(int from, int to)
+    {
+        const auto before = content(*this);
+        kill(from);
+        lead(to);
+        expectSame(content(*this), before);
+    }
+    int first, second;
+};
+
+// Start of the program and end of the arena, which is reserved as a whole.
+std::pair<uint64_t, uint64_t> placesOf(int pid)
+{
+    std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+    std::pair<uint64_t, uint64_t> found;
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long from, end;
+        if (sscanf(line.c_str(), "%lx-%lx", &from, &end) != 2)
+            continue;
+        if (!found.first)
+            found.first = from;
+        if (line.find(" ---p ") != std::string::npos && end - from > 0x3c000000 && end - from <= 0x40000000)
+            found.second = end;
+    }
+    return found;
+}
+
+size_t pollsOf(const std::vector<Request> &requests, uint32_t command)
+{
+    return static_cast<size_t>(std::count_if(requests.begin(), requests.end(), [command](const Request &request) {
+        return request.polls && get32(request.body, 28) == command;
+    }));
+}
+
 class Rounds : public testing::TestWithParam<uint32_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Rounds, testing::Range(1U, 7U));
@@ -315,4 +370,186 @@ TEST_P(Rounds, NothingAcknowledgedIsLostAndNothingIsHalfDone)
     printf("FAILOVER_SEED=%u: %u rounds, %u batches acknowledged; the last one was there %u times, not there %u times, "
            "in part %u times\n",
            seed, rounds, chain.acknowledged, chain.with, chain.without, chain.partly);
+}
+
+TEST(Takeover, AddressesDifferAndMonitorsGoOn)
+{
+    Duo duo;
+    const auto a = placesOf(duo.first), b = placesOf(duo.second);
+    EXPECT_TRUE(a.first && a.second && a.first != b.first && a.second != b.second) << a.second << ' ' << b.second;
+    Bytes bum = policerAddBody(portNumber(1), 7), watch(33);
+    put(bum, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
+    put(watch, {{0, portNumber(2)}, {24, CHIP}});
+    watch[28] = 1;
+    duo.exchange(duo.first, message(31, bum, 0x77) + message(73, watch, 0x77));
+    duo.handOver(duo.first, duo.second);
+    duo.requests();
+    duo.unasked.clear();
+    duo.chip->set(&ChipState::violations, 7, 1000);
+    duo.chip->set(&ChipState::drops, portNumber(2), 2000);
+    const struct {
+        unsigned seconds;
+        uint32_t command, code, port;
+    } polls[] = {{6, 0x06270000, 43, portNumber(1)}, {61, 0x00070000, 74, portNumber(2)}};
+    for (const auto &poll : polls) {
+        Bytes port(4);
+        put32(port, 0, poll.port);
+        EXPECT_EQ(duo.ctl(duo.second, "clock step " + std::to_string(poll.seconds)), "ok");
+        const auto said = [&] {
+            return std::any_of(duo.unasked.begin(), duo.unasked.end(), [&](const Bytes &notice) {
+                return notice[0] == poll.code && hex(notice).find(hex(port)) != std::string::npos;
+            });
+        };
+        for (uint32_t n = 0; n < 100 && !said(); ++n) // a timer that is due runs behind what was ready before
+            duo.configure(duo.second, n);
+        EXPECT_TRUE(said()) << poll.code;
+        EXPECT_GE(pollsOf(duo.requests(), poll.command), 1U);
+    }
+}
+
+TEST(Takeover, OtherLayoutsDoNotMirrorAndSaySo)
+{
+    Duo duo;
+    const int other = duo.start({}, DORVALD_OTHER_BINARY);
+    EXPECT_TRUE(duo.logged(duo.first, "process " + std::to_string(other) +
+                                          " has other record layouts than this one and is not mirrored to"));
+    EXPECT_TRUE(duo.logged(other, "not mirrored: the active process has other record layouts than this one"));
+    duo.handOver(duo.first, duo.second);             // and not to the one that has nothing
+    EXPECT_TRUE(duo.logged(duo.second, "has left")); // this test, which held a dump too
+    duo.kill(duo.second);
+    EXPECT_TRUE(duo.logged(other, "this process is active, from the start"));
+}
+
+TEST(Takeover, MalformedDumpIsRefusedWhole)
+{
+    uint64_t sequence;
+    Words good;
+    std::vector<std::string> expected;
+    {
+        Duo duo;
+        duo.configure(duo.first, 5);
+        const Dump dump = takeDump(duo.run, layoutHash());
+        sequence = dump.sequence;
+        good = dump.words;
+        expected = contentOf(good);
+    }
+    const auto at = [](Words &words, uint32_t op, uint32_t word) -> uint32_t & {
+        return words[recordAt(words, op,
+                              [](const uint32_t *record) {
+                                  const uint32_t kind = record[0] >> DELTA_SHIFT;
+                                  return (record[0] & DELTA_OP) != DELTA_POINTER || kind == DELTA_TO_BLOCK;
+                              }) +
+                     word];
+    };
+    const struct {
+        const char *reason;
+        std::function<void(Words &)> spoil;
+    } rows[] = {
+        {"is of unknown type 9999", [&](Words &words) { at(words, DELTA_BLOCK, 4) = 9999; }},
+        {"does not follow the one before it", [&](Words &words) { at(words, DELTA_BLOCK, 2) += 16; }},
+        {"is none", [&](Words &words) { at(words, DELTA_BLOCK, 1) = ~0U; }},
+        {"of unknown kind", [&](Words &words) { at(words, DELTA_BYTES, 0) = 77; }},
+        {"there is no block 123456", [&](Words &words) { at(words, DELTA_BYTES, 1) = 123456; }},
+        {"there is no object 77", [&](Words &words) { at(words, DELTA_BYTES, 1) = DELTA_OBJECT | 77; }},
+        {"no field of", [&](Words &words) { at(words, DELTA_BYTES, 2) = ~0U; }},
+        {"no pointer of 8 bytes", [&](Words &words) { at(words, DELTA_POINTER, 2) += 1; }},
+        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 3) = 1 << 30; }},
+        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 4) = 1 << 30; }},
+        {"cut short", [](Words &words) { words.pop_back(); }},
+        {"the commit mark is missing", [](Words &words) { words.resize(words.size() - 4); }},
+        {"the commit mark is for", [](Words &words) { ++words.end()[-3]; }},
+        {"where", [](Words &words) { ++words.end()[-2]; }},
+    };
+    Cluster cluster;
+    FakeActive active(cluster.run);
+    int pid = 0;
+    for (const auto &row : rows) {
+        if (pid)
+            cluster.kill(pid);
+        pid = cluster.start();
+        active.give(active.accept(), sequence, good);
+        cluster.join(pid);
+        active.hangUp();
+        Words words = good;
+        row.spoil(words);
+        active.give(active.accept(), sequence, words);
+        EXPECT_TRUE(cluster.logged(pid, "a dump is refused, this process keeps what it had"));
+        EXPECT_NE(cluster.last.find(row.reason), std::string::npos) << row.reason << ": " << cluster.last;
+    }
+    active.setHolders({pid});
+    active.end();
+    cluster.lead(pid);
+    expectSame(content(cluster), expected);
+}
+
+TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)
+{
+    Duo duo;
+    duo.signal(duo.second, SIGSTOP);
+    const std::string alone = "\"standbys\":0";
+    uint32_t sent = 0;
+    while (sent < 20000 && duo.ctl(duo.first, "stat").find(alone) == std::string::npos)
+        ASSERT_FALSE(duo.configure(duo.first, ++sent).empty());
+    EXPECT_LT(sent, 20000U);
+    EXPECT_TRUE(duo.logged(duo.first, "standby " + std::to_string(duo.second) + " does not read and is cut off"));
+    duo.signal(duo.second, SIGCONT);
+    duo.join(duo.second);
+    duo.configure(duo.first, 77);
+    duo.handOver(duo.first, duo.second);
+}
+
+// The one without a dump waits for the lock ahead of the other, and the dead one counted it as a holder.
+TEST(Takeover, OfThreeAHolderTakesOver)
+{
+    Dump dump;
+    {
+        Duo duo;
+        dump = takeDump(duo.run, layoutHash());
+    }
+    Cluster cluster;
+    FakeActive active(cluster.run);
+    const int empty = cluster.start();
+    active.accept();
+    const int holder = cluster.start();
+    active.give(active.accept(), dump.sequence, dump.words);
+    cluster.join(holder);
+    active.setHolders({empty, holder});
+    active.end();
+    EXPECT_TRUE(cluster.logged(holder, "this process is active, with its predecessor's state"));
+    expectSame(content(cluster), contentOf(dump.words));
+    cluster.join(empty);
+}
+
+// Two standbys, and an end at each of the first points: at the start, while one or the other joins, and after. Who goes
+// on has what the first one had, unless nobody had been given it.
+TEST(Takeover, EndWhileStandbysJoin)
+{
+    const Bytes add = message(QOS_IFADD_MSG, ifAddBody(CHANNEL, "c"), 0x77);
+    unsigned held = 0;
+    for (long point = 1; point <= 24; ++point) {
+        SCOPED_TRACE(point);
+        Cluster cluster;
+        const int first = cluster.start({point, 0});
+        EXPECT_TRUE(cluster.logged(first, "this process is active"));
+        const int others[] = {cluster.start(), cluster.start()};
+        while (!cluster.ended(first, 1)) {
+            if (cluster.log().find("holds a dump", cluster.log().find("holds a dump") + 1) != std::string::npos)
+                cluster.send(first, add);
+            cluster.drain();
+        }
+        std::string log;
+        size_t active = std::string::npos;
+        for (int ms = 0; active == std::string::npos && ms < 20000; ++ms) {
+            log = cluster.log();
+            for (const int pid : others)
+                active = std::min(active, log.find("[" + std::to_string(pid) + "]: election: this process is active"));
+            usleep(1000);
+        }
+        ASSERT_NE(active, std::string::npos) << log;
+        if (log.find("holds a dump") > active)
+            continue;
+        ++held;
+        EXPECT_NE(log.find("active, with its predecessor's state", active), std::string::npos) << log;
+    }
+    EXPECT_GT(held, 0U);
 }

@@ -14,9 +14,12 @@
 #include <unistd.h>
 
 #include "host/delta_records.h"
+#include "host/holders.h"
 #include "host/packet.h"
 
 namespace {
+
+constexpr uint32_t DUMP_NUMBER = 1; // that a copy goes by
 
 constexpr int PATIENCE_MS = 20000;
 
@@ -186,22 +189,30 @@ int FakeActive::accept(uint64_t *hash)
 
 void FakeActive::give(int fd, uint64_t sequence, const Words &words)
 {
-    EXPECT_GE(packetSend(fd, PACKET_DUMP, sequence, 0, words.data(), words.size() * sizeof(uint32_t)), 0);
+    EXPECT_GE(packetSend(fd, PACKET_DUMP, sequence, DUMP_NUMBER, words.data(), words.size() * sizeof(uint32_t)), 0);
 }
 
 void FakeActive::setHolders(const std::vector<int> &pids)
 {
-    int32_t holders[16] = {};
-    std::copy(pids.begin(), pids.end(), holders);
-    EXPECT_EQ(pwrite(lock, holders, sizeof holders, 0), static_cast<ssize_t>(sizeof holders));
+    std::vector<holder_t> holders;
+    for (const int pid : pids)
+        holders.push_back(holderOf(pid, DUMP_NUMBER));
+    holdersOpen(lock);
+    holdersWrite(holders);
+}
+
+void FakeActive::hangUp()
+{
+    for (const int fd : connections)
+        close(fd);
+    connections.clear();
 }
 
 void FakeActive::end()
 {
     if (lock < 0)
         return;
-    for (const int fd : connections)
-        close(fd);
+    hangUp();
     close(listener);
     unlink(path.c_str());
     close(lock);

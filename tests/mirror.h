@@ -34,7 +34,8 @@ public:
     int accept(uint64_t *hash = nullptr); // the next standby's connection, which has said hello
     void give(int fd, uint64_t sequence, const Words &words);
     void setHolders(const std::vector<int> &pids);
-    void end(); // as if it died
+    void hangUp(); // on all standbys
+    void end();    // as if it died
 
 private:
     std::string path;
