@@ -235,18 +235,23 @@ struct Chain {
         return true;
     }
 
-    // Until the active agent is dead and the standby has its place; what was lost on the way.
+    // Until the active agent is dead and the standby has its place. A standby that was stopped has all yet to read.
     void round()
     {
         Batch batch;
-        const bool quiet = dice.percent(20);
+        const bool quiet = dice.percent(20), stops = dice.percent(15);
+        unsigned left = stops ? 1 + dice.below(12) : ~0U;
+        ::kill(standby, stops ? SIGSTOP : SIGCONT);
         do {
+            if (left-- == 0)
+                ::kill(active, SIGKILL);
             batch = again.empty() ? randomBatch(dice, quiet) : std::exchange(again, {});
         } while (tell(batch) && !testing::Test::HasFailure());
         if (testing::Test::HasFailure() || !pair.ended(active, 60000)) {
             ADD_FAILURE() << "the active agent is not dead";
             return;
         }
+        ::kill(standby, SIGCONT);
         pair.refuse(0);
         const int next = pair.start(killPoint());
         pair.lead(standby);
