@@ -79,11 +79,6 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
     return pid;
 }
 
-void Cluster::signal(int pid, int number) const
-{
-    ::kill(pid, number);
-}
-
 bool Cluster::ended(int pid, int timeout_ms)
 {
     int status = 0;
@@ -116,7 +111,7 @@ std::string Cluster::ctl(int pid, const std::string &command)
 
 bool Cluster::logged(int pid, const std::string &part)
 {
-    const std::string mark = "[" + std::to_string(pid) + "]: ";
+    const std::string mark = std::string("[") + std::to_string(pid) + "]: ";
     for (int ms = 0; ms < PATIENCE_MS; ++ms) {
         std::ifstream in(run + "/trace/raslog");
         in.seekg(static_cast<std::streamoff>(read[pid]));

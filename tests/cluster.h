@@ -28,7 +28,6 @@ public:
 
     // Starts an agent: its process id.
     int start(KillAt kill_at = {}, const std::string &binary = "");
-    void signal(int pid, int number) const;
     bool ended(int pid, int timeout_ms = 0); // true once it was killed, and then it is forgotten
     void kill(int pid);
 

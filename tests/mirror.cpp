@@ -59,8 +59,9 @@ std::map<uint32_t, Place> placesIn(const Words &words)
         switch (record[0] & DELTA_OP) {
         case DELTA_BLOCK:
             if (record[7])
-                places[record[1]].head = "size " + std::to_string(record[3]) + " type " + std::to_string(record[4]) +
-                                         " group " + std::to_string(record[5]) + " tag " + std::to_string(record[6]);
+                places[record[1]].head = std::string("size ") + std::to_string(record[3]) + " type " +
+                                         std::to_string(record[4]) + " group " + std::to_string(record[5]) + " tag " +
+                                         std::to_string(record[6]);
             break;
         case DELTA_BYTES:
             for (uint32_t i = 0; i < record[0] >> DELTA_SHIFT; ++i)
@@ -97,17 +98,18 @@ struct Walk {
     {
         Place &place = places[number];
         place.met = true;
-        std::string text = (number & DELTA_OBJECT ? "object" + std::to_string(number & ~DELTA_OBJECT) : "block") + ' ' +
-                           place.head + ':';
+        std::string text =
+            (number & DELTA_OBJECT ? std::string("object") + std::to_string(number & ~DELTA_OBJECT) : "block") + ' ' +
+            place.head + ':';
         uint32_t next = 0;
         for (const auto &[at, byte] : place.bytes) {
             char digits[4];
             snprintf(digits, sizeof digits, "%02x", byte);
-            text += at == next ? digits : " @" + std::to_string(at) + "=" + digits;
+            text += at == next ? digits : std::string(" @") + std::to_string(at) + "=" + digits;
             next = at + 1;
         }
         for (const auto &[at, record] : place.pointers)
-            text += " @" + std::to_string(at) + "->" + (follow ? target(record) : "");
+            text += std::string(" @") + std::to_string(at) + "->" + (follow ? target(record) : "");
         return text;
     }
 };
@@ -152,7 +154,7 @@ std::vector<std::string> contentOf(const Words &words)
     const size_t found = lines.size();
     for (const auto &[number, place] : walk.places)
         if (!place.met)
-            lines.push_back("lost " + walk.line(number, false));
+            lines.push_back(std::string("lost ") + walk.line(number, false));
     std::sort(lines.begin() + static_cast<std::ptrdiff_t>(found), lines.end());
     return lines;
 }
