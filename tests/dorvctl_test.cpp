@@ -618,7 +618,7 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"trace", CTL_SILENT, "no process runs"},
         {"send AGTREG slot_id=-1 --dry-run --seq 7 --len 5", CTL_DONE, "0000050700ffffffff00"},
         {"send 67 --raw 0102 --raw-tail 03 --seq 7 --dry-run", CTL_DONE, "4300030700010203"},
-        {"decode 67 --json", CTL_FAILED, "1 bytes left over"},
+        {"decode 67 --json", CTL_FAILED, "1 byte left over"},
         {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
         {"send --help", CTL_DONE, "--raw-tail"},
         {"show slot", CTL_USAGE, "nearest is slots"},

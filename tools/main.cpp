@@ -262,7 +262,7 @@ int runDecode(const arguments &args)
     return ctlDecodeBatch(args.options, hex, std::cout, std::cerr);
 }
 
-void addCommands(CLI::App &app, arguments &args)
+void addMessageCommands(CLI::App &app, arguments &args)
 {
     CLI::App *send = app.add_subcommand("send", "send one batch and show its echo");
     send->add_option("message", args.words, "NAME field=value ... [+ NAME field=value ...]")->required();
@@ -290,9 +290,10 @@ void addCommands(CLI::App &app, arguments &args)
         ->check(secondsFrom(0))
         ->capture_default_str();
     show->footer("Tables of the agent: " + CLI::detail::join(ctlShowNames(), ", ") + ".");
+}
 
-    addStatsCommands(app, args);
-
+void addNodeCommands(CLI::App &app, arguments &args)
+{
     CLI::App *decode = app.add_subcommand("decode", "take a batch apart");
     decode->add_option("hex", args.words, "the batch in hexadecimal, - for standard input")->required();
     decode->add_flag("-j,--json", args.options.json, "one JSON array");
@@ -372,7 +373,9 @@ int main(int argc, char **argv)
                  "dorvctl");
     arguments args;
     app.require_subcommand(1);
-    addCommands(app, args);
+    addMessageCommands(app, args);
+    addStatsCommands(app, args);
+    addNodeCommands(app, args);
     app.footer(EXAMPLES);
     try {
         if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
