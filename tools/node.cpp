@@ -139,8 +139,7 @@ std::string receiveAnswer(int fd, const std::string &from, ctlClock::time_point 
         if (takeAnswer(fd, from, answer))
             return answer;
     }
-    throw ctlError_t{CTL_SILENT, "no answer came in time; a process at work on a long request answers after it, "
-                                 "see --timeout"};
+    throw ctlError_t{CTL_SILENT, "no answer came in time; a process at work on a long request answers after it"};
 }
 
 // What stands behind the "ok" of an answer.
