@@ -65,6 +65,13 @@ addressText_t formatAddress(const mi6_addr_t &address)
     return result;
 }
 
+// Arms the read event of a socket, whose argument is the descriptor as well.
+thread *addRead(int sock)
+{
+    return thread_add_read(qos_velmar_state.lib, qosRcvMi6Msg, reinterpret_cast<void *>(static_cast<intptr_t>(sock)),
+                           sock);
+}
+
 // What a failed receive means for the drain: go on reading, or end it with a result.
 struct readVerdict_t {
     bool go_on;
@@ -161,17 +168,14 @@ int qosMiInit()
         return QOS_MI_OPEN_FAILED;
     }
     QOS_INF("Opened MI socket %d successfully", state.mi_sock);
-    state.mi_thread = thread_add_read(state.lib, qosRcvMi6Msg,
-                                      reinterpret_cast<void *>(static_cast<intptr_t>(state.mi_sock)), state.mi_sock);
+    state.mi_thread = addRead(state.mi_sock);
     if (qosInitMiSock(&state.mi_stats_sock, SERVICE_MI_STATS) != QOS_OK) {
         QOS_ERR("Failed open MI Stats socket");
         return QOS_MI_OPEN_FAILED;
     }
     QOS_INF("opened MI stats socket %d successfully", state.mi_stats_sock);
     if (state.is_agent)
-        state.mi_stats_thread =
-            thread_add_read(state.lib, qosRcvMi6Msg,
-                            reinterpret_cast<void *>(static_cast<intptr_t>(state.mi_stats_sock)), state.mi_stats_sock);
+        state.mi_stats_thread = addRead(state.mi_stats_sock);
     else
         cli_install_gen(state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_miStats_cmd);
     QOS_INF("Initialized MI sockets");
@@ -184,8 +188,7 @@ int qosRcvMi6Msg(thread *event)
     qos_velmar_state.mi_thread = nullptr;
     const int sock = thread_fd(event);
     qosReadMiMsg(sock);
-    qos_velmar_state.mi_thread = thread_add_read(qos_velmar_state.lib, qosRcvMi6Msg,
-                                                 reinterpret_cast<void *>(static_cast<intptr_t>(sock)), sock);
+    qos_velmar_state.mi_thread = addRead(sock);
     return QOS_OK;
 }
 
