@@ -2,7 +2,6 @@
 #ifndef CHANNELS_DRIVER_SOCKET_H
 #define CHANNELS_DRIVER_SOCKET_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "platform/records.h"

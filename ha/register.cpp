@@ -1,8 +1,6 @@
 // Registration with the replicated store. A failure is traced and stops nothing.
 #include "ha/register.h"
 
-#include <iterator>
-
 #include "agent/messages.h"
 #include "core/state.h"
 #include "core/trace.h"
