@@ -649,7 +649,7 @@ QOS_LAYOUT(qosRedMonitorStatsMsg_t,
 // has no name but its offset in the body: pri48 holds a value for each priority, flag120 one bit in a byte, val56
 // anything else, pair72 values that move as two words each.
 
-// What most of them begin with; a handler of the plain kind needs no more.
+// What most of them begin with: all of a body that is looked at before it is filled.
 struct qosStatsHead_t {
     be32 ifindex;
     sbe32 status;
