@@ -305,7 +305,7 @@ uint32_t environmentOr(const char *name, uint32_t value)
 
 // An agent at work on a Tessel with ports, and a standby that holds a dump.
 struct Duo : Cluster {
-    Duo()
+    explicit Duo(KillAt second_ends = {})
     {
         for (uint32_t n = 1; n <= PORTS; ++n)
             chip->ports[portNumber(n)] = 0;
@@ -315,7 +315,7 @@ struct Duo : Cluster {
         for (uint32_t n = 1; n <= PORTS; ++n)
             batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
         EXPECT_FALSE(exchange(first, batch).empty());
-        second = start();
+        second = start(second_ends);
         join(second);
     }
     // The n-th configuration of a port, which differs from those around it.
@@ -557,4 +557,20 @@ TEST(Takeover, EndWhileStandbysJoin)
         EXPECT_NE(find("active, with its predecessor's state"), std::string::npos) << cluster.log();
     }
     EXPECT_GT(held, 0U);
+}
+
+// Whoever wins first ends while it takes over: the other standby's copy is still good.
+TEST(Takeover, SecondEndBeforeAnythingChanged)
+{
+    for (long point = 1; point <= 6; ++point) {
+        SCOPED_TRACE(point);
+        Duo duo({point, 0});
+        const int third = duo.start();
+        duo.join(third);
+        const auto before = content(duo);
+        EXPECT_TRUE(duo.logged(duo.first, "has left"));
+        duo.kill(duo.first);
+        EXPECT_TRUE(duo.logged(third, "active, with its predecessor's state"));
+        expectSame(content(duo), before);
+    }
 }
