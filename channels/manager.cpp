@@ -46,9 +46,7 @@ addressText_t formatAddress(const mi6_addr_t &address)
 {
     const uint8_t flags = address.flags;
     const char *letters = "*l";
-    if (flags & MI6_MANAGER)
-        letters = "am";
-    else if ((flags & MI6_LINE_CARD) && (flags & MI6_MANAGER_STANDBY))
+    if ((flags & MI6_MANAGER) || ((flags & MI6_LINE_CARD) && (flags & MI6_MANAGER_STANDBY)))
         letters = "am";
     else if (flags & MI6_LINE_CARD)
         letters = "al";
