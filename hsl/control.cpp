@@ -63,8 +63,8 @@ static std::string controlShow(hslServer_t &server, const words_t &words)
         auto region = words.size() == 4 ? words[3] : "";
         auto text = chip == server.model.chips.end() ? "" : hslTcamText(chip->second.tcams, region);
         return !text.empty() ? "ok" + text
-                             : "error: chip " + words[2] + " has no TCAM region " + region +
-                                   "; they are l2 and l3, created when a Larkin comes up";
+                             : "error: chip " + words[2] + " has no TCAM region" + (region.empty() ? "" : " ") +
+                                   region + "; they are l2 and l3, created when a Larkin comes up";
     }
     if (words.size() != 1)
         return "error: show takes nothing, 'port PORT', 'chip SLOT/CHIP' or 'tcam SLOT/CHIP [REGION]'";
@@ -309,12 +309,13 @@ static std::string controlQuit(hslServer_t &server, const words_t &)
 struct controlRow_t {
     const char *word;
     std::string (*run)(hslServer_t &server, const words_t &words);
+    bool alone = false; // the command takes nothing
 };
 
 static const controlRow_t rows[] = {
-    {"stat", controlStat},       {"show", controlShow},     {"log", controlLog},     {"clear", controlClear},
-    {"event", controlEvent},     {"chip", controlChip},     {"fault", controlFault}, {"data", controlData},
-    {"stall", controlStall},     {"resume", controlResume}, {"clock", controlClock}, {"quit", controlQuit},
+    {"stat", controlStat, true}, {"show", controlShow},           {"log", controlLog},     {"clear", controlClear},
+    {"event", controlEvent},     {"chip", controlChip},           {"fault", controlFault}, {"data", controlData},
+    {"stall", controlStall},     {"resume", controlResume, true}, {"clock", controlClock}, {"quit", controlQuit, true},
     {"traffic", controlTraffic},
 };
 
@@ -328,7 +329,7 @@ std::string hslControl(hslServer_t &server, const std::string &command)
     std::string names;
     for (auto &row : rows) {
         if (!words.empty() && words[0] == row.word)
-            return row.run(server, words);
+            return row.alone && words.size() > 1 ? "error: " + words[0] + " takes nothing" : row.run(server, words);
         names += (names.empty() ? "" : ", ") + std::string(row.word);
     }
     return "error: no command '" + (words.empty() ? "" : words[0]) + "'; there are " + names;

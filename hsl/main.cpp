@@ -82,6 +82,7 @@ static int run(int argc, char **argv)
         ->check([&server](const std::string &text) { return hslModelDeclare(server.model, text); });
     app.add_flag("-v,--verbose", verbose, "Prints each request in words");
     app.set_config("--config", "", "A file of these options, as: chip = [\"1/0:tessel:48\"]");
+    app.allow_config_extras(CLI::config_extras_mode::error);
     app.footer(footer);
     try {
         app.parse(argc, argv);

@@ -81,6 +81,7 @@ await_standby
 try dorvctl node
 "$bin/dorvctl" ctl "dorvald.$first" cli show dorvmd interface all >"$VELMAR_RUN/before"
 
+disown "$first" # the shell would report its end in the middle of the stream
 say "A stream of $messages messages; behind number $kill_behind the active agent is killed"
 stream "$first"
 check_driver

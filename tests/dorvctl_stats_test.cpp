@@ -116,7 +116,7 @@ TEST(Stats, WordsChooseTheRequests)
         const char *says;
     } refused[] = {
         {{{}}, "kind is missing"},
-        {{{"queues"}}, "the nearest are queue "},
+        {{{"queues"}}, "the nearest is queue "},
         {{{"queue", "eth0"}}, "'eth0' is neither"},
         {{{"queue", "egress"}}, "'egress' is neither"},
         {{{"queue-state", "egress", "tmc", "1/3"}}, "nothing that is both egress and tmc"},
@@ -356,10 +356,11 @@ TEST(Stats, TopPutsTheBusiestFirst)
     });
     top.count = 0;
     out.str("");
-    EXPECT_EQ(ctlTop({}, top, {true, keys[0], 4}, out, err), CTL_DONE);
+    EXPECT_EQ(ctlTop({}, top, {true, keys[0], 4, 14}, out, err), CTL_DONE);
     finger.join();
     EXPECT_NE(out.str().find("\033[H2 busy queues"), std::string::npos);
     EXPECT_EQ(out.str().find("te1/1"), std::string::npos) << "no room for a second queue";
+    EXPECT_EQ(out.str().find("frames"), std::string::npos) << "no room for a third column";
     EXPECT_EQ(out.str().substr(out.str().size() - 6), "\033[?25h") << "the cursor is back";
     close(keys[0]);
     close(keys[1]);

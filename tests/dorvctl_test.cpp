@@ -356,6 +356,9 @@ TEST(Dorvctl, ReadsScenarios)
         {R"([{"msg": "AGTREG", "slot_id": "$n"}])", "$n"},
         {R"([{"for": "1..2", "sned": []}])", "nearest is send"},
         {R"([{"for": "1..2"}])", "\"send\" is missing"},
+        {R"([{"for": [], "send": {"msg": "AGTREG"}}])", "\"for\" has no value"},
+        {R"([])", "empty"},
+        {R"([{"msg": [7]}])", "s.json: batches[0].msg: a value"},
         {R"([[]])", "[0]: the batch is empty"},
         {R"([[], [{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]"},
         {R"([[{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]: the batch has"},
@@ -416,7 +419,7 @@ TEST(Dorvctl, TakesNoOtherEchoForItsOwn)
     options.seq = 255;
     const outcome result = send({"COSTRUST", "tc_map=0..7"}, options);
     EXPECT_EQ(result.exit, CTL_FAILED);
-    const ctlJson json = ctlJson::parse(result.out);
+    const ctlJson json = ctlJson::parse(result.out)[0];
     EXPECT_EQ(json["messages"][0]["status"], 28);
     EXPECT_EQ(json["messages"][0]["seq"], 255);
     EXPECT_EQ(json["messages"][0]["fields"]["tc_map"], ctlJson({0, 1, 2, 3, 4, 5, 6, 7}));
@@ -607,11 +610,15 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"send COSTRUST --stats -S qosMI", CTL_USAGE, "two services"},
         {"send COSTRUST -S qosMIstat", CTL_USAGE, "nearest is qosMIStats"},
         {"apply /nowhere.json", CTL_USAGE, "/nowhere.json: cannot be read: No such file"},
+        {"apply /dev/null", CTL_USAGE, "this is no JSON"},
+        {"watch --timeout nan", CTL_USAGE, "no number of seconds"},
+        {"stats queue te1/3 --selector 1", CTL_USAGE, "--selector goes with"},
+        {"show > /dev/full", CTL_SILENT, ""},
         {"ctl dorvald trace show 3", CTL_SILENT, "no process runs"}, // "trace" and "show" are words here
         {"trace", CTL_SILENT, "no process runs"},
         {"send AGTREG slot_id=-1 --dry-run --seq 7 --len 5", CTL_DONE, "0000050700ffffffff00"},
         {"send 67 --raw 0102 --raw-tail 03 --seq 7 --dry-run", CTL_DONE, "4300030700010203"},
-        {"decode 67 --json", CTL_FAILED, "1 bytes left over"},
+        {"decode 67 --json", CTL_FAILED, "1 byte left over"},
         {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
         {"send --help", CTL_DONE, "--raw-tail"},
         {"show slot", CTL_USAGE, "nearest is slots"},

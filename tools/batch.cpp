@@ -206,7 +206,7 @@ ctlDecoded_t ctlDecode(const ctlBytes &bytes)
         const size_t left = bytes.size() - at;
         qosMsgHdr_t header;
         if (left < sizeof header) {
-            decoded.fault = std::to_string(left) + " bytes left over" + where;
+            decoded.fault = std::to_string(left) + (left == 1 ? " byte" : " bytes") + " left over" + where;
             break;
         }
         std::memcpy(&header, &bytes[at], sizeof header);

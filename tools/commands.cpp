@@ -34,15 +34,17 @@ ctlJson listOf(const std::vector<ctlMessage_t> &messages)
     return list;
 }
 
-void printDryRun(const ctlOptions_t &options, const std::vector<ctlMessage_t> &batch, size_t number, std::ostream &out)
+// Text goes to `out` at once, JSON into `list`.
+void printDryRun(const ctlOptions_t &options, const std::vector<ctlMessage_t> &batch, size_t number, ctlJson &list,
+                 std::ostream &out)
 {
     const ctlBytes bytes = ctlEncode(batch);
     const std::string hex = ctlFormatHex(bytes.data(), bytes.size());
     if (options.json) {
-        ctlPrintJson(out, {{"batch", number}, {"bytes", bytes.size()}, {"hex", hex}, {"messages", listOf(batch)}});
+        list.push_back({{"batch", number}, {"bytes", bytes.size()}, {"hex", hex}, {"messages", listOf(batch)}});
         return;
     }
-    out << "batch " << number << ": " << batch.size() << " messages, " << bytes.size() << " bytes\n";
+    out << "batch " << number << ": " << ctlCounted(batch.size(), "message") << ", " << bytes.size() << " bytes\n";
     for (const ctlMessage_t &message : batch)
         ctlPrintMessage(out, message, options.verbose);
     out << hex << "\n";
@@ -56,7 +58,8 @@ void explainUnacknowledged(const ctlMessage_t &message, std::ostream &err)
         << ", and what its counts say)\n";
 }
 
-int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number, std::ostream &out, std::ostream &err)
+int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number, ctlJson &list, std::ostream &out,
+               std::ostream &err)
 {
     int result = echo.fault.empty() ? CTL_DONE : CTL_SILENT;
     for (const ctlMessage_t &message : echo.messages) {
@@ -68,11 +71,11 @@ int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number
     if (!echo.fault.empty())
         err << "dorvctl: batch " << number << ": " << echo.fault << "\n";
     if (options.json) {
-        ctlJson json = {{"batch", number}, {"echo", echo.fault.empty()}, {"exit", result}};
-        if (!echo.fault.empty())
-            json["error"] = echo.fault;
-        json["messages"] = listOf(echo.messages);
-        ctlPrintJson(out, json);
+        list.push_back({{"batch", number},
+                        {"echo", echo.fault.empty()},
+                        {"exit", result},
+                        {"error", echo.fault},
+                        {"messages", listOf(echo.messages)}});
         return result;
     }
     for (const ctlMessage_t &message : echo.messages)
@@ -105,18 +108,21 @@ int ctlSendBatches(const ctlOptions_t &options, std::vector<std::vector<ctlMessa
         ctlNumber(batch, next);
         ctlEncode(batch); // nothing is sent if one of them is too large
     }
+    ctlJson list = ctlJson::array();
+    int worst = CTL_DONE;
     if (options.dry_run) {
         for (size_t i = 0; i < batches.size(); i++)
-            printDryRun(options, batches[i], i + 1, out);
-        return CTL_DONE;
+            printDryRun(options, batches[i], i + 1, list, out);
+    } else {
+        ctlLink_t link = ctlOpenLink(options.service);
+        for (size_t i = 0; i < batches.size() && worst != CTL_SILENT; i++) {
+            const ctlEcho_t echo = ctlExchange(link, options.slot, batches[i], options.timeout);
+            worst = std::max(worst, reportEcho(options, echo, i + 1, list, out, err));
+        }
+        ctlCloseLink(link);
     }
-    ctlLink_t link = ctlOpenLink(options.service);
-    int worst = CTL_DONE;
-    for (size_t i = 0; i < batches.size() && worst != CTL_SILENT; i++) {
-        const ctlEcho_t echo = ctlExchange(link, options.slot, batches[i], options.timeout);
-        worst = std::max(worst, reportEcho(options, echo, i + 1, out, err));
-    }
-    ctlCloseLink(link);
+    if (options.json)
+        ctlPrintJson(out, list);
     return worst;
 }
 
@@ -156,12 +162,11 @@ int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::os
 int ctlDecodeBatch(const ctlOptions_t &options, const std::string &hex, std::ostream &out, std::ostream &err)
 {
     const ctlDecoded_t decoded = ctlDecode(ctlParseHex(hex));
-    for (const ctlMessage_t &message : decoded.messages) {
-        if (options.json)
-            ctlPrintJson(out, ctlMessageJson(message));
-        else
+    if (options.json)
+        ctlPrintJson(out, listOf(decoded.messages));
+    else
+        for (const ctlMessage_t &message : decoded.messages)
             ctlPrintMessage(out, message, true);
-    }
     if (decoded.fault.empty())
         return CTL_DONE;
     err << "dorvctl: " << decoded.fault << "\n";

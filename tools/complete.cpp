@@ -132,7 +132,7 @@ words_t plainWords(const std::string &command, const words_t &before, const std:
         append(list, messageNames());
     }
     if (command == "trace" && before.empty())
-        return processNames("", false);
+        list = processNames("dorvald", false);
     return list;
 }
 

@@ -1,5 +1,7 @@
 // dorvctl: the manager's side of the agent protocol, and the control sockets of a node. This file reads options alone.
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -34,6 +36,8 @@ struct arguments {
     bool follow = false;
 };
 
+constexpr unsigned MOST = 1000000; // of what is counted out
+
 constexpr const char *EXAMPLES =
     "Examples:\n"
     "  dorvctl send COSTRUST ifIndex=te1/3 cos_trust=1 cos_map=0..7 tc_map=0,0,1,1,2,2,3,3\n"
@@ -43,30 +47,54 @@ constexpr const char *EXAMPLES =
     "Interfaces: te1/3 (ge, fo likewise), te1/3@1 on chip 1, chip1/0, all.\n"
     "Exit status: 0 every status is 0, 1 some are not, 2 wrong use, 3 no answer.";
 
-void addLinkOptions(CLI::App *command, arguments &args)
+// Seconds from `least` to an hour; a "nan" is none.
+std::function<std::string(const std::string &)> secondsFrom(double least)
+{
+    return [least](const std::string &text) {
+        char *end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        const bool good = !text.empty() && *end == '\0' && std::isfinite(value) && value >= least && value <= 3600;
+        return good ? std::string()
+                    : "'" + text + "' is no number of seconds from " + (least > 0 ? "0.01" : "0") + " to 3600";
+    };
+}
+
+std::function<std::string(const std::string &)> wholeNumber(unsigned least, unsigned most)
+{
+    return [least, most](const std::string &text) {
+        unsigned value = 0;
+        const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+        const bool good =
+            result.ec == std::errc() && result.ptr == text.data() + text.size() && value >= least && value <= most;
+        return good ? std::string()
+                    : "'" + text + "' is no number from " + std::to_string(least) + " to " + std::to_string(most);
+    };
+}
+
+void addLinkOptions(CLI::App *command, arguments &args, const char *json)
 {
     command->add_option("-S,--service", args.options.service, "MI6 service, qosMI or qosMIStats")
         ->capture_default_str();
     command->add_flag("--stats", args.stats, "the statistics service, as -S qosMIStats");
-    command->add_flag("-j,--json", args.options.json, "one JSON object a line");
+    command->add_flag("-j,--json", args.options.json, json);
 }
 
 void addAgentOptions(CLI::App *command, arguments &args)
 {
     command->add_option("--slot", args.options.slot, "the agent's slot, 1 to 16")
-        ->check(CLI::Range(1, 16))
+        ->check(wholeNumber(1, 16))
         ->capture_default_str();
     command->add_option("--timeout", args.options.timeout, "seconds to wait for each echo")
-        ->check(CLI::Range(0.0, 3600.0))
+        ->check(secondsFrom(0))
         ->capture_default_str();
 }
 
 void addSendOptions(CLI::App *command, arguments &args)
 {
-    addLinkOptions(command, args);
+    addLinkOptions(command, args, "one JSON array");
     addAgentOptions(command, args);
     command->add_option("--seq", args.options.seq, "sequence number of the first message, 0 to 255")
-        ->check(CLI::Range(0, 255));
+        ->check(wholeNumber(0, 255));
     command->add_flag("-v,--verbose", args.options.verbose, "the decoded fields of every message");
     command->add_flag("--dry-run", args.options.dry_run, "show the batches and send nothing");
 }
@@ -103,7 +131,7 @@ void addStatsCommands(CLI::App &app, arguments &args)
     stats->add_option("--ids", args.asked.ids, "policers, as in 1,4..9");
     stats->add_option("--selector", args.asked.selector, "the four bytes of TMC and VOQ requests, as in 1,0,0,0");
     stats->add_option("--rate", args.asked.rate, "rates from two reads, so many seconds apart")
-        ->check(CLI::Range(0.01, 3600.0));
+        ->check(secondsFrom(0.01));
     stats->add_flag("--nonzero", args.asked.nonzero, "leave out rows that are all zero");
     stats->add_flag("-j,--json", args.options.json, "one JSON array");
     addAgentOptions(stats, args);
@@ -117,10 +145,11 @@ void addStatsCommands(CLI::App &app, arguments &args)
     CLI::App *top = app.add_subcommand("top", "the busiest queues, redrawn until a key is pressed");
     top->add_option("ports", args.top.words, "ports and chips; none is all");
     top->add_option("--interval", args.top.interval, "seconds between two reads")
-        ->check(CLI::Range(0.01, 3600.0))
+        ->check(secondsFrom(0.01))
         ->capture_default_str();
     top->add_option("--count", args.top.count,
-                    "end after this many tables; where output is no terminal, 1 if not given");
+                    "end after this many tables; where output is no terminal, 1 if not given")
+        ->check(wholeNumber(0, MOST));
     addAgentOptions(top, args);
 }
 
@@ -139,7 +168,8 @@ std::string readAll(const std::string &name)
         return text.str();
     }
     std::ifstream file(name);
-    if (!file || !(text << file.rdbuf()))
+    // An insertion of nothing fails too, so an empty file is told from one that cannot be read by the reading alone.
+    if (!file || (file.peek() == EOF ? file.bad() : !(text << file.rdbuf())))
         ctlRefuse(name + ": cannot be read: " + std::strerror(errno));
     return text.str();
 }
@@ -227,16 +257,18 @@ int runDecode(const arguments &args)
     std::string hex;
     for (const std::string &word : args.words)
         hex += word == "-" ? readAll("-") : word;
+    if (hex.find_first_not_of(" \t\r\n") == std::string::npos)
+        ctlRefuse("there is nothing to decode; a batch is written as 0400050700ffffffff00");
     return ctlDecodeBatch(args.options, hex, std::cout, std::cerr);
 }
 
-void addCommands(CLI::App &app, arguments &args)
+void addMessageCommands(CLI::App &app, arguments &args)
 {
     CLI::App *send = app.add_subcommand("send", "send one batch and show its echo");
     send->add_option("message", args.words, "NAME field=value ... [+ NAME field=value ...]")->required();
     send->add_option("--raw", args.raw, "the whole body in hexadecimal");
     send->add_option("--raw-tail", args.raw_tail, "bytes behind the named fields, in hexadecimal");
-    send->add_option("--len", args.length, "cut or stretch the body to this many bytes")->check(CLI::Range(0, 8187));
+    send->add_option("--len", args.length, "cut or stretch the body to this many bytes")->check(wholeNumber(0, 8187));
     addSendOptions(send, args);
     send->footer(EXAMPLES);
 
@@ -245,9 +277,9 @@ void addCommands(CLI::App &app, arguments &args)
     addSendOptions(apply, args);
 
     CLI::App *watch = app.add_subcommand("watch", "show what agents send by themselves");
-    addLinkOptions(watch, args);
-    watch->add_option("--count", args.watch.count, "end after this many messages");
-    watch->add_option("--timeout", args.watch.timeout, "end after this many seconds")->check(CLI::NonNegativeNumber);
+    addLinkOptions(watch, args, "one JSON object a line");
+    watch->add_option("--count", args.watch.count, "end after this many messages")->check(wholeNumber(0, MOST));
+    watch->add_option("--timeout", args.watch.timeout, "end after this many seconds")->check(secondsFrom(0));
     watch->add_flag("--all", args.watch.all, "the echoes of all managers too");
 
     CLI::App *show = app.add_subcommand("show", "the messages, the fields of one of them, or a table of the agent");
@@ -255,29 +287,30 @@ void addCommands(CLI::App &app, arguments &args)
     show->add_flag("-j,--json", args.options.json, "as JSON");
     show->add_option("--pid", args.show.pid, "the agent with this pid; else the only one, or the active one");
     show->add_option("--timeout", args.show.timeout, "seconds to wait for the agent")
-        ->check(CLI::Range(0.0, 3600.0))
+        ->check(secondsFrom(0))
         ->capture_default_str();
     show->footer("Tables of the agent: " + CLI::detail::join(ctlShowNames(), ", ") + ".");
+}
 
-    addStatsCommands(app, args);
-
+void addNodeCommands(CLI::App &app, arguments &args)
+{
     CLI::App *decode = app.add_subcommand("decode", "take a batch apart");
     decode->add_option("hex", args.words, "the batch in hexadecimal, - for standard input")->required();
-    decode->add_flag("-j,--json", args.options.json, "one JSON object a line");
+    decode->add_flag("-j,--json", args.options.json, "one JSON array");
 
     CLI::App *node = app.add_subcommand("node", "the processes of this node: role, stage, pid, since");
-    node->add_flag("-j,--json", args.options.json, "one JSON object a line");
+    node->add_flag("-j,--json", args.options.json, "one JSON array");
 
     CLI::App *ctl = app.add_subcommand("ctl", "send one control command to a process and print its answer");
     ctl->add_option("process", args.process, "dorvald, hsld, or a pid")->required();
     ctl->add_option("command", args.words, "the command's words, as in: trace level 8")->required();
     ctl->add_option("--timeout", args.ask_seconds, "seconds to wait for the answer")
-        ->check(CLI::Range(0.0, 3600.0))
+        ->check(secondsFrom(0))
         ->capture_default_str();
 
     CLI::App *trace = app.add_subcommand("trace", "the newest trace lines of a process");
-    trace->add_option("process", args.process, "dorvald, hsld, or a pid")->capture_default_str();
-    trace->add_option("-n,--lines", args.lines, "number of lines")->capture_default_str();
+    trace->add_option("process", args.process, "dorvald, or a pid where several run")->capture_default_str();
+    trace->add_option("-n,--lines", args.lines, "number of lines")->check(wholeNumber(0, MOST))->capture_default_str();
     trace->add_flag("-f,--follow", args.follow, "go on with new lines until interrupted");
 }
 
@@ -315,7 +348,7 @@ void checkCommand(const CLI::App &app, int argc, char **argv)
     std::vector<std::string> names;
     for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
         names.push_back(command->get_name());
-    if (argc < 2)
+    if (argc < 2 || argv[1][0] == '\0')
         ctlRefuse("a command is missing; 'dorvctl --help' lists them");
     if (argv[1][0] != '-' && std::find(names.begin(), names.end(), argv[1]) == names.end())
         ctlRefuse("no command is called '" + std::string(argv[1]) + "'; the nearest is " + ctlNearest(argv[1], names) +
@@ -340,7 +373,9 @@ int main(int argc, char **argv)
                  "dorvctl");
     arguments args;
     app.require_subcommand(1);
-    addCommands(app, args);
+    addMessageCommands(app, args);
+    addStatsCommands(app, args);
+    addNodeCommands(app, args);
     app.footer(EXAMPLES);
     try {
         if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
@@ -350,7 +385,10 @@ int main(int argc, char **argv)
         }
         checkCommand(app, argc, argv);
         app.parse(argc, argv);
-        return run(app, args);
+        const int result = run(app, args);
+        if (!std::cout.flush())
+            throw ctlError_t{CTL_SILENT, "the output could not be written"};
+        return result;
     } catch (const CLI::Success &help) {
         return app.exit(help);
     } catch (const CLI::ParseError &error) {

@@ -198,6 +198,20 @@ std::string further(const ctlJson &row)
     return text;
 }
 
+// What a process tells with "stat", and what is said of it; null where it has no such thing.
+constexpr const char *STAT_KEYS[] = {"process",  "pid",    "role",   "stage", "stage_name",
+                                     "since",    "blocks", "bytes",  "syncs", "standbys",
+                                     "requests", "events", "errors", "chips", "error"};
+
+ctlJson statJson(const ctlJson &row)
+{
+    ctlJson json;
+    for (const char *key : STAT_KEYS)
+        json[key] = row.contains(key) ? row[key] : ctlJson();
+    json.update(row);
+    return json;
+}
+
 std::string pidsOf(const std::vector<ctlProcess_t> &processes)
 {
     std::string pids;
@@ -263,15 +277,23 @@ ctlProcess_t ctlFindProcess(const std::string &who)
                   "; name one by its pid:" + pidsOf(found));
     if (names.empty())
         throw ctlError_t{CTL_SILENT, "no process runs with " + controlFolder() + "; start dorvald, or set VELMAR_RUN"};
+    if (who.find_first_not_of("0123456789.") == std::string::npos)
+        throw ctlError_t{CTL_SILENT, "no process has the pid '" + who + "'; 'dorvctl node' lists them"};
     throw ctlError_t{CTL_SILENT, "no process is called " + who + "; the nearest is " +
                                      ctlNearest(who, {names.begin(), names.end()}) + " ('dorvctl node' lists all)"};
 }
 
-ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
+std::vector<ctlProcess_t> ctlNeedAgent()
 {
     const std::vector<ctlProcess_t> agents = ctlProcesses("dorvald");
     if (agents.empty())
         throw ctlError_t{CTL_SILENT, "no dorvald runs with " + controlFolder() + "; start one, or set VELMAR_RUN"};
+    return agents;
+}
+
+ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
+{
+    const std::vector<ctlProcess_t> agents = ctlNeedAgent();
     std::vector<ctlProcess_t> meant;
     for (const ctlProcess_t &agent : agents)
         if (pid.empty() || pid == agent.pid)
@@ -321,19 +343,22 @@ int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
             << "; set VELMAR_RUN for another node\n";
         return CTL_SILENT;
     }
+    ctlJson list = ctlJson::array();
     if (!json)
         out << "PROCESS  PID        ROLE     STAGE                       SINCE\n";
     bool silent = false;
     for (const ctlJson &row : rows) {
         silent = silent || row.contains("error");
         if (json) {
-            ctlPrintJson(out, row);
+            list.push_back(statJson(row));
             continue;
         }
         out << std::left << std::setw(8) << cell(row, "process") << " " << std::setw(10) << cell(row, "pid") << " "
             << std::setw(8) << cell(row, "role") << " " << std::setw(27) << cell(row, "stage_name") << " "
             << cell(row, "since") << (row.contains("since") ? " s" : "") << further(row) << "\n";
     }
+    if (json)
+        ctlPrintJson(out, list);
     return silent ? CTL_SILENT : CTL_DONE;
 }
 
@@ -364,6 +389,8 @@ std::vector<std::string> ctlNewLines(const std::vector<std::string> &before, con
 int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out)
 {
     const ctlProcess_t process = ctlFindProcess(who);
+    if (process.name == "hsld")
+        ctlRefuse("hsld keeps no trace; 'dorvctl ctl hsld log' shows its requests");
     // Following needs more than a person asked for, so that a burst between two looks is not missed.
     const unsigned reach = follow ? std::max(lines, FOLLOW_LINES) : lines;
     const std::string command = "trace show " + std::to_string(reach);

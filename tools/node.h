@@ -21,6 +21,9 @@ std::vector<ctlProcess_t> ctlProcesses(const std::string &name);
 // are several.
 ctlProcess_t ctlFindProcess(const std::string &who);
 
+// All agents of the node; throws CTL_SILENT if none runs.
+std::vector<ctlProcess_t> ctlNeedAgent();
+
 // The agent that a table is asked of: the one with this pid, or for an empty one the only agent, of several the only
 // active one. Throws as ctlFindProcess does.
 ctlProcess_t ctlFindAgent(const std::string &pid, double seconds);

@@ -109,7 +109,7 @@ void ctlPrintMessage(std::ostream &out, const ctlMessage_t &message, bool fields
     out << std::left << std::setw(34) << ctlMessageName(message.code) << " code " << std::setw(2) << int{message.code}
         << "  seq " << std::setw(3) << int{message.seq} << "  ack " << int{message.ack};
     if (const auto status = ctlStatus(message))
-        out << "  status " << *status << " " << (message.ack == 1 ? ctlStatusText(*status) : "");
+        out << "  status " << *status << (message.ack == 1 ? std::string(" ") + ctlStatusText(*status) : "");
     out << "\n";
     if (!fields)
         return;
@@ -138,11 +138,9 @@ ctlJson ctlMessageJson(const ctlMessage_t &message)
     const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
     ctlJson json = {
         {"msg", ctlMessageName(message.code)}, {"code", message.code}, {"seq", message.seq}, {"ack", message.ack}};
-    if (const auto status = ctlStatus(message)) {
-        json["status"] = *status;
-        if (message.ack == 1)
-            json["text"] = ctlStatusText(*status);
-    }
+    const auto status = ctlStatus(message);
+    json["status"] = status ? ctlJson(*status) : ctlJson();
+    json["text"] = status && message.ack == 1 ? ctlJson(ctlStatusText(*status)) : ctlJson();
     ctlJson fields = ctlJson::object();
     for (unsigned i = 0; i < body.numFields; i++) {
         const wireField &field = body.fields[i];
@@ -153,30 +151,32 @@ ctlJson ctlMessageJson(const ctlMessage_t &message)
             for (size_t n = 0; n < count; n++)
                 fields[field.name].push_back(elementJson(field, message.body, n));
     }
-    if (isOpaque(message))
-        json["raw"] = ctlFormatHex(message.body.data(), message.body.size());
+    json["raw"] = isOpaque(message) ? ctlJson(ctlFormatHex(message.body.data(), message.body.size())) : ctlJson();
     json["fields"] = std::move(fields);
     return json;
 }
 
 void ctlPrintCatalogue(std::ostream &out, bool json)
 {
+    ctlJson list = ctlJson::array();
     if (!json)
         out << "CODE NAME                               BODY                        BYTES LEAST\n";
     for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
         const qosMsgInfo_t &info = *qosMsgInfo(code);
         const wireBody &body = ctlBodyOf(info);
         if (json)
-            ctlPrintJson(out, {{"code", code},
-                               {"name", ctlMessageName(code)},
-                               {"body", body.name},
-                               {"bytes", body.size},
-                               {"least", info.min_len}});
+            list.push_back({{"code", code},
+                            {"name", ctlMessageName(code)},
+                            {"body", body.name},
+                            {"bytes", body.size},
+                            {"least", info.min_len}});
         else
             out << std::right << std::setw(4) << code << " " << std::left << std::setw(34) << ctlMessageName(code)
                 << " " << std::setw(27) << body.name << " " << std::right << std::setw(5) << body.size << " "
                 << std::setw(5) << info.min_len << "\n";
     }
+    if (json)
+        ctlPrintJson(out, list);
 }
 
 void ctlPrintLayout(std::ostream &out, const qosMsgInfo_t &info, bool json)
@@ -211,6 +211,11 @@ void ctlPrintLayout(std::ostream &out, const qosMsgInfo_t &info, bool json)
                            {"bytes", body.size},
                            {"least", info.min_len},
                            {"fields", fields}});
+}
+
+std::string ctlCounted(size_t count, const std::string &thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
 void ctlPrintJson(std::ostream &out, const ctlJson &json)

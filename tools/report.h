@@ -1,4 +1,4 @@
-// What dorvctl prints about messages and bodies: text for people, JSON with -j, one object a line.
+// What dorvctl prints about messages and bodies: text for people, JSON with -j.
 #ifndef TOOLS_REPORT_H
 #define TOOLS_REPORT_H
 
@@ -27,7 +27,10 @@ void ctlPrintLayout(std::ostream &out, const qosMsgInfo_t &info, bool json);
 // Values side by side, runs of equal ones as value*times.
 std::string ctlFold(const std::vector<std::string> &values);
 
-// One object on a line of its own. Bytes that are no UTF-8 come out as replacement characters.
+// "1 message", "2 messages".
+std::string ctlCounted(size_t count, const std::string &thing);
+
+// One value on a line of its own. Bytes that are no UTF-8 come out as replacement characters.
 void ctlPrintJson(std::ostream &out, const ctlJson &json);
 
 #endif

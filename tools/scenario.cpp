@@ -65,8 +65,9 @@ ctlMessage_t messageOf(const json &value, const loopValue *loop, const std::stri
     for (const auto &[key, field] : value.items())
         if (key != "msg")
             assigns.push_back(assignOf(key, field, loop, where + "." + key));
+    const std::string called = scalarText(*name, loop, where + ".msg");
     try {
-        return ctlBuildMessage(scalarText(*name, loop, where + ".msg"), assigns);
+        return ctlBuildMessage(called, assigns);
     } catch (const ctlError_t &error) {
         refuseAt(where, error.text);
     }
@@ -106,7 +107,10 @@ void repeat(const json &loop, const std::string &where, Each each)
     const auto send = loop.find("send");
     if (send == loop.end() || !(send->is_array() || send->is_object()))
         refuseAt(where, "\"send\" is missing: the message or the list of messages to repeat");
-    for (const loopValue &value : loopValues(loop["for"], where + ".for")) {
+    const std::vector<loopValue> values = loopValues(loop["for"], where + ".for");
+    if (values.empty() || send->empty())
+        refuseAt(where, values.empty() ? "\"for\" has no value" : "\"send\" has no message");
+    for (const loopValue &value : values) {
         if (send->is_object())
             each(*send, value, where + ".send");
         else
@@ -142,6 +146,8 @@ void addBatches(const json &list, const std::string &where, ctlScenario_t &scena
 {
     if (!list.is_array())
         refuseAt(where, "the batches are a list");
+    if (list.empty())
+        refuseAt(where, "the list of batches is empty");
     for (size_t i = 0; i < list.size(); i++) {
         const std::string place = where + "[" + std::to_string(i) + "]";
         const size_t before = scenario.batches.size();
@@ -204,7 +210,7 @@ ctlScenario_t ctlReadScenario(const std::string &text, const std::string &file)
     }
     ctlScenario_t scenario;
     if (top.is_array())
-        addBatches(top, file + ": ", scenario);
+        addBatches(top, file + ": batches", scenario);
     else if (top.is_object())
         readTop(top, file, scenario);
     else

@@ -49,9 +49,10 @@ std::vector<uint32_t> portsOf(const ctlProcess_t &agent, double seconds)
 
 std::vector<uint32_t> knownPorts()
 {
+    ctlNeedAgent();
     const std::vector<uint32_t> ports = ctlKnownPorts(LIST_SECONDS);
     if (ports.empty())
-        throw ctlError_t{CTL_SILENT, "no agent of this node knows a port; name those you mean, as in te1/3"};
+        throw ctlError_t{CTL_SILENT, "the agent knows no port yet: a chip and its ports come with CHIPUP and IFADD"};
     return ports;
 }
 
@@ -142,7 +143,7 @@ choice choose(const std::vector<std::string> &words)
                     own.push_back(word);
     }
     if (std::find(kinds.begin(), kinds.end(), words[0]) == kinds.end())
-        ctlRefuse("no statistics are called '" + words[0] + "'; the nearest are " + ctlNearest(words[0], kinds) +
+        ctlRefuse("no statistics are called '" + words[0] + "'; the nearest is " + ctlNearest(words[0], kinds) +
                   " ('dorvctl stats --help' lists all)");
     choice chosen;
     std::string side, source;
@@ -328,7 +329,10 @@ std::vector<ctlStatsQuery_t> ctlPlanStats(const ctlStatsOptions_t &asked)
     const ctlStatsView_t &first = *chosen.views[0];
     const std::vector<std::string> ids = asked.ids.empty() ? std::vector<std::string>() : ctlExpandList(asked.ids);
     if (first.ids == nullptr && !ids.empty())
-        ctlRefuse(std::string(first.kind) + " have no ids; --ids goes with policers");
+        ctlRefuse("--ids goes with policers, and not with " + std::string(first.kind));
+    const bool selects = ctlField(ctlBodyOf(*qosMsgInfo(first.code)), "selector") != nullptr;
+    if (!asked.selector.empty() && !selects)
+        ctlRefuse("--selector goes with voq, tmc and tmc-chip, and not with " + std::string(first.kind));
     if (first.ids != nullptr && ids.empty())
         ctlRefuse("the agent lists no policers; name some, as in --ids 1..8");
     std::vector<uint32_t> asPlaced;

@@ -12,6 +12,7 @@
 
 #include "tools/error.h"
 #include "tools/link.h"
+#include "tools/report.h"
 #include "tools/stats.h"
 #include "tools/values.h"
 
@@ -122,7 +123,8 @@ std::string frameOf(const ctlStatsReading_t &reading, const std::vector<ctlStats
 {
     const std::vector<line> lines = linesOf(reading);
     std::ostringstream text;
-    text << lines.size() << " busy queues on " << queries.size() << " ports, over " << decimals(seconds, 1) << " s\n";
+    text << ctlCounted(lines.size(), "busy queue") << " on " << ctlCounted(queries.size(), "port") << ", over "
+         << decimals(seconds, 1) << " s\n";
     std::vector<std::vector<std::string>> table = {headings(*queries[0].view)};
     for (size_t i = 0; i < std::min<size_t>(lines.size(), most); i++) {
         table.push_back({lines[i].port, lines[i].queue});
@@ -134,7 +136,8 @@ std::string frameOf(const ctlStatsReading_t &reading, const std::vector<ctlStats
     return text.str();
 }
 
-// Over the frame before it, without a flicker: each line wipes what is left of the old one.
+// Over the frame before it, without a flicker: each line wipes what is left of the old one, and ends where the screen
+// does, as one that wrapped would push the others down.
 void draw(const std::string &frame, const ctlScreen_t &screen, std::ostream &out)
 {
     if (!screen.terminal) {
@@ -142,8 +145,14 @@ void draw(const std::string &frame, const ctlScreen_t &screen, std::ostream &out
         return;
     }
     out << "\033[H";
-    for (const char c : frame)
-        out << (c == '\n' ? "\033[K\n" : std::string(1, c));
+    unsigned column = 0;
+    for (const char c : frame) {
+        if (c == '\n')
+            out << "\033[K\n";
+        else if (screen.columns == 0 || column < screen.columns)
+            out << c;
+        column = c == '\n' ? 0 : column + 1;
+    }
     out << "\033[J" << std::flush;
 }
 
@@ -170,6 +179,17 @@ bool keyWithin(const ctlLink_t &link, int &keys, double seconds)
     return true;
 }
 
+// Takes over the size that the terminal has now: a person may change it while the tables come.
+void measure(ctlScreen_t &screen)
+{
+    winsize size{};
+    if (screen.display < 0 || ioctl(screen.display, TIOCGWINSZ, &size) != 0)
+        return;
+    if (size.ws_row > FRAME_LINES)
+        screen.lines = size.ws_row;
+    screen.columns = size.ws_col;
+}
+
 double secondsOf(const ctlStatsReading_t &reading)
 {
     for (const ctlStatsTable_t &table : reading.tables)
@@ -182,24 +202,17 @@ double secondsOf(const ctlStatsReading_t &reading)
 
 ctlScreen_t ctlOwnScreen()
 {
-    ctlScreen_t screen = {isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1, -1, LINES_OFF_TERMINAL};
-    winsize size{};
-    if (!screen.terminal)
-        return screen;
-    screen.keys = STDIN_FILENO;
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > FRAME_LINES)
-        screen.lines = size.ws_row;
-    return screen;
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1)
+        return {false, -1, LINES_OFF_TERMINAL};
+    return {true, STDIN_FILENO, LINES_OFF_TERMINAL, 0, STDOUT_FILENO};
 }
 
-int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, const ctlScreen_t &screen, std::ostream &out,
-           std::ostream &err)
+int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, ctlScreen_t screen, std::ostream &out, std::ostream &err)
 {
     std::vector<std::string> words = {"queue"};
     words.insert(words.end(), top.words.begin(), top.words.end());
     const std::vector<ctlStatsQuery_t> queries = ctlPlanStats({words});
     const unsigned count = top.count == 0 && !screen.terminal ? 1 : top.count;
-    const unsigned most = screen.lines > FRAME_LINES ? screen.lines - FRAME_LINES : 1;
     int keys = screen.keys, exit = CTL_DONE;
     ctlLink_t link = ctlOpenLink("qosMIStats");
     {
@@ -212,6 +225,8 @@ int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, const ctlScreen_t &
             ctlStatsReading_t now = ctlReadStats(link, options, queries);
             ctlRateStats(before, now);
             fault = faultOf(now, exit);
+            measure(screen);
+            const unsigned most = screen.lines > FRAME_LINES ? screen.lines - FRAME_LINES : 1;
             if (screen.terminal || exit != CTL_SILENT)
                 draw(frameOf(now, queries, secondsOf(now), most, screen.terminal ? fault : ""), screen, out);
             before = std::move(now);

@@ -11,8 +11,10 @@
 // Where the tables go. A terminal is redrawn until a key comes; anything else gets one table after the other.
 struct ctlScreen_t {
     bool terminal;
-    int keys;       // the descriptor that keys come from, -1 for none
-    unsigned lines; // that a table may have
+    int keys;             // the descriptor that keys come from, -1 for none
+    unsigned lines;       // that a table may have
+    unsigned columns = 0; // that a line may have, 0 for any number
+    int display = -1;     // the descriptor to ask for both before each table, -1 if they stay
 };
 
 struct ctlTop_t {
@@ -26,7 +28,6 @@ ctlScreen_t ctlOwnScreen();
 
 // Reads queue counters at every interval and prints the queues that move, the most bytes first. CTL_FAILED if the
 // last read had no answer for a port, CTL_SILENT if it had none at all; a terminal goes on over either.
-int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, const ctlScreen_t &screen, std::ostream &out,
-           std::ostream &err);
+int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, ctlScreen_t screen, std::ostream &out, std::ostream &err);
 
 #endif

@@ -331,6 +331,8 @@ void ctlSetElements(const wireBody &body, ctlBytes &data, const ctlFieldRef_t &t
     const bool whole = to.index < 0 && ctlRecordsOf(field).empty();
     if (given > count - first)
         ctlRefuse(std::to_string(given) + " values are too many, there is room for " + std::to_string(count - first));
+    if (whole && given < count && elements[0].empty())
+        ctlRefuse("the value is missing; there are " + std::to_string(count) + ", as in 0*" + std::to_string(count));
     if (whole && given < count)
         ctlRefuse("it has " + std::to_string(count) + " values, not " + std::to_string(given) + "; write " +
                   elements[0] + "*" + std::to_string(count) + " to repeat one, " + field.name + "[0] to set one");
