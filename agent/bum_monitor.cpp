@@ -6,6 +6,7 @@
 #include "agent/dispatch.h"
 #include "agent/monitor.h"
 #include "agent/policer_stats.h"
+#include "core/handler.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
 #include "inventory/monitor_fields.h"
@@ -198,8 +199,7 @@ uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
             QOS_ERR("Failed to find interface %s for policer coonfig", name.text);
         else
             QOS_ERR("Failed to find chip for interface %s", name.text);
-        body->status = QOS_MSG_REFUSED;
-        return QOS_MSG_REFUSED;
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const tnx_list_t *list = interface->chip->polCfg.bum_policer_list;
     for (const tnx_listnode_t *node = list ? list->head : nullptr; node; node = node->next) {
@@ -207,6 +207,5 @@ uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
         if (record && record->ifindex == ifindex)
             record->bum_info.state = 0;
     }
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }

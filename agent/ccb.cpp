@@ -6,6 +6,7 @@
 #include "agent/long_distance.h"
 #include "agent/model/thresholds.h"
 #include "agent/port_steps.h"
+#include "core/handler.h"
 #include "core/memory.h"
 #include "core/module.h"
 #include "core/state.h"
@@ -175,8 +176,7 @@ uint32_t qaProcessPriTailDrop(qosCcbMsg_t *body)
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PRI_TAILDROP_MSG);
     if (!entry) {
         QOS_ERR("NULL PRI TAIL DROP IOCTL handler for chip %d", interface->chip->chip_id);
-        body->status = QOS_MSG_REFUSED;
-        return QOS_MSG_REFUSED;
+        return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
@@ -191,8 +191,7 @@ uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (!interface) {
         QOS_ERR("Unable to find if %x in db", ifindex);
-        body->status = QOS_MSG_UNSERVED;
-        return QOS_MSG_UNSERVED;
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     // What the computation leaves alone comes back as the manager sent it.
     qaCcbThresholds_t thresholds;
@@ -202,8 +201,7 @@ uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
     qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, interface->ccb.tailDropThreshold, thresholds);
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc)
         body->thresholds[tc] = thresholds[tc];
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 uint32_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body)
@@ -220,16 +218,13 @@ uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body)
     QOS_FRAME();
     egrQueueDepth = body->queueDepth;
     uint32_t rc = QOS_MSG_DONE;
-    const qosSlot_t *slot = qosLookupOwnSlot();
-    qosChip_t *chip = slot ? tailqFirst(&slot->chipList) : nullptr;
-    for (; chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
+    for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
         const uint32_t ifindex = chip->chip_ifindex;
         body->chip_ifindex = ifindex;
         const qaIoctl_t entry = qaIoctl(chip, QOS_EGR_QUEUE_DEPTH_MSG);
         if (!entry) {
             QOS_ERR("QOS EGRESS QUEUE DEPTH handler for chip %x, type: %d", ifindex, chip->chip_type);
-            body->status = QOS_MSG_REFUSED;
-            return QOS_MSG_REFUSED;
+            return qosAnswer(body, QOS_MSG_REFUSED);
         }
         rc = entry(body);
         if (rc != QOS_MSG_DONE)

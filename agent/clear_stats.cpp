@@ -4,6 +4,7 @@
 #include "agent/drop_monitor.h"
 #include "agent/model/clear_walk.h"
 #include "agent/policer_stats.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
@@ -16,8 +17,7 @@ enum class debugCounters_t : bool { Left, Cleared };
 uint32_t nullEntry(const char *function, qosClearStatsMsg_t *body)
 {
     QOS_ERR_AT(function, "NULL IOCTL handler for clear stats message");
-    body->status = QOS_MSG_UNSERVED;
-    return QOS_MSG_UNSERVED;
+    return qosAnswer(body, QOS_MSG_UNSERVED);
 }
 
 // Optional, and without a say in the status.
@@ -37,9 +37,7 @@ void clearDebug(const char *function, const qosChip_t *chip, qosClearStatsMsg_t 
 uint32_t clearChips(const char *function, qosClearStatsMsg_t *body, debugCounters_t debug)
 {
     uint32_t rc = QOS_MSG_DONE;
-    const qosSlot_t *slot = qosLookupOwnSlot();
-    const qosChip_t *chip = slot ? tailqFirst(&slot->chipList) : nullptr;
-    for (; chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
+    for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
         const qaIoctl_t entry = qaIoctl(chip, QOS_CLEAR_STATS_MSG);
         if (!entry)
             return nullEntry(function, body);
@@ -63,8 +61,7 @@ uint32_t clearInterface(const char *function, qosClearStatsMsg_t *body)
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (!interface) {
         QOS_ERR_AT(function, "Unable to find interface with ifindex %x", ifindex);
-        body->status = QOS_MSG_UNSERVED;
-        return QOS_MSG_UNSERVED;
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = interface->chip ? qaIoctl(interface->chip, QOS_CLEAR_STATS_MSG) : nullptr;
     if (!entry)

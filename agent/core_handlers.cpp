@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "core/handler.h"
 #include "core/module.h"
 #include "core/state.h"
 #include "core/trace.h"
@@ -33,8 +34,7 @@ uint32_t qaProcessIfAdd(qosIfAddMsg_t *body)
     QOS_FRAME();
     qosIf_t *interface = qosProcessPortAdd(body->ifIndex, qosNameOf(body->ifName).text);
     if (!interface) {
-        body->status = QOS_MSG_NO_MEMORY;
-        return QOS_MSG_NO_MEMORY;
+        return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
     body->status = QOS_MSG_DONE;
     qosWalkModules<&qosModule_t::if_add>([&](qosModule_t &module) { module.if_add(interface); });

@@ -253,8 +253,7 @@ uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
         return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
     QOS_INF("Processed drop config request %s", name.text);
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body)
@@ -267,8 +266,7 @@ uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body)
         return rc;
     }
     QOS_INF("Processed drop monitor config request %s", name.text);
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface)

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "agent/dispatch.h"
+#include "core/handler.h"
 #include "core/state.h"
 #include "core/text.h"
 #include "inventory/interfaces.h"
@@ -21,6 +22,7 @@ constexpr uint32_t NOTICE_RECORDS =
 template <typename Body, typename Port>
 struct drops_t {
     uint32_t (*read)(Body *body);
+    void (*tell)(const Body *body, uint32_t n, uint32_t count); // the manager
     bool (*same)(const Port &a, const Port &b);
     void (*save)(Port &saved, const Port &now);
     ne64 Port::*leading; // the counter that decides whether a change is marked
@@ -71,6 +73,7 @@ constexpr qosText_t<> TD_READ_FAILED = QOS_INF_TEXT("Tail drop stats get request
 
 constexpr drops_t<qosTdMonitorStatsMsg_t, qosTdMonitorStatsIfMsg_t> TAIL_DROPS = {
     qaProcessGetTdMonitorStats,
+    qaTailDropNotifyToMgr,
     sameTd,
     saveTd,
     &qosTdMonitorStatsIfMsg_t::td_drop,
@@ -97,6 +100,7 @@ constexpr drops_t<qosTdMonitorStatsMsg_t, qosTdMonitorStatsIfMsg_t> TAIL_DROPS =
 
 constexpr drops_t<qosRedMonitorStatsMsg_t, qosRedMonitorStatsIfMsg_t> RED_DROPS = {
     qaProcessGetRedMonitorStats,
+    qaRedDropNotifyToMgr,
     sameRed,
     saveRed,
     &qosRedMonitorStatsIfMsg_t::green_drop,
@@ -204,7 +208,8 @@ void sendNotices(const drops_t<Body, Port> &row, qosDropMonitorNotifyMsg_t *noti
         unsigned char *head = reinterpret_cast<unsigned char *>(notice->records + sent) - sizeof *notice;
         reinterpret_cast<qosDropMonitorNotifyMsg_t *>(head)->count = part;
         qosTrace(VELMAR_DCEDBG_LVL_INF, row.notify, __LINE__, row.sending, part);
-        if (qaSendToMgr(QOS_DROP_MONITOR_NOTIFY_MSG, head, (part * 3 + 1) * 4) != QOS_MSG_DONE)
+        const auto length = static_cast<uint32_t>(sizeof *notice + part * sizeof notice->records[0]);
+        if (qaSendToMgr(QOS_DROP_MONITOR_NOTIFY_MSG, head, length) != QOS_MSG_DONE)
             qosTrace(VELMAR_DCEDBG_LVL_ERR, row.notify, __LINE__, row.send_failed);
         sent += part;
     }
@@ -252,10 +257,7 @@ uint32_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
         return QOS_MSG_DONE;
     }
     qosTrace(VELMAR_DCEDBG_LVL_INF, row.get, __LINE__, row.count_seen, count);
-    if constexpr (std::is_same_v<Port, qosTdMonitorStatsIfMsg_t>)
-        qaTailDropNotifyToMgr(body, n, count);
-    else
-        qaRedDropNotifyToMgr(body, n, count);
+    row.tell(body, n, count);
     return QOS_MSG_DONE;
 }
 
@@ -356,8 +358,7 @@ uint32_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
         QOS_ERR("NULL QOS_TD_MONITOR_STATS_MSG handler for chip %x", interface->chip->chip_ifindex);
     if (entry && rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve tail drop Stats for if: %s, rc: %d", interface->ifName, rc);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 // A chip type without these reads is no failure: the monitor goes on with counters of 0.
@@ -375,6 +376,5 @@ uint32_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve red drop Stats for if: %s, rc: %d", interface->ifName, rc);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }

@@ -84,9 +84,7 @@ uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
 uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
 {
     uint32_t rc = QOS_MSG_DONE;
-    const qosSlot_t *slot = qosLookupOwnSlot();
-    const qosChip_t *chip = slot ? tailqFirst(&slot->chipList) : nullptr;
-    for (; chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
+    for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
         const qaIoctl_t entry = qaIoctl(chip, row.code);
         if (!entry)
             return refuse(row, chip, body);

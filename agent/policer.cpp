@@ -1,8 +1,6 @@
 // Hooks of the policer module, and the messages that change policers.
 #include "agent/policer.h"
 
-#include <cstdlib>
-
 #include "agent/bum_monitor.h"
 #include "agent/chip_target.h"
 #include "agent/model/policer_groups.h"

@@ -10,12 +10,6 @@
 
 namespace {
 
-qosChip_t *firstChip()
-{
-    const qosSlot_t *slot = qosLookupOwnSlot();
-    return slot ? tailqFirst(&slot->chipList) : nullptr;
-}
-
 qosChip_t *chipOf(uint32_t chip_ifindex)
 {
     return qosLookupChip(dce_get_flat_chip_id(chip_ifindex));
@@ -73,7 +67,7 @@ uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body)
     QOS_DBG("Received redProfile update for interface %s", qosNameOf(body->ifName).text);
     QOS_DBG("profile: %d, cos: %d, set: %d", static_cast<uint16_t>(body->profileId), static_cast<int32_t>(body->cos),
             static_cast<int32_t>(body->set));
-    const qosChip_t *chip = firstChip();
+    const qosChip_t *chip = qosFirstOwnChip();
     if (!chip) {
         QOS_ERR("Chip is NULL when RED PROFILE is applied ");
         return qosAnswer(body, QOS_MSG_REFUSED);
@@ -86,7 +80,7 @@ uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
     QOS_FRAME();
     const uint32_t ifindex = body->ifIndex;
     QOS_DBG("Received IVQ red update for if %x", ifindex);
-    const qosChip_t *chip = firstChip();
+    const qosChip_t *chip = qosFirstOwnChip();
     if (!chip) {
         QOS_ERR("chip list is empty");
         return qosAnswer(body, QOS_MSG_UNSERVED);

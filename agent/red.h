@@ -6,10 +6,13 @@
 
 #include "agent/messages.h"
 
-// Handlers of codes 34, 35, 46, 47.
+// The handlers. The status is the back end's, 25 for an unknown chip, or what is said for a missing entry.
+//
+// Code 34. For a port of this node with QOS_ALL_CHIPS_IFINDEX as the chip, else for the chip named. 1 without an entry
+// or on a node without chips.
 uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body);
-uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body);
-uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body);
-uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body);
+uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body);    // code 35; 25 without an entry
+uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body);  // code 46; 25 without an entry or on a node without chips
+uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body); // code 47; 1 without an entry
 
 #endif

@@ -1,11 +1,10 @@
 // The scheduler and shaper handlers.
 #include "agent/scheduler.h"
 
-#include <cstring>
-
 #include "core/handler.h"
 #include "core/module.h"
 #include "core/state.h"
+#include "core/strings.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "inventory/ifindex.h"
@@ -94,7 +93,7 @@ int qaSchchipUp(qosChip_t *chip)
 {
     QOS_DBG("Processing chip up part for chip:0x%x\n", chip->chip_ifindex);
     qosSchMsg_t body = {};
-    strcpy(body.ifName, "Allinterfaces");
+    qosCopyText(body.ifName, "Allinterfaces");
     for (unsigned queue = 0; queue < QOS_NUM_COS; ++queue)
         body.Mcsch_cfg.mc_dwrr_weight[queue] = 12 + queue % 2;
     qaProcessMcSchCfg(&body);

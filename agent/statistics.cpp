@@ -2,6 +2,7 @@
 #include "agent/statistics.h"
 
 #include "agent/model/thresholds.h"
+#include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
@@ -149,14 +150,6 @@ constexpr step_t SEND_QUEUE = {QOS_GET_SENDQUEUE_STATS_MSG, RCV_QUEUE.null_entry
 
 constexpr int32_t MAX_PORT_THRESHOLD = 0x800000; // bytes
 
-// Leaves a result in the body.
-template <typename Body>
-uint32_t store(Body *body, uint32_t rc)
-{
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
-
 // The interface with its chip, announced in the trace; null with 25 in the status.
 template <typename Body>
 const qosIf_t *findPort(const char *function, const qosText_t<const char *> &received, Body *body)
@@ -182,13 +175,13 @@ uint32_t runStep(const char *function, const step_t &step, const qosIf_t *interf
     const qaIoctl_t entry = qaIoctl(interface->chip, step.code);
     if (!entry) {
         qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, step.null_entry, interface->chip->chip_ifindex);
-        return store(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc == QOS_MSG_DONE)
         return rc;
     qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, step.failed, interface->ifName, rc);
-    return store(body, rc);
+    return qosAnswer(body, rc);
 }
 
 template <typename Body>
@@ -328,8 +321,7 @@ uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
             return rc;
     }
     qaRcvQueSetThresholds(interface, body);
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 uint32_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
@@ -342,8 +334,7 @@ uint32_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
         return rc;
     qaCcbThresholds_t unused = {};
     qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, body->port_threshold, unused);
-    body->status = QOS_MSG_DONE;
-    return QOS_MSG_DONE;
+    return qosAnswer(body, QOS_MSG_DONE);
 }
 
 uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
@@ -361,12 +352,12 @@ uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
     const qaIoctl_t entry = qaIoctlFn[QOS_CHIP_TESSEL][QOS_GET_TMC_INFO_MSG];
     if (!entry) {
         QOS_ERR("NULL QOS_GET_TMC_INFO_MSG handler for chip %x", chip->chip_ifindex);
-        return store(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve TMCInfo for chip %d: error = %d ", number, rc);
-    return store(body, rc);
+    return qosAnswer(body, rc);
 }
 
 uint32_t qaProcessGetAsicIntStats(qosAsicIntStatsMsg_t *body)
@@ -380,10 +371,10 @@ uint32_t qaProcessGetAsicIntStats(qosAsicIntStatsMsg_t *body)
     const qaIoctl_t entry = qaIoctl(chip, QOS_GET_ASIC_INT_STATS_MSG);
     if (!entry) {
         QOS_ERR("NULL QOS_GET_ASIC_INT_STATS_MSG handler for chip %x", chip->chip_ifindex);
-        return store(body, QOS_MSG_UNSERVED);
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to retrieve Asic Stats  rc: %d", rc);
-    return store(body, rc);
+    return qosAnswer(body, rc);
 }

@@ -2,6 +2,7 @@
 #include "channels/driver_request.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "core/state.h"
 #include "core/trace.h"

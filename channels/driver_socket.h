@@ -2,7 +2,6 @@
 #ifndef CHANNELS_DRIVER_SOCKET_H
 #define CHANNELS_DRIVER_SOCKET_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "platform/records.h"
@@ -45,8 +44,12 @@ enum qosNLResult_t : int {
     QOS_NL_REFUSED = 22,   // the driver refused, or its response does not match
 };
 
+// Names a record and marks it closed; the size of a frame header through `header_size`, which may be null. 0.
 int qosNLSocketInit(qosNLSock_t *sock, const char *name, uint32_t *header_size);
-int qosNLSocket(qosNLSock_t *sock, uint32_t client_type); // 0, 1 or 12
+// Opens the record's socket in the group of a client type: 0, 1 for a null or open record or an unknown type, 12 if the
+// platform refused.
+int qosNLSocket(qosNLSock_t *sock, uint32_t client_type);
+// Closes it and takes its read event back: 0, or 1 if it is not open.
 int qosNLClose(qosNLSock_t *sock);
 
 // Sends the frame that `payload_length` bytes behind its header complete; 0 or 13. `seq` may be null.
@@ -65,6 +68,7 @@ int qosInitHSLCmdSock();
 int qosInitHSLMgrSock();
 int qosInitHSLEventSock(qosNLCallback_t handler);
 
+// Handler of the two request sockets: drops what it is given; 0.
 int qosProcessHslResp(unsigned char *payload, uint32_t length, uint32_t arg, uint16_t frame_type);
 
 #endif

@@ -46,9 +46,7 @@ addressText_t formatAddress(const mi6_addr_t &address)
 {
     const uint8_t flags = address.flags;
     const char *letters = "*l";
-    if (flags & MI6_MANAGER)
-        letters = "am";
-    else if ((flags & MI6_LINE_CARD) && (flags & MI6_MANAGER_STANDBY))
+    if ((flags & MI6_MANAGER) || ((flags & MI6_LINE_CARD) && (flags & MI6_MANAGER_STANDBY)))
         letters = "am";
     else if (flags & MI6_LINE_CARD)
         letters = "al";
@@ -63,6 +61,13 @@ addressText_t formatAddress(const mi6_addr_t &address)
     snprintf(result.text, sizeof result.text, "[%c%c%X %s]", letters[0], letters[1], static_cast<unsigned>(mask),
              service);
     return result;
+}
+
+// Arms the read event of a socket, whose argument is the descriptor as well.
+thread *addRead(int sock)
+{
+    return thread_add_read(qos_velmar_state.lib, qosRcvMi6Msg, reinterpret_cast<void *>(static_cast<intptr_t>(sock)),
+                           sock);
 }
 
 // What a failed receive means for the drain: go on reading, or end it with a result.
@@ -161,17 +166,14 @@ int qosMiInit()
         return QOS_MI_OPEN_FAILED;
     }
     QOS_INF("Opened MI socket %d successfully", state.mi_sock);
-    state.mi_thread = thread_add_read(state.lib, qosRcvMi6Msg,
-                                      reinterpret_cast<void *>(static_cast<intptr_t>(state.mi_sock)), state.mi_sock);
+    state.mi_thread = addRead(state.mi_sock);
     if (qosInitMiSock(&state.mi_stats_sock, SERVICE_MI_STATS) != QOS_OK) {
         QOS_ERR("Failed open MI Stats socket");
         return QOS_MI_OPEN_FAILED;
     }
     QOS_INF("opened MI stats socket %d successfully", state.mi_stats_sock);
     if (state.is_agent)
-        state.mi_stats_thread =
-            thread_add_read(state.lib, qosRcvMi6Msg,
-                            reinterpret_cast<void *>(static_cast<intptr_t>(state.mi_stats_sock)), state.mi_stats_sock);
+        state.mi_stats_thread = addRead(state.mi_stats_sock);
     else
         cli_install_gen(state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_miStats_cmd);
     QOS_INF("Initialized MI sockets");
@@ -184,8 +186,7 @@ int qosRcvMi6Msg(thread *event)
     qos_velmar_state.mi_thread = nullptr;
     const int sock = thread_fd(event);
     qosReadMiMsg(sock);
-    qos_velmar_state.mi_thread = thread_add_read(qos_velmar_state.lib, qosRcvMi6Msg,
-                                                 reinterpret_cast<void *>(static_cast<intptr_t>(sock)), sock);
+    qos_velmar_state.mi_thread = addRead(sock);
     return QOS_OK;
 }
 

@@ -3,7 +3,6 @@
 #ifndef CHANNELS_MANAGER_H
 #define CHANNELS_MANAGER_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "core/print.h"

@@ -3,7 +3,6 @@
 #ifndef CORE_MEMORY_H
 #define CORE_MEMORY_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "core/module.h"

@@ -3,7 +3,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "core/format.h"
 #include "core/state.h"
@@ -145,9 +144,7 @@ void dce_trace_var(uint32_t id, int level, unsigned area, unsigned count, ...)
     for (unsigned i = 0; i < count; ++i)
         words[i] = va_arg(args, uint32_t);
     va_end(args);
-    char record[sizeof words];
-    memcpy(record, words, sizeof record);
-    trace_module_store_lvl(dce_dbginfo.handle, dce_dbginfo.module, id, level, record);
+    trace_module_store_lvl(dce_dbginfo.handle, dce_dbginfo.module, id, level, reinterpret_cast<const char *>(words));
 }
 
 void dce_trace_lvl_set(int level)

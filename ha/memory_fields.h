@@ -6,35 +6,20 @@
 #include "core/fields.h"
 #include "inventory/records.h"
 
-inline constexpr ha_field_t tqhead_fields_qosIf_t[] = {
-    QOS_FIELD(tailqHead<qosIf_t>, tqh_first, "~Ptr"),
-    QOS_FIELD(tailqHead<qosIf_t>, tqh_last, "~Ptr"),
-};
-
-inline constexpr ha_field_t tqentry_fields_qosIf_t[] = {
-    QOS_FIELD(tailqEntry<qosIf_t>, tqe_next, "~Ptr"),
-    QOS_FIELD(tailqEntry<qosIf_t>, tqe_prev, "~Ptr"),
-};
-
-inline constexpr ha_field_t tqhead_fields_qosChip_t[] = {
-    QOS_FIELD(tailqHead<qosChip_t>, tqh_first, "~Ptr"),
-    QOS_FIELD(tailqHead<qosChip_t>, tqh_last, "~Ptr"),
-};
-
-inline constexpr ha_field_t tqentry_fields_qosChip_t[] = {
-    QOS_FIELD(tailqEntry<qosChip_t>, tqe_next, "~Ptr"),
-    QOS_FIELD(tailqEntry<qosChip_t>, tqe_prev, "~Ptr"),
-};
-
-inline constexpr ha_field_t tqhead_fields_qosUpdEntry_t[] = {
-    QOS_FIELD(tailqHead<qosUpdEntry_t>, tqh_first, "~Ptr"),
-    QOS_FIELD(tailqHead<qosUpdEntry_t>, tqh_last, "~Ptr"),
-};
-
-inline constexpr ha_field_t tqentry_fields_qosUpdEntry_t[] = {
-    QOS_FIELD(tailqEntry<qosUpdEntry_t>, tqe_next, "~Ptr"),
-    QOS_FIELD(tailqEntry<qosUpdEntry_t>, tqe_prev, "~Ptr"),
-};
+// Head and link of the tail queues of a record type.
+#define QOS_TAILQ_FIELDS(record)                                                                                       \
+    inline constexpr ha_field_t tqhead_fields_##record[] = {                                                           \
+        QOS_FIELD(tailqHead<record>, tqh_first, "~Ptr"),                                                               \
+        QOS_FIELD(tailqHead<record>, tqh_last, "~Ptr"),                                                                \
+    };                                                                                                                 \
+    inline constexpr ha_field_t tqentry_fields_##record[] = {                                                          \
+        QOS_FIELD(tailqEntry<record>, tqe_next, "~Ptr"),                                                               \
+        QOS_FIELD(tailqEntry<record>, tqe_prev, "~Ptr"),                                                               \
+    }
+QOS_TAILQ_FIELDS(qosIf_t);
+QOS_TAILQ_FIELDS(qosChip_t);
+QOS_TAILQ_FIELDS(qosUpdEntry_t);
+#undef QOS_TAILQ_FIELDS
 
 inline constexpr ha_field_t dce_tcam_handle_fields[] = {
     QOS_FIELD(dce_tcam_handle_t, input_key, "~U64"),

@@ -1,8 +1,6 @@
 // Registration with the replicated store. A failure is traced and stops nothing.
 #include "ha/register.h"
 
-#include <iterator>
-
 #include "agent/messages.h"
 #include "core/state.h"
 #include "core/trace.h"
@@ -53,28 +51,25 @@ int qos_ha_struct_register()
 
 int qos_ha_object_register()
 {
-    const ha_hndl_t ha = qos_velmar_state.ha;
-    int rc = ha_add_object(ha, "qosIfTable", &qosIfTable, sizeof qosIfTable, "~Ptr", 0, 0);
-    if (rc != 0)
-        QOS_ERR("Unable to add qosIfTable to THA Db, rc: %d", rc);
-    else
-        QOS_INF("Successfully added qosIfTable to THA db");
-    rc = ha_add_object(ha, "qosChipTable", &qosChipTable, sizeof qosChipTable, "~Ptr", 0, 0);
-    if (rc != 0)
-        QOS_ERR("Unable to add qosChipTable to THA Db, rc: %d", rc);
-    else
-        QOS_INF("Successfully added qosChipTable to THA db");
-    rc = ha_add_object(ha, "qosSlotTable", qosSlotTable, sizeof qosSlotTable, "qosSlot_t", 0, 0);
-    if (rc != 0)
-        QOS_ERR("Unable to add qosSlotTable to THA Db, rc: %d", rc);
-    else
-        QOS_INF("Successfully added qosSlotTable to THA db");
-    rc = ha_add_object(ha, "qos_global_slot_rdy_cnt", &qos_global_slot_rdy_cnt, sizeof qos_global_slot_rdy_cnt, "~U32",
-                       0, 0);
-    if (rc != 0)
-        QOS_ERR("Unable to add qos_global_slot_rdy_cnt to THA Db, rc: %d", rc);
-    else
-        QOS_INF("Successfully added qos_global_slot_rdy_cnt to THA db");
+    const struct {
+        const char *name;
+        void *address;
+        size_t size;
+        const char *type;
+    } objects[] = {
+        {"qosIfTable", &qosIfTable, sizeof qosIfTable, "~Ptr"},
+        {"qosChipTable", &qosChipTable, sizeof qosChipTable, "~Ptr"},
+        {"qosSlotTable", qosSlotTable, sizeof qosSlotTable, "qosSlot_t"},
+        {"qos_global_slot_rdy_cnt", &qos_global_slot_rdy_cnt, sizeof qos_global_slot_rdy_cnt, "~U32"},
+    };
+    int rc = QOS_OK;
+    for (const auto &object : objects) {
+        rc = ha_add_object(qos_velmar_state.ha, object.name, object.address, object.size, object.type, 0, 0);
+        if (rc != 0)
+            QOS_ERR("Unable to add %s to THA Db, rc: %d", object.name, rc);
+        else
+            QOS_INF("Successfully added %s to THA db", object.name);
+    }
     return rc;
 }
 

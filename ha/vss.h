@@ -46,7 +46,7 @@ uint32_t qosVssStageGet();
 int qosVssBootmodeGet(); // 0 cold, 1 otherwise
 ha_hndl_t qosVssHandleGet();
 
-// The service's calls.
+// The service's calls. All but the first give 0; a dump that could not be handed over, the store's negative number.
 uint32_t qosVssRecover(ha_hndl_t handle, uint32_t stage); // the next stage
 int qosVssRecvUpdate(ha_hndl_t handle, const vss_update_t *update);
 int qosVssSendDump(ha_hndl_t handle, uint32_t version, uint32_t transaction);

@@ -420,6 +420,8 @@ void activeSpeaks()
         const int rc = packetReceive(replica.active, &received);
         if (rc < 0 && errno == EAGAIN)
             return;
+        if (rc < 0 && errno == ECONNRESET) // it died before it read our greeting: what it sent is still there
+            continue;
         const bool good = rc > 0 && take(received);
         if (rc < 0)
             rasLog("store: lost the active process: %s", strerror(errno));

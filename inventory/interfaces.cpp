@@ -2,7 +2,6 @@
 #include "inventory/interfaces.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/memory.h"
 #include "core/state.h"

@@ -54,6 +54,12 @@ qosSlot_t *qosLookupOwnSlot()
     return qosLookupSlot(qosOwnSlotId());
 }
 
+qosChip_t *qosFirstOwnChip()
+{
+    const qosSlot_t *slot = qosLookupOwnSlot();
+    return slot ? tailqFirst(&slot->chipList) : nullptr;
+}
+
 int qosProcessSlotUp(uint32_t slot)
 {
     QOS_FRAME();

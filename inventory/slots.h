@@ -16,8 +16,10 @@ void qosInitSlotTable();
 qosSlot_t *qosLookupSlot(uint32_t slot);
 // The same for what is to be kept in the slot: null for number 10 as well.
 qosSlot_t *qosLookupTableSlot(uint32_t slot);
-// The record of the slot that this card sits in.
+// The record of the slot that this card sits in, or null, and the first of its chips, or null. Walks over the chips of
+// the node go on from there with tailqNext.
 qosSlot_t *qosLookupOwnSlot();
+qosChip_t *qosFirstOwnChip();
 uint32_t qosOwnSlotId();
 
 // Slot events; the low 8 bits of `slot` count. Up: 0, 1 for an unknown slot, or the replay's result. Down: 0.

@@ -1,4 +1,4 @@
-// AVL trees. Both sides of a node are handled by the same code: a side is the `flag` of the child that hangs there.
+// AVL trees: their shape, from insert to delete, and their memory. lib/avl_walk.cpp looks them up and walks them.
 #include "lib/avl.h"
 
 #include <cstdlib>
@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/fields.h"
+#include "lib/avl_nodes.h"
 #include "lib/tha_mem.h"
 
 const ha_field_t tnx_avl_node_fields[7] = {
@@ -23,20 +24,14 @@ const ha_field_t tnx_avl_tree_fields[9] = {
     QOS_FIELD(tnx_avl_tree_t, avl_tree_name, "~Chr"),
 };
 
+using namespace avlDetail;
+
 namespace {
 
-using Node = tnx_avl_node_t;
 using Tree = tnx_avl_tree_t;
 
-constexpr int LEFT = 0;
-constexpr int RIGHT = 1;
 constexpr const char *NODE_TYPE = "tnx_avl_node_t";
 constexpr const char *TREE_TYPE = "tnx_avl_tree_t";
-
-Node *&child(Node *node, int side)
-{
-    return side == LEFT ? node->left : node->right;
-}
 
 constexpr int lean(int side)
 {
@@ -170,13 +165,6 @@ void retraceDelete(Tree *tree, Node *node, int side)
     }
 }
 
-Node *extreme(Node *node, int side)
-{
-    while (node && child(node, side))
-        node = child(node, side);
-    return node;
-}
-
 // Exchanges the places of a node with two children and its in-order successor.
 void swapWithNext(Tree *tree, Node *node)
 {
@@ -225,43 +213,6 @@ Node *insert(Tree *tree, void *info, bool dup, Node **equal)
         tree->root = node;
     retraceInsert(tree, node);
     return node;
-}
-
-Node *neighbour(const Node *node, int side)
-{
-    Node *below = child(const_cast<Node *>(node), side);
-    if (below)
-        return extreme(below, !side);
-    while (node->parent && node->flag == side)
-        node = node->parent;
-    return node->parent;
-}
-
-// The nearest payload beyond `key` on one side.
-Node *beyond(const Tree *tree, const void *key, int side)
-{
-    Node *found = nullptr;
-    for (Node *at = avl_top(tree); at;) {
-        const int order = tree->compare_function(key, at->info);
-        const bool isBeyond = side == RIGHT ? order < 0 : order > 0;
-        if (isBeyond)
-            found = at;
-        at = child(at, isBeyond ? !side : side);
-    }
-    return found;
-}
-
-template <typename Call>
-int walk(const Tree *tree, Call &&call)
-{
-    for (Node *node = avl_getfirst(tree); node;) {
-        Node *next = neighbour(node, RIGHT);
-        const int rc = call(node->info);
-        if (rc < 0)
-            return rc;
-        node = next;
-    }
-    return 0;
 }
 
 bool makePool(Tree *tree)
@@ -326,71 +277,6 @@ tnx_avl_node_t *avl_insert_return_node(tnx_avl_tree_t *tree, void *info, int dup
     return node ? node : equal;
 }
 
-tnx_avl_node_t *avl_search(const tnx_avl_tree_t *tree, const void *key)
-{
-    for (Node *at = avl_top(tree); at;) {
-        const int order = tree->compare_function(key, at->info);
-        if (order == 0)
-            return at;
-        at = child(at, order < 0 ? LEFT : RIGHT);
-    }
-    return nullptr;
-}
-
-tnx_avl_node_t *avl_getfirst(const tnx_avl_tree_t *tree)
-{
-    return extreme(avl_top(tree), LEFT);
-}
-
-tnx_avl_node_t *avl_getlast(const tnx_avl_tree_t *tree)
-{
-    return extreme(avl_top(tree), RIGHT);
-}
-
-tnx_avl_node_t *avl_getnext(const tnx_avl_tree_t *tree, const tnx_avl_node_t *node)
-{
-    return node ? neighbour(node, RIGHT) : avl_getfirst(tree);
-}
-
-tnx_avl_node_t *avl_getprev(const tnx_avl_tree_t *, const tnx_avl_node_t *node)
-{
-    return node ? neighbour(node, LEFT) : nullptr;
-}
-
-tnx_avl_node_t *avl_get_next(const tnx_avl_tree_t *tree, const void *key)
-{
-    return beyond(tree, key, RIGHT);
-}
-
-tnx_avl_node_t *avl_get_prev(const tnx_avl_tree_t *tree, const void *key)
-{
-    return beyond(tree, key, LEFT);
-}
-
-tnx_avl_node_t *avl_next(const tnx_avl_node_t *node)
-{
-    if (!node)
-        return nullptr;
-    if (node->left)
-        return node->left;
-    if (node->right)
-        return node->right;
-    for (; node->parent; node = node->parent)
-        if (node->flag == LEFT && node->parent->right)
-            return node->parent->right;
-    return nullptr;
-}
-
-tnx_avl_node_t *avl_top(const tnx_avl_tree_t *tree)
-{
-    return tree ? tree->root : nullptr;
-}
-
-int avl_get_tree_size(const tnx_avl_tree_t *tree)
-{
-    return tree ? tree->count : 0;
-}
-
 int avl_remove(tnx_avl_tree_t *tree, const void *key)
 {
     return avl_delete_node(tree, avl_search(tree, key));
@@ -429,40 +315,6 @@ int avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
     replace(tree, node, node->left ? node->left : node->right);
     retraceDelete(tree, parent, side);
     _avl_node_free(tree, node);
-    return 0;
-}
-
-int avl_traverse(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a), void *a)
-{
-    return walk(tree, [&](void *info) { return fn(info, a); });
-}
-
-int avl_traverse2(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a, void *b), void *a, void *b)
-{
-    return walk(tree, [&](void *info) { return fn(info, a, b); });
-}
-
-int avl_traverse3(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a, void *b, void *c), void *a, void *b,
-                  void *c)
-{
-    return walk(tree, [&](void *info) { return fn(info, a, b, c); });
-}
-
-int avl_paginate_traverse3(const tnx_avl_tree_t *, tnx_avl_node_t *start, int (*fn)(void *info, void *a, void *b),
-                           void *a, void *b, int *counter, tnx_avl_node_t **resume)
-{
-    for (Node *node = start; node; ++*counter) {
-        if (*counter >= AVL_PAGE) {
-            *resume = node;
-            return 0;
-        }
-        Node *next = neighbour(node, RIGHT);
-        const int rc = fn(node->info, a, b);
-        if (rc < 0)
-            return rc;
-        node = next;
-    }
-    *resume = nullptr;
     return 0;
 }
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "lib/lib_instance.h"
+#include "lib/ifg.h"
 #include "lib/linklist.h"
 
 namespace {

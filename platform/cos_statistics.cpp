@@ -6,6 +6,7 @@
 
 #include "agent/model/clear_walk.h"
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "platform/cos_port.h"
@@ -146,8 +147,7 @@ uint32_t cosClearDropRsnStats(const char *function, qosClearStatsMsg_t *body)
 {
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {
-        body->status = QOS_MSG_UNSERVED;
-        return QOS_MSG_UNSERVED;
+        return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     auto *record = qosCosRequest<cosDropRsn_t>(COS_STATS_CLEAR);
     record->device = STAT_DEV_DROP_REASON;

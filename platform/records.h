@@ -11,7 +11,7 @@
 
 #include "velmar/wire.h"
 
-// --- Frames ---------------------------------------------------------------------------------------------------------
+// ---- Frames
 
 constexpr uint16_t NLM_ERROR = 2;
 constexpr uint16_t NLM_DONE = 4;
@@ -48,7 +48,7 @@ constexpr uint32_t NL_RECORD_OFFSET = sizeof(qosNLHdr_t) + sizeof(qosDriverHdr_t
 constexpr uint32_t NL_MSG_BUF_SIZE = 4096;
 constexpr uint32_t NL_RSP_BUF_SIZE = 37888;
 
-// --- Record heads ---------------------------------------------------------------------------------------------------
+// ---- Record heads
 
 struct dceHdr_t {
     be32 command;
@@ -116,7 +116,7 @@ enum cosStatsDevice_t : uint32_t {
     STAT_DEV_END = 59,
 };
 
-// --- Commands -------------------------------------------------------------------------------------------------------
+// ---- Commands
 
 enum dceCommand_t : uint32_t {
     DCE_CHIP_CAPABILITY = 0x10050001,
@@ -174,7 +174,7 @@ enum cosCommand_t : uint32_t {
     COS_POLICER_DEASSOCIATE = 0x09270005,
 };
 
-// --- Chip capability and chip events --------------------------------------------------------------------------------
+// ---- Chip capability and chip events
 
 constexpr uint32_t CHIP_PORTS = 160;
 constexpr uint32_t CAP_FLAG_PT_BASED_POL = 0x80000000;
@@ -309,7 +309,7 @@ struct dceChipCap_t {
 };
 static_assert(sizeof(dceChipCap_t) == 164 && offsetof(dceChipCap_t, chip_code) == 12);
 
-// --- Priority maps, Tessel and Mirelle ------------------------------------------------------------------------------
+// ---- Priority maps, Tessel and Mirelle
 
 constexpr unsigned QOS_PRIORITIES = 8;
 constexpr unsigned QOS_DSCPS = 64;
@@ -361,7 +361,7 @@ struct cosDscpMap_t {
 };
 static_assert(sizeof(cosDscpMap_t) == 96 && offsetof(cosDscpMap_t, dscp_map) == 32);
 
-// --- Congestion and scheduling, Tessel and Mirelle ------------------------------------------------------------------
+// ---- Congestion and scheduling, Tessel and Mirelle
 
 // Thresholds are bytes of chip buffer.
 struct cosPriTailDrop_t {
@@ -445,7 +445,7 @@ struct cosMcastQueueMode_t {
 };
 static_assert(sizeof(cosMcastQueueMode_t) == 36 && offsetof(cosMcastQueueMode_t, mode) == 28);
 
-// --- RED, Tessel and Mirelle -----------------------------------------------------------------------------------------
+// ---- RED, Tessel and Mirelle
 
 constexpr unsigned RED_DROP_LEVELS = 3;
 
@@ -486,7 +486,7 @@ struct cosRedResult_t {
 };
 static_assert(sizeof(cosRedResult_t) == 72 && offsetof(cosRedResult_t, second) == 40);
 
-// --- Policers, Tessel and Mirelle -----------------------------------------------------------------------------------
+// ---- Policers, Tessel and Mirelle
 
 constexpr uint32_t POL_INGRESS = 0x80000000; // in the first word of add, association and de-association
 
@@ -547,7 +547,7 @@ struct cosPolResult_t {
 };
 static_assert(sizeof(cosPolResult_t) == 32 && offsetof(cosPolResult_t, counter) == 8);
 
-// --- Drop monitor, Tessel -------------------------------------------------------------------------------------------
+// ---- Drop monitor, Tessel
 
 // Ingress buffers of a port, of which the monitor reads what it dropped.
 struct cosTdMonitor_t {
@@ -559,7 +559,7 @@ struct cosTdMonitor_t {
 };
 static_assert(sizeof(cosTdMonitor_t) == 448 && offsetof(cosTdMonitor_t, drop_packets) == 432);
 
-// --- Statistics, Tessel and Mirelle ---------------------------------------------------------------------------------
+// ---- Statistics, Tessel and Mirelle
 
 constexpr uint8_t STAT_SELECT = 0x80; // in the first byte of a selector: the whole port or PLC
 

@@ -1,6 +1,8 @@
 // Bytes of the chip's answers.
 #include "tests/chip_reply.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr size_t RECORD = 48;
@@ -74,6 +76,25 @@ Bytes answerTo(const Bytes &request, Bytes record)
     record.resize(length);
     const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
     return withEnd(frame(type, getNative(request, 8, 4), driverHeader(6, length) + record));
+}
+
+Bytes noise(size_t length, uint32_t seed)
+{
+    Bytes bytes(length);
+    for (auto &byte : bytes)
+        byte = static_cast<uint8_t>((seed = seed * 1664525 + 1013904223) >> 24);
+    return bytes;
+}
+
+Driver::Reply with(const Bytes &response)
+{
+    return [response](const Bytes &request) {
+        Bytes record = response;
+        std::copy_n(recordOf(request).begin(), 28, record.begin());
+        const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
+        const Bytes header = driverHeader(6, static_cast<uint32_t>(record.size()));
+        return std::vector<Bytes>{withEnd(frame(type, getNative(request, 8, 4), header + record))};
+    };
 }
 
 Driver::Reply chipReply(const std::shared_ptr<ChipState> &chip)

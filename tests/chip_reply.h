@@ -27,8 +27,10 @@ struct ChipState {
 void put(Bytes &bytes, std::initializer_list<std::pair<size_t, uint32_t>> words);
 void put64(Bytes &bytes, size_t at, uint64_t value);
 uint64_t get64(const Bytes &bytes, size_t at);
-Bytes recordOf(const Bytes &request);                            // what stands behind both headers
-Bytes answerTo(const Bytes &request, Bytes record);              // a response with this record
+Bytes recordOf(const Bytes &request);               // what stands behind both headers
+Bytes answerTo(const Bytes &request, Bytes record); // a response with this record
+Bytes noise(size_t length, uint32_t seed);          // bytes that differ from place to place and by seed
+Driver::Reply with(const Bytes &response);          // these bytes and no more, the request's own head ahead
 Driver::Reply chipReply(const std::shared_ptr<ChipState> &chip); // for Driver::always
 
 // Type 6 ports of CHIP, numbered from 1.

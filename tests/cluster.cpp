@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -64,6 +65,7 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
 {
     const int pid = fork();
     if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is ended
         const int errors = open((run + "/stderr").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(errors, 1);
         dup2(errors, 2);

@@ -32,7 +32,7 @@ public:
     void kill(int pid);
 
     std::string ctl(int pid, const std::string &command);
-    // The event log has a line with all parts; waits for it. Only what came behind the last one found counts.
+    // Waits for a line of the agent's in the event log with this in it, behind the last one that was found.
     bool logged(int pid, const std::string &part);
     std::string last; // that line
     std::string log() const;

@@ -586,30 +586,14 @@ TEST_F(Thresholds, PauseBySpeedAndDistance)
 TEST_F(Thresholds, DefaultBudgetByModel)
 {
     chip.chipBuffers = 6000119;
-    const struct {
-        uint32_t model, divisor;
-    } rows[] = {{1004, 80},  {1005, 80},  {1006, 120}, {1007, 80}, {1008, 120},
-                {1009, 100}, {1010, 120}, {1011, 80},  {95, 120}};
-    for (const auto &row : rows) {
-        qos_velmar_state.model = row.model;
-        EXPECT_EQ(tslGetTailDropThreshold(&port), 60001190U / row.divisor) << row.model;
+    for (const auto &[model, divisor] : {std::pair{1004U, 80U}, {1006U, 120U}, {1009U, 100U}, {95U, 120U}}) {
+        qos_velmar_state.model = model;
+        EXPECT_EQ(tslGetTailDropThreshold(&port), 60001190U / divisor) << model;
     }
     chip.chipBuffers = 0x20000000; // the product wraps in 32 bits
     EXPECT_EQ(tslGetTailDropThreshold(&port), 0x40000000U / 120);
     port.ifIndex = 10U << 26;
     EXPECT_EQ(tslGetTailDropThreshold(&port), 0U);
-}
-
-// What the two families share, and what Mirelle has none of.
-TEST(BackEnds, MirelleSharesTesselCongestion)
-{
-    for (const uint32_t type : {2U, 3U}) {
-        for (const uint8_t code : {12, 13, 14, 15, 18, 19, 21, 36})
-            EXPECT_EQ(qaIoctlFn[type][code], qaIoctlFn[1][code]) << int{code};
-        for (const uint8_t code : {16, 17, 46, 47})
-            EXPECT_EQ(qaIoctlFn[type][code], nullptr) << int{code};
-        EXPECT_NE(qaIoctlFn[type][39], qaIoctlFn[1][39]);
-    }
 }
 
 TEST_F(Thresholds, PfcRules)

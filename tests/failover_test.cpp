@@ -6,12 +6,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <unistd.h>
 
 #include "agent/messages.h"
 #include "host/delta_records.h"
+#include "platform/records.h"
 #include "tests/cluster.h"
 #include "tests/mirror.h"
 
@@ -28,7 +30,7 @@ uint32_t portOf(uint32_t chip, uint32_t n)
     return portNumber(chip * PORTS + n + 1) | chip;
 }
 
-// What every layout has as its hash: an agent tells it to whoever plays the active one.
+// The hash of the agents' layout, which an agent tells to whoever plays the active one.
 uint64_t layoutHash()
 {
     static const uint64_t hash = [] {
@@ -81,7 +83,6 @@ const std::map<std::string, std::vector<uint32_t>> VALUES = {
     {"policer_req_type", {1, 1, 2, 0}},
     {"profile_req_type", {1, 2, 0}},
     {"profileId", {0, 1, 2, 3, 14, 15, 16}},
-    {"num_entries", {0, 1, 2, 4}},
     {"numEntries", {0, 1, 2, 4}},
     {"num_policers", {0, 1, 4}},
     {"sp_count", {0, 1, 4, 8, 9}},
@@ -152,7 +153,7 @@ Batch randomBatch(Dice &dice, bool quiet)
     for (size_t bytes = 0; batch.size() < count;) {
         const uint8_t code = quiet ? QUIET[dice.below(std::size(QUIET))] : CODES[dice.below(std::size(CODES))];
         Bytes next = randomMessage(dice, code, dice.below(std::size(CHIPS)));
-        if (quiet && code != 73 && next.size() > 9)
+        if (quiet && code != QOS_DROP_MONITOR_CFG_MSG && next.size() > 9)
             put32(next, 5, CHANNEL + dice.below(8));
         bytes += next.size();
         if (bytes > 8000)
@@ -305,7 +306,7 @@ uint32_t environmentOr(const char *name, uint32_t value)
 
 // An agent at work on a Tessel with ports, and a standby that holds a dump.
 struct Duo : Cluster {
-    Duo()
+    explicit Duo(KillAt second_ends = {})
     {
         for (uint32_t n = 1; n <= PORTS; ++n)
             chip->ports[portNumber(n)] = 0;
@@ -315,7 +316,7 @@ struct Duo : Cluster {
         for (uint32_t n = 1; n <= PORTS; ++n)
             batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
         EXPECT_FALSE(exchange(first, batch).empty());
-        second = start();
+        second = start(second_ends);
         join(second);
     }
     // The n-th configuration of a port, which differs from those around it.
@@ -388,7 +389,8 @@ TEST(Takeover, AddressesDifferAndMonitorsGoOn)
     put(bum, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
     put(watch, {{0, portNumber(2)}, {24, CHIP}});
     watch[28] = 1;
-    duo.exchange(duo.first, message(31, bum, 0x77) + message(73, watch, 0x77));
+    duo.exchange(duo.first,
+                 message(QOS_POL_POLICER_ADD_MSG, bum, 0x77) + message(QOS_DROP_MONITOR_CFG_MSG, watch, 0x77));
     duo.handOver(duo.first, duo.second);
     duo.requests();
     duo.unasked.clear();
@@ -397,7 +399,8 @@ TEST(Takeover, AddressesDifferAndMonitorsGoOn)
     const struct {
         unsigned seconds;
         uint32_t command, code, port;
-    } polls[] = {{6, 0x06270000, 43, portNumber(1)}, {61, 0x00070000, 74, portNumber(2)}};
+    } polls[] = {{6, COS_STATS_READ, QOS_POL_BUM_STATE_NOTIFY_MSG, portNumber(1)},
+                 {61, COS_BULK, QOS_DROP_MONITOR_NOTIFY_MSG, portNumber(2)}};
     for (const auto &poll : polls) {
         Bytes port(4);
         put32(port, 0, poll.port);
@@ -429,24 +432,14 @@ TEST(Takeover, OtherLayoutsDoNotMirrorAndSaySo)
 
 TEST(Takeover, MalformedDumpIsRefusedWhole)
 {
-    uint64_t sequence;
-    Words good;
-    std::vector<std::string> expected;
+    Dump good;
     {
         Duo duo;
         duo.configure(duo.first, 5);
-        const Dump dump = takeDump(duo.run, layoutHash());
-        sequence = dump.sequence;
-        good = dump.words;
-        expected = contentOf(good);
+        good = takeDump(duo.run, layoutHash());
     }
     const auto at = [](Words &words, uint32_t op, uint32_t word) -> uint32_t & {
-        return words[recordAt(words, op,
-                              [](const uint32_t *record) {
-                                  const uint32_t kind = record[0] >> DELTA_SHIFT;
-                                  return (record[0] & DELTA_OP) != DELTA_POINTER || kind == DELTA_TO_BLOCK;
-                              }) +
-                     word];
+        return words.at(recordAt(words, op) + word);
     };
     const struct {
         const char *reason;
@@ -474,19 +467,19 @@ TEST(Takeover, MalformedDumpIsRefusedWhole)
         if (pid)
             cluster.kill(pid);
         pid = cluster.start();
-        active.give(active.accept(), sequence, good);
+        active.give(active.accept(), good.sequence, good.words);
         cluster.join(pid);
         active.hangUp();
-        Words words = good;
+        Words words = good.words;
         row.spoil(words);
-        active.give(active.accept(), sequence, words);
+        active.give(active.accept(), good.sequence, words);
         EXPECT_TRUE(cluster.logged(pid, "a dump is refused, this process keeps what it had"));
         EXPECT_NE(cluster.last.find(row.reason), std::string::npos) << row.reason << ": " << cluster.last;
     }
     active.setHolders({pid});
     active.end();
     cluster.lead(pid);
-    expectSame(content(cluster), expected);
+    expectSame(content(cluster), contentOf(good.words));
 }
 
 TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)
@@ -557,4 +550,20 @@ TEST(Takeover, EndWhileStandbysJoin)
         EXPECT_NE(find("active, with its predecessor's state"), std::string::npos) << cluster.log();
     }
     EXPECT_GT(held, 0U);
+}
+
+// Whoever wins first ends while it takes over: the other standby's copy is still good.
+TEST(Takeover, SecondEndBeforeAnythingChanged)
+{
+    for (long point = 1; point <= 6; ++point) {
+        SCOPED_TRACE(point);
+        Duo duo({point, 0});
+        const int third = duo.start();
+        duo.join(third);
+        const auto before = content(duo);
+        EXPECT_TRUE(duo.logged(duo.first, "has left"));
+        duo.kill(duo.first);
+        EXPECT_TRUE(duo.logged(third, "active, with its predecessor's state"));
+        expectSame(content(duo), before);
+    }
 }

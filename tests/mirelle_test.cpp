@@ -19,14 +19,6 @@ constexpr uint32_t CLEAR = 0x06270001;
 constexpr uint32_t UNKNOWN = 0x18600000;
 constexpr int32_t FLAT = 8; // of CHIP
 
-Bytes noise(size_t length, uint32_t seed)
-{
-    Bytes bytes(length);
-    for (auto &byte : bytes)
-        byte = static_cast<uint8_t>((seed = seed * 1664525 + 1013904223) >> 24);
-    return bytes;
-}
-
 Bytes record(uint32_t command, uint32_t in, uint32_t out, std::initializer_list<std::pair<size_t, uint32_t>> words,
              size_t sent = 0)
 {
@@ -34,16 +26,6 @@ Bytes record(uint32_t command, uint32_t in, uint32_t out, std::initializer_list<
     put(bytes, {{0, command}, {8, in}, {12, out}});
     put(bytes, words);
     return bytes;
-}
-
-// A response of these bytes behind the request's own head.
-Driver::Reply with(const Bytes &response)
-{
-    return [response](const Bytes &request) {
-        Bytes bytes = response;
-        std::copy_n(recordOf(request).begin(), 28, bytes.begin());
-        return std::vector<Bytes>{answerTo(request, bytes)};
-    };
 }
 
 Bytes sent(uint8_t code, Bytes body, uint32_t status)

@@ -159,10 +159,11 @@ std::vector<std::string> contentOf(const Words &words)
     return lines;
 }
 
-size_t recordAt(const Words &words, uint32_t op, const std::function<bool(const uint32_t *)> &wanted)
+size_t recordAt(const Words &words, uint32_t op)
 {
+    const uint32_t kind = op == DELTA_POINTER ? uint32_t{DELTA_TO_BLOCK} : 0;
     size_t at = 0;
-    while (at < words.size() && ((words[at] & DELTA_OP) != op || (wanted && !wanted(&words[at]))))
+    while (at < words.size() && ((words[at] & DELTA_OP) != op || (kind && words[at] >> DELTA_SHIFT != kind)))
         at += lengthOf(&words[at]);
     return at;
 }

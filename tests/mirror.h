@@ -4,7 +4,6 @@
 #define TESTS_MIRROR_H
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,9 +20,9 @@ Dump takeDump(const std::string &run, uint64_t hash);
 // walk from the objects meets it, blocks that it does not meet behind them. Dumps of equal content give equal lines.
 std::vector<std::string> contentOf(const Words &words);
 
-// Where in `words` the n-th record of a kind begins (DELTA_...), for dumps that are to be spoilt; words.size() if there
-// is none.
-size_t recordAt(const Words &words, uint32_t op, const std::function<bool(const uint32_t *)> &wanted = {});
+// Where in `words` the first record of a kind begins (DELTA_...), for dumps that are to be spoilt; of the pointers the
+// first one into a block.
+size_t recordAt(const Words &words, uint32_t op);
 
 // The active one of a run directory, its lock held from the start.
 class FakeActive {

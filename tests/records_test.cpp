@@ -98,13 +98,9 @@ TEST(Records, AllocationTypesNameRegisteredRecords)
         const char *name;
         unsigned type, tag;
     } const cases[] = {
-        {"qosIf_t", 1, 501},
         {"non-ha-type", 2, 546},
-        {"non-ha-type", 8, 510},
         {"qosSflowProfHdr_t", 18, 546},
         {"fbClassmapContainer_t", 22, 515},
-        {"qaDropMonitorInfo_t", 44, 545},
-        {"non-ha-type", 45, 546},
         {"non-ha-type", ~0u, 546},
     };
     for (const auto &c : cases) {

@@ -2,8 +2,6 @@
 #ifndef VELMAR_CTL_H
 #define VELMAR_CTL_H
 
-#include <cstddef>
-
 // Where a printing function writes: `out(arg, format, ...)`.
 using ctl_print_t __attribute__((format(printf, 2, 3))) = int (*)(void *arg, const char *format, ...);
 

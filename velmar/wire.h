@@ -58,7 +58,6 @@ using sbe64 = velmar::wireInt<int64_t, std::endian::big>;
 using ne16 = velmar::wireInt<uint16_t, std::endian::native>;
 using ne32 = velmar::wireInt<uint32_t, std::endian::native>;
 using ne64 = velmar::wireInt<uint64_t, std::endian::native>;
-using sne32 = velmar::wireInt<int32_t, std::endian::native>;
 
 static_assert(sizeof(be16) == 2 && alignof(be16) == 1);
 static_assert(sizeof(be32) == 4 && alignof(be32) == 1);

@@ -8,7 +8,7 @@
 
 #include "platform/records.h"
 
-// --- Operations -----------------------------------------------------------------------------------------------------
+// ---- Operations
 
 enum larkL2Operation_t : uint8_t { // of DCE_L2_CONFIG
     LARK_L2_PRI_REG_MAP = 8,
@@ -31,7 +31,7 @@ enum larkCcbOperation_t : uint8_t { // of DCE_CCB_GET and DCE_CCB_SET
     LARK_EMERGENCY_PAUSE = 39,
 };
 
-// --- Priority TCAMs -------------------------------------------------------------------------------------------------
+// ---- Priority TCAMs
 
 // What the driver calls an entry by.
 struct larkTcamHandle_t {
@@ -143,7 +143,7 @@ struct larkDefCos_t {
 static_assert(sizeof(larkDefCos_t) == 28 && offsetof(larkDefCos_t, valid) == 16);
 static_assert(offsetof(larkDefCos_t, def_cos) == 26);
 
-// --- Congestion -----------------------------------------------------------------------------------------------------
+// ---- Congestion
 
 // Thresholds are bytes of chip buffer.
 struct larkTailDrop_t {
@@ -252,7 +252,7 @@ struct larkSbpSize_t {
 };
 static_assert(sizeof(larkSbpSize_t) == 20 && offsetof(larkSbpSize_t, portBuffers) == 16);
 
-// --- Scheduler ------------------------------------------------------------------------------------------------------
+// ---- Scheduler
 
 constexpr uint16_t LARK_SCH_ENABLE = 0x1FFC;
 constexpr uint32_t LARK_SCH_BASE_CREDIT = 9216;
@@ -269,7 +269,7 @@ struct larkScheduler_t {
 static_assert(sizeof(larkScheduler_t) == 44 && offsetof(larkScheduler_t, priority_policy) == 22);
 static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkScheduler_t, weight) == 28);
 
-// --- Statistics -----------------------------------------------------------------------------------------------------
+// ---- Statistics
 
 // Request and response of one size; the counters stand behind the head in the response.
 struct larkRcvQueue_t {

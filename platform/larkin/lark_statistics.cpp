@@ -1,6 +1,9 @@
 // Reads of counters as rows of one mechanism, and their copy steps, which count from behind the response's head.
 #include "platform/larkin/lark_statistics.h"
 
+#include <cstring>
+#include <span>
+
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/text.h"

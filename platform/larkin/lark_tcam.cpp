@@ -8,6 +8,7 @@
 #include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "platform/larkin/lark_records.h"
+#include "platform/priority_entry.h"
 
 namespace {
 
@@ -202,36 +203,12 @@ qosIf_t *findPort(const char *function, Body *body)
     return interface;
 }
 
-// The thin entries: they send the whole map and differ in the words of their lines.
-struct mapEntry_t {
-    const char *function;
-    qosText_t<const char *, uint32_t> failed;
-    qosText_t<const char *> done;
-};
-
-#define MAP_ENTRY(name, words)                                                                                         \
-    {                                                                                                                  \
-        name, QOS_ERR_TEXT(words " IOCTL failed for interface %s, error = %d"),                                        \
-            QOS_DBG_TEXT(words " IOCTL set on interface %s")                                                           \
-    }
-constexpr mapEntry_t COS_TRUST = MAP_ENTRY("larkSetIfCosTrust", "Cos Trust");
-constexpr mapEntry_t COS_MAP = MAP_ENTRY("larkSetIfCosMap", "Cos Mutation");
-constexpr mapEntry_t COS_TC_MAP = MAP_ENTRY("larkSetIfCosTcMap", "Cos TC Mutation");
-constexpr mapEntry_t DSCP_TRUST = MAP_ENTRY("larkSetIfDscpTrust", "DSCP Trust");
-constexpr mapEntry_t DSCP_COS_MAP = MAP_ENTRY("larkSetIfDscpCosMap", "DSCP Cos Mutation");
-constexpr mapEntry_t DSCP_TC_MAP = MAP_ENTRY("larkSetIfDscpTcMap", "DSCP TC Mutation");
-#undef MAP_ENTRY
-
-template <typename Body>
-uint32_t finish(const mapEntry_t &entry, const Body *body, uint32_t rc)
-{
-    const qosName_t name = qosNameOf(body->ifName);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
-    else
-        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
-    return rc;
-}
+constexpr priorityEntry_t COS_TRUST = PRIORITY_ENTRY("larkSetIfCosTrust", "Cos Trust");
+constexpr priorityEntry_t COS_MAP = PRIORITY_ENTRY("larkSetIfCosMap", "Cos Mutation");
+constexpr priorityEntry_t COS_TC_MAP = PRIORITY_ENTRY("larkSetIfCosTcMap", "Cos TC Mutation");
+constexpr priorityEntry_t DSCP_TRUST = PRIORITY_ENTRY("larkSetIfDscpTrust", "DSCP Trust");
+constexpr priorityEntry_t DSCP_COS_MAP = PRIORITY_ENTRY("larkSetIfDscpCosMap", "DSCP Cos Mutation");
+constexpr priorityEntry_t DSCP_TC_MAP = PRIORITY_ENTRY("larkSetIfDscpTcMap", "DSCP TC Mutation");
 
 } // namespace
 
@@ -375,17 +352,17 @@ uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
 
 uint32_t larkSetIfCosTrust(qosL2PriMsg_t *body)
 {
-    return finish(COS_TRUST, body, larkSetL2PriMap(body));
+    return priorityFinish(COS_TRUST, body, larkSetL2PriMap(body));
 }
 
 uint32_t larkSetIfCosMap(qosL2PriMsg_t *body)
 {
-    return finish(COS_MAP, body, larkSetL2PriMap(body));
+    return priorityFinish(COS_MAP, body, larkSetL2PriMap(body));
 }
 
 uint32_t larkSetIfCosTcMap(qosL2PriMsg_t *body)
 {
-    return finish(COS_TC_MAP, body, larkSetL2PriMap(body));
+    return priorityFinish(COS_TC_MAP, body, larkSetL2PriMap(body));
 }
 
 uint32_t larkSetIfDefCos(qosL2PriMsg_t *body)
@@ -401,15 +378,15 @@ uint32_t larkSetIfDefCos(qosL2PriMsg_t *body)
 
 uint32_t larkSetIfDscpTrust(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_TRUST, body, body->dscp_trust != 0 ? larkSetL3PriMap(body) : larkDelL3PriMap(body));
+    return priorityFinish(DSCP_TRUST, body, body->dscp_trust != 0 ? larkSetL3PriMap(body) : larkDelL3PriMap(body));
 }
 
 uint32_t larkSetIfDscpCosMap(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_COS_MAP, body, larkSetL3PriMap(body));
+    return priorityFinish(DSCP_COS_MAP, body, larkSetL3PriMap(body));
 }
 
 uint32_t larkSetIfDscpTcMap(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_TC_MAP, body, larkSetL3PriMap(body));
+    return priorityFinish(DSCP_TC_MAP, body, larkSetL3PriMap(body));
 }

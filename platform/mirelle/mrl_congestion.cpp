@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "platform/cos_port.h"
@@ -53,6 +54,5 @@ uint32_t mrlSetMcastQueueMode(qosCcbMsg_t *body)
     const uint32_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set mcast queue mode settings rc: %d", rc);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }

@@ -8,6 +8,7 @@
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/state.h"
+#include "core/text.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
 #include "platform/cos_port.h"
@@ -27,6 +28,33 @@ uint32_t bufferDivisor(uint32_t model)
     default:
         return 120;
     }
+}
+
+// The lines of a port's record, with the port's name.
+struct portTexts_t {
+    const char *function;
+    qosText_t<const char *, uint32_t> failed;
+    qosText_t<const char *> done;
+};
+
+constexpr portTexts_t PRI_TAIL_DROP = {"tslSetPriTailDrop", QOS_ERR_TEXT("Failed to set taildrop for port %s, rc: %d"),
+                                       QOS_DBG_TEXT("Set pri taildrop for port %s")};
+constexpr portTexts_t TAIL_DROP = {"tslSetTailDrop", QOS_ERR_TEXT("Failed to set taildrop for port %s, rc: %d"),
+                                   QOS_DBG_TEXT("Set taildrop for port %s")};
+constexpr portTexts_t W2Q_MAP = {"tslSetW2qPriMap", QOS_ERR_TEXT("Failed to set pause for port %s, rc: %d"),
+                                 QOS_DBG_TEXT("Set w2q map for port %s")};
+constexpr portTexts_t PAUSE = {"tslSetPause", QOS_ERR_TEXT("Failed to set pause for port %s, rc: %d"),
+                               QOS_DBG_TEXT("Set pause for port %s")};
+
+template <typename Record>
+uint32_t sendForPort(const portTexts_t &texts, const qosIf_t *interface, const Record *record, qosCcbMsg_t *body)
+{
+    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, texts.function, __LINE__, texts.failed, interface->ifName, rc);
+    else
+        qosTrace(VELMAR_DCEDBG_LVL_DBG, texts.function, __LINE__, texts.done, interface->ifName);
+    return qosAnswer(body, rc);
 }
 
 uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
@@ -65,12 +93,7 @@ uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
         record->valid[priority] = 1;
         record->threshold[priority] = thresholds[priority];
     }
-    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
-    else
-        QOS_DBG("Set pri taildrop for port %s", interface->ifName);
-    return qosAnswer(body, rc);
+    return sendForPort(PRI_TAIL_DROP, interface, record, body);
 }
 
 uint32_t tslSetTailDrop(qosCcbMsg_t *body)
@@ -82,12 +105,7 @@ uint32_t tslSetTailDrop(qosCcbMsg_t *body)
     record->ifindex = body->ifindex;
     record->valid = 1;
     record->threshold = interface->ccb.tailDropThreshold;
-    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set taildrop for port %s, rc: %d", interface->ifName, rc);
-    else
-        QOS_DBG("Set taildrop for port %s", interface->ifName);
-    return qosAnswer(body, rc);
+    return sendForPort(TAIL_DROP, interface, record, body);
 }
 
 uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
@@ -98,12 +116,7 @@ uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
     auto *record = qosCosRequest<cosW2qMap_t>(COS_W2Q_MAP);
     record->ifindex = body->ifindex;
     memcpy(record->tc_map, body->tc_map, sizeof record->tc_map);
-    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
-    else
-        QOS_DBG("Set w2q map for port %s", interface->ifName);
-    return qosAnswer(body, rc);
+    return sendForPort(W2Q_MAP, interface, record, body);
 }
 
 uint32_t tslSetPause(qosCcbMsg_t *body)
@@ -120,12 +133,7 @@ uint32_t tslSetPause(qosCcbMsg_t *body)
     record->tx = interface->ccb.pause.tx != 0;
     record->assert_threshold = assert_threshold;
     record->de_assert_threshold = de_assert;
-    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set pause for port %s, rc: %d", interface->ifName, rc);
-    else
-        QOS_DBG("Set pause for port %s", interface->ifName);
-    return qosAnswer(body, rc);
+    return sendForPort(PAUSE, interface, record, body);
 }
 
 uint32_t tslSetPfc(qosCcbMsg_t *body)

@@ -4,48 +4,18 @@
 #include <cstring>
 
 #include "channels/driver_request.h"
-#include "core/text.h"
+#include "core/handler.h"
 #include "core/trace.h"
+#include "platform/priority_entry.h"
 
 namespace {
 
-// The thin entries: they send the whole map and differ in the words of their lines.
-struct mapEntry_t {
-    const char *function;
-    qosText_t<const char *, uint32_t> failed;
-    qosText_t<const char *> done;
-};
-
-constexpr mapEntry_t COS_TRUST = {"tslSetIfCosTrust",
-                                  QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
-                                  QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
-constexpr mapEntry_t COS_MAP = {"tslSetIfCosMap",
-                                QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
-constexpr mapEntry_t COS_TC_MAP = {"tslSetIfCosTcMap",
-                                   QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
-                                   QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
-constexpr mapEntry_t DSCP_TRUST = {"tslSetIfDscpTrust",
-                                   QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
-                                   QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
-constexpr mapEntry_t DSCP_COS_MAP = {"tslSetIfDscpCosMap",
-                                     QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                     QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
-constexpr mapEntry_t DSCP_TC_MAP = {"tslSetIfDscpTcMap",
-                                    QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
-                                    QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
-
-template <typename Body>
-uint32_t finish(const mapEntry_t &entry, Body *body, uint32_t rc)
-{
-    const qosName_t name = qosNameOf(body->ifName);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
-    else
-        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
-}
+constexpr priorityEntry_t COS_TRUST = PRIORITY_ENTRY("tslSetIfCosTrust", "Cos Trust");
+constexpr priorityEntry_t COS_MAP = PRIORITY_ENTRY("tslSetIfCosMap", "Cos Mutation");
+constexpr priorityEntry_t COS_TC_MAP = PRIORITY_ENTRY("tslSetIfCosTcMap", "Cos TC Mutation");
+constexpr priorityEntry_t DSCP_TRUST = PRIORITY_ENTRY("tslSetIfDscpTrust", "DSCP Trust");
+constexpr priorityEntry_t DSCP_COS_MAP = PRIORITY_ENTRY("tslSetIfDscpCosMap", "DSCP Cos Mutation");
+constexpr priorityEntry_t DSCP_TC_MAP = PRIORITY_ENTRY("tslSetIfDscpTcMap", "DSCP TC Mutation");
 
 void fillEntry(cosL2Entry_t &entry, uint8_t tc, uint8_t cos)
 {
@@ -76,17 +46,17 @@ uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body)
 
 uint32_t tslSetIfCosTrust(qosL2PriMsg_t *body)
 {
-    return finish(COS_TRUST, body, tslSetL2PriMap(body));
+    return priorityFinish(COS_TRUST, body, tslSetL2PriMap(body));
 }
 
 uint32_t tslSetIfCosMap(qosL2PriMsg_t *body)
 {
-    return finish(COS_MAP, body, tslSetL2PriMap(body));
+    return priorityFinish(COS_MAP, body, tslSetL2PriMap(body));
 }
 
 uint32_t tslSetIfCosTcMap(qosL2PriMsg_t *body)
 {
-    return finish(COS_TC_MAP, body, tslSetL2PriMap(body));
+    return priorityFinish(COS_TC_MAP, body, tslSetL2PriMap(body));
 }
 
 uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
@@ -105,8 +75,7 @@ uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
         QOS_ERR("Default CoS IOCTL (pri map) failed for interface %s, error: %d", name.text, rc);
     else
         QOS_ERR("Default CoS IOCTL (pri map) set on interface %s", name.text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
@@ -126,17 +95,17 @@ uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
 
 uint32_t tslSetIfDscpTrust(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_TRUST, body, tslSetL3PriMap(body));
+    return priorityFinish(DSCP_TRUST, body, tslSetL3PriMap(body));
 }
 
 uint32_t tslSetIfDscpCosMap(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_COS_MAP, body, tslSetL3PriMap(body));
+    return priorityFinish(DSCP_COS_MAP, body, tslSetL3PriMap(body));
 }
 
 uint32_t tslSetIfDscpTcMap(qosL3PriMsg_t *body)
 {
-    return finish(DSCP_TC_MAP, body, tslSetL3PriMap(body));
+    return priorityFinish(DSCP_TC_MAP, body, tslSetL3PriMap(body));
 }
 
 uint32_t tslSetIfDscpMap(qosL3PriMsg_t *body)
@@ -149,6 +118,5 @@ uint32_t tslSetIfDscpMap(qosL3PriMsg_t *body)
         QOS_ERR("Failed to set DSCP Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     else
         QOS_DBG("Set DSCP Map for interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }

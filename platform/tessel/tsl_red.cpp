@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "platform/cos_red.h"
 #include "platform/red_profiles.h"
@@ -83,8 +84,7 @@ uint32_t tslSetRedProfile(qosCcbMsg_t *body)
                 chip, rc);
     else
         QOS_DBG("Set red for IfIndex: %d on chip_ifIndex %x", static_cast<uint32_t>(body->ifindex), chip);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body)

@@ -2,6 +2,7 @@
 #include "platform/tessel/tsl_scheduler.h"
 
 #include "channels/driver_request.h"
+#include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
 #include "platform/cos_port.h"
@@ -74,8 +75,7 @@ uint32_t tslSetSchCfg(qosSchMsg_t *body)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     else
         QOS_DBG("Scheduler Cfg IOCTL set on interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }
 
 uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
@@ -91,6 +91,5 @@ uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
         QOS_ERR("Port Shaper IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     else
         QOS_DBG("Port Shaper IOCTL set on interface %s", qosNameOf(body->ifName).text);
-    body->status = static_cast<int32_t>(rc);
-    return rc;
+    return qosAnswer(body, rc);
 }

@@ -1,0 +1,37 @@
+// The thin priority entries of all chip families: they send a port's whole map and differ in the words of their lines.
+#ifndef PLATFORM_PRIORITY_ENTRY_H
+#define PLATFORM_PRIORITY_ENTRY_H
+
+#include <cstdint>
+
+#include "agent/messages.h"
+#include "core/handler.h"
+#include "core/text.h"
+#include "core/trace.h"
+
+struct priorityEntry_t {
+    const char *function;
+    qosText_t<const char *, uint32_t> failed;
+    qosText_t<const char *> done;
+};
+
+// The row of the named function; `words` say what is set.
+#define PRIORITY_ENTRY(function, words)                                                                                \
+    {                                                                                                                  \
+        function, QOS_ERR_TEXT(words " IOCTL failed for interface %s, error = %d"),                                    \
+            QOS_DBG_TEXT(words " IOCTL set on interface %s")                                                           \
+    }
+
+// Traces how the map's request ended, leaves that in the body's status and gives it.
+template <typename Body>
+uint32_t priorityFinish(const priorityEntry_t &entry, Body *body, uint32_t rc)
+{
+    const qosName_t name = qosNameOf(body->ifName);
+    if (rc != QOS_MSG_DONE)
+        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
+    else
+        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
+    return qosAnswer(body, rc);
+}
+
+#endif
