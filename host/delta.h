@@ -37,7 +37,6 @@ void deltaCommit(delta_t *delta, uint64_t sequence);
 std::string deltaWrong(std::span<const uint32_t> words, bool dump, uint64_t sequence);
 // What objects hold ahead of the first dump, kept once; and the way back to it, with an empty store.
 void deltaKeepStart();
-bool deltaStartKept();
 void deltaBackToStart();
 // Takes a checked one; the store is empty before a dump. False if memory ran out on the way.
 bool deltaTake(std::span<const uint32_t> words);

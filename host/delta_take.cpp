@@ -223,11 +223,6 @@ void deltaKeepStart()
             start.emplace_back(object.address, object.address + object.size);
 }
 
-bool deltaStartKept()
-{
-    return !start.empty();
-}
-
 void deltaBackToStart()
 {
     storeClear();

@@ -1,12 +1,16 @@
-// The list of holders: HOLDERS_MOST records at the start of the lock file, those with process id 0 being empty.
+// The list of holders: HOLDERS_MOST records at the start of the lock file, those with process id 0 being empty, and
+// behind them the sequence.
 #include "host/holders.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/raslog.h"
@@ -15,6 +19,7 @@ namespace {
 
 using table_t = std::array<holder_t, HOLDERS_MOST>;
 int lock_file = -1;
+std::atomic<uint64_t> *given; // behind the table, in a mapping of the file: it is written at every change
 
 // State and start of a process, from /proc/PID/stat; false if there is none.
 bool lookAt(int pid, char *state, uint64_t *started)
@@ -40,7 +45,32 @@ bool lookAt(int pid, char *state, uint64_t *started)
 
 void holdersOpen(int lock_fd)
 {
+    constexpr size_t SIZE = sizeof(table_t) + sizeof *given;
     lock_file = lock_fd;
+    struct stat found;
+    if (fstat(lock_fd, &found) != 0 || (found.st_size < static_cast<off_t>(SIZE) && ftruncate(lock_fd, SIZE) != 0))
+        return;
+    // Opened anew: a mapping of the lock's own descriptor would keep the lock beyond its close.
+    char path[32];
+    snprintf(path, sizeof path, "/proc/self/fd/%d", lock_fd);
+    const int again = open(path, O_RDWR | O_CLOEXEC);
+    if (again < 0)
+        return;
+    void *map = mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, again, 0);
+    close(again);
+    if (map != MAP_FAILED)
+        given = reinterpret_cast<std::atomic<uint64_t> *>(static_cast<unsigned char *>(map) + sizeof(table_t));
+}
+
+void holdersGave(uint64_t sequence)
+{
+    if (given)
+        given->store(sequence);
+}
+
+uint64_t holdersGiven()
+{
+    return given ? given->load() : 0;
 }
 
 std::vector<holder_t> holdersRead()

@@ -15,6 +15,11 @@ struct holder_t {
 constexpr unsigned HOLDERS_MOST = 16;
 
 void holdersOpen(int lock_fd);
+
+// The sequence that was given to every holder: whoever is ahead of it, or behind, differs from the others.
+void holdersGave(uint64_t sequence);
+uint64_t holdersGiven();
+
 std::vector<holder_t> holdersRead();
 void holdersWrite(std::span<const holder_t> holders); // the first HOLDERS_MOST of them
 

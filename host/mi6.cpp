@@ -359,10 +359,12 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
 
 void mi6DropWaiting()
 {
+    constexpr int MOST = 4096; // of a socket, whoever keeps sending
     for (int fd = 0; fd < SOCKET_FDS; ++fd) {
         unsigned char byte;
-        while (socket_slots[fd].mi6 && recv(fd, &byte, sizeof byte, MSG_DONTWAIT | MSG_TRUNC) >= 0)
-            ;
+        for (int i = 0; i < MOST && socket_slots[fd].mi6; ++i)
+            if (recv(fd, &byte, sizeof byte, MSG_DONTWAIT | MSG_TRUNC) < 0)
+                break;
     }
 }
 

@@ -137,9 +137,14 @@ int packetReceive(int fd, received_t *received)
     message.msg_control = control;
     message.msg_controllen = CMSG_LEN(sizeof(int)); // one descriptor; the kernel keeps any other
     const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (got <= 0)
-        return static_cast<int>(got);
+    if (got < 0)
+        return -1;
     const int file = attached(&message);
+    if (got == 0) {
+        if (file >= 0)
+            close(file);
+        return 0;
+    }
     const bool good =
         !(message.msg_flags & (MSG_CTRUNC | MSG_TRUNC)) && accepted(static_cast<size_t>(got), file, received);
     if (file >= 0)

@@ -63,8 +63,10 @@ struct replica_t {
     // Standby.
     int active = -1; // connection to the active process
     uint32_t copy;   // number of the dump that the store was, 0 if it is no complete copy
+    bool used;       // the store is not as at the process's start
     // Active.
     bool leads;
+    bool by_hand; // made active without the lock
     int listener = -1;
     bool deaf; // the listener is not looked at, for want of descriptors
     std::vector<standby_t> standbys;
@@ -132,7 +134,8 @@ void settleStandbys()
             holders.push_back(standby.holder);
     joined_count.store(static_cast<unsigned>(holders.size()));
     for (const holder_t &old : replica.inherited)
-        if (std::none_of(holders.begin(), holders.end(), [&old](const holder_t &now) { return now.pid == old.pid; }))
+        if (std::none_of(holders.begin(), holders.end(),
+                         [&old](const holder_t &now) { return now.pid == old.pid && now.copy == old.copy; }))
             holders.push_back(old);
     holdersWrite(holders);
     if (holders.empty())
@@ -193,10 +196,14 @@ int64_t giveChanges()
     hostPoint(point_t::COMMIT);
     int64_t bytes = 0;
     const std::vector<standby_t> standbys = replica.standbys;
-    for (const standby_t &standby : standbys)
-        if (standby.joined && give(standby, PACKET_DELTA, replica.sequence, 0, delta))
+    for (const standby_t &standby : standbys) {
+        if (!standby.joined)
+            continue;
+        if (give(standby, PACKET_DELTA, replica.sequence, 0, delta))
             bytes += static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
-    hostPoint(point_t::COMMIT);
+        hostPoint(point_t::COMMIT);
+    }
+    holdersGave(replica.sequence);
     return bytes;
 }
 
@@ -237,7 +244,6 @@ int64_t giveDump(standby_t *standby)
     delta_t delta = {};
     deltaWhole(&delta);
     deltaCommit(&delta, replica.sequence);
-    std::erase_if(replica.inherited, [standby](const holder_t &old) { return old.pid == standby->pid; });
     standby->holder = holderOf(standby->pid, drawNumber());
     standby->joined = true;
     const standby_t given = *standby;
@@ -245,6 +251,9 @@ int64_t giveDump(standby_t *standby)
     hostPoint();
     if (!give(given, PACKET_DUMP, replica.sequence, given.holder.copy, delta))
         return -1;
+    // Until here an inherited copy of its own was as good.
+    if (std::erase_if(replica.inherited, [&given](const holder_t &old) { return old.pid == given.pid; }) > 0)
+        settleStandbys();
     rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
     return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
 }
@@ -252,7 +261,8 @@ int64_t giveDump(standby_t *standby)
 void hello(standby_t *standby, uint64_t hash)
 {
     if (hash != describeHash()) {
-        rasLog("store: process %d has other record layouts than this one and is not mirrored to", standby->pid);
+        sayOnce("process " + std::to_string(standby->pid) +
+                " has other record layouts than this one and is not mirrored to");
         refuse(*standby, "the active process has other record layouts than this one");
         return;
     }
@@ -343,7 +353,7 @@ bool takeDump(const received_t &received, std::span<const uint32_t> words)
     }
     if (replica.ops->recv_dump)
         replica.ops->recv_dump(replica.handle, VERSION, static_cast<uint32_t>(received.head.number));
-    deltaKeepStart();
+    replica.used = true;
     storeClear();
     replica.copy = 0;
     replica.sequence = received.head.number;
@@ -470,7 +480,9 @@ void tick()
     uint64_t ticks;
     if (read(replica.timer, &ticks, sizeof ticks) < 0)
         return;
-    if (!replica.leads && replica.active < 0) {
+    if (replica.by_hand) {
+        setTimer(0);
+    } else if (!replica.leads && replica.active < 0) {
         seek();
     } else if (replica.leads && replica.listener < 0) {
         openListener();
@@ -503,6 +515,7 @@ void replicaStart()
         rasLog("store: nothing will be mirrored to or from this process: %s", strerror(errno));
         return;
     }
+    deltaKeepStart();
     setTimer(SEEK_MS, true);
 }
 
@@ -522,16 +535,20 @@ void replicaLead(bool complete)
 {
     leave(0, true);
     replica.leads = true;
+    replica.by_hand = false;
     if (complete) {
         replica.inherited = holdersRead();
         std::erase_if(replica.inherited,
                       [](const holder_t &holder) { return holderIsSelf(holder) || !holderRuns(holder); });
-        if (!replica.inherited.empty() && !follow())
+        if (!replica.inherited.empty() && (replica.sequence != holdersGiven() || !follow()))
             replica.inherited.clear();
-        mi6DropWaiting();
-    } else if (deltaStartKept()) {
+    } else if (replica.used) {
         deltaBackToStart();
+        replica.sequence = 0;
     }
+    if (complete || replica.used)
+        mi6DropWaiting();
+    holdersGave(replica.sequence);
     settleStandbys();
     if (replica.epoll >= 0)
         openListener();
@@ -543,8 +560,7 @@ void replicaLeave()
         return;
     rasLog("store: this process was made active by hand, it holds no copy any more");
     leave(0, false);
-    replica.leads = true;
-    epoll_ctl(replica.epoll, EPOLL_CTL_DEL, replica.timer, nullptr);
+    replica.leads = replica.by_hand = replica.used = true;
 }
 
 int64_t replicaSync()

@@ -128,7 +128,7 @@ bool trackRuns()
 
 bool trackLost()
 {
-    return track.lost;
+    return track.runs && track.lost;
 }
 
 size_t trackPage()

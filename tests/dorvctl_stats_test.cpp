@@ -120,7 +120,7 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"queue", "eth0"}}, "'eth0' is neither"},
         {{{"queue", "egress"}}, "'egress' is neither"},
         {{{"queue-state", "egress", "tmc", "1/3"}}, "nothing that is both egress and tmc"},
-        {{{"queue", "1/3"}, "1"}, "no ids"},
+        {{{"queue", "1/3"}, "1"}, "--ids goes with policers"},
         {{{"policers", "1/3"}}, "--ids"},
         {{{"voq", "1/3"}, "", "1,2"}, "4 values"},
         {{{"red", "0x00000001"}}, "on no chip"},
