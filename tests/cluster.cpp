@@ -178,6 +178,15 @@ Bytes Cluster::echo(int pid)
     }
 }
 
+bool Cluster::listen()
+{
+    if (!ready(manager.fd, PATIENCE_MS))
+        return false;
+    const Bytes got = manager.receive().bytes;
+    unasked.push_back(cut(got, 20, got.size()));
+    return true;
+}
+
 void Cluster::drain()
 {
     while (ready(manager.fd, 0))

@@ -41,7 +41,8 @@ public:
     bool send(int pid, const Bytes &batch) const; // false if it is gone
     // The echo of the next batch; empty if the agent died without one. Other messages go to `unasked`.
     Bytes echo(int pid);
-    void drain(); // into `unasked`
+    bool listen(); // for one message that was not asked for; false if none comes
+    void drain();  // into `unasked`
     Bytes exchange(int pid, const Bytes &batch);
     std::vector<Request> requests(); // those that came since the last call
     void refuse(uint32_t seed);      // commands that the driver refuses from now on; 0 for none
