@@ -500,6 +500,35 @@ TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)
     duo.handOver(duo.first, duo.second);
 }
 
+// The predecessor's other standby is as good as the winner until something changes.
+TEST(Takeover, InheritedCopiesCountUntilSomethingChanges)
+{
+    Duo duo;
+    int connection = -1;
+    takeDump(duo.run, layoutHash(), &connection); // this test holds a copy too
+    duo.kill(duo.first);
+    duo.lead(duo.second);
+    EXPECT_TRUE(isHolder(duo.run));
+    duo.configure(duo.second, 1);
+    EXPECT_FALSE(isHolder(duo.run));
+    close(connection);
+}
+
+// A manager's datagram reaches both agents. What the dead one has answered its successor does not do again.
+TEST(Takeover, WhatWaitsAtTheWinnerIsLeft)
+{
+    Duo duo;
+    ::kill(duo.second, SIGSTOP);
+    const Bytes batch = message(QOS_DEFCOS_MSG, l2Body(portNumber(1), CHIP, 3, 0), 0x77);
+    EXPECT_TRUE(duo.send(duo.second, batch));
+    EXPECT_FALSE(duo.exchange(duo.first, batch).empty());
+    EXPECT_FALSE(duo.requests().empty());
+    duo.kill(duo.first);
+    ::kill(duo.second, SIGCONT);
+    duo.lead(duo.second);
+    EXPECT_TRUE(duo.requests().empty());
+}
+
 // The one without a dump waits for the lock ahead of the other, and the dead one counted it as a holder.
 TEST(Takeover, OfThreeAHolderTakesOver)
 {

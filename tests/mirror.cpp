@@ -116,7 +116,7 @@ struct Walk {
 
 } // namespace
 
-Dump takeDump(const std::string &run, uint64_t hash)
+Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 {
     const sockaddr_un address = socketOf(run + "/ha/ethsw.1.sock");
     const int fd = packetSocket();
@@ -139,8 +139,20 @@ Dump takeDump(const std::string &run, uint64_t hash)
         memcpy(dump.words.data(), received.payload, dump.words.size() * sizeof(uint32_t));
         packetFree(&received);
     }
-    close(fd);
+    if (stay)
+        *stay = fd;
+    else
+        close(fd);
     return dump;
+}
+
+bool isHolder(const std::string &run)
+{
+    const int lock = open((run + "/ha/ethsw.1.lock").c_str(), O_RDWR | O_CLOEXEC);
+    holdersOpen(lock);
+    const std::vector<holder_t> holders = holdersRead();
+    close(lock);
+    return std::any_of(holders.begin(), holders.end(), holderIsSelf);
 }
 
 std::vector<std::string> contentOf(const Words &words)

@@ -13,8 +13,11 @@ struct Dump {
     uint64_t sequence = 0;
     Words words; // empty if none came
 };
-// Joins the active agent of the run directory, takes its dump and leaves. `hash` is that of its layout.
-Dump takeDump(const std::string &run, uint64_t hash);
+// Joins the active agent of the run directory and takes its dump. `hash` is that of its layout. Leaves, or with `stay`
+// gives the connection, which the caller closes.
+Dump takeDump(const std::string &run, uint64_t hash, int *stay = nullptr);
+// Whether this process stands in the list of those that hold a copy.
+bool isHolder(const std::string &run);
 
 // What a dump holds, told without block numbers: a line for each object and then for each block in the order in which a
 // walk from the objects meets it, blocks that it does not meet behind them. Dumps of equal content give equal lines.
