@@ -102,11 +102,11 @@ bool watch(int fd)
 // The first tick comes after `ms`, or at once, then one every `ms`; 0 stops it.
 void setTimer(long ms, bool at_once = false)
 {
-    itimerspec spec = {};
-    spec.it_value = spec.it_interval = {ms / 1000, ms % 1000 * 1000000};
+    itimerspec times = {};
+    times.it_value = times.it_interval = {ms / 1000, ms % 1000 * 1000000};
     if (at_once)
-        spec.it_value = {0, 1};
-    timerfd_settime(replica.timer, 0, &spec, nullptr);
+        times.it_value = {0, 1};
+    timerfd_settime(replica.timer, 0, &times, nullptr);
 }
 
 // What would otherwise be said again at every try.
