@@ -3,6 +3,7 @@
 
 #include "agent/messages.h"
 #include "core/state.h"
+#include "core/text.h"
 #include "core/trace.h"
 #include "ha/fields.h"
 #include "inventory/chips.h"
@@ -56,19 +57,29 @@ int qos_ha_object_register()
         void *address;
         size_t size;
         const char *type;
+        qosText_t<int> failed;
+        qosText_t<> added;
     } objects[] = {
-        {"qosIfTable", &qosIfTable, sizeof qosIfTable, "~Ptr"},
-        {"qosChipTable", &qosChipTable, sizeof qosChipTable, "~Ptr"},
-        {"qosSlotTable", qosSlotTable, sizeof qosSlotTable, "qosSlot_t"},
-        {"qos_global_slot_rdy_cnt", &qos_global_slot_rdy_cnt, sizeof qos_global_slot_rdy_cnt, "~U32"},
+        {"qosIfTable", &qosIfTable, sizeof qosIfTable, "~Ptr",
+         QOS_ERR_TEXT("Unable to add qosIfTable to THA Db, rc: %d"),
+         QOS_INF_TEXT("Successfully added qosIfTable to THA db")},
+        {"qosChipTable", &qosChipTable, sizeof qosChipTable, "~Ptr",
+         QOS_ERR_TEXT("Unable to add qosChipTable to THA Db, rc: %d"),
+         QOS_INF_TEXT("Successfully added qosChipTable to THA db")},
+        {"qosSlotTable", qosSlotTable, sizeof qosSlotTable, "qosSlot_t",
+         QOS_ERR_TEXT("Unable to add qosSlotTable to THA Db, rc: %d"),
+         QOS_INF_TEXT("Successfully added qosSlotTable to THA db")},
+        {"qos_global_slot_rdy_cnt", &qos_global_slot_rdy_cnt, sizeof qos_global_slot_rdy_cnt, "~U32",
+         QOS_ERR_TEXT("Unable to add qos_global_slot_rdy_cnt to THA Db, rc: %d"),
+         QOS_INF_TEXT("Successfully added qos_global_slot_rdy_cnt to THA db")},
     };
     int rc = QOS_OK;
     for (const auto &object : objects) {
         rc = ha_add_object(qos_velmar_state.ha, object.name, object.address, object.size, object.type, 0, 0);
         if (rc != 0)
-            QOS_ERR("Unable to add %s to THA Db, rc: %d", object.name, rc);
+            qosTrace(VELMAR_DCEDBG_LVL_ERR, __func__, __LINE__, object.failed, rc);
         else
-            QOS_INF("Successfully added %s to THA db", object.name);
+            qosTrace(VELMAR_DCEDBG_LVL_INF, __func__, __LINE__, object.added);
     }
     return rc;
 }

@@ -15,13 +15,6 @@ struct priorityEntry_t {
     qosText_t<const char *> done;
 };
 
-// The row of the named function; `words` say what is set.
-#define PRIORITY_ENTRY(function, words)                                                                                \
-    {                                                                                                                  \
-        function, QOS_ERR_TEXT(words " IOCTL failed for interface %s, error = %d"),                                    \
-            QOS_DBG_TEXT(words " IOCTL set on interface %s")                                                           \
-    }
-
 // Traces how the map's request ended, leaves that in the body's status and gives it.
 template <typename Body>
 uint32_t priorityFinish(const priorityEntry_t &entry, Body *body, uint32_t rc)

@@ -203,12 +203,24 @@ qosIf_t *findPort(const char *function, Body *body)
     return interface;
 }
 
-constexpr priorityEntry_t COS_TRUST = PRIORITY_ENTRY("larkSetIfCosTrust", "Cos Trust");
-constexpr priorityEntry_t COS_MAP = PRIORITY_ENTRY("larkSetIfCosMap", "Cos Mutation");
-constexpr priorityEntry_t COS_TC_MAP = PRIORITY_ENTRY("larkSetIfCosTcMap", "Cos TC Mutation");
-constexpr priorityEntry_t DSCP_TRUST = PRIORITY_ENTRY("larkSetIfDscpTrust", "DSCP Trust");
-constexpr priorityEntry_t DSCP_COS_MAP = PRIORITY_ENTRY("larkSetIfDscpCosMap", "DSCP Cos Mutation");
-constexpr priorityEntry_t DSCP_TC_MAP = PRIORITY_ENTRY("larkSetIfDscpTcMap", "DSCP TC Mutation");
+constexpr priorityEntry_t COS_TRUST = {"larkSetIfCosTrust",
+                                       QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
+                                       QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
+constexpr priorityEntry_t COS_MAP = {"larkSetIfCosMap",
+                                     QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                     QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t COS_TC_MAP = {"larkSetIfCosTcMap",
+                                        QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
+                                        QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_TRUST = {"larkSetIfDscpTrust",
+                                        QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
+                                        QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_COS_MAP = {"larkSetIfDscpCosMap",
+                                          QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                          QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_TC_MAP = {"larkSetIfDscpTcMap",
+                                         QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
+                                         QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
 
 } // namespace
 

@@ -10,12 +10,24 @@
 
 namespace {
 
-constexpr priorityEntry_t COS_TRUST = PRIORITY_ENTRY("tslSetIfCosTrust", "Cos Trust");
-constexpr priorityEntry_t COS_MAP = PRIORITY_ENTRY("tslSetIfCosMap", "Cos Mutation");
-constexpr priorityEntry_t COS_TC_MAP = PRIORITY_ENTRY("tslSetIfCosTcMap", "Cos TC Mutation");
-constexpr priorityEntry_t DSCP_TRUST = PRIORITY_ENTRY("tslSetIfDscpTrust", "DSCP Trust");
-constexpr priorityEntry_t DSCP_COS_MAP = PRIORITY_ENTRY("tslSetIfDscpCosMap", "DSCP Cos Mutation");
-constexpr priorityEntry_t DSCP_TC_MAP = PRIORITY_ENTRY("tslSetIfDscpTcMap", "DSCP TC Mutation");
+constexpr priorityEntry_t COS_TRUST = {"tslSetIfCosTrust",
+                                       QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
+                                       QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
+constexpr priorityEntry_t COS_MAP = {"tslSetIfCosMap",
+                                     QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                     QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t COS_TC_MAP = {"tslSetIfCosTcMap",
+                                        QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
+                                        QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_TRUST = {"tslSetIfDscpTrust",
+                                        QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
+                                        QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_COS_MAP = {"tslSetIfDscpCosMap",
+                                          QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                          QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
+constexpr priorityEntry_t DSCP_TC_MAP = {"tslSetIfDscpTcMap",
+                                         QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
+                                         QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
 
 void fillEntry(cosL2Entry_t &entry, uint8_t tc, uint8_t cos)
 {
