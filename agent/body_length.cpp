@@ -3,7 +3,14 @@
 
 #include <algorithm>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/header.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/priority.h"
+#include "agent/messages/scheduler.h"
+#include "agent/messages/statistics.h"
 #include "inventory/chips.h"
 #include "velmar/dce.h"
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/policer.h"
 #include "inventory/records.h"
 
 extern qaBumContext_t bumContext;

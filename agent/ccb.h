@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
 #include "core/text.h"
 #include "inventory/records.h"
 

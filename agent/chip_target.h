@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/header.h"
 #include "core/text.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"

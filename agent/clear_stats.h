@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 
 // Code 41. For all interfaces: the policers of all chips, what the drop monitor remembers, then the chips of the own
 // slot one by one; the status is the last chip's, and comes back as it was sent if the slot has none. For one

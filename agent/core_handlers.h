@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
 
 // Codes 1 and 66. The status is that of qosProcessChipAdd.
 uint32_t qaProcessChipUp(qosChipUpMsg_t *body);

@@ -14,6 +14,7 @@
 #include "agent/l3_priority.h"
 #include "agent/long_distance.h"
 #include "agent/mcast_queues.h"
+#include "agent/messages/catalogue.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"
 #include "agent/red.h"

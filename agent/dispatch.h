@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/codes.h"
 
 struct qosSlot_t;
 

@@ -7,7 +7,8 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 extern qaDropMonitorContext_t dropMonitorContext;

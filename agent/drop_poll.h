@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/drop_monitor.h"
 #include "inventory/records.h"
 
 void qaDropMonitorOnChip(const qosChip_t *chip);

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
 
 // Handlers of codes 12, 13, 18. The record is changed before the chip is asked and keeps the change; the body's status
 // is the last step's.

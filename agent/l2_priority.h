@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/priority.h"
 
 struct qosChip_t;
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
 #include "inventory/records.h"
 
 // Commands of qosLdConfigMsg_t.

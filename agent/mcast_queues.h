@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/statistics.h"
 
 // Handlers of codes 23 and 24. `ifindex` names a chip, or all chips of this node: then the result is the last one's,
 // and a chip type without the operation ends the walk. A node without chips leaves the status as it came.

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/policer.h"
 #include "inventory/records.h"
 
 void qaRegisterPolModule();

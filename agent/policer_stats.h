@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/policer.h"
 #include "inventory/records.h"
 
 // Code 40. Reads the body's policers from its chip. With QOS_ALL_CHIPS_IFINDEX in the first record it sums that policer

@@ -7,7 +7,11 @@
 #include <cstdint>
 #include <cstring>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
 #include "core/text.h"
 #include "inventory/records.h"
 #include "platform/qa_ioctl.h"

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/header.h"
 #include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"

@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/statistics.h"
 
 // The handlers. The status is the back end's, 25 for an unknown chip, or what is said for a missing entry.
 //

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 // Codes 29, 30 and 49 to 65: look up the interface, call the entry of the code. The status is 0, 25 for an unknown

@@ -18,6 +18,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "agent/messages/chip.h"
+#include "agent/messages/header.h"
+#include "agent/messages/priority.h"
 #include "velmar/mi6.h"
 #include "velmar/socket.h"
 

@@ -9,7 +9,12 @@
 #include <sys/un.h>
 #include <vector>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/fields.h"
+#include "agent/messages/header.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
 
 using Bytes = std::vector<unsigned char>;
 

@@ -37,9 +37,15 @@
 #include <unistd.h>
 #include <vector>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/fields.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/priority.h"
+#include "agent/messages/scheduler.h"
+#include "agent/messages/statistics.h"
 #include "bench/common.h"
-#include "platform/records.h"
+#include "platform/records/priority.h"
 #include "velmar/mi6.h"
 #include "velmar/socket.h"
 

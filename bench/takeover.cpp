@@ -31,6 +31,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "agent/messages/header.h"
 #include "bench/common.h"
 #include "velmar/mi6.h"
 

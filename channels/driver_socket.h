@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "platform/records.h"
+#include "platform/records/frame.h"
 #include "velmar/socket.h"
 
 struct thread;

@@ -15,7 +15,7 @@
 #include "agent/l3_priority.h"
 #include "agent/policer.h"
 #include "agent/scheduler.h"
-#include "channels/driver_events.h"
+#include "channels/events/driver_events.h"
 #include "channels/manager.h"
 #include "core/memory.h"
 #include "core/module.h"

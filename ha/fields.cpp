@@ -1,8 +1,8 @@
 // The list of records that the store learns at start, nested records ahead of their users. Four stand in it twice.
 #include "ha/fields.h"
 
-#include "ha/memory_fields.h"
-#include "ha/message_fields.h"
+#include "inventory/memory_fields.h"
+#include "inventory/message_fields.h"
 
 namespace {
 

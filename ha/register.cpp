@@ -1,7 +1,12 @@
 // Registration with the replicated store. A failure is traced and stops nothing.
 #include "ha/register.h"
 
-#include "agent/messages.h"
+#include "agent/messages/catalogue.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
 #include "core/state.h"
 #include "core/text.h"
 #include "core/trace.h"

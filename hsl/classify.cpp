@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "hsl/model.h"
-#include "platform/larkin/lark_records.h"
+#include "platform/records/larkin.h"
 
 // What selected, and the priority as the chip counts it.
 using choice_t = std::pair<std::string, uint64_t>;

@@ -1,10 +1,10 @@
 // The command table. Offsets count from the start of the record, its head included. Relies on the command numbers and
-// the statistics head of platform/records.h.
+// the statistics head of platform/records/frame.h.
 #include "hsl/commands.h"
 
 #include <algorithm>
 
-#include "platform/records.h"
+#include "platform/records/frame.h"
 
 using F = hslField_t;
 

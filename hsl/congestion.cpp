@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/records.h"
+#include "platform/records/frame.h"
 
 uint32_t hslPortSpeed(uint32_t ifindex)
 {

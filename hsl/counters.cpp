@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/records/statistics.h"
 #include "velmar/dce.h"
 
 using R = hslReadRow_t;

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "hsl/counters.h"
+#include "platform/records/congestion.h"
+#include "platform/records/statistics.h"
 #include "velmar/dce.h"
 
 constexpr size_t POLICER_RESULT = 32, RED_RESULT = 72; // bytes

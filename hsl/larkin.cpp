@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "hsl/queues.h"
-#include "platform/larkin/lark_records.h"
+#include "platform/records/larkin.h"
 #include "velmar/dce.h"
 
 constexpr double BYTES_PER_MBIT = 125000.0; // of a second

@@ -4,7 +4,7 @@
 
 #include "hsl/counters.h"
 #include "hsl/larkin.h"
-#include "platform/larkin/lark_records.h"
+#include "platform/records/larkin.h"
 #include "velmar/dce.h"
 
 using R = hslReadRow_t;

@@ -7,6 +7,7 @@
 
 #include "hsl/classify.h"
 #include "hsl/larkin.h"
+#include "platform/records/priority.h"
 #include "velmar/dce.h"
 
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;

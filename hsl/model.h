@@ -12,7 +12,7 @@
 #include "hsl/congestion.h"
 #include "hsl/tcam.h"
 #include "hsl/traffic.h"
-#include "platform/records.h"
+#include "platform/records/capability.h"
 
 struct hslChipType_t {
     const char *name;

@@ -3,7 +3,7 @@
 
 #include "hsl/larkin.h"
 #include "hsl/model.h"
-#include "platform/records.h"
+#include "platform/records/priority.h"
 #include "velmar/dce.h"
 
 static constexpr const char *FORMS =

@@ -1,7 +1,7 @@
 // TCAM regions and entries. The two selections differ in where key and result stand in their words.
 #include "hsl/tcam.h"
 
-#include "platform/larkin/lark_records.h"
+#include "platform/records/larkin.h"
 #include <algorithm>
 #include <cstdio>
 

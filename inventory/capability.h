@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "inventory/records.h"
-#include "platform/records.h"
+#include "platform/records/capability.h"
 
 // RED profiles of a chip that was read from the driver, by chip type.
 extern const uint8_t qosCfgMaxSharedProfiles[QOS_CHIP_TYPES];

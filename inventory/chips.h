@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "inventory/records.h"
-#include "platform/records.h"
+#include "platform/records/capability.h"
 
 extern tnx_avl_tree_t *qosChipTable; // runs from the highest chip_id to the lowest
 

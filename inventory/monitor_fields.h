@@ -3,8 +3,8 @@
 #ifndef INVENTORY_MONITOR_FIELDS_H
 #define INVENTORY_MONITOR_FIELDS_H
 
-#include "core/fields.h"
 #include "inventory/records.h"
+#include "velmar/fields.h"
 
 inline constexpr ha_field_t qaBumInfo_fields[] = {
     QOS_FIELD(qaBumInfo_t, monitor_bum_policer, "~I32"),

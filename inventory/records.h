@@ -4,7 +4,7 @@
 // The order of the members is part of the replicated format; ha/fields.cpp describes it row by row. Integers are
 // native. A 64-bit integer is 8-aligned on every target, so that the layout does not hang on the ABI; the sizes
 // asserted here are those of the 32-bit build. Records come zeroed from the store. Truth values are signed words, 0
-// or 1. The parts that also travel in message bodies, such as qosSch_t, stand in agent/messages.h, big-endian and
+// or 1. The parts that also travel in message bodies, such as qosSch_t, stand in agent/messages/, big-endian and
 // unaligned there as here.
 #ifndef INVENTORY_RECORDS_H
 #define INVENTORY_RECORDS_H
@@ -12,8 +12,16 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/header.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/priority.h"
+#include "agent/messages/scheduler.h"
+#include "agent/messages/statistics.h"
 #include "inventory/tailq.h"
+#include "platform/records/chip_traits.h"
 
 struct tnx_list_t;
 struct tnx_avl_tree_t;
@@ -32,15 +40,6 @@ constexpr unsigned QOS_NUM_BUF_POOLS = 4;      // buffer pool groups of a chip
 constexpr unsigned QOS_IF_NAME_SIZE = 20;
 constexpr unsigned QOS_MAP_NAME_SIZE = 64;
 constexpr unsigned QOS_PRECEDENCE_WORDS = 2048;
-
-// Values of chip_type, the row of qaIoctlFn.
-enum : uint32_t {
-    QOS_CHIP_LARKIN = 0,
-    QOS_CHIP_TESSEL = 1,
-    QOS_CHIP_MIRELLE = 2,
-    QOS_CHIP_MIRELLE2 = 3,
-    QOS_CHIP_TYPES = 4,
-};
 
 // ---- Updates and slots
 

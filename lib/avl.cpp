@@ -5,9 +5,9 @@
 #include <iterator>
 #include <utility>
 
-#include "core/fields.h"
 #include "lib/avl_nodes.h"
 #include "lib/tha_mem.h"
+#include "velmar/fields.h"
 
 const ha_field_t tnx_avl_node_fields[7] = {
     QOS_FIELD(tnx_avl_node_t, left, "~Ptr"),   QOS_FIELD(tnx_avl_node_t, right, "~Ptr"),

@@ -3,8 +3,8 @@
 
 #include <iterator>
 
-#include "core/fields.h"
 #include "lib/tha_mem.h"
+#include "velmar/fields.h"
 
 const ha_field_t tnx_listnode_fields[3] = {
     QOS_FIELD(tnx_listnode_t, next, "~Ptr"),

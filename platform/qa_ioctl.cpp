@@ -12,7 +12,7 @@
 #include "platform/mirelle/mrl_policer.h"
 #include "platform/mirelle/mrl_red.h"
 #include "platform/mirelle/mrl_statistics.h"
-#include "platform/records.h"
+#include "platform/records/frame.h"
 #include "platform/tessel/tsl_capability.h"
 #include "platform/tessel/tsl_congestion.h"
 #include "platform/tessel/tsl_drop_monitor.h"
@@ -156,12 +156,3 @@ constexpr std::array<qaIoctlRow_t, QOS_CHIP_TYPES> qaIoctlFn = {larkinRow(), tes
 
 constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn = {larkL2PriChipUp};
 constexpr std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn = {larkL3PriChipUp};
-
-constexpr std::array<uint16_t, QOS_CHIP_TYPES> qos_chip_pol_step_size = {0, 4994, 4982, 5007};
-
-uint32_t tslGetDbgStatDev(uint32_t device)
-{
-    if (device == 0)
-        return STAT_DEV_DEBUG_FIRST;
-    return device >= STAT_DEV_DEBUG_FIRST && device < STAT_DEV_DEBUG_LAST ? device + 1 : STAT_DEV_END;
-}

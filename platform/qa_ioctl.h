@@ -16,7 +16,7 @@
 #include <array>
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/codes.h"
 #include "inventory/records.h"
 
 // An entry without its body's type.
@@ -30,9 +30,6 @@ using qaChipInit_t = int (*)(qosChip_t *chip);
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn;
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn;
 
-// Policer step of each chip type, in bytes per second. Only those of the Mirelle types are used.
-extern const std::array<uint16_t, QOS_CHIP_TYPES> qos_chip_pol_step_size;
-
 // The entry of a chip for a message code, or null.
 inline qaIoctl_t qaIoctl(const qosChip_t *chip, uint8_t code)
 {
@@ -43,8 +40,5 @@ inline qaChipInit_t qaChipInit(const std::array<qaChipInit_t, QOS_CHIP_TYPES> &t
 {
     return chip->chip_type < QOS_CHIP_TYPES ? table[chip->chip_type] : nullptr;
 }
-
-// Walks the devices of the debug counters: 50 after 0, then the next up to 55, then 59, which ends the walk.
-uint32_t tslGetDbgStatDev(uint32_t device);
 
 #endif

@@ -13,8 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/larkin/lark_records.h"
-#include "platform/records.h"
+#include "platform/records/frame.h"
+#include "platform/records/larkin.h"
 
 namespace {
 

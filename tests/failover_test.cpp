@@ -11,9 +11,9 @@
 #include <random>
 #include <unistd.h>
 
-#include "agent/messages.h"
+#include "agent/messages/catalogue.h"
 #include "host/delta_records.h"
-#include "platform/records.h"
+#include "platform/records/frame.h"
 #include "tests/cluster.h"
 #include "tests/mirror.h"
 

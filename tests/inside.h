@@ -5,7 +5,11 @@
 
 #include <string>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
 #include "tests/node.h"
 
 // Empty tables, the agent's own hooks and its role for each; ERR lines are checked as those of a node.

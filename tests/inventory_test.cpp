@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "agent/core_handlers.h"
-#include "channels/driver_events.h"
 #include "channels/driver_socket.h"
+#include "channels/events/driver_events.h"
 #include "core/memory.h"
 #include "core/module.h"
 #include "core/state.h"

@@ -1,5 +1,11 @@
 // Layout of the message bodies and the catalogue of codes. The offsets here are typed by hand, apart from the structs.
-#include "agent/messages.h"
+#include "agent/messages/catalogue.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/header.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
 
 #include <algorithm>
 #include <cstring>

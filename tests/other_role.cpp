@@ -16,7 +16,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "channels/driver_events.h"
+#include "channels/events/driver_events.h"
 #include "channels/manager.h"
 #include "core/module.h"
 #include "core/msgq.h"

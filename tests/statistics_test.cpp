@@ -7,14 +7,15 @@
 
 #include "agent/core_handlers.h"
 #include "agent/dispatch.h"
+#include "agent/messages/catalogue.h"
 #include "agent/model/drop_reasons.h"
 #include "agent/statistics.h"
 #include "core/state.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
 #include "lib/linklist.h"
+#include "platform/common/stat_copy.h"
 #include "platform/qa_ioctl.h"
-#include "platform/stat_copy.h"
 #include "tests/chip_reply.h"
 #include "tests/inside.h"
 

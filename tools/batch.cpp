@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "agent/messages/header.h"
 #include "tools/error.h"
 #include "tools/values.h"
 

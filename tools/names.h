@@ -1,4 +1,4 @@
-// Finds messages and fields by the names a person types. Relies on the catalogue of agent/messages.h alone.
+// Finds messages and fields by the names a person types. Relies on the catalogue of agent/messages/ alone.
 #ifndef TOOLS_NAMES_H
 #define TOOLS_NAMES_H
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/messages.h"
+#include "agent/messages/catalogue.h"
 
 using ctlBytes = std::vector<uint8_t>;
 

@@ -58,7 +58,7 @@ const wireField *printRecords(std::ostream &out, const wireField *first, const w
 
 ctlJson elementJson(const wireField &field, const ctlBytes &data, size_t n)
 {
-    if (field.kind == wireKind::Bytes)
+    if (field.kind == wireKind::Native)
         return ctlFormatElement(field, data, n);
     if (field.kind == wireKind::Chars)
         return ctlReadChars(field, data, n);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "agent/messages/header.h"
 #include "tools/error.h"
 #include "tools/node.h"
 #include "tools/values.h"

@@ -1,7 +1,7 @@
 // The views of statistics.
 #include "tools/stats_views.h"
 
-#include "agent/messages.h"
+#include "agent/messages/codes.h"
 
 namespace {
 

@@ -125,7 +125,7 @@ void writeElement(const wireField &field, ctlBytes &data, size_t n, const std::s
         return;
     }
     const bool hex = text.rfind("x:", 0) == 0;
-    if (field.kind == wireKind::Bytes && !hex)
+    if (field.kind == wireKind::Native && !hex)
         ctlRefuse("'" + text + "': this field takes bytes, written x:00ff12");
     const ctlBytes bytes = hex ? ctlParseHex(text.substr(2)) : ctlBytes(text.begin(), text.end());
     if (bytes.size() > field.width)
@@ -368,7 +368,7 @@ std::string ctlReadChars(const wireField &field, const ctlBytes &data, size_t n)
 std::string ctlFormatElement(const wireField &field, const ctlBytes &data, size_t n)
 {
     const uint8_t *at = data.data() + field.offset + n * field.stride;
-    if (field.kind == wireKind::Bytes)
+    if (field.kind == wireKind::Native)
         return "x:" + ctlFormatHex(at, field.width);
     if (field.kind == wireKind::Chars) {
         const std::string text = ctlReadChars(field, data, n);

@@ -3,7 +3,7 @@
 #ifndef AGENT_MODEL_CLEAR_WALK_H
 #define AGENT_MODEL_CLEAR_WALK_H
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 // Places the walk on a chip: writes its flat number into the body. For the handlers that walk.

@@ -8,8 +8,8 @@
 #include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
-#include "platform/cos_port.h"
-#include "platform/larkin/lark_records.h"
+#include "platform/common/cos_port.h"
+#include "platform/records/larkin.h"
 
 namespace {
 

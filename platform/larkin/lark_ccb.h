@@ -4,7 +4,9 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 // Each sends one record to the chip of the body's interface, stores its status in the body and returns it. 24 for an

@@ -1,11 +1,12 @@
 // Scheduler records. That of a port is not cleared first, and keeps what else stands in the word of its enable mask.
 #include "platform/larkin/lark_sched.h"
 
+#include "agent/messages/header.h"
 #include "agent/model/chip_priority.h"
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
-#include "platform/larkin/lark_records.h"
+#include "platform/records/larkin.h"
 
 namespace {
 

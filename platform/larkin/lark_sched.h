@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/scheduler.h"
 
 // A weight in percent as the chip takes it: the nearest of 20 steps of five, at least 1. A multicast weight as it is,
 // at least 1.

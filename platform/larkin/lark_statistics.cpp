@@ -9,9 +9,9 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/cos_port.h"
-#include "platform/larkin/lark_records.h"
-#include "platform/stat_texts.h"
+#include "platform/common/cos_port.h"
+#include "platform/common/stat_texts.h"
+#include "platform/records/larkin.h"
 #include "velmar/dce.h"
 
 namespace {

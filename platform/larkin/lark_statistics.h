@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 
 // Each asks the chip of the body's interface and fills the reply in place; a failed read leaves the reply as it came.
 // The status is stored in the body and returned; 24 for an unknown interface.

@@ -7,8 +7,8 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
-#include "platform/larkin/lark_records.h"
-#include "platform/priority_entry.h"
+#include "platform/common/priority_entry.h"
+#include "platform/records/larkin.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/priority.h"
 #include "inventory/records.h"
 
 // The chip's region for a selection: fills the record in the chip, creates the region and keeps the outcome there. The

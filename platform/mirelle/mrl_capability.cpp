@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "inventory/capability.h"
-#include "platform/cos_capability.h"
+#include "platform/common/cos_capability.h"
 
 uint32_t mrlGetChipCapability(qosChipUpMsg_t *body)
 {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
 
 // Fills the body from the chip record, which reads its extended capability from the driver first. The status is stored
 // in the body: 0, 1 for an unknown chip, or the read's.

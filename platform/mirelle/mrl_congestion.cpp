@@ -7,7 +7,8 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/cos_port.h"
+#include "platform/common/cos_port.h"
+#include "platform/records/congestion.h"
 #include "velmar/dce.h"
 
 namespace {

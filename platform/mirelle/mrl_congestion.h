@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
 
 // Sets a port's budget to what the chip's port table has for it, or 0; nothing is sent and no status stored. 0, or 24
 // for an unknown interface or one that the table does not have.

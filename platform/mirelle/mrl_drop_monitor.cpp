@@ -4,9 +4,10 @@
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
-#include "platform/cos_port.h"
-#include "platform/cos_red.h"
-#include "platform/cos_slices.h"
+#include "platform/common/cos_port.h"
+#include "platform/common/cos_red.h"
+#include "platform/common/cos_slices.h"
+#include "platform/records/statistics.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
-#include "platform/qa_ioctl.h"
+#include "platform/records/chip_traits.h"
 #include "velmar/dce.h"
 
 namespace {

@@ -8,9 +8,9 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/cos_port.h"
-#include "platform/cos_red.h"
-#include "platform/red_profiles.h"
+#include "platform/common/cos_port.h"
+#include "platform/common/cos_red.h"
+#include "platform/common/red_profiles.h"
 #include "velmar/dce.h"
 
 namespace {

@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 // The chip's number of a manager profile, or 65535; see platform/red_profiles.h. The search runs over all sixteen

@@ -3,9 +3,10 @@
 
 #include "channels/driver_request.h"
 #include "core/trace.h"
-#include "platform/cos_statistics.h"
+#include "platform/common/cos_statistics.h"
+#include "platform/common/stat_texts.h"
 #include "platform/mirelle/mrl_red.h"
-#include "platform/stat_texts.h"
+#include "platform/records/priority.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 
 // Each asks the chip of the body's interface and fills the reply in place. The status of a request is stored in the
 // body and returned: the transport's. A failed read leaves the reply as it came.

@@ -2,7 +2,7 @@
 #include "platform/tessel/tsl_capability.h"
 
 #include "core/handler.h"
-#include "platform/cos_capability.h"
+#include "platform/common/cos_capability.h"
 
 uint32_t tslGetChipCapability(qosChipUpMsg_t *body)
 {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/chip.h"
 
 // Fills the body's policer numbers from the chip record. The status is stored in the body: 0, or 1 for an unknown chip.
 uint32_t tslGetChipCapability(qosChipUpMsg_t *body);

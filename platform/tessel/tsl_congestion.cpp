@@ -11,7 +11,9 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
-#include "platform/cos_port.h"
+#include "platform/common/cos_port.h"
+#include "platform/records/congestion.h"
+#include "platform/records/priority.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
 #include "inventory/records.h"
 
 // Slots 14, 15, 18, 12, 13, 39: 24 for an unknown port. The default tail drop sets the port's budget and sends nothing.

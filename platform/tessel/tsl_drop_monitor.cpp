@@ -4,8 +4,9 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
-#include "platform/cos_batch.h"
-#include "platform/cos_slices.h"
+#include "platform/common/cos_batch.h"
+#include "platform/common/cos_slices.h"
+#include "platform/records/statistics.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/drop_monitor.h"
 
 // Reads the drops of the body's ports, all of the chip of the first one, eight a request. A port that has dropped gets
 // its counter and the mark; the others are left as they came. The body has room for one record whatever its count is.

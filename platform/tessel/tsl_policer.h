@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "platform/cos_policer.h"
+#include "platform/common/cos_policer.h"
 
 // Each goes to the body's chip index, stores its status in the body and returns it. op_cir and op_eir of an add come
 // back as the rates programmed, in bits per second.

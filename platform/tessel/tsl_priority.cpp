@@ -6,7 +6,8 @@
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
-#include "platform/priority_entry.h"
+#include "platform/common/priority_entry.h"
+#include "platform/records/priority.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/priority.h"
 
 // The whole CoS map of a port: one record to the message's chip. The transport's status; the body's is the caller's.
 uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body);

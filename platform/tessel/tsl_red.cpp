@@ -7,8 +7,8 @@
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
-#include "platform/cos_red.h"
-#include "platform/red_profiles.h"
+#include "platform/common/cos_red.h"
+#include "platform/common/red_profiles.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 uint32_t tslRedChipInit(qosChip_t *chip); // slot 36: 0

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/scheduler.h"
 
 // Slot 19. With seven or eight strict queues it changes the body: weight 0 becomes 0, a missing bandwidth of queue 0
 // the port's speed.

@@ -8,9 +8,8 @@
 #include "channels/driver_request.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/cos_statistics.h"
-#include "platform/qa_ioctl.h"
-#include "platform/stat_texts.h"
+#include "platform/common/cos_statistics.h"
+#include "platform/common/stat_texts.h"
 #include "platform/tessel/tsl_red.h"
 
 namespace {
@@ -384,6 +383,13 @@ uint32_t tslClearSwmStats(qosClearStatsMsg_t *body)
 uint32_t tslClearDropRsnStats(qosClearStatsMsg_t *body)
 {
     return cosClearDropRsnStats(__func__, body);
+}
+
+uint32_t tslGetDbgStatDev(uint32_t device)
+{
+    if (device == 0)
+        return STAT_DEV_DEBUG_FIRST;
+    return device >= STAT_DEV_DEBUG_FIRST && device < STAT_DEV_DEBUG_LAST ? device + 1 : STAT_DEV_END;
 }
 
 uint32_t tslClearDbgStats(qosClearStatsMsg_t *body)

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "agent/messages.h"
+#include "agent/messages/statistics.h"
 
 // Each asks the chip of the body's interface and fills the reply in place. The status is stored in the body and
 // returned: the transport's, or 25 for an unknown interface. A failed read leaves the reply as it came.
@@ -37,6 +37,9 @@ uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body);
 uint32_t tslClearStats(qosClearStatsMsg_t *body);
 uint32_t tslClearSwmStats(qosClearStatsMsg_t *body);
 uint32_t tslClearDropRsnStats(qosClearStatsMsg_t *body);
+
+// Walks the devices of the debug counters: 50 after 0, then the next up to 55, then 59, which ends the walk.
+uint32_t tslGetDbgStatDev(uint32_t device);
 
 // The debug counters of the walk's chip, device by device until one fails. The body's status stays as it is.
 uint32_t tslClearDbgStats(qosClearStatsMsg_t *body);

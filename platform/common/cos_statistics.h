@@ -1,0 +1,83 @@
+// What the statistics of Tessel and both Mirelle types have in common: reads of a block of state, of port counters and
+// of TMCs as rows of data, and the clears.
+//
+// A row is run for a named function, whose name stands in the lines. Relies on platform/stat_copy.h for what goes where
+// in a reply, on agent/model/clear_walk.h for the chip of a clear.
+#ifndef PLATFORM_COMMON_COS_STATISTICS_H
+#define PLATFORM_COMMON_COS_STATISTICS_H
+
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+
+#include "agent/messages/chip.h"
+#include "agent/messages/congestion.h"
+#include "agent/messages/drop_monitor.h"
+#include "agent/messages/policer.h"
+#include "agent/messages/statistics.h"
+#include "core/text.h"
+#include "inventory/records.h"
+#include "platform/common/stat_copy.h"
+#include "platform/records/statistics.h"
+
+// What a request names: a port or the PLC as a whole, or with the body's selector one of the TMCs behind the chip or of
+// the output queues of a port.
+enum class cosStatForm_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
+
+struct cosStatRow_t {
+    const char *function;
+    uint32_t command;
+    uint16_t in_size;
+    uint16_t out_size;
+    cosStatForm_t form;
+    qosText_t<const char *, uint32_t> failed; // with the port's name
+    std::span<const statStep_t> steps;        // from the start of the response
+};
+
+// A read of port counters; the steps count from the word that gives the number of ports.
+struct cosPortRow_t {
+    const char *function;
+    const char *copy_function; // null: the response's number of ports is not looked at
+    cosPortKind_t kind;
+    uint32_t unknown;                         // for an unknown interface: 24 with a line, or 25 in the body's status
+    qosText_t<const char *, uint32_t> failed; // with the port's name
+    std::span<const statStep_t> steps;
+};
+
+// An answer to a read. The bytes are those from the steps' origin on and are gone with the next request.
+struct cosStatAnswer_t {
+    uint32_t rc; // what also stands in the body's status; the rest counts only if it is 0
+    const qosIf_t *interface;
+    const unsigned char *bytes;
+    uint32_t length;
+};
+
+// The body's interface, which has a chip; else null with 25 in the status and no line.
+const qosIf_t *cosStatInterface(qosStatsHead_t *body);
+
+// Sends the request of a row to the chip of the body's interface and runs the steps. A failed read leaves the reply as
+// it came. A response that counts other than one port is reported and taken.
+cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
+cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body);
+
+// Runs a row for the function whose body is of another type, then `more` for what is not a step.
+template <const auto &Row, typename Body>
+uint32_t cosStatRun(Body *body, void (*more)(const cosStatAnswer_t &answer, Body *body) = nullptr)
+{
+    static_assert(statReach(Row.steps) <= sizeof(Body));
+    const cosStatAnswer_t answer = cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
+    if (answer.rc == QOS_MSG_DONE && more)
+        more(answer, body);
+    return answer.rc;
+}
+
+// Runs the steps of a clear in turn; the first failure ends it and is the result.
+using cosClearStep_t = uint32_t (*)(qosClearStatsMsg_t *body);
+uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps);
+
+// Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
+// status, or 25 without a target. The second leaves that in the body's status.
+uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body);
+uint32_t cosClearDropRsnStats(const char *function, qosClearStatsMsg_t *body);
+
+#endif
