@@ -4,11 +4,15 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <climits>
 #include <cstring>
 
 #include "tools/error.h"
+#include "tools/text.h"
 
 namespace {
+
+constexpr size_t LONGEST_NAME = 256; // of what a person means by a name; all that is looked for is far shorter
 
 std::string upper(std::string text)
 {
@@ -74,13 +78,11 @@ int cutIndex(std::string &name, size_t open)
     const size_t close = name.find(']', open);
     if (close == std::string::npos)
         return -1;
-    int index = -1;
-    const char *end = name.data() + close;
-    const auto result = std::from_chars(name.data() + open + 1, end, index);
-    if (result.ec != std::errc() || result.ptr != end || index < 0)
+    const auto index = ctlParseNumber(std::string_view(name).substr(open + 1, close - open - 1), INT_MAX);
+    if (!index)
         return -1;
     name.erase(open, close + 1 - open);
-    return index;
+    return static_cast<int>(*index);
 }
 
 const wireField *fieldAnyCase(const wireBody &body, const std::string &name)
@@ -98,8 +100,9 @@ std::string ctlNearest(const std::string &wanted, const std::vector<std::string>
 {
     std::string best;
     size_t least = SIZE_MAX;
+    const std::string meant = upper(wanted.substr(0, LONGEST_NAME));
     for (const std::string &name : known) {
-        const size_t edits = unlikeness(upper(wanted), upper(name));
+        const size_t edits = unlikeness(meant, upper(name.substr(0, LONGEST_NAME)));
         if (edits < least) {
             least = edits;
             best = name;
@@ -134,12 +137,13 @@ const qosMsgInfo_t &ctlFindMessage(const std::string &text)
         return *info;
     }
     std::vector<std::string> names;
+    const std::string meant = bare(text);
     for (code = 0; code < QOS_MSG_CODES; code++) {
         names.push_back(bare(ctlMessageName(code)));
-        if (names.back() == bare(text))
+        if (names.back() == meant)
             return *qosMsgInfo(code);
     }
-    ctlRefuse("no message is called '" + text + "'; the nearest is " + ctlNearest(bare(text), names) +
+    ctlRefuse("no message is called '" + text + "'; the nearest is " + ctlNearest(meant, names) +
               " ('dorvctl show' lists all)");
 }
 
@@ -204,6 +208,8 @@ ctlFieldRef_t ctlFindField(const wireBody &body, const std::string &text)
     // A bracketed number is part of some names ("records.counter[0]"), so the text as it is comes first.
     if (const wireField *field = fieldAnyCase(body, text))
         return {field, -1};
+    if (text.size() > LONGEST_NAME)
+        ctlRefuse("no field is called '" + text + "'");
     std::string plain = text;
     for (size_t open = text.find('['); open != std::string::npos; open = text.find('[', open + 1)) {
         std::string name = text;
