@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t LONGEST_NAME = 256; // of what a person means by a name; all that is looked for is far shorter
+constexpr size_t LONGEST_NAME = 64; // of what a person means by a name; all that is looked for is far shorter
 
 std::string upper(std::string text)
 {

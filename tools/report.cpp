@@ -64,8 +64,12 @@ ctlJson elementJson(const wireField &field, const ctlBytes &data, size_t n)
 {
     if (field.kind == wireKind::Bytes)
         return ctlFormatElement(field, data, n);
-    if (field.kind == wireKind::Chars)
-        return ctlReadChars(field, data, n);
+    if (field.kind == wireKind::Chars) {
+        // Where a scenario would take the text for something else, it gets the bytes.
+        const std::string text = ctlReadChars(field, data, n);
+        const bool means = text.rfind("x:", 0) == 0 || text.find("$if") != text.npos || text.find("$n") != text.npos;
+        return means ? "x:" + ctlFormatHex(data.data() + field.offset + n * field.stride, text.size()) : text;
+    }
     const uint64_t value = ctlReadInteger(field, data, n);
     if (field.kind == wireKind::Signed)
         return static_cast<int64_t>(value);
