@@ -6,6 +6,7 @@
 #include <charconv>
 #include <climits>
 #include <cstring>
+#include <numeric>
 
 #include "tools/error.h"
 #include "tools/text.h"
@@ -32,21 +33,23 @@ std::string bare(const std::string &text)
     return name;
 }
 
-// Edits that make one name of the other; a swap of neighbours counts as one.
+// Edits that make one name of the other; a swap of neighbours counts as one. A row for each letter of `a`, of which the
+// last two are looked back at.
 size_t distance(const std::string &a, const std::string &b)
 {
-    std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
-    for (size_t i = 0; i <= a.size(); i++)
-        for (size_t j = 0; j <= b.size(); j++) {
-            if (i == 0 || j == 0) {
-                d[i][j] = i + j;
-                continue;
-            }
-            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1])});
+    std::vector<size_t> older(b.size() + 1), old(b.size() + 1), row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (size_t i = 1; i <= a.size(); i++) {
+        older.swap(old);
+        old.swap(row);
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); j++) {
+            row[j] = std::min(std::min(old[j], row[j - 1]) + 1, old[j - 1] + (a[i - 1] != b[j - 1]));
             if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+                row[j] = std::min(row[j], older[j - 2] + 1);
         }
-    return d[a.size()][b.size()];
+    }
+    return row[b.size()];
 }
 
 // How unlike two names are, in edits. The last part of a dotted name, or a piece of the name, is nearly right.

@@ -40,7 +40,8 @@ void fuzzOne(const uint8_t *data, size_t size)
         const ctlBytes bytes = ctlParseHex(text);
         FUZZ_CHECK(ctlParseHex(ctlFormatHex(bytes.data(), bytes.size())) == bytes, text);
     });
-    orRefused([&] { ctlFindMessage(text); });
+    if (words.size() == 1) // looking for the nearest of all takes long
+        orRefused([&] { ctlFindMessage(words[0]); });
     words.insert(words.begin(), std::to_string(data[0] % QOS_MSG_CODES));
     orRefused([&] {
         const std::vector<ctlMessage_t> batch = ctlParseWords(words, {});
