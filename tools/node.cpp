@@ -27,6 +27,7 @@ constexpr size_t LONGEST_ANSWER =
 constexpr size_t LONGEST_STAT = 65536;
 constexpr size_t LONGEST_ERROR = 512; // of what a process says in place of its "stat"
 constexpr double TRACE_SECONDS = 3;
+constexpr int SILENT_ONES = 4; // processes whose silence is waited for to the end
 constexpr int TRACE_PAUSE_MS = 200;
 constexpr unsigned FOLLOW_LINES = 500;
 
@@ -173,6 +174,19 @@ ctlJson askStat(const ctlProcess_t &process, double seconds)
     } catch (const ctlError_t &error) {
         return {{"process", process.name}, {"pid", process.pid}, {"error", error.text}};
     }
+}
+
+// One after the other, `seconds` for each, but for all together no more than for a few: of those who never answer there
+// may be any number.
+std::vector<ctlJson> askAll(const std::vector<ctlProcess_t> &processes, double seconds)
+{
+    std::vector<ctlJson> rows;
+    const auto deadline = ctlDeadline(SILENT_ONES * seconds);
+    for (const ctlProcess_t &process : processes) {
+        const std::chrono::duration<double> left = deadline - ctlClock::now();
+        rows.push_back(askStat(process, std::clamp(left.count(), 0.0, seconds)));
+    }
+    return rows;
 }
 
 std::string cell(const ctlJson &row, const char *key)
@@ -326,15 +340,18 @@ ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
             meant.push_back(agent);
     if (meant.empty())
         throw ctlError_t{CTL_SILENT, "no dorvald has the pid " + pid + "; there is" + pidsOf(agents)};
-    if (meant.size() > 1) {
-        std::erase_if(meant,
-                      [&](const ctlProcess_t &agent) { return cell(askStat(agent, seconds), "role") != "active"; });
-        if (meant.size() != 1)
-            ctlRefuse(std::to_string(agents.size()) + " agents run, and " +
-                      (meant.empty() ? "none" : std::to_string(meant.size())) +
-                      " of them active; name one with --pid:" + pidsOf(agents));
-    }
-    return meant[0];
+    if (meant.size() == 1)
+        return meant[0];
+    const std::vector<ctlJson> rows = askAll(meant, seconds);
+    std::vector<ctlProcess_t> active;
+    for (size_t i = 0; i < rows.size(); i++)
+        if (cell(rows[i], "role") == "active")
+            active.push_back(meant[i]);
+    if (active.size() != 1)
+        ctlRefuse(std::to_string(agents.size()) + " agents run, and " +
+                  (active.empty() ? "none" : std::to_string(active.size())) +
+                  " of them active; name one with --pid:" + pidsOf(agents));
+    return active[0];
 }
 
 std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds)
@@ -342,7 +359,10 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
     const answerSocket own;
     const sockaddr_un to = addressOf(process.path);
     const auto deadline = ctlDeadline(seconds);
-    timeval patience = {static_cast<time_t>(seconds) + 1, 0};
+    // No time at all would mean for ever.
+    const auto whole = static_cast<time_t>(seconds);
+    const timeval patience = {
+        whole, std::max<suseconds_t>(static_cast<suseconds_t>((seconds - static_cast<double>(whole)) * 1e6), 1000)};
     setsockopt(own.fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (sendto(own.fd, command.data(), command.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
         throw ctlError_t{CTL_SILENT, process.name + "." + process.pid + " takes no command: " + std::strerror(errno)};
@@ -359,15 +379,15 @@ std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::str
 
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
 {
-    std::vector<ctlJson> rows;
+    std::vector<ctlProcess_t> processes;
     for (const char *name : {"dorvald", "hsld"})
-        for (const ctlProcess_t &process : ctlProcesses(name))
-            rows.push_back(askStat(process, seconds));
-    if (rows.empty()) {
+        for (ctlProcess_t &process : ctlProcesses(name))
+            processes.push_back(std::move(process));
+    if (processes.empty()) {
         ctlComplain(err, "neither dorvald nor hsld runs with " + controlFolder() + "; set VELMAR_RUN for another node");
         return CTL_SILENT;
     }
-    return ctlPrintNode(rows, json, out);
+    return ctlPrintNode(askAll(processes, seconds), json, out);
 }
 
 int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out)
