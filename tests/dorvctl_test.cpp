@@ -102,6 +102,7 @@ TEST(Dorvctl, FindsMessagesByEveryFormOfTheirName)
     for (unsigned code = 0; code < QOS_MSG_CODES; code++)
         EXPECT_EQ(ctlFindMessage(ctlMessageName(code)).code, code);
 
+    EXPECT_EQ(ctlNearest("abcd", {"abxy", "abdc"}), "abdc"); // a swap is one slip
     const struct {
         const char *typed, *nearest;
     } rows[] = {{"COSTURST", "COSTRUST"}, {"dscptc", "DSCPTCMAP"}, {"QOS_POLICER_ADD_MSG", "POL_POLICER_ADD"},
@@ -214,6 +215,13 @@ TEST(Dorvctl, BuildsBatchesByteForByte)
     };
     for (const auto &row : rows)
         EXPECT_EQ(batchHex(row.typed), row.hex) << row.typed[0];
+    for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
+        const ctlTail_t tail = ctlTailOf(ctlBodyOf(*qosMsgInfo(code)));
+        const size_t records = code == QOS_GET_POL_STATS_MSG ? 1 : 0; // that stand there unasked
+        if (tail.stride == 0)
+            continue;
+        EXPECT_EQ(ctlBuildMessage(std::to_string(code), {}).body.size(), tail.head + records * tail.stride);
+    }
     EXPECT_EQ(batchHex({"AGTREG"}, {{"@raw", "01"}}), "000001110001");
     EXPECT_EQ(batchHex({"PAUSE", "pause_tx=1", "@len=40"}).size(), 2u * 45);
 }
@@ -227,6 +235,7 @@ TEST(Dorvctl, RefusesWithOneClearLine)
         {{"COSTRUST", "tcmap=1"}, "nearest is tc_map"},
         {{"SCH", "dwrr_weight=1"}, "nearest is sch_cfg.dwrr_weight"},
         {{"CHIPUP", "portinfo[2].ifidx=1"}, "nearest is portInfo.ifindex"},
+        {{"CHIPUP", "ifidnex=1"}, "nearest is portInfo.ifindex"},
         {{"CLEAR_DBG_STATS", "status=1"}, "no fields"},
         {{"COSTRUST", "cos_map[8]=1"}, "there are 8"},
         {{"COSTRUST", "cos_map[x]=1"}, "index"},
@@ -334,7 +343,8 @@ TEST(Dorvctl, DecodesAsFarAsABatchGoes)
 TEST(Dorvctl, ReadsScenarios)
 {
     const ctlScenario_t scenario = ctlReadScenario(R"({"slot": 2, "service": "qosMIStats", "batches": [
-        [{"msg": "COSTRUST", "ifIndex": "te1/3", "cos_map": [0,1,2,3,4,5,6,7], "cos_trust": true},
+        [{"msg": "COSTRUST", "ifIndex": "te1/3", "cos_map": [0,1,2,3,4,5,6,7], "cos_trust": true,
+          "def_tc": false},
          {"for": ["te1/1..te1/2", "te1/9@1"], "send": {"msg": "IFADD", "ifIndex": "$if", "ifName": "te 1/$n"}}],
         {"for": "3..4", "send": [{"msg": "AGTREG", "slot_id": "$n"}, {"msg": 67, "@raw": "0$n"}]},
         {"msg": "AGTREG", "slot_id": -1}]})",
@@ -343,7 +353,8 @@ TEST(Dorvctl, ReadsScenarios)
     EXPECT_EQ(scenario.service, "qosMIStats");
     ASSERT_EQ(scenario.batches.size(), 6u);
     ASSERT_EQ(scenario.batches[0].size(), 4u);
-    EXPECT_EQ(hexOf(scenario.batches[0][0].body).substr(60, 24), "000000010001020304050607");
+    EXPECT_EQ(hexOf(scenario.batches[0][0].body).substr(58, 26), "00000000010001020304050607");
+    EXPECT_EQ(ctlReadScenario(R"({"slot": 16, "batches": [{"msg": "0"}]})", "").slot, 16u);
     EXPECT_EQ(hexOf(scenario.batches[0][3].body).substr(0, 22), "18448001"
                                                                 "746520312f39"
                                                                 "00");
@@ -420,6 +431,8 @@ TEST(Dorvctl, ExitStatusFollowsTheEcho)
         const outcome result = send(two);
         EXPECT_EQ(result.exit, row.exit) << row.what << result.err;
         EXPECT_NE(result.out.find(row.out), std::string::npos) << row.what << ": " << result.out;
+        EXPECT_EQ(result.out.find("cos_map"), std::string::npos) << "fields that nobody asked for";
+        EXPECT_EQ(result.err.find("too short") == std::string::npos, row.ack[0] + row.ack[1] == 2) << row.what;
     }
 }
 
@@ -485,6 +498,8 @@ TEST(Dorvctl, WatchShowsWhatAgentsStart)
     std::thread talker([&] {
         for (; !stop; poll(nullptr, 0, 10)) {
             fake.tellManagers(echo);
+            fake.tellManagers({4, 0, 0, 7, 0});                  // too short to be acknowledged
+            fake.tellManagers({67, 0, 0, 0, 0, 67, 0, 0, 0, 0}); // an agent starts one at a time
             fake.tellManagers(notice, 3);
         }
     });
@@ -682,6 +697,7 @@ TEST(Dorvctl, CompletesWords)
         {{"stats", "queue", "te"}, {"te1/3"}},
         {{"show", "sl"}, {"slots"}},
         {{"nothing", ""}, {}},
+        {{"send", "--slot", "-1", "AGTR"}, {"AGTREG"}},
         {{""}, {"clear", "ctl", "send", "show", "stats", "top", "trace"}},
         {{"send", "--service", "qosMIS"}, {"qosMIStats"}},
         {{"send", "CLEAR_DBG_STATS", ""}, {"+"}},
@@ -747,6 +763,7 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"apply /dev/zero", CTL_USAGE, "is longer than"},
         {"apply /tmp", CTL_USAGE, "Is a directory"},
         {"send AGTREG --seq 010 --dry-run", CTL_DONE, "seq 10 "},
+        {"send AGTREG --seq 7 --dry-run -j", CTL_DONE, R"([{"batch":1,"bytes":9,"hex":"000004070000000000")"},
         {"watch --timeout nan", CTL_USAGE, "no number of seconds"},
         {"stats queue te1/3 --selector 1", CTL_USAGE, "--selector goes with"},
         {"show > /dev/full", CTL_SILENT, ""},
