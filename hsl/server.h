@@ -25,7 +25,8 @@ struct hslSend_t {
     hslBuffer bytes;
     bool held; // until the next request arrives
     bool event;
-    bool stuck = false; // its receiver was full: what is behind it for that receiver waits too
+    bool stuck = false;    // its receiver was full: what is behind it for that receiver waits too
+    uint64_t next_try = 0; // of a stuck one, ms of the machine's time
 };
 
 // One request as it is remembered.

@@ -62,6 +62,7 @@ int startAgent(const std::vector<std::string> &args, const std::string &run, con
     dup2(fd, 2);
     setenv("VELMAR_RUN", run.c_str(), 1);
     setenv("VELMAR_VSS", vss.c_str(), 1);
+    setenv("VELMAR_CLOCK", "stepped", 1);
     setenv("VELMAR_TRACE", (run + "/trace.txt").c_str(), 1);
     execv(DORVALD_BINARY, argv.data());
     _exit(127);
