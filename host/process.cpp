@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <pthread.h>
 #include <semaphore.h>
@@ -69,6 +70,8 @@ bool processThread(void *(*entry)(void *), void *arg)
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
+    for (const int fault : {SIGBUS, SIGSEGV, SIGFPE, SIGILL})
+        sigdelset(&all, fault); // their handlers run where they arise; blocked they kill
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -78,6 +81,11 @@ bool processThread(void *(*entry)(void *), void *arg)
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     pthread_attr_destroy(&attributes);
     return rc == 0;
+}
+
+bool processEnding()
+{
+    return ending.test();
 }
 
 void processEnd(int status)
@@ -92,13 +100,27 @@ void processEnd(int status)
     _exit(status);
 }
 
-// SIGINT and SIGTERM end the process, and SIGHUP unless whoever started it has it ignored.
+namespace {
+
+// The main thread that leaves by itself while the end goes on elsewhere waits for it: the status is the end's.
+void leaveTheEndAlone()
+{
+    while (ending.test())
+        pause();
+}
+
+} // namespace
+
+// A file that grows against its limit fails in its write, and ends nobody. SIGINT and SIGTERM end the process, and
+// SIGHUP unless whoever started it has it ignored.
 void velmar_sigdefaults(const char *progname)
 {
     complainAs(progname);
     nodeLoad(progname);
     if (signals_taken)
         return;
+    signal(SIGXFSZ, SIG_IGN);
+    atexit(leaveTheEndAlone);
     sem_init(&end_asked, 0, 0);
     signals_taken = processThread(endThread, nullptr);
     if (!signals_taken)
@@ -120,6 +142,8 @@ void velmar_sigdefaults(const char *progname)
 
 int ASPInit(const char *, uint32_t, int, int, int (*on_exit)())
 {
+    static const int at_exit = atexit(leaveTheEndAlone); // ahead of what was registered since the start
+    (void)at_exit;
     exit_callback.store(on_exit);
     return 0;
 }
