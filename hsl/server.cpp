@@ -163,8 +163,13 @@ unsigned hslSendRaw(hslServer_t &server, hslBytes datagram)
     }
     std::sort(paths.begin(), paths.end());
     auto now = hslNow(server);
-    for (auto &path : paths)
+    for (auto &path : paths) {
+        if (server.outbox.size() >= HSL_MAX_OUTBOX) {
+            hslModelWarn(server.model, "the outbox is full; an event is lost");
+            break;
+        }
         server.outbox.push_back({now, now + GIVE_UP_MS, path, {datagram.begin(), datagram.end()}, false, true});
+    }
     ++server.events;
     pumpOutbox(server);
     return static_cast<unsigned>(paths.size());

@@ -17,6 +17,8 @@
 
 constexpr uint32_t DRV_UNKNOWN = 95; // error of a command that does not exist
 
+constexpr size_t HSL_MAX_OUTBOX = 4096; // datagrams that wait; further ones are lost, with a warning
+
 // A datagram that waits to be sent.
 struct hslSend_t {
     uint64_t due; // ms on the server's clock
