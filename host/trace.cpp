@@ -221,11 +221,12 @@ size_t formatLine(const source_t &source, uint32_t number, char *to)
     return used;
 }
 
-bool isRing(const ring_head_t *head, size_t size)
+// The slots need not all be there: those of a file that was cut short read as empty.
+bool isRing(const ring_head_t *head)
 {
-    return size >= sizeof *head && memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
-           head->record_length <= RECORD_MAX && head->slot_size >= sizeof(ring_slot_t) + head->record_length &&
-           sizeof *head + static_cast<uint64_t>(head->lines) * head->slot_size <= size;
+    return memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
+           head->lines <= LINES_MAX && head->record_length <= RECORD_MAX &&
+           head->slot_size >= sizeof(ring_slot_t) + head->record_length && head->slot_size <= 2 * sizeof(line_t);
 }
 
 // Walks back from the newest line until `lines` are found or the room is used, then writes them oldest first.
@@ -399,8 +400,7 @@ int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size)
     struct stat found;
     ring_head_t head;
     const bool is_ring = fstat(fd, &found) == 0 && S_ISREG(found.st_mode) &&
-                         pread(fd, static_cast<void *>(&head), sizeof head, 0) == sizeof head &&
-                         isRing(&head, static_cast<size_t>(found.st_size));
+                         pread(fd, static_cast<void *>(&head), sizeof head, 0) == sizeof head && isRing(&head);
     const source_t source = {fd, nullptr, head.lines, head.slot_size, head.record_length, head.next.load()};
     const size_t used = is_ring ? readRing(source, lines, out, size) : 0;
     close(fd);

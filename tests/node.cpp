@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sstream>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -397,7 +398,7 @@ std::string makeRunDir()
     char name[] = "/tmp/dorvald_test.XXXXXX";
     const std::string run = mkdtemp(name);
     for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
-        std::filesystem::create_directory(run + "/" + folder);
+        mkdir((run + "/" + folder).c_str(), 0700);
     return run;
 }
 
