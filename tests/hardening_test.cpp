@@ -163,7 +163,8 @@ TEST(Hardening, ForeignLocksHoldNobodyUp)
         EXPECT_EQ(0, flock(locks.back(), LOCK_EX));
     }
     leaveSocket(live.node.run + "/mi6/qosMI.mgr." + DEAD);
-    EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
+    for (int i = 0; i < 2; ++i) // the first echo may leave ahead of the wait
+        EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
     TestNode second; // in a directory of its own
     for (const int fd : locks)
         close(fd);
