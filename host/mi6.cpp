@@ -24,6 +24,7 @@
 
 #include "host/complain.h"
 #include "host/point.h"
+#include "host/raslog.h"
 #include "host/replica.h"
 #include "host/run.h"
 #include "host/socket.h"
@@ -38,6 +39,7 @@ constexpr int FULL_WAIT_MS = 50; // for all full receivers of a datagram togethe
 // A receiver that is full again and again, and takes longer than that each time, has FULL_WAIT_MS in all until it took
 // one at once.
 constexpr int QUICK_MS = 5;
+constexpr size_t RECEIVERS_MOST = 1024;
 // What a receiver's drain is given before it hears "would block", though more may wait: timers, the other sockets and
 // the control socket have their turn then. The poll that follows finds the rest.
 constexpr unsigned DRAIN_DATAGRAMS = 64;
@@ -135,7 +137,10 @@ void scan(mi6_sock_t *sock)
                                         [&](const receiver_t &r) { return strcmp(r.file, found.file) == 0; });
         found.seen = true;
         if (known == sock->receivers.end()) {
-            sock->receivers.push_back(found);
+            if (sock->receivers.size() < RECEIVERS_MOST)
+                sock->receivers.push_back(found);
+            else
+                rasLog("mi6: more than %zu sockets in %s, the others are not reached", RECEIVERS_MOST, folder);
         } else if (known->inode == found.inode) {
             known->seen = true;
         } else {
