@@ -24,6 +24,7 @@ std::atomic<int (*)()> exit_callback;
 std::atomic_flag ending = ATOMIC_FLAG_INIT;
 std::atomic<int> workers;
 bool signals_taken;
+thread_local bool ends_here; // this thread has the end in hand
 
 sem_t end_asked;
 
@@ -93,6 +94,7 @@ void processEnd(int status)
     if (ending.test_and_set())
         for (;;)
             pause();
+    ends_here = true;
     swdStopping();
     if (int (*callback)() = exit_callback.load())
         callback();
@@ -105,7 +107,7 @@ namespace {
 // The main thread that leaves by itself while the end goes on elsewhere waits for it: the status is the end's.
 void leaveTheEndAlone()
 {
-    while (ending.test())
+    while (ending.test() && !ends_here)
         pause();
 }
 
