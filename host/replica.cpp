@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <semaphore.h>
+#include <set>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <time.h>
@@ -17,6 +18,7 @@
 #include "host/raslog.h"
 #include "host/replica_sides.h"
 #include "host/run.h"
+#include "host/store.h"
 #include "velmar/run.h"
 
 replica_t replica;
@@ -24,12 +26,13 @@ replica_t replica;
 namespace {
 
 constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread posts
+constexpr uint32_t WORD_NAME = 3;    // likewise, that the socket's name is gone
+constexpr size_t SAID_MOST = 64;
 constexpr timespec POST_RETRY = {0, 10000000};
 
 enum class part_t {
     STANDBY,
     ACTIVE,
-    NONE, // made active by hand, without the lock
 };
 
 struct engine_t {
@@ -37,7 +40,7 @@ struct engine_t {
     int epoll = -1;
     int timer = -1;
     sem_t served;
-    std::string said; // the last line of replicaSayOnce
+    std::set<std::string> said; // by replicaSayOnce
 };
 engine_t engine;
 
@@ -61,10 +64,8 @@ void onTimer()
         return;
     if (engine.part == part_t::STANDBY)
         standbyOnTimer();
-    else if (engine.part == part_t::ACTIVE)
-        activeOnTimer();
     else
-        replicaSetTimer(0);
+        activeOnTimer();
 }
 
 } // namespace
@@ -98,9 +99,15 @@ void replicaSetTimer(long ms, bool at_once)
 
 void replicaSayOnce(const std::string &line)
 {
-    if (line != engine.said)
+    if (engine.said.size() >= SAID_MOST)
+        engine.said.clear();
+    if (engine.said.insert(line).second)
         rasLog("store: %s", line.c_str());
-    engine.said = line;
+}
+
+void replicaSaidEnough()
+{
+    engine.said.clear();
 }
 
 bool replicaAddress(sockaddr_un *address)
@@ -131,6 +138,8 @@ void replicaStart()
         rasLog("store: nothing will be mirrored to or from this process: %s", strerror(errno));
         return;
     }
+    if (storeReserved() < STORE_WHOLE)
+        rasLog("store: address space is limited, there is room for %zu MB of records", storeReserved() >> 20);
     deltaKeepStart();
     standbyBegin();
 }
@@ -139,33 +148,38 @@ bool replicaCatchUp()
 {
     standbyReadAll();
     const uint32_t copy = standbyCopy();
-    for (const holder_t &holder : holdersRead())
-        if (holderIsSelf(holder) && copy != 0 && holder.copy == copy)
+    const holders_t list = holdersMine();
+    if (!copy)
+        return false;
+    if (!list.known) {
+        rasLog("store: the list of copies is lost, this process relies on its own");
+        return true;
+    }
+    for (const holder_t &holder : list.listed)
+        if (holderIsSelf(holder) && holder.copy == copy)
             return true;
-    if (copy)
-        rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
+    rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
     return false;
 }
 
-void replicaLead(bool complete)
+void replicaLead(bool complete, bool was_free)
 {
     standbyEnd(true);
+    replicaSaidEnough();
     engine.part = part_t::ACTIVE;
-    activeBegin(complete);
+    activeBegin(complete, was_free);
 }
 
-void replicaLeave()
+void replicaKeepName()
 {
-    if (!replicaRuns() || engine.part != part_t::STANDBY)
-        return;
-    rasLog("store: this process was made active by hand, it holds no copy any more");
-    standbyEnd(false);
-    standbySpoil();
-    engine.part = part_t::NONE;
+    if (!activeHasName())
+        processPost(MSGQ_TYPE_ISC, WORD_NAME); // else at the next look
 }
 
 void isc_process(void *message)
 {
+    if (processWord(message) == WORD_NAME)
+        activeNameAnew();
     if (processWord(message) != WORD_TRAFFIC || !replicaRuns())
         return;
     epoll_event ready[16];

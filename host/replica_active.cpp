@@ -5,15 +5,19 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 #include <vector>
 
-#include "host/clock.h"
 #include "host/delta.h"
 #include "host/describe.h"
+#include "host/election.h"
 #include "host/holders.h"
 #include "host/packet.h"
 #include "host/point.h"
@@ -60,6 +64,22 @@ struct active_side_t {
 };
 active_side_t side;
 std::atomic<unsigned> joined_count;
+
+// What the listener's name leads to.
+struct name_t {
+    char path[sizeof(sockaddr_un::sun_path)];
+    struct stat is;
+    bool bound;
+};
+std::mutex name_lock;
+name_t name;
+
+int64_t monotonicUs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
+}
 
 bool isJoined(const standby_t &standby)
 {
@@ -114,26 +134,31 @@ bool giveDelta(const standby_t &standby, packet_kind_t kind, uint64_t number, ui
     if (errno == EAGAIN)
         rasLog("store: standby %d does not read and is cut off", standby.pid);
     else
-        rasLog("store: standby %d is lost: %s", standby.pid, strerror(errno));
+        replicaSayOnce("standby " + std::to_string(standby.pid) + " is lost: " + strerror(errno));
     dropStandby(standby.fd);
     return false;
 }
 
-int64_t giveChanges()
+// False if what has changed cannot be told any more.
+bool findChanges(delta_t *delta)
 {
     if (storeWasCleared())
         dropAllStandbys("everything was given back at once");
     else if (trackLost())
         dropAllStandbys("the machine has no mapping left to follow changes by");
     if (!trackRuns())
-        return 0;
+        return false;
+    deltaChanges(delta);
+    if (trackSettle())
+        return true;
+    dropAllStandbys("written pages cannot be protected again");
+    return false;
+}
+
+int64_t giveChanges()
+{
     delta_t delta = {};
-    deltaChanges(&delta);
-    if (!trackSettle()) {
-        dropAllStandbys("written pages cannot be protected again");
-        return 0;
-    }
-    if (delta.records == 0)
+    if (!findChanges(&delta) || delta.records == 0)
         return 0;
     deltaCommit(&delta, ++replica.sequence);
     if (!side.inherited.empty()) {
@@ -179,6 +204,17 @@ uint32_t drawNumber()
     return number;
 }
 
+// False if there is no memory for one. A pointer takes 20 bytes of a dump, a block 32.
+bool makeDump(delta_t *delta)
+{
+    const size_t most = storeBlocks().size() * 32 + size_t{store_totals.bytes.load()} * (20 / sizeof(void *) + 1);
+    if (!deltaRoomFor(most))
+        return false;
+    deltaWhole(delta);
+    deltaCommit(delta, replica.sequence);
+    return true;
+}
+
 // The standby counts as a copy from before the dump leaves: what is on the way arrives.
 int64_t giveDump(standby_t *standby)
 {
@@ -188,8 +224,11 @@ int64_t giveDump(standby_t *standby)
         return -1;
     }
     delta_t delta = {};
-    deltaWhole(&delta);
-    deltaCommit(&delta, replica.sequence);
+    if (!makeDump(&delta)) {
+        replicaSayOnce("no standby is served, there is no memory for a dump");
+        refuseStandby(*standby, "the active process has no memory for a dump");
+        return -1;
+    }
     standby->holder = holderOf(standby->pid, drawNumber());
     standby->state = standby_state_t::JOINED;
     const standby_t given = *standby;
@@ -259,7 +298,7 @@ void acceptStandby()
         replicaSetTimer(REPLICA_CALM_MS);
         return;
     }
-    const int64_t now = clockUs(0);
+    const int64_t now = monotonicUs();
     const auto silent = std::find_if(side.standbys.begin(), side.standbys.end(), [now](const standby_t &old) {
         return !isJoined(old) && now - old.since > SILENT_US;
     });
@@ -276,6 +315,14 @@ void acceptStandby()
     side.standbys.push_back({fd, peer.pid, now, standby_state_t::KNOCKED, {}});
 }
 
+void rememberName(const char *path)
+{
+    const std::lock_guard<std::mutex> lock(name_lock);
+    name = {};
+    snprintf(name.path, sizeof name.path, "%s", path);
+    name.bound = lstat(path, &name.is) == 0;
+}
+
 // Whoever holds the lock owns the name, also while the kernel still closes the predecessor's socket.
 void openListener()
 {
@@ -285,6 +332,7 @@ void openListener()
         unlink(address.sun_path);
     if (fd >= 0 && runBind(fd, "ha", replica.file.c_str(), false, address.sun_path, sizeof address.sun_path) == 0 &&
         listen(fd, HOLDERS_MOST) == 0 && replicaWatch(fd)) {
+        rememberName(address.sun_path);
         side.listener = fd;
         side.state = listener_state_t::LISTENING;
         replicaSetTimer(0);
@@ -299,27 +347,45 @@ void openListener()
 // The predecessor's other standbys have the same copy, and it is as good as this one until something changes.
 void inheritHolders()
 {
-    side.inherited = holdersRead();
+    side.inherited = holdersMine().listed;
     std::erase_if(side.inherited, [](const holder_t &holder) { return holderIsSelf(holder) || !holderRuns(holder); });
-    if (!side.inherited.empty() && (replica.sequence != holdersGiven() || !followChanges()))
+    if (!side.inherited.empty() && (replica.sequence != holdersMine().given || !followChanges()))
         side.inherited.clear();
 }
 
 } // namespace
 
-void activeBegin(bool complete)
+void activeBegin(bool complete, bool was_free)
 {
     const bool is_new = standbyContent() == content_t::AT_START;
     if (complete)
         inheritHolders();
     else if (!is_new)
         standbyBackToStart();
-    if (complete || !is_new)
+    if (complete || !is_new || !was_free)
         mi6DropWaiting();
     holdersGave(replica.sequence);
     settleHolders();
     if (replicaRuns())
         openListener();
+}
+
+bool activeHasName()
+{
+    const std::lock_guard<std::mutex> lock(name_lock);
+    struct stat now;
+    return !name.bound || (lstat(name.path, &now) == 0 && now.st_dev == name.is.st_dev && now.st_ino == name.is.st_ino);
+}
+
+void activeNameAnew()
+{
+    if (side.listener < 0 || activeHasName())
+        return;
+    rasLog("store: the name of the replication socket was removed or replaced, it is made anew");
+    velmar_run_close(side.listener);
+    side.listener = -1;
+    side.state = listener_state_t::CLOSED;
+    openListener();
 }
 
 void activeOnTimer()
@@ -360,6 +426,7 @@ int64_t replicaSync()
 void replicaCommit()
 {
     hostPoint();
+    electionCheck();
     if (trackRuns())
         replicaSync();
 }

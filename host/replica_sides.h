@@ -10,8 +10,7 @@
 #include "velmar/ha.h"
 
 constexpr uint32_t REPLICA_VERSION = 1; // of the dump, as the process's callbacks are told
-constexpr long REPLICA_SEEK_MS = 5;     // between two looks for an active process
-constexpr long REPLICA_CALM_MS = 1000;  // after a refusal
+constexpr long REPLICA_CALM_MS = 1000;  // after a failure
 
 struct replica_t {
     const ha_ops_t *ops;
@@ -26,13 +25,17 @@ bool replicaWatch(int fd);                           // from here on its readine
 bool replicaUnwatch(int fd);                         // until the next replicaWatch
 void replicaSetTimer(long ms, bool at_once = false); // first after `ms` or at once, then each `ms`; 0 stops it
 bool replicaAddress(sockaddr_un *address);           // of the socket
-void replicaSayOnce(const std::string &line);        // in the event log, where it would be said at every try
+// A line of the event log that would be said at every try: once for each cause, until replicaSaidEnough.
+void replicaSayOnce(const std::string &line);
+void replicaSaidEnough(); // what was wrong is over
 
 // ---- The active's side
 
 // Begins to lead, with a complete copy of the predecessor's store or without.
-void activeBegin(bool complete);
+void activeBegin(bool complete, bool was_free);
 void activeOnTimer();
+bool activeHasName(); // the socket's name is its own, or there is none yet; any thread
+void activeNameAnew();
 void activeOnReady(int fd); // the listener or a standby's connection
 
 // ---- The standby's side
@@ -52,6 +55,5 @@ bool standbyOnReady(int fd);      // false if it is not the connection to the ac
 void standbyReadAll();            // takes what has come from the active process
 void standbyEnd(bool keeps_copy); // no connection from here on, and no look for one
 void standbyBackToStart();        // the store as the process began with it
-void standbySpoil();              // what the store holds counts as a copy no more
 
 #endif
