@@ -3,7 +3,7 @@
 // back, so no walk is longer than what there is.
 //
 //   tnx_list_t      head, tail, count      tnx_listnode_t  next, prev, data
-//   tnx_avl_tree_t  root, count, ...       tnx_avl_node_t  left, right, parent, balance, rank, flag, info
+//   tnx_avl_tree_t  root, count, free_list  tnx_avl_node_t  left, right, parent, balance, rank, flag, info
 //   struct th_X     tqh_first, tqh_last    struct te_X     tqe_next, tqe_prev; the element is a record X
 #include "host/consistency.h"
 
@@ -35,7 +35,7 @@ struct list_fields_t {
     uint32_t type, head, tail, count, node, next, prev, data;
 };
 struct tree_fields_t {
-    uint32_t type, root, count, compare, node, left, right, parent, balance, rank, flag, info;
+    uint32_t type, root, count, compare, pool, spare, node, left, right, parent, balance, rank, flag, info;
 };
 
 struct image_t {
@@ -240,6 +240,9 @@ bool checkTree(image_t *image, place_t tree)
         return fail(image, "a tree counts %d nodes and has %d", numberAt(*image, tree, f.count), found.count);
     if (root && pointerAt(*image, tree, f.compare) < FUNCTION)
         return fail(image, "a tree has no function to compare by");
+    for (place_t node = pointerAt(*image, tree, f.spare); node; node = pointerAt(*image, node, f.right))
+        if (numberAt(*image, tree, f.pool) == 0 || !isRecord(*image, node, f.node) || isMetAgain(image, node))
+            return fail(image, "a tree has free nodes that are none");
     return true;
 }
 
@@ -320,7 +323,8 @@ void findFields(image_t *image)
     tree_fields_t &t = image->tree;
     image->has_trees =
         type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
-        has(t.type, "count", &t.count) && has(t.type, "compare_function", &t.compare) && has(t.node, "left", &t.left) &&
+        has(t.type, "count", &t.count) && has(t.type, "compare_function", &t.compare) &&
+        has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
         has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
         has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
 }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <time.h>
 #include <vector>
 
@@ -38,6 +39,7 @@ bool started;
 std::atomic<bool> was_free;   // nobody led since before this process began, so nobody has worked on what waits
 std::atomic<bool> overdue;    // whoever should lead instead was waited for long enough
 std::atomic<bool> holds_lock; // and may lead
+std::mutex keeping;           // of the names, by the lock's owner
 std::atomic<int64_t> kept_at; // milliseconds of the last look at the names
 std::atomic<int> role = STANDBY;
 std::atomic<uint64_t> role_since; // milliseconds of the clock
@@ -95,10 +97,10 @@ bool mayLead()
     if (!list.known || lockFileIsDoubtful()) {
         const char *const why = list.known ? "another process has a lock file of this name open, which was removed"
                                            : "the lock file was cut or written over";
-        if (replicaIsConnected()) // the active one is there, and about to make the file anew
-            return !stillWaits(INT64_MAX, std::string(why) + ", the lock is left to the active process", "");
-        return (!lockFileIsDoubtful() && replicaHoldsCopy()) ||
-               !stillWaits(LIST_WAIT_MS, std::string(why) + ", the lock is left to others for 2 s",
+        const bool connected = replicaIsConnected(); // then the active one is there, and about to make the file anew
+        if (!connected && !lockFileIsDoubtful() && replicaHoldsCopy())
+            return true;
+        return !stillWaits(connected ? INT64_MAX : LIST_WAIT_MS, std::string(why) + ", the lock is left to others",
                            "nobody else took the lock in 2 s, this process leads");
     }
     const holder_t *const other = otherHolder(list);
@@ -133,9 +135,12 @@ void stepBack()
     rasLog("election: this process was given no dump and steps back");
     std::vector<holder_t> holders = holdersMine().listed;
     std::erase_if(holders, holderIsSelf);
-    holdersWrite(holders);
-    holds_lock.store(false);
-    lockFileRelease();
+    {
+        const std::lock_guard<std::mutex> lock(keeping);
+        holdersWrite(holders);
+        holds_lock.store(false);
+        lockFileRelease();
+    }
     if (!processThread(waitForLock, nullptr))
         rasLog("election: cannot start a thread, this process stays standby");
 }
@@ -150,6 +155,7 @@ void stepBack()
 // The lock and the names by which others find this process. True if the lock's name is still unsettled.
 bool keepNames()
 {
+    const std::lock_guard<std::mutex> lock(keeping);
     if (lockFileDirectoryLost())
         end("the run directory was removed or replaced");
     if (!holds_lock.load())

@@ -161,7 +161,8 @@ void holdersLead()
 {
     const std::lock_guard<std::mutex> lock(list_lock);
     mine.leader = holderOf(getpid(), 0);
-    writeMine();
+    if (mine.known) // a file that tells nothing goes on so until there is something to tell
+        writeMine();
 }
 
 bool holdersMend()

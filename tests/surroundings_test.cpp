@@ -136,6 +136,37 @@ TEST(Surroundings, LockFileIsHarmedUnderAPair)
         }
 }
 
+// Stopped, it does not see that its lock file goes: whoever reaches it waits for it, and whoever does not leads. Then
+// it ends ahead of its next answer.
+TEST(Surroundings, StoppedActiveProcessLosesItsFiles)
+{
+    const Bytes batch = message(QOS_IFADD_MSG, ifAddBody(portNumber(3), "p"), 0x77);
+    for (const bool socket_too : {false, true}) {
+        SCOPED_TRACE(socket_too);
+        Duo duo;
+        duo.kill(duo.second);
+        EXPECT_TRUE(duo.logged(duo.first, "has left"));
+        ::kill(duo.first, SIGSTOP);
+        fs::remove(duo.run + "/ha/ethsw.1.lock");
+        if (socket_too)
+            fs::remove(duo.run + "/ha/ethsw.1.sock");
+        const int third = duo.start();
+        if (socket_too)
+            duo.lead(third);
+        else
+            EXPECT_TRUE(duo.logged(third, "which was removed, the lock is left to others"));
+        EXPECT_TRUE(duo.send(duo.first, message(QOS_DEFCOS_MSG, l2Body(portNumber(1), CHIP, 1, 0), 0x77)));
+        ::kill(duo.first, SIGCONT);
+        if (socket_too)
+            EXPECT_EQ(duo.status(duo.first), 1);
+        else
+            EXPECT_EQ(duo.echo(duo.first).at(0), QOS_DEFCOS_MSG);
+        const Bytes echo = duo.exchange(socket_too ? third : duo.first, batch);
+        EXPECT_EQ(echo.at(0), QOS_IFADD_MSG);
+        EXPECT_EQ(countOf(duo.log(), ACTIVE), socket_too ? 2U : 1U);
+    }
+}
+
 // Who holds the lock of the old directory ends, and takes nothing away from who leads in the new one.
 TEST(Surroundings, RunDirectoryIsMovedAway)
 {
@@ -148,7 +179,7 @@ TEST(Surroundings, RunDirectoryIsMovedAway)
     EXPECT_TRUE(duo.logged(third, "this process is active, from the start"));
     EXPECT_FALSE(takeDump(duo.run, layoutHash()).words.empty());
     EXPECT_EQ(countOf(duo.log(), ACTIVE), 1U);
-    std::ifstream in(old + "/trace/raslog");
+    std::ifstream in(old + "/stderr");
     const std::string log(std::istreambuf_iterator<char>(in), {});
     EXPECT_EQ(countOf(log, "the run directory was removed or replaced, this process ends"), 2U) << log;
     fs::remove_all(old);
