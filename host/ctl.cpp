@@ -252,7 +252,7 @@ std::string stage(const char *arg)
         return formatted("error: '%s' is no stage number", arg);
     std::string ran = "ok";
     const char *const refused = electionDriveByHand(number, &ran);
-    return refused ? std::string("error: ") + refused : ran;
+    return refused ? formatted("error: %s", refused) : ran;
 }
 
 std::string traceLevel(const char *arg)
