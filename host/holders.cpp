@@ -154,7 +154,8 @@ void holdersGave(uint64_t sequence)
 {
     const std::lock_guard<std::mutex> lock(list_lock);
     mine.given = sequence;
-    writeMine();
+    if (mine.listed.size() > 1) // one alone has nobody to differ from, and a pair is spared the write
+        writeMine();
 }
 
 void holdersLead()
