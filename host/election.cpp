@@ -29,7 +29,7 @@ constexpr timespec RETRY = {0, 10000000};
 constexpr timespec KEEP = {1, 0};
 constexpr int64_t KEPT_MS = 2000;         // a look at the names that is older was held up with the whole process
 constexpr int64_t HOLDER_WAIT_MS = 10000; // for a process that is listed and runs
-constexpr int64_t LIST_WAIT_MS = 2000;    // for a process that knows who holds a copy, where the file does not tell
+constexpr int64_t LIST_WAIT_MS = 5000;    // for a process that knows who holds a copy, where the file does not tell
 
 enum role_t : int { STANDBY, ACTIVE, MANUAL };
 
@@ -101,7 +101,7 @@ bool mayLead()
         if (!connected && !lockFileIsDoubtful() && replicaHoldsCopy())
             return true;
         return !stillWaits(connected ? INT64_MAX : LIST_WAIT_MS, std::string(why) + ", the lock is left to others",
-                           "nobody else took the lock in 2 s, this process leads");
+                           "nobody else took the lock in 5 s, this process leads");
     }
     const holder_t *const other = otherHolder(list);
     if (!other || std::any_of(list.listed.begin(), list.listed.end(), holderIsSelf))
