@@ -18,27 +18,25 @@
 
 namespace {
 
-constexpr unsigned LARKIN_RED_ENTRY = 15; // reserved for the chip itself
-
 // What the reserved entry's profile says to the chip set-up: init or de-init, with no limits.
-void fillReservedProfile(qosRedProfile_t *profile, int32_t active)
+void fillReservedProfile(qosRedProfile_t *profile, uint16_t number, int32_t active)
 {
-    profile->profileId = LARKIN_RED_ENTRY;
+    profile->profileId = number;
     profile->isActive = active;
     profile->minThreshold = UINT32_MAX;
     profile->maxThreshold = UINT32_MAX;
     profile->dropProbability = UINT32_MAX;
 }
 
-void reserveRedEntry(qosChip_t *chip)
+void reserveRedEntry(qosChip_t *chip, uint16_t number)
 {
-    qosChipRedCfg_t &entry = chip->chipRedCfg[LARKIN_RED_ENTRY];
+    qosChipRedCfg_t &entry = chip->chipRedCfg[number];
     if (!entry.redProfile)
         entry.redProfile = qosMallocRecord<qosRedProfile_t>(QOS_MOD_CCB, QOS_MEM_RED_PROFILE);
     if (entry.redProfile)
-        fillReservedProfile(entry.redProfile, 1);
-    entry.globalProfile = LARKIN_RED_ENTRY;
-    entry.mappedProfile = LARKIN_RED_ENTRY;
+        fillReservedProfile(entry.redProfile, number, 1);
+    entry.globalProfile = number;
+    entry.mappedProfile = number;
 }
 
 uint32_t qaProcessIngrQueueDepth_iter(qosIf_t *interface)
@@ -83,8 +81,8 @@ int qaCcbChipUp(qosChip_t *chip)
 {
     QOS_INF("Chip up for %x", chip->chip_ifindex);
     uint32_t rc = QOS_MSG_DONE;
-    if (chip->chip_type == QOS_CHIP_LARKIN)
-        reserveRedEntry(chip);
+    if (const uint16_t own = qosChipTraits(chip->chip_type).own_red_profile)
+        reserveRedEntry(chip, own);
     if (const qaIoctl_t init = qaIoctl(chip, QOS_RED_CHIP_INIT_MSG)) {
         QOS_DBG("RED Chip init for chip %x", chip->chip_ifindex);
         rc = init(chip);
@@ -103,13 +101,14 @@ int qaCcbChipUp(qosChip_t *chip)
 
 void qaCcbChipDown(qosChip_t *chip)
 {
-    if (chip->chip_type != QOS_CHIP_LARKIN)
+    const uint16_t own = qosChipTraits(chip->chip_type).own_red_profile;
+    if (own == 0)
         return;
     QOS_INF("Chip down for %x", chip->chip_ifindex);
-    qosRedProfile_t *&profile = chip->chipRedCfg[LARKIN_RED_ENTRY].redProfile;
+    qosRedProfile_t *&profile = chip->chipRedCfg[own].redProfile;
     if (!profile)
         return;
-    fillReservedProfile(profile, 0);
+    fillReservedProfile(profile, own, 0);
     if (const qaIoctl_t init = qaIoctl(chip, QOS_RED_CHIP_INIT_MSG)) {
         QOS_DBG("RED Chip down for chip %x", chip->chip_ifindex);
         const uint32_t rc = init(chip);

@@ -298,8 +298,7 @@ void qaRcvQueSetThresholds(const qosIf_t *interface, qosRcvQueueStatsMsg_t *body
     qaCcbThresholds_t thresholds = {};
     uint32_t budget = body->port_threshold;
     qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, budget, thresholds);
-    const uint32_t type = interface->chip->chip_type;
-    const bool sums = type == QOS_CHIP_MIRELLE || type == QOS_CHIP_MIRELLE2;
+    const bool sums = qosChipTraits(interface->chip->chip_type).budget_of_sums;
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc) {
         body->threshold[tc] = thresholds[tc];
         if (sums)
@@ -345,11 +344,11 @@ uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
         QOS_ERR("Failed to find chip %d", number);
         return QOS_MSG_UNSERVED;
     }
-    if (chip->chip_type != QOS_CHIP_TESSEL) {
+    if (!qosChipTraits(chip->chip_type).memory_controllers) {
         QOS_ERR("Invalid chip type for getTmcInfo");
         return QOS_MSG_REFUSED;
     }
-    const qaIoctl_t entry = qaIoctlFn[QOS_CHIP_TESSEL][QOS_GET_TMC_INFO_MSG];
+    const qaIoctl_t entry = qaIoctl(chip, QOS_GET_TMC_INFO_MSG);
     if (!entry) {
         QOS_ERR("NULL QOS_GET_TMC_INFO_MSG handler for chip %x", chip->chip_ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);

@@ -17,6 +17,7 @@
 #include "tools/link.h"
 #include "tools/report.h"
 #include "velmar/run.h"
+#include "velmar/stages.h"
 
 namespace {
 
@@ -175,7 +176,7 @@ ctlJson askStat(const ctlProcess_t &process, double seconds)
         row["error"] = error.text;
     }
     if (row.contains("stage") && row["stage"].is_number_unsigned())
-        row["stage_name"] = ctlStageName(row["stage"].get<unsigned>());
+        row["stage_name"] = qosVssStageName(row["stage"].get<unsigned>());
     return row;
 }
 
@@ -220,23 +221,6 @@ std::string pidsOf(const std::vector<ctlProcess_t> &processes)
 }
 
 } // namespace
-
-std::string ctlStageName(unsigned index)
-{
-    static constexpr const char *names[] = {"Cold Boot",
-                                            "Warm Boot",
-                                            "Client Initialization",
-                                            "Warm Client Initialization",
-                                            "Active",
-                                            "Startup Done",
-                                            "Standby",
-                                            "Halt",
-                                            "LC Agent Reconciliation",
-                                            "Warm Reconciliation",
-                                            "Unknown",
-                                            "THA Reconciliation"};
-    return index < std::size(names) ? names[index] : "Unknown";
-}
 
 std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
 {

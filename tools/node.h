@@ -34,9 +34,6 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
 // The lines behind the "ok" of an answer; throws CTL_FAILED with any other answer.
 std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds);
 
-// The name of a stage index.
-std::string ctlStageName(unsigned index);
-
 // The commands: each prints to `out` and gives the exit status.
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err);
 int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, std::ostream &out);

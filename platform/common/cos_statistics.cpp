@@ -9,7 +9,7 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 
 namespace {
 
@@ -64,18 +64,9 @@ cosStatAnswer_t sendRead(const char *function, const qosText_t<const char *, uin
 
 } // namespace
 
-const qosIf_t *cosStatInterface(qosStatsHead_t *body)
-{
-    const qosIf_t *interface = qosLookupIfEntry(body->ifindex);
-    if (interface && interface->chip)
-        return interface;
-    body->status = QOS_MSG_UNSERVED;
-    return nullptr;
-}
-
 cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body)
 {
-    const qosIf_t *interface = cosStatInterface(body);
+    const qosIf_t *interface = portFind<portMiss_t::Statistics>(row.function, body);
     if (!interface)
         return {QOS_MSG_UNSERVED, nullptr, nullptr, 0};
     buildRead(row, body);
@@ -89,10 +80,10 @@ cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body)
 {
     constexpr uint32_t size = sizeof(cosPortStats_t);
     constexpr uint32_t origin = offsetof(cosPortStats_t, num_ports);
-    const qosIf_t *interface =
-        row.unknown == QOS_MSG_NOT_FOUND ? cosFindPort(row.function, body->ifindex) : cosStatInterface(body);
+    const qosIf_t *interface = row.missing == portMiss_t::Config ? portFind<portMiss_t::Config>(row.function, body)
+                                                                 : portFind<portMiss_t::Statistics>(row.function, body);
     if (!interface)
-        return {row.unknown, nullptr, nullptr, 0};
+        return {portMissRc(row.missing), nullptr, nullptr, 0};
     auto *record = start<cosPortStats_t>(COS_STATS_READ, size, size);
     record->device = STAT_DEV_PORT;
     record->num_ports = 1;

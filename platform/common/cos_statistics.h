@@ -17,6 +17,7 @@
 #include "agent/messages/statistics.h"
 #include "core/text.h"
 #include "inventory/records.h"
+#include "platform/common/port.h"
 #include "platform/common/stat_copy.h"
 #include "platform/records/statistics.h"
 
@@ -39,7 +40,7 @@ struct cosPortRow_t {
     const char *function;
     const char *copy_function; // null: the response's number of ports is not looked at
     cosPortKind_t kind;
-    uint32_t unknown;                         // for an unknown interface: 24 with a line, or 25 in the body's status
+    portMiss_t missing;                       // Config or Statistics
     qosText_t<const char *, uint32_t> failed; // with the port's name
     std::span<const statStep_t> steps;
 };
@@ -51,9 +52,6 @@ struct cosStatAnswer_t {
     const unsigned char *bytes;
     uint32_t length;
 };
-
-// The body's interface, which has a chip; else null with 25 in the status and no line.
-const qosIf_t *cosStatInterface(qosStatsHead_t *body);
 
 // Sends the request of a row to the chip of the body's interface and runs the steps. A failed read leaves the reply as
 // it came. A response that counts other than one port is reported and taken.

@@ -9,7 +9,7 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/common/stat_texts.h"
 #include "platform/records/larkin.h"
 #include "velmar/dce.h"
@@ -134,9 +134,9 @@ constexpr read_t<larkPortCounters_t, qosQueueStatsMsg_t> QUEUE = {
 template <typename Record, typename Body>
 uint32_t readPort(const read_t<Record, Body> &read, Body *body)
 {
-    const qosIf_t *interface = cosFindPort(read.function, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(read.function, body);
     if (!interface)
-        return qosAnswer(body, QOS_MSG_NOT_FOUND);
+        return QOS_MSG_NOT_FOUND;
     Record *record = read.request();
     record->ifindex = interface->ifIndex;
     const Record *response;

@@ -16,7 +16,7 @@ constexpr auto QUEUE_STEPS = statQueueSteps(0, statOrder_t::Plain); // everythin
 constexpr cosPortRow_t QUEUE = {"mrlGetQueueStats",
                                 "mrlCopyQueueStats",
                                 STAT_KIND_QUEUE,
-                                QOS_MSG_NOT_FOUND,
+                                portMiss_t::Config,
                                 QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"),
                                 QUEUE_STEPS};
 
@@ -25,7 +25,7 @@ constexpr auto FLOW_PRIORITY_STEPS = statFlowPriorities(statOrder_t::Exchanged);
 constexpr cosPortRow_t FLOW_CONTROL = {"mrlGetFlowControlStats",
                                        "mrlCopyFlowControlStats",
                                        STAT_KIND_FLOW_CONTROL,
-                                       QOS_MSG_NOT_FOUND,
+                                       portMiss_t::Config,
                                        QOS_ERR_TEXT("Failed to get flowcontrol stats for port %s, rc: %d"),
                                        FLOW_GLOBAL_STEPS};
 static_assert(statReach(FLOW_PRIORITY_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
@@ -34,7 +34,7 @@ constexpr size_t FLOW_PRIORITIES_AT = 0x60;
 constexpr cosPortRow_t RMON = {"mrlGetRmonStats",
                                nullptr,
                                STAT_KIND_RMON,
-                               QOS_MSG_NOT_FOUND,
+                               portMiss_t::Config,
                                QOS_ERR_TEXT("Failed to get rmon counters for port %s, rc: %d"),
                                {}};
 constexpr size_t RMON_DISCARDED_AT = 0x188;
@@ -86,7 +86,7 @@ uint64_t sumAt(const unsigned char *bytes, size_t at, unsigned count = 1)
 void mrlCopyFlowControlStats(const cosStatAnswer_t &answer, qosFlowControlStatsMsg_t *body)
 {
     if (answer.interface->ccb.ccbFlags & QOS_CCB_PAUSE)
-        statWriteText(body->pri[0], sizeof body->pri[0], sumAt(answer.bytes, FLOW_PRIORITIES_AT, QOS_PRIORITIES));
+        statWriteText(body->pri[0], sizeof body->pri[0], sumAt(answer.bytes, FLOW_PRIORITIES_AT, QOS_NUM_COS));
     else
         statCopy(FLOW_PRIORITY_STEPS, answer.bytes, answer.length, body);
 }
@@ -100,7 +100,7 @@ void mrlCopyRmonStats(const cosStatAnswer_t &answer, qosRcvQueueStatsMsg_t *body
 
 void mrlCopyBusyBufStats(const cosStatAnswer_t &, qosRcvQueueStatsMsg_t *body)
 {
-    const be32(&used)[QOS_PRIORITIES] = body->port_pri_bufs;
+    const be32(&used)[QOS_NUM_COS] = body->port_pri_bufs;
     QOS_INF("log_port_bufs: %d", uint32_t{body->log_port_bufs});
     QOS_INF("port_pri_bufs: %d %d %d %d %d %d %d %d", uint32_t{used[0]}, uint32_t{used[1]}, uint32_t{used[2]},
             uint32_t{used[3]}, uint32_t{used[4]}, uint32_t{used[5]}, uint32_t{used[6]}, uint32_t{used[7]});
@@ -111,7 +111,7 @@ void mrlCopySendBufStats(const cosStatAnswer_t &answer, qosRcvQueueStatsMsg_t *b
 {
     uint32_t used = 0;
     uint32_t budget = 0;
-    for (unsigned priority = 0; priority < QOS_PRIORITIES; ++priority) {
+    for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority) {
         const uint32_t in_use = wordAt(answer.bytes, SEND_USED_AT + 4 * priority);
         const uint32_t word = wordAt(answer.bytes, SEND_THRESHOLDS_AT + 4 * priority);
         const uint32_t threshold = word == NO_THRESHOLD ? 0 : word;

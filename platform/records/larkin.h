@@ -187,7 +187,7 @@ static_assert(sizeof(larkPfcEntry_t) == 32 && offsetof(larkPfcEntry_t, assert_th
 
 struct larkPfc_t {
     dceHdr_t hdr;
-    larkPfcEntry_t entry[QOS_PRIORITIES];
+    larkPfcEntry_t entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkPfc_t) == 268 && offsetof(larkPfc_t, entry) == 12);
 
@@ -202,7 +202,7 @@ static_assert(sizeof(larkPriTailDropEntry_t) == 16 && offsetof(larkPriTailDropEn
 
 struct larkPriTailDrop_t {
     dceHdr_t hdr;
-    larkPriTailDropEntry_t entry[QOS_PRIORITIES];
+    larkPriTailDropEntry_t entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkPriTailDrop_t) == 140 && offsetof(larkPriTailDrop_t, entry) == 12);
 
@@ -220,11 +220,12 @@ struct larkMcastQueues_t {
     struct {
         be16 queue;
         be16 value;
-    } entry[QOS_PRIORITIES];
+    } entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkMcastQueues_t) == 44 && offsetof(larkMcastQueues_t, entry) == 12);
 
-constexpr uint16_t LARK_RED_PROFILE = 15; // the only one of a chip; stands in word_8 of both RED records
+// The only one of a chip; stands in word_8 of both RED records.
+constexpr uint16_t LARK_RED_PROFILE = qosChipTraits(QOS_CHIP_LARKIN).own_red_profile;
 
 struct larkRedChip_t {
     dceHdr_t hdr;
@@ -240,7 +241,7 @@ struct larkRedPort_t {
     be32 ifindex;
     be16 enabled; // one bit a priority
     uint8_t reserved_18[2];
-    be32 profile[QOS_PRIORITIES]; // from priority 7 down to 0
+    be32 profile[QOS_NUM_COS]; // from priority 7 down to 0
 };
 static_assert(sizeof(larkRedPort_t) == 52 && offsetof(larkRedPort_t, profile) == 20);
 
@@ -264,7 +265,7 @@ struct larkScheduler_t {
     be16 half_20; // 0
     be16 priority_policy;
     be32 base_credit;
-    be16 weight[QOS_PRIORITIES]; // from the chip's class 7 down to 0
+    be16 weight[QOS_NUM_COS]; // from the chip's class 7 down to 0
 };
 static_assert(sizeof(larkScheduler_t) == 44 && offsetof(larkScheduler_t, priority_policy) == 22);
 static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkScheduler_t, weight) == 28);

@@ -202,7 +202,7 @@ constexpr statStep_t FLOW_CONTROL_STEPS[] = {FLOW_PRIORITIES[0], FLOW_PRIORITIES
 constexpr cosPortRow_t FLOW_CONTROL = {"tslGetFlowControlStats",
                                        "tslCopyFlowControlStats",
                                        STAT_KIND_FLOW_CONTROL,
-                                       QOS_MSG_UNSERVED,
+                                       portMiss_t::Statistics,
                                        QOS_ERR_TEXT("Failed to get flowcontrol stats for port %s, rc: %d"),
                                        FLOW_CONTROL_STEPS};
 
@@ -210,7 +210,7 @@ constexpr auto QUEUE_STEPS = statQueueSteps(3, statOrder_t::Plain);
 constexpr cosPortRow_t QUEUE = {"tslGetQueueStats",
                                 "tslCopyQueueStats",
                                 STAT_KIND_QUEUE,
-                                QOS_MSG_UNSERVED,
+                                portMiss_t::Statistics,
                                 QOS_ERR_TEXT("Failed to get queue counters for port %s, rc: %d"),
                                 QUEUE_STEPS};
 
@@ -329,7 +329,7 @@ uint32_t tslGetQueueStats(qosQueueStatsMsg_t *body)
 
 uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosStatInterface(reinterpret_cast<qosStatsHead_t *>(body));
+    const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
     auto *record = qosCosRequest<cosDropRsn_t>(COS_STATS_READ, sizeof(cosDropRsnResponse_t));
