@@ -14,6 +14,7 @@
 #include "agent/l3_priority.h"
 #include "agent/long_distance.h"
 #include "agent/mcast_queues.h"
+#include "agent/messages/bodies.h"
 #include "agent/messages/catalogue.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"
@@ -29,77 +30,18 @@
 
 namespace {
 
-constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> handlerTable()
+// The table's entry of a row: a handler takes the row's body and needs some of it.
+template <typename Body, auto Handler, auto Least>
+constexpr uint32_t (*handlerOf())(void *)
 {
-    std::array<qaMsgHandler_t, QOS_MSG_CODES> table = {};
-    for (unsigned code = 0; code < QOS_MSG_CODES; ++code)
-        table[code].code = static_cast<uint8_t>(code);
-    table[QOS_CHIPUP_MSG].handler = qaUntyped<qaProcessChipUp>;
-    table[QOS_IFADD_MSG].handler = qaUntyped<qaProcessIfAdd>;
-    table[QOS_IFDEL_MSG].handler = qaUntyped<qaProcessIfDel>;
-    table[QOS_COSTRUST_MSG].handler = qaUntyped<qaProcessIfCosTrust>;
-    table[QOS_DEFCOS_MSG].handler = qaUntyped<qaProcessIfDefCos>;
-    table[QOS_COSMAP_MSG].handler = qaUntyped<qaProcessIfCosMap>;
-    table[QOS_COSTCMAP_MSG].handler = qaUntyped<qaProcessIfCosTcMap>;
-    table[QOS_DSCPTRUST_MSG].handler = qaUntyped<qaProcessIfDscpTrust>;
-    table[QOS_DSCPMAP_MSG].handler = qaUntyped<qaProcessIfDscpMap>;
-    table[QOS_DSCPCOSMAP_MSG].handler = qaUntyped<qaProcessIfDscpCosMap>;
-    table[QOS_DSCPTCMAP_MSG].handler = qaUntyped<qaProcessIfDscpTcMap>;
-    table[QOS_PAUSE_MSG].handler = qaUntyped<qaProcessPause>;
-    table[QOS_PFC_MSG].handler = qaUntyped<qaProcessPfc>;
-    table[QOS_PRI_TAILDROP_MSG].handler = qaUntyped<qaProcessPriTailDrop>;
-    table[QOS_W2QPRI_MSG].handler = qaUntyped<qaProcessW2qPri>;
-    table[QOS_SCH_MSG].handler = qaUntyped<qaProcessSchCfg>;
-    table[QOS_GLB_SCH_MSG].handler = qaUntyped<qaProcessGlbSchCfg>;
-    table[QOS_PSHAPE_MSG].handler = qaUntyped<qaProcessPortShaperCfg>;
-    table[QOS_MC_SCH_MSG].handler = qaUntyped<qaProcessMcSchCfg>;
-    table[QOS_MCAST_RATELIMIT_MSG].handler = qaUntyped<qaProcessMcastRateLimit>;
-    table[QOS_MCAST_TAILDROP_MSG].handler = qaUntyped<qaProcessMcastTailDrop>;
-    table[QOS_GET_MCAST_RCVQUEUE_STATS_MSG].handler = qaUntyped<qaProcessMcastRcvQueStatsMsg>;
-    table[QOS_LD_CFG_MSG].handler = qaUntyped<qaProcessLdCfg>;
-    table[QOS_GET_PORTPRI_BUFFERS].handler = qaUntyped<qaProcessPortPriBuffers>;
-    table[QOS_INGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessIngrQueueDepthMsg>;
-    table[QOS_EGR_QUEUE_DEPTH_MSG].handler = qaUntyped<qaProcessEgrQueueDepthMsg>;
-    table[QOS_SET_MCAST_QUEUE_MODE_MSG].handler = qaUntyped<qaProcessSetMcastQueueMode>;
-    table[QOS_RED_PROFILE_MSG].handler = qaUntyped<qaProcessRedProfileMsg>;
-    table[QOS_GET_RED_STATS_MSG].handler = qaUntyped<qaProcessRedStatsMsg>;
-    table[QOS_IVQ_RED_CFG].handler = qaUntyped<qaProcessIvqRedCfg>;
-    table[QOS_IVQ_RED_CHIP_CFG].handler = qaUntyped<qaProcessIvqRedChipCfg>;
-    table[QOS_GET_CHIP_CAP_MSG].handler = qaUntyped<qaProcessChipUp>;
-    table[QOS_POL_POLICER_ADD_MSG].handler = qaUntyped<qaProcessPolicerAdd>;
-    table[QOS_POL_POLICER_REM_MSG].handler = qaUntyped<qaProcessPolicerRem>;
-    table[QOS_POL_PROFILE_MSG].handler = qaUntyped<qaProcessProfileCfg>;
-    table[QOS_GET_POL_STATS_MSG].handler = qaUntyped<qaProcessPolStatsGetMsg>;
-    table[QOS_POL_STATS_CLR_MSG].handler = qaUntyped<qaProcessPolStatsClr>;
-    table[QOS_POL_STATS_CLR_ALL_MSG].handler = qaUntyped<qaProcessPolStatsClrAll>;
-    table[QOS_BUM_RESET_MON_STATE_MSG].handler = qaUntyped<qaProcessBumResetState>;
-    table[QOS_DROP_MONITOR_CFG_MSG].handler = qaUntyped<qaProcessCfgDropMonitorMsg>;
-    table[QOS_CLEAR_STATS_MSG].handler = qaUntyped<qaProcessClearStatsMsg>;
-    table[QOS_CLEAR_RED_INTF_RED_STATS_MSG].handler = qaUntyped<qaProcessClearRedIntfStatsMsg>;
-    table[QOS_GET_RCVQUEUE_STATS_MSG].handler = qaUntyped<qaProcessRcvQueStatsMsg>;
-    table[QOS_GET_SENDQUEUE_STATS_MSG].handler = qaUntyped<qaProcessSendQueStatsMsg>;
-    table[QOS_GET_TMC_INFO_MSG].handler = qaUntyped<qaProcessGetTmcInfoMsg>;
-    table[QOS_GET_ASIC_INT_STATS_MSG].handler = qaUntyped<qaProcessGetAsicIntStats>;
-    table[QOS_GET_FLOWCONTROL_STATS_MSG].handler = qaUntyped<qaProcessFlowControlStatsMsg>;
-    table[QOS_GET_QUEUE_STATS_MSG].handler = qaUntyped<qaProcessQueueStatsMsg>;
-    table[QOS_GET_ING_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetIngQueStats>;
-    table[QOS_GET_EGR_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetEgrQueStats>;
-    table[QOS_GET_ING_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetIngBufStats>;
-    table[QOS_GET_EGR_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetEgrBufStats>;
-    table[QOS_GET_PLC_ING_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetPlcIngQueStats>;
-    table[QOS_GET_PLC_EGR_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetPlcEgrQueStats>;
-    table[QOS_GET_PLC_ING_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetPlcIngBufStats>;
-    table[QOS_GET_PLC_EGR_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetPlcEgrBufStats>;
-    table[QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetTmcIngChipQueStats>;
-    table[QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetTmcEgrChipQueStats>;
-    table[QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetTmcIngChipBufStats>;
-    table[QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetTmcEgrChipBufStats>;
-    table[QOS_GET_ING_TMC_PORT_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetIngTmcPortBufStats>;
-    table[QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG].handler = qaUntyped<qaProcessGetEgrTmcPortBufStats>;
-    table[QOS_GET_ING_TMC_PORT_QUE_STATS_MSG].handler = qaUntyped<qaProcessGetIngTmcPortQueStats>;
-    table[QOS_GET_VOQ_STATS_MSG].handler = qaUntyped<qaProcessGetVoqStats>;
-    table[QOS_GET_DROP_RSN_STATS_MSG].handler = qaUntyped<qaProcessGetDropRsnStats>;
-    return table;
+    if constexpr (std::is_null_pointer_v<decltype(Handler)>) {
+        static_assert(std::is_null_pointer_v<decltype(Least)>, "a row without a handler needs NOTHING");
+        return nullptr;
+    } else {
+        static_assert(std::is_same_v<decltype(Handler), uint32_t (*)(Body *)>, "a handler of another body");
+        static_assert(!std::is_null_pointer_v<decltype(Least)>, "a row with a handler says what that needs");
+        return qaUntyped<Handler>;
+    }
 }
 
 // Whether the batch's rest holds this header and its body.
@@ -144,7 +86,20 @@ void dispatch(qosMsgHdr_t *message)
 
 } // namespace
 
-constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> qaMsgHandlers = handlerTable();
+#define none nullptr
+#define WHOLE true
+#define UP_TO(...) true
+#define COUNTED(...) true
+#define NOTHING nullptr
+constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> qaMsgHandlers = {{
+#define QOS_CODE(number, name, body, least, handler, ...) {number, handlerOf<body, handler, least>()},
+#include "agent/messages/codes.def"
+}};
+#undef NOTHING
+#undef COUNTED
+#undef UP_TO
+#undef WHOLE
+#undef none
 
 void qaRegisterAgent()
 {

@@ -193,106 +193,38 @@ FIELDS(qosAsicIntStatsMsg_t, F(chip_ifindex), F(status), F(val16), F(val96), F(v
 
 } // namespace
 
-// A code whose handler needs the whole body, one whose handler needs what stands ahead of the body's records, and one
-// that is only acknowledged.
-#define FULL(code, record)                                                                                             \
-    {                                                                                                                  \
-        code, sizeof(record), #code, &wireOf<record>::body                                                             \
-    }
-#define HEAD(code, record, records)                                                                                    \
-    {                                                                                                                  \
-        code, offsetof(record, records), #code, &wireOf<record>::body                                                  \
-    }
-#define ACKED(code, record)                                                                                            \
-    {                                                                                                                  \
-        code, 0, #code, &wireOf<record>::body                                                                          \
-    }
+namespace {
+
+template <typename Body>
+constexpr const wireBody *describedBy = &wireOf<Body>::body;
+template <>
+constexpr const wireBody *describedBy<void> = nullptr;
+
+} // namespace
+
+#define WHOLE sizeof(B)
+#define NOTHING 0
+#define UP_TO(records) offsetof(B, records)
+#define COUNTED(records, count, fewest) offsetof(B, records)
+#define QOS_ROW(number, text, body, least)                                                                             \
+    {number,                                                                                                           \
+     [] {                                                                                                              \
+         using B [[maybe_unused]] = body;                                                                              \
+         return static_cast<uint16_t>(least);                                                                          \
+     }(),                                                                                                              \
+     text, describedBy<body>},
 
 constexpr qosMsgInfo_t qosMsgCatalogue[QOS_MSG_CODES] = {
-    ACKED(QOS_AGTREG_MSG, dORVALRegMsg_t),
-    FULL(QOS_CHIPUP_MSG, qosChipUpMsg_t),
-    FULL(QOS_IFADD_MSG, qosIfAddMsg_t),
-    FULL(QOS_IFDEL_MSG, qosIfDelMsg_t),
-    FULL(QOS_COSTRUST_MSG, qosL2PriMsg_t),
-    FULL(QOS_DEFCOS_MSG, qosL2PriMsg_t),
-    FULL(QOS_COSMAP_MSG, qosL2PriMsg_t),
-    FULL(QOS_COSTCMAP_MSG, qosL2PriMsg_t),
-    FULL(QOS_DSCPTRUST_MSG, qosL3PriMsg_t),
-    FULL(QOS_DSCPMAP_MSG, qosL3PriMsg_t),
-    FULL(QOS_DSCPCOSMAP_MSG, qosL3PriMsg_t),
-    FULL(QOS_DSCPTCMAP_MSG, qosL3PriMsg_t),
-    FULL(QOS_PAUSE_MSG, qosCcbMsg_t),
-    FULL(QOS_PFC_MSG, qosCcbMsg_t),
-    FULL(QOS_PRI_TAILDROP_MSG, qosCcbMsg_t),
-    ACKED(QOS_TAILDROP_MSG, qosCcbMsg_t),
-    ACKED(QOS_SBP_MSG, qosCcbMsg_t),
-    ACKED(QOS_EMERGENCY_PAUSE_MSG, qosCcbMsg_t),
-    FULL(QOS_W2QPRI_MSG, qosCcbMsg_t),
-    FULL(QOS_SCH_MSG, qosSchMsg_t),
-    FULL(QOS_GLB_SCH_MSG, qosSchMsg_t),
-    FULL(QOS_PSHAPE_MSG, qosSchMsg_t),
-    FULL(QOS_MC_SCH_MSG, qosSchMsg_t),
-    FULL(QOS_MCAST_RATELIMIT_MSG, qosCcbMsg_t),
-    FULL(QOS_MCAST_TAILDROP_MSG, qosCcbMsg_t),
-    FULL(QOS_GET_RCVQUEUE_STATS_MSG, qosRcvQueueStatsMsg_t),
-    ACKED(QOS_GET_SWM_STATS_MSG, qosRcvQueueStatsMsg_t),
-    ACKED(QOS_GET_RMON_STATS_MSG, qosRcvQueueStatsMsg_t),
-    FULL(QOS_GET_MCAST_RCVQUEUE_STATS_MSG, qosMcastRcvQueueStatsMsg_t),
-    FULL(QOS_GET_FLOWCONTROL_STATS_MSG, qosFlowControlStatsMsg_t),
-    FULL(QOS_GET_QUEUE_STATS_MSG, qosQueueStatsMsg_t),
-    FULL(QOS_POL_POLICER_ADD_MSG, qosPolPolicerAddMsg_t),
-    FULL(QOS_POL_POLICER_REM_MSG, qosPolPolicerDelMsg_t),
-    FULL(QOS_POL_PROFILE_MSG, qosPolProfileMsg_t),
-    FULL(QOS_RED_PROFILE_MSG, qosCcbMsg_t),
-    HEAD(QOS_GET_RED_STATS_MSG, qosRedStatsMsg_t, records),
-    ACKED(QOS_RED_CHIP_INIT_MSG, qosCcbMsg_t),
-    FULL(QOS_LD_CFG_MSG, qosLdConfigMsg_t),
-    ACKED(QOS_PORT_BUF_ADJUST_MSG, qosLdConfigMsg_t),
-    ACKED(QOS_SET_DEF_TAILDROP_MSG, qosLdConfigMsg_t),
-    HEAD(QOS_GET_POL_STATS_MSG, qosPolStatsGetMsg_t, records),
-    FULL(QOS_CLEAR_STATS_MSG, qosClearStatsMsg_t),
-    FULL(QOS_GET_PORTPRI_BUFFERS, qosPortPriBuffersMsg_t),
-    ACKED(QOS_POL_BUM_STATE_NOTIFY_MSG, qosPolBumStateNotifyMsg_t),
-    HEAD(QOS_POL_STATS_CLR_MSG, qosPolStatsClrMsg_t, stats_clr_data),
-    FULL(QOS_POL_STATS_CLR_ALL_MSG, qosPolStatsClrAllMsg_t),
-    FULL(QOS_IVQ_RED_CFG, qosCcbIvqRedIfInfo_t),
-    HEAD(QOS_IVQ_RED_CHIP_CFG, qosCcbIvqRedCfg_t, data),
-    FULL(QOS_GET_TMC_INFO_MSG, qosGetTmcInfoMsg_t),
-    FULL(QOS_GET_ING_QUE_STATS_MSG, qosIngQueStatsMsg_t),
-    FULL(QOS_GET_EGR_QUE_STATS_MSG, qosEgrQueStatsMsg_t),
-    FULL(QOS_GET_ING_BUF_STATS_MSG, qosIngBufStatsMsg_t),
-    FULL(QOS_GET_EGR_BUF_STATS_MSG, qosEgrBufStatsMsg_t),
-    FULL(QOS_GET_PLC_ING_QUE_STATS_MSG, qosPlcIngQueStatsMsg_t),
-    FULL(QOS_GET_PLC_EGR_QUE_STATS_MSG, qosPlcEgrQueStatsMsg_t),
-    FULL(QOS_GET_PLC_ING_BUF_STATS_MSG, qosPlcIngBufStatsMsg_t),
-    FULL(QOS_GET_PLC_EGR_BUF_STATS_MSG, qosPlcEgrBufStatsMsg_t),
-    FULL(QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG, qosTmcIngChipQueStatsMsg_t),
-    FULL(QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG, qosTmcEgrChipQueStatsMsg_t),
-    FULL(QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG, qosTmcIngChipBufStatsMsg_t),
-    FULL(QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG, qosTmcEgrChipBufStatsMsg_t),
-    FULL(QOS_GET_ING_TMC_PORT_BUF_STATS_MSG, qosIngTmcPortBufStatsMsg_t),
-    FULL(QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG, qosEgrTmcPortBufStatsMsg_t),
-    FULL(QOS_GET_ING_TMC_PORT_QUE_STATS_MSG, qosIngTmcPortQueStatsMsg_t),
-    FULL(QOS_GET_VOQ_STATS_MSG, qosVoqStatsMsg_t),
-    FULL(QOS_GET_DROP_RSN_STATS_MSG, qosDropRsnStatsMsg_t),
-    FULL(QOS_GET_CHIP_CAP_MSG, qosChipUpMsg_t),
-    {QOS_CLEAR_DBG_STATS, 0, "Unknown", nullptr},
-    FULL(QOS_BUM_RESET_MON_STATE_MSG, qosBumResetStateMsg_t),
-    FULL(QOS_GET_SENDQUEUE_STATS_MSG, qosRcvQueueStatsMsg_t),
-    FULL(QOS_CLEAR_RED_INTF_RED_STATS_MSG, qosClearStatsMsg_t),
-    FULL(QOS_INGR_QUEUE_DEPTH_MSG, qosQueueDepthMsg_t),
-    FULL(QOS_EGR_QUEUE_DEPTH_MSG, qosQueueDepthMsg_t),
-    FULL(QOS_DROP_MONITOR_CFG_MSG, qaDropMonitorCfgMsg_t),
-    ACKED(QOS_DROP_MONITOR_NOTIFY_MSG, qosDropMonitorNotifyMsg_t),
-    ACKED(QOS_TD_MONITOR_STATS_MSG, qosTdMonitorStatsMsg_t),
-    {QOS_RED_MONITOR_STATS, 0, "Unknown", &wireOf<qosRedMonitorStatsMsg_t>::body},
-    FULL(QOS_GET_ASIC_INT_STATS_MSG, qosAsicIntStatsMsg_t),
-    FULL(QOS_SET_MCAST_QUEUE_MODE_MSG, qosCcbMsg_t),
+#define QOS_CODE(number, name, body, least, ...) QOS_ROW(number, #name, body, least)
+#define QOS_UNNAMED(number, name, body, least, ...) QOS_ROW(number, "Unknown", body, least)
+#include "agent/messages/codes.def"
 };
 
-#undef ACKED
-#undef HEAD
-#undef FULL
+#undef QOS_ROW
+#undef COUNTED
+#undef UP_TO
+#undef NOTHING
+#undef WHOLE
 
 static_assert(
     [] {
