@@ -22,11 +22,11 @@ inline void qaMonitorTimer(thread *&timer, uint32_t start, thread_func_t routine
 
 // Describes a record to the store. A failure is traced under the hook's name and stops nothing.
 template <size_t N>
-void qaRegisterRecord(const char *function, const char *name, size_t size, const ha_field_t (&fields)[N])
+void qaRegisterRecord(qosWhere_t where, const char *name, size_t size, const ha_field_t (&fields)[N])
 {
     const int rc = ha_add_struct(qos_velmar_state.ha, name, size, N, fields);
     if (rc != 0)
-        QOS_ERR_AT(function, "Failed to register %s, rc: %d", name, rc);
+        QOS_ERR_AT(where, "Failed to register %s, rc: %d", name, rc);
 }
 
 #endif

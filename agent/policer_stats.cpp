@@ -26,21 +26,21 @@ uint32_t end(Body *body, uint32_t status, uint32_t rc)
 }
 
 template <typename Body>
-bool noChips(const char *function, Body *body)
+bool noChips(qosWhere_t where, Body *body)
 {
     if (avl_get_tree_size(qosChipTable) != 0)
         return false;
-    QOS_ERR_AT(function, "qosChipTable is NULL");
+    QOS_ERR_AT(where, "qosChipTable is NULL");
     body->status = QOS_MSG_REFUSED;
     return true;
 }
 
 template <typename Body>
-const qosChip_t *namedChip(const char *function, Body *body, uint32_t ifindex)
+const qosChip_t *namedChip(qosWhere_t where, Body *body, uint32_t ifindex)
 {
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(ifindex));
     if (!chip) {
-        QOS_ERR_AT(function, " chip inst not found");
+        QOS_ERR_AT(where, " chip inst not found");
         body->status = QOS_MSG_REFUSED;
     }
     return chip;

@@ -243,6 +243,7 @@ int qosProcessChipDown(const qosChipCap_t *event)
 
 int qosProcessBulkChipUp(const unsigned char *event, uint32_t length)
 {
+    QOS_FRAME();
     qosBulkChipUp_t head = {};
     memcpy(&head, event, std::min<size_t>(length, sizeof head));
     const uint32_t num_chips = head.num_chips;

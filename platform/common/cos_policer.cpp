@@ -106,15 +106,14 @@ void fillProfile(cosPolProfile_t *record, const Body *body)
     memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
 }
 
-uint32_t sendBatch(const char *function, uint32_t target, cosBulk_t *batch)
+uint32_t sendBatch(qosWhere_t where, uint32_t target, cosBulk_t *batch)
 {
     const cosBulk_t *response;
     const uint32_t rc = cosBatchSend(target, batch, &response);
     const uint32_t length = batch->hdr.in_size;
-    QOS_INF_AT(function, "ops.cmd:0x%x, in size %d, out size %d, num ioctls %d",
-               static_cast<uint32_t>(batch->hdr.command), length, static_cast<uint32_t>(batch->hdr.out_size),
-               static_cast<uint16_t>(batch->num_records));
-    QOS_INF_AT(function, "request len :%d", length);
+    QOS_INF_AT(where, "ops.cmd:0x%x, in size %d, out size %d, num ioctls %d", static_cast<uint32_t>(batch->hdr.command),
+               length, static_cast<uint32_t>(batch->hdr.out_size), static_cast<uint16_t>(batch->num_records));
+    QOS_INF_AT(where, "request len :%d", length);
     return rc;
 }
 

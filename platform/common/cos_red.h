@@ -10,6 +10,7 @@
 #include "agent/messages/drop_monitor.h"
 #include "agent/messages/policer.h"
 #include "agent/messages/statistics.h"
+#include "core/trace.h"
 #include "inventory/records.h"
 #include "platform/records/congestion.h"
 
@@ -59,7 +60,7 @@ uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_
                         const unsigned char **response);
 
 // Clears eight priorities of the body's interface, or with clearAll of the walk's chip: the transport's status, or 25
-// without a target. The lines carry `function`.
-uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
+// without a target. The lines are for `where`.
+uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
 
 #endif

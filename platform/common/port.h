@@ -36,18 +36,18 @@ uint32_t portOfBody(const Body *body)
         return body->records[0].ifindex;
 }
 
-// The interface of a body with its chip, or null with the answer given; the line is written for `function`.
+// The interface of a body with its chip, or null with the answer given; the line is for `where`.
 template <portMiss_t Miss, typename Body>
-qosIf_t *portFind(const char *function, Body *body)
+qosIf_t *portFind(qosWhere_t where, Body *body)
 {
     const uint32_t ifindex = portOfBody(body);
     qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (interface && (interface->chip || Miss == portMiss_t::Map))
         return interface;
     if constexpr (Miss == portMiss_t::Map)
-        QOS_ERR_AT(function, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
+        QOS_ERR_AT(where, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
     else if constexpr (Miss != portMiss_t::Statistics)
-        QOS_ERR_AT(function, "Failed to get ifentry for ifindex 0x%x", ifindex);
+        QOS_ERR_AT(where, "Failed to get ifentry for ifindex 0x%x", ifindex);
     if constexpr (Miss != portMiss_t::Config)
         qosAnswer(body, portMissRc(Miss));
     return nullptr;

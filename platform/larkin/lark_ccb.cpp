@@ -17,12 +17,12 @@ using portText_t = qosText_t<const char *, uint32_t>;
 
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
-uint32_t sendForPort(const char *function, const portText_t &failed, const qosIf_t *interface, const Record *record,
+uint32_t sendForPort(qosWhere_t where, const portText_t &failed, const qosIf_t *interface, const Record *record,
                      qosCcbMsg_t *body)
 {
     const uint32_t rc = qosDceSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, rc);
+        qosTrace(where, failed, interface->ifName, rc);
     return qosAnswer(body, rc);
 }
 
