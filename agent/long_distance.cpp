@@ -218,8 +218,8 @@ void qaLdRollbackRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
         return;
     interface->ccb.tailDropThreshold = state->ld_buf.edge_port_buf;
     // Tail drop goes twice, the first time under the words of the default, which would put the new budget back.
-    static constexpr qaPortStep_t taildrop_as_default = {QOS_TAILDROP_MSG, QA_STEP_DEF_TAILDROP.before,
-                                                         QA_STEP_DEF_TAILDROP.failed};
+    static constexpr qaPortStep_t taildrop_as_default =
+        qaOptional(QA_STEP_TAILDROP.operation, QA_STEP_DEF_TAILDROP.before, QA_STEP_DEF_TAILDROP.failed);
     programPort(__func__, interface, {&taildrop_as_default, &QA_STEP_TAILDROP, &QA_STEP_PRI_TAILDROP});
 }
 
