@@ -31,10 +31,22 @@ constexpr void set(qaIoctlRow_t &row)
     row[Code] = qaUntyped<Entry>;
 }
 
+// The reads of blocks that only Tessel has, or also the Mirelle types.
+enum class chips_t : bool { TESSEL, SHARED };
+
+constexpr void setBlocks(qaIoctlRow_t &row, chips_t whose)
+{
+#define STAT_BLOCK(entry, code, chips, ...)                                                                            \
+    if (chips_t::chips == whose)                                                                                       \
+        set<code, entry>(row);
+#include "platform/records/statistics.def"
+}
+
 // What Tessel and both Mirelle types do alike.
 constexpr qaIoctlRow_t sharedRow()
 {
     qaIoctlRow_t row = {};
+    setBlocks(row, chips_t::SHARED);
     set<QOS_COSTRUST_MSG, tslSetIfCosTrust>(row);
     set<QOS_DEFCOS_MSG, tslSetIfDefCos>(row);
     set<QOS_COSMAP_MSG, tslSetIfCosMap>(row);
@@ -51,14 +63,6 @@ constexpr qaIoctlRow_t sharedRow()
     set<QOS_SCH_MSG, tslSetSchCfg>(row);
     set<QOS_PSHAPE_MSG, tslSetPortShaperCfg>(row);
     set<QOS_RED_CHIP_INIT_MSG, tslRedChipInit>(row);
-    set<QOS_GET_ING_QUE_STATS_MSG, tslGetIngQueStats>(row);
-    set<QOS_GET_EGR_QUE_STATS_MSG, tslGetEgrQueStats>(row);
-    set<QOS_GET_ING_BUF_STATS_MSG, tslGetIngBufStats>(row);
-    set<QOS_GET_EGR_BUF_STATS_MSG, tslGetEgrBufStats>(row);
-    set<QOS_GET_PLC_ING_QUE_STATS_MSG, tslGetPlcIngQueStats>(row);
-    set<QOS_GET_PLC_EGR_QUE_STATS_MSG, tslGetPlcEgrQueStats>(row);
-    set<QOS_GET_PLC_ING_BUF_STATS_MSG, tslGetPlcIngBufStats>(row);
-    set<QOS_GET_PLC_EGR_BUF_STATS_MSG, tslGetPlcEgrBufStats>(row);
     set<QOS_GET_DROP_RSN_STATS_MSG, tslGetDropRsnStats>(row);
     return row;
 }
@@ -101,6 +105,7 @@ constexpr qaIoctlRow_t larkinRow()
 constexpr qaIoctlRow_t tesselRow()
 {
     qaIoctlRow_t row = sharedRow();
+    setBlocks(row, chips_t::TESSEL);
     set<QOS_CHIPUP_MSG, tslGetChipCapability>(row);
     set<QOS_SBP_MSG, tslGetSbpSize>(row);
     set<QOS_RED_PROFILE_MSG, tslSetRedProfile>(row);
@@ -116,14 +121,6 @@ constexpr qaIoctlRow_t tesselRow()
     set<QOS_TD_MONITOR_STATS_MSG, tslGetTdDropMonitorStats>(row);
     set<QOS_GET_FLOWCONTROL_STATS_MSG, tslGetFlowControlStats>(row);
     set<QOS_GET_QUEUE_STATS_MSG, tslGetQueueStats>(row);
-    set<QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG, tslGetTmcIngChipQueStats>(row);
-    set<QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG, tslGetTmcEgrChipQueStats>(row);
-    set<QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG, tslGetTmcIngChipBufStats>(row);
-    set<QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG, tslGetTmcEgrChipBufStats>(row);
-    set<QOS_GET_ING_TMC_PORT_BUF_STATS_MSG, tslGetIngTmcPortBufStats>(row);
-    set<QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG, tslGetEgrTmcPortBufStats>(row);
-    set<QOS_GET_ING_TMC_PORT_QUE_STATS_MSG, tslGetIngTmcPortQueStats>(row);
-    set<QOS_GET_VOQ_STATS_MSG, tslGetVoqStats>(row);
     set<QOS_GET_TMC_INFO_MSG, tslGetTmcInfo>(row);
     set<QOS_CLEAR_STATS_MSG, tslClearStats>(row);
     set<QOS_CLEAR_DBG_STATS, tslClearDbgStats>(row);

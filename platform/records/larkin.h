@@ -276,9 +276,13 @@ static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkSched
 struct larkRcvQueue_t {
     dceHdr_t hdr;
     be32 ifindex;
-    uint8_t reserved_16[104];
+    be32 log_port_bufs; // buffers in use, in the response
+    uint8_t reserved_20[4];
+    be32 port_pri_bufs[QOS_NUM_COS]; // by the chip's priority, in the response
+    uint8_t reserved_56[64];
 };
-static_assert(sizeof(larkRcvQueue_t) == 120);
+static_assert(sizeof(larkRcvQueue_t) == 120 && offsetof(larkRcvQueue_t, log_port_bufs) == 16);
+static_assert(offsetof(larkRcvQueue_t, port_pri_bufs) == 24);
 
 enum larkPortKind_t : uint32_t { LARK_KIND_RMON = 0, LARK_KIND_FLOW_CONTROL = 1, LARK_KIND_QUEUE = 2 };
 
@@ -311,9 +315,10 @@ static_assert(offsetof(larkSwmCounters_t, red_drop_cnt) == 28);
 
 struct larkMcastCounters_t {
     dceHdr_t hdr;
-    uint8_t reserved_12[152];
+    uint8_t reserved_12[88];
+    be64 counter[QOS_NUM_COS]; // by queue, in the response
 };
-static_assert(sizeof(larkMcastCounters_t) == 164);
+static_assert(sizeof(larkMcastCounters_t) == 164 && offsetof(larkMcastCounters_t, counter) == 100);
 
 constexpr uint32_t LARK_CLEAR_PORTS = 40; // of one request
 

@@ -60,16 +60,6 @@ struct cosPortStats_t {
 static_assert(sizeof(cosPortStats_t) == 504 && offsetof(cosPortStats_t, num_ports) == 32);
 static_assert(offsetof(cosPortStats_t, kind) == 40 && offsetof(cosPortStats_t, ifindex) == 48);
 
-// What device 49 holds of one port, end to end behind the word at 44 and beginning with the interface index.
-struct cosPortCounters_t {
-    be32 ifindex;
-    uint8_t reserved_4[372];
-    be64 discarded; // RMON: received frames without a buffer
-    uint8_t reserved_384[72];
-};
-static_assert(sizeof(cosPortCounters_t) == 456 && offsetof(cosPortCounters_t, discarded) == 376);
-static_assert(offsetof(cosPortStats_t, ifindex) + sizeof(cosPortCounters_t) == sizeof(cosPortStats_t));
-
 constexpr uint32_t STAT_CLEAR_ALL_PORTS = 0x40000000;
 constexpr uint32_t STAT_CLEAR_PORT_LIST = 0; // bit 31 clear
 
@@ -87,9 +77,19 @@ static_assert(sizeof(cosPortStatsClear_t) == 44 && offsetof(cosPortStatsClear_t,
 struct cosAsicStats_t {
     cosHdr_t hdr;
     be32 device;
-    be64 counter[70]; // in the response
+    be64 sum32[4]; // from here on in the response: counters by offset, and some of which only the sum counts
+    be64 val64;
+    be64 sum72[4];
+    be64 sum104[4];
+    be64 val136[5];
+    be64 val176;
+    be64 val184[32];
+    be64 val440[3];
+    be64 val464[8];
+    be64 val528[8];
 };
-static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, counter) == 32);
+static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, sum32) == 32);
+static_assert(offsetof(cosAsicStats_t, val136) == 136 && offsetof(cosAsicStats_t, val440) == 440);
 
 constexpr unsigned QOS_DROP_REASONS = 128;
 
