@@ -172,9 +172,39 @@ void judge(const drops_t<Body, Port> &row, Port &saved, Port &now)
     qosHaSync();
 }
 
+// The first entry of a port in the chip's list, sought from the entry of the port before: the records stand in the
+// order of the list, so that each costs a step or two. Null if the port has none.
+const tnx_listnode_t *firstEntry(const tnx_list_t *list, const tnx_listnode_t *from, uint32_t ifindex)
+{
+    for (uint32_t left = list ? list->count : 0; left != 0; --left) {
+        if (!from)
+            from = list->head;
+        if (static_cast<const qaDropMonitorInfo_t *>(from->data)->ifindex == ifindex)
+            return from;
+        from = from->next;
+    }
+    return nullptr;
+}
+
+// One port against its entries, which stand side by side: a port that is watched twice has two.
+template <typename Body, typename Port>
+void judgeEntries(const drops_t<Body, Port> &row, const tnx_listnode_t *node, Port &now)
+{
+    const uint32_t ifindex = now.ifindex;
+    for (; node; node = node->next) {
+        auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
+        if (info->ifindex != ifindex)
+            return;
+        if (info->monitor_state == 1)
+            judge(row, info->*row.saved, now);
+    }
+}
+
 template <typename Body, typename Port>
 void identify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
 {
+    const qosChip_t *chip = nullptr;
+    const tnx_listnode_t *at = nullptr;
     for (uint32_t i = 0; i < n; ++i) {
         Port &now = body->records[i];
         const uint32_t ifindex = now.ifindex;
@@ -187,11 +217,11 @@ void identify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
             QOS_ERR_AT(row.identify, "Failed to find chip for interface 0x%x", ifindex);
             return;
         }
-        for (const tnx_listnode_t *node = watchList(interface->chip); node; node = node->next) {
-            auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
-            if (info->ifindex == ifindex && info->monitor_state == 1)
-                judge(row, info->*row.saved, now);
-        }
+        if (interface->chip != chip)
+            at = nullptr;
+        chip = interface->chip;
+        at = firstEntry(chip->drop_monitor_list, at, ifindex);
+        judgeEntries(row, at, now);
     }
 }
 

@@ -109,7 +109,7 @@ uint32_t clearEverywhere(qosPolStatsClrMsg_t *body)
 // An entry names no group: it is the interface's, and 0 for all interfaces.
 void forgetViolations(const qosChip_t *chip, const qosPolStatsClrMsg_t *body)
 {
-    const qosPolStatsClrData_t *entries = body->stats_clr_data;
+    const qosPolStatsClrData_t *entries = qosPolStatsClrEntries(body);
     for (int32_t i = 0; i < body->num_policers; ++i) {
         const qosIf_t *interface = qosLookupIfEntry(entries[i].ifindex);
         if (!interface && entries[i].ifindex != QOS_ALL_CHIPS_IFINDEX)
@@ -141,7 +141,7 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
     body->ifindex = chip->chip_ifindex;
     body->dir = dir;
     body->num_policers = static_cast<int32_t>(list->count);
-    qosPolStatsClrData_t *entry = body->stats_clr_data;
+    auto *entry = const_cast<qosPolStatsClrData_t *>(qosPolStatsClrEntries(body));
     for (const tnx_listnode_t *node = list->head; node; node = node->next, ++entry) {
         auto *record = static_cast<qaPolPolicerInfo_t *>(node->data);
         entry->ifindex = record->ifindex;

@@ -20,7 +20,7 @@ enum qosStage_t : uint32_t {
 };
 
 // The name of a stage, "Unknown" for a number that has none.
-constexpr const char *qosVssStageName(uint32_t index)
+constexpr const char *qosVssStageName(uint64_t index)
 {
     switch (index) {
     case QOS_STAGE_COLD:

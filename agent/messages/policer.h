@@ -135,6 +135,13 @@ QOS_LAYOUT(qosPolStatsClrMsg_t, sizeof(R) == 1617 && offsetof(R, ifindex) == 4 &
                                     offsetof(R, num_policers) == 12 && offsetof(R, num_pol_grp) == 16 &&
                                     offsetof(R, stats_clr_data) == 17);
 
+// The entries of a clear, as many as num_policers says.
+inline const qosPolStatsClrData_t *qosPolStatsClrEntries(const qosPolStatsClrMsg_t *body)
+{
+    const auto *bytes = reinterpret_cast<const unsigned char *>(body);
+    return reinterpret_cast<const qosPolStatsClrData_t *>(bytes + offsetof(qosPolStatsClrMsg_t, stats_clr_data));
+}
+
 // Code 45. Clear the counters of all policers, or of the BUM ones.
 struct qosPolStatsClrAllMsg_t {
     be32 ifindex;

@@ -346,10 +346,11 @@ uint32_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body)
     clear_t clear = {body->ifindex, body->dir, 0, false};
     uint32_t rc = QOS_MSG_DONE;
     cosPolGroups_t groups;
+    const qosPolStatsClrData_t *entries = qosPolStatsClrEntries(body);
     for (int32_t i = 0; i < total && family.clear_groups && rc == QOS_MSG_DONE; ++i)
-        rc = family.clear_groups(body, body->stats_clr_data[i].ifindex, &groups);
+        rc = family.clear_groups(body, entries[i].ifindex, &groups);
     for (int32_t i = 0; i < total && rc == QOS_MSG_DONE; ++i)
-        rc = clearPolicer(family, clear, body, body->stats_clr_data[i]);
+        rc = clearPolicer(family, clear, body, entries[i]);
     if (rc == QOS_MSG_DONE && (clear.count != 0 || !clear.sent))
         rc = sendClear(clear);
     return qosAnswer(body, rc);

@@ -54,8 +54,8 @@ void cosRedTakeCounters(const cosRedResult_t &result, unsigned levels, be64 *cou
 
 // A read in the request buffer, which is clear as far as a response reaches, with `keys` keys counted and empty.
 cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys);
-// Sends `length` bytes of it: its in size, or its out size where the bitmap behind the keys goes with them. The
-// response through *response; the transport's status.
+// Sends `length` bytes of it: Mirelle its in size, Tessel the larger of its two sizes. The response through *response;
+// the transport's status.
 uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
                         const unsigned char **response);
 

@@ -184,7 +184,7 @@ uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
     const uint32_t word = switchRed(interface, body);
     auto *record = qosDceRequest<larkRedPort_t>(DCE_CCB_SET, LARK_RED_PORT, 1);
     record->hdr.word_8 = LARK_RED_PROFILE;
-    record->ifindex = interface->ifIndex;
+    record->ifindex = body->ifindex;
     uint32_t enabled = 0;
     for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority) {
         if (interface->ccb.redConfig[priority].redProfileEnabled != 1)

@@ -60,6 +60,16 @@ struct cosPortStats_t {
 static_assert(sizeof(cosPortStats_t) == 504 && offsetof(cosPortStats_t, num_ports) == 32);
 static_assert(offsetof(cosPortStats_t, kind) == 40 && offsetof(cosPortStats_t, ifindex) == 48);
 
+// What device 49 holds of one port, end to end behind the word at 44 and beginning with the interface index.
+struct cosPortCounters_t {
+    be32 ifindex;
+    uint8_t reserved_4[372];
+    be64 discarded; // RMON: received frames without a buffer
+    uint8_t reserved_384[72];
+};
+static_assert(sizeof(cosPortCounters_t) == 456 && offsetof(cosPortCounters_t, discarded) == 376);
+static_assert(offsetof(cosPortStats_t, ifindex) + sizeof(cosPortCounters_t) == sizeof(cosPortStats_t));
+
 constexpr uint32_t STAT_CLEAR_ALL_PORTS = 0x40000000;
 constexpr uint32_t STAT_CLEAR_PORT_LIST = 0; // bit 31 clear
 

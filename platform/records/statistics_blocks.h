@@ -261,6 +261,8 @@ struct statPortRmon_t {
     be64 discarded; // received frames without a buffer
 };
 static_assert(offsetof(statPortRmon_t, discarded) == 0x188);
+static_assert(offsetof(statPortRmon_t, discarded) + offsetof(cosPortStats_t, num_ports) ==
+              offsetof(cosPortStats_t, ifindex) + offsetof(cosPortCounters_t, discarded));
 
 struct statPortFlow_t {
     uint8_t reserved_0[0x58];

@@ -48,7 +48,7 @@ void tslCopyDropRsnStats(const cosDropRsnResponse_t *response, uint32_t chip_typ
 #define FLAG STAT_FLAG
 #define FLAGS STAT_FLAGS
 #define FIELD STAT_FIELD
-#define STAT_BLOCK(entry, code, chips, command, form, block, failed, ...)                                              \
+#define STAT_BLOCK(entry, code, chips, command, form, block, view, failed, ...)                                        \
     uint32_t entry(qosBodyOf<code> *body)                                                                              \
     {                                                                                                                  \
         using A = block;                                                                                               \
