@@ -314,7 +314,7 @@ void acceptStandby()
         setTimer(CALM_MS);
         return;
     }
-    const int64_t now = clockUs(0);
+    const int64_t now = machineUs();
     const auto silent = std::find_if(replica.standbys.begin(), replica.standbys.end(), [now](const standby_t &old) {
         return !old.joined && now - old.since > SILENT_US;
     });

@@ -11,7 +11,9 @@
 #include "velmar/dce.h"
 
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
-constexpr size_t MAX_WARNINGS = 500; // different texts; then only known ones count on
+constexpr size_t MAX_PORTS = 4096;     // that requests may name
+constexpr size_t MAX_POLICERS = 16384; // of a chip
+constexpr size_t MAX_WARNINGS = 500;   // different texts; then only known ones count on
 
 static const hslChipType_t types[] = {
     {QOS_CHIP_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, {-1, -1, -1, -1, -1, -1}},
@@ -215,6 +217,8 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, con
     case COS_POLICER_ADD:
         if (id < numbers[0] || id >= uint64_t{numbers[0]} + numbers[1])
             hslModelWarn(model, who + ": the chip has no such number");
+        if (chip.policers.size() >= MAX_POLICERS && !chip.policers.count(key))
+            return hslModelWarn(model, "a chip's policers beyond " + std::to_string(MAX_POLICERS) + " are left out");
         hslPolicerSet(chip.policers[key], bytes("cir"), bytes("cbs"), bytes("eir"), bytes("ebs"));
         break;
     case COS_POLICER_REMOVE:
@@ -297,7 +301,8 @@ uint32_t hslModelRefuses(const hslModel_t &model, uint32_t target, const hslComm
                          std::string *why)
 {
     auto chip = model.chips.find(dce_get_flat_chip_id(target));
-    return hslTcamRefuses(chip == model.chips.end() ? hslTcams_t() : chip->second.tcams, row, record, why);
+    static const hslTcams_t none;
+    return hslTcamRefuses(chip == model.chips.end() ? none : chip->second.tcams, row, record, why);
 }
 
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now)
@@ -307,6 +312,10 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
     if (!port && hslIsPort(target))
         port = target;
     bool isPort = hslIsPort(port);
+    if (isPort && model.ports.size() >= MAX_PORTS && !model.ports.count(port)) {
+        hslModelWarn(model, "ports beyond " + std::to_string(MAX_PORTS) + " are left out");
+        isPort = false;
+    }
     int flat = dce_get_flat_chip_id(target);
     if (flat < 0 && isPort)
         flat = dce_get_flat_chip_id(port);

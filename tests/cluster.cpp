@@ -71,6 +71,7 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
         dup2(errors, 2);
         setenv("VELMAR_RUN", run.c_str(), 1);
         setenv("VELMAR_VSS", "auto", 1);
+        setenv("VELMAR_CLOCK", "stepped", 1);
         setenv("VELMAR_KILL_AT", std::to_string(kill_at.point).c_str(), 1);
         setenv("VELMAR_KILL_AT_COMMIT", std::to_string(kill_at.commit).c_str(), 1);
         unsetenv("VELMAR_TRACE");
