@@ -31,8 +31,6 @@ struct qosChip_t;
 struct qosIf_t;
 struct qosUpdEntry_t;
 
-constexpr unsigned QOS_NUM_COS = 8;
-constexpr unsigned QOS_NUM_DSCP = 64;
 constexpr unsigned QOS_NUM_SLOTS = 10;
 constexpr unsigned QOS_NUM_CHIP_PORTS = 160;   // entries of a chip's port table
 constexpr unsigned QOS_NUM_CHIP_RED_CFGS = 16; // RED registers that a chip record has room for

@@ -13,8 +13,8 @@ struct cosPriTailDrop_t {
     cosHdr_t hdr;
     be32 ifindex;
     uint8_t reserved_32[12];
-    be32 valid[QOS_PRIORITIES]; // 1: the threshold counts
-    be32 threshold[QOS_PRIORITIES];
+    be32 valid[QOS_NUM_COS]; // 1: the threshold counts
+    be32 threshold[QOS_NUM_COS];
 };
 static_assert(sizeof(cosPriTailDrop_t) == 108 && offsetof(cosPriTailDrop_t, valid) == 44);
 
@@ -29,7 +29,7 @@ static_assert(sizeof(cosTailDrop_t) == 40 && offsetof(cosTailDrop_t, threshold) 
 struct cosW2qMap_t {
     cosHdr_t hdr;
     be32 ifindex;
-    uint8_t tc_map[QOS_PRIORITIES];
+    uint8_t tc_map[QOS_NUM_COS];
 };
 static_assert(sizeof(cosW2qMap_t) == 40 && offsetof(cosW2qMap_t, tc_map) == 32);
 
@@ -66,11 +66,11 @@ struct cosScheduler_t {
     cosHdr_t hdr;
     be32 ifIndex;
     be32 strict_boundary;
-    uint8_t group[QOS_PRIORITIES];
-    be32 group_weight[QOS_PRIORITIES];
-    be32 queue_weight[QOS_PRIORITIES];
-    be32 bandwidth[QOS_PRIORITIES]; // Mbit/s
-    uint8_t rate_limit_mask;        // a set bit: the priority is not limited
+    uint8_t group[QOS_NUM_COS];
+    be32 group_weight[QOS_NUM_COS];
+    be32 queue_weight[QOS_NUM_COS];
+    be32 bandwidth[QOS_NUM_COS]; // Mbit/s
+    uint8_t rate_limit_mask;     // a set bit: the priority is not limited
     uint8_t reserved_141[3];
 };
 static_assert(sizeof(cosScheduler_t) == 144 && offsetof(cosScheduler_t, group) == 36);

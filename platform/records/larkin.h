@@ -187,7 +187,7 @@ static_assert(sizeof(larkPfcEntry_t) == 32 && offsetof(larkPfcEntry_t, assert_th
 
 struct larkPfc_t {
     dceHdr_t hdr;
-    larkPfcEntry_t entry[QOS_PRIORITIES];
+    larkPfcEntry_t entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkPfc_t) == 268 && offsetof(larkPfc_t, entry) == 12);
 
@@ -202,7 +202,7 @@ static_assert(sizeof(larkPriTailDropEntry_t) == 16 && offsetof(larkPriTailDropEn
 
 struct larkPriTailDrop_t {
     dceHdr_t hdr;
-    larkPriTailDropEntry_t entry[QOS_PRIORITIES];
+    larkPriTailDropEntry_t entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkPriTailDrop_t) == 140 && offsetof(larkPriTailDrop_t, entry) == 12);
 
@@ -220,11 +220,12 @@ struct larkMcastQueues_t {
     struct {
         be16 queue;
         be16 value;
-    } entry[QOS_PRIORITIES];
+    } entry[QOS_NUM_COS];
 };
 static_assert(sizeof(larkMcastQueues_t) == 44 && offsetof(larkMcastQueues_t, entry) == 12);
 
-constexpr uint16_t LARK_RED_PROFILE = 15; // the only one of a chip; stands in word_8 of both RED records
+// The only one of a chip; stands in word_8 of both RED records.
+constexpr uint16_t LARK_RED_PROFILE = qosChipTraits(QOS_CHIP_LARKIN).own_red_profile;
 
 struct larkRedChip_t {
     dceHdr_t hdr;
@@ -240,7 +241,7 @@ struct larkRedPort_t {
     be32 ifindex;
     be16 enabled; // one bit a priority
     uint8_t reserved_18[2];
-    be32 profile[QOS_PRIORITIES]; // from priority 7 down to 0
+    be32 profile[QOS_NUM_COS]; // from priority 7 down to 0
 };
 static_assert(sizeof(larkRedPort_t) == 52 && offsetof(larkRedPort_t, profile) == 20);
 
@@ -264,7 +265,7 @@ struct larkScheduler_t {
     be16 half_20; // 0
     be16 priority_policy;
     be32 base_credit;
-    be16 weight[QOS_PRIORITIES]; // from the chip's class 7 down to 0
+    be16 weight[QOS_NUM_COS]; // from the chip's class 7 down to 0
 };
 static_assert(sizeof(larkScheduler_t) == 44 && offsetof(larkScheduler_t, priority_policy) == 22);
 static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkScheduler_t, weight) == 28);
@@ -275,9 +276,13 @@ static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkSched
 struct larkRcvQueue_t {
     dceHdr_t hdr;
     be32 ifindex;
-    uint8_t reserved_16[104];
+    be32 log_port_bufs; // buffers in use, in the response
+    uint8_t reserved_20[4];
+    be32 port_pri_bufs[QOS_NUM_COS]; // by the chip's priority, in the response
+    uint8_t reserved_56[64];
 };
-static_assert(sizeof(larkRcvQueue_t) == 120);
+static_assert(sizeof(larkRcvQueue_t) == 120 && offsetof(larkRcvQueue_t, log_port_bufs) == 16);
+static_assert(offsetof(larkRcvQueue_t, port_pri_bufs) == 24);
 
 enum larkPortKind_t : uint32_t { LARK_KIND_RMON = 0, LARK_KIND_FLOW_CONTROL = 1, LARK_KIND_QUEUE = 2 };
 
@@ -310,9 +315,10 @@ static_assert(offsetof(larkSwmCounters_t, red_drop_cnt) == 28);
 
 struct larkMcastCounters_t {
     dceHdr_t hdr;
-    uint8_t reserved_12[152];
+    uint8_t reserved_12[88];
+    be64 counter[QOS_NUM_COS]; // by queue, in the response
 };
-static_assert(sizeof(larkMcastCounters_t) == 164);
+static_assert(sizeof(larkMcastCounters_t) == 164 && offsetof(larkMcastCounters_t, counter) == 100);
 
 constexpr uint32_t LARK_CLEAR_PORTS = 40; // of one request
 

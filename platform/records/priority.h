@@ -5,10 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/records/chip_traits.h"
 #include "platform/records/frame.h"
-
-constexpr unsigned QOS_PRIORITIES = 8;
-constexpr unsigned QOS_DSCPS = 64;
 
 struct cosL2Entry_t {
     uint8_t tc;
@@ -21,7 +19,7 @@ struct cosL2Entry_t {
 struct cosL2PriMap_t {
     cosHdr_t hdr;
     be32 ifIndex;
-    cosL2Entry_t entry[4 * QOS_PRIORITIES];
+    cosL2Entry_t entry[4 * QOS_NUM_COS];
 };
 static_assert(sizeof(cosL2PriMap_t) == 160 && offsetof(cosL2PriMap_t, entry) == 32);
 
@@ -46,14 +44,14 @@ struct cosL3PriMap_t {
     be32 ifIndex;
     uint8_t dscp_trust;
     uint8_t reserved_33[3];
-    cosL3Entry_t entry[QOS_DSCPS];
+    cosL3Entry_t entry[QOS_NUM_DSCP];
 };
 static_assert(sizeof(cosL3PriMap_t) == 292 && offsetof(cosL3PriMap_t, entry) == 36);
 
 struct cosDscpMap_t {
     cosHdr_t hdr;
     be32 ifIndex;
-    uint8_t dscp_map[QOS_DSCPS];
+    uint8_t dscp_map[QOS_NUM_DSCP];
 };
 static_assert(sizeof(cosDscpMap_t) == 96 && offsetof(cosDscpMap_t, dscp_map) == 32);
 

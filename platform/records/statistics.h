@@ -87,9 +87,19 @@ static_assert(sizeof(cosPortStatsClear_t) == 44 && offsetof(cosPortStatsClear_t,
 struct cosAsicStats_t {
     cosHdr_t hdr;
     be32 device;
-    be64 counter[70]; // in the response
+    be64 sum32[4]; // from here on in the response: counters by offset, and some of which only the sum counts
+    be64 val64;
+    be64 sum72[4];
+    be64 sum104[4];
+    be64 val136[5];
+    be64 val176;
+    be64 val184[32];
+    be64 val440[3];
+    be64 val464[8];
+    be64 val528[8];
 };
-static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, counter) == 32);
+static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, sum32) == 32);
+static_assert(offsetof(cosAsicStats_t, val136) == 136 && offsetof(cosAsicStats_t, val440) == 440);
 
 constexpr unsigned QOS_DROP_REASONS = 128;
 
