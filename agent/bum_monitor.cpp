@@ -190,6 +190,7 @@ uint32_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record)
 // The counters stay: the next poll that sees one move reports the violation anew.
 uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
 {
+    QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);
     const uint32_t ifindex = body->ifindex;
     const qosIf_t *interface = qosLookupIfEntry(ifindex);

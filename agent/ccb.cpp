@@ -71,6 +71,7 @@ int visitIngrQueueDepth(void *info, void *)
 
 void qaRegisterCcbModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_CCB, "QOS CCB");
     record.chip_up = qaCcbChipUp;
     record.chip_down = qaCcbChipDown;
@@ -144,16 +145,16 @@ void qaCcbHaRegister()
         QOS_ERR("Unable to register egrQueueDepth  with THA, rc:%d", rc);
 }
 
-qosIf_t *qaCcbFindPort(const char *function, qosCcbMsg_t *body, const qosText_t<const char *> &unknown)
+qosIf_t *qaCcbFindPort(qosWhere_t where, qosCcbMsg_t *body, const qosText_t<const char *> &unknown)
 {
     const qosName_t name = qosNameOf(body->ifName);
     qosIf_t *interface = qosLookupIfEntry(body->ifindex);
     if (interface && interface->chip)
         return interface;
     if (!interface)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, unknown, name.text);
+        qosTrace(where, unknown, name.text);
     else
-        QOS_ERR_AT(function, "Failed to find chip for interface %s", name.text);
+        QOS_ERR_AT(where, "Failed to find chip for interface %s", name.text);
     body->status = QOS_MSG_REFUSED;
     return nullptr;
 }

@@ -22,6 +22,6 @@ uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body);
 
 // The step that all per-port handlers of congestion control begin with: the interface with its chip, or null with the
 // trace written and 1 in the body's status.
-qosIf_t *qaCcbFindPort(const char *function, qosCcbMsg_t *body, const qosText_t<const char *> &unknown);
+qosIf_t *qaCcbFindPort(qosWhere_t where, qosCcbMsg_t *body, const qosText_t<const char *> &unknown);
 
 #endif

@@ -12,7 +12,7 @@
 
 // The chip; null with the status in the body and a line under the handler's name, `unknown` for an unknown interface.
 template <typename Body>
-qosChip_t *qaTargetChip(const char *function, Body *body, const qosText_t<const char *> &unknown)
+qosChip_t *qaTargetChip(qosWhere_t function, Body *body, const qosText_t<const char *> &unknown)
 {
     const qosName_t name = qosNameOf(body->ifName);
     const uint32_t ifindex = body->ifindex;
@@ -23,7 +23,7 @@ qosChip_t *qaTargetChip(const char *function, Body *body, const qosText_t<const 
     } else {
         const qosIf_t *interface = qosLookupIfEntry(ifindex);
         if (!interface) {
-            qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, unknown, name.text);
+            qosTrace(function, unknown, name.text);
             body->status = QOS_MSG_REFUSED;
             return nullptr;
         }

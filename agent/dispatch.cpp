@@ -103,6 +103,7 @@ constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> qaMsgHandlers = {{
 
 void qaRegisterAgent()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_AGT, "QOS AGT").slot_up = qaSlotUp;
     qosVssStageRegister(QOS_MOD_AGT, QOS_STAGE_ACTIVE, qaStart, 0);
 }
@@ -132,7 +133,6 @@ int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t leng
 
 uint32_t qaSendToMgr(uint8_t msg_type, const void *body, uint32_t length)
 {
-    QOS_FRAME();
     qosSlot_t *slot = qosLookupOwnSlot();
     if (!slot) {
         QOS_ERR("Failed to find my slot (%d) to send msg type %d", qosOwnSlotId(), msg_type);

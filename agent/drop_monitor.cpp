@@ -20,9 +20,9 @@ enum : uint8_t { CMD_ADD = 1, CMD_DELETE = 2 };
 
 constexpr qosText_t<const char *> UNKNOWN = QOS_ERR_TEXT("Failed to find interface %s for drop monitor config");
 
-void traceCount(const char *function)
+void traceCount(qosWhere_t where)
 {
-    QOS_INF_AT(function, " Drop monitor count :%d", dropMonitorContext.monitor_cnt);
+    QOS_INF_AT(where, " Drop monitor count :%d", dropMonitorContext.monitor_cnt);
 }
 
 void clearSaved(qaDropMonitorInfo_t *info)
@@ -77,6 +77,7 @@ int visitClear(void *chip, void *)
 
 void qaRegisterDropMonitorModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_DROP_MONITOR, "QOS DROP MONITOR");
     record.init = qaDropMonitorInit;
     record.chip_up = qaDropMonitorChipUp;
@@ -87,6 +88,7 @@ void qaRegisterDropMonitorModule()
 
 int qaDropMonitorInit()
 {
+    QOS_FRAME();
     QOS_INF("Drop monitor module init");
     dropMonitorContext.monitor_cnt = 0;
     dropMonitorContext.timer = nullptr;

@@ -29,11 +29,10 @@ struct drops_t {
     ne32 Port::*mark;
     Port qaDropMonitorInfo_t::*saved;
     be32 qosDropMonitorNotifyRec_t::*seen;
-    const char *poll; // the functions that lines are written for
-    const char *get;
-    const char *identify;
-    const char *notify;
-    int requesting_level;
+    qosWhere_t poll; // the functions that lines are written for
+    qosWhere_t get;
+    qosWhere_t identify;
+    qosWhere_t notify;
     qosText_t<uint32_t> requesting;
     qosText_t<> poll_failed;
     const qosText_t<> *read_failed; // null where the read's own line is enough
@@ -84,7 +83,6 @@ constexpr drops_t<qosTdMonitorStatsMsg_t, qosTdMonitorStatsIfMsg_t> TAIL_DROPS =
     "qaTailDropGetStatsAndNotifyMgr",
     "qaIdentifyRealTdIfDrops",
     "qaTailDropNotifyToMgr",
-    VELMAR_DCEDBG_LVL_DBG,
     QOS_DBG_TEXT("Requesting Tail drop stats for :%d interface(s)"),
     QOS_INF_TEXT("Tail drop stats get and notify to mgr failed"),
     &TD_READ_FAILED,
@@ -111,7 +109,6 @@ constexpr drops_t<qosRedMonitorStatsMsg_t, qosRedMonitorStatsIfMsg_t> RED_DROPS 
     "qaRedDropGetStatsAndNotifyMgr",
     "qaIdentifyRealRedIfDrops",
     "qaRedDropNotifyToMgr",
-    VELMAR_DCEDBG_LVL_INF,
     QOS_INF_TEXT("Requesting RED drop stats for :%d interface(s)"),
     QOS_INF_TEXT("RED drop stats get and notify to mgr failed"),
     nullptr,
@@ -152,9 +149,9 @@ void pollChip(const drops_t<Body, Port> &row, const qosChip_t *chip, uint32_t n)
     for (const tnx_listnode_t *node = watchList(chip); node && filled < n; node = node->next)
         if (const qaDropMonitorInfo_t *info = watched(node))
             body->records[filled++].ifindex = info->ifindex;
-    qosTrace(row.requesting_level, row.poll, __LINE__, row.requesting, n);
+    qosTrace(row.poll, row.requesting, n);
     if (getAndNotify(row, body, n) != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_INF, row.poll, __LINE__, row.poll_failed);
+        qosTrace(row.poll, row.poll_failed);
     free(body);
 }
 
@@ -171,31 +168,61 @@ void judge(const drops_t<Body, Port> &row, Port &saved, Port &now)
     if (now.*row.leading != 0) {
         saved.*row.mark = 1;
         now.*row.mark = 1;
-        qosTrace(VELMAR_DCEDBG_LVL_INF, row.identify, __LINE__, row.dropped, now.ifindex);
+        qosTrace(row.identify, row.dropped, now.ifindex);
     }
     qosHaSync();
+}
+
+// The first entry of a port in the chip's list, sought from the entry of the port before: the records stand in the
+// order of the list, so that each costs a step or two. Null if the port has none.
+const tnx_listnode_t *firstEntry(const tnx_list_t *list, const tnx_listnode_t *from, uint32_t ifindex)
+{
+    for (uint32_t left = list ? list->count : 0; left != 0; --left) {
+        if (!from)
+            from = list->head;
+        if (static_cast<const qaDropMonitorInfo_t *>(from->data)->ifindex == ifindex)
+            return from;
+        from = from->next;
+    }
+    return nullptr;
+}
+
+// One port against its entries, which stand side by side: a port that is watched twice has two.
+template <typename Body, typename Port>
+void judgeEntries(const drops_t<Body, Port> &row, const tnx_listnode_t *node, Port &now)
+{
+    const uint32_t ifindex = now.ifindex;
+    for (; node; node = node->next) {
+        auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
+        if (info->ifindex != ifindex)
+            return;
+        if (info->monitor_state == 1)
+            judge(row, info->*row.saved, now);
+    }
 }
 
 template <typename Body, typename Port>
 void identify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
 {
+    const qosChip_t *chip = nullptr;
+    const tnx_listnode_t *at = nullptr;
     for (uint32_t i = 0; i < n; ++i) {
         Port &now = body->records[i];
         const uint32_t ifindex = now.ifindex;
         const qosIf_t *interface = qosLookupIfEntry(ifindex);
         if (!interface) {
-            qosTrace(VELMAR_DCEDBG_LVL_ERR, row.identify, __LINE__, row.no_interface, ifindex);
+            qosTrace(row.identify, row.no_interface, ifindex);
             return;
         }
         if (!interface->chip) {
             QOS_ERR_AT(row.identify, "Failed to find chip for interface 0x%x", ifindex);
             return;
         }
-        for (const tnx_listnode_t *node = watchList(interface->chip); node; node = node->next) {
-            auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
-            if (info->ifindex == ifindex && info->monitor_state == 1)
-                judge(row, info->*row.saved, now);
-        }
+        if (interface->chip != chip)
+            at = nullptr;
+        chip = interface->chip;
+        at = firstEntry(chip->drop_monitor_list, at, ifindex);
+        judgeEntries(row, at, now);
     }
 }
 
@@ -207,10 +234,10 @@ void sendNotices(const drops_t<Body, Port> &row, qosDropMonitorNotifyMsg_t *noti
         const uint32_t part = std::min(count - sent, NOTICE_RECORDS);
         unsigned char *head = reinterpret_cast<unsigned char *>(notice->records + sent) - sizeof *notice;
         reinterpret_cast<qosDropMonitorNotifyMsg_t *>(head)->count = part;
-        qosTrace(VELMAR_DCEDBG_LVL_INF, row.notify, __LINE__, row.sending, part);
+        qosTrace(row.notify, row.sending, part);
         const auto length = static_cast<uint32_t>(sizeof *notice + part * sizeof notice->records[0]);
         if (qaSendToMgr(QOS_DROP_MONITOR_NOTIFY_MSG, head, length) != QOS_MSG_DONE)
-            qosTrace(VELMAR_DCEDBG_LVL_ERR, row.notify, __LINE__, row.send_failed);
+            qosTrace(row.notify, row.send_failed);
         sent += part;
     }
 }
@@ -223,14 +250,14 @@ qosDropMonitorNotifyMsg_t *fillNotice(const drops_t<Body, Port> &row, const Body
     const size_t size = sizeof(qosDropMonitorNotifyMsg_t) + count * sizeof(qosDropMonitorNotifyRec_t);
     auto *notice = static_cast<qosDropMonitorNotifyMsg_t *>(calloc(1, size));
     if (!notice) {
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.notify, __LINE__, row.no_memory);
+        qosTrace(row.notify, row.no_memory);
         return nullptr;
     }
     *filled = 0;
     for (uint32_t i = 0; i < n; ++i) {
         const Port &port = body->records[i];
         if (port.*row.mark != 0 && *filled < count) {
-            qosTrace(VELMAR_DCEDBG_LVL_INF, row.notify, __LINE__, row.seen_at, port.ifindex);
+            qosTrace(row.notify, row.seen_at, port.ifindex);
             qosDropMonitorNotifyRec_t &record = notice->records[(*filled)++];
             record.ifindex = port.ifindex;
             record.*row.seen = 1;
@@ -246,33 +273,33 @@ uint32_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
     const uint32_t rc = row.read(body);
     if (rc != QOS_MSG_DONE) {
         if (row.read_failed)
-            qosTrace(VELMAR_DCEDBG_LVL_INF, row.get, __LINE__, *row.read_failed);
+            qosTrace(row.get, *row.read_failed);
         return rc;
     }
     identify(row, body, n);
     const auto count = static_cast<uint32_t>(
         std::count_if(body->records, body->records + n, [&](const Port &port) { return port.*row.mark != 0; }));
     if (count == 0) {
-        qosTrace(VELMAR_DCEDBG_LVL_DBG, row.get, __LINE__, row.none_seen);
+        qosTrace(row.get, row.none_seen);
         return QOS_MSG_DONE;
     }
-    qosTrace(VELMAR_DCEDBG_LVL_INF, row.get, __LINE__, row.count_seen, count);
+    qosTrace(row.get, row.count_seen, count);
     row.tell(body, n, count);
     return QOS_MSG_DONE;
 }
 
 // The interface of the first record with its chip, or null with the status in the body.
 template <typename Body>
-const qosIf_t *firstPort(const char *function, Body *body)
+const qosIf_t *firstPort(qosWhere_t where, Body *body)
 {
     const uint32_t ifindex = body->records[0].ifindex;
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (interface && interface->chip)
         return interface;
     if (!interface)
-        QOS_ERR_AT(function, "Unable to find interface for ifindex %x in db", ifindex);
+        QOS_ERR_AT(where, "Unable to find interface for ifindex %x in db", ifindex);
     else
-        QOS_ERR_AT(function, "Failed to find chip for interface 0x%x", ifindex);
+        QOS_ERR_AT(where, "Failed to find chip for interface 0x%x", ifindex);
     body->status = QOS_MSG_UNSERVED;
     return nullptr;
 }

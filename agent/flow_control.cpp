@@ -18,35 +18,33 @@ void setFlag(uint32_t &flags, uint32_t flag, bool on)
 
 // The two steps ahead of the setting itself: thresholds, then the wire-to-queue map.
 struct ahead_t {
-    const char *function;
     qosText_t<const char *> thresholds;
     qosText_t<const char *> map;
 };
 
-void programAhead(const ahead_t &texts, const qosIf_t *interface, const char *name, qosCcbMsg_t *body)
+void programAhead(qosWhere_t where, const ahead_t &texts, const qosIf_t *interface, const char *name, qosCcbMsg_t *body)
 {
     if (const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PRI_TAILDROP_MSG)) {
-        qosTrace(VELMAR_DCEDBG_LVL_INF, texts.function, __LINE__, texts.thresholds, name);
+        qosTrace(where, texts.thresholds, name);
         const uint32_t rc = entry(body);
         if (rc != QOS_MSG_DONE)
-            QOS_ERR_AT(texts.function, "Failed to set pri tail drop threshold for port %s, rc: %d", name, rc);
+            QOS_ERR_AT(where, "Failed to set pri tail drop threshold for port %s, rc: %d", name, rc);
         else
-            QOS_ERR_AT(texts.function, "successfully set tail drop thresholds for port %s", name);
+            QOS_ERR_AT(where, "successfully set tail drop thresholds for port %s", name);
     }
     if (const qaIoctl_t entry = qaIoctl(interface->chip, QOS_W2QPRI_MSG)) {
-        qosTrace(VELMAR_DCEDBG_LVL_INF, texts.function, __LINE__, texts.map, name);
+        qosTrace(where, texts.map, name);
         const uint32_t rc = entry(body);
         if (rc != QOS_MSG_DONE)
-            QOS_ERR_AT(texts.function, "Failed to set w2qpri map for port %s, rc: %d", name, rc);
+            QOS_ERR_AT(where, "Failed to set w2qpri map for port %s, rc: %d", name, rc);
         else
-            QOS_INF_AT(texts.function, "successfully set w2qpri map for port %s", name);
+            QOS_INF_AT(where, "successfully set w2qpri map for port %s", name);
     }
 }
 
-constexpr ahead_t AHEAD_OF_PAUSE = {"qaProcessPause",
-                                    QOS_INF_TEXT("set tail drop thresholds after pause config for port %s"),
+constexpr ahead_t AHEAD_OF_PAUSE = {QOS_INF_TEXT("set tail drop thresholds after pause config for port %s"),
                                     QOS_INF_TEXT("set w2qpri map after pause config for port %s")};
-constexpr ahead_t AHEAD_OF_PFC = {"qaProcessPfc", QOS_INF_TEXT("set tail drop thresholds after pfc config for port %s"),
+constexpr ahead_t AHEAD_OF_PFC = {QOS_INF_TEXT("set tail drop thresholds after pfc config for port %s"),
                                   QOS_INF_TEXT("set w2qpri map after pfc config for port %s")};
 
 // Stores the sixteen switches and gives whether any is on.
@@ -75,7 +73,7 @@ uint32_t qaProcessPause(qosCcbMsg_t *body)
     ccb.pause.rx = body->pause_rx;
     ccb.pause.tx = body->pause_tx;
     setFlag(ccb.ccbFlags, QOS_CCB_PAUSE, ccb.pause.rx || ccb.pause.tx);
-    programAhead(AHEAD_OF_PAUSE, interface, name.text, body);
+    programAhead(__func__, AHEAD_OF_PAUSE, interface, name.text, body);
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PAUSE_MSG);
     if (!entry) {
         QOS_ERR("NULL PAUSE IOCTL handler for chip %d", interface->chip->chip_id);
@@ -100,7 +98,7 @@ uint32_t qaProcessPfc(qosCcbMsg_t *body)
     const auto on = [body](unsigned priority) { return body->pfc_rx[priority] != 0 ? 1 : 0; };
     QOS_DBG("pfc map: (%d %d %d %d %d %d %d %d)", on(0), on(1), on(2), on(3), on(4), on(5), on(6), on(7));
     setFlag(interface->ccb.ccbFlags, QOS_CCB_PFC, storePfc(interface->ccb, body));
-    programAhead(AHEAD_OF_PFC, interface, name.text, body);
+    programAhead(__func__, AHEAD_OF_PFC, interface, name.text, body);
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PFC_MSG);
     if (!entry) {
         QOS_ERR("NULL PFC IOCTL handler for chip %d", interface->chip->chip_id);

@@ -77,7 +77,7 @@ uint32_t handleMap(const row_t &row, qosL2PriMsg_t *body)
     interface->l2_pri.def_tc = body->def_tc;
     const qaIoctl_t entry = qaIoctl(interface->chip, QOS_DEFCOS_MSG);
     if (!entry) {
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, DEF_COS.null_entry, interface->chip->chip_id);
+        qosTrace(row.function, DEF_COS.null_entry, interface->chip->chip_id);
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t joined = outcome.rc | entry(body);
@@ -108,6 +108,7 @@ uint32_t followPause(const qosIf_t *interface, const qosL2PriMsg_t *body, uint32
 
 void qaRegisterL2PriModule()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_L2PRI, "QOS L2PRI").chip_up = qaL2PriChipUp;
     QOS_INF("Registered L2Pri module with QOS Agent");
 }
@@ -124,21 +125,25 @@ int qaL2PriChipUp(qosChip_t *chip)
 
 uint32_t qaProcessIfCosTrust(qosL2PriMsg_t *body)
 {
+    QOS_FRAME();
     return qaPriHandle(COS_TRUST, body).rc;
 }
 
 uint32_t qaProcessIfDefCos(qosL2PriMsg_t *body)
 {
+    QOS_FRAME();
     const qaPriOutcome_t outcome = qaPriHandle(DEF_COS, body);
     return outcome.interface ? followPause(outcome.interface, body, outcome.rc) : outcome.rc;
 }
 
 uint32_t qaProcessIfCosMap(qosL2PriMsg_t *body)
 {
+    QOS_FRAME();
     return handleMap(COS_MAP, body);
 }
 
 uint32_t qaProcessIfCosTcMap(qosL2PriMsg_t *body)
 {
+    QOS_FRAME();
     return handleMap(COS_TC_MAP, body);
 }

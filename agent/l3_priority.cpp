@@ -69,6 +69,7 @@ constexpr row_t DSCP_TC_MAP = {"qaProcessIfDscpTcMap",
 
 void qaRegisterL3PriModule()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_L3PRI, "QOS L3PRI").chip_up = qaL3PriChipUp;
     QOS_INF("Registered L3Pri module with QOS Agent");
 }
@@ -85,20 +86,24 @@ int qaL3PriChipUp(qosChip_t *chip)
 
 uint32_t qaProcessIfDscpTrust(qosL3PriMsg_t *body)
 {
+    QOS_FRAME();
     return qaPriHandle(DSCP_TRUST, body).rc;
 }
 
 uint32_t qaProcessIfDscpMap(qosL3PriMsg_t *body)
 {
+    QOS_FRAME();
     return qaPriHandle(DSCP_MAP, body).rc;
 }
 
 uint32_t qaProcessIfDscpCosMap(qosL3PriMsg_t *body)
 {
+    QOS_FRAME();
     return qaPriHandle(DSCP_COS_MAP, body).rc;
 }
 
 uint32_t qaProcessIfDscpTcMap(qosL3PriMsg_t *body)
 {
+    QOS_FRAME();
     return qaPriHandle(DSCP_TC_MAP, body).rc;
 }

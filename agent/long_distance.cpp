@@ -19,12 +19,12 @@ constexpr uint32_t LARKIN_PORTS = 10;
 constexpr uint32_t NO_RESERVE_METRES = 10000; // from here on nothing is set aside for a regular ISL
 
 // The group's state, or null for a group that has none.
-qosChipLdInfo_t *groupState(const char *function, qosChip_t *chip, const qosIf_t *interface)
+qosChipLdInfo_t *groupState(qosWhere_t where, qosChip_t *chip, const qosIf_t *interface)
 {
     const uint16_t group = interface->ccb.ldIfCfg.buf_pool_group;
     if (group < QOS_NUM_BUF_POOLS)
         return &chip->ldChipCfg[group];
-    QOS_ERR_AT(function, "Buffer pool group %d of if:%s has no long-distance state", group, interface->ifName);
+    QOS_ERR_AT(where, "Buffer pool group %d of if:%s has no long-distance state", group, interface->ifName);
     return nullptr;
 }
 
@@ -66,12 +66,12 @@ void forEachInGroup(const qosChip_t *chip, const qosIf_t *interface, Call &&call
 }
 
 // Runs steps for one port, with its own traffic class map.
-void programPort(const char *function, const qosIf_t *port, std::initializer_list<const qaPortStep_t *> steps)
+void programPort(qosWhere_t where, const qosIf_t *port, std::initializer_list<const qaPortStep_t *> steps)
 {
     qosCcbMsg_t body = qaPortBody(port);
     memcpy(body.tc_map, port->l2_pri.tc_map, sizeof body.tc_map);
     for (const qaPortStep_t *step : steps)
-        qaRunPortStep(function, *step, port, &body);
+        qaRunPortStep(where, *step, port, &body);
 }
 
 // What every command begins with: the port on its chip with its group's state. All null if there is none.
@@ -81,36 +81,36 @@ struct target_t {
     qosChipLdInfo_t *state;
 };
 
-target_t findTarget(const char *function, const qosLdConfigMsg_t *body, const qosText_t<> &received)
+target_t findTarget(qosWhere_t where, const qosLdConfigMsg_t *body, const qosText_t<> &received)
 {
-    qosTrace(VELMAR_DCEDBG_LVL_DBG, function, __LINE__, received);
+    qosTrace(where, received);
     if (!body) {
-        QOS_ERR_AT(function, "Invalid Message");
+        QOS_ERR_AT(where, "Invalid Message");
         return {};
     }
     qosIf_t *interface = qosLookupIfEntry(body->ifindex);
     if (!interface || !interface->chip) {
-        QOS_ERR_AT(function, "Invalid ifindex:0x%x", static_cast<uint32_t>(body->ifindex));
+        QOS_ERR_AT(where, "Invalid ifindex:0x%x", static_cast<uint32_t>(body->ifindex));
         return {};
     }
-    qosChipLdInfo_t *state = groupState(function, interface->chip, interface);
+    qosChipLdInfo_t *state = groupState(where, interface->chip, interface);
     return state ? target_t{interface, interface->chip, state} : target_t{};
 }
 
 using regIslAction_t = void (*)(qosChip_t *chip, qosIf_t *interface);
 
 // Both regular ISL commands; they differ in what they do when the group has a long-distance link.
-uint32_t processRegIsl(const char *function, const qosLdConfigMsg_t *body, regIslAction_t action)
+uint32_t processRegIsl(qosWhere_t where, const qosLdConfigMsg_t *body, regIslAction_t action)
 {
     static constexpr qosText_t<> received = QOS_DBG_TEXT("Received Regular ISL Config");
-    const target_t target = findTarget(function, body, received);
+    const target_t target = findTarget(where, body, received);
     if (!target.interface)
         return QOS_MSG_REFUSED;
-    QOS_DBG_AT(function, "Regular ISL Configuration for if:%s", target.interface->ifName);
+    QOS_DBG_AT(where, "Regular ISL Configuration for if:%s", target.interface->ifName);
     if (target.state->num_ld_isl != 0)
         action(target.chip, target.interface);
     else
-        QOS_ERR_AT(function, "No LD ISL present on the same chip, nothing needed");
+        QOS_ERR_AT(where, "No LD ISL present on the same chip, nothing needed");
     return QOS_MSG_DONE;
 }
 
@@ -118,6 +118,7 @@ uint32_t processRegIsl(const char *function, const qosLdConfigMsg_t *body, regIs
 
 uint32_t qaProcessLdCfg(qosLdConfigMsg_t *body)
 {
+    QOS_FRAME();
     switch (body->cmd) {
     case QA_LD_CONFIG:
         return qaLdProcessLdConfigUpdate(body);

@@ -12,7 +12,7 @@
 namespace {
 
 struct row_t {
-    const char *function;
+    qosWhere_t where;
     uint8_t code;
     qosText_t<uint32_t, uint32_t> null_entry;
     qosText_t<uint32_t, uint32_t> failed;
@@ -56,7 +56,7 @@ uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCc
     body->chip_ifindex = chip->chip_ifindex;
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.failed, chip->chip_ifindex, rc);
+        qosTrace(row.where, row.failed, chip->chip_ifindex, rc);
     else
         row.traceDone(body, chip->chip_ifindex);
     return rc;
@@ -64,7 +64,7 @@ uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCc
 
 uint32_t refuse(const row_t &row, const qosChip_t *chip, qosCcbMsg_t *body)
 {
-    qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.null_entry, chip->chip_ifindex, chip->chip_type);
+    qosTrace(row.where, row.null_entry, chip->chip_ifindex, chip->chip_type);
     return qosAnswer(body, QOS_MSG_REFUSED);
 }
 
@@ -73,7 +73,7 @@ uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(ifindex));
     if (!chip) {
-        QOS_ERR_AT(row.function, "Unable to locate chip in db with ifidx: %x", ifindex);
+        QOS_ERR_AT(row.where, "Unable to locate chip in db with ifidx: %x", ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const qaIoctl_t entry = qaIoctl(chip, row.code);
@@ -96,7 +96,7 @@ uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
 // The receipt has the same words in both twins.
 uint32_t handle(const row_t &row, qosCcbMsg_t *body)
 {
-    QOS_DBG_AT(row.function, "Received mcastRateLimit update");
+    QOS_DBG_AT(row.where, "Received mcastRateLimit update");
     return body->ifindex == QOS_ALL_CHIPS_IFINDEX ? allChips(row, body) : oneChip(row, body);
 }
 

@@ -21,11 +21,11 @@ inline void qaMonitorTimer(thread *&timer, uint32_t start, thread_func_t routine
 
 // Describes a record to the store. A failure is traced under the hook's name and stops nothing.
 template <typename Record>
-void qaRegisterRecord(const char *function)
+void qaRegisterRecord(qosWhere_t where)
 {
     const int rc = qosAddStruct<Record>(qos_velmar_state.ha);
     if (rc != 0)
-        QOS_ERR_AT(function, "Failed to register %s, rc: %d", qosMembersOf<Record>::name, rc);
+        QOS_ERR_AT(where, "Failed to register %s, rc: %d", qosMembersOf<Record>::name, rc);
 }
 
 #endif

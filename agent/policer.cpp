@@ -44,22 +44,22 @@ tnx_list_t *directionList(const qosChip_t *chip, int32_t dir)
 }
 
 template <typename Body>
-uint32_t groupOf(const char *function, Body *body, uint16_t *group)
+uint32_t groupOf(qosWhere_t where, Body *body, uint16_t *group)
 {
     const uint32_t ifindex = body->ifindex;
     const uint32_t rc = ifindex == QOS_ALL_CHIPS_IFINDEX ? uint32_t{QOS_MSG_DONE} : qaPolGetGroupIndex(ifindex, group);
     if (rc == QOS_MSG_DONE)
         return rc;
-    QOS_ERR_AT(function, "Failed to get pol grp idx for ifindex :0x%x", ifindex);
+    QOS_ERR_AT(where, "Failed to get pol grp idx for ifindex :0x%x", ifindex);
     return qosAnswer(body, rc);
 }
 
 // Calls the entry for the interface's group, or for all groups of the chip in turn. Only the last result is kept.
 template <typename Body>
-uint32_t callGroups(const char *function, const qosChip_t *chip, qaIoctl_t entry, Body *body)
+uint32_t callGroups(qosWhere_t where, const qosChip_t *chip, qaIoctl_t entry, Body *body)
 {
     uint16_t group = 0;
-    uint32_t rc = groupOf(function, body, &group);
+    uint32_t rc = groupOf(where, body, &group);
     if (rc != QOS_MSG_DONE)
         return rc;
     const bool whole = body->ifindex == QOS_ALL_CHIPS_IFINDEX;
@@ -72,28 +72,28 @@ uint32_t callGroups(const char *function, const qosChip_t *chip, qaIoctl_t entry
 }
 
 template <typename Body>
-qaIoctl_t entryOf(const char *function, const qosChip_t *chip, uint8_t code, Body *body)
+qaIoctl_t entryOf(qosWhere_t where, const qosChip_t *chip, uint8_t code, Body *body)
 {
     const qaIoctl_t entry = qaIoctl(chip, code);
     if (!entry) {
-        QOS_ERR_AT(function, "NULL Default CoS IOCTL handler for chip %d", chip->chip_id);
+        QOS_ERR_AT(where, "NULL Default CoS IOCTL handler for chip %d", chip->chip_id);
         body->status = QOS_MSG_REFUSED;
     }
     return entry;
 }
 
 template <typename Body>
-uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, Body *body)
+uint32_t program(qosWhere_t where, const qosChip_t *chip, uint8_t code, Body *body)
 {
-    const qaIoctl_t entry = entryOf(function, chip, code, body);
+    const qaIoctl_t entry = entryOf(where, chip, code, body);
     if (!entry)
         return QOS_MSG_REFUSED;
     const qosName_t name = qosNameOf(body->ifName);
-    const uint32_t rc = callGroups(function, chip, entry, body);
+    const uint32_t rc = callGroups(where, chip, entry, body);
     if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(function, "Failed to process policer config for interface %s, error = %d", name.text, rc);
+        QOS_ERR_AT(where, "Failed to process policer config for interface %s, error = %d", name.text, rc);
     else
-        QOS_INF_AT(function, "Processed policer config request %s", name.text);
+        QOS_INF_AT(where, "Processed policer config request %s", name.text);
     body->status = static_cast<int32_t>(rc); // a chip without groups has called no entry to write it
     return rc;
 }
@@ -199,6 +199,7 @@ bool takeGroup(qosIf_t *interface)
 
 void qaRegisterPolModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_POL, "QOS POL");
     record.init = qaPolInit;
     record.chip_up = qaPolChipUp;
@@ -211,6 +212,7 @@ void qaRegisterPolModule()
 
 int qaPolInit()
 {
+    QOS_FRAME();
     qaBumInit();
     QOS_INF("Pol module init");
     return QOS_OK;
@@ -226,7 +228,7 @@ int qaPolChipUp(qosChip_t *chip)
         tnx_list_t *list = list_create_ha_dbg(qos_velmar_state.ha, 0, qaPolCmpData, qaPolFreeData, "qaPolCmpData",
                                               "qaPolFreeData", row.name);
         if (!list) {
-            qosTrace(VELMAR_DCEDBG_LVL_ERR, __func__, __LINE__, row.failed);
+            qosTrace(__func__, row.failed);
             deleteLists(chip->polCfg);
             return QOS_NO_MEMORY;
         }

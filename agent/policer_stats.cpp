@@ -26,21 +26,21 @@ uint32_t end(Body *body, uint32_t status, uint32_t rc)
 }
 
 template <typename Body>
-bool noChips(const char *function, Body *body)
+bool noChips(qosWhere_t where, Body *body)
 {
     if (avl_get_tree_size(qosChipTable) != 0)
         return false;
-    QOS_ERR_AT(function, "qosChipTable is NULL");
+    QOS_ERR_AT(where, "qosChipTable is NULL");
     body->status = QOS_MSG_REFUSED;
     return true;
 }
 
 template <typename Body>
-const qosChip_t *namedChip(const char *function, Body *body, uint32_t ifindex)
+const qosChip_t *namedChip(qosWhere_t where, Body *body, uint32_t ifindex)
 {
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(ifindex));
     if (!chip) {
-        QOS_ERR_AT(function, " chip inst not found");
+        QOS_ERR_AT(where, " chip inst not found");
         body->status = QOS_MSG_REFUSED;
     }
     return chip;
@@ -116,7 +116,7 @@ uint32_t clearEverywhere(qosPolStatsClrMsg_t *body)
 // An entry names no group: it is the interface's, and 0 for all interfaces.
 void forgetViolations(const qosChip_t *chip, const qosPolStatsClrMsg_t *body)
 {
-    const qosPolStatsClrData_t *entries = body->stats_clr_data;
+    const qosPolStatsClrData_t *entries = qosPolStatsClrEntries(body);
     for (int32_t i = 0; i < body->num_policers; ++i) {
         const qosIf_t *interface = qosLookupIfEntry(entries[i].ifindex);
         if (!interface && entries[i].ifindex != QOS_ALL_CHIPS_IFINDEX)
@@ -148,7 +148,7 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
     body->ifindex = chip->chip_ifindex;
     body->dir = dir;
     body->num_policers = static_cast<int32_t>(list->count);
-    qosPolStatsClrData_t *entry = body->stats_clr_data;
+    auto *entry = const_cast<qosPolStatsClrData_t *>(qosPolStatsClrEntries(body));
     for (const tnx_listnode_t *node = list->head; node; node = node->next, ++entry) {
         auto *record = static_cast<qaPolPolicerInfo_t *>(node->data);
         entry->ifindex = record->ifindex;

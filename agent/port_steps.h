@@ -48,15 +48,15 @@ inline qosCcbMsg_t qaPortBody(const qosIf_t *interface)
 }
 
 // Runs one step for a port that has a chip; the lines carry the name of the function whose sequence it is.
-inline void qaRunPortStep(const char *function, const qaPortStep_t &step, const qosIf_t *interface, qosCcbMsg_t *body)
+inline void qaRunPortStep(qosWhere_t function, const qaPortStep_t &step, const qosIf_t *interface, qosCcbMsg_t *body)
 {
     const qaIoctl_t entry = qaIoctl(interface->chip, step.code);
     if (!entry)
         return;
-    qosTrace(VELMAR_DCEDBG_LVL_INF, function, __LINE__, step.before, interface->ifName);
+    qosTrace(function, step.before, interface->ifName);
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, step.failed, interface->ifName, rc);
+        qosTrace(function, step.failed, interface->ifName, rc);
 }
 
 #endif

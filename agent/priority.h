@@ -14,7 +14,7 @@
 
 template <typename Body>
 struct qaPriRow_t {
-    const char *function;
+    qosWhere_t function;
     uint8_t code; // also the column of the back-end table
     void (*store)(qosIf_t &interface, const Body &body);
     qosText_t<const char *> received;
@@ -31,12 +31,12 @@ struct qaPriOutcome_t {
 };
 
 template <typename Body>
-void qaPriTraceResult(const qaPriRow_t<Body> &row, const char *function, const char *name, uint32_t rc)
+void qaPriTraceResult(const qaPriRow_t<Body> &row, qosWhere_t function, const char *name, uint32_t rc)
 {
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, row.failed, name, rc);
+        qosTrace(function, row.failed, name, rc);
     else
-        qosTrace(VELMAR_DCEDBG_LVL_INF, function, __LINE__, row.done, name);
+        qosTrace(function, row.done, name);
 }
 
 // Find the interface and its chip, store the values, call the back end. A missing interface or chip stores nothing; a
@@ -45,10 +45,10 @@ template <typename Body>
 qaPriOutcome_t qaPriHandle(const qaPriRow_t<Body> &row, Body *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
-    qosTrace(VELMAR_DCEDBG_LVL_DBG, row.function, __LINE__, row.received, name.text);
+    qosTrace(row.function, row.received, name.text);
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.unknown, name.text);
+        qosTrace(row.function, row.unknown, name.text);
         return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
     }
     const qosChip_t *chip = interface->chip;
@@ -59,7 +59,7 @@ qaPriOutcome_t qaPriHandle(const qaPriRow_t<Body> &row, Body *body)
     row.store(*interface, *body);
     const qaIoctl_t entry = qaIoctl(chip, row.code);
     if (!entry) {
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, row.function, __LINE__, row.null_entry, chip->chip_id);
+        qosTrace(row.function, row.null_entry, chip->chip_id);
         return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
     }
     const uint32_t rc = entry(body);

@@ -18,18 +18,18 @@ qosMcSch_t Mcsch_global_cfg;
 namespace {
 
 // Calls the chip's entry, or answers that it has none. The lines carry the handler's name and the interface's.
-uint32_t program(const char *function, const qosChip_t *chip, uint8_t code, const char *name, qosSchMsg_t *body)
+uint32_t program(qosWhere_t where, const qosChip_t *chip, uint8_t code, const char *name, qosSchMsg_t *body)
 {
     const qaIoctl_t entry = qaIoctl(chip, code);
     if (!entry) {
-        QOS_ERR_AT(function, "NULL Sch Cfg handler for chip %d", chip->chip_id);
+        QOS_ERR_AT(where, "NULL Sch Cfg handler for chip %d", chip->chip_id);
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
     const uint32_t rc = entry(body);
     if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(function, "Failed to set Sch Cfg for if:%s error = %d\n", name, rc);
+        QOS_ERR_AT(where, "Failed to set Sch Cfg for if:%s error = %d\n", name, rc);
     else
-        QOS_INF_AT(function, "Set Sch Cfg Successful for if:%s\n", name);
+        QOS_INF_AT(where, "Set Sch Cfg Successful for if:%s\n", name);
     return rc;
 }
 

@@ -23,7 +23,7 @@ struct step_t {
 };
 
 struct row_t {
-    const char *function;
+    qosWhere_t function;
     qosText_t<const char *> received;
     step_t step;
     done_t done = done_t::Handlers;
@@ -152,14 +152,14 @@ constexpr int32_t MAX_PORT_THRESHOLD = 0x800000; // bytes
 
 // The interface with its chip, announced in the trace; null with 25 in the status.
 template <typename Body>
-const qosIf_t *findPort(const char *function, const qosText_t<const char *> &received, Body *body)
+const qosIf_t *findPort(qosWhere_t function, const qosText_t<const char *> &received, Body *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (!interface) {
         QOS_ERR_AT(function, "Unable to find interface for ifindex %x in db", ifindex);
     } else {
-        qosTrace(VELMAR_DCEDBG_LVL_INF, function, __LINE__, received, interface->ifName);
+        qosTrace(function, received, interface->ifName);
         if (interface->chip)
             return interface;
         QOS_ERR_AT(function, "Failed to find chip for interface %s", interface->ifName);
@@ -170,23 +170,24 @@ const qosIf_t *findPort(const char *function, const qosText_t<const char *> &rec
 
 // Calls an entry with the body; a failure is traced and stands in the status.
 template <typename Body>
-uint32_t runStep(const char *function, const step_t &step, const qosIf_t *interface, Body *body)
+uint32_t runStep(qosWhere_t function, const step_t &step, const qosIf_t *interface, Body *body)
 {
     const qaIoctl_t entry = qaIoctl(interface->chip, step.code);
     if (!entry) {
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, step.null_entry, interface->chip->chip_ifindex);
+        qosTrace(function, step.null_entry, interface->chip->chip_ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     const uint32_t rc = entry(body);
     if (rc == QOS_MSG_DONE)
         return rc;
-    qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, step.failed, interface->ifName, rc);
+    qosTrace(function, step.failed, interface->ifName, rc);
     return qosAnswer(body, rc);
 }
 
 template <typename Body>
 uint32_t plain(const row_t &row, Body *body)
 {
+    const qosFrame_t frame(row.function);
     const qosIf_t *interface = findPort(row.function, row.received, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
@@ -312,6 +313,7 @@ void qaRcvQueSetThresholds(const qosIf_t *interface, qosRcvQueueStatsMsg_t *body
 
 uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 {
+    QOS_FRAME();
     const qosIf_t *interface = findPort(__func__, RECEIVED_RCV_QUEUE, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
@@ -326,6 +328,7 @@ uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 
 uint32_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 {
+    QOS_FRAME();
     const qosIf_t *interface = findPort(__func__, RECEIVED_RCV_QUEUE, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
@@ -339,6 +342,7 @@ uint32_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 
 uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
 {
+    QOS_FRAME();
     const int32_t number = body->tsl_id;
     const qosChip_t *chip = qosLookupChip(number);
     if (!chip) {
@@ -362,6 +366,7 @@ uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
 
 uint32_t qaProcessGetAsicIntStats(qosAsicIntStatsMsg_t *body)
 {
+    QOS_FRAME();
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
         QOS_ERR("chip is not found");

@@ -12,7 +12,7 @@ namespace {
 enum class family_t : uint8_t { Dce, Cos };
 
 struct transport_t {
-    const char *function;
+    qosWhere_t where;
     qosNLSock_t *socket;
     uint16_t frame_type;
     family_t family;
@@ -39,15 +39,15 @@ int sendRequest(const transport_t &via, uint32_t target, uint32_t length, uint32
     header->reserved_12 = 0;
     header->request_length = length;
     header->response_length = response_length;
-    QOS_DBG_AT(via.function, "Sending IOCTL for chip index 0x%08x\n", target);
+    QOS_DBG_AT(via.where, "Sending IOCTL for chip index 0x%08x\n", target);
     const uint32_t payload = length + static_cast<uint32_t>(sizeof *header);
     const bool fits = length <= NL_MSG_BUF_SIZE - NL_RECORD_OFFSET;
     const int rc = fits ? qosNLSendMsg(via.socket, qosNLMsgBuf, payload, seq, via.frame_type) : QOS_NL_SEND_FAILED;
     if (rc != QOS_OK) {
         if (via.family == family_t::Dce)
-            QOS_ERR_AT(via.function, "sendmsg failed for qosDceIoctl cmd %d", command);
+            QOS_ERR_AT(via.where, "sendmsg failed for qosDceIoctl cmd %d", command);
         else
-            QOS_ERR_AT(via.function, "sendmsg failed for qosCosIoctl cmd %d", command);
+            QOS_ERR_AT(via.where, "sendmsg failed for qosCosIoctl cmd %d", command);
     }
     return rc;
 }
@@ -68,13 +68,13 @@ uint32_t checkResponse(const transport_t &via, const unsigned char *record, uint
 {
     const uint32_t answered = readWord(record);
     if (answered != command) {
-        QOS_ERR_AT(via.function, "IOCTL response cmd (%d) does not match req cmd (%d)", answered, command);
+        QOS_ERR_AT(via.where, "IOCTL response cmd (%d) does not match req cmd (%d)", answered, command);
         return QOS_NL_REFUSED;
     }
     const uint32_t status = via.family == family_t::Dce ? record[offsetof(dceHdr_t, status)]
                                                         : readWord(record + offsetof(cosHdr_t, status));
     if (status != 0) {
-        QOS_ERR_AT(via.function, "ASIC Driver failed to process QOS IOCTL %d, error = %d", command, status);
+        QOS_ERR_AT(via.where, "ASIC Driver failed to process QOS IOCTL %d, error = %d", command, status);
         return QOS_NL_REFUSED;
     }
     return QOS_OK;
@@ -96,16 +96,16 @@ uint32_t request(const transport_t &via, uint32_t target, uint32_t length, const
     uint16_t type = 0;
     rc = qosNLRecvMsgBlock(via.socket, &payload, &payload_length, &answered_seq, &type);
     if (rc != QOS_OK) {
-        QOS_ERR_AT(via.function, "recvmsg failed for qosIoctl");
+        QOS_ERR_AT(via.where, "recvmsg failed for qosIoctl");
         return static_cast<uint32_t>(rc);
     }
     if (type != via.frame_type)
-        QOS_ERR_AT(via.function, "Unexpected netlink msg type for IOCTL response (%d)", type);
+        QOS_ERR_AT(via.where, "Unexpected netlink msg type for IOCTL response (%d)", type);
     if (via.family == family_t::Dce && answered_seq != seq)
-        QOS_ERR_AT(via.function, "IOCTL response seqno %d does not match request seqno %d", answered_seq, seq);
+        QOS_ERR_AT(via.where, "IOCTL response seqno %d does not match request seqno %d", answered_seq, seq);
     if (!payload) {
         *response_length = 0;
-        QOS_ERR_AT(via.function, "Failed to get IOCTL resopnse for cmd %d", command);
+        QOS_ERR_AT(via.where, "Failed to get IOCTL resopnse for cmd %d", command);
         return QOS_NL_REFUSED;
     }
     *response_length = completeResponse(payload, payload_length, expected);

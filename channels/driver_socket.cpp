@@ -125,11 +125,11 @@ void traceErrorFrame(const qosNLSock_t *sock, const unsigned char *buffer)
 
 int qosNLRecvMsgThread_read(thread *event);
 
-int armRead(qosNLSock_t *sock, const char *function)
+int armRead(qosNLSock_t *sock, qosWhere_t where)
 {
     sock->read_thread = thread_add_read_high(qos_velmar_state.lib, qosNLRecvMsgThread_read, sock, sock->fd);
     if (!sock->read_thread) {
-        QOS_ERR_AT(function, "Unable to add to read thread, socket: %s", sock->name);
+        QOS_ERR_AT(where, "Unable to add to read thread, socket: %s", sock->name);
         return QOS_NL_NOT_ARMED;
     }
     return QOS_OK;

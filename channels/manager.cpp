@@ -125,6 +125,7 @@ const cli_element_t qos_show_miStats_cmd = {"show dorvmd mi statistics", cliShow
 
 void qosRegisterMiModule(qosMiReceiver_t receiver)
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_MI, "QOS MI").init = qosMiInit;
     qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_CLIENT_INIT, qosMiStart, 0);
     qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_WARM_RECON, qosMiRecon, 0);

@@ -23,11 +23,13 @@ const cli_element_t qos_msgq_show_cmd = {"show qos msgq", cliShow<qos_msgq_show>
 
 void qosRegisterMsgQModule()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_MSGQ, "QOS MSGQ").init = qosMsgQInit;
 }
 
 int qosMsgQInit()
 {
+    QOS_FRAME();
     qosMsgQStart();
     return QOS_OK;
 }

@@ -1,5 +1,5 @@
-// Trace texts that stand in tables: a text together with the types of its arguments, checked against its conversions
-// when the table is compiled, as the macros' own formats are.
+// Trace texts that stand in tables: a text together with its level and the types of its arguments, checked against its
+// conversions when the table is compiled, as the macros' own formats are.
 #ifndef CORE_TEXT_H
 #define CORE_TEXT_H
 
@@ -12,7 +12,7 @@ namespace qosTextDetail {
 
 // Whether `letter` prints an argument of type T.
 template <typename T>
-consteval bool prints(char letter)
+constexpr bool prints(char letter)
 {
     if constexpr (std::is_same_v<T, const char *>)
         return letter == 's';
@@ -21,7 +21,7 @@ consteval bool prints(char letter)
 }
 
 // The conversion letter at or behind `at`, which is moved past it; 0 at the end of the text.
-consteval char nextConversion(const char *text, size_t &at)
+constexpr char nextConversion(const char *text, size_t &at)
 {
     for (; text[at]; ++at) {
         if (text[at] != '%')
@@ -38,37 +38,55 @@ void conversionsDoNotMatchTheArguments(); // never defined: reaching it is the c
 
 } // namespace qosTextDetail
 
+// A text as it is written down, before the types of its arguments are known.
+struct qosLiteral_t {
+    int level;
+    const char *text;
+};
+
+#define QOS_ERR_TEXT(text)                                                                                             \
+    qosLiteral_t                                                                                                       \
+    {                                                                                                                  \
+        VELMAR_DCEDBG_LVL_ERR, "ERR(%s:%d): " text                                                                     \
+    }
+#define QOS_INF_TEXT(text)                                                                                             \
+    qosLiteral_t                                                                                                       \
+    {                                                                                                                  \
+        VELMAR_DCEDBG_LVL_INF, "INF(%s:%d): " text                                                                     \
+    }
+#define QOS_DBG_TEXT(text)                                                                                             \
+    qosLiteral_t                                                                                                       \
+    {                                                                                                                  \
+        VELMAR_DCEDBG_LVL_DBG, "DBG(%s:%d): " text                                                                     \
+    }
+
 // A line of the form PREFIX(function:line): text, with arguments of the types Args.
 template <typename... Args>
 struct qosText_t {
+    int level;
     const char *text;
 
-    template <size_t N>
-    consteval qosText_t(const char (&literal)[N]) : text(literal)
+    consteval qosText_t(const qosLiteral_t &literal) : level(literal.level), text(literal.text)
     {
         size_t at = 0;
         const bool head =
-            qosTextDetail::nextConversion(literal, at) == 's' && qosTextDetail::nextConversion(literal, at) == 'd';
-        const bool body = (qosTextDetail::prints<Args>(qosTextDetail::nextConversion(literal, at)) && ...);
-        if (!head || !body || qosTextDetail::nextConversion(literal, at) != '\0')
+            qosTextDetail::nextConversion(text, at) == 's' && qosTextDetail::nextConversion(text, at) == 'd';
+        const bool body = (qosTextDetail::prints<Args>(qosTextDetail::nextConversion(text, at)) && ...);
+        if (!head || !body || qosTextDetail::nextConversion(text, at) != '\0')
             qosTextDetail::conversionsDoNotMatchTheArguments();
     }
 };
 
-#define QOS_ERR_TEXT(text) "ERR(%s:%d): " text
-#define QOS_INF_TEXT(text) "INF(%s:%d): " text
-#define QOS_DBG_TEXT(text) "DBG(%s:%d): " text
-
-// Writes a line whose text stands in a table. The level is the caller's and agrees with the text's prefix.
+// Writes a line whose text stands in a table.
 template <typename... Args>
-void qosTrace(int level, const char *function, int line, const qosText_t<Args...> &text,
-              std::type_identity_t<Args>... args)
+void qosTrace(qosWhere_t where, const qosText_t<Args...> &text, std::type_identity_t<Args>... args)
 {
-    if (!qosTraceOn(level))
+    if (!qosTraceOn(text.level))
         return;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    dce_trace_vprintf(trace_state.id & 0xffff, level, VELMAR_DCEDBG_AREA_QOS, text.text, function, line, args...);
+    dce_trace_vprintf(trace_state.id & 0xffff, text.level, VELMAR_DCEDBG_AREA_QOS, text.text, where.function,
+                      where.line, args...);
 #pragma GCC diagnostic pop
 }
 

@@ -68,47 +68,57 @@ inline bool qosTraceOn(int level)
     return level <= dce_dbginfo.level && (dce_dbginfo.areas & (0x80000000U >> VELMAR_DCEDBG_AREA_QOS)) != 0;
 }
 
-#define QOS_TRACE_AT(function, level, prefix, text, ...)                                                               \
-    do {                                                                                                               \
-        if (qosTraceOn(level))                                                                                         \
-            dce_trace_vprintf(trace_state.id & 0xffff, level, VELMAR_DCEDBG_AREA_QOS, prefix "(%s:%d): " text,         \
-                              function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                          \
-    } while (0)
-
-// One line at a level, with the name of the function that it stands in.
-#define QOS_ERR(text, ...) QOS_TRACE_AT(__func__, VELMAR_DCEDBG_LVL_ERR, "ERR", text __VA_OPT__(, ) __VA_ARGS__)
-#define QOS_INF(text, ...) QOS_TRACE_AT(__func__, VELMAR_DCEDBG_LVL_INF, "INF", text __VA_OPT__(, ) __VA_ARGS__)
-#define QOS_DBG(text, ...) QOS_TRACE_AT(__func__, VELMAR_DCEDBG_LVL_DBG, "DBG", text __VA_OPT__(, ) __VA_ARGS__)
-#define QOS_VRB(text, ...) QOS_TRACE_AT(__func__, VELMAR_DCEDBG_LVL_VERBOSE, "VRB", text __VA_OPT__(, ) __VA_ARGS__)
-
-// The same with the name of the function that a shared helper works for.
-#define QOS_ERR_AT(function, text, ...)                                                                                \
-    QOS_TRACE_AT(function, VELMAR_DCEDBG_LVL_ERR, "ERR", text __VA_OPT__(, ) __VA_ARGS__)
-#define QOS_INF_AT(function, text, ...)                                                                                \
-    QOS_TRACE_AT(function, VELMAR_DCEDBG_LVL_INF, "INF", text __VA_OPT__(, ) __VA_ARGS__)
-#define QOS_DBG_AT(function, text, ...)                                                                                \
-    QOS_TRACE_AT(function, VELMAR_DCEDBG_LVL_DBG, "DBG", text __VA_OPT__(, ) __VA_ARGS__)
-
-// Writes the entry line now and the exit line when the function is left, whatever its way out.
-struct qosFrame_t {
+// What a line names: a function, and the source line that stands for it. A name alone takes the line on which it is
+// given, so that a helper which takes one from its caller names the call, and a row of data itself.
+struct qosWhere_t {
     const char *function;
     int line;
 
-    qosFrame_t(const char *name, int at) : function(name), line(at)
+    constexpr qosWhere_t(const char *name = __builtin_FUNCTION(), int at = __builtin_LINE()) : function(name), line(at)
+    {
+    }
+};
+
+#define QOS_TRACE_AT(where, level, prefix, text, ...)                                                                  \
+    do {                                                                                                               \
+        if (qosTraceOn(level)) {                                                                                       \
+            const qosWhere_t qosWhere = where;                                                                         \
+            dce_trace_vprintf(trace_state.id & 0xffff, level, VELMAR_DCEDBG_AREA_QOS, prefix "(%s:%d): " text,         \
+                              qosWhere.function, qosWhere.line __VA_OPT__(, ) __VA_ARGS__);                            \
+        }                                                                                                              \
+    } while (0)
+
+// One line at a level for the function named: from a helper of a single function its name, from a shared one what its
+// caller gave.
+#define QOS_ERR_AT(where, text, ...) QOS_TRACE_AT(where, VELMAR_DCEDBG_LVL_ERR, "ERR", text __VA_OPT__(, ) __VA_ARGS__)
+#define QOS_INF_AT(where, text, ...) QOS_TRACE_AT(where, VELMAR_DCEDBG_LVL_INF, "INF", text __VA_OPT__(, ) __VA_ARGS__)
+#define QOS_DBG_AT(where, text, ...) QOS_TRACE_AT(where, VELMAR_DCEDBG_LVL_DBG, "DBG", text __VA_OPT__(, ) __VA_ARGS__)
+
+// The same for the function that it stands in.
+#define QOS_ERR(text, ...) QOS_ERR_AT(__func__, text __VA_OPT__(, ) __VA_ARGS__)
+#define QOS_INF(text, ...) QOS_INF_AT(__func__, text __VA_OPT__(, ) __VA_ARGS__)
+#define QOS_DBG(text, ...) QOS_DBG_AT(__func__, text __VA_OPT__(, ) __VA_ARGS__)
+#define QOS_VRB(text, ...) QOS_TRACE_AT(__func__, VELMAR_DCEDBG_LVL_VERBOSE, "VRB", text __VA_OPT__(, ) __VA_ARGS__)
+
+// Writes the entry line now and the exit line when the function is left, whatever its way out.
+struct qosFrame_t {
+    qosWhere_t where;
+
+    explicit qosFrame_t(qosWhere_t at) : where(at)
     {
         if (qosTraceOn(VELMAR_DCEDBG_LVL_VERBOSE))
             dce_trace_vprintf(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
-                              "VRB(%s:%d): *****Entering %s\n", function, line, function);
+                              "VRB(%s:%d): *****Entering %s\n", where.function, where.line, where.function);
     }
     ~qosFrame_t()
     {
         if (qosTraceOn(VELMAR_DCEDBG_LVL_VERBOSE))
             dce_trace_vprintf(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
-                              "VRB(%s:%d): *****Leaving  %s\n", function, line, function);
+                              "VRB(%s:%d): *****Leaving  %s\n", where.function, where.line, where.function);
     }
     qosFrame_t(const qosFrame_t &) = delete;
     qosFrame_t &operator=(const qosFrame_t &) = delete;
 };
-#define QOS_FRAME() const qosFrame_t qosFrame(__func__, __LINE__)
+#define QOS_FRAME() const qosFrame_t qosFrame(__func__)
 
 #endif

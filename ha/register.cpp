@@ -82,9 +82,9 @@ int qos_ha_object_register()
     for (const auto &object : objects) {
         rc = ha_add_object(qos_velmar_state.ha, object.name, object.address, object.size, object.type, 0, 0);
         if (rc != 0)
-            qosTrace(VELMAR_DCEDBG_LVL_ERR, __func__, __LINE__, object.failed, rc);
+            qosTrace(__func__, object.failed, rc);
         else
-            qosTrace(VELMAR_DCEDBG_LVL_INF, __func__, __LINE__, object.added);
+            qosTrace(__func__, object.added);
     }
     return rc;
 }

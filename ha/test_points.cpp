@@ -41,11 +41,13 @@ bool isForOther(uintptr_t given, tp_arg_t arg)
 
 void qosRegisterTpModule()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_TP, "QOS_TP").init = qosTpInit;
 }
 
 int qosTpInit()
 {
+    QOS_FRAME();
     const tp_register_t record = {static_cast<uintptr_t>(qos_velmar_state.vss_handle), qos_tp_list, qos_tp_actions, 0};
     const int rc = tp_register(&record);
     if (rc != 0) {

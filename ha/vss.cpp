@@ -111,7 +111,7 @@ constexpr stageRow_t rows[] = {
 
 void runStage(const stageRow_t &row)
 {
-    qosTrace(VELMAR_DCEDBG_LVL_INF, "qosVssRecover", __LINE__, row.announced);
+    qosTrace("qosVssRecover", row.announced);
     if (!row.keeps_number)
         vss_state.stage = row.stage;
     if (row.is_boot)
@@ -145,6 +145,7 @@ const cli_element_t qos_vss_show_cmd = {"show qos vss", cliShow<qos_vss_show>, q
 
 void qosRegisterVssModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_VSS, "QOS VSS");
     record.init = qosVssInit;
     record.start = qosVssStart;
@@ -179,6 +180,7 @@ int qosVssInit()
 
 int qosVssStart()
 {
+    QOS_FRAME();
     if (!qos_velmar_state.is_agent)
         cli_install_gen(qos_velmar_state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_vss_show_cmd);
     return QOS_OK;

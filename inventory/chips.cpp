@@ -177,6 +177,11 @@ int qosProcessChipAdd(const qosChipCap_t *event, qosCapSource_t source)
     const chipPlace_t place = placeOf(event);
     QOS_DBG("Received Chip Up for %d/%d (%d)", place.slot, place.chip, place.flat);
     QOS_INF("chip ifIdx: 0x%x", place.ifindex);
+    if (place.flat < 0) {
+        // A record under -1 would be found by every index that names no chip.
+        QOS_ERR("No chip has ifIdx 0x%x, chip %d/%d is not added", place.ifindex, place.slot, place.chip);
+        return QOS_FAILED;
+    }
     if (qosLookupChip(place.flat)) {
         QOS_DBG("Ignoring duplicate CHIP_UP event for chip %d/%d(%d)", place.slot, place.chip, place.flat);
         return QOS_OK;
@@ -243,6 +248,7 @@ int qosProcessChipDown(const qosChipCap_t *event)
 
 int qosProcessBulkChipUp(const unsigned char *event, uint32_t length)
 {
+    QOS_FRAME();
     qosBulkChipUp_t head = {};
     memcpy(&head, event, std::min<size_t>(length, sizeof head));
     const uint32_t num_chips = head.num_chips;

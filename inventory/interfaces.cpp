@@ -45,6 +45,7 @@ bool isAddable(uint32_t ifindex)
 
 void qaRegisterIfmModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_IFM, "QOS IFM");
     record.init = qaIfmInit;
     record.start = qaIfmStart;
@@ -52,11 +53,13 @@ void qaRegisterIfmModule()
 
 int qaIfmInit()
 {
+    QOS_FRAME();
     return qosInitIfClis();
 }
 
 int qaIfmStart()
 {
+    QOS_FRAME();
     return qosInitIfTable();
 }
 

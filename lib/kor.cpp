@@ -87,6 +87,7 @@ void vlanName(int number, char *name, size_t size)
 
 void qosRegisterKORModule()
 {
+    QOS_FRAME();
     qosModuleRecord(QOS_MOD_KOR, "QOS KOR").init = qosKorInit;
 }
 

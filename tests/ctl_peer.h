@@ -75,6 +75,8 @@ public:
         unlink(path_.c_str());
     }
 
+    int descriptor() const { return fd_; }
+
     void reply(const std::string &data, const sockaddr_un &to)
     {
         sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to);

@@ -173,7 +173,7 @@ TEST(Stats, TablesOfReplies)
                       put(message, "total[1]", "77");
                   } else if (message.code == 65) {
                       put(message, "num_reasons", "2");
-                      put(message, "records.text", std::string(45, 'A') + ",Unknown");
+                      put(message, "records.text", std::string(45, 'A') + ",\x1b[2J\x9b");
                       put(message, "records.counter", "5,6");
                   } else if (message.code == 35 && get(message, "ifindex") == 0x18408000) {
                       put(message, "records_valid", "1");
@@ -186,6 +186,7 @@ TEST(Stats, TablesOfReplies)
                   } else if (message.code == 48) {
                       put(message, "tmc_id", "-1");
                   } else if (message.code == 40) {
+                      put(message, "num_records", "64"); // more than are there
                       put(message, "records.counter[2]", std::to_string(100 * get(message, "records.policer_id")));
                   }
               }));
@@ -201,6 +202,8 @@ TEST(Stats, TablesOfReplies)
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0]["row"], std::string(45, 'A'));
     EXPECT_EQ(rows[1]["frames"], 6);
+    const std::string shown = stats({{"drop-reasons", "1/1"}, "", "", 0, true}, false).out;
+    EXPECT_NE(shown.find("\n\\x1b[2J\\x9b  "), std::string::npos) << shown;
     const ctlJson red = stats({{"red", "1/1,1/2"}}).json();
     ASSERT_EQ(red[0]["rows"].size(), 1u);
     EXPECT_EQ(red[0]["rows"][0]["level3_bytes"], 9);
@@ -213,6 +216,7 @@ TEST(Stats, TablesOfReplies)
     EXPECT_EQ(stats({{"tmc", "chip1/0"}}).json()[0]["rows"][0]["id"], -1);
     const ctlJson sums = stats({{"policers", "all"}, "5..7", "", 0, false}).json();
     ASSERT_EQ(sums.size(), 1u) << "three messages, one table";
+    ASSERT_EQ(sums[0]["rows"].size(), 3u);
     EXPECT_EQ(sums[0]["rows"][2]["row"], "7");
     EXPECT_EQ(sums[0]["rows"][2]["violate"], 700);
 }

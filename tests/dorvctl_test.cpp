@@ -5,9 +5,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sstream>
+#include <stdexcept>
+#include <sys/mman.h>
 #include <thread>
 #include <unistd.h>
 
@@ -18,6 +22,7 @@
 #include "tools/report.h"
 #include "tools/scenario.h"
 #include "tools/show.h"
+#include "tools/text.h"
 #include "tools/values.h"
 
 namespace {
@@ -97,6 +102,7 @@ TEST(Dorvctl, FindsMessagesByEveryFormOfTheirName)
     for (unsigned code = 0; code < QOS_MSG_CODES; code++)
         EXPECT_EQ(ctlFindMessage(ctlMessageName(code)).code, code);
 
+    EXPECT_EQ(ctlNearest("abcd", {"abxy", "abdc"}), "abdc"); // a swap is one slip
     const struct {
         const char *typed, *nearest;
     } rows[] = {{"COSTURST", "COSTRUST"}, {"dscptc", "DSCPTCMAP"}, {"QOS_POLICER_ADD_MSG", "POL_POLICER_ADD"},
@@ -209,6 +215,13 @@ TEST(Dorvctl, BuildsBatchesByteForByte)
     };
     for (const auto &row : rows)
         EXPECT_EQ(batchHex(row.typed), row.hex) << row.typed[0];
+    for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
+        const ctlTail_t tail = ctlTailOf(ctlBodyOf(*qosMsgInfo(code)));
+        const size_t records = code == QOS_GET_POL_STATS_MSG ? 1 : 0; // that stand there unasked
+        if (tail.stride == 0)
+            continue;
+        EXPECT_EQ(ctlBuildMessage(std::to_string(code), {}).body.size(), tail.head + records * tail.stride);
+    }
     EXPECT_EQ(batchHex({"AGTREG"}, {{"@raw", "01"}}), "000001110001");
     EXPECT_EQ(batchHex({"PAUSE", "pause_tx=1", "@len=40"}).size(), 2u * 45);
 }
@@ -222,11 +235,16 @@ TEST(Dorvctl, RefusesWithOneClearLine)
         {{"COSTRUST", "tcmap=1"}, "nearest is tc_map"},
         {{"SCH", "dwrr_weight=1"}, "nearest is sch_cfg.dwrr_weight"},
         {{"CHIPUP", "portinfo[2].ifidx=1"}, "nearest is portInfo.ifindex"},
+        {{"CHIPUP", "ifidnex=1"}, "nearest is portInfo.ifindex"},
         {{"CLEAR_DBG_STATS", "status=1"}, "no fields"},
         {{"COSTRUST", "cos_map[8]=1"}, "there are 8"},
         {{"COSTRUST", "cos_map[x]=1"}, "index"},
         {{"COSTRUST", "cos_map=1"}, "1*8"},
         {{"COSTRUST", "cos_map=0..8"}, "room for 8"},
+        {{"COSTRUST", "cos_map=18446744073709551614..18446744073709551615"}, "not 2"},
+        {{"COSTRUST", "cos_map=0*8000,0*8000"}, "at most 8192"},
+        {{"COSTRUST", std::string(9000, 'c') + "=1"}, "no field"},
+        {{std::string(9000, 'C')}, "nearest"},
         {{"COSTRUST", "def_cos=256"}, "0 to 255"},
         {{"COSTRUST", "def_cos=-1"}, "0 to 255"},
         {{"COSTRUST", "cos_trust=2147483648"}, "-2147483648 to 2147483647"},
@@ -325,7 +343,8 @@ TEST(Dorvctl, DecodesAsFarAsABatchGoes)
 TEST(Dorvctl, ReadsScenarios)
 {
     const ctlScenario_t scenario = ctlReadScenario(R"({"slot": 2, "service": "qosMIStats", "batches": [
-        [{"msg": "COSTRUST", "ifIndex": "te1/3", "cos_map": [0,1,2,3,4,5,6,7], "cos_trust": true},
+        [{"msg": "COSTRUST", "ifIndex": "te1/3", "cos_map": [0,1,2,3,4,5,6,7], "cos_trust": true,
+          "def_tc": false},
          {"for": ["te1/1..te1/2", "te1/9@1"], "send": {"msg": "IFADD", "ifIndex": "$if", "ifName": "te 1/$n"}}],
         {"for": "3..4", "send": [{"msg": "AGTREG", "slot_id": "$n"}, {"msg": 67, "@raw": "0$n"}]},
         {"msg": "AGTREG", "slot_id": -1}]})",
@@ -334,7 +353,8 @@ TEST(Dorvctl, ReadsScenarios)
     EXPECT_EQ(scenario.service, "qosMIStats");
     ASSERT_EQ(scenario.batches.size(), 6u);
     ASSERT_EQ(scenario.batches[0].size(), 4u);
-    EXPECT_EQ(hexOf(scenario.batches[0][0].body).substr(60, 24), "000000010001020304050607");
+    EXPECT_EQ(hexOf(scenario.batches[0][0].body).substr(58, 26), "00000000010001020304050607");
+    EXPECT_EQ(ctlReadScenario(R"({"slot": 16, "batches": [{"msg": "0"}]})", "").slot, 16u);
     EXPECT_EQ(hexOf(scenario.batches[0][3].body).substr(0, 22), "18448001"
                                                                 "746520312f39"
                                                                 "00");
@@ -342,6 +362,10 @@ TEST(Dorvctl, ReadsScenarios)
     EXPECT_EQ(hexOf(scenario.batches[3][0].body), "00000004");
     EXPECT_EQ(hexOf(scenario.batches[5][0].body), "ffffffff");
 
+    const std::string deep(100000, '[');
+    std::string wide = "[{\"msg\": 0";
+    for (int i = 0; i < 2000; i++)
+        wide += ",\"" + std::to_string(i) + "\":0";
     const struct {
         const char *text, *says;
     } rows[] = {
@@ -349,6 +373,19 @@ TEST(Dorvctl, ReadsScenarios)
         {"3", "list of batches"},
         {R"({"batch": []})", "nearest is batches"},
         {R"({"slot": 17, "batches": []})", "1 to 16"},
+        {R"({"slot": 0, "batches": []})", "1 to 16"},
+        {R"({"service": 1, "batches": []})", "service: it is a text"},
+        {R"({"service": "qosMI"})", "\"batches\" is missing"},
+        {R"({"batches": {}})", "the batches are a list"},
+        {"[1e999]", "larger than any"},
+        {deep.c_str(), "s.json: it is nested deeper"},
+        {wide.c_str(), "s.json: an object has more"},
+        {R"([{"for": "1..2000", "send": {"msg": "4", "ifName": "$n"}}])", "[0].send: repeated, this is too much"},
+        {R"([{"for": ["1", 2.5], "send": {"msg": "0"}}])", "s.json: batches[0].for[1]: a value"},
+        {R"([{"for": "1", "send": []}])", "\"send\" has no message"},
+        {R"([{"for": "1", "send": 1}])", "\"send\" is missing"},
+        {R"([{"for": "1", "send": {"for": "1", "send": {"msg": "0"}}}])", "\"msg\" is missing"},
+        {R"(["0"])", "a message is an object"},
         {R"([[{"msg": "AGTREG"}, {"slot_id": 1}]])", "[0][1]: \"msg\" is missing"},
         {R"([{"msg": "COSTRUST", "cos_map": [0,1,2,3,4,5,6,256]}])", "[0]: QOS_COSTRUST_MSG: cos_map: 256"},
         {R"([{"msg": "COSTRUST", "cos_map": [0, 1.5]}])", "[0].cos_map[1]"},
@@ -364,7 +401,7 @@ TEST(Dorvctl, ReadsScenarios)
         {R"([[{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]: the batch has"},
     };
     for (const auto &row : rows) {
-        const std::string said = refusal([&] { ctlReadScenario(row.text, "s.json"); });
+        const std::string said = refusal([&] { ctlReadScenario(row.text, "s.json", 500000); });
         EXPECT_NE(said.find(row.says), std::string::npos) << row.text << ": " << said;
     }
 }
@@ -394,6 +431,8 @@ TEST(Dorvctl, ExitStatusFollowsTheEcho)
         const outcome result = send(two);
         EXPECT_EQ(result.exit, row.exit) << row.what << result.err;
         EXPECT_NE(result.out.find(row.out), std::string::npos) << row.what << ": " << result.out;
+        EXPECT_EQ(result.out.find("cos_map"), std::string::npos) << "fields that nobody asked for";
+        EXPECT_EQ(result.err.find("too short") == std::string::npos, row.ack[0] + row.ack[1] == 2) << row.what;
     }
 }
 
@@ -459,6 +498,8 @@ TEST(Dorvctl, WatchShowsWhatAgentsStart)
     std::thread talker([&] {
         for (; !stop; poll(nullptr, 0, 10)) {
             fake.tellManagers(echo);
+            fake.tellManagers({4, 0, 0, 7, 0});                  // too short to be acknowledged
+            fake.tellManagers({67, 0, 0, 0, 0, 67, 0, 0, 0, 0}); // an agent starts one at a time
             fake.tellManagers(notice, 3);
         }
     });
@@ -547,12 +588,99 @@ TEST(Dorvctl, OfSeveralAgentsTheActiveOneIsMeant)
     EXPECT_THROW(shown("4"), ctlError_t);
 }
 
+// What processes say, and who sits in their folder, is anybody's choice.
+TEST(Dorvctl, BearsWhatProcessesAnswer)
+{
+    std::ostringstream out, err;
+    const auto openFiles = [] {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    int endless = memfd_create("answer", 0), good = memfd_create("answer", 0), pipes[2];
+    ASSERT_EQ(ftruncate(endless, std::numeric_limits<off_t>::max()), 0);
+    ASSERT_EQ(write(good, "ok\nall\n", 7), 7);
+    ASSERT_EQ(pipe(pipes), 0);
+    peer first("ctl", "dorvald", [&](peer &self, const std::string &command, const sockaddr_un &from) {
+        if (command == "stat")
+            return self.reply(R"(ok {"role":7,"stage":4294967300,"a\u001b":"\u009b"})", from);
+        if (command == "text")
+            return self.reply("ok a\x1b[2J\tb\n\xff\xc2\x9b\xe2\x80\xae\xc3\xa9\r", from);
+        const int file = command == "endless" ? endless : command == "good" ? good : pipes[0];
+        const int sent[] = {file, file};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof sent)] = {};
+        iovec data = {const_cast<char *>("ok\n(cut)\n"), 9};
+        msghdr message{const_cast<sockaddr_un *>(&from), sizeof from, &data, 1, control, sizeof control, 0};
+        cmsghdr *rights = CMSG_FIRSTHDR(&message);
+        *rights = {CMSG_LEN(sizeof sent), SOL_SOCKET, SCM_RIGHTS};
+        std::memcpy(CMSG_DATA(rights), sent, sizeof sent);
+        EXPECT_GT(sendmsg(self.descriptor(), &message, 0), 0);
+    });
+    const std::string pid = std::to_string(getpid());
+    const auto before = openFiles();
+    for (const auto &[word, says] : {std::pair("endless", "ok\n(cut)\n"),
+                                     {"pipe", "ok\n(cut)\n"},
+                                     {"good", "ok\nall\n"},
+                                     {"text", "ok a\\x1b[2J\tb\n\\xff\\xc2\\x9b\\xe2\\x80\\xae\xc3\xa9\\x0d\n"}}) {
+        out.str("");
+        EXPECT_EQ(ctlCommand(pid, {word}, 20, out), CTL_DONE);
+        EXPECT_EQ(out.str(), says) << word;
+    }
+    EXPECT_EQ(openFiles(), before);
+    for (const int fd : {endless, good, pipes[0], pipes[1]})
+        close(fd);
+
+    out.str("");
+    EXPECT_EQ(ctlShowNode(false, 20, out, err), CTL_DONE);
+    EXPECT_NE(out.str().find(" 7        Unknown                     -  a\\x1b \\xc2\\x9b\n"), std::string::npos)
+        << out.str();
+    out.str("");
+    EXPECT_EQ(ctlShowNode(true, 20, out, err), CTL_DONE);
+    EXPECT_NE(out.str().find("\"a\\u001b\":\"\\u009b\""), std::string::npos) << out.str();
+    const std::string deep = "ok {\"a\":" + std::string(30000, '[') + std::string(30000, ']') + "}";
+    EXPECT_EQ(ctlStatRow({"dorvald", "1", ""}, deep)["error"].get<std::string>().size(), 512u);
+
+    peer second("ctl", "dorvald.2", [](peer &self, const std::string &, const sockaddr_un &from) {
+        self.reply(R"(ok {"role":["active"]})", from);
+    });
+    EXPECT_NE(refusal([] { ctlFindAgent("", 20); }).find("none of them active"), std::string::npos);
+    peer huge("ctl", "dorvald.99999999999999999999", [](peer &, const std::string &, const sockaddr_un &) {});
+    std::ofstream(ownRun::path + "/ctl/" + std::string(200, 'x') + ".1");
+    EXPECT_EQ(ctlProcesses("").size(), 2u);
+
+    err.str("");
+    EXPECT_EQ(ctlGuard(err, []() -> int { throw std::length_error("a\nb"); }), CTL_SILENT);
+    EXPECT_EQ(ctlGuard(err, []() -> int { ctlRefuse(std::string(5000, 'x')); }), CTL_USAGE);
+    EXPECT_EQ(err.str(), "dorvctl: cannot go on: a\\x0ab\ndorvctl: " + std::string(4096, 'x') + "...\n");
+}
+
+// Others' datagrams without a pause do not hold a wait past its time.
+TEST(Dorvctl, AFloodDoesNotStopTheClock)
+{
+    std::atomic<bool> stop{false};
+    peer fake("mi6", "qosMI.lc1", [&](peer &self, const std::string &, const sockaddr_un &) {
+        while (!stop)
+            self.tellManagers({4, 0, 0, 7, 1});
+    });
+    ctlOptions_t options;
+    options.timeout = 0.05;
+    EXPECT_EQ(send({"COSTRUST"}, options).exit, CTL_SILENT);
+    stop = true;
+}
+
 TEST(Dorvctl, CompletesWords)
 {
     peer fake("ctl", "dorvald", [](peer &self, const std::string &, const sockaddr_un &from) {
         self.reply("ok\nx\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n", from);
     });
-    const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"-v", false}}}, {"stats", {}}, {"show", {}}};
+    const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"--service", true}, {"-v", false}}},
+                                  {"stats", {}},
+                                  {"show", {{"--pid", true}}},
+                                  {"clear", {}},
+                                  {"top", {}},
+                                  {"ctl", {}},
+                                  {"trace", {}}};
+    const std::string own = std::to_string(getpid());
+    peer odd("ctl", "dor vald;x", [](peer &, const std::string &, const sockaddr_un &) {});
     const struct {
         words typed, list;
     } rows[] = {
@@ -564,11 +692,29 @@ TEST(Dorvctl, CompletesWords)
         {{"send", "COSTRUST", "+", "IFADD", "ifIndex="}, {"ifIndex=te1/3", "ifIndex=chip1/0", "ifIndex=all"}},
         {{"send", "NONSENSE", ""}, {}},
         {{"send", "COSTRUST", "nonsense="}, {}},
-        {{"send", "-"}, {"--slot", "-v"}},
+        {{"send", "-"}, {"--slot", "--service", "-v"}},
         {{"stats", "buffers", "e"}, {"egress"}},
         {{"stats", "queue", "te"}, {"te1/3"}},
         {{"show", "sl"}, {"slots"}},
         {{"nothing", ""}, {}},
+        {{"send", "--slot", "-1", "AGTR"}, {"AGTREG"}},
+        {{""}, {"clear", "ctl", "send", "show", "stats", "top", "trace"}},
+        {{"send", "--service", "qosMIS"}, {"qosMIStats"}},
+        {{"send", "CLEAR_DBG_STATS", ""}, {"+"}},
+        {{"send", "COSTRUST", "cos_map="}, {}},
+        {{"stats", "buff"}, {"buffers"}},
+        {{"stats", "buffers", "t"}, {"tmc", "tmc-chip", "te1/3"}},
+        {{"show", "--pid", ""}, {own}},
+        {{"show", "slots", ""}, {}},
+        {{"clear", ""}, {"stats"}},
+        {{"clear", "stats", ""}, {"te1/3", "chip1/0", "all"}},
+        {{"top", "ch"}, {"chip1/0"}},
+        {{"ctl", ""}, {"dorvald"}}, // a name that a shell would take apart is not offered
+        {{"ctl", "dorvald", "t"}, {"trace", "tp"}},
+        {{"ctl", "hsld", "s"}, {"stat", "show", "stall"}},
+        {{"ctl", "dorvald", "stat", ""}, {}},
+        {{"trace", ""}, {"dorvald"}},
+        {{"trace", "dorvald", ""}, {}},
     };
     for (const auto &row : rows)
         EXPECT_EQ(ctlComplete(grammar, row.typed), row.list) << row.typed.back();
@@ -585,6 +731,9 @@ TEST(Dorvctl, FollowsARing)
         {{"a", "b"}, {"a", "b", "c"}, {"c"}, false},
         {{"a", "b", "c"}, {"c", "d", "e"}, {"d", "e"}, false},
         {{"a", "b"}, {"c", "d"}, {"c", "d"}, true},
+        {{"a", "a", "b", "a", "a"}, {"a", "a", "b", "c"}, {"b", "c"}, false},
+        {{"a", "b", "a", "b", "a", "c"}, {"a", "b", "a", "c", "d"}, {"d"}, false},
+        {{"a"}, {}, {}, true},
         {{"a", "b"}, {"b"}, {}, false},
     };
     for (const auto &row : rows) {
@@ -611,6 +760,10 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"send COSTRUST -S qosMIstat", CTL_USAGE, "nearest is qosMIStats"},
         {"apply /nowhere.json", CTL_USAGE, "/nowhere.json: cannot be read: No such file"},
         {"apply /dev/null", CTL_USAGE, "this is no JSON"},
+        {"apply /dev/zero", CTL_USAGE, "is longer than"},
+        {"apply /tmp", CTL_USAGE, "Is a directory"},
+        {"send AGTREG --seq 010 --dry-run", CTL_DONE, "seq 10 "},
+        {"send AGTREG --seq 7 --dry-run -j", CTL_DONE, R"([{"batch":1,"bytes":9,"hex":"000004070000000000")"},
         {"watch --timeout nan", CTL_USAGE, "no number of seconds"},
         {"stats queue te1/3 --selector 1", CTL_USAGE, "--selector goes with"},
         {"show > /dev/full", CTL_SILENT, ""},

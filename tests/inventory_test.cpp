@@ -264,6 +264,11 @@ TEST(Inventory, ChipUpOddities)
         live.node.expectErr("Unable to derive slot for chip " + std::to_string(slot & 0xff) + "/0");
     }
     EXPECT_EQ(up(CHIP + (4 << 22), 9 + 256, 1), 0U) << "the low byte is the slot";
+    // An index that names no chip is refused: a record of chip -1 would be found by all such indexes.
+    for (const uint32_t none : {0x8bc00000U, 0x28000000U, 0U}) {
+        EXPECT_EQ(up(none, 1, 1), 1U);
+        live.node.expectErr("No chip has ifIdx 0x");
+    }
     live.node.expectErr("Failed to process Chip Up message");
 }
 

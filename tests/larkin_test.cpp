@@ -373,6 +373,12 @@ TEST_F(Larkin, RedOnAPort)
         EXPECT_EQ(sent(), step.record) << "step " << &step - steps;
     }
     EXPECT_EQ(port->ccb.redConfig[2].globalProfile, 77);
+
+    constexpr uint32_t OTHER_SPEED = LARKIN_PORT ^ 0x2000; // the same port; the record names it as the message does
+    Bytes body = ccbBody(OTHER_SPEED);
+    put(body, {{120, 7}});
+    EXPECT_EQ(qaProcessRedProfileMsg(ccb(body)), 0U);
+    EXPECT_EQ(get32(sent().at(0), 12), OTHER_SPEED);
 }
 
 TEST_F(Larkin, Scheduler)

@@ -224,6 +224,11 @@ TEST_P(Mirelle, RedProfilesAreMappedAndScaledToTheDepth)
               (List{redRecord(portNumber(2), 7 << 2 | 1, mapped(2), {}), redRecord(portNumber(3), 2 << 2 | 1, 0, {})}));
     inside.expectErr("Red profile 304 not allocated for chip 88400000");
 
+    Bytes other_speed = redBody(3, 2, 304, 1);
+    put32(other_speed, 0, portNumber(3) ^ 0x2000); // the same port; the record names it as it was added
+    sent(34, other_speed, 0);
+    EXPECT_EQ(get32(records().at(0), 28), portNumber(3));
+
     // Entries behind the third are never freed and count as profile 0's.
     qosChip_t *chip = qosLookupChip(FLAT);
     chip->chipRedCfg[3].mappedProfile = 77;
@@ -458,7 +463,7 @@ TEST_P(Mirelle, DropMonitorReadsInSlicesAndMarksWhatDropped)
         EXPECT_EQ(red_body->records[i].is_red_if_drop, dropped ? 1U : 0U);
     }
     Bytes ports = record(READ, 48 + 456 * 3, 48 + 456 * 3, {{28, 49}, {32, 3}});
-    Bytes keys = record(READ, 84, 48 + 84 * 3 + 4, {{28, 40}, {32, 3}, {36, 3U << 16}}, 48 + 84 * 3 + 4);
+    Bytes keys = record(READ, 84, 48 + 84 * 3 + 4, {{28, 40}, {32, 3}, {36, 3U << 16}});
     for (uint32_t i = 0; i < 3; ++i) {
         put32(ports, 48 + 456 * i, portNumber(9 + i));
         put32(keys, 48 + 12 * i, portNumber(9 + i));

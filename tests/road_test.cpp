@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "agent/core_handlers.h"
+#include "agent/dispatch.h"
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
+#include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "tests/inside.h"
 #include "tests/node.h"
@@ -300,6 +302,25 @@ TEST(Road, RefusedAheadOfTheDriver)
     for (const char *part : {"Failed to find interface p for", "Failed to find chip for interface p",
                              "NULL DSCP Mutation IOCTL handler for chip 9"})
         live.node.expectErr(part);
+}
+
+TEST(Road, EveryHandlerTracesEntryAndExit)
+{
+    Bare inside;
+    inside.log.ignoreErrs();
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
+    size_t before = 0;
+    for (const qaMsgHandler_t &row : qaMsgHandlers) {
+        if (!row.handler)
+            continue;
+        Bytes body(8192);
+        row.handler(body.data());
+        const size_t entered = inside.log.count("*****Entering qaProcess");
+        EXPECT_GT(entered, before) << int{row.code};
+        EXPECT_EQ(inside.log.count("*****Leaving  qaProcess"), entered) << int{row.code};
+        before = entered;
+    }
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_DBG);
 }
 
 // Which values a handler stores, whatever the back end makes of the rest.

@@ -188,6 +188,37 @@ TEST_F(Trace, LevelAndAreaDecideAndArgumentsOfLinesThatAreOffAreNotEvaluated)
     EXPECT_EQ(found[3], "4 ready made");
 }
 
+struct textRow_t {
+    qosWhere_t where;
+    qosText_t<int> text;
+};
+constexpr textRow_t ROW = {"qaOfTheRow", QOS_INF_TEXT("row %d")};
+constexpr int LINE_OF_ROW = __LINE__ - 1;
+
+void sharedHelper(qosWhere_t where)
+{
+    static constexpr qosText_t<> text = QOS_DBG_TEXT("from a table");
+    QOS_ERR_AT(where, "from a helper");
+    qosTrace(where, text);
+}
+
+TEST_F(Trace, ATextBringsItsLevelAndTheLineIsTheCallersOrTheRows)
+{
+    open();
+    qosTrace(ROW.where, ROW.text, 5);
+    sharedHelper(__func__);
+    sharedHelper({});
+    const std::string call = std::to_string(__LINE__ - 2);
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_ERR);
+    qosTrace(ROW.where, ROW.text, 6);
+    const auto found = lines();
+    ASSERT_EQ(found.size(), 5u);
+    EXPECT_EQ(found[0], "7 INF(qaOfTheRow:" + std::to_string(LINE_OF_ROW) + "): row 5");
+    EXPECT_EQ(found[1], "4 ERR(TestBody:" + call + "): from a helper");
+    EXPECT_EQ(found[2], "8 DBG(TestBody:" + call + "): from a table");
+    EXPECT_TRUE(found[3].starts_with("4 ERR(TestBody:")) << found[3];
+}
+
 TEST_F(Trace, EntryAndExitOnlyAtTheHighestLevel)
 {
     open();

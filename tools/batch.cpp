@@ -2,11 +2,11 @@
 #include "tools/batch.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 
 #include "agent/messages/header.h"
 #include "tools/error.h"
+#include "tools/text.h"
 #include "tools/values.h"
 
 namespace {
@@ -15,13 +15,9 @@ constexpr size_t LONGEST_BODY = CTL_BATCH_BYTES - sizeof(qosMsgHdr_t);
 
 size_t numberOf(const ctlAssign_t &assign, size_t most)
 {
-    size_t value = 0;
-    const std::string *text = std::get_if<std::string>(&assign.value);
-    if (text != nullptr) {
-        const auto result = std::from_chars(text->data(), text->data() + text->size(), value);
-        if (result.ec == std::errc() && result.ptr == text->data() + text->size() && value <= most)
-            return value;
-    }
+    if (const std::string *text = std::get_if<std::string>(&assign.value))
+        if (const auto value = ctlParseNumber(*text, most))
+            return *value;
     ctlRefuse(assign.name + " takes a number from 0 to " + std::to_string(most));
 }
 

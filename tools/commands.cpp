@@ -7,6 +7,7 @@
 #include "tools/error.h"
 #include "tools/link.h"
 #include "tools/report.h"
+#include "tools/text.h"
 #include "tools/values.h"
 
 namespace {
@@ -53,9 +54,9 @@ void printDryRun(const ctlOptions_t &options, const std::vector<ctlMessage_t> &b
 // Says why a message of an echo was passed over, which its fields cannot show.
 void explainUnacknowledged(const ctlMessage_t &message, std::ostream &err)
 {
-    err << "dorvctl: " << ctlMessageName(message.code) << " was not carried out: the agent found its body of "
-        << message.body.size() << " bytes too short (it needs " << qosMsgInfo(message.code)->min_len
-        << ", and what its counts say)\n";
+    ctlComplain(err, ctlMessageName(message.code) + " was not carried out: the agent found its body of " +
+                         std::to_string(message.body.size()) + " bytes too short (it needs " +
+                         std::to_string(qosMsgInfo(message.code)->min_len) + ", and what its counts say)");
 }
 
 int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number, ctlJson &list, std::ostream &out,
@@ -69,7 +70,7 @@ int reportEcho(const ctlOptions_t &options, const ctlEcho_t &echo, size_t number
             explainUnacknowledged(message, err);
     }
     if (!echo.fault.empty())
-        err << "dorvctl: batch " << number << ": " << echo.fault << "\n";
+        ctlComplain(err, "batch " + std::to_string(number) + ": " + echo.fault);
     if (options.json) {
         list.push_back({{"batch", number},
                         {"echo", echo.fault.empty()},
@@ -129,10 +130,9 @@ int ctlSendBatches(const ctlOptions_t &options, std::vector<std::vector<ctlMessa
 int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::ostream &out, std::ostream &err)
 {
     ctlLink_t link = ctlOpenLink(options.service);
-    const auto seconds = std::chrono::duration<double>(watch.timeout > 0 ? watch.timeout : 1e8);
-    const auto deadline = ctlClock::now() + std::chrono::duration_cast<ctlClock::duration>(seconds);
+    const auto deadline = ctlDeadline(watch.timeout > 0 ? watch.timeout : 1e8);
     unsigned seen = 0;
-    while (watch.count == 0 || seen < watch.count) {
+    for (bool late = false; !late && (watch.count == 0 || seen < watch.count); late = ctlClock::now() >= deadline) {
         const ctlReceived_t received = ctlReceive(link, deadline);
         if (received.kind == ctlReceived_t::Nothing)
             break;
@@ -149,13 +149,13 @@ int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::os
         for (const ctlMessage_t &message : decoded.messages)
             reportSpontaneous(options, ctlSlotOf(received.from), message, out);
         if (!decoded.fault.empty())
-            err << "dorvctl: slot " << ctlSlotOf(received.from) << ": " << decoded.fault << "\n";
+            ctlComplain(err, "slot " + std::to_string(ctlSlotOf(received.from)) + ": " + decoded.fault);
         seen += static_cast<unsigned>(decoded.messages.size());
     }
     ctlCloseLink(link);
     if (seen >= watch.count)
         return CTL_DONE;
-    err << "dorvctl: " << seen << " of " << watch.count << " messages came\n";
+    ctlComplain(err, std::to_string(seen) + " of " + std::to_string(watch.count) + " messages came");
     return CTL_SILENT;
 }
 
@@ -169,6 +169,6 @@ int ctlDecodeBatch(const ctlOptions_t &options, const std::string &hex, std::ost
             ctlPrintMessage(out, message, true);
     if (decoded.fault.empty())
         return CTL_DONE;
-    err << "dorvctl: " << decoded.fault << "\n";
+    ctlComplain(err, decoded.fault);
     return CTL_FAILED;
 }

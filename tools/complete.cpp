@@ -2,6 +2,7 @@
 #include "tools/complete.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "tools/error.h"
 #include "tools/names.h"
@@ -36,13 +37,20 @@ words_t messageNames()
     return names;
 }
 
+// Whether a shell takes the word as nothing but a word: it is put on the command line as it is.
+bool isPlain(const std::string &word)
+{
+    return std::all_of(word.begin(), word.end(),
+                       [](unsigned char c) { return std::isalnum(c) || c == '_' || c == '-' || c == '.'; });
+}
+
 // Ports, their chips, and all.
 words_t interfaceNames()
 {
     words_t ports, chips;
     try {
         for (const uint32_t port : ctlKnownPorts(SECONDS)) {
-            ports.push_back(ctlStatsName(port));
+            ports.push_back(ctlShowInterface(port));
             appendOnce(chips, ctlFormatInterface(dce_get_ifindex(dce_get_flat_chip_id(port))));
         }
     } catch (const ctlError_t &) {
@@ -58,7 +66,8 @@ words_t processNames(const char *name, bool pids)
     words_t names;
     try {
         for (const ctlProcess_t &process : ctlProcesses(name))
-            appendOnce(names, pids ? process.pid : process.name);
+            if (isPlain(process.name))
+                appendOnce(names, pids ? process.pid : process.name);
     } catch (const ctlError_t &) {
     }
     return names;

@@ -106,6 +106,11 @@ std::string sendBatch(const ctlLink_t &link, const mi6_addr_t &to, const ctlByte
 
 } // namespace
 
+ctlClock::time_point ctlDeadline(double seconds)
+{
+    return ctlClock::now() + std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
+}
+
 ctlLink_t ctlOpenLink(const std::string &service)
 {
     char error[256] = "";
@@ -152,8 +157,7 @@ unsigned ctlSlotOf(const mi6_addr_t &from)
 
 ctlEcho_t ctlExchange(const ctlLink_t &link, unsigned slot, const std::vector<ctlMessage_t> &batch, double seconds)
 {
-    const auto limit = std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
-    const auto deadline = ctlClock::now() + limit;
+    const auto deadline = ctlDeadline(seconds);
     mi6_addr_t to = addressOf(link.service);
     to.slot_mask = static_cast<uint16_t>(1u << (slot - 1));
     to.flags = MI6_LINE_CARD;
@@ -161,7 +165,8 @@ ctlEcho_t ctlExchange(const ctlLink_t &link, unsigned slot, const std::vector<ct
     echo.fault = sendBatch(link, to, ctlEncode(batch), deadline);
     if (!echo.fault.empty())
         return echo;
-    for (;;) {
+    // Others may send without a pause, so that there is always something to receive.
+    for (bool late = false; !late; late = ctlClock::now() >= deadline) {
         const ctlReceived_t received = ctlReceive(link, deadline);
         if (received.kind == ctlReceived_t::Nothing)
             break;

@@ -14,6 +14,9 @@
 
 using ctlClock = std::chrono::steady_clock;
 
+// So many seconds from now.
+ctlClock::time_point ctlDeadline(double seconds);
+
 struct ctlLink_t {
     int fd;
     std::string service; // "qosMI" or "qosMIStats"

@@ -1,12 +1,12 @@
 // dorvctl: the manager's side of the agent protocol, and the control sockets of a node. This file reads options alone.
 #include <CLI/CLI.hpp>
-#include <charconv>
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <fstream>
+#include <fcntl.h>
 #include <iostream>
-#include <iterator>
-#include <sstream>
+#include <unistd.h>
 
 #include "tools/commands.h"
 #include "tools/complete.h"
@@ -17,6 +17,7 @@
 #include "tools/scenario.h"
 #include "tools/show.h"
 #include "tools/stats.h"
+#include "tools/text.h"
 #include "tools/top.h"
 
 namespace {
@@ -36,7 +37,8 @@ struct arguments {
     bool follow = false;
 };
 
-constexpr unsigned MOST = 1000000; // of what is counted out
+constexpr unsigned MOST = 1000000;        // of what is counted out
+constexpr size_t LONGEST_FILE = 16 << 20; // bytes of a scenario or of a batch in hexadecimal
 
 constexpr const char *EXAMPLES =
     "Examples:\n"
@@ -59,16 +61,17 @@ std::function<std::string(const std::string &)> secondsFrom(double least)
     };
 }
 
-std::function<std::string(const std::string &)> wholeNumber(unsigned least, unsigned most)
+// A number in decimal, which it leaves without zeros ahead: those would make another number of it later on.
+CLI::Validator wholeNumber(unsigned least, unsigned most)
 {
-    return [least, most](const std::string &text) {
-        unsigned value = 0;
-        const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-        const bool good =
-            result.ec == std::errc() && result.ptr == text.data() + text.size() && value >= least && value <= most;
-        return good ? std::string()
-                    : "'" + text + "' is no number from " + std::to_string(least) + " to " + std::to_string(most);
+    const auto settle = [least, most](std::string &text) {
+        const auto value = ctlParseNumber(text, most);
+        if (!value || *value < least)
+            return "'" + text + "' is no number from " + std::to_string(least) + " to " + std::to_string(most);
+        text = std::to_string(*value);
+        return std::string();
     };
+    return {settle, ""};
 }
 
 void addLinkOptions(CLI::App *command, arguments &args, const char *json)
@@ -82,7 +85,7 @@ void addLinkOptions(CLI::App *command, arguments &args, const char *json)
 void addAgentOptions(CLI::App *command, arguments &args)
 {
     command->add_option("--slot", args.options.slot, "the agent's slot, 1 to 16")
-        ->check(wholeNumber(1, 16))
+        ->transform(wholeNumber(1, 16))
         ->capture_default_str();
     command->add_option("--timeout", args.options.timeout, "seconds to wait for each echo")
         ->check(secondsFrom(0))
@@ -94,7 +97,7 @@ void addSendOptions(CLI::App *command, arguments &args)
     addLinkOptions(command, args, "one JSON array");
     addAgentOptions(command, args);
     command->add_option("--seq", args.options.seq, "sequence number of the first message, 0 to 255")
-        ->check(wholeNumber(0, 255));
+        ->transform(wholeNumber(0, 255));
     command->add_flag("-v,--verbose", args.options.verbose, "the decoded fields of every message");
     command->add_flag("--dry-run", args.options.dry_run, "show the batches and send nothing");
 }
@@ -149,7 +152,7 @@ void addStatsCommands(CLI::App &app, arguments &args)
         ->capture_default_str();
     top->add_option("--count", args.top.count,
                     "end after this many tables; where output is no terminal, 1 if not given")
-        ->check(wholeNumber(0, MOST));
+        ->transform(wholeNumber(0, MOST));
     addAgentOptions(top, args);
 }
 
@@ -162,16 +165,17 @@ int runClear(const arguments &args)
 
 std::string readAll(const std::string &name)
 {
-    std::ostringstream text;
-    if (name == "-") {
-        text << std::cin.rdbuf();
-        return text.str();
-    }
-    std::ifstream file(name);
-    // An insertion of nothing fails too, so an empty file is told from one that cannot be read by the reading alone.
-    if (!file || (file.peek() == EOF ? file.bad() : !(text << file.rdbuf())))
+    const bool own = name != "-";
+    const int fd = own ? open(name.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO;
+    if (fd < 0)
         ctlRefuse(name + ": cannot be read: " + std::strerror(errno));
-    return text.str();
+    std::string fault;
+    const auto text = ctlReadAll(fd, LONGEST_FILE, fault);
+    if (own)
+        close(fd);
+    if (!text)
+        ctlRefuse(name + ": " + fault);
+    return *text;
 }
 
 void settleService(arguments &args, const CLI::App &command)
@@ -268,7 +272,8 @@ void addMessageCommands(CLI::App &app, arguments &args)
     send->add_option("message", args.words, "NAME field=value ... [+ NAME field=value ...]")->required();
     send->add_option("--raw", args.raw, "the whole body in hexadecimal");
     send->add_option("--raw-tail", args.raw_tail, "bytes behind the named fields, in hexadecimal");
-    send->add_option("--len", args.length, "cut or stretch the body to this many bytes")->check(wholeNumber(0, 8187));
+    send->add_option("--len", args.length, "cut or stretch the body to this many bytes")
+        ->transform(wholeNumber(0, 8187));
     addSendOptions(send, args);
     send->footer(EXAMPLES);
 
@@ -278,7 +283,7 @@ void addMessageCommands(CLI::App &app, arguments &args)
 
     CLI::App *watch = app.add_subcommand("watch", "show what agents send by themselves");
     addLinkOptions(watch, args, "one JSON object a line");
-    watch->add_option("--count", args.watch.count, "end after this many messages")->check(wholeNumber(0, MOST));
+    watch->add_option("--count", args.watch.count, "end after this many messages")->transform(wholeNumber(0, MOST));
     watch->add_option("--timeout", args.watch.timeout, "end after this many seconds")->check(secondsFrom(0));
     watch->add_flag("--all", args.watch.all, "the echoes of all managers too");
 
@@ -310,7 +315,9 @@ void addNodeCommands(CLI::App &app, arguments &args)
 
     CLI::App *trace = app.add_subcommand("trace", "the newest trace lines of a process");
     trace->add_option("process", args.process, "dorvald, or a pid where several run")->capture_default_str();
-    trace->add_option("-n,--lines", args.lines, "number of lines")->check(wholeNumber(0, MOST))->capture_default_str();
+    trace->add_option("-n,--lines", args.lines, "number of lines")
+        ->transform(wholeNumber(0, MOST))
+        ->capture_default_str();
     trace->add_flag("-f,--follow", args.follow, "go on with new lines until interrupted");
 }
 
@@ -365,9 +372,7 @@ ctlGrammar_t grammarOf(CLI::App &app)
     return grammar;
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int program(int argc, char **argv)
 {
     CLI::App app("The manager's side of the quality-of-service agent: sends messages, shows what comes back.",
                  "dorvctl");
@@ -377,27 +382,31 @@ int main(int argc, char **argv)
     addStatsCommands(app, args);
     addNodeCommands(app, args);
     app.footer(EXAMPLES);
+    int result = CTL_DONE;
     try {
         if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
             for (const std::string &word : ctlComplete(grammarOf(app), {argv + 2, argv + argc}))
                 std::cout << word << "\n";
-            return CTL_DONE;
+        } else {
+            checkCommand(app, argc, argv);
+            app.parse(argc, argv);
+            result = run(app, args);
         }
-        checkCommand(app, argc, argv);
-        app.parse(argc, argv);
-        const int result = run(app, args);
-        if (!std::cout.flush())
-            throw ctlError_t{CTL_SILENT, "the output could not be written"};
-        return result;
     } catch (const CLI::Success &help) {
-        return app.exit(help);
+        result = app.exit(help);
     } catch (const CLI::ParseError &error) {
         const auto chosen = app.get_subcommands();
-        std::cerr << "dorvctl: " << error.what() << "; see 'dorvctl "
-                  << (chosen.empty() ? "" : chosen[0]->get_name() + " ") << "--help'\n";
-        return CTL_USAGE;
-    } catch (const ctlError_t &error) {
-        std::cerr << "dorvctl: " << error.text << "\n";
-        return error.exit;
+        ctlRefuse(std::string(error.what()) + "; see 'dorvctl " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") +
+                  "--help'");
     }
+    if (!std::cout.flush())
+        throw ctlError_t{CTL_SILENT, "the output could not be written"};
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return ctlGuard(std::cerr, [&] { return program(argc, argv); });
 }

@@ -4,11 +4,16 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <climits>
 #include <cstring>
+#include <numeric>
 
 #include "tools/error.h"
+#include "tools/text.h"
 
 namespace {
+
+constexpr size_t LONGEST_NAME = 64; // of what a person means by a name; all that is looked for is far shorter
 
 std::string upper(std::string text)
 {
@@ -28,21 +33,23 @@ std::string bare(const std::string &text)
     return name;
 }
 
-// Edits that make one name of the other; a swap of neighbours counts as one.
+// Edits that make one name of the other; a swap of neighbours counts as one. A row for each letter of `a`, of which the
+// last two are looked back at.
 size_t distance(const std::string &a, const std::string &b)
 {
-    std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
-    for (size_t i = 0; i <= a.size(); i++)
-        for (size_t j = 0; j <= b.size(); j++) {
-            if (i == 0 || j == 0) {
-                d[i][j] = i + j;
-                continue;
-            }
-            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1])});
+    std::vector<size_t> older(b.size() + 1), old(b.size() + 1), row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (size_t i = 1; i <= a.size(); i++) {
+        older.swap(old);
+        old.swap(row);
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); j++) {
+            row[j] = std::min(std::min(old[j], row[j - 1]) + 1, old[j - 1] + (a[i - 1] != b[j - 1]));
             if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+                row[j] = std::min(row[j], older[j - 2] + 1);
         }
-    return d[a.size()][b.size()];
+    }
+    return row[b.size()];
 }
 
 // How unlike two names are, in edits. The last part of a dotted name, or a piece of the name, is nearly right.
@@ -74,13 +81,11 @@ int cutIndex(std::string &name, size_t open)
     const size_t close = name.find(']', open);
     if (close == std::string::npos)
         return -1;
-    int index = -1;
-    const char *end = name.data() + close;
-    const auto result = std::from_chars(name.data() + open + 1, end, index);
-    if (result.ec != std::errc() || result.ptr != end || index < 0)
+    const auto index = ctlParseNumber(std::string_view(name).substr(open + 1, close - open - 1), INT_MAX);
+    if (!index)
         return -1;
     name.erase(open, close + 1 - open);
-    return index;
+    return static_cast<int>(*index);
 }
 
 const wireField *fieldAnyCase(const wireBody &body, const std::string &name)
@@ -98,8 +103,9 @@ std::string ctlNearest(const std::string &wanted, const std::vector<std::string>
 {
     std::string best;
     size_t least = SIZE_MAX;
+    const std::string meant = upper(wanted.substr(0, LONGEST_NAME));
     for (const std::string &name : known) {
-        const size_t edits = unlikeness(upper(wanted), upper(name));
+        const size_t edits = unlikeness(meant, upper(name.substr(0, LONGEST_NAME)));
         if (edits < least) {
             least = edits;
             best = name;
@@ -134,12 +140,13 @@ const qosMsgInfo_t &ctlFindMessage(const std::string &text)
         return *info;
     }
     std::vector<std::string> names;
+    const std::string meant = bare(text);
     for (code = 0; code < QOS_MSG_CODES; code++) {
         names.push_back(bare(ctlMessageName(code)));
-        if (names.back() == bare(text))
+        if (names.back() == meant)
             return *qosMsgInfo(code);
     }
-    ctlRefuse("no message is called '" + text + "'; the nearest is " + ctlNearest(bare(text), names) +
+    ctlRefuse("no message is called '" + text + "'; the nearest is " + ctlNearest(meant, names) +
               " ('dorvctl show' lists all)");
 }
 
@@ -204,6 +211,8 @@ ctlFieldRef_t ctlFindField(const wireBody &body, const std::string &text)
     // A bracketed number is part of some names ("records.counter[0]"), so the text as it is comes first.
     if (const wireField *field = fieldAnyCase(body, text))
         return {field, -1};
+    if (text.size() > LONGEST_NAME)
+        ctlRefuse("no field is called '" + text + "'");
     std::string plain = text;
     for (size_t open = text.find('['); open != std::string::npos; open = text.find('[', open + 1)) {
         std::string name = text;

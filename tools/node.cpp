@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dirent.h>
 #include <iomanip>
@@ -15,13 +16,18 @@
 
 #include "tools/error.h"
 #include "tools/link.h"
-#include "tools/report.h"
+#include "tools/text.h"
 #include "velmar/run.h"
 
 namespace {
 
-constexpr size_t LONGEST_ANSWER = 1 << 20;
+constexpr size_t LONGEST_DATAGRAM = 1 << 20; // bytes
+constexpr size_t LONGEST_ANSWER =
+    (64 << 20) + 8192; // in a memory file: the most that a process prints, and its last line
+constexpr size_t LONGEST_STAT = 65536;
+constexpr size_t LONGEST_ERROR = 512; // of what a process says in place of its "stat"
 constexpr double TRACE_SECONDS = 3;
+constexpr int SILENT_ONES = 4; // processes whose silence is waited for to the end
 constexpr int TRACE_PAUSE_MS = 200;
 constexpr unsigned FOLLOW_LINES = 500;
 
@@ -44,9 +50,11 @@ sockaddr_un addressOf(const std::string &path)
     return address;
 }
 
-// Whether a living process holds the socket.
+// Whether a living process holds the socket. A path that no address can hold is nobody's.
 bool isAlive(const std::string &path)
 {
+    if (path.size() >= sizeof(sockaddr_un::sun_path))
+        return false;
     const sockaddr_un address = addressOf(path);
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const bool alive = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
@@ -55,16 +63,10 @@ bool isAlive(const std::string &path)
     return alive;
 }
 
-// NAME.PID or NAME.PID.K; a name may hold dots of its own.
-bool splitName(const std::string &file, ctlProcess_t &process)
+// The pid itself, which a further number of the socket may follow.
+uint64_t firstNumber(const std::string &pid)
 {
-    const size_t last = file.find_last_not_of("0123456789.");
-    const size_t dot = last == std::string::npos ? last : file.find('.', last);
-    if (dot == std::string::npos || dot + 1 == file.size() || file[dot + 1] == '.')
-        return false;
-    process.name = file.substr(0, dot);
-    process.pid = file.substr(dot + 1);
-    return true;
+    return ctlParseNumber(pid.substr(0, pid.find('.')), INT_MAX).value_or(0);
 }
 
 // A bound socket of our own for the answer, closed with the scope.
@@ -82,30 +84,44 @@ struct answerSocket {
     answerSocket &operator=(const answerSocket &) = delete;
 };
 
-// What a memory file holds; the descriptor is closed.
-std::string contentsOf(int file)
+// The descriptors that came along with a message; they close with the scope.
+struct passedFiles {
+    std::vector<int> fds;
+    explicit passedFiles(msghdr &message)
+    {
+        for (cmsghdr *part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+            if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS || part->cmsg_len < CMSG_LEN(0))
+                continue;
+            fds.resize((part->cmsg_len - CMSG_LEN(0)) / sizeof(int));
+            std::memcpy(fds.data(), CMSG_DATA(part), fds.size() * sizeof(int));
+        }
+    }
+    ~passedFiles()
+    {
+        for (const int fd : fds)
+            close(fd);
+    }
+    passedFiles(const passedFiles &) = delete;
+    passedFiles &operator=(const passedFiles &) = delete;
+};
+
+// What a memory file holds, nothing if it is none or too long. A descriptor that is no file could be waited on for
+// ever.
+std::optional<std::string> contentsOf(int file)
 {
     struct stat about {};
-    std::string text;
-    if (fstat(file, &about) == 0)
-        text.resize(static_cast<size_t>(about.st_size));
-    for (size_t done = 0; done < text.size();) {
-        const ssize_t got = pread(file, text.data() + done, text.size() - done, static_cast<off_t>(done));
-        if (got <= 0)
-            text.resize(done);
-        else
-            done += static_cast<size_t>(got);
-    }
-    close(file);
-    return text;
+    if (fstat(file, &about) != 0 || !S_ISREG(about.st_mode) || lseek(file, 0, SEEK_SET) != 0)
+        return std::nullopt;
+    std::string fault;
+    return ctlReadAll(file, LONGEST_ANSWER, fault);
 }
 
 // Takes one datagram off the socket, if it is one of `from`. A datagram that could not hold the whole answer brings it
-// in a memory file.
+// in a memory file; where that is of no use, what stands in the datagram is the answer.
 bool takeAnswer(int fd, const std::string &from, std::string &answer)
 {
     sockaddr_un sender{};
-    answer.resize(LONGEST_ANSWER);
+    answer.resize(LONGEST_DATAGRAM);
     iovec data = {answer.data(), answer.size()};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
     msghdr message{};
@@ -118,14 +134,15 @@ bool takeAnswer(int fd, const std::string &from, std::string &answer)
     const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (got < 0)
         return false;
+    const passedFiles files(message);
+    if (from != std::string(sender.sun_path, strnlen(sender.sun_path, sizeof sender.sun_path)))
+        return false; // a late answer of another process
     answer.resize(static_cast<size_t>(got));
-    const cmsghdr *rights = CMSG_FIRSTHDR(&message);
-    if (rights != nullptr && rights->cmsg_level == SOL_SOCKET && rights->cmsg_type == SCM_RIGHTS) {
-        int file = -1;
-        std::memcpy(&file, CMSG_DATA(rights), sizeof file);
-        answer = contentsOf(file);
-    }
-    return from == sender.sun_path; // else a late answer of another process
+    if (!files.fds.empty())
+        answer = contentsOf(files.fds[0]).value_or(answer);
+    else if ((message.msg_flags & MSG_TRUNC) != 0)
+        throw ctlError_t{CTL_SILENT, "the answer is longer than " + std::to_string(LONGEST_DATAGRAM) + " bytes"};
+    return true;
 }
 
 std::string receiveAnswer(int fd, const std::string &from, ctlClock::time_point deadline)
@@ -150,40 +167,33 @@ std::string withoutOk(const std::string &answer)
     return answer.substr(answer.size() > 2 ? 3 : 2);
 }
 
-std::vector<std::string> linesOf(const std::string &text)
-{
-    std::vector<std::string> lines;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return lines;
-}
-
 ctlJson askStat(const ctlProcess_t &process, double seconds)
 {
-    ctlJson row = {{"process", process.name}, {"pid", process.pid}};
     try {
-        const std::string answer = ctlAsk(process, "stat", seconds);
-        const ctlJson stat = ctlJson::parse(withoutOk(answer), nullptr, false);
-        if (stat.is_object())
-            row.update(stat);
-        else
-            row["error"] = answer;
+        return ctlStatRow(process, ctlAsk(process, "stat", seconds));
     } catch (const ctlError_t &error) {
-        row["error"] = error.text;
+        return {{"process", process.name}, {"pid", process.pid}, {"error", error.text}};
     }
-    if (row.contains("stage") && row["stage"].is_number_unsigned())
-        row["stage_name"] = ctlStageName(row["stage"].get<unsigned>());
-    return row;
+}
+
+// One after the other, `seconds` for each, but for all together no more than for a few: of those who never answer there
+// may be any number.
+std::vector<ctlJson> askAll(const std::vector<ctlProcess_t> &processes, double seconds)
+{
+    std::vector<ctlJson> rows;
+    const auto deadline = ctlDeadline(SILENT_ONES * seconds);
+    for (const ctlProcess_t &process : processes) {
+        const std::chrono::duration<double> left = deadline - ctlClock::now();
+        rows.push_back(askStat(process, std::clamp(left.count(), 0.0, seconds)));
+    }
+    return rows;
 }
 
 std::string cell(const ctlJson &row, const char *key)
 {
     if (!row.contains(key))
         return "-";
-    return row[key].is_string() ? row[key].get<std::string>() : row[key].dump();
+    return ctlShown(row[key].is_string() ? row[key].get<std::string>() : row[key].dump());
 }
 
 // Whatever else a process says of itself, or why it says nothing.
@@ -193,7 +203,7 @@ std::string further(const ctlJson &row)
     std::string text;
     for (const auto &[key, value] : row.items())
         if (columns.count(key) == 0)
-            text += "  " + key + " " + cell(row, key.c_str());
+            text += "  " + ctlShown(key) + " " + cell(row, key.c_str());
     return text;
 }
 
@@ -221,7 +231,7 @@ std::string pidsOf(const std::vector<ctlProcess_t> &processes)
 
 } // namespace
 
-std::string ctlStageName(unsigned index)
+std::string ctlStageName(uint64_t index)
 {
     static constexpr const char *names[] = {"Cold Boot",
                                             "Warm Boot",
@@ -238,6 +248,37 @@ std::string ctlStageName(unsigned index)
     return index < std::size(names) ? names[index] : "Unknown";
 }
 
+std::optional<ctlProcess_t> ctlProcessOf(const std::string &file)
+{
+    // A name may hold dots of its own; the numbers begin behind its last letter.
+    const size_t last = file.find_last_not_of("0123456789.");
+    const size_t dot = last == std::string::npos ? last : file.find('.', last);
+    if (dot == std::string::npos)
+        return std::nullopt;
+    for (size_t at = dot; at < file.size(); at = std::min(file.find('.', at + 1), file.size()))
+        if (!ctlParseNumber(file.substr(at + 1, file.find('.', at + 1) - at - 1), INT_MAX))
+            return std::nullopt;
+    return ctlProcess_t{file.substr(0, dot), file.substr(dot + 1), ""};
+}
+
+ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer)
+{
+    ctlJson row = {{"process", process.name}, {"pid", process.pid}}, stat;
+    try {
+        if (answer.size() <= LONGEST_STAT)
+            stat = ctlParseJson(withoutOk(answer));
+    } catch (const ctlJson::exception &) {
+    } catch (const ctlError_t &) {
+    }
+    if (stat.is_object())
+        row.update(stat);
+    else
+        row["error"] = answer.substr(0, LONGEST_ERROR);
+    if (row.contains("stage") && row["stage"].is_number_unsigned())
+        row["stage_name"] = ctlStageName(row["stage"].get<uint64_t>());
+    return row;
+}
+
 std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
 {
     std::vector<ctlProcess_t> processes;
@@ -246,16 +287,16 @@ std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
     if (directory == nullptr)
         throw ctlError_t{CTL_SILENT, folder + ": " + std::strerror(errno)};
     while (const dirent *entry = readdir(directory)) {
-        ctlProcess_t process;
-        if (!splitName(entry->d_name, process) || process.name == "dorvctl" || (!name.empty() && process.name != name))
+        std::optional<ctlProcess_t> process = ctlProcessOf(entry->d_name);
+        if (!process || process->name == "dorvctl" || (!name.empty() && process->name != name))
             continue;
-        process.path = folder + "/" + entry->d_name;
-        if (isAlive(process.path))
-            processes.push_back(process);
+        process->path = folder + "/" + entry->d_name;
+        if (isAlive(process->path))
+            processes.push_back(std::move(*process));
     }
     closedir(directory);
     std::sort(processes.begin(), processes.end(), [](const ctlProcess_t &a, const ctlProcess_t &b) {
-        return a.name != b.name ? a.name < b.name : std::stoul(a.pid) < std::stoul(b.pid);
+        return std::pair(a.name, firstNumber(a.pid)) < std::pair(b.name, firstNumber(b.pid));
     });
     return processes;
 }
@@ -299,24 +340,29 @@ ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
             meant.push_back(agent);
     if (meant.empty())
         throw ctlError_t{CTL_SILENT, "no dorvald has the pid " + pid + "; there is" + pidsOf(agents)};
-    if (meant.size() > 1) {
-        std::erase_if(meant,
-                      [&](const ctlProcess_t &agent) { return askStat(agent, seconds).value("role", "") != "active"; });
-        if (meant.size() != 1)
-            ctlRefuse(std::to_string(agents.size()) + " agents run, and " +
-                      (meant.empty() ? "none" : std::to_string(meant.size())) +
-                      " of them active; name one with --pid:" + pidsOf(agents));
-    }
-    return meant[0];
+    if (meant.size() == 1)
+        return meant[0];
+    const std::vector<ctlJson> rows = askAll(meant, seconds);
+    std::vector<ctlProcess_t> active;
+    for (size_t i = 0; i < rows.size(); i++)
+        if (cell(rows[i], "role") == "active")
+            active.push_back(meant[i]);
+    if (active.size() != 1)
+        ctlRefuse(std::to_string(agents.size()) + " agents run, and " +
+                  (active.empty() ? "none" : std::to_string(active.size())) +
+                  " of them active; name one with --pid:" + pidsOf(agents));
+    return active[0];
 }
 
 std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds)
 {
     const answerSocket own;
     const sockaddr_un to = addressOf(process.path);
-    const auto limit = std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
-    const auto deadline = ctlClock::now() + limit;
-    timeval patience = {static_cast<time_t>(seconds) + 1, 0};
+    const auto deadline = ctlDeadline(seconds);
+    // No time at all would mean for ever.
+    const auto whole = static_cast<time_t>(seconds);
+    const timeval patience = {
+        whole, std::max<suseconds_t>(static_cast<suseconds_t>((seconds - static_cast<double>(whole)) * 1e6), 1000)};
     setsockopt(own.fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (sendto(own.fd, command.data(), command.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
         throw ctlError_t{CTL_SILENT, process.name + "." + process.pid + " takes no command: " + std::strerror(errno)};
@@ -328,20 +374,24 @@ std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::str
     const std::string answer = ctlAsk(process, command, seconds);
     if (answer.rfind("ok", 0) != 0)
         throw ctlError_t{CTL_FAILED, answer};
-    return linesOf(withoutOk(answer));
+    return ctlLinesOf(withoutOk(answer));
 }
 
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
 {
-    std::vector<ctlJson> rows;
+    std::vector<ctlProcess_t> processes;
     for (const char *name : {"dorvald", "hsld"})
-        for (const ctlProcess_t &process : ctlProcesses(name))
-            rows.push_back(askStat(process, seconds));
-    if (rows.empty()) {
-        err << "dorvctl: neither dorvald nor hsld runs with " << controlFolder()
-            << "; set VELMAR_RUN for another node\n";
+        for (ctlProcess_t &process : ctlProcesses(name))
+            processes.push_back(std::move(process));
+    if (processes.empty()) {
+        ctlComplain(err, "neither dorvald nor hsld runs with " + controlFolder() + "; set VELMAR_RUN for another node");
         return CTL_SILENT;
     }
+    return ctlPrintNode(askAll(processes, seconds), json, out);
+}
+
+int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out)
+{
     ctlJson list = ctlJson::array();
     if (!json)
         out << "PROCESS  PID        ROLE     STAGE                       SINCE\n";
@@ -367,22 +417,28 @@ int ctlCommand(const std::string &who, const std::vector<std::string> &words, do
     for (const std::string &word : words)
         command += (command.empty() ? "" : " ") + word;
     const std::string answer = ctlAsk(ctlFindProcess(who), command, seconds);
-    out << answer << (answer.empty() || answer.back() != '\n' ? "\n" : "");
+    out << ctlShownLines(answer) << (answer.empty() || answer.back() != '\n' ? "\n" : "");
     return answer.rfind("error:", 0) == 0 ? CTL_FAILED : CTL_DONE;
 }
 
 std::vector<std::string> ctlNewLines(const std::vector<std::string> &before, const std::vector<std::string> &now,
                                      bool &lost)
 {
-    lost = false;
-    for (size_t skip = 0; skip < before.size(); skip++) {
-        const size_t shared = before.size() - skip;
-        if (shared <= now.size() &&
-            std::equal(before.begin() + static_cast<std::ptrdiff_t>(skip), before.end(), now.begin()))
-            return {now.begin() + static_cast<std::ptrdiff_t>(shared), now.end()};
-    }
-    lost = !before.empty();
-    return now;
+    // How many lines at the end of `before` are those at the beginning of `now`. Lines repeat, so where a match breaks
+    // off it goes on with the longest shorter one: `shorter[n]` is that of the first n + 1 lines of `now`.
+    std::vector<size_t> shorter(now.size());
+    const auto longer = [&](size_t shared, const std::string &line) {
+        while (shared > 0 && (shared == now.size() || now[shared] != line))
+            shared = shorter[shared - 1];
+        return shared + (shared < now.size() && now[shared] == line);
+    };
+    for (size_t n = 1; n < now.size(); n++)
+        shorter[n] = longer(shorter[n - 1], now[n]);
+    size_t shared = 0;
+    for (const std::string &line : before)
+        shared = longer(shared, line);
+    lost = shared == 0 && !before.empty();
+    return {now.begin() + static_cast<std::ptrdiff_t>(shared), now.end()};
 }
 
 int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out)
@@ -395,7 +451,7 @@ int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostre
     const std::string command = "trace show " + std::to_string(reach);
     std::vector<std::string> seen = ctlAskLines(process, command, TRACE_SECONDS);
     for (size_t i = seen.size() - std::min<size_t>(seen.size(), lines); i < seen.size(); i++)
-        out << seen[i] << "\n";
+        out << ctlShown(seen[i]) << "\n";
     out.flush();
     while (follow && !ctlInterrupted()) {
         poll(nullptr, 0, TRACE_PAUSE_MS);
@@ -407,7 +463,7 @@ int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostre
         if (lost)
             out << "... lines lost ...\n";
         for (const std::string &line : fresh)
-            out << line << "\n";
+            out << ctlShown(line) << "\n";
         out.flush();
         seen = std::move(now);
     }

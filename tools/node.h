@@ -3,15 +3,21 @@
 #ifndef TOOLS_NODE_H
 #define TOOLS_NODE_H
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "tools/report.h"
 
 struct ctlProcess_t {
     std::string name; // "dorvald"
     std::string pid;
     std::string path; // of its control socket
 };
+
+// The process that a file among the control sockets belongs to, NAME.PID or NAME.PID.K; nothing for any other name.
+std::optional<ctlProcess_t> ctlProcessOf(const std::string &file);
 
 // The processes with a control socket, by name and pid; `name` empty for all. A socket that nobody holds any more is
 // left out.
@@ -35,7 +41,13 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
 std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds);
 
 // The name of a stage index.
-std::string ctlStageName(unsigned index);
+std::string ctlStageName(uint64_t index);
+
+// A process's answer to "stat" as a row; "error" in it says what is wrong with the answer.
+ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer);
+
+// The rows as a table, or as JSON. CTL_SILENT if one of them has an error.
+int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out);
 
 // The commands: each prints to `out` and gives the exit status.
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err);

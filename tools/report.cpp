@@ -5,12 +5,16 @@
 #include <cstring>
 #include <iomanip>
 
+#include "tools/error.h"
+#include "tools/text.h"
 #include "tools/values.h"
 
 namespace {
 
 constexpr size_t SHORTEST_FOLD = 3;
 constexpr int NAME_WIDTH = 22;
+constexpr int DEEPEST = 64;
+constexpr size_t MOST_MEMBERS = 1024;
 
 std::vector<std::string> elementsOf(const wireBody &body, const wireField &field, const ctlBytes &data)
 {
@@ -60,8 +64,12 @@ ctlJson elementJson(const wireField &field, const ctlBytes &data, size_t n)
 {
     if (field.kind == wireKind::Native)
         return ctlFormatElement(field, data, n);
-    if (field.kind == wireKind::Chars)
-        return ctlReadChars(field, data, n);
+    if (field.kind == wireKind::Chars) {
+        // Where a scenario would take the text for something else, it gets the bytes.
+        const std::string text = ctlReadChars(field, data, n);
+        const bool means = text.rfind("x:", 0) == 0 || text.find("$if") != text.npos || text.find("$n") != text.npos;
+        return means ? "x:" + ctlFormatHex(data.data() + field.offset + n * field.stride, text.size()) : text;
+    }
     const uint64_t value = ctlReadInteger(field, data, n);
     if (field.kind == wireKind::Signed)
         return static_cast<int64_t>(value);
@@ -218,7 +226,24 @@ std::string ctlCounted(size_t count, const std::string &thing)
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
+ctlJson ctlParseJson(const std::string &text)
+{
+    std::vector<size_t> members; // of each object that is open
+    const auto bounded = [&](int depth, ctlJson::parse_event_t event, ctlJson &) {
+        if (depth > DEEPEST)
+            ctlRefuse("it is nested deeper than " + std::to_string(DEEPEST) + " levels");
+        if (event == ctlJson::parse_event_t::object_start)
+            members.push_back(0);
+        else if (event == ctlJson::parse_event_t::object_end)
+            members.pop_back();
+        else if (event == ctlJson::parse_event_t::key && ++members.back() > MOST_MEMBERS)
+            ctlRefuse("an object has more than " + std::to_string(MOST_MEMBERS) + " members");
+        return true;
+    };
+    return ctlJson::parse(text, bounded);
+}
+
 void ctlPrintJson(std::ostream &out, const ctlJson &json)
 {
-    out << json.dump(-1, ' ', false, ctlJson::error_handler_t::replace) << std::endl;
+    out << ctlShownJson(json.dump(-1, ' ', false, ctlJson::error_handler_t::replace)) << std::endl;
 }

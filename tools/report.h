@@ -30,6 +30,10 @@ std::string ctlFold(const std::vector<std::string> &values);
 // "1 message", "2 messages".
 std::string ctlCounted(size_t count, const std::string &thing);
 
+// Reads JSON; a depth or a number of members in one object that nobody means is refused with a ctlError_t, since what
+// works on a value goes down into it by recursion and looks for a member among all. Else as ctlJson::parse.
+ctlJson ctlParseJson(const std::string &text);
+
 // One value on a line of its own. Bytes that are no UTF-8 come out as replacement characters.
 void ctlPrintJson(std::ostream &out, const ctlJson &json);
 

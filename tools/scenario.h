@@ -14,7 +14,10 @@ struct ctlScenario_t {
     std::vector<std::vector<ctlMessage_t>> batches;
 };
 
+// Bytes that the texts and bodies of a scenario may come to once its repetitions are written out.
+constexpr size_t CTL_SCENARIO_BYTES = 256 << 20;
+
 // Reads a scenario; a refusal names the place: "FILE: batches[2][0].cos_map: ...".
-ctlScenario_t ctlReadScenario(const std::string &text, const std::string &file);
+ctlScenario_t ctlReadScenario(const std::string &text, const std::string &file, size_t most = CTL_SCENARIO_BYTES);
 
 #endif

@@ -7,6 +7,7 @@
 #include "tools/error.h"
 #include "tools/node.h"
 #include "tools/show_lines.h"
+#include "tools/text.h"
 
 namespace {
 
@@ -28,10 +29,9 @@ size_t interfacesAt(const lines_t &lines)
 
 size_t chipsAt(const lines_t &lines)
 {
-    size_t at = 0;
-    while (at < interfacesAt(lines) && lines[at].rfind("Chip ", 0) != 0)
-        at++;
-    return at;
+    const auto end = lines.begin() + static_cast<std::ptrdiff_t>(interfacesAt(lines));
+    const auto isChip = [](const std::string &line) { return line.rfind("Chip ", 0) == 0; };
+    return static_cast<size_t>(std::find_if(lines.begin(), end, isChip) - lines.begin());
 }
 
 part_t slotsPart(const lines_t &lines)
@@ -229,6 +229,6 @@ int ctlShowTable(const std::string &name, const ctlShow_t &asked, std::ostream &
         ctlPrintJson(out, ctlShowRows(name, printed));
     else
         for (const std::string &line : linesOf(table, printed))
-            out << line << "\n";
+            out << ctlShown(line) << "\n";
     return CTL_DONE;
 }

@@ -3,14 +3,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
 #include "agent/messages/header.h"
 #include "tools/error.h"
 #include "tools/node.h"
+#include "tools/show_lines.h"
+#include "tools/text.h"
 #include "tools/values.h"
 #include "velmar/dce.h"
 
@@ -19,6 +19,8 @@ namespace {
 constexpr double LIST_SECONDS = 3;
 constexpr size_t FIELD_COLUMNS = 8;
 constexpr size_t POLICERS_A_MESSAGE = 32;
+constexpr size_t MOST_TARGETS = 16384; // a node of 16 slots with 128 ports, on each of 8 chips
+constexpr size_t MOST_REQUESTS = 65536;
 
 // What a request's status holds on its way out. It comes back where nobody served the request: an unknown chip, or a
 // message that the agent only acknowledges.
@@ -31,23 +33,6 @@ bool isChip(uint32_t ifindex)
 
 // ---- Targets
 
-// The ports on a chip that an agent of this node prints.
-std::vector<uint32_t> portsOf(const ctlProcess_t &agent, double seconds)
-{
-    const std::string answer = ctlAsk(agent, "cli show dorvmd interface all", seconds);
-    if (answer.find("(cut:") != std::string::npos)
-        throw ctlError_t{CTL_FAILED,
-                         "the agent has more ports than one answer lists; name those you mean, as in te1/3"};
-    std::vector<uint32_t> ports;
-    for (size_t at = answer.find("\tifindex = "); at != std::string::npos; at = answer.find("\tifindex = ", at + 1)) {
-        unsigned ifindex = 0;
-        int chip = -1;
-        if (std::sscanf(answer.c_str() + at, "\tifindex = 0x%x, ChipId = %d", &ifindex, &chip) == 2 && chip >= 0)
-            ports.push_back(ifindex);
-    }
-    return ports;
-}
-
 std::vector<uint32_t> knownPorts()
 {
     ctlNeedAgent();
@@ -59,12 +44,9 @@ std::vector<uint32_t> knownPorts()
 
 uint32_t parseTarget(const std::string &word)
 {
-    if (word.rfind("0x", 0) == 0) {
-        uint32_t number = 0;
-        const auto result = std::from_chars(word.data() + 2, word.data() + word.size(), number, 16);
-        if (result.ec == std::errc() && result.ptr == word.data() + word.size())
-            return number;
-    }
+    if (word.rfind("0x", 0) == 0)
+        if (const auto number = ctlParseNumber(std::string_view(word).substr(2), UINT32_MAX, 16))
+            return static_cast<uint32_t>(*number);
     const bool bare = !word.empty() && std::isdigit(static_cast<unsigned char>(word[0])) != 0;
     const auto ifindex = ctlParseInterface(bare ? "te" + word : word);
     if (!ifindex)
@@ -72,21 +54,23 @@ uint32_t parseTarget(const std::string &word)
     return *ifindex;
 }
 
+void addOnce(std::vector<uint32_t> &list, uint32_t ifindex)
+{
+    if (std::find(list.begin(), list.end(), ifindex) == list.end())
+        list.push_back(ifindex);
+    if (list.size() > MOST_TARGETS)
+        ctlRefuse("more than " + std::to_string(MOST_TARGETS) + " ports and chips are too many at once");
+}
+
 std::vector<uint32_t> parseTargets(const std::vector<std::string> &words)
 {
     std::vector<uint32_t> targets;
     for (const std::string &word : words)
         for (const std::string &each : ctlExpandList(word))
-            targets.push_back(parseTarget(each));
+            addOnce(targets, parseTarget(each));
     if (targets.empty())
         targets.push_back(QOS_ALL_CHIPS_IFINDEX);
     return targets;
-}
-
-void addOnce(std::vector<uint32_t> &list, uint32_t ifindex)
-{
-    if (std::find(list.begin(), list.end(), ifindex) == list.end())
-        list.push_back(ifindex);
 }
 
 // Every target as ports: a chip as those on it, all interfaces as all.
@@ -107,7 +91,7 @@ std::vector<uint32_t> asPorts(const std::vector<uint32_t> &targets)
             if (all || dce_get_flat_chip_id(port) == dce_get_flat_chip_id(target))
                 addOnce(ports, port);
         if (ports.size() == before && !all)
-            throw ctlError_t{CTL_FAILED, "the agent knows no port on " + ctlStatsName(target)};
+            throw ctlError_t{CTL_FAILED, "the agent knows no port on " + ctlShowInterface(target)};
     }
     return ports;
 }
@@ -176,7 +160,7 @@ ctlStatsQuery_t queryOf(const ctlStatsView_t &view, uint32_t ifindex, const std:
     const bool all = ifindex == QOS_ALL_CHIPS_IFINDEX;
     const int32_t flat = dce_get_flat_chip_id(ifindex);
     if (!all && flat < 0 && (view.chip != nullptr || view.number != nullptr))
-        ctlRefuse(ctlStatsName(ifindex) + " is on no chip");
+        ctlRefuse(ctlShowInterface(ifindex) + " is on no chip");
     assign(assigns, "status", std::to_string(UNTOUCHED));
     assign(assigns, view.port, std::to_string(ifindex) + "*" + std::to_string(std::max<size_t>(ids.size(), 1)));
     assign(assigns, view.chip, std::to_string(all ? ifindex : dce_get_ifindex(flat)));
@@ -201,11 +185,7 @@ std::optional<uint64_t> numberOf(const wireField &field, const ctlBytes &data, s
     if (field.kind != wireKind::Chars)
         return ctlReadInteger(field, data, n);
     const std::string text = ctlReadChars(field, data, n);
-    uint64_t value = 0; // nothing written is a counter that never moved
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (!text.empty() && (result.ec != std::errc() || result.ptr != text.data() + text.size()))
-        return std::nullopt;
-    return value;
+    return text.empty() ? 0 : ctlParseNumber(text, UINT64_MAX); // nothing written is a counter that never moved
 }
 
 uint64_t fieldValue(const wireBody &body, const ctlBytes &data, const char *name)
@@ -229,6 +209,8 @@ void addRun(ctlStatsTable_t &table, const ctlStatsRows_t &rows, const wireBody &
     size_t count = rows.rows;
     if (rows.count != nullptr)
         count = static_cast<size_t>(std::min<uint64_t>(count, fieldValue(body, data, rows.count)));
+    if (rows.labels != nullptr) // whatever that number says, there are no more than the reply holds
+        count = std::min(count, ctlCount(body, *ctlField(body, rows.labels), data.size()));
     for (size_t n = 0; n < count; n++) {
         ctlStatsRow_t row{labelOf(rows, body, data, n), std::vector<ctlStatsCell_t>(table.view->columns.size())};
         for (size_t c = 0; c < rows.cells.size(); c++) {
@@ -271,7 +253,21 @@ void addField(ctlStatsTable_t &table, const wireBody &body, const wireField &fie
     }
 }
 
-ctlStatsTable_t tableOf(const ctlStatsQuery_t &query, const ctlMessage_t &reply)
+// A view that took several messages goes on where it stopped.
+void join(std::vector<ctlStatsTable_t> &tables, ctlStatsTable_t &&table)
+{
+    if (tables.empty() || tables.back().view != table.view || tables.back().ifindex != table.ifindex ||
+        !tables.back().fault.empty() || !table.fault.empty()) {
+        tables.push_back(std::move(table));
+        return;
+    }
+    for (ctlStatsRow_t &row : table.rows)
+        tables.back().rows.push_back(std::move(row));
+}
+
+} // namespace
+
+ctlStatsTable_t ctlStatsTableOf(const ctlStatsQuery_t &query, const ctlMessage_t &reply)
 {
     ctlStatsTable_t table{query.view, query.ifindex, ctlStatus(reply).value_or(0), "", ctlClock::now(), 0, {}};
     const wireBody &body = ctlBodyOf(*qosMsgInfo(reply.code));
@@ -292,35 +288,34 @@ ctlStatsTable_t tableOf(const ctlStatsQuery_t &query, const ctlMessage_t &reply)
     return table;
 }
 
-// A view that took several messages goes on where it stopped.
-void join(std::vector<ctlStatsTable_t> &tables, ctlStatsTable_t &&table)
+std::vector<uint32_t> ctlListedPorts(const std::string &answer)
 {
-    if (tables.empty() || tables.back().view != table.view || tables.back().ifindex != table.ifindex ||
-        !tables.back().fault.empty() || !table.fault.empty()) {
-        tables.push_back(std::move(table));
-        return;
+    std::vector<uint32_t> ports;
+    const std::vector<std::string> lines = ctlLinesOf(answer);
+    if (!lines.empty() && lines.back().rfind("(cut:", 0) == 0)
+        throw ctlError_t{CTL_FAILED,
+                         "the agent has more ports than one answer lists; name those you mean, as in te1/3"};
+    for (const std::string &line : lines) {
+        ctlJson row;
+        if (line.rfind("\tifindex = ", 0) != 0 ||
+            !ctlTakeLine("\tifindex = {ifindex}, ChipId = {chip}, Chip IfIndex = {}", line, row))
+            continue;
+        const auto inRange = [&](const char *key) {
+            return row[key].is_number_integer() && row[key] >= 0 && row[key] <= UINT32_MAX;
+        };
+        if (inRange("ifindex") && inRange("chip"))
+            addOnce(ports, row["ifindex"].get<uint32_t>());
     }
-    for (ctlStatsRow_t &row : table.rows)
-        tables.back().rows.push_back(std::move(row));
+    return ports;
 }
-
-} // namespace
 
 std::vector<uint32_t> ctlKnownPorts(double seconds)
 {
     std::vector<uint32_t> ports;
     for (const ctlProcess_t &agent : ctlProcesses("dorvald"))
         if (ports.empty())
-            ports = portsOf(agent, seconds);
+            ports = ctlListedPorts(ctlAsk(agent, "cli show dorvmd interface all", seconds));
     return ports;
-}
-
-std::string ctlStatsName(uint32_t ifindex)
-{
-    const std::string name = ctlFormatInterface(ifindex);
-    char number[16];
-    std::snprintf(number, sizeof number, "0x%08x", ifindex);
-    return name.empty() ? number : name;
 }
 
 std::vector<ctlStatsQuery_t> ctlPlanStats(const ctlStatsOptions_t &asked)
@@ -345,6 +340,8 @@ std::vector<ctlStatsQuery_t> ctlPlanStats(const ctlStatsOptions_t &asked)
     std::vector<ctlStatsQuery_t> queries;
     for (const uint32_t target : asPlaced)
         for (const ctlStatsView_t *view : chosen.views) {
+            if (queries.size() + ids.size() / slice >= MOST_REQUESTS)
+                ctlRefuse("more than " + std::to_string(MOST_REQUESTS) + " requests are too many at once");
             if (ids.empty())
                 queries.push_back(queryOf(*view, target, asked.selector, {}));
             for (size_t at = 0; at < ids.size(); at += slice)
@@ -392,7 +389,7 @@ ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &option
             break;
         }
         for (size_t i = begin; i < end; i++)
-            join(reading.tables, tableOf(queries[i], echo.messages[i - begin]));
+            join(reading.tables, ctlStatsTableOf(queries[i], echo.messages[i - begin]));
         begin = end;
     }
     return reading;
@@ -404,7 +401,7 @@ void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vec
         return;
     std::vector<std::string> words = {"thresholds"};
     for (const ctlStatsQuery_t &query : queries)
-        words.push_back(ctlStatsName(query.ifindex));
+        words.push_back(ctlShowInterface(query.ifindex));
     const ctlStatsReading_t reading = ctlReadStats(link, options, ctlPlanStats({words}));
     for (ctlStatsQuery_t &query : queries)
         for (const ctlStatsTable_t &table : reading.tables)

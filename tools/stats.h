@@ -49,11 +49,11 @@ struct ctlStatsOptions_t {
     bool nonzero = false;
 };
 
-// An interface as it is shown, te1/3 or its index in hexadecimal.
-std::string ctlStatsName(uint32_t ifindex);
-
 // The ports on a chip that the first agent which has any lists; `seconds` is for each agent.
 std::vector<uint32_t> ctlKnownPorts(double seconds);
+
+// The same out of the agent's printed table. Throws CTL_FAILED if the table is cut.
+std::vector<uint32_t> ctlListedPorts(const std::string &answer);
 
 // The requests that the words ask for, in the order of the words. A target is te1/3, 1/3 (as te1/3), a list or range of
 // either, chip1/0, all, or an index in hexadecimal. A chip stands for its ports; all, and no target, for every port
@@ -62,6 +62,9 @@ std::vector<ctlStatsQuery_t> ctlPlanStats(const ctlStatsOptions_t &asked);
 
 // The same for clearing, where all is one request that the agent carries out on everything it counts.
 std::vector<ctlStatsQuery_t> ctlPlanClear(const std::vector<std::string> &words);
+
+// What the reply to a query says.
+ctlStatsTable_t ctlStatsTableOf(const ctlStatsQuery_t &query, const ctlMessage_t &reply);
 
 // Asks all queries, as many in a batch as fit; `fault` says why some have no answer. The tables of one view and one
 // interface come as one.
@@ -78,8 +81,12 @@ void ctlFillBudgets(const ctlLink_t &link, const ctlOptions_t &options, std::vec
 // Puts rates into the counters of `now`. A row that `before` lacks began at 0, and so did a counter that went down.
 void ctlRateStats(const ctlStatsReading_t &before, ctlStatsReading_t &now);
 
-// Columns side by side, the first to the left, the others to the right.
-void ctlPrintColumns(std::ostream &out, const std::vector<std::vector<std::string>> &lines);
+// Columns side by side, the first to the left, the others to the right. What they hold is made fit to print.
+void ctlPrintColumns(std::ostream &out, std::vector<std::vector<std::string>> lines);
+
+// The tables of a reading, and the exit status.
+int ctlPrintStats(const ctlStatsReading_t &reading, const ctlOptions_t &options, const ctlStatsOptions_t &asked,
+                  std::ostream &out, std::ostream &err);
 
 // The commands: print to `out`, complain to `err`, give the exit status.
 int ctlShowStats(const ctlOptions_t &options, const ctlStatsOptions_t &asked, std::ostream &out, std::ostream &err);

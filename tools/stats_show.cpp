@@ -6,6 +6,8 @@
 #include "tools/error.h"
 #include "tools/report.h"
 #include "tools/stats.h"
+#include "tools/text.h"
+#include "tools/values.h"
 
 namespace {
 
@@ -63,7 +65,7 @@ bool printTable(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked, bo
     }
     if (asked.nonzero && lines.size() == 2)
         return false;
-    out << (first ? "" : "\n") << ctlStatsName(table.ifindex) << "  " << titleOf(*table.view);
+    out << (first ? "" : "\n") << ctlShowInterface(table.ifindex) << "  " << titleOf(*table.view);
     if (rates)
         out << "  over " << std::fixed << std::setprecision(1) << table.seconds << " s";
     out << "\n";
@@ -99,7 +101,7 @@ ctlJson tableJson(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked)
     return {{"kind", table.view->kind},
             {"side", table.view->side},
             {"source", table.view->source},
-            {"interface", ctlStatsName(table.ifindex)},
+            {"interface", ctlShowInterface(table.ifindex)},
             {"ifindex", table.ifindex},
             {"status", table.status},
             {"error", table.fault},
@@ -109,8 +111,36 @@ ctlJson tableJson(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked)
             {"rows", rows}};
 }
 
-int printReading(const ctlStatsReading_t &reading, const ctlOptions_t &options, const ctlStatsOptions_t &asked,
-                 std::ostream &out, std::ostream &err)
+// Lets time pass and reads what comes meanwhile, since an agent waits for a manager that does not.
+void waitOn(const ctlLink_t &link, double seconds)
+{
+    const auto deadline = ctlDeadline(seconds);
+    while (!ctlInterrupted() && ctlClock::now() < deadline)
+        ctlReceive(link, deadline);
+}
+
+} // namespace
+
+void ctlPrintColumns(std::ostream &out, std::vector<std::vector<std::string>> lines)
+{
+    std::vector<size_t> widths;
+    for (std::vector<std::string> &line : lines) {
+        widths.resize(std::max(widths.size(), line.size()));
+        for (size_t c = 0; c < line.size(); c++) {
+            line[c] = ctlShown(line[c]);
+            widths[c] = std::max(widths[c], line[c].size());
+        }
+    }
+    for (const std::vector<std::string> &line : lines) {
+        for (size_t c = 0; c < line.size(); c++)
+            out << (c == 0 ? "" : "  ") << (c == 0 ? std::left : std::right) << std::setw(static_cast<int>(widths[c]))
+                << line[c];
+        out << "\n";
+    }
+}
+
+int ctlPrintStats(const ctlStatsReading_t &reading, const ctlOptions_t &options, const ctlStatsOptions_t &asked,
+                  std::ostream &out, std::ostream &err)
 {
     int result = reading.fault.empty() ? CTL_DONE : CTL_SILENT;
     ctlJson json = ctlJson::array();
@@ -119,8 +149,7 @@ int printReading(const ctlStatsReading_t &reading, const ctlOptions_t &options, 
         json.push_back(tableJson(table, asked));
         if (!table.fault.empty()) {
             result = std::max<int>(result, CTL_FAILED);
-            err << "dorvctl: " << ctlStatsName(table.ifindex) << " " << titleOf(*table.view) << ": " << table.fault
-                << "\n";
+            ctlComplain(err, ctlShowInterface(table.ifindex) + " " + titleOf(*table.view) + ": " + table.fault);
         } else if (!options.json) {
             shown = printTable(table, asked, !shown, out) || shown;
             zero = true;
@@ -131,36 +160,9 @@ int printReading(const ctlStatsReading_t &reading, const ctlOptions_t &options, 
     if (options.json)
         ctlPrintJson(out, json);
     if (!reading.fault.empty())
-        err << "dorvctl: " << reading.fault << "\n";
+        ctlComplain(err, reading.fault);
     out.flush();
     return result;
-}
-
-// Lets time pass and reads what comes meanwhile, since an agent waits for a manager that does not.
-void waitOn(const ctlLink_t &link, double seconds)
-{
-    const auto span = std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
-    const auto deadline = ctlClock::now() + span;
-    while (!ctlInterrupted() && ctlClock::now() < deadline)
-        ctlReceive(link, deadline);
-}
-
-} // namespace
-
-void ctlPrintColumns(std::ostream &out, const std::vector<std::vector<std::string>> &lines)
-{
-    std::vector<size_t> widths;
-    for (const std::vector<std::string> &line : lines) {
-        widths.resize(std::max(widths.size(), line.size()));
-        for (size_t c = 0; c < line.size(); c++)
-            widths[c] = std::max(widths[c], line[c].size());
-    }
-    for (const std::vector<std::string> &line : lines) {
-        for (size_t c = 0; c < line.size(); c++)
-            out << (c == 0 ? "" : "  ") << (c == 0 ? std::left : std::right) << std::setw(static_cast<int>(widths[c]))
-                << line[c];
-        out << "\n";
-    }
 }
 
 int ctlShowStats(const ctlOptions_t &options, const ctlStatsOptions_t &asked, std::ostream &out, std::ostream &err)
@@ -176,7 +178,7 @@ int ctlShowStats(const ctlOptions_t &options, const ctlStatsOptions_t &asked, st
         reading = std::move(second);
     }
     ctlCloseLink(link);
-    return printReading(reading, options, asked, out, err);
+    return ctlPrintStats(reading, options, asked, out, err);
 }
 
 int ctlClearStats(const ctlOptions_t &options, const std::vector<std::string> &words, std::ostream &out,
@@ -191,11 +193,11 @@ int ctlClearStats(const ctlOptions_t &options, const std::vector<std::string> &w
     for (const ctlStatsTable_t &table : reading.tables) {
         if (!table.fault.empty()) {
             result = std::max<int>(result, CTL_FAILED);
-            err << "dorvctl: " << ctlStatsName(table.ifindex) << ": " << table.fault << "\n";
+            ctlComplain(err, ctlShowInterface(table.ifindex) + ": " + table.fault);
         } else if (!options.json) {
-            out << ctlStatsName(table.ifindex) << "  cleared\n";
+            out << ctlShowInterface(table.ifindex) << "  cleared\n";
         }
-        json.push_back({{"interface", ctlStatsName(table.ifindex)},
+        json.push_back({{"interface", ctlShowInterface(table.ifindex)},
                         {"ifindex", table.ifindex},
                         {"status", table.status},
                         {"error", table.fault}});
@@ -203,6 +205,6 @@ int ctlClearStats(const ctlOptions_t &options, const std::vector<std::string> &w
     if (options.json)
         ctlPrintJson(out, json);
     if (!reading.fault.empty())
-        err << "dorvctl: " << reading.fault << "\n";
+        ctlComplain(err, reading.fault);
     return result;
 }

@@ -14,6 +14,7 @@
 #include "tools/link.h"
 #include "tools/report.h"
 #include "tools/stats.h"
+#include "tools/text.h"
 #include "tools/values.h"
 
 namespace {
@@ -79,7 +80,7 @@ std::vector<line> linesOf(const ctlStatsReading_t &reading)
         for (const ctlStatsRow_t &row : table.rows) {
             if (row.label == "total")
                 continue;
-            line each{ctlFormatInterface(table.ifindex), row.label, 0, {}};
+            line each{ctlShowInterface(table.ifindex), row.label, 0, {}};
             double sum = 0;
             for (size_t c = 0; c < row.cells.size(); c++) {
                 const double rate = row.cells[c].rate.value_or(0);
@@ -113,7 +114,7 @@ std::string faultOf(const ctlStatsReading_t &reading, int &exit)
     for (const ctlStatsTable_t &table : reading.tables)
         if (!table.fault.empty() && exit == CTL_DONE) {
             exit = CTL_FAILED;
-            text = ctlFormatInterface(table.ifindex) + ": " + table.fault;
+            text = ctlShowInterface(table.ifindex) + ": " + table.fault;
         }
     return text;
 }
@@ -159,8 +160,7 @@ void draw(const std::string &frame, const ctlScreen_t &screen, std::ostream &out
 // Whether a key came before the interval was over. Reads what agents send meanwhile.
 bool keyWithin(const ctlLink_t &link, int &keys, double seconds)
 {
-    const auto span = std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
-    const auto deadline = ctlClock::now() + span;
+    const auto deadline = ctlDeadline(seconds);
     while (!ctlInterrupted()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - ctlClock::now()).count();
         if (left <= 0)
@@ -232,7 +232,7 @@ int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, ctlScreen_t screen,
             before = std::move(now);
         }
         if (!fault.empty() && !ctlInterrupted())
-            err << "dorvctl: " << fault << "\n";
+            ctlComplain(err, fault);
     }
     ctlCloseLink(link);
     return exit;

@@ -12,6 +12,7 @@ namespace {
 
 // A list longer than any body could hold is a slip of the pen.
 constexpr size_t LONGEST_LIST = 8192;
+constexpr size_t LONGEST_REPEATED = 256; // characters
 
 // Interface types, as the top six bits of an index, and the place of slot and chip in it.
 constexpr uint32_t TYPE_PORT = 6;
@@ -184,14 +185,16 @@ std::vector<std::string> expandRange(const std::string &text, size_t dots)
     if (to.number.magnitude - from.number.magnitude >= LONGEST_LIST)
         ctlRefuse("'" + text + "': a range has at most " + std::to_string(LONGEST_LIST) + " values");
     std::vector<std::string> list;
-    for (uint64_t n = from.number.magnitude; n <= to.number.magnitude; n++)
-        list.push_back(from.prefix + std::to_string(n) + from.suffix);
+    for (uint64_t n = 0; n <= to.number.magnitude - from.number.magnitude; n++)
+        list.push_back(from.prefix + std::to_string(from.number.magnitude + n) + from.suffix);
     return list;
 }
 
 void expandItem(const std::string &item, std::vector<std::string> &list)
 {
     const size_t star = item.rfind('*'), dots = item.find("..");
+    if ((star != std::string::npos || dots != std::string::npos) && item.size() > LONGEST_REPEATED)
+        ctlRefuse("'" + item + "': no value of a range or repetition is that long");
     if (star != std::string::npos) {
         const parsedInteger times = parseInteger(item.substr(star + 1));
         if (!times.isNumber || times.negative || times.tooLarge || times.magnitude == 0 ||
@@ -288,11 +291,22 @@ std::string ctlFormatInterface(uint32_t ifindex)
     return name;
 }
 
+std::string ctlShowInterface(uint32_t ifindex)
+{
+    const std::string name = ctlFormatInterface(ifindex);
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%08x", ifindex);
+    return name.empty() ? number : name;
+}
+
 std::vector<std::string> ctlExpandList(const std::string &text)
 {
     std::vector<std::string> list;
-    for (const std::string &item : splitCommas(text))
+    for (const std::string &item : splitCommas(text)) {
         expandItem(item, list);
+        if (list.size() > LONGEST_LIST)
+            ctlRefuse("a list has at most " + std::to_string(LONGEST_LIST) + " values");
+    }
     return list;
 }
 
@@ -378,10 +392,5 @@ std::string ctlFormatElement(const wireField &field, const ctlBytes &data, size_
     const uint64_t value = ctlReadInteger(field, data, n);
     if (field.kind == wireKind::Signed)
         return std::to_string(static_cast<int64_t>(value));
-    if (!ctlIsInterface(field))
-        return std::to_string(value);
-    const std::string name = ctlFormatInterface(static_cast<uint32_t>(value));
-    char number[16];
-    std::snprintf(number, sizeof number, "0x%08x", static_cast<uint32_t>(value));
-    return name.empty() ? number : name;
+    return ctlIsInterface(field) ? ctlShowInterface(static_cast<uint32_t>(value)) : std::to_string(value);
 }

@@ -22,6 +22,9 @@ std::optional<uint32_t> ctlParseInterface(const std::string &text);
 // The written name of an index; empty for an index that has none.
 std::string ctlFormatInterface(uint32_t ifindex);
 
+// The same as it is shown: an index without a name in hexadecimal.
+std::string ctlShowInterface(uint32_t ifindex);
+
 // A list with its repeats and ranges written out.
 std::vector<std::string> ctlExpandList(const std::string &text);
 

@@ -125,6 +125,13 @@ struct qosPolStatsClrMsg_t {
 QOS_MEMBERS(qosPolStatsClrMsg_t, 1617, BACK(0, status, 5), F(4, ifindex), F(8, dir), F(12, num_policers),
             F(16, num_pol_grp), F(17, stats_clr_data));
 
+// The entries of a clear, as many as num_policers says.
+inline const qosPolStatsClrData_t *qosPolStatsClrEntries(const qosPolStatsClrMsg_t *body)
+{
+    const auto *bytes = reinterpret_cast<const unsigned char *>(body);
+    return reinterpret_cast<const qosPolStatsClrData_t *>(bytes + offsetof(qosPolStatsClrMsg_t, stats_clr_data));
+}
+
 // Code 45. Clear the counters of all policers, or of the BUM ones.
 struct qosPolStatsClrAllMsg_t {
     be32 ifindex;

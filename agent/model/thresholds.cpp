@@ -43,12 +43,12 @@ uint32_t losslessReserve(const qosIf_t *interface)
     return qaCcbPauseAssertGet(interface) + reserve;
 }
 
-uint32_t countLossless(const qosIf_t *interface, const char *function)
+uint32_t countLossless(const qosIf_t *interface, qosWhere_t where)
 {
     uint32_t count = 0;
     for (const qosPauseProfile_t &pfc : interface->ccb.pfc)
         count += pfc.tx != 0;
-    QOS_INF_AT(function, "pfc count: %d", count);
+    QOS_INF_AT(where, "pfc count: %d", count);
     return count;
 }
 

@@ -65,6 +65,7 @@ void processChipEvent(const eventBody_t &body)
 
 void qosRegisterNLModule()
 {
+    QOS_FRAME();
     qosModule_t &record = qosModuleRecord(QOS_MOD_NL, "QOS NL");
     record.init = qosNLInit;
     record.start = qosNLStart;
@@ -84,6 +85,7 @@ int qosNLInit()
 
 int qosNLStart()
 {
+    QOS_FRAME();
     qosInitChipTable();
     return QOS_OK;
 }

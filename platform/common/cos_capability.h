@@ -8,11 +8,11 @@
 #include "velmar/dce.h"
 
 // The body's chip, with its policer numbers copied into the body; or null, with the line and 1 in the status.
-inline qosChip_t *cosCopyPolicerCapability(const char *function, qosChipUpMsg_t *body)
+inline qosChip_t *cosCopyPolicerCapability(qosWhere_t where, qosChipUpMsg_t *body)
 {
     qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
-        QOS_ERR_AT(function, "Unknown chip %d/%d", static_cast<int32_t>(body->slot_id),
+        QOS_ERR_AT(where, "Unknown chip %d/%d", static_cast<int32_t>(body->slot_id),
                    static_cast<int32_t>(body->local_chip_id));
         body->status = QOS_MSG_REFUSED;
         return nullptr;

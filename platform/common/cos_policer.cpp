@@ -106,15 +106,14 @@ void fillProfile(cosPolProfile_t *record, const Body *body)
     memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
 }
 
-uint32_t sendBatch(const char *function, uint32_t target, cosBulk_t *batch)
+uint32_t sendBatch(qosWhere_t where, uint32_t target, cosBulk_t *batch)
 {
     const cosBulk_t *response;
     const uint32_t rc = cosBatchSend(target, batch, &response);
     const uint32_t length = batch->hdr.in_size;
-    QOS_INF_AT(function, "ops.cmd:0x%x, in size %d, out size %d, num ioctls %d",
-               static_cast<uint32_t>(batch->hdr.command), length, static_cast<uint32_t>(batch->hdr.out_size),
-               static_cast<uint16_t>(batch->num_records));
-    QOS_INF_AT(function, "request len :%d", length);
+    QOS_INF_AT(where, "ops.cmd:0x%x, in size %d, out size %d, num ioctls %d", static_cast<uint32_t>(batch->hdr.command),
+               length, static_cast<uint32_t>(batch->hdr.out_size), static_cast<uint16_t>(batch->num_records));
+    QOS_INF_AT(where, "request len :%d", length);
     return rc;
 }
 
@@ -347,10 +346,11 @@ uint32_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body)
     clear_t clear = {body->ifindex, body->dir, 0, false};
     uint32_t rc = QOS_MSG_DONE;
     cosPolGroups_t groups;
+    const qosPolStatsClrData_t *entries = qosPolStatsClrEntries(body);
     for (int32_t i = 0; i < total && family.clear_groups && rc == QOS_MSG_DONE; ++i)
-        rc = family.clear_groups(body, body->stats_clr_data[i].ifindex, &groups);
+        rc = family.clear_groups(body, entries[i].ifindex, &groups);
     for (int32_t i = 0; i < total && rc == QOS_MSG_DONE; ++i)
-        rc = clearPolicer(family, clear, body, body->stats_clr_data[i]);
+        rc = clearPolicer(family, clear, body, entries[i]);
     if (rc == QOS_MSG_DONE && (clear.count != 0 || !clear.sent))
         rc = sendClear(clear);
     return qosAnswer(body, rc);

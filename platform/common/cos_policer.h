@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "agent/messages/policer.h"
+#include "core/trace.h"
 #include "platform/records/policer.h"
 
 // Groups that an entry of a clear goes to: `count` from `first` on.
@@ -17,10 +18,10 @@ struct cosPolGroups_t {
 };
 
 struct cosPolFamily_t {
-    const char *add; // names of the back-end functions
-    const char *remove;
-    const char *profile;
-    const char *stats_get;
+    qosWhere_t add; // the back-end functions that lines are written for
+    qosWhere_t remove;
+    qosWhere_t profile;
+    qosWhere_t stats_get;
     // Fill one record; not 0 ends the request with nothing sent.
     uint32_t (*fill_add)(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body);
     uint32_t (*fill_remove)(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body);

@@ -66,13 +66,13 @@ uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_
     return qosCosIoctl(target, request, length, response, &expected);
 }
 
-uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body)
+uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {
         if (body->clearAll == 0)
-            QOS_ERR_AT(function, "Clearing RED statistics for unknown interface %x\n", ifindex);
+            QOS_ERR_AT(where, "Clearing RED statistics for unknown interface %x\n", ifindex);
         return QOS_MSG_UNSERVED;
     }
     auto *request = start(COS_STATS_CLEAR, device, COS_RED_KEYS, sizeof(cosHdr_t));
@@ -85,6 +85,6 @@ uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const q
     uint32_t length = sizeof(cosHdr_t);
     const uint32_t rc = qosCosIoctl(chip->chip_ifindex, request, request->head.hdr.in_size, &response, &length);
     if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(function, "Failed to clear red counters for chip: %x", chip->chip_ifindex);
+        QOS_ERR_AT(where, "Failed to clear red counters for chip: %x", chip->chip_ifindex);
     return rc;
 }

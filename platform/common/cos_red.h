@@ -10,6 +10,7 @@
 #include "agent/messages/drop_monitor.h"
 #include "agent/messages/policer.h"
 #include "agent/messages/statistics.h"
+#include "core/trace.h"
 #include "inventory/records.h"
 #include "platform/records/congestion.h"
 
@@ -53,13 +54,13 @@ void cosRedTakeCounters(const cosRedResult_t &result, unsigned levels, be64 *cou
 
 // A read in the request buffer, which is clear as far as a response reaches, with `keys` keys counted and empty.
 cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys);
-// Sends `length` bytes of it: its in size, or its out size where the bitmap behind the keys goes with them. The
-// response through *response; the transport's status.
+// Sends `length` bytes of it: Mirelle its in size, Tessel the larger of its two sizes. The response through *response;
+// the transport's status.
 uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
                         const unsigned char **response);
 
 // Clears eight priorities of the body's interface, or with clearAll of the walk's chip: the transport's status, or 25
-// without a target. The lines carry `function`.
-uint32_t cosClearRedStats(const char *function, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
+// without a target. The lines are for `where`.
+uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
 
 #endif

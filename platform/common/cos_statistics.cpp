@@ -49,7 +49,7 @@ void buildRead(const cosStatRow_t &row, const qosStatsHead_t *body)
 }
 
 // Sends what stands in the request buffer to the interface's chip and stores the outcome in the body.
-cosStatAnswer_t sendRead(const char *function, const qosText_t<const char *, uint32_t> &failed, uint32_t in_size,
+cosStatAnswer_t sendRead(qosWhere_t function, const qosText_t<const char *, uint32_t> &failed, uint32_t in_size,
                          uint32_t out_size, const qosIf_t *interface, qosStatsHead_t *body)
 {
     cosStatAnswer_t answer = {QOS_MSG_DONE, interface, nullptr, out_size};
@@ -58,7 +58,7 @@ cosStatAnswer_t sendRead(const char *function, const qosText_t<const char *, uin
     answer.length = std::max(answer.length, out_size);
     body->status = static_cast<int32_t>(answer.rc);
     if (answer.rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, answer.rc);
+        qosTrace(function, failed, interface->ifName, answer.rc);
     return answer;
 }
 
@@ -102,7 +102,7 @@ cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body)
     if (answer.rc != QOS_MSG_DONE)
         return answer;
     const uint32_t ports = reinterpret_cast<const cosPortStats_t *>(answer.bytes)->num_ports;
-    if (ports != 1 && row.copy_function)
+    if (ports != 1 && row.copy_function.function)
         QOS_ERR_AT(row.copy_function, "max_ifs (%d) not matching expected count (1)", ports);
     answer.bytes += origin;
     answer.length -= origin;
@@ -118,7 +118,7 @@ uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearS
     return QOS_MSG_DONE;
 }
 
-uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body)
+uint32_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
@@ -143,7 +143,7 @@ uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body)
     return rc;
 }
 
-uint32_t cosClearDropRsnStats(const char *function, qosClearStatsMsg_t *body)
+uint32_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body)
 {
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {

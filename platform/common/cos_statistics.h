@@ -25,7 +25,7 @@
 enum class cosStatForm_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
 
 struct cosStatRow_t {
-    const char *function;
+    qosWhere_t function;
     uint32_t command;
     uint16_t in_size;
     uint16_t out_size;
@@ -36,8 +36,8 @@ struct cosStatRow_t {
 
 // A read of port counters; the steps count from the word that gives the number of ports.
 struct cosPortRow_t {
-    const char *function;
-    const char *copy_function; // null: the response's number of ports is not looked at
+    qosWhere_t function;
+    qosWhere_t copy_function; // null: the response's number of ports is not looked at
     cosPortKind_t kind;
     uint32_t unknown;                         // for an unknown interface: 24 with a line, or 25 in the body's status
     qosText_t<const char *, uint32_t> failed; // with the port's name
@@ -77,7 +77,7 @@ uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearS
 
 // Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
 // status, or 25 without a target. The second leaves that in the body's status.
-uint32_t cosClearSwmStats(const char *function, const qosClearStatsMsg_t *body);
-uint32_t cosClearDropRsnStats(const char *function, qosClearStatsMsg_t *body);
+uint32_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body);
+uint32_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body);
 
 #endif

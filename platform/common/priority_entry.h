@@ -10,7 +10,7 @@
 #include "core/trace.h"
 
 struct priorityEntry_t {
-    const char *function;
+    qosWhere_t function;
     qosText_t<const char *, uint32_t> failed;
     qosText_t<const char *> done;
 };
@@ -21,9 +21,9 @@ uint32_t priorityFinish(const priorityEntry_t &entry, Body *body, uint32_t rc)
 {
     const qosName_t name = qosNameOf(body->ifName);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, entry.function, __LINE__, entry.failed, name.text, rc);
+        qosTrace(entry.function, entry.failed, name.text, rc);
     else
-        qosTrace(VELMAR_DCEDBG_LVL_DBG, entry.function, __LINE__, entry.done, name.text);
+        qosTrace(entry.function, entry.done, name.text);
     return qosAnswer(body, rc);
 }
 

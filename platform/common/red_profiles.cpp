@@ -23,43 +23,43 @@ void redProfilesInit(qosChip_t *chip, unsigned count, int32_t first)
     }
 }
 
-uint16_t redProfileGet(const char *function, const char *allocator, qosChip_t *chip, unsigned count, uint16_t profile)
+uint16_t redProfileGet(qosWhere_t where, qosWhere_t allocator, qosChip_t *chip, unsigned count, uint16_t profile)
 {
     qosChipRedCfg_t *entry = findEntry(chip, count, profile);
     if (!entry) {
-        QOS_INF_AT(function, "chip %x, profile %d, mapped profile not present", chip->chip_ifindex, profile);
+        QOS_INF_AT(where, "chip %x, profile %d, mapped profile not present", chip->chip_ifindex, profile);
         return redProfileAlloc(allocator, chip, count, profile);
     }
     ++entry->activeRedCount;
-    QOS_INF_AT(function, "chip %x, profile %d, mapped Profile present: %d", chip->chip_ifindex, profile,
+    QOS_INF_AT(where, "chip %x, profile %d, mapped Profile present: %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
     return static_cast<uint16_t>(entry->mappedProfile);
 }
 
-uint16_t redProfileAlloc(const char *function, qosChip_t *chip, unsigned count, uint16_t profile)
+uint16_t redProfileAlloc(qosWhere_t where, qosChip_t *chip, unsigned count, uint16_t profile)
 {
     qosChipRedCfg_t *entry = findEntry(chip, count, RED_PROFILE_FREE);
     if (!entry) {
-        QOS_ERR_AT(function, "chip %x, profile %d cannot be mapped, no free profiles", chip->chip_ifindex, profile);
+        QOS_ERR_AT(where, "chip %x, profile %d cannot be mapped, no free profiles", chip->chip_ifindex, profile);
         return RED_PROFILE_FREE;
     }
     entry->globalProfile = profile;
     entry->activeRedCount = 1;
-    QOS_INF_AT(function, "chip %x, profile %d, allocated mapped profile %d", chip->chip_ifindex, profile,
+    QOS_INF_AT(where, "chip %x, profile %d, allocated mapped profile %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
     return static_cast<uint16_t>(entry->mappedProfile);
 }
 
-void redProfilePut(const char *function, qosChip_t *chip, unsigned count, uint16_t profile)
+void redProfilePut(qosWhere_t where, qosChip_t *chip, unsigned count, uint16_t profile)
 {
     qosChipRedCfg_t *entry = findEntry(chip, count, profile);
     if (!entry) {
-        QOS_ERR_AT(function, "Red profile %d not allocated for chip %x", profile, chip->chip_ifindex);
+        QOS_ERR_AT(where, "Red profile %d not allocated for chip %x", profile, chip->chip_ifindex);
         return;
     }
     if (--entry->activeRedCount != 0)
         return;
-    QOS_INF_AT(function, "chip %x, profile %d, freeing mapped profile %d", chip->chip_ifindex, profile,
+    QOS_INF_AT(where, "chip %x, profile %d, freeing mapped profile %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
     entry->globalProfile = RED_PROFILE_FREE;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "core/trace.h"
 #include "inventory/records.h"
 
 constexpr uint16_t RED_PROFILE_FREE = 65535; // also what an allocation gives when nothing is free
@@ -13,10 +14,10 @@ constexpr uint16_t RED_PROFILE_FREE = 65535; // also what an allocation gives wh
 void redProfilesInit(qosChip_t *chip, unsigned count, int32_t first);
 
 // The chip's number for a profile, with one user more; allocated if it has none. RED_PROFILE_FREE if nothing is free.
-uint16_t redProfileGet(const char *function, const char *allocator, qosChip_t *chip, unsigned count, uint16_t profile);
+uint16_t redProfileGet(qosWhere_t where, qosWhere_t allocator, qosChip_t *chip, unsigned count, uint16_t profile);
 // A free entry for a profile, with one user.
-uint16_t redProfileAlloc(const char *function, qosChip_t *chip, unsigned count, uint16_t profile);
+uint16_t redProfileAlloc(qosWhere_t where, qosChip_t *chip, unsigned count, uint16_t profile);
 // One user less; the entry is free when the last one goes. A profile that is not held is traced and changes nothing.
-void redProfilePut(const char *function, qosChip_t *chip, unsigned count, uint16_t profile);
+void redProfilePut(qosWhere_t where, qosChip_t *chip, unsigned count, uint16_t profile);
 
 #endif

@@ -16,9 +16,9 @@ namespace {
 using portText_t = qosText_t<const char *, uint32_t>;
 
 // The port of a body, or null with the status in the body.
-qosIf_t *findPort(const char *function, qosCcbMsg_t *body)
+qosIf_t *findPort(qosWhere_t where, qosCcbMsg_t *body)
 {
-    qosIf_t *interface = cosFindPort(function, body->ifindex);
+    qosIf_t *interface = cosFindPort(where, body->ifindex);
     if (!interface)
         qosAnswer(body, QOS_MSG_NOT_FOUND);
     return interface;
@@ -26,12 +26,12 @@ qosIf_t *findPort(const char *function, qosCcbMsg_t *body)
 
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
-uint32_t sendForPort(const char *function, const portText_t &failed, const qosIf_t *interface, const Record *record,
+uint32_t sendForPort(qosWhere_t where, const portText_t &failed, const qosIf_t *interface, const Record *record,
                      qosCcbMsg_t *body)
 {
     const uint32_t rc = qosDceSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, function, __LINE__, failed, interface->ifName, rc);
+        qosTrace(where, failed, interface->ifName, rc);
     return qosAnswer(body, rc);
 }
 
@@ -193,7 +193,7 @@ uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
     const uint32_t word = switchRed(interface, body);
     auto *record = qosDceRequest<larkRedPort_t>(DCE_CCB_SET, LARK_RED_PORT, 1);
     record->hdr.word_8 = LARK_RED_PROFILE;
-    record->ifindex = interface->ifIndex;
+    record->ifindex = body->ifindex;
     uint32_t enabled = 0;
     for (unsigned priority = 0; priority < QOS_PRIORITIES; ++priority) {
         if (interface->ccb.redConfig[priority].redProfileEnabled != 1)

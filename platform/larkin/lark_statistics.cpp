@@ -110,7 +110,7 @@ void larkCopyMcastRcvQueStats(const larkMcastCounters_t *response, qosMcastRcvQu
 // A read of a port's counters; the response has the request's layout.
 template <typename Record, typename Body>
 struct read_t {
-    const char *function;
+    qosWhere_t function;
     qosText_t<const char *, uint32_t> failed;
     Record *(*request)(); // all but the interface index
     void (*copy)(const qosIf_t *interface, const Record *response, Body *body);
@@ -143,7 +143,7 @@ uint32_t readPort(const read_t<Record, Body> &read, Body *body)
     uint32_t length;
     const uint32_t rc = qosSendRequest(qosDceIoctl, interface->chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, read.function, __LINE__, read.failed, interface->ifName, rc);
+        qosTrace(read.function, read.failed, interface->ifName, rc);
     else
         read.copy(interface, response, body);
     return qosAnswer(body, rc);

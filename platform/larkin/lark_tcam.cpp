@@ -20,9 +20,9 @@ struct selection_t {
     uint32_t valid;
     uint8_t result; // which of the two result words
     uint32_t entries;
-    const char *init;
-    const char *add;
-    const char *update;
+    qosWhere_t init;
+    qosWhere_t add;
+    qosWhere_t update;
     qosText_t<> create_failed;
     qosText_t<> add_failed;
     qosText_t<> update_failed;
@@ -74,15 +74,15 @@ uint32_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTc
     record->growth_factor = static_cast<uint16_t>(region->growth_factor);
     const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.init, __LINE__, selection.create_failed);
+        qosTrace(selection.init, selection.create_failed);
     return rc;
 }
 
 // The chip that holds the port's entries, or null with a line.
-const qosChip_t *chipOf(const char *function, const qosIf_t *interface)
+const qosChip_t *chipOf(qosWhere_t where, const qosIf_t *interface)
 {
     if (!interface->chip)
-        QOS_ERR_AT(function, "Invalid chip pointer for ifEntry %s", interface->ifName);
+        QOS_ERR_AT(where, "Invalid chip pointer for ifEntry %s", interface->ifName);
     return interface->chip;
 }
 
@@ -121,7 +121,7 @@ uint32_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32
     uint32_t length;
     const uint32_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.add, __LINE__, selection.add_failed);
+        qosTrace(selection.add, selection.add_failed);
     else
         readHandle(response->handle, handle);
     return rc;
@@ -142,7 +142,7 @@ uint32_t updateEntry(const selection_t &selection, const qosIf_t *interface, con
     record->result[selection.result] = result;
     const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, selection.update, __LINE__, selection.update_failed);
+        qosTrace(selection.update, selection.update_failed);
     return rc;
 }
 
@@ -193,11 +193,11 @@ uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body
 }
 
 template <typename Body>
-qosIf_t *findPort(const char *function, Body *body)
+qosIf_t *findPort(qosWhere_t where, Body *body)
 {
     qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
     if (!interface) {
-        QOS_ERR_AT(function, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
+        QOS_ERR_AT(where, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
         qosAnswer(body, QOS_MSG_REFUSED);
     }
     return interface;

@@ -65,7 +65,7 @@ uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports
     for (uint32_t i = 0; i < count; ++i)
         request->key[i].id = ports[i].ifindex;
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(interface->chip->chip_ifindex, request, request->head.hdr.out_size, &response);
+    const uint32_t rc = cosRedSendRead(interface->chip->chip_ifindex, request, request->head.hdr.in_size, &response);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(function, "Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
         return rc;

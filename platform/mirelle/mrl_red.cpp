@@ -92,7 +92,7 @@ uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
     auto *record = qosCosRequest<cosRed_t>(COS_RED_MIRELLE);
-    record->ifindex = body->ifindex;
+    record->ifindex = interface->ifIndex;
     record->priority_and_enable = cosRedPriorityAndEnable(body->cos, body->set) | RED_ALWAYS;
     record->profile = static_cast<uint8_t>(mapped);
     if (body->set)

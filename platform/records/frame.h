@@ -2,7 +2,8 @@
 //
 // A datagram holds a frame header in native byte order; everything behind it is big-endian. A request is frame header,
 // driver header, record; a response has the same layout and is followed by an end frame. The record's first word is its
-// command. Two families of record exist: DCE with a 12-byte head, COS with one of 28 bytes.
+// command. Two families of record exist: DCE with a 12-byte head, COS with one of 28 bytes. docs/wire.md draws
+// them.
 #ifndef PLATFORM_RECORDS_FRAME_H
 #define PLATFORM_RECORDS_FRAME_H
 

@@ -34,7 +34,7 @@ uint32_t bufferDivisor(uint32_t model)
 
 // The lines of a port's record, with the port's name.
 struct portTexts_t {
-    const char *function;
+    qosWhere_t where;
     qosText_t<const char *, uint32_t> failed;
     qosText_t<const char *> done;
 };
@@ -53,9 +53,9 @@ uint32_t sendForPort(const portTexts_t &texts, const qosIf_t *interface, const R
 {
     const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
-        qosTrace(VELMAR_DCEDBG_LVL_ERR, texts.function, __LINE__, texts.failed, interface->ifName, rc);
+        qosTrace(texts.where, texts.failed, interface->ifName, rc);
     else
-        qosTrace(VELMAR_DCEDBG_LVL_DBG, texts.function, __LINE__, texts.done, interface->ifName);
+        qosTrace(texts.where, texts.done, interface->ifName);
     return qosAnswer(body, rc);
 }
 
