@@ -2,8 +2,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "agent/messages.h" // ahead of the tests' own Bytes
-
+#include "agent/messages/codes.h"
 #include "tests/duo.h"
 #include "tests/mirror.h"
 
