@@ -19,9 +19,10 @@ uint64_t counted(size_t head, size_t record, int64_t count)
 uint64_t formNeeded(const qosRedStatsMsg_t *body, uint32_t least)
 {
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
-    if (!chip || chip->chip_type == QOS_CHIP_LARKIN)
+    const qosRedReply_t reply = chip ? qosChipTraits(chip->chip_type).red_reply : qosRedReply_t::Nothing;
+    if (reply == qosRedReply_t::Nothing)
         return least;
-    if (chip->chip_type != QOS_CHIP_TESSEL)
+    if (reply == qosRedReply_t::Counters)
         return sizeof *body;
     const bool single = qosRedStatsSingle(body);
     return counted(offsetof(qosRedStatsMsg_t, records), sizeof(qosRedStatsRec_t), single ? 1 : 8);

@@ -18,53 +18,64 @@
 
 namespace {
 
-constexpr unsigned LARKIN_RED_ENTRY = 15; // reserved for the chip itself
-
 // What the reserved entry's profile says to the chip set-up: init or de-init, with no limits.
-void fillReservedProfile(qosRedProfile_t *profile, int32_t active)
+void fillReservedProfile(qosRedProfile_t *profile, uint16_t number, int32_t active)
 {
-    profile->profileId = LARKIN_RED_ENTRY;
+    profile->profileId = number;
     profile->isActive = active;
     profile->minThreshold = UINT32_MAX;
     profile->maxThreshold = UINT32_MAX;
     profile->dropProbability = UINT32_MAX;
 }
 
-void reserveRedEntry(qosChip_t *chip)
+void reserveRedEntry(qosChip_t *chip, uint16_t number)
 {
-    qosChipRedCfg_t &entry = chip->chipRedCfg[LARKIN_RED_ENTRY];
+    qosChipRedCfg_t &entry = chip->chipRedCfg[number];
     if (!entry.redProfile)
         entry.redProfile = qosMallocRecord<qosRedProfile_t>(QOS_MOD_CCB, QOS_MEM_RED_PROFILE);
     if (entry.redProfile)
-        fillReservedProfile(entry.redProfile, 1);
-    entry.globalProfile = LARKIN_RED_ENTRY;
-    entry.mappedProfile = LARKIN_RED_ENTRY;
+        fillReservedProfile(entry.redProfile, number, 1);
+    entry.globalProfile = number;
+    entry.mappedProfile = number;
 }
 
-uint32_t qaProcessIngrQueueDepth_iter(qosIf_t *interface)
+constexpr qaCall_t INGR_QUEUE_DEPTH = {
+    qaOperation<QOS_PRI_TAILDROP_MSG>,
+    qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL pri tail drop threshold  Cfg handler for chip %d")}, QOS_MSG_REFUSED,
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set tail drop threshold Cfg for if:%s error = %d\n")},
+    qaLine_t<qaName>{QOS_INF_TEXT("Set Sch Cfg Successful for if:%s\n")}};
+constexpr qaCall_t PRI_TAIL_DROP = {
+    qaOperation<QOS_PRI_TAILDROP_MSG>, qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL PRI TAIL DROP IOCTL handler for chip %d")},
+    QOS_MSG_REFUSED, qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set pri tail drop for interface %s, error = %d")},
+    qaNoLine_t{}};
+constexpr qaCall_t EGR_QUEUE_DEPTH = {
+    qaOperation<QOS_EGR_QUEUE_DEPTH_MSG>,
+    qaLine_t<qaChipIfindex, qaChipType>{QOS_ERR_TEXT("QOS EGRESS QUEUE DEPTH handler for chip %x, type: %d")},
+    QOS_MSG_REFUSED, qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to set egress queue limit on chip %x, rc: %d")},
+    qaLine_t<qaChipIfindex>{QOS_INF_TEXT("set egress queue limit on chip %x")}};
+
+constexpr auto RED_UP =
+    qaOptional(qaOperation<QOS_RED_CHIP_INIT_MSG>, qaLine_t<qaChipIfindex>{QOS_DBG_TEXT("RED Chip init for chip %x")},
+               qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Unable to do RED init for chip %x, rc: %d")});
+constexpr auto RED_DOWN =
+    qaOptional(qaOperation<QOS_RED_CHIP_INIT_MSG>, qaLine_t<qaChipIfindex>{QOS_DBG_TEXT("RED Chip down for chip %x")},
+               qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Unable to do RED deinit for chip %x, rc: %d")});
+// A chip type without a pool to ask for keeps the outcome of its RED set-up.
+constexpr auto SHARED_POOL = qaOptional(qaOperation<QOS_SBP_MSG>, qaNoLine_t{}, qaNoLine_t{});
+
+uint32_t qaProcessIngrQueueDepth_iter(const qosIf_t *interface)
 {
-    const qosChip_t *chip = interface->chip;
-    if (!chip)
+    if (!interface->chip)
         return QOS_MSG_REFUSED; // nothing to program without a chip
-    const qaIoctl_t entry = qaIoctl(chip, QOS_PRI_TAILDROP_MSG);
-    if (!entry) {
-        QOS_ERR("NULL pri tail drop threshold  Cfg handler for chip %d", chip->chip_id);
-        return QOS_MSG_REFUSED;
-    }
     qosCcbMsg_t body = {};
     body.ifindex = interface->ifIndex;
-    const uint32_t rc = entry(&body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set tail drop threshold Cfg for if:%s error = %d\n", interface->ifName, rc);
-    else
-        QOS_INF("Set Sch Cfg Successful for if:%s\n", interface->ifName);
-    return rc;
+    return qaRun(INGR_QUEUE_DEPTH, {__func__, interface->chip, interface->ifName}, &body).rc;
 }
 
-// The other agents' form of the walk: a tree's callback with an untyped record.
+// The tree's walk asks for a function of untyped pointers, and only a negative result would end it.
 int visitIngrQueueDepth(void *info, void *)
 {
-    return static_cast<int>(qaProcessIngrQueueDepth_iter(static_cast<qosIf_t *>(info)));
+    return static_cast<int>(qaProcessIngrQueueDepth_iter(static_cast<const qosIf_t *>(info)));
 }
 
 } // namespace
@@ -83,17 +94,11 @@ void qaRegisterCcbModule()
 int qaCcbChipUp(qosChip_t *chip)
 {
     QOS_INF("Chip up for %x", chip->chip_ifindex);
-    uint32_t rc = QOS_MSG_DONE;
-    if (chip->chip_type == QOS_CHIP_LARKIN)
-        reserveRedEntry(chip);
-    if (const qaIoctl_t init = qaIoctl(chip, QOS_RED_CHIP_INIT_MSG)) {
-        QOS_DBG("RED Chip init for chip %x", chip->chip_ifindex);
-        rc = init(chip);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR("Unable to do RED init for chip %x, rc: %d", chip->chip_ifindex, rc);
-    }
-    if (const qaIoctl_t pool = qaIoctl(chip, QOS_SBP_MSG))
-        rc = pool(chip);
+    if (const uint16_t own = qosChipTraits(chip->chip_type).own_red_profile)
+        reserveRedEntry(chip, own);
+    uint32_t rc = qaRun(RED_UP, {__func__, chip}, chip).rc;
+    if (const qaCalled_t pool = qaRun(SHARED_POOL, {__func__, chip}, chip); pool.made)
+        rc = pool.rc;
     chip->bufStatus = rc;
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Unable to get shared buffer pool size, rc: %d", rc);
@@ -104,19 +109,15 @@ int qaCcbChipUp(qosChip_t *chip)
 
 void qaCcbChipDown(qosChip_t *chip)
 {
-    if (chip->chip_type != QOS_CHIP_LARKIN)
+    const uint16_t own = qosChipTraits(chip->chip_type).own_red_profile;
+    if (own == 0)
         return;
     QOS_INF("Chip down for %x", chip->chip_ifindex);
-    qosRedProfile_t *&profile = chip->chipRedCfg[LARKIN_RED_ENTRY].redProfile;
+    qosRedProfile_t *&profile = chip->chipRedCfg[own].redProfile;
     if (!profile)
         return;
-    fillReservedProfile(profile, 0);
-    if (const qaIoctl_t init = qaIoctl(chip, QOS_RED_CHIP_INIT_MSG)) {
-        QOS_DBG("RED Chip down for chip %x", chip->chip_ifindex);
-        const uint32_t rc = init(chip);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR("Unable to do RED deinit for chip %x, rc: %d", chip->chip_ifindex, rc);
-    }
+    fillReservedProfile(profile, own, 0);
+    qaRun(RED_DOWN, {__func__, chip}, chip);
     qosFreeRecord(QOS_MOD_CCB, QOS_MEM_RED_PROFILE, profile);
 }
 
@@ -174,15 +175,8 @@ uint32_t qaProcessPriTailDrop(qosCcbMsg_t *body)
         ccb.ccbFlags |= QOS_CCB_COS_THRESHOLD;
     else
         ccb.ccbFlags &= ~QOS_CCB_COS_THRESHOLD;
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PRI_TAILDROP_MSG);
-    if (!entry) {
-        QOS_ERR("NULL PRI TAIL DROP IOCTL handler for chip %d", interface->chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set pri tail drop for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
-    return rc;
+    const qosName_t name = qosNameOf(body->ifName);
+    return qaRun(PRI_TAIL_DROP, {__func__, interface->chip, name.text}, body).rc;
 }
 
 uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
@@ -218,20 +212,11 @@ uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body)
 {
     QOS_FRAME();
     egrQueueDepth = body->queueDepth;
-    uint32_t rc = QOS_MSG_DONE;
-    for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
-        const uint32_t ifindex = chip->chip_ifindex;
-        body->chip_ifindex = ifindex;
-        const qaIoctl_t entry = qaIoctl(chip, QOS_EGR_QUEUE_DEPTH_MSG);
-        if (!entry) {
-            QOS_ERR("QOS EGRESS QUEUE DEPTH handler for chip %x, type: %d", ifindex, chip->chip_type);
-            return qosAnswer(body, QOS_MSG_REFUSED);
-        }
-        rc = entry(body);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR("Failed to set egress queue limit on chip %x, rc: %d", ifindex, rc);
-        else
-            QOS_INF("set egress queue limit on chip %x", ifindex);
+    qaCalled_t called = {true, QOS_MSG_DONE};
+    for (const qosChip_t *chip = qosFirstOwnChip(); chip && called.made;
+         chip = tailqNext<&qosChip_t::slot_link>(chip)) {
+        body->chip_ifindex = chip->chip_ifindex;
+        called = qaRun(EGR_QUEUE_DEPTH, {__func__, chip}, body);
     }
-    return rc;
+    return called.rc;
 }

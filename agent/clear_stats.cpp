@@ -3,56 +3,45 @@
 
 #include "agent/drop_monitor.h"
 #include "agent/model/clear_walk.h"
+#include "agent/operation.h"
 #include "agent/policer_stats.h"
-#include "core/handler.h"
-#include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
-#include "platform/qa_ioctl.h"
 
 namespace {
 
 enum class debugCounters_t : bool { Left, Cleared };
 
-uint32_t nullEntry(qosWhere_t where, qosClearStatsMsg_t *body)
-{
-    QOS_ERR_AT(where, "NULL IOCTL handler for clear stats message");
-    return qosAnswer(body, QOS_MSG_UNSERVED);
-}
-
-// Optional, and without a say in the status.
-void clearDebug(qosWhere_t where, const qosChip_t *chip, qosClearStatsMsg_t *body)
-{
-    const qaIoctl_t entry = qaIoctl(chip, QOS_CLEAR_DBG_STATS);
-    if (!entry)
-        return;
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(where, "Failed to clear dbg stats for chip %x, rc: %d", chip->chip_ifindex, rc);
-    else
-        QOS_INF_AT(where, "Cleared dbg stats for chip %x", chip->chip_ifindex);
-}
+constexpr qaCall_t CLEAR = {qaOperation<QOS_CLEAR_STATS_MSG>,
+                            qaLine_t<>{QOS_ERR_TEXT("NULL IOCTL handler for clear stats message")},
+                            QOS_MSG_UNSERVED,
+                            qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to clear stats for chip %x, rc: %d")},
+                            qaLine_t<qaChipIfindex>{QOS_INF_TEXT("Cleared stats for chip %x")},
+                            qaStatus_t::Stored};
+// What is said of an interface stands behind the clear of its monitor.
+constexpr qaCall_t CLEAR_INTERFACE = {CLEAR.operation, CLEAR.null_entry, CLEAR.null_answer,
+                                      qaNoLine_t{},    qaNoLine_t{},     qaStatus_t::Stored};
+// Without a say in the status.
+constexpr auto CLEAR_DEBUG =
+    qaOptional(qaOperation<QOS_CLEAR_DBG_STATS>, qaNoLine_t{},
+               qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to clear dbg stats for chip %x, rc: %d")},
+               qaLine_t<qaChipIfindex>{QOS_INF_TEXT("Cleared dbg stats for chip %x")});
 
 // A chip that fails does not stop the walk, a chip type without the operation does.
 uint32_t clearChips(qosWhere_t where, qosClearStatsMsg_t *body, debugCounters_t debug)
 {
-    uint32_t rc = QOS_MSG_DONE;
+    qaCalled_t called = {true, QOS_MSG_DONE};
     for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
-        const qaIoctl_t entry = qaIoctl(chip, QOS_CLEAR_STATS_MSG);
-        if (!entry)
-            return nullEntry(where, body);
-        qaClearWalkEnter(body, chip);
-        rc = entry(body);
-        body->status = static_cast<int32_t>(rc);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR_AT(where, "Failed to clear stats for chip %x, rc: %d", chip->chip_ifindex, rc);
-        else
-            QOS_INF_AT(where, "Cleared stats for chip %x", chip->chip_ifindex);
+        if (qaEntry(chip, CLEAR.operation))
+            qaClearWalkEnter(body, chip);
+        called = qaRun(CLEAR, {where, chip}, body);
+        if (!called.made)
+            break;
         if (debug == debugCounters_t::Cleared)
-            clearDebug(where, chip, body);
+            qaRun(CLEAR_DEBUG, {where, chip}, body);
         qaClearWalkLeave();
     }
-    return rc;
+    return called.rc;
 }
 
 uint32_t clearInterface(qosWhere_t where, qosClearStatsMsg_t *body)
@@ -63,11 +52,9 @@ uint32_t clearInterface(qosWhere_t where, qosClearStatsMsg_t *body)
         QOS_ERR_AT(where, "Unable to find interface with ifindex %x", ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const qaIoctl_t entry = interface->chip ? qaIoctl(interface->chip, QOS_CLEAR_STATS_MSG) : nullptr;
-    if (!entry)
-        return nullEntry(where, body);
-    const uint32_t rc = entry(body);
-    body->status = static_cast<int32_t>(rc);
+    const auto [made, rc] = qaRun(CLEAR_INTERFACE, {where, interface->chip}, body);
+    if (!made)
+        return rc;
     qaProcessDropMonitorClearIfMsg(interface);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(where, "Failed to clear stats for if: %s", interface->ifName);

@@ -5,12 +5,11 @@
 #include <cstdlib>
 
 #include "agent/dispatch.h"
-#include "core/handler.h"
+#include "agent/operation.h"
 #include "core/state.h"
 #include "core/text.h"
 #include "inventory/interfaces.h"
 #include "lib/linklist.h"
-#include "platform/qa_ioctl.h"
 
 namespace {
 
@@ -304,6 +303,21 @@ const qosIf_t *firstPort(qosWhere_t where, Body *body)
     return nullptr;
 }
 
+constexpr qaCall_t READ_TAIL_DROPS = {
+    qaOperation<QOS_TD_MONITOR_STATS_MSG>,
+    qaLine_t<qaChipIfindex>{QOS_ERR_TEXT("NULL QOS_TD_MONITOR_STATS_MSG handler for chip %x")},
+    QOS_MSG_UNSERVED,
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to retrieve tail drop Stats for if: %s, rc: %d")},
+    qaNoLine_t{},
+    qaStatus_t::Stored};
+constexpr qaCall_t READ_RED_DROPS = {
+    qaOperation<QOS_RED_MONITOR_STATS>,
+    qaNoLine_t{},
+    QOS_MSG_UNSERVED,
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to retrieve red drop Stats for if: %s, rc: %d")},
+    qaNoLine_t{},
+    qaStatus_t::Stored};
+
 } // namespace
 
 void qaDropMonitorOnChip(const qosChip_t *chip)
@@ -377,15 +391,7 @@ uint32_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
     if (!interface)
         return QOS_MSG_UNSERVED;
     QOS_DBG("Received GetTdMontiroStatsMsg for :%d ports", static_cast<uint32_t>(body->num_records));
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_TD_MONITOR_STATS_MSG);
-    uint32_t rc = QOS_MSG_UNSERVED;
-    if (entry)
-        rc = entry(body);
-    else
-        QOS_ERR("NULL QOS_TD_MONITOR_STATS_MSG handler for chip %x", interface->chip->chip_ifindex);
-    if (entry && rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to retrieve tail drop Stats for if: %s, rc: %d", interface->ifName, rc);
-    return qosAnswer(body, rc);
+    return qaRun(READ_TAIL_DROPS, {__func__, interface->chip, interface->ifName}, body).rc;
 }
 
 // A chip type without these reads is no failure: the monitor goes on with counters of 0.
@@ -395,13 +401,6 @@ uint32_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
     if (!interface)
         return QOS_MSG_UNSERVED;
     QOS_INF("Received GetTdMontiroStatsMsg for :%d ports", static_cast<uint32_t>(body->num_records));
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_RED_MONITOR_STATS);
-    if (!entry) {
-        body->status = QOS_MSG_UNSERVED;
-        return QOS_MSG_DONE;
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to retrieve red drop Stats for if: %s, rc: %d", interface->ifName, rc);
-    return qosAnswer(body, rc);
+    const qaCalled_t called = qaRun(READ_RED_DROPS, {__func__, interface->chip, interface->ifName}, body);
+    return called.made ? called.rc : uint32_t{QOS_MSG_DONE};
 }

@@ -2,9 +2,7 @@
 #include "agent/flow_control.h"
 
 #include "agent/ccb.h"
-#include "core/handler.h"
-#include "core/trace.h"
-#include "platform/qa_ioctl.h"
+#include "agent/operation.h"
 
 namespace {
 
@@ -16,36 +14,44 @@ void setFlag(uint32_t &flags, uint32_t flag, bool on)
     flags = on ? flags | flag : flags & ~flag;
 }
 
-// The two steps ahead of the setting itself: thresholds, then the wire-to-queue map.
-struct ahead_t {
-    qosText_t<const char *> thresholds;
-    qosText_t<const char *> map;
-};
+using line_t = qaLine_t<qaName>;
+using failed_t = qaLine_t<qaName, qaRc>;
 
-void programAhead(qosWhere_t where, const ahead_t &texts, const qosIf_t *interface, const char *name, qosCcbMsg_t *body)
+// The two steps ahead of the setting itself: thresholds, then the wire-to-queue map.
+using step_t = qaCall_t<qosCcbMsg_t, qaNoLine_t, failed_t, line_t, line_t>;
+
+constexpr step_t thresholdsStep(line_t before)
 {
-    if (const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PRI_TAILDROP_MSG)) {
-        qosTrace(where, texts.thresholds, name);
-        const uint32_t rc = entry(body);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR_AT(where, "Failed to set pri tail drop threshold for port %s, rc: %d", name, rc);
-        else
-            QOS_ERR_AT(where, "successfully set tail drop thresholds for port %s", name);
-    }
-    if (const qaIoctl_t entry = qaIoctl(interface->chip, QOS_W2QPRI_MSG)) {
-        qosTrace(where, texts.map, name);
-        const uint32_t rc = entry(body);
-        if (rc != QOS_MSG_DONE)
-            QOS_ERR_AT(where, "Failed to set w2qpri map for port %s, rc: %d", name, rc);
-        else
-            QOS_INF_AT(where, "successfully set w2qpri map for port %s", name);
-    }
+    return qaOptional(qaOperation<QOS_PRI_TAILDROP_MSG>, before,
+                      failed_t{QOS_ERR_TEXT("Failed to set pri tail drop threshold for port %s, rc: %d")},
+                      line_t{QOS_ERR_TEXT("successfully set tail drop thresholds for port %s")});
 }
 
-constexpr ahead_t AHEAD_OF_PAUSE = {QOS_INF_TEXT("set tail drop thresholds after pause config for port %s"),
-                                    QOS_INF_TEXT("set w2qpri map after pause config for port %s")};
-constexpr ahead_t AHEAD_OF_PFC = {QOS_INF_TEXT("set tail drop thresholds after pfc config for port %s"),
-                                  QOS_INF_TEXT("set w2qpri map after pfc config for port %s")};
+constexpr step_t mapStep(line_t before)
+{
+    return qaOptional(qaOperation<QOS_W2QPRI_MSG>, before,
+                      failed_t{QOS_ERR_TEXT("Failed to set w2qpri map for port %s, rc: %d")},
+                      line_t{QOS_INF_TEXT("successfully set w2qpri map for port %s")});
+}
+
+constexpr step_t AHEAD_OF_PAUSE[] = {
+    thresholdsStep({QOS_INF_TEXT("set tail drop thresholds after pause config for port %s")}),
+    mapStep({QOS_INF_TEXT("set w2qpri map after pause config for port %s")})};
+constexpr step_t AHEAD_OF_PFC[] = {
+    thresholdsStep({QOS_INF_TEXT("set tail drop thresholds after pfc config for port %s")}),
+    mapStep({QOS_INF_TEXT("set w2qpri map after pfc config for port %s")})};
+
+constexpr qaCall_t PAUSE = {qaOperation<QOS_PAUSE_MSG>,
+                            qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL PAUSE IOCTL handler for chip %d")}, QOS_MSG_REFUSED,
+                            failed_t{QOS_ERR_TEXT("Failed to set pause for interface %s, error = %d")}, qaNoLine_t{}};
+constexpr qaCall_t PFC = {qaOperation<QOS_PFC_MSG>,
+                          qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL PFC IOCTL handler for chip %d")}, QOS_MSG_REFUSED,
+                          failed_t{QOS_ERR_TEXT("Failed to set pfc for interface %s, error = %d")},
+                          line_t{QOS_INF_TEXT("Set pfc for interface %s")}};
+constexpr qaCall_t W2Q_MAP = {
+    qaOperation<QOS_W2QPRI_MSG>, qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL W2QPRIO IOCTL handler for chip %d")},
+    QOS_MSG_REFUSED, failed_t{QOS_ERR_TEXT("Failed to set w2qprio for interface %s, error = %d")},
+    line_t{QOS_INF_TEXT("Set w2qprio map for interface %s")}};
 
 // Stores the sixteen switches and gives whether any is on.
 bool storePfc(qosIfCcbInfo_t &ccb, const qosCcbMsg_t *body)
@@ -73,18 +79,13 @@ uint32_t qaProcessPause(qosCcbMsg_t *body)
     ccb.pause.rx = body->pause_rx;
     ccb.pause.tx = body->pause_tx;
     setFlag(ccb.ccbFlags, QOS_CCB_PAUSE, ccb.pause.rx || ccb.pause.tx);
-    programAhead(__func__, AHEAD_OF_PAUSE, interface, name.text, body);
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PAUSE_MSG);
-    if (!entry) {
-        QOS_ERR("NULL PAUSE IOCTL handler for chip %d", interface->chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set pause for interface %s, error = %d", name.text, rc);
-    else
+    const qaAbout_t about = {__func__, interface->chip, name.text};
+    for (const step_t &step : AHEAD_OF_PAUSE)
+        qaRun(step, about, body);
+    const qaCalled_t called = qaRun(PAUSE, about, body);
+    if (called.made && called.rc == QOS_MSG_DONE)
         QOS_INF("Set pause (rx: %d, tx: %d) for interface %s", ccb.pause.rx, ccb.pause.tx, name.text);
-    return rc;
+    return called.rc;
 }
 
 uint32_t qaProcessPfc(qosCcbMsg_t *body)
@@ -98,18 +99,10 @@ uint32_t qaProcessPfc(qosCcbMsg_t *body)
     const auto on = [body](unsigned priority) { return body->pfc_rx[priority] != 0 ? 1 : 0; };
     QOS_DBG("pfc map: (%d %d %d %d %d %d %d %d)", on(0), on(1), on(2), on(3), on(4), on(5), on(6), on(7));
     setFlag(interface->ccb.ccbFlags, QOS_CCB_PFC, storePfc(interface->ccb, body));
-    programAhead(__func__, AHEAD_OF_PFC, interface, name.text, body);
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_PFC_MSG);
-    if (!entry) {
-        QOS_ERR("NULL PFC IOCTL handler for chip %d", interface->chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set pfc for interface %s, error = %d", name.text, rc);
-    else
-        QOS_INF("Set pfc for interface %s", name.text);
-    return rc;
+    const qaAbout_t about = {__func__, interface->chip, name.text};
+    for (const step_t &step : AHEAD_OF_PFC)
+        qaRun(step, about, body);
+    return qaRun(PFC, about, body).rc;
 }
 
 uint32_t qaProcessW2qPri(qosCcbMsg_t *body)
@@ -120,15 +113,5 @@ uint32_t qaProcessW2qPri(qosCcbMsg_t *body)
     const qosIf_t *interface = qaCcbFindPort(__func__, body, UNKNOWN_FOR_PAUSE);
     if (!interface)
         return QOS_MSG_REFUSED;
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_W2QPRI_MSG);
-    if (!entry) {
-        QOS_ERR("NULL W2QPRIO IOCTL handler for chip %d", interface->chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set w2qprio for interface %s, error = %d", name.text, rc);
-    else
-        QOS_INF("Set w2qprio map for interface %s", name.text);
-    return rc;
+    return qaRun(W2Q_MAP, {__func__, interface->chip, name.text}, body).rc;
 }

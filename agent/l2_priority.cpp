@@ -32,40 +32,44 @@ void storeDefault(qosIf_t &interface, const qosL2PriMsg_t &body)
 using row_t = qaPriRow_t<qosL2PriMsg_t>;
 
 constexpr row_t COS_TRUST = {"qaProcessIfCosTrust",
-                             QOS_COSTRUST_MSG,
                              storeTrust,
                              QOS_DBG_TEXT("Received cos trust update for interface %s"),
                              QOS_ERR_TEXT("Failed to find interface %s for cos trust update"),
-                             QOS_ERR_TEXT("NULL CoS Trust IOCTL handler for chip %d"),
-                             QOS_ERR_TEXT("Failed to set cos trust for interface %s, error = %d"),
-                             QOS_INF_TEXT("Set cos trust for interface %s")};
+                             {qaOperation<QOS_COSTRUST_MSG>,
+                              {QOS_ERR_TEXT("NULL CoS Trust IOCTL handler for chip %d")},
+                              QOS_MSG_REFUSED,
+                              {QOS_ERR_TEXT("Failed to set cos trust for interface %s, error = %d")},
+                              {QOS_INF_TEXT("Set cos trust for interface %s")}}};
 
 constexpr row_t DEF_COS = {"qaProcessIfDefCos",
-                           QOS_DEFCOS_MSG,
                            storeDefault,
                            QOS_DBG_TEXT("Received default cos update for interface %s"),
                            QOS_ERR_TEXT("Failed to find interface %s for default cos update"),
-                           QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d"),
-                           QOS_ERR_TEXT("Failed to set def cos for interface %s, error = %d"),
-                           QOS_INF_TEXT("Set default cos for interface %s")};
+                           {qaOperation<QOS_DEFCOS_MSG>,
+                            {QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d")},
+                            QOS_MSG_REFUSED,
+                            {QOS_ERR_TEXT("Failed to set def cos for interface %s, error = %d")},
+                            {QOS_INF_TEXT("Set default cos for interface %s")}}};
 
 constexpr row_t COS_MAP = {"qaProcessIfCosMap",
-                           QOS_COSMAP_MSG,
                            storeMaps,
                            QOS_DBG_TEXT("Received cos mutation update for interface %s"),
                            QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
-                           QOS_ERR_TEXT("NULL CoS Mutation IOCTL handler for chip %d"),
-                           QOS_ERR_TEXT("Failed to set cos mutation for interface %s, error = %d"),
-                           QOS_INF_TEXT("Set cos mutation for interface %s")};
+                           {qaOperation<QOS_COSMAP_MSG>,
+                            {QOS_ERR_TEXT("NULL CoS Mutation IOCTL handler for chip %d")},
+                            QOS_MSG_REFUSED,
+                            {QOS_ERR_TEXT("Failed to set cos mutation for interface %s, error = %d")},
+                            {QOS_INF_TEXT("Set cos mutation for interface %s")}}};
 
 constexpr row_t COS_TC_MAP = {"qaProcessIfCosTcMap",
-                              QOS_COSTCMAP_MSG,
                               storeMaps,
                               QOS_DBG_TEXT("Received cos tc mutation update for interface %s"),
                               QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
-                              QOS_ERR_TEXT("NULL CoS TC Mutation IOCTL handler for chip %d"),
-                              QOS_ERR_TEXT("Failed to set cos tc mutation for interface %s, error = %d"),
-                              QOS_INF_TEXT("Set cos tc mutation for interface %s")};
+                              {qaOperation<QOS_COSTCMAP_MSG>,
+                               {QOS_ERR_TEXT("NULL CoS TC Mutation IOCTL handler for chip %d")},
+                               QOS_MSG_REFUSED,
+                               {QOS_ERR_TEXT("Failed to set cos tc mutation for interface %s, error = %d")},
+                               {QOS_INF_TEXT("Set cos tc mutation for interface %s")}}};
 
 // The traffic class of the default CoS follows the map, so a changed map may bring a changed default along.
 uint32_t handleMap(const row_t &row, qosL2PriMsg_t *body)
@@ -75,33 +79,26 @@ uint32_t handleMap(const row_t &row, qosL2PriMsg_t *body)
     if (!interface || interface->l2_pri.def_tc == body->def_tc)
         return outcome.rc;
     interface->l2_pri.def_tc = body->def_tc;
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_DEFCOS_MSG);
-    if (!entry) {
-        qosTrace(row.function, DEF_COS.null_entry, interface->chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t joined = outcome.rc | entry(body);
-    qaPriTraceResult(DEF_COS, row.function, qosNameOf(body->ifName).text, joined);
-    return joined;
+    const qosName_t name = qosNameOf(body->ifName);
+    return qaRun(DEF_COS.call, {row.where, interface->chip, name.text, 0, 0, outcome.rc}, body).rc;
 }
+
+constexpr auto W2Q_AFTER_DEF_COS = qaOptional(
+    qaOperation<QOS_W2QPRI_MSG>, qaLine_t<qaName>{QOS_INF_TEXT("set w2qpri map after def cos config for port %s")},
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set w2qpri map for interface %s, error = %d")},
+    qaLine_t<qaName>{QOS_INF_TEXT("Set w2qpri map for interface %s")});
 
 // With pause sending on, the wire-to-queue map follows the default CoS. The body's status stays the first step's.
 uint32_t followPause(const qosIf_t *interface, const qosL2PriMsg_t *body, uint32_t rc)
 {
-    const qaIoctl_t entry = qaIoctl(interface->chip, QOS_W2QPRI_MSG);
-    if (interface->ccb.pause.tx != 1 || !entry)
+    if (interface->ccb.pause.tx != 1)
         return rc;
     const qosName_t name = qosNameOf(body->ifName);
     qosCcbMsg_t w2q = {};
     w2q.ifindex = body->ifIndex;
     memcpy(w2q.tc_map, body->tc_map, sizeof w2q.tc_map);
-    QOS_INF_AT(DEF_COS.function, "set w2qpri map after def cos config for port %s", name.text);
-    rc = entry(&w2q);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(DEF_COS.function, "Failed to set w2qpri map for interface %s, error = %d", name.text, rc);
-    else
-        QOS_INF_AT(DEF_COS.function, "Set w2qpri map for interface %s", name.text);
-    return rc;
+    const qaCalled_t called = qaRun(W2Q_AFTER_DEF_COS, {DEF_COS.where, interface->chip, name.text}, &w2q);
+    return called.made ? called.rc : rc;
 }
 
 } // namespace

@@ -30,40 +30,44 @@ void storeAll(qosIf_t &interface, const qosL3PriMsg_t &body)
 using row_t = qaPriRow_t<qosL3PriMsg_t>;
 
 constexpr row_t DSCP_TRUST = {"qaProcessIfDscpTrust",
-                              QOS_DSCPTRUST_MSG,
                               storeTrust,
                               QOS_DBG_TEXT("Received dscp trust update for interface %s"),
                               QOS_ERR_TEXT("Failed to find interface %s for dscp trust update"),
-                              QOS_ERR_TEXT("NULL DSCP Trust IOCTL handler for chip %d"),
-                              QOS_ERR_TEXT("Failed to set dscp trust for interface %s, error = %d"),
-                              QOS_INF_TEXT("Set dscp trust for interface %s")};
+                              {qaOperation<QOS_DSCPTRUST_MSG>,
+                               {QOS_ERR_TEXT("NULL DSCP Trust IOCTL handler for chip %d")},
+                               QOS_MSG_REFUSED,
+                               {QOS_ERR_TEXT("Failed to set dscp trust for interface %s, error = %d")},
+                               {QOS_INF_TEXT("Set dscp trust for interface %s")}}};
 
 constexpr row_t DSCP_MAP = {"qaProcessIfDscpMap",
-                            QOS_DSCPMAP_MSG,
                             storeMaps,
                             QOS_DBG_TEXT("Received dscp mutation update for interface %s"),
                             QOS_ERR_TEXT("Failed to find interface %s for dscp map update"),
-                            QOS_ERR_TEXT("NULL DSCP Mutation IOCTL handler for chip %d"),
-                            QOS_ERR_TEXT("Failed to set dscp mutation for interface %s, error = %d"),
-                            QOS_INF_TEXT("Set dscp mutation for interface %s")};
+                            {qaOperation<QOS_DSCPMAP_MSG>,
+                             {QOS_ERR_TEXT("NULL DSCP Mutation IOCTL handler for chip %d")},
+                             QOS_MSG_REFUSED,
+                             {QOS_ERR_TEXT("Failed to set dscp mutation for interface %s, error = %d")},
+                             {QOS_INF_TEXT("Set dscp mutation for interface %s")}}};
 
 constexpr row_t DSCP_COS_MAP = {"qaProcessIfDscpCosMap",
-                                QOS_DSCPCOSMAP_MSG,
                                 storeAll,
                                 QOS_DBG_TEXT("Received dscp cos mutation update for interface %s"),
                                 QOS_ERR_TEXT("Failed to find interface %s for dscp cos map update"),
-                                QOS_ERR_TEXT("NULL DSCP CoS Mutation IOCTL handler for chip %d"),
-                                QOS_ERR_TEXT("Failed to set dscp cos mutation for interface %s, error = %d"),
-                                QOS_INF_TEXT("Set dscp cos mutation for interface %s")};
+                                {qaOperation<QOS_DSCPCOSMAP_MSG>,
+                                 {QOS_ERR_TEXT("NULL DSCP CoS Mutation IOCTL handler for chip %d")},
+                                 QOS_MSG_REFUSED,
+                                 {QOS_ERR_TEXT("Failed to set dscp cos mutation for interface %s, error = %d")},
+                                 {QOS_INF_TEXT("Set dscp cos mutation for interface %s")}}};
 
 constexpr row_t DSCP_TC_MAP = {"qaProcessIfDscpTcMap",
-                               QOS_DSCPTCMAP_MSG,
                                storeAll,
                                QOS_DBG_TEXT("Received dscp tc mutation update for interface %s"),
                                QOS_ERR_TEXT("Failed to find interface %s for dscp tc map update"),
-                               QOS_ERR_TEXT("NULL DSCP TC Mutation IOCTL handler for chip %d"),
-                               QOS_ERR_TEXT("Failed to set dscp tc mutation for interface %s, error = %d"),
-                               QOS_INF_TEXT("Set dscp tc mutation for interface %s")};
+                               {qaOperation<QOS_DSCPTCMAP_MSG>,
+                                {QOS_ERR_TEXT("NULL DSCP TC Mutation IOCTL handler for chip %d")},
+                                QOS_MSG_REFUSED,
+                                {QOS_ERR_TEXT("Failed to set dscp tc mutation for interface %s, error = %d")},
+                                {QOS_INF_TEXT("Set dscp tc mutation for interface %s")}}};
 
 } // namespace
 

@@ -28,21 +28,6 @@ qosChipLdInfo_t *groupState(qosWhere_t where, qosChip_t *chip, const qosIf_t *in
     return nullptr;
 }
 
-uint32_t tesselPorts(uint32_t model)
-{
-    switch (model) {
-    case 1004:
-    case 1005:
-    case 1007:
-    case 1011:
-        return 8;
-    case 1009:
-        return 10;
-    default:
-        return 12;
-    }
-}
-
 uint32_t portsOfPool(const qosChip_t *chip, uint16_t group)
 {
     const auto *end = chip->portInfo + std::min<uint32_t>(chip->num_ports, QOS_NUM_CHIP_PORTS);
@@ -145,20 +130,20 @@ void qaLdGetSystemParam(const qosChip_t *chip, const qosIf_t *interface, uint32_
 {
     *total = 0;
     *ports = 0;
-    switch (chip->chip_type) {
-    case QOS_CHIP_LARKIN:
+    switch (qosChipTraits(chip->chip_type).pool_ports) {
+    case qosPoolPorts_t::Fixed:
         *total = LARKIN_POOL;
         *ports = LARKIN_PORTS;
         break;
-    case QOS_CHIP_TESSEL:
+    case qosPoolPorts_t::ByModel:
         *total = chip->chipBuffers;
-        *ports = tesselPorts(qos_velmar_state.model);
+        *ports = qosModelTraits(qos_velmar_state.model).tessel_ports;
         break;
-    case QOS_CHIP_MIRELLE:
+    case qosPoolPorts_t::PortTable:
         *total = chip->chipBuffers;
         *ports = portsOfPool(chip, interface->ccb.ldIfCfg.buf_pool_group);
         break;
-    default:
+    case qosPoolPorts_t::Unsupported:
         QOS_ERR("LD ISL not supported on this Platform");
     }
     QOS_DBG("Total Buffer - %d, Total Port - %d", *total, *ports);
@@ -175,9 +160,9 @@ void qaLdCalculateBufferDist(qosChip_t *chip, qosIf_t *interface, uint8_t pfcCou
     qaLdGetSystemParam(chip, interface, &total, &ports);
     const uint32_t reg_isl = qaQuotient(total, ports);
     uint32_t de_assert;
-    uint32_t reserve;
-    qaCcbGetPauseThresholds(interface, &de_assert, &reserve);
-    const uint32_t per_pfc = qaCcbPauseAssertGet(interface) + reserve;
+    uint32_t assert_threshold;
+    qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
+    const uint32_t per_pfc = qaCcbPauseAssertGet(interface) + assert_threshold;
     // What follows wraps for a split that does not fit; nothing checks it.
     uint32_t remaining = total - per_pfc * pfcCount;
     uint32_t sharers = ports;
@@ -233,8 +218,8 @@ void qaLdRollbackRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
         return;
     interface->ccb.tailDropThreshold = state->ld_buf.edge_port_buf;
     // Tail drop goes twice, the first time under the words of the default, which would put the new budget back.
-    static constexpr qaPortStep_t taildrop_as_default = {QOS_TAILDROP_MSG, QA_STEP_DEF_TAILDROP.before,
-                                                         QA_STEP_DEF_TAILDROP.failed};
+    static constexpr qaPortStep_t taildrop_as_default =
+        qaOptional(QA_STEP_TAILDROP.operation, QA_STEP_DEF_TAILDROP.before, QA_STEP_DEF_TAILDROP.failed);
     programPort(__func__, interface, {&taildrop_as_default, &QA_STEP_TAILDROP, &QA_STEP_PRI_TAILDROP});
 }
 

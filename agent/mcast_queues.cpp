@@ -1,21 +1,16 @@
 // The three settings as rows of one mechanism, and the read.
 #include "agent/mcast_queues.h"
 
-#include "core/handler.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "agent/operation.h"
 #include "inventory/chips.h"
 #include "inventory/slots.h"
-#include "platform/qa_ioctl.h"
 #include "velmar/dce.h"
 
 namespace {
 
 struct row_t {
     qosWhere_t where;
-    uint8_t code;
-    qosText_t<uint32_t, uint32_t> null_entry;
-    qosText_t<uint32_t, uint32_t> failed;
+    qaCall_t<qosCcbMsg_t, qaLine_t<qaChipIfindex, qaChipType>, qaLine_t<qaChipIfindex, qaRc>, qaNoLine_t> call;
     void (*traceDone)(const qosCcbMsg_t *body, uint32_t chip);
 };
 
@@ -39,33 +34,46 @@ void traceQueueMode(const qosCcbMsg_t *body, uint32_t chip)
     QOS_INF_AT("qaProcessSetMcastQueueMode", "set mcast queue mode set to %d on chip %x", body->mcastQueueMode, chip);
 }
 
-constexpr row_t RATE_LIMIT = {"qaProcessMcastRateLimit", QOS_MCAST_RATELIMIT_MSG,
-                              QOS_ERR_TEXT("NULL RATE LIMIT IOCTL handler for chip %x, type: %d"),
-                              QOS_ERR_TEXT("Failed to set mcastRateLimit on chip %x, rc: %d"), traceRateLimit};
-constexpr row_t TAIL_DROP = {"qaProcessMcastTailDrop", QOS_MCAST_TAILDROP_MSG,
-                             QOS_ERR_TEXT("NULL TAIL DROP IOCTL handler for chip %x, type: %d"),
-                             QOS_ERR_TEXT("Failed to set mcastTailDrop on chip %x, rc: %d"), traceTailDrop};
+constexpr row_t RATE_LIMIT = {"qaProcessMcastRateLimit",
+                              {qaOperation<QOS_MCAST_RATELIMIT_MSG>,
+                               {QOS_ERR_TEXT("NULL RATE LIMIT IOCTL handler for chip %x, type: %d")},
+                               QOS_MSG_REFUSED,
+                               {QOS_ERR_TEXT("Failed to set mcastRateLimit on chip %x, rc: %d")},
+                               {}},
+                              traceRateLimit};
+constexpr row_t TAIL_DROP = {"qaProcessMcastTailDrop",
+                             {qaOperation<QOS_MCAST_TAILDROP_MSG>,
+                              {QOS_ERR_TEXT("NULL TAIL DROP IOCTL handler for chip %x, type: %d")},
+                              QOS_MSG_REFUSED,
+                              {QOS_ERR_TEXT("Failed to set mcastTailDrop on chip %x, rc: %d")},
+                              {}},
+                             traceTailDrop};
 
-constexpr row_t QUEUE_MODE = {"qaProcessSetMcastQueueMode", QOS_SET_MCAST_QUEUE_MODE_MSG,
-                              QOS_ERR_TEXT("NULL MCAST QUEUE MODE IOCTL handler for chip %x, type: %d"),
-                              QOS_ERR_TEXT("Failed to set mcastqueue mode on chip %x, rc: %d"), traceQueueMode};
+constexpr row_t QUEUE_MODE = {"qaProcessSetMcastQueueMode",
+                              {qaOperation<QOS_SET_MCAST_QUEUE_MODE_MSG>,
+                               {QOS_ERR_TEXT("NULL MCAST QUEUE MODE IOCTL handler for chip %x, type: %d")},
+                               QOS_MSG_REFUSED,
+                               {QOS_ERR_TEXT("Failed to set mcastqueue mode on chip %x, rc: %d")},
+                               {}},
+                              traceQueueMode};
 
-// The status is what the entry leaves.
-uint32_t program(const row_t &row, const qosChip_t *chip, qaIoctl_t entry, qosCcbMsg_t *body)
+constexpr qaCall_t RCV_QUEUE = {
+    qaOperation<QOS_GET_MCAST_RCVQUEUE_STATS_MSG>,
+    qaLine_t<qaChipIfindex>{QOS_ERR_TEXT("NULL MCAST RCV QUE STATS handler for chip %x")},
+    QOS_MSG_UNSERVED,
+    qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to retrieve QosMcastRcvQue Stats for chip: %x, rc: %d")},
+    qaNoLine_t{},
+    qaStatus_t::Stored};
+
+// The status is what the entry leaves. Without one the body goes back as it came.
+qaCalled_t program(const row_t &row, const qosChip_t *chip, qosCcbMsg_t *body)
 {
-    body->chip_ifindex = chip->chip_ifindex;
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(row.where, row.failed, chip->chip_ifindex, rc);
-    else
+    if (qaEntry(chip, row.call.operation))
+        body->chip_ifindex = chip->chip_ifindex;
+    const qaCalled_t called = qaRun(row.call, {row.where, chip}, body);
+    if (called.made && called.rc == QOS_MSG_DONE)
         row.traceDone(body, chip->chip_ifindex);
-    return rc;
-}
-
-uint32_t refuse(const row_t &row, const qosChip_t *chip, qosCcbMsg_t *body)
-{
-    qosTrace(row.where, row.null_entry, chip->chip_ifindex, chip->chip_type);
-    return qosAnswer(body, QOS_MSG_REFUSED);
+    return called;
 }
 
 uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
@@ -76,21 +84,16 @@ uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
         QOS_ERR_AT(row.where, "Unable to locate chip in db with ifidx: %x", ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const qaIoctl_t entry = qaIoctl(chip, row.code);
-    return entry ? program(row, chip, entry, body) : refuse(row, chip, body);
+    return program(row, chip, body).rc;
 }
 
-// A chip that fails does not end the walk.
+// A chip that fails does not end the walk, a chip type without the operation does.
 uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
 {
-    uint32_t rc = QOS_MSG_DONE;
-    for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
-        const qaIoctl_t entry = qaIoctl(chip, row.code);
-        if (!entry)
-            return refuse(row, chip, body);
-        rc = program(row, chip, entry, body);
-    }
-    return rc;
+    qaCalled_t called = {true, QOS_MSG_DONE};
+    for (const qosChip_t *chip = qosFirstOwnChip(); chip && called.made; chip = tailqNext<&qosChip_t::slot_link>(chip))
+        called = program(row, chip, body);
+    return called.rc;
 }
 
 // The receipt has the same words in both twins.
@@ -130,13 +133,5 @@ uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body)
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     QOS_INF("Received McastRcvQueStats msg for chip: %x", chip->chip_ifindex);
-    const qaIoctl_t entry = qaIoctl(chip, QOS_GET_MCAST_RCVQUEUE_STATS_MSG);
-    if (!entry) {
-        QOS_ERR("NULL MCAST RCV QUE STATS handler for chip %x", chip->chip_ifindex);
-        return qosAnswer(body, QOS_MSG_UNSERVED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to retrieve QosMcastRcvQue Stats for chip: %x, rc: %d", chip->chip_ifindex, rc);
-    return qosAnswer(body, rc);
+    return qaRun(RCV_QUEUE, {__func__, chip}, body).rc;
 }

@@ -5,13 +5,12 @@
 #include "agent/chip_target.h"
 #include "agent/model/policer_groups.h"
 #include "agent/monitor.h"
-#include "core/handler.h"
+#include "agent/operation.h"
 #include "core/memory.h"
 #include "core/module.h"
 #include "inventory/capability.h"
 #include "inventory/ifindex.h"
 #include "lib/linklist.h"
-#include "platform/qa_ioctl.h"
 
 namespace {
 
@@ -56,7 +55,7 @@ uint32_t groupOf(qosWhere_t where, Body *body, uint16_t *group)
 
 // Calls the entry for the interface's group, or for all groups of the chip in turn. Only the last result is kept.
 template <typename Body>
-uint32_t callGroups(qosWhere_t where, const qosChip_t *chip, qaIoctl_t entry, Body *body)
+uint32_t callGroups(qosWhere_t where, const qosChip_t *chip, const qaEntry_t<Body> &entry, Body *body)
 {
     uint16_t group = 0;
     uint32_t rc = groupOf(where, body, &group);
@@ -71,31 +70,34 @@ uint32_t callGroups(qosWhere_t where, const qosChip_t *chip, qaIoctl_t entry, Bo
     return rc;
 }
 
+// A chip without groups has called no entry to write the status.
 template <typename Body>
-qaIoctl_t entryOf(qosWhere_t where, const qosChip_t *chip, uint8_t code, Body *body)
+constexpr auto groupCall(qaOperation_t<Body> operation)
 {
-    const qaIoctl_t entry = qaIoctl(chip, code);
-    if (!entry) {
-        QOS_ERR_AT(where, "NULL Default CoS IOCTL handler for chip %d", chip->chip_id);
-        body->status = QOS_MSG_REFUSED;
-    }
-    return entry;
+    return qaCall_t{
+        operation,
+        qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d")},
+        QOS_MSG_REFUSED,
+        qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to process policer config for interface %s, error = %d")},
+        qaLine_t<qaName>{QOS_INF_TEXT("Processed policer config request %s")},
+        qaStatus_t::Stored};
 }
+constexpr auto ADD = groupCall(qaOperation<QOS_POL_POLICER_ADD_MSG>);
+constexpr auto REMOVE = groupCall(qaOperation<QOS_POL_POLICER_REM_MSG>);
+constexpr qaCall_t PROFILE = {qaOperation<QOS_POL_PROFILE_MSG>,
+                              ADD.null_entry,
+                              QOS_MSG_REFUSED,
+                              qaLine_t<qaChipSlot, qaChipPort, qaRc>{
+                                  QOS_ERR_TEXT("Failed to process policer config for interface %d/%d, error = %d")},
+                              qaLine_t<qaChipSlot, qaChipPort>{QOS_INF_TEXT("Processed policer config request %d/%d ")},
+                              qaStatus_t::StoredIfFailed};
 
-template <typename Body>
-uint32_t program(qosWhere_t where, const qosChip_t *chip, uint8_t code, Body *body)
+template <typename Row, typename Body>
+uint32_t program(qosWhere_t where, const Row &row, const qosChip_t *chip, Body *body)
 {
-    const qaIoctl_t entry = entryOf(where, chip, code, body);
-    if (!entry)
-        return QOS_MSG_REFUSED;
     const qosName_t name = qosNameOf(body->ifName);
-    const uint32_t rc = callGroups(where, chip, entry, body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(where, "Failed to process policer config for interface %s, error = %d", name.text, rc);
-    else
-        QOS_INF_AT(where, "Processed policer config request %s", name.text);
-    body->status = static_cast<int32_t>(rc); // a chip without groups has called no entry to write it
-    return rc;
+    const auto call = [&](const qaEntry_t<Body> &entry) { return callGroups(where, chip, entry, body); };
+    return qaRunWith(row, {where, chip, name.text}, body, call).rc;
 }
 
 // What an add has done to the agent's lists, for its undo.
@@ -316,7 +318,7 @@ uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
     else
         update(chip, body, &added);
     if (rc == QOS_MSG_DONE)
-        rc = program(__func__, chip, QOS_POL_POLICER_ADD_MSG, body);
+        rc = program(__func__, ADD, chip, body);
     if (rc == QOS_MSG_DONE)
         return rc;
     undo(chip, body, added);
@@ -338,7 +340,7 @@ uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
     key.ifindex = body->ifindex;
     key.policer_id = body->policer_id;
     forget(chip, body, &key);
-    return program(__func__, chip, QOS_POL_POLICER_REM_MSG, body);
+    return program(__func__, REMOVE, chip, body);
 }
 
 uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
@@ -349,16 +351,5 @@ uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
         QOS_ERR(" chip inst not found");
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
-    const qaIoctl_t entry = entryOf(__func__, chip, QOS_POL_PROFILE_MSG, body);
-    if (!entry)
-        return QOS_MSG_REFUSED;
-    const int32_t slot = qaIfindexSlot(chip->chip_ifindex);
-    const int32_t port = qaIfindexPort(chip->chip_ifindex);
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE) {
-        QOS_ERR("Failed to process policer config for interface %d/%d, error = %d", slot, port, rc);
-        return qosAnswer(body, rc);
-    }
-    QOS_INF("Processed policer config request %d/%d ", slot, port);
-    return rc;
+    return qaRun(PROFILE, {__func__, chip}, body).rc;
 }

@@ -4,13 +4,13 @@
 #include <cstdlib>
 
 #include "agent/model/policer_groups.h"
+#include "agent/operation.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 #include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
-#include "platform/qa_ioctl.h"
 #include "velmar/dce.h"
 
 namespace {
@@ -46,20 +46,23 @@ const qosChip_t *namedChip(qosWhere_t where, Body *body, uint32_t ifindex)
     return chip;
 }
 
+constexpr qaCall_t READ = {
+    qaOperation<QOS_GET_POL_STATS_MSG>,
+    qaLine_t<qaChipSlot, qaChipPort>{QOS_ERR_TEXT("NULL POL STATS GET handler for chip %d/%d")},
+    QOS_MSG_UNSERVED,
+    qaLine_t<qaChipSlot, qaChipPort, qaRc>{QOS_ERR_TEXT("Failed to retrieve pol Stats for if on chip : %d/%d, rc: %d")},
+    qaNoLine_t{},
+    qaStatus_t::Stored};
+constexpr qaCall_t CLEAR = {
+    qaOperation<QOS_POL_STATS_CLR_MSG>,
+    qaLine_t<qaChipSlot, qaChipPort>{QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d/%d")}, QOS_MSG_REFUSED,
+    qaLine_t<qaChipSlot, qaChipPort, qaRc>{
+        QOS_ERR_TEXT("Failed to process policer stats clear req on chip %d/%d, error = %d")},
+    qaNoLine_t{}};
+
 uint32_t read(const qosChip_t *chip, qosPolStatsGetMsg_t *body)
 {
-    constexpr const char *function = "qaProcessPolStatsGetMsg";
-    const int32_t slot = qaIfindexSlot(chip->chip_ifindex);
-    const int32_t port = qaIfindexPort(chip->chip_ifindex);
-    const qaIoctl_t entry = qaIoctl(chip, QOS_GET_POL_STATS_MSG);
-    if (!entry) {
-        QOS_ERR_AT(function, "NULL POL STATS GET handler for chip %d/%d", slot, port);
-        return end(body, QOS_MSG_UNSERVED, QOS_MSG_UNSERVED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(function, "Failed to retrieve pol Stats for if on chip : %d/%d, rc: %d", slot, port, rc);
-    return end(body, rc, rc);
+    return qaRun(READ, {"qaProcessPolStatsGetMsg", chip}, body).rc;
 }
 
 uint32_t readSum(qosPolStatsGetMsg_t *body)
@@ -83,22 +86,12 @@ uint32_t readSum(qosPolStatsGetMsg_t *body)
     return end(body, QOS_MSG_DONE, QOS_MSG_DONE);
 }
 
+// Any failure of a clear stands as 1 in the status.
 uint32_t clear(const qosChip_t *chip, qosPolStatsClrMsg_t *body)
 {
-    constexpr const char *function = "qaProcessPolStatsClr";
-    const int32_t slot = qaIfindexSlot(chip->chip_ifindex);
-    const int32_t port = qaIfindexPort(chip->chip_ifindex);
     body->num_pol_grp = qaGetNumPolicerGroups(chip);
-    const qaIoctl_t entry = qaIoctl(chip, QOS_POL_STATS_CLR_MSG);
-    if (!entry) {
-        QOS_ERR_AT(function, "NULL Default CoS IOCTL handler for chip %d/%d", slot, port);
-        return end(body, QOS_MSG_REFUSED, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc == QOS_MSG_DONE)
-        return end(body, QOS_MSG_DONE, rc);
-    QOS_ERR_AT(function, "Failed to process policer stats clear req on chip %d/%d, error = %d", slot, port, rc);
-    return end(body, QOS_MSG_REFUSED, rc);
+    const uint32_t rc = qaRun(CLEAR, {"qaProcessPolStatsClr", chip}, body).rc;
+    return end(body, rc == QOS_MSG_DONE ? QOS_MSG_DONE : QOS_MSG_REFUSED, rc);
 }
 
 uint32_t clearEverywhere(qosPolStatsClrMsg_t *body)

@@ -7,35 +7,30 @@
 #include <cstdint>
 #include <cstring>
 
-#include "agent/messages/chip.h"
 #include "agent/messages/congestion.h"
-#include "agent/messages/drop_monitor.h"
-#include "agent/messages/policer.h"
-#include "agent/messages/statistics.h"
-#include "core/text.h"
+#include "agent/operation.h"
 #include "inventory/records.h"
-#include "platform/qa_ioctl.h"
 
-struct qaPortStep_t {
-    uint8_t code; // column of the back-end table
-    qosText_t<const char *> before;
-    qosText_t<const char *, uint32_t> failed;
-};
+// With the interface's name in the lines.
+using qaPortStep_t = qaCall_t<qosCcbMsg_t, qaNoLine_t, qaLine_t<qaName, qaRc>, qaNoLine_t, qaLine_t<qaName>>;
 
 // Sets the port's budget to its default.
-constexpr qaPortStep_t QA_STEP_DEF_TAILDROP = {
-    QOS_SET_DEF_TAILDROP_MSG, QOS_INF_TEXT("Configuring default tail drop threshold for if: %s"),
-    QOS_ERR_TEXT("Failed to set default tail drop threshold for if %s, rc: %d")};
-constexpr qaPortStep_t QA_STEP_PORT_BUF = {QOS_PORT_BUF_ADJUST_MSG, QOS_INF_TEXT("Configuring port buffer for if: %s"),
-                                           QOS_ERR_TEXT("Failed to program port buffer for if %s, rc: %d")};
-constexpr qaPortStep_t QA_STEP_TAILDROP = {QOS_TAILDROP_MSG, QOS_INF_TEXT("Configuring tail drop threshold for if: %s"),
-                                           QOS_ERR_TEXT("Failed to program tail drop threshold for if %s, rc: %d")};
-constexpr qaPortStep_t QA_STEP_PRI_TAILDROP = {
-    QOS_PRI_TAILDROP_MSG, QOS_INF_TEXT("Configuring pri tail drop threshold for if: %s"),
-    QOS_ERR_TEXT("Failed to program pri tail drop threshold for if %s, rc: %d")};
-constexpr qaPortStep_t QA_STEP_EMERGENCY_PAUSE = {QOS_EMERGENCY_PAUSE_MSG,
-                                                  QOS_INF_TEXT("Configuring emergency pause for if: %s"),
-                                                  QOS_ERR_TEXT("Failed to program emergency pause for if %s, rc: %d")};
+constexpr qaPortStep_t QA_STEP_DEF_TAILDROP =
+    qaOptional(qaOperation<QOS_SET_DEF_TAILDROP_MSG>,
+               qaLine_t<qaName>{QOS_INF_TEXT("Configuring default tail drop threshold for if: %s")},
+               qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set default tail drop threshold for if %s, rc: %d")});
+constexpr qaPortStep_t QA_STEP_PORT_BUF = qaOptional(
+    qaOperation<QOS_PORT_BUF_ADJUST_MSG>, qaLine_t<qaName>{QOS_INF_TEXT("Configuring port buffer for if: %s")},
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to program port buffer for if %s, rc: %d")});
+constexpr qaPortStep_t QA_STEP_TAILDROP = qaOptional(
+    qaOperation<QOS_TAILDROP_MSG>, qaLine_t<qaName>{QOS_INF_TEXT("Configuring tail drop threshold for if: %s")},
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to program tail drop threshold for if %s, rc: %d")});
+constexpr qaPortStep_t QA_STEP_PRI_TAILDROP = qaOptional(
+    qaOperation<QOS_PRI_TAILDROP_MSG>, qaLine_t<qaName>{QOS_INF_TEXT("Configuring pri tail drop threshold for if: %s")},
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to program pri tail drop threshold for if %s, rc: %d")});
+constexpr qaPortStep_t QA_STEP_EMERGENCY_PAUSE = qaOptional(
+    qaOperation<QOS_EMERGENCY_PAUSE_MSG>, qaLine_t<qaName>{QOS_INF_TEXT("Configuring emergency pause for if: %s")},
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to program emergency pause for if %s, rc: %d")});
 
 // A body that names the interface and its chip, all else zero.
 inline qosCcbMsg_t qaPortBody(const qosIf_t *interface)
@@ -47,16 +42,10 @@ inline qosCcbMsg_t qaPortBody(const qosIf_t *interface)
     return body;
 }
 
-// Runs one step for a port that has a chip; the lines carry the name of the function whose sequence it is.
-inline void qaRunPortStep(qosWhere_t function, const qaPortStep_t &step, const qosIf_t *interface, qosCcbMsg_t *body)
+// Runs one step for a port that has a chip; the lines are for the function whose sequence it is.
+inline void qaRunPortStep(qosWhere_t where, const qaPortStep_t &step, const qosIf_t *interface, qosCcbMsg_t *body)
 {
-    const qaIoctl_t entry = qaIoctl(interface->chip, step.code);
-    if (!entry)
-        return;
-    qosTrace(function, step.before, interface->ifName);
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(function, step.failed, interface->ifName, rc);
+    qaRun(step, {where, interface->chip, interface->ifName}, body);
 }
 
 #endif

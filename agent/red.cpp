@@ -1,11 +1,9 @@
 // The RED handlers. What a back end has changed stays after a failure; nothing is changed here.
 #include "agent/red.h"
 
-#include "core/handler.h"
-#include "core/trace.h"
+#include "agent/operation.h"
 #include "inventory/chips.h"
 #include "inventory/slots.h"
-#include "platform/qa_ioctl.h"
 #include "velmar/dce.h"
 
 namespace {
@@ -15,27 +13,51 @@ qosChip_t *chipOf(uint32_t chip_ifindex)
     return qosLookupChip(dce_get_flat_chip_id(chip_ifindex));
 }
 
-uint32_t nullProfileHandler(const qosChip_t *chip, qosCcbMsg_t *body)
-{
-    QOS_ERR_AT("qaProcessRedProfileMsg", "NULL RED PROFILE IOCTL handler for chip %x, type: %d", chip->chip_ifindex,
-               chip->chip_type);
-    return qosAnswer(body, QOS_MSG_REFUSED);
-}
+using nullEntry_t = qaLine_t<qaChipIfindex, qaChipType>;
+
+// The profile of a port is told by the name in the body, that of a chip by its own index.
+constexpr nullEntry_t NO_PROFILES = {QOS_ERR_TEXT("NULL RED PROFILE IOCTL handler for chip %x, type: %d")};
+constexpr qaCall_t PORT_PROFILE = {
+    qaOperation<QOS_RED_PROFILE_MSG>,
+    NO_PROFILES,
+    QOS_MSG_REFUSED,
+    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set/unset red profile for interface %s, error = %d")},
+    qaLine_t<qaName>{QOS_INF_TEXT("Set/unset red profile for interface %s")},
+    qaStatus_t::Stored};
+constexpr qaCall_t CHIP_PROFILE = {
+    qaOperation<QOS_RED_PROFILE_MSG>,
+    NO_PROFILES,
+    QOS_MSG_REFUSED,
+    qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to set/unset red profile on an interface on chip %x, rc: %d")},
+    qaLine_t<qaChipIfindex>{QOS_INF_TEXT("set/unset red profile on an interface on chip %x")},
+    qaStatus_t::Stored};
+constexpr qaCall_t IVQ_RED = {
+    qaOperation<QOS_IVQ_RED_CFG>,
+    qaLine_t<qaChipId, qaChipType>{QOS_ERR_TEXT("NULL IVQ RED CFG ioctl handler for chip %d, type:%d")},
+    QOS_MSG_UNSERVED,
+    qaLine_t<qaIfindex>{QOS_ERR_TEXT("Failed to do ivq red cfg for if %x")},
+    qaLine_t<qaIfindex>{QOS_ERR_TEXT("ivq red cfg done for if %x")},
+    qaStatus_t::Stored};
+constexpr qaCall_t IVQ_RED_CHIP = {
+    qaOperation<QOS_IVQ_RED_CHIP_CFG>,
+    nullEntry_t{QOS_ERR_TEXT("NULL IVQ RED CHIP UPD IOCTL handler for chip %x, type: %d")},
+    QOS_MSG_REFUSED,
+    qaLine_t<qaChipAsked>{QOS_ERR_TEXT("Failed to do ivq red chip cfg for chip %x")},
+    qaLine_t<qaChipAsked>{QOS_ERR_TEXT("ivq red chip cfg done for chip %x")},
+    qaStatus_t::Stored};
+constexpr qaCall_t STATISTICS = {qaOperation<QOS_GET_RED_STATS_MSG>,
+                                 qaLine_t<qaChipIfindex>{QOS_ERR_TEXT("NULL RED INTF STATS handler for chip %x")},
+                                 QOS_MSG_UNSERVED,
+                                 qaLine_t<qaIfindex, qaChipAsked, qaRc>{QOS_ERR_TEXT(
+                                     "Failed to retrieve redIntf Stats for if: %x on chip_if: %x, rc: %d")},
+                                 qaNoLine_t{},
+                                 qaStatus_t::Stored};
 
 // A request for a port: one call, which keeps the all-chips index.
 uint32_t profileOnPort(const qosChip_t *chip, qosCcbMsg_t *body)
 {
-    const qaIoctl_t entry = qaIoctl(chip, QOS_RED_PROFILE_MSG);
-    if (!entry)
-        return nullProfileHandler(chip, body);
-    const uint32_t rc = entry(body);
     const qosName_t name = qosNameOf(body->ifName);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT("qaProcessRedProfileMsg", "Failed to set/unset red profile for interface %s, error = %d", name.text,
-                   rc);
-    else
-        QOS_INF_AT("qaProcessRedProfileMsg", "Set/unset red profile for interface %s", name.text);
-    return qosAnswer(body, rc);
+    return qaRun(PORT_PROFILE, {"qaProcessRedProfileMsg", chip, name.text}, body).rc;
 }
 
 uint32_t profileOnChip(qosCcbMsg_t *body)
@@ -46,17 +68,9 @@ uint32_t profileOnChip(qosCcbMsg_t *body)
                    static_cast<uint32_t>(body->ifindex));
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const qaIoctl_t entry = qaIoctl(chip, QOS_RED_PROFILE_MSG);
-    if (!entry)
-        return nullProfileHandler(chip, body);
-    body->chip_ifindex = chip->chip_ifindex;
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT("qaProcessRedProfileMsg", "Failed to set/unset red profile on an interface on chip %x, rc: %d",
-                   chip->chip_ifindex, rc);
-    else
-        QOS_INF_AT("qaProcessRedProfileMsg", "set/unset red profile on an interface on chip %x", chip->chip_ifindex);
-    return qosAnswer(body, rc);
+    if (qaEntry(chip, CHIP_PROFILE.operation))
+        body->chip_ifindex = chip->chip_ifindex;
+    return qaRun(CHIP_PROFILE, {"qaProcessRedProfileMsg", chip}, body).rc;
 }
 
 } // namespace
@@ -85,17 +99,7 @@ uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
         QOS_ERR("chip list is empty");
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const qaIoctl_t entry = qaIoctl(chip, QOS_IVQ_RED_CFG);
-    if (!entry) {
-        QOS_ERR("NULL IVQ RED CFG ioctl handler for chip %d, type:%d", chip->chip_id, chip->chip_type);
-        return qosAnswer(body, QOS_MSG_UNSERVED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to do ivq red cfg for if %x", ifindex);
-    else
-        QOS_ERR("ivq red cfg done for if %x", ifindex);
-    return qosAnswer(body, rc);
+    return qaRun(IVQ_RED, {__func__, chip, "", ifindex}, body).rc;
 }
 
 uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
@@ -108,17 +112,7 @@ uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
         QOS_ERR("Unable to locate chip in db with ifidx: %x", ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const qaIoctl_t entry = qaIoctl(chip, QOS_IVQ_RED_CHIP_CFG);
-    if (!entry) {
-        QOS_ERR("NULL IVQ RED CHIP UPD IOCTL handler for chip %x, type: %d", chip->chip_ifindex, chip->chip_type);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to do ivq red chip cfg for chip %x", ifindex);
-    else
-        QOS_ERR("ivq red chip cfg done for chip %x", ifindex);
-    return qosAnswer(body, rc);
+    return qaRun(IVQ_RED_CHIP, {__func__, chip, "", 0, ifindex}, body).rc;
 }
 
 uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
@@ -132,13 +126,5 @@ uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
     QOS_INF("Received redIntfStats Msg for if: %x on chip_if: %x", ifindex, chip_ifindex);
-    const qaIoctl_t entry = qaIoctl(chip, QOS_GET_RED_STATS_MSG);
-    if (!entry) {
-        QOS_ERR("NULL RED INTF STATS handler for chip %x", chip->chip_ifindex);
-        return qosAnswer(body, QOS_MSG_UNSERVED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to retrieve redIntf Stats for if: %x on chip_if: %x, rc: %d", ifindex, chip_ifindex, rc);
-    return qosAnswer(body, rc);
+    return qaRun(STATISTICS, {__func__, chip, "", ifindex, chip_ifindex}, body).rc;
 }

@@ -1,7 +1,7 @@
 // The scheduler and shaper handlers.
 #include "agent/scheduler.h"
 
-#include "core/handler.h"
+#include "agent/operation.h"
 #include "core/module.h"
 #include "core/state.h"
 #include "core/strings.h"
@@ -10,28 +10,25 @@
 #include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
 #include "lib/avl.h"
-#include "platform/qa_ioctl.h"
 
 qosSch_t sch_global_cfg;
 qosMcSch_t Mcsch_global_cfg;
 
 namespace {
 
-// Calls the chip's entry, or answers that it has none. The lines carry the handler's name and the interface's.
-uint32_t program(qosWhere_t where, const qosChip_t *chip, uint8_t code, const char *name, qosSchMsg_t *body)
+// A port's scheduler and its shaper are told in the same words.
+constexpr auto portCall(qaOperation_t<qosSchMsg_t> operation)
 {
-    const qaIoctl_t entry = qaIoctl(chip, code);
-    if (!entry) {
-        QOS_ERR_AT(where, "NULL Sch Cfg handler for chip %d", chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR_AT(where, "Failed to set Sch Cfg for if:%s error = %d\n", name, rc);
-    else
-        QOS_INF_AT(where, "Set Sch Cfg Successful for if:%s\n", name);
-    return rc;
+    return qaCall_t{operation, qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL Sch Cfg handler for chip %d")}, QOS_MSG_REFUSED,
+                    qaLine_t<qaName, qaRc>{QOS_ERR_TEXT("Failed to set Sch Cfg for if:%s error = %d\n")},
+                    qaLine_t<qaName>{QOS_INF_TEXT("Set Sch Cfg Successful for if:%s\n")}};
 }
+constexpr auto SCHEDULER = portCall(qaOperation<QOS_SCH_MSG>);
+constexpr auto SHAPER = portCall(qaOperation<QOS_PSHAPE_MSG>);
+constexpr qaCall_t MC_SCHEDULER = {
+    qaOperation<QOS_MC_SCH_MSG>, qaLine_t<qaChipId>{QOS_ERR_TEXT("NULL Sch Cfg handler for chip %d")}, QOS_MSG_REFUSED,
+    qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to set Mc Sch Cfg for chip:0x%x error = %d\n")},
+    qaLine_t<qaChipIfindex>{QOS_INF_TEXT("Set Mc Sch Cfg Successful for chip:0x%x\n")}};
 
 uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
 {
@@ -49,23 +46,13 @@ uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
     body->chip_ifindex = chip->chip_ifindex;
-    return program(__func__, chip, QOS_SCH_MSG, interface->ifName, body);
+    return qaRun(SCHEDULER, {__func__, chip, interface->ifName}, body).rc;
 }
 
 uint32_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
 {
     body->chip_ifindex = chip->chip_ifindex;
-    const qaIoctl_t entry = qaIoctl(chip, QOS_MC_SCH_MSG);
-    if (!entry) {
-        QOS_ERR("NULL Sch Cfg handler for chip %d", chip->chip_id);
-        return qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    const uint32_t rc = entry(body);
-    if (rc != QOS_MSG_DONE)
-        QOS_ERR("Failed to set Mc Sch Cfg for chip:0x%x error = %d\n", chip->chip_ifindex, rc);
-    else
-        QOS_INF("Set Mc Sch Cfg Successful for chip:0x%x\n", chip->chip_ifindex);
-    return rc;
+    return qaRun(MC_SCHEDULER, {__func__, chip}, body).rc;
 }
 
 int visitInterface(void *info, void *body)
@@ -115,7 +102,7 @@ uint32_t qaProcessSchCfg(qosSchMsg_t *body)
         QOS_ERR("NULL chip pointer for interface %s", name.text);
         return QOS_MSG_REFUSED;
     }
-    return program(__func__, interface->chip, QOS_SCH_MSG, name.text, body);
+    return qaRun(SCHEDULER, {__func__, interface->chip, name.text}, body).rc;
 }
 
 uint32_t qaProcessGlbSchCfg(qosSchMsg_t *body)
@@ -145,7 +132,7 @@ uint32_t qaProcessPortShaperCfg(qosSchMsg_t *body)
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
     body->chip_ifindex = chip->chip_ifindex;
-    return program(__func__, chip, QOS_PSHAPE_MSG, name.text, body);
+    return qaRun(SHAPER, {__func__, chip, name.text}, body).rc;
 }
 
 uint32_t qaProcessMcSchCfg(qosSchMsg_t *body)

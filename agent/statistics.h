@@ -5,31 +5,14 @@
 
 #include <cstdint>
 
-#include "agent/messages/statistics.h"
+#include "agent/messages/bodies.h"
 #include "inventory/records.h"
 
-// Codes 29, 30 and 49 to 65: look up the interface, call the entry of the code. The status is 0, 25 for an unknown
-// interface, one without a chip or a missing entry, or the back end's; that of code 30 on success is left to the back
-// end. What a failed request had not reached comes back as it was sent.
-uint32_t qaProcessFlowControlStatsMsg(qosFlowControlStatsMsg_t *body);
-uint32_t qaProcessQueueStatsMsg(qosQueueStatsMsg_t *body);
-uint32_t qaProcessGetIngQueStats(qosIngQueStatsMsg_t *body);
-uint32_t qaProcessGetEgrQueStats(qosEgrQueStatsMsg_t *body);
-uint32_t qaProcessGetIngBufStats(qosIngBufStatsMsg_t *body);
-uint32_t qaProcessGetEgrBufStats(qosEgrBufStatsMsg_t *body);
-uint32_t qaProcessGetPlcIngQueStats(qosPlcIngQueStatsMsg_t *body);
-uint32_t qaProcessGetPlcEgrQueStats(qosPlcEgrQueStatsMsg_t *body);
-uint32_t qaProcessGetPlcIngBufStats(qosPlcIngBufStatsMsg_t *body);
-uint32_t qaProcessGetPlcEgrBufStats(qosPlcEgrBufStatsMsg_t *body);
-uint32_t qaProcessGetTmcIngChipQueStats(qosTmcIngChipQueStatsMsg_t *body);
-uint32_t qaProcessGetTmcEgrChipQueStats(qosTmcEgrChipQueStatsMsg_t *body);
-uint32_t qaProcessGetTmcIngChipBufStats(qosTmcIngChipBufStatsMsg_t *body);
-uint32_t qaProcessGetTmcEgrChipBufStats(qosTmcEgrChipBufStatsMsg_t *body);
-uint32_t qaProcessGetIngTmcPortBufStats(qosIngTmcPortBufStatsMsg_t *body);
-uint32_t qaProcessGetEgrTmcPortBufStats(qosEgrTmcPortBufStatsMsg_t *body);
-uint32_t qaProcessGetIngTmcPortQueStats(qosIngTmcPortQueStatsMsg_t *body);
-uint32_t qaProcessGetVoqStats(qosVoqStatsMsg_t *body);
-uint32_t qaProcessGetDropRsnStats(qosDropRsnStatsMsg_t *body);
+// Codes 29, 30 and 49 to 65, rows of statistics.def: look up the interface, call the entry of the code. The status is
+// 0, 25 for an unknown interface, one without a chip or a missing entry, or the back end's; that of code 30 on success
+// is left to the back end. What a failed request had not reached comes back as it was sent.
+#define QA_STATISTIC(code, handler, ...) uint32_t handler(qosBodyOf<code> *body);
+#include "agent/statistics.def"
 
 // Code 25. Three entries in turn, then the thresholds; the first failure ends it, and what ran keeps what it wrote.
 uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body);

@@ -1,34 +1,14 @@
-// The process-wide record, the stage names, and the one blocking wait of the driver channel.
+// The process-wide record and the one blocking wait of the driver channel.
 #include "core/state.h"
 
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 
 #include "core/trace.h"
 #include "velmar/os.h"
 
 qosVelmarState_t qos_velmar_state;
 qosSaid_t qos_said;
-
-const char *qosVssStageName(uint32_t index)
-{
-    static constexpr const char *names[] = {
-        "Cold Boot",
-        "Warm Boot",
-        "Client Initialization",
-        "Warm Client Initialization",
-        "Active",
-        "Startup Done",
-        "Standby",
-        "Halt",
-        "LC Agent Reconciliation",
-        "Warm Reconciliation",
-        nullptr,
-        "THA Reconciliation",
-    };
-    return index < std::size(names) && names[index] ? names[index] : "Unknown";
-}
 
 int qosWaitForResponse(int fd, int seconds)
 {

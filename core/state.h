@@ -1,4 +1,4 @@
-// The one process-wide record, what the start arguments were, and the stage and result numbers that every layer reads.
+// The one process-wide record, what the start arguments were, and the result numbers that every layer reads.
 #ifndef CORE_STATE_H
 #define CORE_STATE_H
 
@@ -7,6 +7,7 @@
 #include "velmar/ha.h"
 #include "velmar/msgq.h"
 #include "velmar/process.h"
+#include "velmar/stages.h"
 
 struct lib_instance_t;
 struct thread;
@@ -21,7 +22,7 @@ struct qosVelmarState_t {
     giot_t *giot;
     ioss_t *ipc_ioss;
     ioss_t *timer_ioss;
-    uint32_t stage; // index into the stage table
+    uint32_t stage; // a qosStage_t
     MSG_Q_ID msgq;
     lib_instance_t *lib; // its member `master` is the scheduler
     int32_t mi_sock;
@@ -55,25 +56,6 @@ struct qosSaid_t {
     char progname[16];
 };
 extern qosSaid_t qos_said;
-
-// Stages as the module hooks and `stage` of qos_velmar_state number them.
-enum qosStage_t : uint32_t {
-    QOS_STAGE_COLD = 0,
-    QOS_STAGE_WARM = 1,
-    QOS_STAGE_CLIENT_INIT = 2,
-    QOS_STAGE_WARM_CLIENT_INIT = 3,
-    QOS_STAGE_ACTIVE = 4,
-    QOS_STAGE_DONE = 5,
-    QOS_STAGE_STANDBY = 6,
-    QOS_STAGE_HALT = 7,
-    QOS_STAGE_LCAGENT_RECON = 8,
-    QOS_STAGE_WARM_RECON = 9,
-    QOS_STAGE_THA_RECON = 11,
-    QOS_STAGE_UNKNOWN = 12,
-};
-
-// The name of a stage index, "Unknown" for those that have none.
-const char *qosVssStageName(uint32_t index);
 
 // Result codes of the process frame.
 enum qosFrameResult_t : int {

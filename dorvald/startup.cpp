@@ -219,7 +219,7 @@ int dorvaldMain(int argc, char **argv)
     if (rc != QOS_OK)
         return rc;
     rc = qaLocalMain(argc, argv);
-    QOS_ERR("dorvald exiting with error 0x%08x", static_cast<unsigned>(rc));
+    QOS_ERR_AT("main", "dorvald exiting with error 0x%08x", static_cast<unsigned>(rc));
     rasevt_exit();
     return -1;
 }

@@ -1,4 +1,5 @@
-// Inside the host library: steps of the clock, and how a wait learns of one.
+// Inside the host library: the clock, its steps, and how a wait learns of one. With VELMAR_CLOCK=stepped the clock
+// stands still between two steps; what the host does for itself goes by the machine's time either way.
 #ifndef HOST_CLOCK_H
 #define HOST_CLOCK_H
 
@@ -7,6 +8,12 @@
 
 // Milliseconds that the clock has been moved forward.
 extern std::atomic<int64_t> clock_offset_ms;
+
+// The clock moves by steps alone.
+bool clockStepped();
+
+// The machine's own time since an arbitrary start, in microseconds.
+int64_t machineUs();
 
 // The clock now, steps included, with an offset that was read before.
 int64_t clockUs(int64_t offset_ms);

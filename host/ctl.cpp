@@ -45,6 +45,7 @@ constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
 constexpr double STEP_MAX = 1e6;    // seconds
 constexpr size_t WAITING_MOST = 64; // commands for the main thread
+constexpr unsigned POSTED_MOST = 4; // of them in its queue, so that a pass of its loop has messages to see to as well
 
 struct client_t {
     sockaddr_un address;
@@ -61,6 +62,8 @@ std::atomic<const ctl_ops_t *> offered;
 std::mutex waiting_lock;
 std::map<uint32_t, waiting_t> waiting;
 uint32_t last_number;
+uint32_t last_posted; // of the numbers
+unsigned posted;      // not yet taken
 
 // A memory file with all of the text, -1 if there is none to be had.
 int memoryFile(const std::string &text)
@@ -194,9 +197,7 @@ std::string traceShow(const char *arg)
     if (!traceFirstFile())
         return "error: there is no trace ring";
     std::string text(ANSWER_MAX, '\0');
-    const int used = velmar_trace_read(traceFirstFile(), lines, text.data(), text.size());
-    if (used < 0)
-        return formatted("error: cannot read %s: %s", traceFirstFile(), strerror(errno));
+    const int used = traceReadFirst(lines, text.data(), text.size());
     text.resize(static_cast<size_t>(used));
     return "ok\n" + text;
 }
@@ -251,9 +252,8 @@ std::string stage(const char *arg)
     if (!takeOnly(arg, UINT_MAX, &number))
         return formatted("error: '%s' is no stage number", arg);
     std::string ran = "ok";
-    if (!electionDriveByHand(number, &ran))
-        return "error: the process has not registered for stages";
-    return ran;
+    const char *const refused = electionDriveByHand(number, &ran);
+    return refused ? formatted("error: %s", refused) : ran;
 }
 
 std::string traceLevel(const char *arg)
@@ -324,33 +324,45 @@ const command_t *findCommand(const char *text, const char **arg)
     return nullptr;
 }
 
+// Brings the main thread to the next commands in their order.
+void postWaiting()
+{
+    for (;;) {
+        client_t refused;
+        {
+            const std::lock_guard<std::mutex> lock(waiting_lock);
+            const auto next = waiting.upper_bound(last_posted);
+            if (next == waiting.end() || posted >= POSTED_MOST)
+                return;
+            last_posted = next->first;
+            if (processPost(MSGQ_TYPE_SMI, next->first) == 0) {
+                ++posted;
+                continue;
+            }
+            refused = next->second.client;
+            waiting.erase(next);
+        }
+        answer(refused, "error: the message queue is full");
+    }
+}
+
 void handOver(const client_t &client, const char *text)
 {
     if (!processQueue()) {
         answer(client, "error: the main loop is not running yet");
         return;
     }
-    uint32_t number = 0;
     bool room;
     {
         const std::lock_guard<std::mutex> lock(waiting_lock);
         room = waiting.size() < WAITING_MOST;
-        if (room) {
-            number = ++last_number;
-            waiting[number] = {client, text};
-        }
+        if (room)
+            waiting[++last_number] = {client, text};
     }
-    if (!room) {
+    if (room)
+        postWaiting();
+    else
         answer(client, "error: too many commands are waiting");
-        return;
-    }
-    if (processPost(MSGQ_TYPE_SMI, number) == 0)
-        return;
-    {
-        const std::lock_guard<std::mutex> lock(waiting_lock);
-        waiting.erase(number);
-    }
-    answer(client, "error: the message queue is full");
 }
 
 void serveOne(const client_t &client, const char *text)
@@ -428,7 +440,9 @@ void smi_process(void *message)
             return;
         taken = found->second;
         waiting.erase(found);
+        --posted;
     }
+    postWaiting();
     const char *arg;
     if (const command_t *command = findCommand(taken.command.c_str(), &arg))
         answer(taken.client, command->run(arg));

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/ctl.h"
+#include "host/process.h"
 #include "velmar/process.h"
 
 enum class ioss_kind_t { TIMER, IPC };
@@ -104,8 +105,8 @@ void giot_wakeup(giot_t *giot)
     (void)eventfd_write(giot->wake, 1);
 }
 
-// Stops the loop and frees the engine. On the loop's own thread, and if the loop does not end in time, the memory
-// stays: the process is ending.
+// Stops the loop and frees the engine. On the loop's own thread, if the loop does not end in time and in the end of the
+// process the memory stays: the main thread may be about to start the loop.
 void giot_free(giot_t **giot)
 {
     giot_t *engine = *giot;
@@ -121,6 +122,8 @@ void giot_free(giot_t **giot)
         if (!engine->left.wait_for(lock, STOP_LIMIT, [engine] { return !engine->running; }))
             return;
     }
+    if (processEnding())
+        return;
     close(engine->wake);
     delete engine;
 }
@@ -128,6 +131,8 @@ void giot_free(giot_t **giot)
 void *giot_run(void *arg)
 {
     giot_t *giot = static_cast<giot_t *>(arg);
+    if (!giot) // the end was faster than the start
+        return nullptr;
     {
         const std::lock_guard<std::mutex> lock(giot->lock);
         giot->runner = pthread_self();
@@ -179,12 +184,13 @@ void ipc_ioss_free(ioss_t **ioss)
     *ioss = nullptr;
     if (!subsystem)
         return;
-    if (giot_t *giot = subsystem->giot) {
+    if (giot_t *giot = subsystem->giot) { // freed after its subsystems
         const std::lock_guard<std::mutex> lock(giot->lock);
         std::erase(giot->subsystems, subsystem);
         giot_wakeup(giot);
     }
-    delete subsystem;
+    if (!processEnding())
+        delete subsystem;
 }
 
 int gioti_start(gioti_t *gioti)

@@ -24,6 +24,7 @@
 
 #include "host/complain.h"
 #include "host/point.h"
+#include "host/raslog.h"
 #include "host/replica.h"
 #include "host/run.h"
 #include "host/socket.h"
@@ -34,7 +35,15 @@ namespace {
 
 constexpr uint16_t FAMILY_NOTICE = 0xffff;
 constexpr int ERRNO_NOTICE = 68; // a notice waits
-constexpr int FULL_WAIT_MS = 50;
+constexpr int FULL_WAIT_MS = 50; // for all full receivers of a datagram together
+// A receiver that is full again and again, and takes longer than that each time, has FULL_WAIT_MS in all until it took
+// one at once.
+constexpr int QUICK_MS = 5;
+constexpr size_t RECEIVERS_MOST = 1024;
+// What a receiver's drain is given before it hears "would block", though more may wait: timers, the other sockets and
+// the control socket have their turn then. The poll that follows finds the rest.
+constexpr unsigned DRAIN_DATAGRAMS = 64;
+constexpr size_t DRAIN_BYTES = 65536;
 constexpr int NOTICE_CMSG_TYPE = 1;
 
 struct receiver_t {
@@ -43,6 +52,8 @@ struct receiver_t {
     int fd;      // sending socket, -1 before the first send
     bool over;   // did not take a datagram in time
     bool seen;   // by the scan that is going on
+    bool full;   // the datagram that is going out waits for it
+    int patience_ms;
 };
 
 struct notice_datagram_t {
@@ -59,7 +70,10 @@ struct mi6_sock_t {
     mi6_addr_t self;  // what stands in front of every datagram
     sockaddr_un path; // where notices go
     int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
-    bool pending;     // a notice met by a receive, not yet read from the error queue
+    bool scan_failed; // the table is as it was, and the folder has to be read again
+    unsigned drained; // datagrams and bytes since the last "would block"
+    size_t drained_bytes;
+    bool pending; // a notice met by a receive, not yet read from the error queue
     mi6_notice_t notice;
     std::vector<receiver_t> receivers;
 };
@@ -93,6 +107,7 @@ bool takeEntry(const dirent *entry, receiver_t *receiver)
     memcpy(receiver->file, entry->d_name, length);
     receiver->inode = entry->d_ino;
     receiver->fd = -1;
+    receiver->patience_ms = FULL_WAIT_MS;
     return true;
 }
 
@@ -104,11 +119,14 @@ void forget(receiver_t *receiver)
 }
 
 // Brings the table in line with the folder. Receivers that stay keep their sending socket; a name bound anew loses it,
-// since it leads to the socket that had the name before.
+// since it leads to the socket that had the name before. A folder that cannot be read now changes nothing.
 void scan(mi6_sock_t *sock)
 {
     char folder[sizeof(sockaddr_un::sun_path)];
     DIR *dir = velmar_run_path(folder, sizeof folder, "mi6", "") == 0 ? opendir(folder) : nullptr;
+    sock->scan_failed = !dir && errno != ENOENT;
+    if (sock->scan_failed)
+        return;
     for (receiver_t &receiver : sock->receivers)
         receiver.seen = false;
     while (const dirent *entry = dir ? readdir(dir) : nullptr) {
@@ -119,7 +137,10 @@ void scan(mi6_sock_t *sock)
                                         [&](const receiver_t &r) { return strcmp(r.file, found.file) == 0; });
         found.seen = true;
         if (known == sock->receivers.end()) {
-            sock->receivers.push_back(found);
+            if (sock->receivers.size() < RECEIVERS_MOST)
+                sock->receivers.push_back(found);
+            else
+                rasLog("mi6: more than %zu sockets in %s, the others are not reached", RECEIVERS_MOST, folder);
         } else if (known->inode == found.inode) {
             known->seen = true;
         } else {
@@ -159,7 +180,7 @@ void refresh(mi6_sock_t *sock)
         return;
     }
     int waiting = 0; // bytes of events; to ask is cheaper than a read that finds none
-    if (ioctl(sock->watch, FIONREAD, &waiting) != 0 || waiting == 0)
+    if ((ioctl(sock->watch, FIONREAD, &waiting) != 0 || waiting == 0) && !sock->scan_failed)
         return;
     char events[4096];
     while (read(sock->watch, events, sizeof events) > 0)
@@ -222,46 +243,79 @@ int64_t monotonicMs()
     return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// The receiver is full: tries until it takes the datagram or the time is over. False with errno.
-bool waitAndSend(receiver_t *receiver, const msghdr *message)
+bool put(const receiver_t *receiver, const msghdr *message)
 {
-    const int64_t due = monotonicMs() + FULL_WAIT_MS;
-    for (int64_t left = FULL_WAIT_MS; left > 0; left = due - monotonicMs()) {
-        pollfd entry = {receiver->fd, POLLOUT, 0};
-        poll(&entry, 1, static_cast<int>(left));
-        if (sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
-            return true;
-        if (errno != EAGAIN)
-            return false;
-    }
-    errno = EAGAIN;
-    return false;
+    return sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
-// `address` is the receiver's, for notices.
+// Without a wait: a receiver that would have to be waited for is marked. `address` is the receiver's, for notices.
 sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const mi6_addr_t &address, const msghdr *message)
 {
-    bool sent = receiver->fd >= 0 && sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    receiver->full = false;
+    bool sent = receiver->fd >= 0 && put(receiver, message);
     if (!sent && (receiver->fd < 0 || isGone(errno))) {
         if (!connectTo(receiver))
             return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
-        sent = sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+        sent = put(receiver, message);
     }
-    if (!sent && errno == EAGAIN && !receiver->over) {
-        sent = waitAndSend(receiver, message);
-        if (!sent && errno == EAGAIN) {
-            receiver->over = true;
-            notify(sock, fd, MI6_THRESHOLD_HIGH, address);
-            errno = EAGAIN;
-        }
-    }
+    receiver->full = !sent && errno == EAGAIN && !receiver->over;
     if (!sent)
         return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
+    receiver->patience_ms = FULL_WAIT_MS;
     if (receiver->over) {
         receiver->over = false;
         notify(sock, fd, MI6_THRESHOLD_NORMAL, address);
     }
     return sent_t::TAKEN;
+}
+
+// The receivers that are full, for a poll; a row of it for each, in their order.
+std::vector<pollfd> &fullOnes(mi6_sock_t *sock)
+{
+    static thread_local std::vector<pollfd> rows;
+    rows.clear();
+    for (const receiver_t &receiver : sock->receivers)
+        if (receiver.full)
+            rows.push_back({receiver.fd, POLLOUT, 0});
+    return rows;
+}
+
+int64_t longestPatience(const mi6_sock_t *sock)
+{
+    int longest = 0;
+    for (const receiver_t &receiver : sock->receivers)
+        if (receiver.full)
+            longest = std::max(longest, receiver.patience_ms);
+    return longest;
+}
+
+// Tries those that are full until each took the datagram, is gone or has used up its time. Gives how many took it.
+unsigned sendToFull(mi6_sock_t *sock, const msghdr *message, int *failure)
+{
+    const int64_t start = monotonicMs();
+    const int64_t limit = longestPatience(sock);
+    unsigned taken = 0;
+    for (int64_t passed = 0; passed < limit; passed = monotonicMs() - start) {
+        std::vector<pollfd> &rows = fullOnes(sock);
+        if (rows.empty())
+            break;
+        poll(rows.data(), rows.size(), static_cast<int>(limit - passed));
+        size_t row = 0;
+        for (receiver_t &receiver : sock->receivers) {
+            if (!receiver.full || rows[row++].revents == 0)
+                continue;
+            const bool sent = put(&receiver, message);
+            receiver.full = !sent && errno == EAGAIN;
+            if (receiver.full)
+                continue;
+            const int waited = static_cast<int>(monotonicMs() - start);
+            receiver.patience_ms -= waited > QUICK_MS ? waited : 0;
+            taken += sent;
+            if (!sent && !isGone(errno))
+                *failure = errno;
+        }
+    }
+    return taken;
 }
 
 bool isMeant(int slot, const mi6_addr_t &to)
@@ -335,12 +389,23 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
     if (message->msg_iovlen > 0)
         memcpy(vectors + 1, message->msg_iov, message->msg_iovlen * sizeof *vectors);
     for (;;) {
+        if ((flags & MSG_DONTWAIT) && (sock->drained >= DRAIN_DATAGRAMS || sock->drained_bytes >= DRAIN_BYTES)) {
+            sock->drained = 0;
+            sock->drained_bytes = 0;
+            errno = EAGAIN;
+            return -1;
+        }
         msghdr in = {};
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
         const ssize_t got = recvmsg(fd, &in, flags);
-        if (got < 0)
+        if (got < 0) {
+            sock->drained = 0;
+            sock->drained_bytes = 0;
             return got;
+        }
+        ++sock->drained;
+        sock->drained_bytes += static_cast<size_t>(got);
         if (got < static_cast<ssize_t>(sizeof head))
             continue;
         if (head.family == FAMILY_NOTICE) {
@@ -437,16 +502,29 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
     message.msg_iov = vectors;
     message.msg_iovlen = static_cast<size_t>(count) + 1;
     unsigned taken = 0;
+    unsigned full = 0;
     int failure = 0;
     const size_t service_length = strnlen(to->service, sizeof to->service);
     for (receiver_t &receiver : sock->receivers) {
+        receiver.full = false;
         const int slot = slotIn(receiver.file, to->service, service_length);
         if (!isMeant(slot, *to))
             continue;
         const sent_t outcome = sendOne(sock, fd, &receiver, addressOf(*to, slot), &message);
         taken += outcome == sent_t::TAKEN;
-        if (outcome == sent_t::FAILED)
+        full += receiver.full;
+        if (outcome == sent_t::FAILED && !receiver.full)
             failure = errno;
+    }
+    if (full > 0) {
+        taken += sendToFull(sock, &message, &failure);
+        for (receiver_t &receiver : sock->receivers) {
+            if (!receiver.full)
+                continue;
+            receiver.over = true;
+            notify(sock, fd, MI6_THRESHOLD_HIGH, addressOf(*to, slotIn(receiver.file, to->service, service_length)));
+            failure = EAGAIN;
+        }
     }
     hostPoint();
     if (taken > 0)

@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 
+#include "host/run.h"
 #include "velmar/process.h"
 #include "velmar/run.h"
 
@@ -84,11 +86,13 @@ void nodeLoad(const char *progname)
     }
     char path[PATH_MAX + 8];
     snprintf(path, sizeof path, "%s/node", dir);
-    FILE *file = fopen(path, "re");
+    const char *why;
+    const int fd = runOpen(path, O_RDONLY, &why);
+    FILE *file = fd < 0 ? nullptr : fdopen(fd, "r");
     if (!file) {
         if (errno == ENOENT)
             return;
-        fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, strerror(errno));
+        fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, fd < 0 ? why : strerror(errno));
         exit(1);
     }
     char *line = nullptr;

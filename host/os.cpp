@@ -20,6 +20,9 @@ constexpr unsigned POLL_MAX = 4096;
 constexpr unsigned POLL_FEW = 64; // entries of the small table, which costs no stack to speak of
 // Nearly every answer comes within this time. It is longer than a tick, so that the kernel has no timer to program.
 constexpr int64_t SOON_US = 20000;
+// One select never waits longer: it counts its time anew after the process stood still (SIGSTOP), a poll does not.
+constexpr int64_t SLICE_US = 1000000;
+constexpr int BLIND_MS = 10; // a wait that cannot be told of steps looks for them itself
 
 thread_local int64_t offset_read_ms = -1; // as this thread saw it last
 
@@ -32,6 +35,17 @@ int64_t nowUs()
 int64_t dueUs(int64_t limit_us)
 {
     return (offset_read_ms < 0 ? nowUs() : clockUs(offset_read_ms)) + limit_us;
+}
+
+// How long a part of a wait may last of whose limit `left_us` is left; -1 for ever. A clock that moves by steps alone
+// ends no wait by itself.
+int partMs(int64_t left_us, int waiter)
+{
+    if (left_us <= 0)
+        return 0;
+    if (!clockStepped())
+        return static_cast<int>((left_us + 999) / 1000);
+    return waiter >= 0 ? swdQuietMs() : BLIND_MS;
 }
 
 // Waits without a limit, or with `timeout_ms` 0 not at all.
@@ -54,7 +68,7 @@ int pollLimited(pollfd *table, pollfd *fds, unsigned count, int timeout_ms, int 
     const int64_t due = dueUs(static_cast<int64_t>(timeout_ms) * 1000);
     for (;;) {
         const int64_t left = due - nowUs();
-        int ready = poll(table, count + 1, left > 0 ? static_cast<int>((left + 999) / 1000) : 0);
+        int ready = poll(table, count + 1, partMs(left, waiter));
         if (ready < 0)
             return ready;
         const bool woken = table[count].revents != 0;
@@ -62,8 +76,11 @@ int pollLimited(pollfd *table, pollfd *fds, unsigned count, int timeout_ms, int 
             clockSeen(waiter);
         const int dropped = ready > woken ? socketDropErrors(table, count) : 0;
         ready -= woken + dropped;
-        if (ready == 0 && (woken || dropped > 0) && left > 0)
+        if (ready == 0 && (woken || dropped > 0 || clockStepped()) && left > 0) {
+            if (clockStepped())
+                swdWaits();
             continue;
+        }
         for (unsigned i = 0; i < count; ++i)
             fds[i].revents = table[i].revents;
         return ready;
@@ -90,12 +107,13 @@ int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t d
     const int all = steps && waiter >= nfds ? waiter + 1 : nfds;
     for (;;) {
         const int64_t left = due - nowUs();
-        timeval wait = timevalOf(left > 0 ? left : 0);
+        const int part = partMs(std::min(left, SLICE_US), steps ? waiter : -1);
+        timeval wait = timevalOf(int64_t{part} * 1000);
         swdWaits();
         fd_set sets[] = {asked[0], asked[1], asked[2]};
         if (steps)
             FD_SET(waiter, &sets[0]);
-        int ready = select(all, &sets[0], &sets[1], &sets[2], &wait);
+        int ready = select(all, &sets[0], &sets[1], &sets[2], part < 0 ? nullptr : &wait);
         if (ready < 0 && errno == EINTR)
             continue;
         if (ready < 0)
@@ -106,7 +124,7 @@ int selectLimited(int nfds, fd_set *const *given, const fd_set *asked, int64_t d
             FD_CLR(waiter, &sets[0]);
         }
         ready -= woken;
-        if (ready == 0 && woken && left > 0)
+        if (ready == 0 && left > 0 && (woken || due - nowUs() > 0))
             continue;
         for (int i = 0; i < 3; ++i)
             if (given[i])

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <pthread.h>
 #include <semaphore.h>
@@ -23,6 +24,7 @@ std::atomic<int (*)()> exit_callback;
 std::atomic_flag ending = ATOMIC_FLAG_INIT;
 std::atomic<int> workers;
 bool signals_taken;
+thread_local bool ends_here; // this thread has the end in hand
 
 sem_t end_asked;
 
@@ -69,6 +71,8 @@ bool processThread(void *(*entry)(void *), void *arg)
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
+    for (const int fault : {SIGBUS, SIGSEGV, SIGFPE, SIGILL})
+        sigdelset(&all, fault); // their handlers run where they arise; blocked they kill
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -80,11 +84,17 @@ bool processThread(void *(*entry)(void *), void *arg)
     return rc == 0;
 }
 
+bool processEnding()
+{
+    return ending.test();
+}
+
 void processEnd(int status)
 {
     if (ending.test_and_set())
         for (;;)
             pause();
+    ends_here = true;
     swdStopping();
     if (int (*callback)() = exit_callback.load())
         callback();
@@ -92,13 +102,27 @@ void processEnd(int status)
     _exit(status);
 }
 
-// SIGINT and SIGTERM end the process, and SIGHUP unless whoever started it has it ignored.
+namespace {
+
+// The main thread that leaves by itself while the end goes on elsewhere waits for it: the status is the end's.
+void leaveTheEndAlone()
+{
+    while (ending.test() && !ends_here)
+        pause();
+}
+
+} // namespace
+
+// A file that grows against its limit fails in its write, and ends nobody. SIGINT and SIGTERM end the process, and
+// SIGHUP unless whoever started it has it ignored.
 void velmar_sigdefaults(const char *progname)
 {
     complainAs(progname);
     nodeLoad(progname);
     if (signals_taken)
         return;
+    signal(SIGXFSZ, SIG_IGN);
+    atexit(leaveTheEndAlone);
     sem_init(&end_asked, 0, 0);
     signals_taken = processThread(endThread, nullptr);
     if (!signals_taken)
@@ -120,6 +144,8 @@ void velmar_sigdefaults(const char *progname)
 
 int ASPInit(const char *, uint32_t, int, int, int (*on_exit)())
 {
+    static const int at_exit = atexit(leaveTheEndAlone); // ahead of what was registered since the start
+    (void)at_exit;
     exit_callback.store(on_exit);
     return 0;
 }

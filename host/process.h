@@ -17,5 +17,8 @@ bool processThread(void *(*entry)(void *), void *arg);
 
 // The orderly end: exit callback, files of the run directory, then the process with `status`. Any thread may call it.
 [[noreturn]] void processEnd(int status);
+// The end has begun. The main thread may be anywhere, in its start too, and goes on until the process is gone; so what
+// it may be using stays.
+bool processEnding();
 
 #endif

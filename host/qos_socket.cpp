@@ -57,11 +57,12 @@ int qosOpen()
     if (velmar_run_path(path, sizeof path, "qos", "driver") != 0)
         return -1;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return -1;
-    if (fd >= SOCKET_FDS) {
-        close(fd);
-        errno = EMFILE;
+    if (fd < 0 || fd >= SOCKET_FDS) {
+        const int error = fd < 0 ? errno : EMFILE;
+        if (fd >= 0)
+            close(fd);
+        complain("cannot open a driver socket: %s", strerror(error));
+        errno = error;
         return -1;
     }
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &SEND_LIMIT, sizeof SEND_LIMIT);

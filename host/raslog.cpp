@@ -1,4 +1,7 @@
 // The event log RUN/trace/raslog, shared by all processes of the run directory: one write a line, so lines stay whole.
+//
+// It is bounded: who finds it full makes it the old one, in place of the one before, and every other process follows to
+// the new file with its next line. What one process says again and again is counted.
 #include "host/raslog.h"
 
 #include <cerrno>
@@ -6,6 +9,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
@@ -17,52 +23,139 @@
 
 namespace {
 
+constexpr off_t SIZE_MOST = 1 << 20; // bytes; a line beyond them begins a new file
+constexpr unsigned REPEATS_SHOWN = 3;
+
+std::mutex log_lock; // what follows
 int log_fd = -1;
 char log_origin[64]; // "service.instance tag[pid]"
+char log_path[sizeof(sockaddr_un::sun_path)];
+char last_text[512];
+unsigned repeats;  // of it, the first one included
+unsigned reported; // of them
 
-} // namespace
-
-void rasLog(const char *format, ...)
+// Opens the file of the name anew: it may be another one by now, or none. The old one stays where that fails.
+bool reopen(const char **why)
 {
-    if (log_fd < 0)
+    const int fd = runOpen(log_path, O_WRONLY | O_APPEND | O_CREAT, why);
+    if (fd < 0)
+        return false;
+    if (log_fd >= 0)
+        close(log_fd);
+    log_fd = fd;
+    return true;
+}
+
+// The lock is only tried: who has it does the same, and one that is no process's of ours must not hold anybody up.
+void makeOld()
+{
+    char old[sizeof log_path + 2];
+    struct stat name;
+    struct stat own;
+    if (flock(log_fd, LOCK_EX | LOCK_NB) != 0)
         return;
-    char text[512];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
-    va_end(args);
+    snprintf(old, sizeof old, "%s.1", log_path);
+    if (stat(log_path, &name) == 0 && fstat(log_fd, &own) == 0 && name.st_ino == own.st_ino)
+        rename(log_path, old);
+    flock(log_fd, LOCK_UN);
+}
+
+// The size of the file that stands at the name.
+off_t followName()
+{
+    const char *why;
+    struct stat name;
+    struct stat own = {};
+    fstat(log_fd, &own);
+    if (lstat(log_path, &name) == 0 && name.st_ino == own.st_ino && name.st_dev == own.st_dev)
+        return own.st_size;
+    return reopen(&why) && fstat(log_fd, &own) == 0 ? own.st_size : 0;
+}
+
+void put(const char *text)
+{
     const time_t now = time(nullptr);
     tm utc;
     gmtime_r(&now, &utc);
     char stamp[32];
     strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    dprintf(log_fd, "%s %s: %s\n", stamp, log_origin, text);
+    char line[sizeof stamp + sizeof log_origin + sizeof last_text];
+    const int length = snprintf(line, sizeof line, "%s %s: %s\n", stamp, log_origin, text);
+    if (followName() + length > SIZE_MOST) {
+        makeOld();
+        followName();
+    }
+    (void)!write(log_fd, line, static_cast<size_t>(length));
+}
+
+void putCount()
+{
+    char text[64];
+    if (repeats == reported)
+        return;
+    reported = repeats;
+    snprintf(text, sizeof text, "the line before came %u times in a row", repeats);
+    put(text);
+}
+
+// 10, 100, 1000 and so on.
+bool isRound(unsigned count)
+{
+    while (count >= 10 && count % 10 == 0)
+        count /= 10;
+    return count == 1;
+}
+
+} // namespace
+
+void rasLog(const char *format, ...)
+{
+    char text[sizeof last_text];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    const std::lock_guard<std::mutex> lock(log_lock);
+    if (log_fd < 0)
+        return;
+    if (strcmp(text, last_text) != 0) {
+        putCount();
+        memcpy(last_text, text, sizeof text);
+        repeats = reported = 0;
+    }
+    ++repeats;
+    if (repeats <= REPEATS_SHOWN) {
+        reported = repeats;
+        put(text);
+    } else if (isRound(repeats)) {
+        putCount();
+    }
 }
 
 int rasevt_init(const char *service, uint32_t instance, const char *tag)
 {
-    char path[sizeof(sockaddr_un::sun_path)];
-    if (velmar_run_path(path, sizeof path, "trace", "raslog") != 0)
-        return -1;
-    if (log_fd >= 0)
-        close(log_fd);
-    log_fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (log_fd < 0) {
-        complain("cannot open event log %s: %s", path, strerror(errno));
-        return -1;
+    {
+        const std::lock_guard<std::mutex> lock(log_lock);
+        if (velmar_run_path(log_path, sizeof log_path, "trace", "raslog") != 0)
+            return -1;
+        const char *why;
+        if (!reopen(&why)) {
+            complain("cannot open event log %s: %s", log_path, why);
+            return -1;
+        }
+        snprintf(log_origin, sizeof log_origin, "%.15s.%u %.15s[%d]", service, static_cast<unsigned>(instance), tag,
+                 static_cast<int>(getpid()));
     }
-    snprintf(log_origin, sizeof log_origin, "%.15s.%u %.15s[%d]", service, static_cast<unsigned>(instance), tag,
-             static_cast<int>(getpid()));
     rasLog("started");
     return 0;
 }
 
 void rasevt_exit()
 {
-    if (log_fd < 0)
-        return;
     rasLog("ended");
-    close(log_fd);
+    const std::lock_guard<std::mutex> lock(log_lock);
+    if (log_fd >= 0)
+        close(log_fd);
     log_fd = -1;
 }
 

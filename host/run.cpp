@@ -1,7 +1,11 @@
 // The run directory: where it lies, its folders, and the socket files in it.
 //
 // Who binds or removes a socket file holds a lock on its folder. A file that refuses a connect under that lock has no
-// owner, since an owner that is just binding holds the lock until it can be reached.
+// owner, since an owner that is just binding holds the lock until it can be reached. Nobody waits long for that lock:
+// whoever may open the folder can hold it for ever. Who binds also removes what dead processes left in the folder.
+//
+// Only this user reaches what lies here: the directory is his, others may not write to it, and socket files are 0600,
+// which the kernel checks in every connect and every send by path.
 #include "host/run.h"
 
 #include <algorithm>
@@ -12,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <mutex>
 #include <sys/file.h>
@@ -37,17 +42,22 @@ constexpr size_t LONGEST_NAME = std::max({
 });
 constexpr size_t PATH_ROOM = sizeof(sockaddr_un::sun_path);
 constexpr int MAX_SAME_KIND = 255;
+constexpr int LOCK_TRIES = 40; // of a bind, with a pause between them
+constexpr useconds_t LOCK_PAUSE_US = 5000;
 constexpr time_t YOUNG_SECONDS = 2; // a refused file of a living process this young may still be in its bind
 
 struct bound_t {
     int fd;
     pid_t owner; // a forked child must not remove its parent's files
     char path[PATH_ROOM];
+    struct stat is; // the file: the name may be another's by now
 };
 
 std::mutex run_lock;
 char run_dir[PATH_MAX];
+std::mutex bound_lock; // what follows
 std::vector<bound_t> bound;
+bool closed; // the files were removed, the process ends
 
 void chooseDir(char *dir, size_t size)
 {
@@ -80,14 +90,19 @@ bool makeDir(const char *path, char *error, size_t size)
     struct stat found;
     if (mkdir(path, 0700) != 0 && errno != EEXIST)
         snprintf(error, size, "cannot make run directory %s: %s", path, strerror(errno));
-    else if (stat(path, &found) != 0)
+    else if (lstat(path, &found) != 0)
         snprintf(error, size, "cannot use run directory %s: %s", path, strerror(errno));
     else if (!S_ISDIR(found.st_mode)) {
         errno = ENOTDIR;
-        snprintf(error, size, "cannot use run directory %s: it is not a directory", path);
-    } else if (found.st_uid != geteuid() && geteuid() != 0) {
+        snprintf(error, size, "cannot use run directory %s: it is %s", path,
+                 S_ISLNK(found.st_mode) ? "a link" : "not a directory");
+    } else if (found.st_uid != geteuid()) {
         errno = EPERM;
         snprintf(error, size, "cannot use run directory %s: it belongs to somebody else", path);
+    } else if (found.st_mode & (S_IWGRP | S_IWOTH)) {
+        errno = EPERM;
+        snprintf(error, size, "cannot use run directory %s: others may write to it (mode %04o); chmod it to 0700", path,
+                 static_cast<unsigned>(found.st_mode & 07777));
     } else if (access(path, W_OK | X_OK) != 0)
         snprintf(error, size, "cannot write to run directory %s: %s", path, strerror(errno));
     else
@@ -117,8 +132,8 @@ bool makeTree(const char *dir, char *error, size_t size)
     return true;
 }
 
-// Locks the folder of `path`: a descriptor to close, or -1.
-int lockFolder(const char *path)
+// Locks the folder of `path`: a descriptor to close, or -1, with EWOULDBLOCK if somebody else holds it.
+int lockFolder(const char *path, int tries)
 {
     char folder[PATH_ROOM];
     snprintf(folder, sizeof folder, "%s", path);
@@ -127,8 +142,17 @@ int lockFolder(const char *path)
         return -1;
     *slash = '\0';
     const int fd = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    while (fd >= 0 && flock(fd, LOCK_EX) != 0 && errno == EINTR)
-        ;
+    while (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EINTR)
+            continue;
+        if (errno != EWOULDBLOCK || --tries <= 0) {
+            const int error = errno;
+            close(fd);
+            errno = error;
+            return -1;
+        }
+        usleep(LOCK_PAUSE_US);
+    }
     return fd;
 }
 
@@ -148,15 +172,44 @@ bool refused(const char *path)
     return is_refused;
 }
 
-// 0, or -1 with errno; a file without owner is replaced.
-int bindLocked(int fd, const char *path)
+// Removes the socket files of dead processes from a folder that is locked.
+void sweep(int folder_fd, const char *path)
+{
+    const int fd = openat(folder_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *dir = fd < 0 ? nullptr : fdopendir(fd);
+    if (!dir) {
+        if (fd >= 0)
+            close(fd);
+        return;
+    }
+    const int length = static_cast<int>(strrchr(path, '/') - path);
+    while (const dirent *entry = readdir(dir)) {
+        const int owner = runOwner(entry->d_name);
+        char file[PATH_ROOM];
+        const int used = snprintf(file, sizeof file, "%.*s/%s", length, path, entry->d_name);
+        if (owner > 0 && used > 0 && static_cast<size_t>(used) < sizeof file && !runAlive(owner) && refused(file))
+            unlink(file);
+    }
+    closedir(dir);
+}
+
+// 0, or -1 with errno; a file without owner is replaced. A name with a process id is this process's alone, so it is
+// bound without the lock if need be.
+int bindLocked(int fd, const char *path, bool pid)
 {
     sockaddr_un address;
     if (!runAddress(&address, path)) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    const int lock = lockFolder(path);
+    const int lock = lockFolder(path, LOCK_TRIES);
+    if (lock < 0 && errno == EWOULDBLOCK && !pid) {
+        errno = EBUSY;
+        return -1;
+    }
+    if (lock >= 0)
+        sweep(lock, path);
+    fchmod(fd, 0600); // the mode that the file gets
     int rc = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
     if (rc != 0 && errno == EADDRINUSE) {
         if (refused(path) && unlink(path) == 0)
@@ -173,14 +226,38 @@ int bindLocked(int fd, const char *path)
 
 void remember(int fd, const char *path)
 {
-    const std::lock_guard<std::mutex> lock(run_lock);
     static const bool at_exit = atexit(runCleanup) == 0;
     (void)at_exit;
     // A descriptor that comes again was closed by other means: its old file is no longer ours to remove.
     std::erase_if(bound, [fd](const bound_t &old) { return old.fd == fd; });
-    bound_t entry = {fd, getpid(), {}};
+    bound_t entry = {fd, getpid(), {}, {}};
     snprintf(entry.path, sizeof entry.path, "%s", path);
+    lstat(path, &entry.is);
     bound.push_back(entry);
+}
+
+void removeOwn(const bound_t &entry)
+{
+    struct stat now;
+    if (entry.owner == getpid() && lstat(entry.path, &now) == 0 && now.st_dev == entry.is.st_dev &&
+        now.st_ino == entry.is.st_ino)
+        unlink(entry.path);
+}
+
+// Binds and remembers in one, so that the end of the process meets either a file that it knows or none.
+int bindAndRemember(int fd, const char *path, bool pid)
+{
+    {
+        const std::lock_guard<std::mutex> lock(bound_lock);
+        if (!closed) {
+            const int rc = bindLocked(fd, path, pid);
+            if (rc == 0)
+                remember(fd, path);
+            return rc;
+        }
+    }
+    for (;;)
+        pause();
 }
 
 } // namespace
@@ -209,24 +286,48 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
             snprintf(full, sizeof full, "%s.%d.%d", name, static_cast<int>(getpid()), k);
         if (velmar_run_path(path, size, folder, full) != 0)
             return -1;
-        if (bindLocked(fd, path) == 0) {
-            remember(fd, path);
+        if (bindAndRemember(fd, path, pid) == 0)
             return 0;
-        }
         if (errno != EADDRINUSE)
             return -1;
     }
     return -1;
 }
 
+int runOpen(const char *path, int flags, const char **why)
+{
+    // Without a wait, so that a FIFO holds nobody up; a regular file knows no difference.
+    const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    struct stat found;
+    if (fd >= 0 && fstat(fd, &found) == 0 && S_ISREG(found.st_mode) && (found.st_uid == geteuid() || found.st_uid == 0))
+        return fd;
+    int error = errno;
+    *why = nullptr;
+    if (fd >= 0) {
+        error = S_ISDIR(found.st_mode) ? EISDIR : S_ISREG(found.st_mode) ? EPERM : EINVAL;
+        if (error == EPERM)
+            *why = "it belongs to somebody else";
+        if (error == EINVAL)
+            *why = "it is not a regular file";
+        close(fd);
+    } else if (error == ELOOP) {
+        *why = "it is a link";
+    } else if (error == ENXIO) {
+        *why = "it is not a regular file"; // a FIFO or a socket
+    }
+    if (!*why)
+        *why = strerror(error);
+    errno = error;
+    return -1;
+}
+
 void runForget(int fd)
 {
-    const std::lock_guard<std::mutex> lock(run_lock);
+    const std::lock_guard<std::mutex> lock(bound_lock);
     for (size_t i = 0; i < bound.size(); ++i) {
         if (bound[i].fd != fd)
             continue;
-        if (bound[i].owner == getpid())
-            unlink(bound[i].path);
+        removeOwn(bound[i]);
         bound.erase(bound.begin() + static_cast<std::ptrdiff_t>(i));
         return;
     }
@@ -268,19 +369,20 @@ bool runRemoveStale(const char *path)
     const time_t age = time(nullptr) - found.st_mtime;
     if ((owner == 0 || runAlive(owner)) && age >= -1 && age < YOUNG_SECONDS)
         return false;
-    const int lock = lockFolder(path);
+    const int lock = lockFolder(path, 1);
+    if (lock < 0)
+        return false;
     const bool gone = refused(path) && unlink(path) == 0;
-    if (lock >= 0)
-        close(lock);
+    close(lock);
     return gone;
 }
 
 void runCleanup()
 {
-    const std::lock_guard<std::mutex> lock(run_lock);
+    const std::lock_guard<std::mutex> lock(bound_lock);
+    closed = true;
     for (const bound_t &entry : bound)
-        if (entry.owner == getpid())
-            unlink(entry.path);
+        removeOwn(entry);
     bound.clear();
 }
 

@@ -12,17 +12,23 @@ bool runAddress(sockaddr_un *address, const char *path);
 // errno.
 int runBind(int fd, const char *folder, const char *name, bool pid, char *path, size_t size);
 
+// Opens a file of the run directory, which must be a regular one, of this user or root, and no link. -1 with errno, and
+// in `why` what a person should read.
+int runOpen(const char *path, int flags, const char **why);
+
 // Removes the file that `fd` was bound at. The descriptor stays open.
 void runForget(int fd);
 
-// A connect to `path` was refused: removes the file unless its owner may still be about to listen. True if it is gone.
+// A connect to `path` was refused: removes the file unless its owner may still be about to listen, or somebody else has
+// the folder locked. True if it is gone.
 bool runRemoveStale(const char *path);
 
 // The process id that a file name ends in, before a further ".K": 0 if it has none.
 int runOwner(const char *name);
 bool runAlive(int pid);
 
-// Removes every file of this process. Runs at exit and when the platform ends the process.
+// Removes every file of this process. Runs at exit and when the platform ends the process; a thread that wants to bind
+// afterwards stands still.
 void runCleanup();
 
 #endif

@@ -70,7 +70,7 @@ void tell(const char *text)
 
 void hello()
 {
-    const int64_t now = clockUs(0) / 1000;
+    const int64_t now = machineUs() / 1000;
     if (watch.last_ms == 0)
         tell("READY=1");
     if (watch.last_ms != 0 && now - watch.last_ms < watch.quiet_ms)
@@ -85,6 +85,13 @@ void swdWaits()
 {
     if (watch.fd >= 0 && watch.last_ms != 0)
         hello();
+}
+
+int swdQuietMs()
+{
+    if (watch.fd < 0 || watch.last_ms == 0)
+        return -1;
+    return watch.wait_s > 0 ? watch.wait_s * 1000 : static_cast<int>(watch.quiet_ms);
 }
 
 void swdStopping()

@@ -6,6 +6,9 @@
 // waits again and again. A hello, if one is due.
 void swdWaits();
 
+// How long a wait may last until swdWaits has to be called again, in milliseconds of the machine's time; -1 for ever.
+int swdQuietMs();
+
 // The process ends in good order. Any thread may call it.
 void swdStopping();
 

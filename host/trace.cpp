@@ -1,4 +1,5 @@
-// The trace ring: a mapped file RUN/trace/NAME.PID that stays when the process is gone.
+// The trace ring: a mapped file RUN/trace/NAME.PID that stays when the process is gone. A file that is cut short is
+// made anew at the next line; while that cannot be, the lines stay in memory.
 //
 // File, native byte order: a head of 64 bytes, then `lines` slots of `slot_size` bytes. `lines` is a power of two; line
 // number n (the first is 0) lies in slot n mod lines. A slot is valid for line n if its sequence is n + 1 before and
@@ -25,6 +26,8 @@
 
 #include "host/clock.h"
 #include "host/complain.h"
+#include "host/mapped.h"
+#include "host/raslog.h"
 #include "host/run.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
@@ -64,10 +67,16 @@ static_assert(sizeof(ring_slot_t) == 20);
 struct ring_t {
     ring_head_t *head; // null for a free row
     unsigned char *slots;
+    size_t size; // of the map
     uint32_t mask;
     uint32_t slot_size;
     uint32_t record_length;
     char path[sizeof(sockaddr_un::sun_path)];
+    ring_head_t shape;                            // what stands in the head of a new file
+    std::atomic<bool> lost;                       // the map is no file's any more
+    std::atomic_flag remaking = ATOMIC_FLAG_INIT; // what follows is its holder's
+    uint32_t next_try;                            // the line that has the next try of a new file
+    bool told;
 };
 ring_t rings[RINGS_MAX];
 int copy_fd = -1; // the file named by VELMAR_TRACE
@@ -154,58 +163,142 @@ void copyLine(int level, const char *text, size_t length)
     (void)!write(copy_fd, line, used);
 }
 
-// Copies line `number` of a mapped ring as "SECONDS.mmm LEVEL TEXT\n"; 0 if the writer has it in hand.
-size_t formatLine(unsigned char *slots, const ring_head_t *head, uint32_t number, char *to)
-{
-    ring_slot_t *slot = slotOf(slots, head->slot_size, number & (head->lines - 1));
-    if (slot->sequence.load(std::memory_order_acquire) != number + 1)
-        return 0;
+// Where a reader finds a ring: a file, which is read and not mapped, since its owner or a third may shrink it
+// meanwhile, or the map of this process.
+struct source_t {
+    int fd;
+    unsigned char *slots; // null for a file
+    uint32_t lines;
+    uint32_t slot_size;
+    uint32_t record_length;
+    uint32_t next;
+};
+
+struct line_t {
+    unsigned char head[sizeof(ring_slot_t)];
     char text[RECORD_MAX];
-    const size_t length = std::min<size_t>(slot->length, head->record_length);
-    memcpy(text, textOf(slot), length);
+};
+
+bool takeFromMap(const source_t &source, uint32_t number, line_t *line)
+{
+    ring_slot_t *slot = slotOf(source.slots, source.slot_size, number & (source.lines - 1));
+    if (slot->sequence.load(std::memory_order_acquire) != number + 1)
+        return false;
+    memcpy(line, static_cast<const void *>(slot), sizeof *slot + source.record_length);
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return slot->sequence.load(std::memory_order_relaxed) == number + 1;
+}
+
+bool takeFromFile(const source_t &source, uint32_t number, line_t *line)
+{
+    const off_t at = static_cast<off_t>(sizeof(ring_head_t)) +
+                     static_cast<off_t>(number & (source.lines - 1)) * static_cast<off_t>(source.slot_size);
+    const size_t length = sizeof line->head + source.record_length;
+    uint32_t first;
+    uint32_t sequence;
+    if (pread(source.fd, line, length, at) != static_cast<ssize_t>(length))
+        return false;
+    memcpy(&first, line->head, sizeof first);
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return first == number + 1 && pread(source.fd, &sequence, sizeof sequence, at) == sizeof sequence &&
+           sequence == number + 1;
+}
+
+// Copies line `number` as "SECONDS.mmm LEVEL TEXT\n"; 0 if the writer has it in hand.
+size_t formatLine(const source_t &source, uint32_t number, char *to)
+{
+    alignas(ring_slot_t) line_t line;
+    if (!(source.slots ? takeFromMap(source, number, &line) : takeFromFile(source, number, &line)))
+        return 0;
+    const ring_slot_t *slot = reinterpret_cast<const ring_slot_t *>(line.head);
+    const size_t length = std::min<size_t>(slot->length, source.record_length);
     const uint64_t ms = static_cast<uint64_t>(slot->time_high) << 32 | slot->time_low;
     const unsigned level = slot->level;
-    std::atomic_thread_fence(std::memory_order_acquire);
-    if (slot->sequence.load(std::memory_order_relaxed) != number + 1)
-        return 0;
     size_t used = static_cast<size_t>(snprintf(to, 48, "%llu.%03u %u ", static_cast<unsigned long long>(ms / 1000),
                                                static_cast<unsigned>(ms % 1000), level));
-    used += escape(to + used, text, length);
+    used += escape(to + used, line.text, length);
     to[used++] = '\n';
     return used;
 }
 
-bool isRing(const ring_head_t *head, size_t size)
+// The slots need not all be there: those of a file that was cut short read as empty.
+bool isRing(const ring_head_t *head)
 {
-    return size >= sizeof *head && memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
-           head->record_length <= RECORD_MAX && head->slot_size >= sizeof(ring_slot_t) + head->record_length &&
-           sizeof *head + static_cast<uint64_t>(head->lines) * head->slot_size <= size;
+    return memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
+           head->lines <= LINES_MAX && head->record_length <= RECORD_MAX &&
+           head->slot_size >= sizeof(ring_slot_t) + head->record_length && head->slot_size <= 2 * sizeof(line_t);
 }
 
 // Walks back from the newest line until `lines` are found or the room is used, then writes them oldest first.
-size_t readRing(unsigned char *map, unsigned lines, char *out, size_t size)
+size_t readRing(const source_t &source, unsigned lines, char *out, size_t size)
 {
-    const ring_head_t *head = reinterpret_cast<const ring_head_t *>(map);
-    unsigned char *slots = map + sizeof *head;
-    const uint32_t next = head->next.load(std::memory_order_acquire);
-    const uint32_t most = std::min<uint32_t>({lines, head->lines, next});
+    const uint32_t next = source.next;
+    const uint32_t most = std::min<uint32_t>({lines, source.lines, next});
     char line[48 + 2 * RECORD_MAX];
     uint32_t first = next;
     for (size_t room = size; first != next - most; --first) {
-        const size_t length = formatLine(slots, head, first - 1, line);
+        const size_t length = formatLine(source, first - 1, line);
         if (length > room)
             break;
         room -= length;
     }
     size_t used = 0;
     for (; first != next; ++first) {
-        const size_t length = formatLine(slots, head, first, line);
+        const size_t length = formatLine(source, first, line);
         if (used + length > size)
             break;
         memcpy(out + used, line, length);
         used += length;
     }
     return used;
+}
+
+void putHead(const ring_t &ring, ring_head_t *head)
+{
+    const uint32_t next = head->next.load();
+    memcpy(static_cast<void *>(head), static_cast<const void *>(&ring.shape), sizeof *head);
+    head->next.store(next);
+}
+
+// A new file with what the memory holds takes its place. Lines that other threads store meanwhile may be left out.
+void remake(ring_t *ring, uint32_t number)
+{
+    if (ring->remaking.test_and_set(std::memory_order_acquire))
+        return;
+    if (ring->lost.load() && static_cast<int32_t>(number - ring->next_try) >= 0) {
+        putHead(*ring, ring->head);
+        void *map = makeFile(ring->path, ring->size);
+        if (map) {
+            memcpy(map, static_cast<const void *>(ring->head), ring->size);
+            ring->lost.store(false);
+            mremap(map, ring->size, ring->size, MREMAP_MAYMOVE | MREMAP_FIXED, static_cast<void *>(ring->head));
+            rasLog("trace: %s was cut short and is made anew", ring->path);
+        } else if (!ring->told) {
+            rasLog("trace: %s cannot be made anew, its lines stay in memory: %s", ring->path, strerror(errno));
+        }
+        ring->told = !map;
+        ring->next_try = map ? 0 : number + ring->mask + 1;
+    }
+    ring->remaking.clear(std::memory_order_release);
+}
+
+// The ring's first map: a file's, or memory where the disk or a limit leaves no room for a file. Null with errno.
+void *firstMap(ring_t *ring)
+{
+    if (void *map = makeFile(ring->path, ring->size))
+        return map;
+    const int error = errno;
+    complain("cannot make trace ring %s: %s", ring->path, strerror(error));
+    errno = error;
+    if (error != ENOSPC && error != EFBIG && error != EDQUOT)
+        return nullptr;
+    void *map = mmap(nullptr, ring->size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map == MAP_FAILED)
+        return nullptr;
+    ring->lost.store(true);
+    ring->told = true;
+    ring->next_try = ring->mask + 1;
+    return map;
 }
 
 void openCopy()
@@ -228,7 +321,7 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     if (row == RINGS_MAX || size == 0 || size > LINES_MAX || params->record_length < 2 ||
         params->record_length > RECORD_MAX)
         return -EINVAL;
-    ring_t ring = {};
+    ring_t &ring = rings[row];
     char file[32];
     snprintf(file, sizeof file, "%.15s.%d", name, static_cast<int>(getpid()));
     if (velmar_run_path(ring.path, sizeof ring.path, "trace", file) != 0)
@@ -238,23 +331,22 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     ring.mask = lines - 1;
     ring.record_length = params->record_length;
     ring.slot_size = (static_cast<uint32_t>(sizeof(ring_slot_t)) + params->record_length + 7) & ~7U;
-    void *map = makeFile(ring.path, sizeof(ring_head_t) + static_cast<size_t>(lines) * ring.slot_size);
-    if (!map) {
-        const int error = errno;
-        complain("cannot make trace ring %s: %s", ring.path, strerror(error));
-        return -error;
-    }
-    ring.head = static_cast<ring_head_t *>(map);
+    ring.size = sizeof(ring_head_t) + static_cast<size_t>(lines) * ring.slot_size;
+    memcpy(ring.shape.magic, MAGIC, sizeof MAGIC);
+    ring.shape.lines = lines;
+    ring.shape.slot_size = ring.slot_size;
+    ring.shape.record_length = ring.record_length;
+    ring.shape.module = module;
+    ring.shape.pid = static_cast<uint32_t>(getpid());
+    snprintf(ring.shape.name, sizeof ring.shape.name, "%s", name);
+    void *map = firstMap(&ring);
+    if (!map)
+        return -errno;
     ring.slots = static_cast<unsigned char *>(map) + sizeof(ring_head_t);
-    ring.head->lines = lines;
-    ring.head->slot_size = ring.slot_size;
-    ring.head->record_length = ring.record_length;
-    ring.head->module = module;
-    ring.head->pid = static_cast<uint32_t>(getpid());
-    snprintf(ring.head->name, sizeof ring.head->name, "%s", name);
-    memcpy(ring.head->magic, MAGIC, sizeof MAGIC);
+    mappedGuard(map, ring.size, &ring.lost);
+    ring.head = static_cast<ring_head_t *>(map);
+    putHead(ring, ring.head);
     openCopy();
-    rings[row] = ring;
     *handle = row + 1;
     return 0;
 }
@@ -263,7 +355,7 @@ void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, co
 {
     if (handle < 1 || handle > RINGS_MAX || !rings[handle - 1].head)
         return;
-    const ring_t &ring = rings[handle - 1];
+    ring_t &ring = rings[handle - 1];
     const size_t length = strnlen(text, ring.record_length - 1);
     const uint32_t number = ring.head->next.fetch_add(1, std::memory_order_relaxed);
     ring_slot_t *slot = slotOf(ring.slots, ring.slot_size, number & ring.mask);
@@ -277,6 +369,8 @@ void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, co
     slot->time_low = static_cast<uint32_t>(now);
     memcpy(textOf(slot), text, length);
     slot->sequence.store(number + 1, std::memory_order_release);
+    if (ring.lost.load(std::memory_order_relaxed)) [[unlikely]]
+        remake(&ring, number + 1);
     if (copy_fd >= 0)
         copyLine(level, text, length);
 }
@@ -286,24 +380,30 @@ const char *traceFirstFile()
     return rings[0].head ? rings[0].path : nullptr;
 }
 
+int traceReadFirst(unsigned lines, char *out, size_t size)
+{
+    const ring_t &ring = rings[0];
+    const source_t source = {-1,
+                             ring.slots,
+                             ring.shape.lines,
+                             ring.slot_size,
+                             ring.record_length,
+                             ring.head->next.load(std::memory_order_acquire)};
+    return static_cast<int>(readRing(source, lines, out, size));
+}
+
 int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size)
 {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return -1;
     struct stat found;
-    void *map = MAP_FAILED;
-    if (fstat(fd, &found) == 0 && found.st_size >= static_cast<off_t>(sizeof(ring_head_t)))
-        map = mmap(nullptr, static_cast<size_t>(found.st_size), PROT_READ, MAP_SHARED, fd, 0);
+    ring_head_t head;
+    const bool is_ring = fstat(fd, &found) == 0 && S_ISREG(found.st_mode) &&
+                         pread(fd, static_cast<void *>(&head), sizeof head, 0) == sizeof head && isRing(&head);
+    const source_t source = {fd, nullptr, head.lines, head.slot_size, head.record_length, head.next.load()};
+    const size_t used = is_ring ? readRing(source, lines, out, size) : 0;
     close(fd);
-    if (map == MAP_FAILED) {
-        errno = EINVAL;
-        return -1;
-    }
-    const size_t mapped = static_cast<size_t>(found.st_size);
-    const bool is_ring = isRing(static_cast<const ring_head_t *>(map), mapped);
-    const size_t used = is_ring ? readRing(static_cast<unsigned char *>(map), lines, out, size) : 0;
-    munmap(map, mapped);
     if (!is_ring)
         errno = EINVAL;
     return is_ring ? static_cast<int>(used) : -1;

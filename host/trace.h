@@ -2,7 +2,12 @@
 #ifndef HOST_TRACE_H
 #define HOST_TRACE_H
 
+#include <cstddef>
+
 // The file of the ring that was opened first, or null.
 const char *traceFirstFile();
+
+// The newest lines of that ring, as velmar_trace_read gives them; whatever became of the file.
+int traceReadFirst(unsigned lines, char *out, size_t size);
 
 #endif

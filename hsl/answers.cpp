@@ -52,7 +52,7 @@ static void fillPolicers(const hslChipType_t &type, capPolicers_t *policers)
 
 static uint32_t policerFlags(const hslChipType_t &type)
 {
-    return type.extended ? CAP_FLAG_PT_BASED_POL | CAP_FLAG_VLAN_BASED_POL : 0;
+    return type.traits().extended ? CAP_FLAG_PT_BASED_POL | CAP_FLAG_VLAN_BASED_POL : 0;
 }
 
 static void answerCapability(const hslChip_t &chip, uint32_t command, hslBuffer &response)
@@ -60,17 +60,17 @@ static void answerCapability(const hslChip_t &chip, uint32_t command, hslBuffer 
     auto &type = *chip.type;
     if (command == DCE_CHIP_CAPABILITY) {
         auto cap = reinterpret_cast<dceChipCap_t *>(response.data());
-        cap->chip_code = type.code;
+        cap->chip_code = type.traits().codes[0];
         cap->chip_rev = type.rev;
     } else if (command == COS_CHIP_CAPABILITY) {
         auto cap = reinterpret_cast<cosChipCap_t *>(response.data());
-        cap->chip_code = type.code;
+        cap->chip_code = type.traits().codes[0];
         cap->chip_rev = type.rev;
         fillPolicers(type, &cap->policers);
         cap->num_ports = chip.ports;
     } else {
         auto cap = reinterpret_cast<cosExtChipCap_t *>(response.data());
-        cap->chip_code = type.code;
+        cap->chip_code = type.traits().codes[0];
         cap->flags = policerFlags(type);
         cap->num_policer_groups = type.policer_groups;
         cap->chipBuffers = chip.buffers;
@@ -91,14 +91,14 @@ hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event)
     cap->flat_chip = static_cast<uint32_t>(chip.flat);
     cap->chip_ifindex = dce_get_ifindex(chip.flat);
     cap->num_ports = chip.ports;
-    cap->chip_code = type.code;
+    cap->chip_code = type.traits().codes[0];
     cap->chip_rev = type.rev;
     fillPolicers(type, &cap->policers);
     cap->flags = policerFlags(type);
     cap->num_policer_groups = type.policer_groups;
     cap->chipBuffers = chip.buffers;
     cap->numChipBuffPools = type.pools;
-    cap->maxRedProfilesPerChip = type.red_profiles;
+    cap->maxRedProfilesPerChip = type.traits().max_shared_profiles;
     cap->num_port_entries = chip.ports;
     fillPorts(chip, cap->ports);
     return body;

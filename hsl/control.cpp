@@ -16,6 +16,13 @@ using words_t = std::vector<std::string>;
 constexpr size_t MAX_BULK_CHIPS =
     (NL_RSP_BUF_SIZE - NL_RECORD_OFFSET - 20 - sizeof(qosBulkChipUp_t)) / sizeof(qosBulkChip_t);
 
+constexpr size_t MAX_TOLD = 1000; // faults, and pieces of data
+
+static std::string tooMany()
+{
+    return "error: there are " + std::to_string(MAX_TOLD) + " already; 'clear' takes them away";
+}
+
 static std::string okJson(const hslJson &json)
 {
     // Text that came in by a command may be no UTF-8.
@@ -239,6 +246,8 @@ static std::string controlFault(hslServer_t &server, const words_t &words)
     hslFault_t fault;
     if (auto error = hslFaultParse({words.begin() + 1, words.end()}, &fault); !error.empty())
         return "error: " + error;
+    if (server.faults.list.size() >= MAX_TOLD)
+        return tooMany();
     server.faults.list.push_back(fault);
     return "ok";
 }
@@ -272,6 +281,8 @@ static std::string controlData(hslServer_t &server, const words_t &words)
     }
     if (!command || !hex || data.bytes.empty())
         return "error: data takes command=N offset=N hex=BYTES [port=IFINDEX], or 'clear'";
+    if (server.model.data.size() >= MAX_TOLD)
+        return tooMany();
     server.model.data.push_back(data);
     return "ok";
 }

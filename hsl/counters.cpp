@@ -3,190 +3,154 @@
 #include "hsl/counters.h"
 
 #include <algorithm>
+#include <array>
+#include <type_traits>
 
-#include "platform/records/statistics.h"
+#include "platform/records/statistics_blocks.h"
 #include "velmar/dce.h"
 
 using R = hslReadRow_t;
 
 static constexpr uint16_t FRAMES = HSL_FRAME;
 
+// What a block holds, by its members: one value, one for each priority, some bits of a number, a bit for each priority.
+template <typename Block>
+static constexpr std::array<R, 0> rowsOf = {};
+
+template <typename Member>
+static constexpr uint8_t width = sizeof(std::remove_extent_t<std::remove_reference_t<Member>>);
+
+#define ROWS(block, ...)                                                                                               \
+    template <>                                                                                                        \
+    constexpr auto rowsOf<block> = [] {                                                                                \
+        using B = block;                                                                                               \
+        return std::to_array<R>({__VA_ARGS__});                                                                        \
+    }()
+#define ONE(member, ...) hslOne(offsetof(B, member), sizeof(B::member), __VA_ARGS__)
+#define EACH(member, ...) hslEach(offsetof(B, member), width<decltype(B::member)>, __VA_ARGS__)
+#define PART(member, shift, bits, ...) hslPart(offsetof(B, member), sizeof(B::member), shift, bits, __VA_ARGS__)
+#define FLAG(member, bit, what) PART(member, bit, 1, what)
+#define FLAGS(member, shift, what) hslFlags(offsetof(B, member), what, sizeof(B::member), shift)
+
 // Ports.
 
-static constexpr R INGRESS_QUEUE_PORT[] = {hslEach(36, 8, Q_ENQUEUED), hslOne(100, 8, Q_TAIL_DROPPED),
-                                           hslFlag(108, 0, Q_BUSY),    hslFlags(109, Q_BUSY),
-                                           hslFlags(110, Q_XOFF),      hslFlags(111, Q_FULL)};
-static constexpr R EGRESS_QUEUE_PORT[] = {
-    hslFlags(37, Q_BUSY),           hslOne(38, 2, Q_DEPTH, FRAMES),        hslFlag(40, 7, Q_PAUSED),
-    hslPart(40, 4, 20, 11, Q_BUSY), hslPart(40, 4, 0, 20, Q_PEAK, FRAMES), hslOne(44, 4, Q_PAUSED),
-    hslEach(48, 1, Q_PERCENT),      hslEach(56, 2, Q_DEPTH, FRAMES),       hslEach(72, 2, Q_PEAK, FRAMES)};
-static constexpr R INGRESS_BUFFERS_TESSEL[] = {
-    hslFlags(36, Q_LOSSLESS),   hslFlags(39, Q_XOFF),      hslOne(40, 4, Q_DEPTH),       hslOne(44, 4, Q_PEAK),
-    hslOne(48, 4, Q_BUFFERS),   hslOne(52, 4, Q_LEFT),     hslEach(56, 4, Q_DEPTH),      hslEach(88, 4, Q_PEAK),
-    hslEach(120, 4, Q_BOUND),   hslEach(216, 4, Q_ASSERT), hslEach(248, 4, Q_DE_ASSERT), hslEach(280, 4, Q_FREE),
-    hslEach(312, 1, Q_PERCENT), hslFlags(321, Q_FULL),     hslFlag(327, 0, Q_BUSY)};
-// One request is both the buffer read and that of busy buffers, whose words go ahead of the flags.
-static constexpr R INGRESS_BUFFERS_MIRELLE[] = {
-    hslOne(36, 4, Q_DEPTH),    hslEach(52, 4, Q_DEPTH),      hslEach(88, 4, Q_PEAK),  hslEach(120, 4, Q_BOUND),
-    hslEach(216, 4, Q_ASSERT), hslEach(248, 4, Q_DE_ASSERT), hslEach(280, 4, Q_FREE), hslEach(312, 1, Q_PERCENT),
-    hslFlags(321, Q_FULL),     hslFlag(327, 0, Q_BUSY)};
-static constexpr R EGRESS_BUFFERS_PORT[] = {hslEach(36, 4, Q_DEPTH), hslEach(68, 4, Q_PEAK), hslEach(100, 4, Q_BOUND),
-                                            hslFlags(134, Q_FULL), hslFlags(135, Q_BUSY)};
-static constexpr R SEND_QUEUE[] = {hslEach(36, 4, Q_DEPTH), hslEach(68, 4, Q_BOUND), hslOne(0x84, 8, Q_LOST, FRAMES)};
+ROWS(cosIngQuePort_t, EACH(pri36, Q_ENQUEUED), ONE(val100, Q_TAIL_DROPPED), FLAG(byte108, 0, Q_BUSY),
+     FLAGS(bits109, 0, Q_BUSY), FLAGS(bits110, 0, Q_XOFF), FLAGS(bits111, 0, Q_FULL));
+ROWS(cosEgrQuePort_t, FLAGS(bits37, 0, Q_BUSY), ONE(val38, Q_DEPTH, FRAMES), FLAG(word40, 31, Q_PAUSED),
+     PART(word40, 20, 11, Q_BUSY), PART(word40, 0, 20, Q_PEAK, FRAMES), ONE(val44, Q_PAUSED), EACH(pri48, Q_PERCENT),
+     EACH(pri56, Q_DEPTH, FRAMES), EACH(pri72, Q_PEAK, FRAMES));
+ROWS(cosIngBufPort_t, FLAGS(bits36, 0, Q_LOSSLESS), FLAGS(bits39, 0, Q_XOFF), ONE(val40[0], Q_DEPTH),
+     ONE(val40[1], Q_PEAK), ONE(val40[2], Q_BUFFERS), ONE(val40[3], Q_LEFT), EACH(pri56, Q_DEPTH), EACH(pri88, Q_PEAK),
+     EACH(pri120, Q_BOUND), EACH(pri216, Q_ASSERT), EACH(pri248, Q_DE_ASSERT), EACH(pri280, Q_FREE),
+     EACH(pri312, Q_PERCENT), FLAGS(bits321, 0, Q_FULL), FLAG(byte327, 0, Q_BUSY));
+// One request of a Mirelle is both the buffer read and that of busy buffers.
+ROWS(cosBusyBufPort_t, ONE(log_port_bufs, Q_DEPTH), EACH(port_pri_bufs, Q_DEPTH), EACH(pri88, Q_PEAK),
+     EACH(pri120, Q_BOUND), EACH(pri216, Q_ASSERT), EACH(pri248, Q_DE_ASSERT), EACH(pri280, Q_FREE),
+     EACH(pri312, Q_PERCENT), FLAGS(bits321, 0, Q_FULL), FLAG(byte327, 0, Q_BUSY));
+ROWS(cosEgrBufPort_t, EACH(pri36, Q_DEPTH), EACH(pri68, Q_PEAK), EACH(pri100, Q_BOUND), FLAGS(bits134, 0, Q_FULL),
+     FLAGS(bits135, 0, Q_BUSY));
+ROWS(cosSendQuePort_t, EACH(port_pri_bufs, Q_DEPTH), EACH(threshold, Q_BOUND), ONE(dropped, Q_LOST, FRAMES));
 
 // Whole chips.
 
-static constexpr R INGRESS_QUEUE_CHIP[] = {
-    hslEach(32, 4, Q_DEPTH),      hslEach(96, 4, Q_PEAK), hslFlag(129, 3, Q_XOFF),   hslFlags(128, Q_XOFF, 4, 1),
-    hslOne(132, 4, Q_DEPTH),      hslOne(136, 4, Q_PEAK), hslOne(140, 4, Q_BUFFERS), hslOne(144, 4, Q_LEFT),
-    hslOne(148, 4, Q_BUSY_PORTS), hslOne(152, 4, Q_PORTS)};
-static constexpr R EGRESS_QUEUE_CHIP[] = {
-    hslEach(32, 4, Q_DEPTH), hslEach(64, 4, Q_PEAK),    hslOne(96, 4, Q_DEPTH),       hslOne(100, 4, Q_PEAK),
-    hslEach(104, 4, Q_BUSY), hslEach(136, 4, Q_PAUSED), hslOne(168, 4, Q_BUSY_PORTS), hslOne(172, 4, Q_PORTS)};
-static constexpr R INGRESS_BUFFERS_CHIP[] = {
-    hslOne(32, 4, Q_BUFFERS),    hslOne(36, 4, Q_DEPTH),    hslOne(40, 4, Q_PEAK),   hslOne(44, 4, Q_LEFT),
-    hslOne(48, 4, Q_BUSY_PORTS), hslOne(52, 4, Q_PORTS),    hslEach(56, 4, Q_DEPTH), hslEach(88, 4, Q_PEAK),
-    hslEach(120, 4, Q_BOUND),    hslEach(152, 4, Q_ASSERT), hslOne(184, 4, Q_XOFF),  hslOne(188, 4, Q_FULL),
-    hslFlags(193, Q_LOSSLESS),   hslFlags(194, Q_XOFF),     hslFlag(199, 1, Q_XOFF), hslFlag(199, 0, Q_BUSY)};
-static constexpr R EGRESS_BUFFERS_CHIP[] = {
-    hslOne(32, 4, Q_BUFFERS), hslOne(36, 4, Q_DEPTH), hslOne(40, 4, Q_PEAK),    hslOne(44, 4, Q_LEFT),
-    hslEach(48, 4, Q_DEPTH),  hslEach(80, 4, Q_PEAK), hslEach(112, 4, Q_BOUND), hslFlags(145, Q_BUSY, 2, 3)};
+ROWS(cosIngQueChip_t, EACH(pri32, Q_DEPTH), EACH(pri96, Q_PEAK), FLAG(word128, 19, Q_XOFF), FLAGS(word128, 1, Q_XOFF),
+     ONE(val132[0], Q_DEPTH), ONE(val132[1], Q_PEAK), ONE(val132[2], Q_BUFFERS), ONE(val132[3], Q_LEFT),
+     ONE(val132[4], Q_BUSY_PORTS), ONE(val132[5], Q_PORTS));
+ROWS(cosEgrQueChip_t, EACH(pri32, Q_DEPTH), EACH(pri64, Q_PEAK), ONE(val96[0], Q_DEPTH), ONE(val96[1], Q_PEAK),
+     EACH(pri104, Q_BUSY), EACH(pri136, Q_PAUSED), ONE(val168[0], Q_BUSY_PORTS), ONE(val168[1], Q_PORTS));
+ROWS(cosIngBufChip_t, ONE(val32[0], Q_BUFFERS), ONE(val32[1], Q_DEPTH), ONE(val32[2], Q_PEAK), ONE(val32[3], Q_LEFT),
+     ONE(val32[4], Q_BUSY_PORTS), ONE(val32[5], Q_PORTS), EACH(pri56, Q_DEPTH), EACH(pri88, Q_PEAK),
+     EACH(pri120, Q_BOUND), EACH(pri152, Q_ASSERT), ONE(val184[0], Q_XOFF), ONE(val184[1], Q_FULL),
+     FLAGS(bits193, 0, Q_LOSSLESS), FLAGS(bits194, 0, Q_XOFF), FLAG(byte199, 1, Q_XOFF), FLAG(byte199, 0, Q_BUSY));
+ROWS(cosEgrBufChip_t, ONE(val32[0], Q_BUFFERS), ONE(val32[1], Q_DEPTH), ONE(val32[2], Q_PEAK), ONE(val32[3], Q_LEFT),
+     EACH(pri48, Q_DEPTH), EACH(pri80, Q_PEAK), EACH(pri112, Q_BOUND), FLAGS(word145, 3, Q_BUSY));
 
 // The memory controller behind a Tessel: as a whole, and a port of it.
 
-static constexpr R TMC_INGRESS_QUEUE[] = {
-    hslFlag(34, 3, Q_ONE),      hslFlag(34, 2, Q_BUSY),   hslFlag(34, 1, Q_XOFF),      hslFlag(34, 0, Q_FULL),
-    hslFlag(35, 7, Q_LOSSLESS), hslFlag(35, 6, Q_PAUSED), hslOne(36, 4, Q_BUSY_PORTS), hslOne(40, 4, Q_BUSY)};
-static constexpr R TMC_EGRESS_QUEUE[] = {hslEach(32, 4, Q_DEPTH), hslEach(64, 4, Q_PEAK), hslOne(96, 4, Q_DEPTH)};
-static constexpr R TMC_INGRESS_BUFFERS[] = {
-    hslOne(32, 4, Q_DEPTH),     hslOne(36, 4, Q_PEAK),           hslOne(40, 4, Q_BUFFERS),
-    hslEach(44, 8, Q_ENQUEUED), hslEach(108, 8, Q_TAIL_DROPPED), hslEach(172, 8, Q_RED),
-    hslEach(236, 8, Q_HELD),    hslOne(300, 4, Q_LEFT),          hslOne(304, 4, Q_BUSY_PORTS)};
-static constexpr R TMC_EGRESS_BUFFERS[] = {hslEach(32, 4, Q_PERCENT),
-                                           hslEach(64, 4, Q_DEPTH),
-                                           hslEach(128, 4, Q_PEAK),
-                                           hslEach(192, 4, Q_BOUND),
-                                           hslEach(256, 4, Q_FREE),
-                                           hslEach(320, 4, Q_BUSY),
-                                           hslEach(384, 4, Q_PAUSED),
-                                           hslOne(640, 4, Q_BUFFERS),
-                                           hslEach(644, 8, Q_FORWARDED, FRAMES),
-                                           hslEach(708, 8, Q_FORWARDED),
-                                           hslEach(772, 8, Q_TAIL_DROPPED, FRAMES),
-                                           hslEach(836, 8, Q_RED, FRAMES),
-                                           hslOne(900, 4, Q_DEPTH),
-                                           hslOne(904, 4, Q_PEAK),
-                                           hslOne(908, 4, Q_LEFT),
-                                           hslOne(912, 4, Q_BUSY_PORTS),
-                                           hslOne(916, 4, Q_PORTS)};
-static constexpr R TMC_PORT_INGRESS_QUEUE[] = {hslOne(36, 4, Q_BUSY), hslOne(40, 4, Q_XOFF), hslOne(44, 4, Q_LOSSLESS),
-                                               hslOne(48, 4, Q_DEPTH), hslEach(52, 2, Q_DEPTH, FRAMES)};
-static constexpr R TMC_PORT_INGRESS_BUFFERS[] = {hslOne(36, 4, Q_BUSY),         hslOne(40, 4, Q_XOFF),
-                                                 hslOne(44, 4, Q_DEPTH),        hslEach(52, 4, Q_DEPTH),
-                                                 hslEach(116, 4, Q_PEAK),       hslOne(180, 4, Q_BUFFERS),
-                                                 hslEach(188, 4, Q_BOUND),      hslEach(252, 4, Q_ASSERT),
-                                                 hslEach(316, 4, Q_DE_ASSERT),  hslEach(380, 4, Q_FREE),
-                                                 hslOne(412, 4, Q_LEFT),        hslOne(416, 8, Q_RED, FRAMES),
-                                                 hslOne(424, 8, Q_RED),         hslOne(432, 8, Q_TAIL_DROPPED, FRAMES),
-                                                 hslOne(440, 8, Q_TAIL_DROPPED)};
-static constexpr R TMC_PORT_EGRESS_BUFFERS[] = {hslOne(36, 4, Q_DEPTH),
-                                                hslEach(40, 4, Q_DEPTH),
-                                                hslEach(104 + 64 * 0, 8, Q_FORWARDED, FRAMES),
-                                                hslEach(104 + 64 * 1, 8, Q_FORWARDED),
-                                                hslEach(104 + 64 * 2, 8, Q_ENQUEUED, FRAMES),
-                                                hslEach(104 + 64 * 3, 8, Q_ENQUEUED),
-                                                hslEach(104 + 64 * 4, 8, Q_TAIL_DROPPED, FRAMES),
-                                                hslEach(104 + 64 * 5, 8, Q_TAIL_DROPPED),
-                                                hslEach(104 + 64 * 6, 8, Q_RED, FRAMES),
-                                                hslEach(104 + 64 * 7, 8, Q_RED),
-                                                hslEach(104 + 64 * 8, 8, Q_HELD, FRAMES),
-                                                hslEach(104 + 64 * 9, 8, Q_HELD),
-                                                hslEach(104 + 64 * 10, 8, Q_PAUSE_SENT),
-                                                hslEach(104 + 64 * 11, 8, Q_PAUSE_RECEIVED)};
+ROWS(cosTmcIngQueChip_t, FLAG(byte34, 3, Q_ONE), FLAG(byte34, 2, Q_BUSY), FLAG(byte34, 1, Q_XOFF),
+     FLAG(byte34, 0, Q_FULL), FLAG(byte35, 7, Q_LOSSLESS), FLAG(byte35, 6, Q_PAUSED), ONE(val36, Q_BUSY_PORTS),
+     ONE(val40, Q_BUSY));
+ROWS(cosTmcEgrQueChip_t, EACH(val32, Q_DEPTH), EACH(val32[8], Q_PEAK), ONE(val32[16], Q_DEPTH));
+ROWS(cosTmcIngBufChip_t, ONE(val32[0], Q_DEPTH), ONE(val32[1], Q_PEAK), ONE(val32[2], Q_BUFFERS),
+     EACH(pair44, Q_ENQUEUED), EACH(pair108, Q_TAIL_DROPPED), EACH(pair172, Q_RED), EACH(pair236, Q_HELD),
+     ONE(val300[0], Q_LEFT), ONE(val300[1], Q_BUSY_PORTS));
+ROWS(cosTmcEgrBufChip_t, EACH(pri32, Q_PERCENT), EACH(pri64[0], Q_DEPTH), EACH(pri64[1], Q_PEAK),
+     EACH(pri64[2], Q_BOUND), EACH(pri64[3], Q_FREE), EACH(pri64[4], Q_BUSY), EACH(pri64[5], Q_PAUSED),
+     ONE(val640, Q_BUFFERS), EACH(pair644, Q_FORWARDED, FRAMES), EACH(pair708, Q_FORWARDED),
+     EACH(pair772, Q_TAIL_DROPPED, FRAMES), EACH(pair836, Q_RED, FRAMES), ONE(val900[0], Q_DEPTH),
+     ONE(val900[1], Q_PEAK), ONE(val900[2], Q_LEFT), ONE(val900[3], Q_BUSY_PORTS), ONE(val900[4], Q_PORTS));
+ROWS(cosTmcIngQuePort_t, ONE(val36, Q_BUSY), ONE(val40, Q_XOFF), ONE(val44, Q_LOSSLESS), ONE(val48, Q_DEPTH),
+     EACH(pri52, Q_DEPTH, FRAMES));
+ROWS(cosTmcIngBufPort_t, ONE(val36, Q_BUSY), ONE(val40, Q_XOFF), ONE(val44, Q_DEPTH), EACH(pri52, Q_DEPTH),
+     EACH(pri116, Q_PEAK), ONE(val180, Q_BUFFERS), EACH(pri188, Q_BOUND), EACH(pri252, Q_ASSERT),
+     EACH(pri316, Q_DE_ASSERT), EACH(pri380, Q_FREE), ONE(val412, Q_LEFT), ONE(pair416[0], Q_RED, FRAMES),
+     ONE(pair416[1], Q_RED), ONE(pair416[2], Q_TAIL_DROPPED, FRAMES), ONE(pair416[3], Q_TAIL_DROPPED));
+ROWS(cosTmcEgrBufPort_t, ONE(val36, Q_DEPTH), EACH(pri40, Q_DEPTH), EACH(pair104[0], Q_FORWARDED, FRAMES),
+     EACH(pair104[1], Q_FORWARDED), EACH(pair104[2], Q_ENQUEUED, FRAMES), EACH(pair104[3], Q_ENQUEUED),
+     EACH(pair104[4], Q_TAIL_DROPPED, FRAMES), EACH(pair104[5], Q_TAIL_DROPPED), EACH(pair104[6], Q_RED, FRAMES),
+     EACH(pair104[7], Q_RED), EACH(pair104[8], Q_HELD, FRAMES), EACH(pair104[9], Q_HELD),
+     EACH(pair104[10], Q_PAUSE_SENT), EACH(pair104[11], Q_PAUSE_RECEIVED));
 
 // Of the priority that the selector names.
-static constexpr R VOQ[] = {hslOne(36, 8, Q_ENQUEUED, FRAMES),     hslOne(44, 8, Q_ENQUEUED),
-                            hslOne(52, 8, Q_FORWARDED, FRAMES),    hslOne(60, 8, Q_FORWARDED),
-                            hslOne(68, 8, Q_TAIL_DROPPED, FRAMES), hslOne(76, 8, Q_TAIL_DROPPED),
-                            hslOne(84, 8, Q_RED_GREEN, FRAMES),    hslOne(92, 8, Q_RED_GREEN),
-                            hslOne(100, 8, Q_RED_YELLOW, FRAMES),  hslOne(108, 8, Q_RED_YELLOW),
-                            hslOne(116, 8, Q_HELD, FRAMES),        hslOne(124, 8, Q_HELD),
-                            hslOne(132, 8, Q_PAUSE_SENT),          hslOne(140, 8, Q_PAUSE_RECEIVED)};
+ROWS(cosVoq_t, ONE(counter[0], Q_ENQUEUED, FRAMES), ONE(counter[1], Q_ENQUEUED), ONE(counter[2], Q_FORWARDED, FRAMES),
+     ONE(counter[3], Q_FORWARDED), ONE(counter[4], Q_TAIL_DROPPED, FRAMES), ONE(counter[5], Q_TAIL_DROPPED),
+     ONE(counter[6], Q_RED_GREEN, FRAMES), ONE(counter[7], Q_RED_GREEN), ONE(counter[8], Q_RED_YELLOW, FRAMES),
+     ONE(counter[9], Q_RED_YELLOW), ONE(counter[10], Q_HELD, FRAMES), ONE(counter[11], Q_HELD),
+     ONE(counter[12], Q_PAUSE_SENT), ONE(counter[13], Q_PAUSE_RECEIVED));
 
 // Counters.
 
-static constexpr R PORT_RMON[] = {hslOne(0x188, 8, Q_TAIL_DROPPED, FRAMES)};
-static constexpr R PORT_FLOW_CONTROL[] = {hslOne(0x58, 8, Q_PAUSE_SENT), hslEach(0x60, 8, Q_PAUSE_SENT),
-                                          hslOne(0xA0, 8, Q_PAUSE_RECEIVED)};
-static constexpr R PORT_QUEUE[] = {hslEach(0x18, 8, Q_FORWARDED, FRAMES), hslEach(0x58, 8, Q_FORWARDED, HSL_CHIP_UNIT),
-                                   hslEach(0x98, 8, Q_ENQUEUED, FRAMES),  hslEach(0xD8, 8, Q_ENQUEUED, HSL_CHIP_UNIT),
-                                   hslOne(0x118, 8, Q_FORWARDED, FRAMES), hslOne(0x120, 8, Q_FORWARDED, HSL_CHIP_UNIT),
-                                   hslOne(0x128, 8, Q_ENQUEUED, FRAMES),  hslOne(0x130, 8, Q_ENQUEUED, HSL_CHIP_UNIT)};
-static constexpr R ASIC[] = {hslOne(32, 8, Q_ENQUEUED, FRAMES),
-                             hslOne(64, 8, Q_ENQUEUED),
-                             hslOne(72, 8, Q_FORWARDED, FRAMES),
-                             hslOne(104, 8, Q_LOST, FRAMES),
-                             hslOne(136, 8, Q_TAIL_DROPPED, FRAMES),
-                             hslOne(144, 8, Q_RED, FRAMES),
-                             hslOne(152, 8, Q_POLICED, FRAMES),
-                             hslOne(160, 8, Q_HELD, FRAMES),
-                             hslOne(168, 8, Q_PAUSE_SENT),
-                             hslOne(176, 8, Q_PAUSE_RECEIVED),
-                             hslEach(184, 8, Q_ENQUEUED, FRAMES),
-                             hslEach(248, 8, Q_FORWARDED, FRAMES),
-                             hslEach(312, 8, Q_TAIL_DROPPED, FRAMES),
-                             hslEach(376, 8, Q_RED, FRAMES),
-                             hslOne(440, 8, Q_DROPPED, FRAMES),
-                             hslOne(448, 8, Q_DROPPED),
-                             hslOne(456, 8, Q_POLICED),
-                             hslEach(464, 8, Q_ENQUEUED),
-                             hslEach(528, 8, Q_FORWARDED)};
+ROWS(statPortRmon_t, ONE(discarded, Q_TAIL_DROPPED, FRAMES));
+ROWS(statPortFlow_t, ONE(global, Q_PAUSE_SENT), EACH(pri, Q_PAUSE_SENT), ONE(global2, Q_PAUSE_RECEIVED));
+ROWS(statPortQueue_t, EACH(counter1, Q_FORWARDED, FRAMES), EACH(counter2, Q_FORWARDED, HSL_CHIP_UNIT),
+     EACH(counter3, Q_ENQUEUED, FRAMES), EACH(counter4, Q_ENQUEUED, HSL_CHIP_UNIT), ONE(total[0], Q_FORWARDED, FRAMES),
+     ONE(total[1], Q_FORWARDED, HSL_CHIP_UNIT), ONE(total[2], Q_ENQUEUED, FRAMES),
+     ONE(total[3], Q_ENQUEUED, HSL_CHIP_UNIT));
+ROWS(cosAsicStats_t, ONE(sum32[0], Q_ENQUEUED, FRAMES), ONE(val64, Q_ENQUEUED), ONE(sum72[0], Q_FORWARDED, FRAMES),
+     ONE(sum104[0], Q_LOST, FRAMES), ONE(val136[0], Q_TAIL_DROPPED, FRAMES), ONE(val136[1], Q_RED, FRAMES),
+     ONE(val136[2], Q_POLICED, FRAMES), ONE(val136[3], Q_HELD, FRAMES), ONE(val136[4], Q_PAUSE_SENT),
+     ONE(val176, Q_PAUSE_RECEIVED), EACH(val184, Q_ENQUEUED, FRAMES), EACH(val184[8], Q_FORWARDED, FRAMES),
+     EACH(val184[16], Q_TAIL_DROPPED, FRAMES), EACH(val184[24], Q_RED, FRAMES), ONE(val440[0], Q_DROPPED, FRAMES),
+     ONE(val440[1], Q_DROPPED), ONE(val440[2], Q_POLICED), EACH(val464, Q_ENQUEUED), EACH(val528, Q_FORWARDED));
 
 std::span<const R> hslPortRows(uint32_t kind)
 {
     if (kind == STAT_KIND_RMON)
-        return PORT_RMON;
+        return rowsOf<statPortRmon_t>;
     if (kind == STAT_KIND_FLOW_CONTROL)
-        return PORT_FLOW_CONTROL;
-    return kind == STAT_KIND_QUEUE ? std::span<const R>(PORT_QUEUE) : std::span<const R>();
+        return rowsOf<statPortFlow_t>;
+    return kind == STAT_KIND_QUEUE ? std::span<const R>(rowsOf<statPortQueue_t>) : std::span<const R>();
 }
 
 std::span<const R> hslAsicRows()
 {
-    return ASIC;
+    return rowsOf<cosAsicStats_t>;
 }
 
 // Blocks.
 
-enum blockForm_t : uint8_t { OF_PORT, OF_CHIP, OF_PRIORITY };
+enum class form_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
 
 struct block_t {
     uint32_t command;
     uint16_t bytes; // of the response
     uint8_t chips;
-    blockForm_t form;
+    form_t form;
     std::span<const R> rows;
 };
 
+static constexpr uint8_t SHARED = HSL_TSL_MRL;
+static constexpr uint8_t TESSEL = HSL_TESSEL;
+
+// The first of a command, a length and a family counts.
 static constexpr block_t blocks[] = {
-    {COS_INGRESS_QUEUE_PORT, 112, HSL_TSL_MRL, OF_PORT, INGRESS_QUEUE_PORT},
-    {COS_EGRESS_QUEUE_PORT, 88, HSL_TSL_MRL, OF_PORT, EGRESS_QUEUE_PORT},
-    {COS_INGRESS_BUFFERS_PORT, 328, HSL_TESSEL, OF_PORT, INGRESS_BUFFERS_TESSEL},
-    {COS_INGRESS_BUFFERS_PORT, 328, HSL_MIRELLE, OF_PORT, INGRESS_BUFFERS_MIRELLE},
-    {COS_EGRESS_BUFFERS_PORT, 188, HSL_TSL_MRL, OF_PORT, EGRESS_BUFFERS_PORT},
-    {COS_EGRESS_BUFFERS_PORT, 328, HSL_MIRELLE, OF_PORT, SEND_QUEUE},
-    {COS_INGRESS_QUEUE_CHIP, 160, HSL_TSL_MRL, OF_CHIP, INGRESS_QUEUE_CHIP},
-    {COS_EGRESS_QUEUE_CHIP, 176, HSL_TSL_MRL, OF_CHIP, EGRESS_QUEUE_CHIP},
-    {COS_INGRESS_BUFFERS_CHIP, 272, HSL_TSL_MRL, OF_CHIP, INGRESS_BUFFERS_CHIP},
-    {COS_EGRESS_BUFFERS_CHIP, 184, HSL_TSL_MRL, OF_CHIP, EGRESS_BUFFERS_CHIP},
-    {COS_INGRESS_QUEUE_CHIP, 44, HSL_TESSEL, OF_CHIP, TMC_INGRESS_QUEUE},
-    {COS_EGRESS_QUEUE_CHIP, 100, HSL_TESSEL, OF_CHIP, TMC_EGRESS_QUEUE},
-    {COS_INGRESS_BUFFERS_CHIP, 308, HSL_TESSEL, OF_CHIP, TMC_INGRESS_BUFFERS},
-    {COS_EGRESS_BUFFERS_CHIP, 952, HSL_TESSEL, OF_CHIP, TMC_EGRESS_BUFFERS},
-    {COS_INGRESS_QUEUE_PORT, 68, HSL_TESSEL, OF_PORT, TMC_PORT_INGRESS_QUEUE},
-    {COS_INGRESS_BUFFERS_PORT, 448, HSL_TSL_MRL, OF_PORT, TMC_PORT_INGRESS_BUFFERS},
-    {COS_EGRESS_BUFFERS_PORT, 936, HSL_TESSEL, OF_PORT, TMC_PORT_EGRESS_BUFFERS},
-    {COS_VOQ_COUNTERS, 148, HSL_TESSEL, OF_PRIORITY, VOQ},
+    {COS_INGRESS_BUFFERS_PORT, sizeof(cosBusyBufPort_t), HSL_MIRELLE, form_t::Port, rowsOf<cosBusyBufPort_t>},
+    {COS_EGRESS_BUFFERS_PORT, sizeof(cosSendQuePort_t), HSL_MIRELLE, form_t::Port, rowsOf<cosSendQuePort_t>},
+    // A Mirelle is asked for this one by the drop monitor.
+    {COS_INGRESS_BUFFERS_PORT, sizeof(cosTmcIngBufPort_t), HSL_MIRELLE, form_t::TmcPort, rowsOf<cosTmcIngBufPort_t>},
+#define STAT_BLOCK(entry, code, chips, command, form, block, ...)                                                      \
+    {command, sizeof(block), chips, form_t::form, rowsOf<block>},
+#include "platform/records/statistics.def"
 };
 
 void hslPutRows(std::span<const R> rows, const hslChip_t &chip, const hslQuantities_t &q, size_t base,
@@ -216,7 +180,7 @@ void hslBlockRead(hslModel_t &model, uint32_t target, hslBytes record, hslBuffer
     });
     if (block == std::end(blocks))
         return;
-    if (block->form == OF_CHIP) {
+    if (block->form == form_t::Plc || block->form == form_t::TmcChip) {
         hslPutRows(block->rows, chip->second, hslChipQuantities(model, chip->second), 0, response);
         return;
     }
@@ -224,7 +188,7 @@ void hslBlockRead(hslModel_t &model, uint32_t target, hslBytes record, hslBuffer
     if (port == model.ports.end())
         return;
     auto selected = static_cast<unsigned>(hslGet(record, offsetof(cosStatPort_t, selector), 1) & 15);
-    bool whole = block->form == OF_PORT || selected >= HSL_PRIORITIES;
+    bool whole = block->form != form_t::Voq || selected >= HSL_PRIORITIES;
     hslPutRows(block->rows, chip->second, hslPortQuantities(chip->second, port->second), 0, response,
                whole ? HSL_ALL : selected);
 }

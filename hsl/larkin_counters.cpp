@@ -9,10 +9,11 @@
 
 using R = hslReadRow_t;
 
-static constexpr R RCV_QUEUE[] = {hslOne(16, 4, Q_DEPTH), hslEach(24, 4, Q_DEPTH)};
+static constexpr R RCV_QUEUE[] = {hslOne(offsetof(larkRcvQueue_t, log_port_bufs), 4, Q_DEPTH),
+                                  hslEach(offsetof(larkRcvQueue_t, port_pri_bufs), 4, Q_DEPTH)};
 static constexpr R RMON[] = {hslOne(offsetof(larkPortCounters_t, rx_discard_pkts), 8, Q_DROPPED, HSL_FRAME)};
 static constexpr R SWM[] = {hslOne(offsetof(larkSwmCounters_t, red_drop_cnt), 8, Q_RED, HSL_FRAME)};
-static constexpr R MULTICAST[] = {hslEach(DCE_HEAD + 0x58, 8, Q_ENQUEUED, HSL_FRAME)};
+static constexpr R MULTICAST[] = {hslEach(offsetof(larkMcastCounters_t, counter), 8, Q_ENQUEUED, HSL_FRAME)};
 
 // Flow control counts by priority of the wire.
 static void byWire(const hslPort_t &port, hslQuantities_t &q)

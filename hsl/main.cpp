@@ -64,6 +64,7 @@ static sigset_t takeSignals()
         sigaddset(&blocked, signal);
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // of a verbose output that reaches its limit
     sigprocmask(SIG_BLOCK, &blocked, &open);
     for (int signal : {SIGTERM, SIGINT, SIGHUP})
         sigdelset(&open, signal);

@@ -11,48 +11,20 @@
 #include "velmar/dce.h"
 
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
-constexpr size_t MAX_WARNINGS = 500; // different texts; then only known ones count on
+constexpr size_t MAX_PORTS = 4096;     // that requests may name
+constexpr size_t MAX_POLICERS = 16384; // of a chip
+constexpr size_t MAX_WARNINGS = 500;   // different texts; then only known ones count on
 
 static const hslChipType_t types[] = {
-    {"larkin", CHIP_CODE_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, 0, false, {-1, -1, -1, -1, -1, -1}},
-    {"tessel",
-     CHIP_CODE_TESSEL,
-     HSL_TESSEL,
-     1,
-     {1, 4094, 4095, 1, 1022, 1023, 512},
-     9u << 20,
-     1,
-     0,
-     4,
-     false,
-     {25, -1, 33, 33, -1, 2}},
-    {"mirelle",
-     CHIP_CODE_MIRELLE_A,
-     HSL_MIRELLE,
-     1,
-     {1, 2046, 2047, 1, 1022, 1023, 512},
-     24u << 20,
-     2,
-     4,
-     16,
-     true,
-     {29, -1, -1, -1, -1, -1}},
-    {"mirelle2",
-     CHIP_CODE_MIRELLE2_B,
-     HSL_MIRELLE,
-     1,
-     {1, 4094, 4095, 1, 2046, 2047, 512},
-     48u << 20,
-     4,
-     8,
-     15,
-     true,
-     {29, -1, -1, -1, -1, -1}},
+    {QOS_CHIP_LARKIN, HSL_LARKIN, 2, {}, 2u << 20, 1, 0, {-1, -1, -1, -1, -1, -1}},
+    {QOS_CHIP_TESSEL, HSL_TESSEL, 1, {1, 4094, 4095, 1, 1022, 1023, 512}, 9u << 20, 1, 0, {25, -1, 33, 33, -1, 2}},
+    {QOS_CHIP_MIRELLE, HSL_MIRELLE, 1, {1, 2046, 2047, 1, 1022, 1023, 512}, 24u << 20, 2, 4, {29, -1, -1, -1, -1, -1}},
+    {QOS_CHIP_MIRELLE2, HSL_MIRELLE, 1, {1, 4094, 4095, 1, 2046, 2047, 512}, 48u << 20, 4, 8, {29, -1, -1, -1, -1, -1}},
 };
 
 const hslChipType_t *hslChipType(const std::string &name)
 {
-    auto type = std::find_if(std::begin(types), std::end(types), [&](auto &row) { return row.name == name; });
+    auto type = std::find_if(std::begin(types), std::end(types), [&](auto &row) { return row.traits().word == name; });
     return type == std::end(types) ? nullptr : type;
 }
 
@@ -147,7 +119,7 @@ static hslChip_t &learnChip(hslModel_t &model, int flat, const hslCommand_t &row
         chip.buffers = chip.type->buffers;
     }
     if (!(chip.type->family & row.chips) && !extended)
-        hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " is a " + chip.type->name + " and has no " +
+        hslModelWarn(model, hslIndexName(dce_get_ifindex(flat)) + " is a " + chip.type->traits().word + " and has no " +
                                 row.name + " " + hslIndexText(row.command));
     return chip;
 }
@@ -208,9 +180,9 @@ static void checkValues(hslModel_t &model, const std::string &who, const hslComm
     }
     if (row.command != COS_L2_PRI_MAP)
         return;
-    for (unsigned i = 0; i < 4 * QOS_PRIORITIES; ++i) {
+    for (unsigned i = 0; i < 4 * QOS_NUM_COS; ++i) {
         // All of the first block are its first entry; the later blocks repeat the second.
-        unsigned same = i < QOS_PRIORITIES ? 0 : QOS_PRIORITIES + i % QOS_PRIORITIES;
+        unsigned same = i < QOS_NUM_COS ? 0 : QOS_NUM_COS + i % QOS_NUM_COS;
         if (hslGet(record, 32 + 4 * i, 2) != hslGet(record, 32 + 4 * same, 2)) {
             hslModelWarn(model, who + " L2 priority map: its blocks disagree");
             return;
@@ -245,6 +217,8 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, con
     case COS_POLICER_ADD:
         if (id < numbers[0] || id >= uint64_t{numbers[0]} + numbers[1])
             hslModelWarn(model, who + ": the chip has no such number");
+        if (chip.policers.size() >= MAX_POLICERS && !chip.policers.count(key))
+            return hslModelWarn(model, "a chip's policers beyond " + std::to_string(MAX_POLICERS) + " are left out");
         hslPolicerSet(chip.policers[key], bytes("cir"), bytes("cbs"), bytes("eir"), bytes("ebs"));
         break;
     case COS_POLICER_REMOVE:
@@ -287,9 +261,9 @@ static void tellRed(hslModel_t &model, hslChip_t &chip, const hslPort_t &port, c
             if (entry.second.flat == chip.flat && queue.red && queue.red->on)
                 used.insert(queue.red->profile);
     std::erase_if(chip.red, [&](auto &entry) { return !used.count(entry.first); });
-    if (chip.red.size() > chip.type->red_profiles)
+    if (chip.red.size() > chip.type->traits().max_shared_profiles)
         hslModelWarn(model, hslIndexName(dce_get_ifindex(chip.flat)) + " has more RED profiles in use than its " +
-                                std::to_string(chip.type->red_profiles));
+                                std::to_string(chip.type->traits().max_shared_profiles));
 }
 
 static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
@@ -327,7 +301,8 @@ uint32_t hslModelRefuses(const hslModel_t &model, uint32_t target, const hslComm
                          std::string *why)
 {
     auto chip = model.chips.find(dce_get_flat_chip_id(target));
-    return hslTcamRefuses(chip == model.chips.end() ? hslTcams_t() : chip->second.tcams, row, record, why);
+    static const hslTcams_t none;
+    return hslTcamRefuses(chip == model.chips.end() ? none : chip->second.tcams, row, record, why);
 }
 
 void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, uint64_t now)
@@ -337,6 +312,10 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
     if (!port && hslIsPort(target))
         port = target;
     bool isPort = hslIsPort(port);
+    if (isPort && model.ports.size() >= MAX_PORTS && !model.ports.count(port)) {
+        hslModelWarn(model, "ports beyond " + std::to_string(MAX_PORTS) + " are left out");
+        isPort = false;
+    }
     int flat = dce_get_flat_chip_id(target);
     if (flat < 0 && isPort)
         flat = dce_get_flat_chip_id(port);

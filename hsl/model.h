@@ -15,17 +15,16 @@
 #include "platform/records/capability.h"
 
 struct hslChipType_t {
-    const char *name;
-    uint32_t code; // as the capability records carry it
+    uint32_t chip_type;
     hslChips_t family;
     uint32_t rev;
     uint32_t policers[7]; // in the order of capPolicers_t
     uint32_t buffers;     // bytes of packet memory where the chip's own is not given
     uint32_t pools;
     uint16_t policer_groups;
-    uint8_t red_profiles;
-    bool extended;               // has the extended capability
     int16_t reasons[DROP_KINDS]; // the drop reason that counts each kind, -1 where none does
+
+    constexpr const qosChipTraits_t &traits() const { return qosChipTraits(chip_type); }
 };
 
 // Null for a name that is none of larkin, tessel, mirelle, mirelle2.

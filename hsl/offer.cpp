@@ -53,7 +53,7 @@ static bool parseWord(const std::string &word, hslFlow_t *flow, bool *priority)
     }
     if (key == "cos" || key == "dscp") {
         (key == "cos" ? flow->cos : flow->dscp) = static_cast<unsigned>(number);
-        return number < (key == "cos" ? HSL_PRIORITIES : QOS_DSCPS);
+        return number < (key == "cos" ? HSL_PRIORITIES : QOS_NUM_DSCP);
     }
     auto &to = key == "policer" ? flow->policer : flow->reason;
     to = static_cast<uint32_t>(number);

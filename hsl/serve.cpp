@@ -239,6 +239,10 @@ static std::string dispatch(hslServer_t &server, reply_t &reply, const std::stri
         held = !set.of[FAULT_LATE]->value;
         due += set.of[FAULT_LATE]->value.value_or(LATE_MS);
     }
+    if (server.outbox.size() >= HSL_MAX_OUTBOX) {
+        hslModelWarn(server.model, "the outbox is full; an answer is lost");
+        return words + ", lost";
+    }
     server.outbox.push_back({due, due + 1000, path, std::move(bytes), held, false});
     return words;
 }

@@ -14,6 +14,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "velmar/os.h"
 #include "velmar/run.h"
 
 constexpr int SOCKET_BUFFER = 4 << 20; // what the machine allows of it
@@ -28,9 +29,17 @@ static uint64_t monotonicMs()
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }
 
+// The host's clock, which may stand still.
+static uint64_t hostMs()
+{
+    struct timeval now;
+    velmar_now(&now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_usec) / 1000;
+}
+
 uint64_t hslNow(const hslServer_t &server)
 {
-    return monotonicMs() - server.started + server.clock_offset;
+    return hostMs() - server.started + server.clock_offset;
 }
 
 // Opening.
@@ -53,7 +62,7 @@ std::string hslOpen(hslServer_t &server)
     auto run = velmar_run_dir(error, sizeof error);
     if (!run)
         return error;
-    server.started = monotonicMs();
+    server.started = hostMs();
     server.driver = bindAt("driver", "qos", false);
     if (server.driver < 0 && errno == EADDRINUSE)
         return std::string("another driver already serves ") + run +
@@ -102,9 +111,9 @@ static bool ownerGone(const std::string &path)
 // Receivers whose first datagram waits for room: what is behind it for them waits too, whatever its own time.
 using fullPaths_t = std::set<std::string, std::less<>>;
 
-static bool behindFull(fullPaths_t &full, const hslSend_t &send, uint64_t now)
+static bool behindFull(fullPaths_t &full, const hslSend_t &send, uint64_t machine)
 {
-    if (send.stuck && send.due > now)
+    if (send.stuck && send.next_try > machine)
         full.insert(send.path);
     return full.count(send.path) != 0;
 }
@@ -112,14 +121,14 @@ static bool behindFull(fullPaths_t &full, const hslSend_t &send, uint64_t now)
 // Sends what is due. A receiver that is full keeps its datagrams in their order and does not hold up the others.
 static void pumpOutbox(hslServer_t &server)
 {
-    auto now = hslNow(server);
+    auto now = hslNow(server), machine = monotonicMs();
     fullPaths_t full;
     auto spent = [&](hslSend_t &send) {
-        if (behindFull(full, send, now) || send.held || send.due > now)
+        if (behindFull(full, send, machine) || send.held || send.due > now)
             return false;
         int error = sendTo(server.driver, send.path, send.bytes);
         if ((error == EAGAIN || error == ENOBUFS) && now < send.give_up) {
-            send.due = now + RETRY_MS;
+            send.next_try = machine + RETRY_MS;
             send.stuck = true;
             full.insert(send.path);
             return false;
@@ -154,8 +163,13 @@ unsigned hslSendRaw(hslServer_t &server, hslBytes datagram)
     }
     std::sort(paths.begin(), paths.end());
     auto now = hslNow(server);
-    for (auto &path : paths)
+    for (auto &path : paths) {
+        if (server.outbox.size() >= HSL_MAX_OUTBOX) {
+            hslModelWarn(server.model, "the outbox is full; an event is lost");
+            break;
+        }
         server.outbox.push_back({now, now + GIVE_UP_MS, path, {datagram.begin(), datagram.end()}, false, true});
+    }
     ++server.events;
     pumpOutbox(server);
     return static_cast<unsigned>(paths.size());
@@ -216,15 +230,21 @@ static void serveControl(hslServer_t &server)
 
 static int untilDue(const hslServer_t &server, int timeout_ms)
 {
-    auto now = hslNow(server);
+    auto now = hslNow(server), machine = monotonicMs();
     uint64_t wait = timeout_ms < 0 ? INT_MAX : static_cast<uint64_t>(timeout_ms);
-    auto upTo = [&](uint64_t due) { wait = std::min(wait, due > now ? due - now : 0); };
+    auto upTo = [&](uint64_t due, uint64_t clock) { wait = std::min(wait, due > clock ? due - clock : 0); };
     fullPaths_t full;
-    for (auto &send : server.outbox)
-        if (!send.held && (!behindFull(full, send, now) || send.stuck))
-            upTo(send.due);
+    for (auto &send : server.outbox) {
+        if (send.held)
+            continue;
+        bool behind = behindFull(full, send, machine);
+        if (send.stuck)
+            upTo(send.next_try, machine);
+        else if (!behind)
+            upTo(send.due, now);
+    }
     if (server.stalled_until > now && server.stalled_until != UINT64_MAX)
-        upTo(server.stalled_until);
+        upTo(server.stalled_until, now);
     return wait >= INT_MAX ? -1 : static_cast<int>(wait);
 }
 

@@ -17,6 +17,8 @@
 
 constexpr uint32_t DRV_UNKNOWN = 95; // error of a command that does not exist
 
+constexpr size_t HSL_MAX_OUTBOX = 4096; // datagrams that wait; further ones are lost, with a warning
+
 // A datagram that waits to be sent.
 struct hslSend_t {
     uint64_t due; // ms on the server's clock
@@ -25,7 +27,8 @@ struct hslSend_t {
     hslBuffer bytes;
     bool held; // until the next request arrives
     bool event;
-    bool stuck = false; // its receiver was full: what is behind it for that receiver waits too
+    bool stuck = false;    // its receiver was full: what is behind it for that receiver waits too
+    uint64_t next_try = 0; // of a stuck one, ms of the machine's time
 };
 
 // One request as it is remembered.

@@ -50,7 +50,7 @@ hslJson hslChipJson(const hslChip_t &chip, bool whole)
     hslJson out{{"chip", hslIndexName(ifindex).substr(strlen("chip "))},
                 {"flat", chip.flat},
                 {"ifindex", hslIndexText(ifindex)},
-                {"type", chip.type->name},
+                {"type", chip.type->traits().word},
                 {"ports", chip.ports},
                 {"declared", chip.declared},
                 {"buffers", chip.buffers},

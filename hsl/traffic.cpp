@@ -3,10 +3,14 @@
 #include "hsl/traffic.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "hsl/queues.h"
 
-constexpr unsigned MAX_STRIDES = 200000; // then the rest is one stride; no setup comes near it
+// Ports and policers that are settled in strides of one advance, which takes a tenth of a second then. What exact
+// strides do not reach goes by in as many that grow.
+constexpr size_t ADVANCE_WORK = 20000;
+constexpr size_t LEAST_STRIDES = 4;
 
 struct active_t {
     hslChip_t *chip;
@@ -186,17 +190,33 @@ static void pass(hslModel_t &model, const std::vector<active_t> &active, double 
     raisePeaks(active);
 }
 
+// How many strides an advance may take to the bends themselves.
+static size_t exactStrides(const hslModel_t &model, size_t active)
+{
+    size_t policers = 0;
+    for (auto &chip : model.chips)
+        policers += chip.second.policers.size();
+    return std::max(LEAST_STRIDES, ADVANCE_WORK / (1 + active + policers / 4));
+}
+
 void hslTrafficAdvance(hslModel_t &model, uint64_t now)
 {
-    double left = static_cast<double>(now - std::min(now, model.traffic_at)) / 1000;
+    double all = static_cast<double>(now - std::min(now, model.traffic_at)) / 1000;
+    double left = all, growth = 0;
+    size_t exact = LEAST_STRIDES;
     model.traffic_at = std::max(now, model.traffic_at);
-    for (unsigned stride = 0; model.traffic_runs && left > 0; ++stride) {
+    for (size_t stride = 0; model.traffic_runs && left > 0; ++stride) {
         auto active = activePorts(model);
         settle(model, active);
         double bend = nextBend(model, active);
         // Nothing flows, waits or fills: the model rests until a flow is set.
         model.traffic_runs = !active.empty() || bend != HSL_NEVER;
-        double seconds = stride < MAX_STRIDES ? std::min(left, bend) : left;
+        if (stride == 0)
+            exact = exactStrides(model, active.size());
+        double gone = std::max(all - left, all * 1e-12);
+        if (stride == exact)
+            growth = std::pow(all / gone, 1.0 / static_cast<double>(exact)) - 1;
+        double seconds = stride < 2 * exact ? std::min(left, std::max(bend, gone * growth)) : left;
         pass(model, active, seconds);
         left -= seconds;
     }

@@ -44,10 +44,13 @@ struct hslFlow_t {
     bool elsewhere = false;          // it waits in queues of the chip, and not in the port's
 };
 
-// A counter keeps fractions of a byte, so that many short strides add up to one long one.
+// A counter keeps fractions of a byte, so that many short strides add up to one long one. What 64 bits do not hold
+// stays at their end.
 inline uint64_t hslCount(double bytes)
 {
-    return static_cast<uint64_t>(bytes + 0.5);
+    if (!(bytes > 0))
+        return 0;
+    return bytes < 0x1p64 ? static_cast<uint64_t>(bytes + 0.5) : UINT64_MAX;
 }
 inline uint64_t hslFrames(double bytes)
 {

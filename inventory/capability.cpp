@@ -2,49 +2,13 @@
 #include "inventory/capability.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "channels/driver_request.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
 
-const uint8_t qosCfgMaxSharedProfiles[QOS_CHIP_TYPES] = {0, 4, 16, 15};
-
 namespace {
-
-constexpr uint32_t CHIP_TYPE_NONE = QOS_CHIP_TYPES;
-
-uint32_t chipTypeOfCode(uint32_t code)
-{
-    switch (code) {
-    case CHIP_CODE_LARKIN:
-        return QOS_CHIP_LARKIN;
-    case CHIP_CODE_TESSEL:
-        return QOS_CHIP_TESSEL;
-    case CHIP_CODE_MIRELLE_A:
-    case CHIP_CODE_MIRELLE_B:
-        return QOS_CHIP_MIRELLE;
-    case CHIP_CODE_MIRELLE2_A:
-    case CHIP_CODE_MIRELLE2_B:
-        return QOS_CHIP_MIRELLE2;
-    default:
-        return CHIP_TYPE_NONE;
-    }
-}
-
-bool hasExtendedCaps(uint32_t chip_type)
-{
-    return chip_type == QOS_CHIP_MIRELLE || chip_type == QOS_CHIP_MIRELLE2;
-}
-
-// Models whose driver speaks the COS family.
-bool isCosModel(uint32_t model)
-{
-    static constexpr uint32_t models[] = {131,  137,  138,  151,  153,  154,  155,  164, 1000,
-                                          1001, 1002, 1004, 1005, 1006, 1007, 1009, 1011};
-    return std::find(std::begin(models), std::end(models), model) != std::end(models);
-}
 
 qosIoctlFn_t *dceTransport()
 {
@@ -89,10 +53,10 @@ void copyPolicingFlags(qosChip_t *chip, uint32_t flags)
 
 uint32_t qosGetChipCapability(qosChip_t *chip)
 {
-    if (!isCosModel(qos_velmar_state.model))
+    if (qosModelTraits(qos_velmar_state.model).records != qosRecords_t::Cos)
         return qosGetDceChipCapability(chip);
     const uint32_t rc = qosGetCoSChipCapability(chip);
-    if (rc != QOS_OK || !hasExtendedCaps(chip->chip_type))
+    if (rc != QOS_OK || !qosChipTraits(chip->chip_type).extended)
         return rc;
     return qosGetExtChipCapability(chip);
 }
@@ -111,8 +75,9 @@ uint32_t qosGetDceChipCapability(qosChip_t *chip)
     QOS_DBG("ioctl response with length = %d", length);
     chip->chip_rev = response->chip_rev;
     const uint32_t code = response->chip_code;
-    if (code == CHIP_CODE_LARKIN)
-        chip->chip_type = QOS_CHIP_LARKIN;
+    const uint32_t chip_type = qosChipTypeOfCode(code);
+    if (qosChipTraits(chip_type).records == qosRecords_t::Dce)
+        chip->chip_type = chip_type;
     else
         QOS_ERR("Unsupported chip type %d in chip capability", code);
     qosLogChipCapability(chip);
@@ -132,8 +97,8 @@ uint32_t qosGetCoSChipCapability(qosChip_t *chip)
     }
     QOS_DBG("ioctl response with length  = %d", length);
     const uint32_t code = response->chip_code;
-    const uint32_t chip_type = chipTypeOfCode(code);
-    if (chip_type == CHIP_TYPE_NONE || chip_type == QOS_CHIP_LARKIN) {
+    const uint32_t chip_type = qosChipTypeOfCode(code);
+    if (chip_type == QOS_CHIP_TYPES || qosChipTraits(chip_type).records != qosRecords_t::Cos) {
         QOS_ERR("Unsupported chip type %d in chip capability", code);
         return QOS_FAILED;
     }
@@ -157,7 +122,7 @@ uint32_t qosGetExtChipCapability(qosChip_t *chip)
     }
     QOS_DBG("Extended chip capability IOCTL response with length = %d", length);
     const uint32_t code = response->chip_code;
-    if (!hasExtendedCaps(chipTypeOfCode(code))) {
+    if (!qosChipTraits(qosChipTypeOfCode(code)).extended) {
         QOS_ERR("Invalid Chip Id %d in extended chip capability for chip %d/%d", code, chip->slot_id,
                 chip->local_chip_id);
         return QOS_FAILED;
@@ -170,8 +135,7 @@ void qosParseExtChipCapability(qosChip_t *chip, const cosExtChipCap_t *response)
 {
     copyPolicingFlags(chip, response->flags);
     chip->num_policer_groups = static_cast<uint16_t>(response->num_policer_groups);
-    chip->maxRedProfilesPerChip =
-        chip->chip_type < QOS_CHIP_TYPES ? qosCfgMaxSharedProfiles[chip->chip_type] : uint8_t{0};
+    chip->maxRedProfilesPerChip = qosChipTraits(chip->chip_type).max_shared_profiles;
     chip->numChipBuffPools = response->numChipBuffPools;
     chip->chipBuffers = response->chipBuffers;
     chip->num_ports = response->num_ports;
@@ -182,15 +146,16 @@ void qosCopyCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
 {
     const uint32_t code = record->chip_code;
     QOS_INF("chip id: 0x%x", code);
-    const uint32_t chip_type = chipTypeOfCode(code);
-    if (chip_type == CHIP_TYPE_NONE) {
+    const uint32_t chip_type = qosChipTypeOfCode(code);
+    if (chip_type == QOS_CHIP_TYPES) {
         QOS_ERR("Unknown chip id from IFM: %d", code);
         return;
     }
     chip->chip_type = chip_type;
-    if (chip_type != QOS_CHIP_LARKIN)
+    const qosChipTraits_t &traits = qosChipTraits(chip_type);
+    if (traits.policers)
         qosCopyPolicerCapsToChip(record, chip);
-    if (hasExtendedCaps(chip_type))
+    if (traits.extended)
         qosCopyExtCapsToChip(record, chip);
 }
 
@@ -216,17 +181,16 @@ void qosCopyExtCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
 
 void qosCopyCapsFromChipUpMsg(qosChipCap_t *record, const qosChipUpMsg_t *message)
 {
-    static constexpr uint32_t codes[QOS_CHIP_TYPES] = {CHIP_CODE_LARKIN, CHIP_CODE_TESSEL, CHIP_CODE_MIRELLE_A,
-                                                       CHIP_CODE_MIRELLE2_B};
     const uint32_t chip_type = message->chip_type;
     if (chip_type >= QOS_CHIP_TYPES) {
         QOS_ERR("Unknown chip type %d", chip_type);
         return;
     }
-    record->chip_code = codes[chip_type];
-    if (chip_type != QOS_CHIP_LARKIN)
+    const qosChipTraits_t &traits = qosChipTraits(chip_type);
+    record->chip_code = traits.codes[0];
+    if (traits.policers)
         qosCopyPolicerCapsFromChipUpMsg(record, message);
-    if (hasExtendedCaps(chip_type))
+    if (traits.extended)
         qosCopyExtCapsFromChipUpMsg(record, message);
 }
 
@@ -276,7 +240,7 @@ void qosLogChipCapability(const qosChip_t *chip)
     QOS_INF(" Egress infinite policer id = %d", chip->egr_infin_policer_id);
     QOS_INF(" Min egr policer id = %d", chip->min_egr_policer_id);
     QOS_INF(" Num of policer profiles = %d", chip->num_policer_profiles);
-    if (hasExtendedCaps(chip->chip_type))
+    if (qosChipTraits(chip->chip_type).extended)
         qosLogExtChipCapability(chip);
 }
 

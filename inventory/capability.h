@@ -7,9 +7,6 @@
 #include "inventory/records.h"
 #include "platform/records/capability.h"
 
-// RED profiles of a chip that was read from the driver, by chip type.
-extern const uint8_t qosCfgMaxSharedProfiles[QOS_CHIP_TYPES];
-
 // The driver's road, by the switch model: fills the chip record. 0, 1 for a chip code that the request does not serve,
 // or the transport's failure.
 uint32_t qosGetChipCapability(qosChip_t *chip);

@@ -313,8 +313,7 @@ int qosGetChipFromChipId(int32_t flat_chip)
 
 const char *qosChipTypeName(uint32_t chip_type)
 {
-    static constexpr const char *names[] = {"Larkin", "Tessel", "Mirelle", "Mirelle2"};
-    return chip_type < std::size(names) ? names[chip_type] : "Unknown";
+    return qosChipTraits(chip_type).name;
 }
 
 void qosLogIfChipInfo()

@@ -184,12 +184,12 @@ uint32_t qosGetBufPoolGroup(const qosIf_t *interface)
         QOS_ERR("Interface:%s does not have a valid chip", interface->ifName);
         return QOS_FAILED;
     }
-    if (chip->chip_type <= QOS_CHIP_TESSEL)
-        return 0;
-    if (chip->chip_type > QOS_CHIP_MIRELLE2) {
+    if (chip->chip_type >= QOS_CHIP_TYPES) {
         QOS_ERR("Invalid chip type:%d for interface:%s", chip->chip_type, interface->ifName);
         return 0;
     }
+    if (!qosChipTraits(chip->chip_type).extended)
+        return 0;
     const unsigned ports = std::min<unsigned>(chip->num_ports, QOS_NUM_CHIP_PORTS);
     for (unsigned i = 0; i < ports; ++i)
         if (chip->portInfo[i].ifindex == interface->ifIndex)

@@ -6,11 +6,10 @@
 #include <cstdint>
 
 #include "inventory/record_queues.h"
+#include "platform/records/chip_traits.h"
 
 struct tnx_list_t;
 
-constexpr unsigned QOS_NUM_COS = 8;
-constexpr unsigned QOS_NUM_DSCP = 64;
 constexpr unsigned QOS_MAP_NAME_SIZE = 64;
 
 // A TCAM entry as the driver named it; opaque to the agent.

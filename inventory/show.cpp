@@ -16,9 +16,9 @@ const char *enabled(int32_t truth)
     return truth ? "Enabled" : "Disabled";
 }
 
-bool isLarkin(const qosIf_t *interface)
+bool hasTcams(const qosIf_t *interface)
 {
-    return interface->chip && interface->chip->chip_type == QOS_CHIP_LARKIN;
+    return interface->chip && qosChipTraits(interface->chip->chip_type).priority_tcams;
 }
 
 // A handle's four numbers behind "%016llx:%016llx:%04x:%x\n".
@@ -143,7 +143,7 @@ int qosShowIfL2PriInfo(cli_t *cli, const qosIf_t *interface)
     cli_out(cli, "\t\tl2PriFlags = 0x%08x\n", l2.l2PriFlags);
     cli_out(cli, "\t\tdef_cos = %d, def_tc = %d, def_cos_status = %d\n", l2.def_cos, l2.def_tc, l2.def_cos_status);
     cli_out(cli, "\t\tcos_trust = %s, cos_trust_status = %d\n", enabled(l2.cos_trust), l2.cos_trust_status);
-    if (isLarkin(interface))
+    if (hasTcams(interface))
         for (unsigned i = 0; i < QOS_NUM_COS; ++i)
             showHandle(cli, true, i, l2.cos_trust_handle[i]);
     if (l2.cos_mutate)
@@ -171,7 +171,7 @@ int qosShowIfL3PriInfo(cli_t *cli, const qosIf_t *interface)
     cli_out(cli, "\tL3 Pri Info:\n");
     cli_out(cli, "\t\tl3PriFlags = 0x%08x\n", l3.l3PriFlags);
     cli_out(cli, "\t\tdscp trust = %s, dscp trust_status = %d\n", enabled(l3.dscp_trust), l3.dscp_trust_status);
-    if (isLarkin(interface))
+    if (hasTcams(interface))
         for (unsigned i = 0; i < QOS_NUM_DSCP; ++i)
             showHandle(cli, false, i, l3.dscp_trust_handle[i]);
     if (l3.dscp_mutate)

@@ -24,129 +24,133 @@
 
 namespace {
 
+// An entry takes what its code names, or the row does not compile.
+template <uint8_t Code, uint32_t (*Entry)(qosOperationOf<Code> *)>
+constexpr void set(qaIoctlRow_t &row)
+{
+    row[Code] = qaUntyped<Entry>;
+}
+
+// The reads of blocks that only Tessel has, or also the Mirelle types.
+enum class chips_t : bool { TESSEL, SHARED };
+
+constexpr void setBlocks(qaIoctlRow_t &row, chips_t whose)
+{
+#define STAT_BLOCK(entry, code, chips, ...)                                                                            \
+    if (chips_t::chips == whose)                                                                                       \
+        set<code, entry>(row);
+#include "platform/records/statistics.def"
+}
+
 // What Tessel and both Mirelle types do alike.
 constexpr qaIoctlRow_t sharedRow()
 {
     qaIoctlRow_t row = {};
-    row[QOS_COSTRUST_MSG] = qaUntyped<tslSetIfCosTrust>;
-    row[QOS_DEFCOS_MSG] = qaUntyped<tslSetIfDefCos>;
-    row[QOS_COSMAP_MSG] = qaUntyped<tslSetIfCosMap>;
-    row[QOS_COSTCMAP_MSG] = qaUntyped<tslSetIfCosTcMap>;
-    row[QOS_DSCPTRUST_MSG] = qaUntyped<tslSetIfDscpTrust>;
-    row[QOS_DSCPMAP_MSG] = qaUntyped<tslSetIfDscpMap>;
-    row[QOS_DSCPCOSMAP_MSG] = qaUntyped<tslSetIfDscpCosMap>;
-    row[QOS_DSCPTCMAP_MSG] = qaUntyped<tslSetIfDscpTcMap>;
-    row[QOS_PAUSE_MSG] = qaUntyped<tslSetPause>;
-    row[QOS_PFC_MSG] = qaUntyped<tslSetPfc>;
-    row[QOS_PRI_TAILDROP_MSG] = qaUntyped<tslSetPriTailDrop>;
-    row[QOS_TAILDROP_MSG] = qaUntyped<tslSetTailDrop>;
-    row[QOS_W2QPRI_MSG] = qaUntyped<tslSetW2qPriMap>;
-    row[QOS_SCH_MSG] = qaUntyped<tslSetSchCfg>;
-    row[QOS_PSHAPE_MSG] = qaUntyped<tslSetPortShaperCfg>;
-    row[QOS_RED_CHIP_INIT_MSG] = qaUntyped<tslRedChipInit>;
-    row[QOS_GET_ING_QUE_STATS_MSG] = qaUntyped<tslGetIngQueStats>;
-    row[QOS_GET_EGR_QUE_STATS_MSG] = qaUntyped<tslGetEgrQueStats>;
-    row[QOS_GET_ING_BUF_STATS_MSG] = qaUntyped<tslGetIngBufStats>;
-    row[QOS_GET_EGR_BUF_STATS_MSG] = qaUntyped<tslGetEgrBufStats>;
-    row[QOS_GET_PLC_ING_QUE_STATS_MSG] = qaUntyped<tslGetPlcIngQueStats>;
-    row[QOS_GET_PLC_EGR_QUE_STATS_MSG] = qaUntyped<tslGetPlcEgrQueStats>;
-    row[QOS_GET_PLC_ING_BUF_STATS_MSG] = qaUntyped<tslGetPlcIngBufStats>;
-    row[QOS_GET_PLC_EGR_BUF_STATS_MSG] = qaUntyped<tslGetPlcEgrBufStats>;
-    row[QOS_GET_DROP_RSN_STATS_MSG] = qaUntyped<tslGetDropRsnStats>;
+    setBlocks(row, chips_t::SHARED);
+    set<QOS_COSTRUST_MSG, tslSetIfCosTrust>(row);
+    set<QOS_DEFCOS_MSG, tslSetIfDefCos>(row);
+    set<QOS_COSMAP_MSG, tslSetIfCosMap>(row);
+    set<QOS_COSTCMAP_MSG, tslSetIfCosTcMap>(row);
+    set<QOS_DSCPTRUST_MSG, tslSetIfDscpTrust>(row);
+    set<QOS_DSCPMAP_MSG, tslSetIfDscpMap>(row);
+    set<QOS_DSCPCOSMAP_MSG, tslSetIfDscpCosMap>(row);
+    set<QOS_DSCPTCMAP_MSG, tslSetIfDscpTcMap>(row);
+    set<QOS_PAUSE_MSG, tslSetPause>(row);
+    set<QOS_PFC_MSG, tslSetPfc>(row);
+    set<QOS_PRI_TAILDROP_MSG, tslSetPriTailDrop>(row);
+    set<QOS_TAILDROP_MSG, tslSetTailDrop>(row);
+    set<QOS_W2QPRI_MSG, tslSetW2qPriMap>(row);
+    set<QOS_SCH_MSG, tslSetSchCfg>(row);
+    set<QOS_PSHAPE_MSG, tslSetPortShaperCfg>(row);
+    set<QOS_RED_CHIP_INIT_MSG, tslRedChipInit>(row);
+    set<QOS_GET_DROP_RSN_STATS_MSG, tslGetDropRsnStats>(row);
     return row;
 }
 
 constexpr qaIoctlRow_t larkinRow()
 {
     qaIoctlRow_t row = {};
-    row[QOS_CHIPUP_MSG] = qaUntyped<larkGetChipCapability>;
-    row[QOS_COSTRUST_MSG] = qaUntyped<larkSetIfCosTrust>;
-    row[QOS_DEFCOS_MSG] = qaUntyped<larkSetIfDefCos>;
-    row[QOS_COSMAP_MSG] = qaUntyped<larkSetIfCosMap>;
-    row[QOS_COSTCMAP_MSG] = qaUntyped<larkSetIfCosTcMap>;
-    row[QOS_DSCPTRUST_MSG] = qaUntyped<larkSetIfDscpTrust>;
-    row[QOS_DSCPCOSMAP_MSG] = qaUntyped<larkSetIfDscpCosMap>;
-    row[QOS_DSCPTCMAP_MSG] = qaUntyped<larkSetIfDscpTcMap>;
-    row[QOS_PAUSE_MSG] = qaUntyped<larkSetPause>;
-    row[QOS_PFC_MSG] = qaUntyped<larkSetPfc>;
-    row[QOS_PRI_TAILDROP_MSG] = qaUntyped<larkSetPriTailDrop>;
-    row[QOS_TAILDROP_MSG] = qaUntyped<larkSetTailDrop>;
-    row[QOS_SBP_MSG] = qaUntyped<larkGetSbpSize>;
-    row[QOS_EMERGENCY_PAUSE_MSG] = qaUntyped<larkSetEmergencyPause>;
-    row[QOS_SCH_MSG] = qaUntyped<larkSetSchCfg>;
-    row[QOS_MC_SCH_MSG] = qaUntyped<larkSetMcSchCfg>;
-    row[QOS_MCAST_RATELIMIT_MSG] = qaUntyped<larkSetMcastRateLimit>;
-    row[QOS_MCAST_TAILDROP_MSG] = qaUntyped<larkSetMcastTailDrop>;
-    row[QOS_GET_RCVQUEUE_STATS_MSG] = qaUntyped<larkGetRcvQueStats>;
-    row[QOS_GET_SWM_STATS_MSG] = qaUntyped<larkGetSwmStats>;
-    row[QOS_GET_RMON_STATS_MSG] = qaUntyped<larkGetRmonStats>;
-    row[QOS_GET_MCAST_RCVQUEUE_STATS_MSG] = qaUntyped<larkGetMcastRcvQueStats>;
-    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<larkGetFlowControlStats>;
-    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<larkGetQueueStats>;
-    row[QOS_RED_PROFILE_MSG] = qaUntyped<larkinSetRedProfile>;
-    row[QOS_RED_CHIP_INIT_MSG] = qaUntyped<larkinRedChipInit>;
-    row[QOS_PORT_BUF_ADJUST_MSG] = qaUntyped<larkSetPortBuf>;
-    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<larkSetDefTailDrop>;
-    row[QOS_CLEAR_STATS_MSG] = qaUntyped<larkClearStats>;
+    set<QOS_CHIPUP_MSG, larkGetChipCapability>(row);
+    set<QOS_COSTRUST_MSG, larkSetIfCosTrust>(row);
+    set<QOS_DEFCOS_MSG, larkSetIfDefCos>(row);
+    set<QOS_COSMAP_MSG, larkSetIfCosMap>(row);
+    set<QOS_COSTCMAP_MSG, larkSetIfCosTcMap>(row);
+    set<QOS_DSCPTRUST_MSG, larkSetIfDscpTrust>(row);
+    set<QOS_DSCPCOSMAP_MSG, larkSetIfDscpCosMap>(row);
+    set<QOS_DSCPTCMAP_MSG, larkSetIfDscpTcMap>(row);
+    set<QOS_PAUSE_MSG, larkSetPause>(row);
+    set<QOS_PFC_MSG, larkSetPfc>(row);
+    set<QOS_PRI_TAILDROP_MSG, larkSetPriTailDrop>(row);
+    set<QOS_TAILDROP_MSG, larkSetTailDrop>(row);
+    set<QOS_SBP_MSG, larkGetSbpSize>(row);
+    set<QOS_EMERGENCY_PAUSE_MSG, larkSetEmergencyPause>(row);
+    set<QOS_SCH_MSG, larkSetSchCfg>(row);
+    set<QOS_MC_SCH_MSG, larkSetMcSchCfg>(row);
+    set<QOS_MCAST_RATELIMIT_MSG, larkSetMcastRateLimit>(row);
+    set<QOS_MCAST_TAILDROP_MSG, larkSetMcastTailDrop>(row);
+    set<QOS_GET_RCVQUEUE_STATS_MSG, larkGetRcvQueStats>(row);
+    set<QOS_GET_SWM_STATS_MSG, larkGetSwmStats>(row);
+    set<QOS_GET_RMON_STATS_MSG, larkGetRmonStats>(row);
+    set<QOS_GET_MCAST_RCVQUEUE_STATS_MSG, larkGetMcastRcvQueStats>(row);
+    set<QOS_GET_FLOWCONTROL_STATS_MSG, larkGetFlowControlStats>(row);
+    set<QOS_GET_QUEUE_STATS_MSG, larkGetQueueStats>(row);
+    set<QOS_RED_PROFILE_MSG, larkinSetRedProfile>(row);
+    set<QOS_RED_CHIP_INIT_MSG, larkinRedChipInit>(row);
+    set<QOS_PORT_BUF_ADJUST_MSG, larkSetPortBuf>(row);
+    set<QOS_SET_DEF_TAILDROP_MSG, larkSetDefTailDrop>(row);
+    set<QOS_CLEAR_STATS_MSG, larkClearStats>(row);
     return row;
 }
 
 constexpr qaIoctlRow_t tesselRow()
 {
     qaIoctlRow_t row = sharedRow();
-    row[QOS_CHIPUP_MSG] = qaUntyped<tslGetChipCapability>;
-    row[QOS_SBP_MSG] = qaUntyped<tslGetSbpSize>;
-    row[QOS_RED_PROFILE_MSG] = qaUntyped<tslSetRedProfile>;
-    row[QOS_GET_RED_STATS_MSG] = qaUntyped<tslGetRedStats>;
-    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<tslSetDefTailDrop>;
-    row[QOS_IVQ_RED_CFG] = qaUntyped<tslIvqRedCfg>;
-    row[QOS_IVQ_RED_CHIP_CFG] = qaUntyped<tslIvqRedChipCfg>;
-    row[QOS_POL_POLICER_ADD_MSG] = qaUntyped<tslPolicerAdd>;
-    row[QOS_POL_POLICER_REM_MSG] = qaUntyped<tslPolicerRem>;
-    row[QOS_POL_PROFILE_MSG] = qaUntyped<tslPolProfileCfg>;
-    row[QOS_GET_POL_STATS_MSG] = qaUntyped<tslPolStatsGet>;
-    row[QOS_POL_STATS_CLR_MSG] = qaUntyped<tslPolStatsClr>;
-    row[QOS_TD_MONITOR_STATS_MSG] = qaUntyped<tslGetTdDropMonitorStats>;
-    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<tslGetFlowControlStats>;
-    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<tslGetQueueStats>;
-    row[QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG] = qaUntyped<tslGetTmcIngChipQueStats>;
-    row[QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG] = qaUntyped<tslGetTmcEgrChipQueStats>;
-    row[QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG] = qaUntyped<tslGetTmcIngChipBufStats>;
-    row[QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG] = qaUntyped<tslGetTmcEgrChipBufStats>;
-    row[QOS_GET_ING_TMC_PORT_BUF_STATS_MSG] = qaUntyped<tslGetIngTmcPortBufStats>;
-    row[QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG] = qaUntyped<tslGetEgrTmcPortBufStats>;
-    row[QOS_GET_ING_TMC_PORT_QUE_STATS_MSG] = qaUntyped<tslGetIngTmcPortQueStats>;
-    row[QOS_GET_VOQ_STATS_MSG] = qaUntyped<tslGetVoqStats>;
-    row[QOS_GET_TMC_INFO_MSG] = qaUntyped<tslGetTmcInfo>;
-    row[QOS_CLEAR_STATS_MSG] = qaUntyped<tslClearStats>;
-    row[QOS_CLEAR_DBG_STATS] = qaUntyped<tslClearDbgStats>;
+    setBlocks(row, chips_t::TESSEL);
+    set<QOS_CHIPUP_MSG, tslGetChipCapability>(row);
+    set<QOS_SBP_MSG, tslGetSbpSize>(row);
+    set<QOS_RED_PROFILE_MSG, tslSetRedProfile>(row);
+    set<QOS_GET_RED_STATS_MSG, tslGetRedStats>(row);
+    set<QOS_SET_DEF_TAILDROP_MSG, tslSetDefTailDrop>(row);
+    set<QOS_IVQ_RED_CFG, tslIvqRedCfg>(row);
+    set<QOS_IVQ_RED_CHIP_CFG, tslIvqRedChipCfg>(row);
+    set<QOS_POL_POLICER_ADD_MSG, tslPolicerAdd>(row);
+    set<QOS_POL_POLICER_REM_MSG, tslPolicerRem>(row);
+    set<QOS_POL_PROFILE_MSG, tslPolProfileCfg>(row);
+    set<QOS_GET_POL_STATS_MSG, tslPolStatsGet>(row);
+    set<QOS_POL_STATS_CLR_MSG, tslPolStatsClr>(row);
+    set<QOS_TD_MONITOR_STATS_MSG, tslGetTdDropMonitorStats>(row);
+    set<QOS_GET_FLOWCONTROL_STATS_MSG, tslGetFlowControlStats>(row);
+    set<QOS_GET_QUEUE_STATS_MSG, tslGetQueueStats>(row);
+    set<QOS_GET_TMC_INFO_MSG, tslGetTmcInfo>(row);
+    set<QOS_CLEAR_STATS_MSG, tslClearStats>(row);
+    set<QOS_CLEAR_DBG_STATS, tslClearDbgStats>(row);
     return row;
 }
 
 constexpr qaIoctlRow_t mirelleRow()
 {
     qaIoctlRow_t row = sharedRow();
-    row[QOS_CHIPUP_MSG] = qaUntyped<mrlGetChipCapability>;
-    row[QOS_GET_RCVQUEUE_STATS_MSG] = qaUntyped<mrlGetBusyBufStats>;
-    row[QOS_GET_SWM_STATS_MSG] = qaUntyped<mrlGetSwmStats>;
-    row[QOS_GET_RMON_STATS_MSG] = qaUntyped<mrlGetRmonStats>;
-    row[QOS_GET_FLOWCONTROL_STATS_MSG] = qaUntyped<mrlGetFlowControlStats>;
-    row[QOS_GET_QUEUE_STATS_MSG] = qaUntyped<mrlGetQueueStats>;
-    row[QOS_POL_POLICER_ADD_MSG] = qaUntyped<mrlPolicerAdd>;
-    row[QOS_POL_POLICER_REM_MSG] = qaUntyped<mrlPolicerRem>;
-    row[QOS_POL_PROFILE_MSG] = qaUntyped<mrlPolProfileCfg>;
-    row[QOS_RED_PROFILE_MSG] = qaUntyped<mrlSetRedProfile>;
-    row[QOS_GET_RED_STATS_MSG] = qaUntyped<mrlGetRedStats>;
-    row[QOS_SET_DEF_TAILDROP_MSG] = qaUntyped<mrlSetDefTailDrop>;
-    row[QOS_GET_POL_STATS_MSG] = qaUntyped<mrlPolStatsGet>;
-    row[QOS_CLEAR_STATS_MSG] = qaUntyped<mrlClearStats>;
-    row[QOS_POL_STATS_CLR_MSG] = qaUntyped<mrlPolStatsClr>;
-    row[QOS_GET_SENDQUEUE_STATS_MSG] = qaUntyped<mrlGetSendQueueStats>;
-    row[QOS_EGR_QUEUE_DEPTH_MSG] = qaUntyped<mrlSetDefaultRedCfg>;
-    row[QOS_TD_MONITOR_STATS_MSG] = qaUntyped<mrlGetTdMonitorStats>;
-    row[QOS_RED_MONITOR_STATS] = qaUntyped<mrlGetRedMonitorStats>;
-    row[QOS_GET_ASIC_INT_STATS_MSG] = qaUntyped<mrlGetAsicIntStats>;
-    row[QOS_SET_MCAST_QUEUE_MODE_MSG] = qaUntyped<mrlSetMcastQueueMode>;
+    set<QOS_CHIPUP_MSG, mrlGetChipCapability>(row);
+    set<QOS_GET_RCVQUEUE_STATS_MSG, mrlGetBusyBufStats>(row);
+    set<QOS_GET_SWM_STATS_MSG, mrlGetSwmStats>(row);
+    set<QOS_GET_RMON_STATS_MSG, mrlGetRmonStats>(row);
+    set<QOS_GET_FLOWCONTROL_STATS_MSG, mrlGetFlowControlStats>(row);
+    set<QOS_GET_QUEUE_STATS_MSG, mrlGetQueueStats>(row);
+    set<QOS_POL_POLICER_ADD_MSG, mrlPolicerAdd>(row);
+    set<QOS_POL_POLICER_REM_MSG, mrlPolicerRem>(row);
+    set<QOS_POL_PROFILE_MSG, mrlPolProfileCfg>(row);
+    set<QOS_RED_PROFILE_MSG, mrlSetRedProfile>(row);
+    set<QOS_GET_RED_STATS_MSG, mrlGetRedStats>(row);
+    set<QOS_SET_DEF_TAILDROP_MSG, mrlSetDefTailDrop>(row);
+    set<QOS_GET_POL_STATS_MSG, mrlPolStatsGet>(row);
+    set<QOS_CLEAR_STATS_MSG, mrlClearStats>(row);
+    set<QOS_POL_STATS_CLR_MSG, mrlPolStatsClr>(row);
+    set<QOS_GET_SENDQUEUE_STATS_MSG, mrlGetSendQueueStats>(row);
+    set<QOS_EGR_QUEUE_DEPTH_MSG, mrlSetDefaultRedCfg>(row);
+    set<QOS_TD_MONITOR_STATS_MSG, mrlGetTdMonitorStats>(row);
+    set<QOS_RED_MONITOR_STATS, mrlGetRedMonitorStats>(row);
+    set<QOS_GET_ASIC_INT_STATS_MSG, mrlGetAsicIntStats>(row);
+    set<QOS_SET_MCAST_QUEUE_MODE_MSG, mrlSetMcastQueueMode>(row);
     return row;
 }
 

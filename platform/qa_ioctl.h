@@ -1,40 +1,65 @@
 // The back-end table: what each chip type does for each message code. Modules call an entry and never a family.
 //
-// Contract of an entry:
-//   - It is called on the main thread with the body of a message, on the wire or built by a module, and blocks until
-//     the driver has answered.
-//   - It resolves its target first. An unknown interface or chip is 24 with a line in a configuration step, 25 in the
-//     body's status and without a line in most statistics.
-//   - It sends its record or records, stores the outcome in the body's `status` where the body has one, on success as
-//     well, and returns it: 0, 13 send failed, 22 the driver refused, or a transport code.
-//   - It changes nothing of the agent's tables but what its own comment says, and undoes nothing.
-//   - A null entry means that the chip type does not have the operation. A caller that needs it traces so and answers
-//     1, or 25 for statistics; an optional step is left out silently.
+// An entry takes the record that agent/messages/codes.def names for its code: as a rule the body of the message, on the
+// wire or built by a module, in a few rows another one. It runs on the main thread and blocks until the driver has
+// answered. It changes nothing of the agent's tables but what its own comment says, and undoes nothing. What it
+// returns, and whether that also stands in the record's `status`:
+//
+//   the outcome of its last request: 0, 13 not sent, 22 refused, or a transport's code. Stored, but not by the default
+//       budgets of Tessel and Mirelle and the RED of input queues; a clear of statistics stores what its steps do
+//   24  with a line: unknown interface or chip in a configuration step, in reads of port counters, and in those of RED
+//       and drops on Mirelle. Larkin alone stores it
+//   25  stored, without a line: unknown interface or chip in other statistics; a clear without a target
+//       but: clears of Larkin have a line; the TMC of an unknown chip has one, and nothing is stored
+//   1   stored, with a line: the capability of an unknown chip, the priority maps of an interface that Larkin does not
+//       know, a policer of an unknown Mirelle, no free RED profile
+//   0   and no request where there is nothing to do: capability of Larkin, SWM counters of Mirelle, RED set-up
+//
+// A null entry means that the chip type does not have the operation. agent/operation.h holds the one call, and the rows
+// beside their callers say what a missing entry answers.
 #ifndef PLATFORM_QA_IOCTL_H
 #define PLATFORM_QA_IOCTL_H
 
 #include <array>
 #include <cstdint>
 
-#include "agent/messages/codes.h"
+#include "agent/messages/bodies.h"
 #include "inventory/records.h"
 
-// An entry without its body's type.
+// An entry without its record's type, as the table holds it.
 using qaIoctl_t = uint32_t (*)(void *body);
 using qaIoctlRow_t = std::array<qaIoctl_t, QOS_MSG_CODES>;
 
 extern const std::array<qaIoctlRow_t, QOS_CHIP_TYPES> qaIoctlFn;
 
+// A code together with what its entries take: the only way from a module to an entry.
+template <typename Body>
+struct qaOperation_t {
+    uint8_t code;
+};
+template <uint8_t Code>
+constexpr qaOperation_t<qosOperationOf<Code>> qaOperation{Code};
+
+// An entry with the type of its record; false where the chip type has none.
+template <typename Body>
+struct qaEntry_t {
+    qaIoctl_t call;
+
+    explicit operator bool() const { return call != nullptr; }
+    uint32_t operator()(Body *body) const { return call(body); }
+};
+
+// The entry of a chip for an operation; none without a chip.
+template <typename Body>
+qaEntry_t<Body> qaEntry(const qosChip_t *chip, qaOperation_t<Body> operation)
+{
+    return {chip && chip->chip_type < QOS_CHIP_TYPES ? qaIoctlFn[chip->chip_type][operation.code] : nullptr};
+}
+
 // What the priority modules do at a chip up, by chip type; null for the types that need nothing.
 using qaChipInit_t = int (*)(qosChip_t *chip);
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL2PriChipInitFn;
 extern const std::array<qaChipInit_t, QOS_CHIP_TYPES> qaL3PriChipInitFn;
-
-// The entry of a chip for a message code, or null.
-inline qaIoctl_t qaIoctl(const qosChip_t *chip, uint8_t code)
-{
-    return chip->chip_type < QOS_CHIP_TYPES ? qaIoctlFn[chip->chip_type][code] : nullptr;
-}
 
 inline qaChipInit_t qaChipInit(const std::array<qaChipInit_t, QOS_CHIP_TYPES> &table, const qosChip_t *chip)
 {

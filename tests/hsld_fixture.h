@@ -111,6 +111,7 @@ protected:
             char name[] = "/tmp/hsld_test.XXXXXX";
             std::string dir = mkdtemp(name);
             setenv("VELMAR_RUN", dir.c_str(), 1);
+            setenv("VELMAR_CLOCK", "stepped", 1);
             atexit([] {
                 auto remove = std::string("rm -r ") + getenv("VELMAR_RUN");
                 if (system(remove.c_str()))

@@ -405,6 +405,11 @@ TEST_F(Hsld, TrafficFollowsTheDriversClock)
     control("clock step 100");
     auto response = answer(cos(0x0127080A, 448, 448, {{28, 4, PORT}}));
     EXPECT_NEAR(static_cast<double>(hslGet(response, 440, 8)), 25e9, 5e9);
+    // What 64 bits do not hold stays at their end.
+    EXPECT_EQ(control("traffic te1/1 priority=1 rate=999999G"), "ok");
+    control("clock step 1e9");
+    EXPECT_NE(control("show port te1/1").find("\"held_bytes\":0,"), std::string::npos);
+    EXPECT_NE(control("show port te1/1").find("\"dropped_bytes\":18446744073709551615"), std::string::npos);
 }
 
 } // namespace

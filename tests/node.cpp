@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sstream>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,6 +63,7 @@ int startAgent(const std::vector<std::string> &args, const std::string &run, con
     dup2(fd, 2);
     setenv("VELMAR_RUN", run.c_str(), 1);
     setenv("VELMAR_VSS", vss.c_str(), 1);
+    setenv("VELMAR_CLOCK", "stepped", 1);
     setenv("VELMAR_TRACE", (run + "/trace.txt").c_str(), 1);
     execv(DORVALD_BINARY, argv.data());
     _exit(127);
@@ -396,7 +398,7 @@ std::string makeRunDir()
     char name[] = "/tmp/dorvald_test.XXXXXX";
     const std::string run = mkdtemp(name);
     for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
-        std::filesystem::create_directory(run + "/" + folder);
+        mkdir((run + "/" + folder).c_str(), 0700);
     return run;
 }
 

@@ -22,6 +22,7 @@ struct Program {
         if (pid != 0)
             return;
         setenv("VELMAR_RUN", run.c_str(), 1);
+        setenv("VELMAR_CLOCK", "stepped", 1);
         setenv("VELMAR_TRACE", (run + "/trace.txt").c_str(), 1);
         std::vector<char *> argv;
         for (std::string &arg : args)

@@ -18,6 +18,7 @@
 #include "tools/link.h"
 #include "tools/text.h"
 #include "velmar/run.h"
+#include "velmar/stages.h"
 
 namespace {
 
@@ -231,23 +232,6 @@ std::string pidsOf(const std::vector<ctlProcess_t> &processes)
 
 } // namespace
 
-std::string ctlStageName(uint64_t index)
-{
-    static constexpr const char *names[] = {"Cold Boot",
-                                            "Warm Boot",
-                                            "Client Initialization",
-                                            "Warm Client Initialization",
-                                            "Active",
-                                            "Startup Done",
-                                            "Standby",
-                                            "Halt",
-                                            "LC Agent Reconciliation",
-                                            "Warm Reconciliation",
-                                            "Unknown",
-                                            "THA Reconciliation"};
-    return index < std::size(names) ? names[index] : "Unknown";
-}
-
 std::optional<ctlProcess_t> ctlProcessOf(const std::string &file)
 {
     // A name may hold dots of its own; the numbers begin behind its last letter.
@@ -275,7 +259,7 @@ ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer)
     else
         row["error"] = answer.substr(0, LONGEST_ERROR);
     if (row.contains("stage") && row["stage"].is_number_unsigned())
-        row["stage_name"] = ctlStageName(row["stage"].get<uint64_t>());
+        row["stage_name"] = qosVssStageName(row["stage"].get<uint64_t>());
     return row;
 }
 

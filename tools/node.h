@@ -40,9 +40,6 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
 // The lines behind the "ok" of an answer; throws CTL_FAILED with any other answer.
 std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds);
 
-// The name of a stage index.
-std::string ctlStageName(uint64_t index);
-
 // A process's answer to "stat" as a row; "error" in it says what is wrong with the answer.
 ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer);
 

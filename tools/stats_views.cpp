@@ -127,21 +127,14 @@ constexpr ctlStatsView_t views[] = {
     ofChip("mcast-queue", QOS_GET_MCAST_RCVQUEUE_STATS_MSG, nullptr, "queue", framesColumn, mcastRows),
     ofPort("flow-control", QOS_GET_FLOWCONTROL_STATS_MSG, "priority", framesColumn, pauseRows),
     ofPort("drop-reasons", QOS_GET_DROP_RSN_STATS_MSG, "reason", framesColumn, reasonRows),
-    ofFields("buffers", "ingress", "port", QOS_GET_ING_BUF_STATS_MSG),
-    ofFields("buffers", "egress", "port", QOS_GET_EGR_BUF_STATS_MSG),
-    ofFields("buffers", "ingress", "plc", QOS_GET_PLC_ING_BUF_STATS_MSG),
-    ofFields("buffers", "egress", "plc", QOS_GET_PLC_EGR_BUF_STATS_MSG),
-    ofFields("buffers", "ingress", "tmc", QOS_GET_ING_TMC_PORT_BUF_STATS_MSG),
-    ofFields("buffers", "egress", "tmc", QOS_GET_EGR_TMC_PORT_BUF_STATS_MSG),
-    ofFields("buffers", "ingress", "tmc-chip", QOS_GET_ING_TMC_CHIP_BUF_STATS_MSG),
-    ofFields("buffers", "egress", "tmc-chip", QOS_GET_EGR_TMC_CHIP_BUF_STATS_MSG),
-    ofFields("queue-state", "ingress", "port", QOS_GET_ING_QUE_STATS_MSG),
-    ofFields("queue-state", "egress", "port", QOS_GET_EGR_QUE_STATS_MSG),
-    ofFields("queue-state", "ingress", "plc", QOS_GET_PLC_ING_QUE_STATS_MSG),
-    ofFields("queue-state", "egress", "plc", QOS_GET_PLC_EGR_QUE_STATS_MSG),
-    ofFields("queue-state", "ingress", "tmc", QOS_GET_ING_TMC_PORT_QUE_STATS_MSG),
-    ofFields("queue-state", "ingress", "tmc-chip", QOS_GET_ING_TMC_CHIP_QUE_STATS_MSG),
-    ofFields("queue-state", "egress", "tmc-chip", QOS_GET_EGR_TMC_CHIP_QUE_STATS_MSG),
+#define FIELDS(...) __VA_ARGS__
+#define OWN_VIEW
+#define VIEW(code, ...) __VA_OPT__(ofFields(__VA_ARGS__, code), )
+#define STAT_BLOCK(entry, code, chips, command, form, block, view, ...) VIEW(code, view)
+#include "platform/records/statistics.def"
+#undef VIEW
+#undef OWN_VIEW
+#undef FIELDS
     ofPort("voq", QOS_GET_VOQ_STATS_MSG, "counter", voqColumns, voqRows),
     {"red", "", "", false, QOS_GET_RED_STATS_MSG, "ifindex", "chip_ifindex", nullptr, nullptr, "priority=0..7",
      "priority", redColumns, redRows},

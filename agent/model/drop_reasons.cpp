@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <iterator>
 
-#include "inventory/records.h"
+#include "platform/records/chip_traits.h"
 
 namespace {
 
@@ -211,14 +211,15 @@ const char *mrl2GetRteDropRsnStr(uint32_t number)
 
 const char *qaGetRteDropRsnStr(int32_t chip_type, uint32_t number)
 {
-    switch (chip_type) {
-    case QOS_CHIP_TESSEL:
+    switch (qosChipTraits(static_cast<uint32_t>(chip_type)).drop_reasons) {
+    case qosDropReasons_t::Tessel:
         return tslGetRteDropRsnStr(number);
-    case QOS_CHIP_MIRELLE:
+    case qosDropReasons_t::Mirelle:
         return mrlGetRteDropRsnStr(number);
-    case QOS_CHIP_MIRELLE2:
+    case qosDropReasons_t::Mirelle2:
         return mrl2GetRteDropRsnStr(number);
-    default:
-        return RESERVED;
+    case qosDropReasons_t::None:
+        break;
     }
+    return RESERVED;
 }

@@ -8,7 +8,7 @@
 
 uint8_t qaGetNumPolicerGroups(const qosChip_t *chip)
 {
-    if (chip->chip_type == QOS_CHIP_TESSEL)
+    if (qosChipTraits(chip->chip_type).one_policer_group)
         return 1;
     return static_cast<uint8_t>(std::min<uint16_t>(chip->num_policer_groups, QOS_MAX_POLICER_GROUPS));
 }

@@ -2,7 +2,6 @@
 #include "agent/model/thresholds.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "agent/model/chip_priority.h"
 #include "core/state.h"
@@ -11,8 +10,6 @@
 
 uint32_t ingrQueueDepth;
 uint32_t egrQueueDepth;
-
-const uint32_t minBufferSize[QOS_CHIP_TYPES] = {252, 188, 320, 160};
 
 namespace {
 
@@ -25,7 +22,7 @@ constexpr unsigned TC_LAST = QOS_NUM_COS - 1;
 uint32_t leastBuffer(const qosIf_t *interface)
 {
     const qosChip_t *chip = interface->chip;
-    return chip && chip->chip_type < QOS_CHIP_TYPES ? minBufferSize[chip->chip_type] : 0;
+    return chip ? qosChipTraits(chip->chip_type).min_buffer : 0;
 }
 
 // What comes from the wire indexes by its low three bits.
@@ -38,9 +35,9 @@ unsigned trafficClass(const uint8_t tc_map[QOS_NUM_COS], unsigned cos)
 uint32_t losslessReserve(const qosIf_t *interface)
 {
     uint32_t de_assert;
-    uint32_t reserve;
-    qaCcbGetPauseThresholds(interface, &de_assert, &reserve);
-    return qaCcbPauseAssertGet(interface) + reserve;
+    uint32_t assert_threshold;
+    qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
+    return qaCcbPauseAssertGet(interface) + assert_threshold;
 }
 
 uint32_t countLossless(const qosIf_t *interface, qosWhere_t where)
@@ -50,20 +47,6 @@ uint32_t countLossless(const qosIf_t *interface, qosWhere_t where)
         count += pfc.tx != 0;
     QOS_INF_AT(where, "pfc count: %d", count);
     return count;
-}
-
-enum class pfcRule_t : uint8_t { Common, Larkin, Mirelle };
-
-// The model number decides, and not the chip type.
-pfcRule_t pfcRuleOfModel(uint32_t model)
-{
-    static constexpr uint32_t larkin[] = {95, 96, 97, 107, 112, 116, 123};
-    static constexpr uint32_t mirelle[] = {131, 137, 138, 151, 153, 154, 155, 164};
-    if (std::find(std::begin(larkin), std::end(larkin), model) != std::end(larkin))
-        return pfcRule_t::Larkin;
-    if (std::find(std::begin(mirelle), std::end(mirelle), model) != std::end(mirelle))
-        return pfcRule_t::Mirelle;
-    return pfcRule_t::Common;
 }
 
 // Truncates towards zero; a value that rounding took past the type's end stays at it.
@@ -91,25 +74,25 @@ void splitByWeights(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS],
             weight[tc] == 0.0F ? least : truncated((weight[tc] * static_cast<float>(budget)) / static_cast<float>(sum));
 }
 
-void splitForLegacyPause(pfcRule_t rule, uint32_t budget, qaCcbThresholds_t thresholds)
+void splitForLegacyPause(qosPfcRule_t rule, uint32_t budget, qaCcbThresholds_t thresholds)
 {
-    if (rule == pfcRule_t::Mirelle)
+    if (rule == qosPfcRule_t::Mirelle)
         thresholds[0] = MIRELLE_LOSSLESS; // the others stay as the caller has them
     else
         std::fill_n(thresholds, QOS_NUM_COS, budget);
 }
 
-void splitForPfc(pfcRule_t rule, const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,
+void splitForPfc(qosPfcRule_t rule, const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,
                  qaCcbThresholds_t thresholds)
 {
     switch (rule) {
-    case pfcRule_t::Larkin:
+    case qosPfcRule_t::Larkin:
         qaCcbGetLarkinPfcTailDropThresholds(interface, tc_map, budget, thresholds);
         break;
-    case pfcRule_t::Mirelle:
+    case qosPfcRule_t::Mirelle:
         qaCcbGetMirellePfcTailDropThresholds(interface, tc_map, budget, thresholds);
         break;
-    case pfcRule_t::Common:
+    case qosPfcRule_t::Common:
         qaCcbGetCommonPfcTailDropThresholds(interface, tc_map, budget, thresholds);
         break;
     }
@@ -125,10 +108,10 @@ uint32_t qaCcbPauseDeAssertGet(const qosIf_t *interface)
     return (gigabits * 1792) / 10 + 9684 + ((gigabits * metres) / 1000) * 1262;
 }
 
-void qaCcbGetPauseThresholds(const qosIf_t *interface, uint32_t *de_assert, uint32_t *reserve)
+void qaCcbGetPauseThresholds(const qosIf_t *interface, uint32_t *de_assert, uint32_t *assert_threshold)
 {
     *de_assert = qaCcbPauseDeAssertGet(interface);
-    *reserve = *de_assert + FRAME_ROOM;
+    *assert_threshold = *de_assert + FRAME_ROOM;
 }
 
 uint32_t qaCcbPauseAssertGet(const qosIf_t *interface)
@@ -155,7 +138,7 @@ uint32_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t t
 {
     QOS_INF("tc_map: (%d %d %d %d %d %d %d %d)", tc_map[0], tc_map[1], tc_map[2], tc_map[3], tc_map[4], tc_map[5],
             tc_map[6], tc_map[7]);
-    const pfcRule_t rule = pfcRuleOfModel(qos_velmar_state.model);
+    const qosPfcRule_t rule = qosModelTraits(qos_velmar_state.model).pfc_rule;
     if (interface->ccb.ccbFlags & QOS_CCB_COS_THRESHOLD) {
         QOS_INF("cos threshold enabled");
         splitByWeights(interface, tc_map, budget, thresholds);

@@ -11,16 +11,13 @@
 extern uint32_t ingrQueueDepth; // of all ingress queues, in bytes
 extern uint32_t egrQueueDepth;  // of all egress queues, in bytes
 
-// Smallest allotment of one traffic class, by chip type.
-extern const uint32_t minBufferSize[QOS_CHIP_TYPES];
-
 // Eight thresholds, by traffic class.
 using qaCcbThresholds_t = uint32_t[QOS_NUM_COS];
 
 // X: where a lossless queue stops asking for pause.
 uint32_t qaCcbPauseDeAssertGet(const qosIf_t *interface);
-// X, and X + 9600.
-void qaCcbGetPauseThresholds(const qosIf_t *interface, uint32_t *de_assert, uint32_t *reserve);
+// What a pause or PFC record tells: X, and X + 9600 as its assert threshold.
+void qaCcbGetPauseThresholds(const qosIf_t *interface, uint32_t *de_assert, uint32_t *assert_threshold);
 // A: where it starts asking, rounded up to whole allotments.
 uint32_t qaCcbPauseAssertGet(const qosIf_t *interface);
 // A while pause or PFC is configured, else 0.

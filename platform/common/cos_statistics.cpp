@@ -9,7 +9,7 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 
 namespace {
 
@@ -30,17 +30,24 @@ void select(uint8_t (&selector)[4], const qosStatsHead_t *body, uint8_t mask)
     selector[0] &= mask;
 }
 
+// The request is as long as the block, but for a queue that the selector names.
+uint32_t requestSize(const cosStatRow_t &row)
+{
+    return row.form == cosStatForm_t::Voq ? uint32_t{sizeof(cosStatPort_t)} : row.size;
+}
+
 void buildRead(const cosStatRow_t &row, const qosStatsHead_t *body)
 {
+    const uint32_t size = requestSize(row);
     if (row.form == cosStatForm_t::Plc || row.form == cosStatForm_t::TmcChip) {
-        auto *record = start<cosStatChip_t>(row.command, row.in_size, row.out_size);
+        auto *record = start<cosStatChip_t>(row.command, size, row.size);
         if (row.form == cosStatForm_t::Plc)
             record->selector[0] = STAT_SELECT;
         else
             select(record->selector, body, 0x7f);
         return;
     }
-    auto *record = start<cosStatPort_t>(row.command, row.in_size, row.out_size);
+    auto *record = start<cosStatPort_t>(row.command, size, row.size);
     record->ifindex = body->ifindex;
     if (row.form == cosStatForm_t::Port)
         record->selector[0] = STAT_SELECT;
@@ -64,41 +71,32 @@ cosStatAnswer_t sendRead(qosWhere_t function, const qosText_t<const char *, uint
 
 } // namespace
 
-const qosIf_t *cosStatInterface(qosStatsHead_t *body)
+cosStatAnswer_t cosStatRead(qosWhere_t where, const cosStatRow_t &row, qosStatsHead_t *body)
 {
-    const qosIf_t *interface = qosLookupIfEntry(body->ifindex);
-    if (interface && interface->chip)
-        return interface;
-    body->status = QOS_MSG_UNSERVED;
-    return nullptr;
-}
-
-cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body)
-{
-    const qosIf_t *interface = cosStatInterface(body);
+    const qosIf_t *interface = portFind<portMiss_t::Statistics>(where, body);
     if (!interface)
         return {QOS_MSG_UNSERVED, nullptr, nullptr, 0};
     buildRead(row, body);
-    const cosStatAnswer_t answer = sendRead(row.function, row.failed, row.in_size, row.out_size, interface, body);
+    const cosStatAnswer_t answer = sendRead(where, row.failed, requestSize(row), row.size, interface, body);
     if (answer.rc == QOS_MSG_DONE)
         statCopy(row.steps, answer.bytes, answer.length, body);
     return answer;
 }
 
-cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body)
+cosStatAnswer_t cosStatRead(qosWhere_t where, const cosPortRow_t &row, qosStatsHead_t *body)
 {
     constexpr uint32_t size = sizeof(cosPortStats_t);
     constexpr uint32_t origin = offsetof(cosPortStats_t, num_ports);
-    const qosIf_t *interface =
-        row.unknown == QOS_MSG_NOT_FOUND ? cosFindPort(row.function, body->ifindex) : cosStatInterface(body);
+    const qosIf_t *interface = row.missing == portMiss_t::Config ? portFind<portMiss_t::Config>(where, body)
+                                                                 : portFind<portMiss_t::Statistics>(where, body);
     if (!interface)
-        return {row.unknown, nullptr, nullptr, 0};
+        return {portMissRc(row.missing), nullptr, nullptr, 0};
     auto *record = start<cosPortStats_t>(COS_STATS_READ, size, size);
     record->device = STAT_DEV_PORT;
     record->num_ports = 1;
     record->kind = row.kind;
     record->ifindex = body->ifindex;
-    cosStatAnswer_t answer = sendRead(row.function, row.failed, size, size, interface, body);
+    cosStatAnswer_t answer = sendRead(where, row.failed, size, size, interface, body);
     if (answer.rc != QOS_MSG_DONE)
         return answer;
     const uint32_t ports = reinterpret_cast<const cosPortStats_t *>(answer.bytes)->num_ports;

@@ -1,45 +1,52 @@
 // What the statistics of Tessel and both Mirelle types have in common: reads of a block of state, of port counters and
 // of TMCs as rows of data, and the clears.
 //
-// A row is run for a named function, whose name stands in the lines. Relies on platform/stat_copy.h for what goes where
-// in a reply, on agent/model/clear_walk.h for the chip of a clear.
+// A row is run for a named function, whose name stands in the lines. Relies on platform/common/stat_copy.h for what
+// goes where in a reply, on agent/model/clear_walk.h for the chip of a clear.
 #ifndef PLATFORM_COMMON_COS_STATISTICS_H
 #define PLATFORM_COMMON_COS_STATISTICS_H
 
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <span>
+#include <type_traits>
 
-#include "agent/messages/chip.h"
-#include "agent/messages/congestion.h"
-#include "agent/messages/drop_monitor.h"
-#include "agent/messages/policer.h"
 #include "agent/messages/statistics.h"
 #include "core/text.h"
 #include "inventory/records.h"
+#include "platform/common/port.h"
 #include "platform/common/stat_copy.h"
-#include "platform/records/statistics.h"
+#include "platform/records/statistics_blocks.h"
 
 // What a request names: a port or the PLC as a whole, or with the body's selector one of the TMCs behind the chip or of
 // the output queues of a port.
 enum class cosStatForm_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
 
+// A read of one block, and what of it goes where.
 struct cosStatRow_t {
-    qosWhere_t function;
     uint32_t command;
-    uint16_t in_size;
-    uint16_t out_size;
+    uint16_t size; // of the block
     cosStatForm_t form;
     qosText_t<const char *, uint32_t> failed; // with the port's name
-    std::span<const statStep_t> steps;        // from the start of the response
+    std::span<const statStep_t> steps;
 };
+
+// A row of platform/records/statistics.def; the request names what its form says.
+template <typename Block, cosStatForm_t Form>
+constexpr cosStatRow_t cosStatRow(uint32_t command, qosText_t<const char *, uint32_t> failed,
+                                  std::span<const statStep_t> steps)
+{
+    constexpr bool of_chip = Form == cosStatForm_t::Plc || Form == cosStatForm_t::TmcChip;
+    static_assert(std::is_same_v<decltype(Block::head), std::conditional_t<of_chip, cosStatChip_t, cosStatPort_t>>);
+    return {command, sizeof(Block), Form, failed, steps};
+}
 
 // A read of port counters; the steps count from the word that gives the number of ports.
 struct cosPortRow_t {
-    qosWhere_t function;
     qosWhere_t copy_function; // null: the response's number of ports is not looked at
     cosPortKind_t kind;
-    uint32_t unknown;                         // for an unknown interface: 24 with a line, or 25 in the body's status
+    portMiss_t missing;                       // Config or Statistics
     qosText_t<const char *, uint32_t> failed; // with the port's name
     std::span<const statStep_t> steps;
 };
@@ -52,21 +59,22 @@ struct cosStatAnswer_t {
     uint32_t length;
 };
 
-// The body's interface, which has a chip; else null with 25 in the status and no line.
-const qosIf_t *cosStatInterface(qosStatsHead_t *body);
-
 // Sends the request of a row to the chip of the body's interface and runs the steps. A failed read leaves the reply as
 // it came. A response that counts other than one port is reported and taken.
-cosStatAnswer_t cosStatRead(const cosStatRow_t &row, qosStatsHead_t *body);
-cosStatAnswer_t cosStatRead(const cosPortRow_t &row, qosStatsHead_t *body);
+cosStatAnswer_t cosStatRead(qosWhere_t where, const cosStatRow_t &row, qosStatsHead_t *body);
+cosStatAnswer_t cosStatRead(qosWhere_t where, const cosPortRow_t &row, qosStatsHead_t *body);
 
-// Runs a row for the function whose body is of another type, then `more` for what is not a step.
+// Runs a row for a function whose body is of another type, then `more` for what is not a step.
 template <const auto &Row, typename Body>
-uint32_t cosStatRun(Body *body, void (*more)(const cosStatAnswer_t &answer, Body *body) = nullptr)
+uint32_t cosStatRun(qosWhere_t where, Body *body, void (*more)(const cosStatAnswer_t &answer, Body *body) = nullptr)
 {
     static_assert(statReach(Row.steps) <= sizeof(Body));
-    const cosStatAnswer_t answer = cosStatRead(Row, reinterpret_cast<qosStatsHead_t *>(body));
-    if (answer.rc == QOS_MSG_DONE && more)
+    const cosStatAnswer_t answer = cosStatRead(where, Row, reinterpret_cast<qosStatsHead_t *>(body));
+    if (answer.rc != QOS_MSG_DONE)
+        return answer.rc;
+    if constexpr (requires { body->selector_echo; })
+        memcpy(body->selector_echo, body->selector, sizeof body->selector_echo);
+    if (more)
         more(answer, body);
     return answer.rc;
 }

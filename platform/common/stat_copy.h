@@ -1,14 +1,16 @@
 // Statistics replies as data: what of a driver's response goes where in a message body.
 //
-// A family's table is a constant list of steps, made by the functions below and run by statCopy. Offsets into the
-// response count from the point that the caller hands over, offsets into the body from its start; everything is
-// big-endian on both sides. Steps run in order, so where two write the same byte the later one stays.
+// A family's table is a constant list of steps, made by the macros below from members of the block that the driver
+// gives and of the body, and run by statCopy. Offsets into the response count from the block's start, offsets into the
+// body from its start; everything is big-endian on both sides. Steps run in order, so where two write the same byte the
+// later one stays.
 #ifndef PLATFORM_COMMON_STAT_COPY_H
 #define PLATFORM_COMMON_STAT_COPY_H
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 
 // A counter as decimal text, terminated.
 constexpr unsigned STAT_TEXT_SIZE = 33;
@@ -32,73 +34,102 @@ struct statStep_t {
     uint8_t scale; // a text shows the value times two to this power, in 64 bits
 };
 
-constexpr statStep_t statArray(uint16_t to, uint8_t to_width, uint16_t from, uint8_t from_width, uint16_t count)
+// The steps by members. A and B are the block that is read and the body that is filled; a member may be an element of
+// an array.
+#define STAT_MOVE(to, from) statMove<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from))
+#define STAT_RUN(count, to, from) statRun<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from), count)
+#define STAT_FIELD(to, from, bit, bits)                                                                                \
+    statField<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from), bit, bits)
+#define STAT_FLAG(to, from, bit) statFlag<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from), bit)
+#define STAT_FLAGS(to, from, bit) statFlags<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from), bit)
+// As a text that shows the value times two to the power `scale`.
+#define STAT_TEXTS(to, from, scale)                                                                                    \
+    statTexts<decltype(B::to), decltype(A::from)>(offsetof(B, to), offsetof(A, from), scale)
+
+namespace statDetail {
+
+template <typename Member>
+using leaf = std::remove_all_extents_t<std::remove_reference_t<Member>>;
+
+template <typename Member>
+constexpr size_t leaves = sizeof(std::remove_reference_t<Member>) / sizeof(leaf<Member>);
+
+template <typename Member>
+constexpr uint8_t width = sizeof(leaf<Member>);
+
+// A counter as text counts as one value.
+template <typename Member>
+constexpr bool isText = std::is_same_v<leaf<Member>, char>;
+
+} // namespace statDetail
+
+template <typename To, typename From>
+constexpr statStep_t statRun(size_t to, size_t from, size_t count)
 {
-    return {to,
-            from,
-            count,
-            to_width,
-            from_width,
-            to_width,
-            from_width,
+    using namespace statDetail;
+    return {static_cast<uint16_t>(to),
+            static_cast<uint16_t>(from),
+            static_cast<uint16_t>(count),
+            width<To>,
+            width<From>,
+            width<To>,
+            width<From>,
             0,
             0,
-            static_cast<uint8_t>(8 * from_width),
+            8 * width<From>,
             statForm_t::Number,
             0};
 }
 
-constexpr statStep_t statWords(uint16_t to, uint16_t from, uint16_t count = 1)
+template <typename To, typename From>
+constexpr statStep_t statField(size_t to, size_t from, unsigned bit, unsigned bits)
 {
-    return statArray(to, 4, from, 4, count);
-}
-
-constexpr statStep_t statQuads(uint16_t to, uint16_t from, uint16_t count = 1)
-{
-    return statArray(to, 8, from, 8, count);
-}
-
-constexpr statStep_t statBytes(uint16_t to, uint16_t from, uint16_t count = 1)
-{
-    return statArray(to, 1, from, 1, count);
-}
-
-// The low byte of each word.
-constexpr statStep_t statLowBytes(uint16_t to, uint16_t from, uint16_t count = 1)
-{
-    return statArray(to, 1, from, 4, count);
-}
-
-// A field of `bits` bits, the lowest of them `shift` bits above the end of the `from_width` bytes at `from`.
-constexpr statStep_t statField(uint16_t to, uint8_t to_width, uint16_t from, uint8_t from_width, uint8_t shift,
-                               uint8_t bits)
-{
-    statStep_t step = statArray(to, to_width, from, from_width, 1);
-    step.shift = shift;
-    step.bits = bits;
+    static_assert(statDetail::leaves<To> == 1 && statDetail::leaves<From> == 1);
+    statStep_t step = statRun<To, From>(to, from, 1);
+    step.shift = static_cast<uint8_t>(bit);
+    step.bits = static_cast<uint8_t>(bits);
     return step;
 }
 
-// One bit of a byte, as a byte.
-constexpr statStep_t statFlag(uint16_t to, uint16_t from, uint8_t bit)
+// Read from the byte that holds the bit.
+template <typename To, typename From>
+constexpr statStep_t statFlag(size_t to, size_t from, unsigned bit)
 {
-    return statField(to, 1, from, 1, bit, 1);
+    static_assert(std::is_same_v<statDetail::leaf<To>, uint8_t>);
+    return statField<To, uint8_t>(to, from + statDetail::width<From> - 1 - bit / 8, bit % 8, 1);
 }
 
-// Eight bits, a byte for each, beginning with the one `shift` bits above the end of the `from_width` bytes at `from`.
-constexpr statStep_t statFlags(uint16_t to, uint16_t from, uint8_t from_width = 1, uint8_t shift = 0)
+template <typename To, typename From>
+constexpr statStep_t statFlags(size_t to, size_t from, unsigned bit)
 {
-    statStep_t step = statField(to, 1, from, from_width, shift, 1);
+    static_assert(std::is_same_v<To, uint8_t[8]> && statDetail::leaves<From> == 1);
+    statStep_t step = statField<uint8_t, From>(to, from, bit, 1);
     step.count = 8;
     step.from_stride = 0;
     step.shift_stride = 1;
     return step;
 }
 
-// 64-bit counters as texts.
-constexpr statStep_t statTexts(uint16_t to, uint16_t from, uint16_t count = 1, uint8_t scale = 0)
+template <typename To, typename From>
+constexpr statStep_t statMove(size_t to, size_t from)
 {
-    statStep_t step = statArray(to, STAT_TEXT_SIZE, from, 8, count);
+    using namespace statDetail;
+    if constexpr (std::is_same_v<To, uint8_t[8]> && std::is_same_v<From, uint8_t>) {
+        return statFlags<To, From>(to, from, 0);
+    } else {
+        static_assert(leaves<To> == leaves<From>, "a run past the end of a member is a RUN");
+        return statRun<To, From>(to, from, leaves<To>);
+    }
+}
+
+template <typename To, typename From>
+constexpr statStep_t statTexts(size_t to, size_t from, uint8_t scale = 0)
+{
+    using namespace statDetail;
+    static_assert(isText<To> && width<From> == 8);
+    static_assert(leaves<To> == leaves<From> * STAT_TEXT_SIZE, "a text for each counter");
+    statStep_t step = statRun<To, From>(to, from, leaves<From>);
+    step.to_width = step.to_stride = STAT_TEXT_SIZE;
     step.form = statForm_t::Text;
     step.scale = scale;
     return step;

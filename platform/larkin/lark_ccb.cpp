@@ -8,21 +8,12 @@
 #include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/records/larkin.h"
 
 namespace {
 
 using portText_t = qosText_t<const char *, uint32_t>;
-
-// The port of a body, or null with the status in the body.
-qosIf_t *findPort(qosWhere_t where, qosCcbMsg_t *body)
-{
-    qosIf_t *interface = cosFindPort(where, body->ifindex);
-    if (!interface)
-        qosAnswer(body, QOS_MSG_NOT_FOUND);
-    return interface;
-}
 
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
@@ -39,7 +30,7 @@ uint32_t sendForPort(qosWhere_t where, const portText_t &failed, const qosIf_t *
 // only where a priority has just been turned on or another one off.
 uint32_t switchRed(qosIf_t *interface, const qosCcbMsg_t *body)
 {
-    qosIfRedCfg_t &config = interface->ccb.redConfig[static_cast<uint32_t>(body->cos) % QOS_PRIORITIES];
+    qosIfRedCfg_t &config = interface->ccb.redConfig[static_cast<uint32_t>(body->cos) % QOS_NUM_COS];
     if (body->set == 0) {
         config.redProfileEnabled = 0;
         return LARK_RED_PROFILE;
@@ -87,7 +78,7 @@ uint32_t clearChipPorts(const qosChip_t *chip)
 uint32_t larkSetTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("tail drop ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkTailDrop_t>(DCE_CCB_SET, LARK_TAIL_DROP, 1);
@@ -99,7 +90,7 @@ uint32_t larkSetTailDrop(qosCcbMsg_t *body)
 uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pri tail drop ioctl for port %s failed, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qaCcbThresholds_t thresholds = {};
@@ -109,8 +100,8 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
         QOS_ERR("failed to retrieve cos tail drop thresholds, rc: %d", computed);
         return qosAnswer(body, computed);
     }
-    auto *record = qosDceRequest<larkPriTailDrop_t>(DCE_CCB_SET, LARK_PRI_TAIL_DROP, QOS_PRIORITIES);
-    for (uint32_t priority = 0; priority < QOS_PRIORITIES; ++priority) {
+    auto *record = qosDceRequest<larkPriTailDrop_t>(DCE_CCB_SET, LARK_PRI_TAIL_DROP, QOS_NUM_COS);
+    for (uint32_t priority = 0; priority < QOS_NUM_COS; ++priority) {
         larkPriTailDropEntry_t &entry = record->entry[priority];
         entry.ifindex = interface->ifIndex;
         entry.priority = static_cast<uint16_t>(priority);
@@ -122,7 +113,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
 uint32_t larkSetPortBuf(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("PortBuf ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkPortThreshold_t>(DCE_CCB_SET, LARK_PORT_BUF, 1);
@@ -134,7 +125,7 @@ uint32_t larkSetPortBuf(qosCcbMsg_t *body)
 uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("emergency pause ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosDceRequest<larkPortThreshold_t>(DCE_CCB_SET, LARK_EMERGENCY_PAUSE, 1);
@@ -146,7 +137,7 @@ uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
 uint32_t larkSetPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pause ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t de_assert;
@@ -164,14 +155,14 @@ uint32_t larkSetPause(qosCcbMsg_t *body)
 uint32_t larkSetPfc(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("ppp ioctl failed for port %s, rc: %d");
-    const qosIf_t *interface = findPort(__func__, body);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t de_assert;
     uint32_t assert_threshold;
     qaCcbGetPauseThresholds(interface, &de_assert, &assert_threshold);
-    auto *record = qosDceRequest<larkPfc_t>(DCE_CCB_SET, LARK_PFC, QOS_PRIORITIES);
-    for (uint32_t priority = 0; priority < QOS_PRIORITIES; ++priority) {
+    auto *record = qosDceRequest<larkPfc_t>(DCE_CCB_SET, LARK_PFC, QOS_NUM_COS);
+    for (uint32_t priority = 0; priority < QOS_NUM_COS; ++priority) {
         const qosPauseProfile_t &pfc = interface->ccb.pfc[priority];
         larkPfcEntry_t &entry = record->entry[priority]; // here 0 and 1 are not exchanged
         entry.ifindex = interface->ifIndex;
@@ -187,7 +178,7 @@ uint32_t larkSetPfc(qosCcbMsg_t *body)
 uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("RED profile enable ioctl failed for port %s, rc: %d");
-    qosIf_t *interface = findPort(__func__, body);
+    qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     const uint32_t word = switchRed(interface, body);
@@ -195,11 +186,11 @@ uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
     record->hdr.word_8 = LARK_RED_PROFILE;
     record->ifindex = body->ifindex;
     uint32_t enabled = 0;
-    for (unsigned priority = 0; priority < QOS_PRIORITIES; ++priority) {
+    for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority) {
         if (interface->ccb.redConfig[priority].redProfileEnabled != 1)
             continue;
         enabled |= 1U << priority;
-        record->profile[QOS_PRIORITIES - 1 - priority] = word;
+        record->profile[QOS_NUM_COS - 1 - priority] = word;
     }
     record->enabled = static_cast<uint16_t>(enabled);
     return sendForPort(__func__, failed, interface, record, body);
@@ -244,7 +235,7 @@ uint32_t larkGetTailDropThreshold(const qosIf_t *interface)
 
 uint32_t larkSetDefTailDrop(qosCcbMsg_t *body)
 {
-    qosIf_t *interface = findPort(__func__, body);
+    qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     interface->ccb.tailDropThreshold = larkGetTailDropThreshold(interface);
@@ -266,8 +257,8 @@ uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body)
 uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body)
 {
     const uint32_t chip = body->chip_ifindex;
-    auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_TAIL_DROP, QOS_PRIORITIES);
-    for (unsigned queue = 0; queue < QOS_PRIORITIES; ++queue) {
+    auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_TAIL_DROP, QOS_NUM_COS);
+    for (unsigned queue = 0; queue < QOS_NUM_COS; ++queue) {
         record->entry[queue].queue = static_cast<uint16_t>(queue);
         record->entry[queue].value = static_cast<uint16_t>(body->mcTailDrop[queue]);
     }

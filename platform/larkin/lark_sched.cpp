@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr uint32_t LAST = QOS_PRIORITIES - 1;
+constexpr uint32_t LAST = QOS_NUM_COS - 1;
 
 uint16_t weightOf(const qosSchMsg_t *body, uint32_t tc)
 {
@@ -20,8 +20,8 @@ uint16_t weightOf(const qosSchMsg_t *body, uint32_t tc)
 
 void traceScheduler(const larkScheduler_t *record)
 {
-    uint32_t w[QOS_PRIORITIES]; // by the chip's class
-    for (uint32_t tc = 0; tc < QOS_PRIORITIES; ++tc)
+    uint32_t w[QOS_NUM_COS]; // by the chip's class
+    for (uint32_t tc = 0; tc < QOS_NUM_COS; ++tc)
         w[tc] = record->weight[LAST - tc];
     QOS_DBG_AT("larkSetSchCfg",
                "sch ets pri policy:%d, enable mask:%d,sch_pri_base_credit:%dweights "
@@ -51,7 +51,7 @@ uint32_t larkSetSchCfg(qosSchMsg_t *body)
     record->half_20 = 0;
     record->priority_policy = static_cast<uint16_t>(strict < LAST ? LAST - strict : 0);
     record->base_credit = LARK_SCH_BASE_CREDIT;
-    for (uint32_t tc = 0; tc < QOS_PRIORITIES; ++tc)
+    for (uint32_t tc = 0; tc < QOS_NUM_COS; ++tc)
         record->weight[LAST - qaChipPriority(tc)] = weightOf(body, tc);
     traceScheduler(record);
     const uint32_t rc = qosDceSend(body->chip_ifindex, record);
@@ -62,8 +62,8 @@ uint32_t larkSetSchCfg(qosSchMsg_t *body)
 
 uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
 {
-    auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_SCHEDULER, QOS_PRIORITIES);
-    for (unsigned tc = 0; tc < QOS_PRIORITIES; ++tc) {
+    auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_SCHEDULER, QOS_NUM_COS);
+    for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc) {
         const uint32_t weight = qos_convert_mc_wgt_to_dnld_wgt(body->Mcsch_cfg.mc_dwrr_weight[tc]);
         record->entry[tc].queue = static_cast<uint16_t>(tc);
         record->entry[tc].value = static_cast<uint16_t>(weight);

@@ -1,6 +1,7 @@
-// Reads of counters as rows of one mechanism, and their copy steps, which count from behind the response's head.
+// Reads of counters as rows of one mechanism, and their copy steps.
 #include "platform/larkin/lark_statistics.h"
 
+#include <array>
 #include <cstring>
 #include <span>
 
@@ -9,7 +10,7 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/common/stat_texts.h"
 #include "platform/records/larkin.h"
 #include "velmar/dce.h"
@@ -18,17 +19,22 @@ namespace {
 
 constexpr size_t TOTAL_SIZE = 32; // bytes of the drop total that are used
 
-constexpr statStep_t RCV_QUEUE_STEPS[] = {
-    statWords(offsetof(qosRcvQueueStatsMsg_t, log_port_bufs), 4),
-    // The chip counts priorities 0 and 1 the other way round.
-    statWords(offsetof(qosRcvQueueStatsMsg_t, port_pri_bufs), 16),
-    statWords(offsetof(qosRcvQueueStatsMsg_t, port_pri_bufs) + 4, 12),
-    statWords(offsetof(qosRcvQueueStatsMsg_t, port_pri_bufs) + 8, 20, 6),
-};
-constexpr statStep_t MCAST_STEPS[] = {statTexts(offsetof(qosMcastRcvQueueStatsMsg_t, counter), 0x58, 8)};
+constexpr auto RCV_QUEUE_STEPS = [] {
+    using A = larkRcvQueue_t;
+    using B = qosRcvQueueStatsMsg_t;
+    return std::array{STAT_MOVE(log_port_bufs, log_port_bufs),
+                      // The chip counts priorities 0 and 1 the other way round.
+                      STAT_MOVE(port_pri_bufs[0], port_pri_bufs[1]), STAT_MOVE(port_pri_bufs[1], port_pri_bufs[0]),
+                      STAT_RUN(6, port_pri_bufs[2], port_pri_bufs[2])};
+}();
+constexpr auto MCAST_STEPS = [] {
+    using A = larkMcastCounters_t;
+    using B = qosMcastRcvQueueStatsMsg_t;
+    return std::array{STAT_TEXTS(counter, counter, 0)};
+}();
 constexpr auto QUEUE_STEPS = statQueueSteps(3, statOrder_t::Exchanged);
 constexpr auto FLOW_PRIORITIES = statFlowPriorities(statOrder_t::Plain);
-constexpr statStep_t FLOW_STEPS[] = {FLOW_PRIORITIES[0], FLOW_PRIORITIES[1], FLOW_PRIORITIES[2], STAT_FLOW_GLOBAL};
+constexpr statStep_t FLOW_STEPS[] = {FLOW_PRIORITIES[0], FLOW_PRIORITIES[1], FLOW_PRIORITIES[2], statFlowGlobal()};
 static_assert(statReach(RCV_QUEUE_STEPS) <= sizeof(qosRcvQueueStatsMsg_t));
 static_assert(statReach(MCAST_STEPS) <= sizeof(qosMcastRcvQueueStatsMsg_t));
 static_assert(statReach(QUEUE_STEPS) <= sizeof(qosQueueStatsMsg_t));
@@ -37,6 +43,12 @@ static_assert(statReach(FLOW_STEPS) <= sizeof(qosFlowControlStatsMsg_t));
 // A response is readable for its whole record, whatever the driver sent of it.
 template <typename Record>
 void copyReply(std::span<const statStep_t> steps, const Record *response, void *body)
+{
+    statCopy(steps, reinterpret_cast<const unsigned char *>(response), sizeof *response, body);
+}
+
+// Port counters stand behind the head as in every family.
+void copyCounters(std::span<const statStep_t> steps, const larkPortCounters_t *response, void *body)
 {
     const auto *data = reinterpret_cast<const unsigned char *>(response) + sizeof(dceHdr_t);
     statCopy(steps, data, sizeof *response - sizeof(dceHdr_t), body);
@@ -91,7 +103,7 @@ void larkCopyFlowControlStats(const qosIf_t *, const larkPortCounters_t *respons
     const uint32_t count = response->num_ports_answered;
     if (count != 1)
         QOS_ERR("If count mismatch in flowControl response, expected 1, got %d", count);
-    copyReply(FLOW_STEPS, response, body);
+    copyCounters(FLOW_STEPS, response, body);
 }
 
 void larkCopyQueueStats(const qosIf_t *, const larkPortCounters_t *response, qosQueueStatsMsg_t *body)
@@ -99,7 +111,7 @@ void larkCopyQueueStats(const qosIf_t *, const larkPortCounters_t *response, qos
     const uint32_t count = response->num_ports_answered;
     if (count != 1)
         QOS_ERR("If count mismatch in queue response, expected 1, got %d", count);
-    copyReply(QUEUE_STEPS, response, body);
+    copyCounters(QUEUE_STEPS, response, body);
 }
 
 void larkCopyMcastRcvQueStats(const larkMcastCounters_t *response, qosMcastRcvQueueStatsMsg_t *body)
@@ -134,9 +146,9 @@ constexpr read_t<larkPortCounters_t, qosQueueStatsMsg_t> QUEUE = {
 template <typename Record, typename Body>
 uint32_t readPort(const read_t<Record, Body> &read, Body *body)
 {
-    const qosIf_t *interface = cosFindPort(read.function, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(read.function, body);
     if (!interface)
-        return qosAnswer(body, QOS_MSG_NOT_FOUND);
+        return QOS_MSG_NOT_FOUND;
     Record *record = read.request();
     record->ifindex = interface->ifIndex;
     const Record *response;

@@ -7,6 +7,7 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/interfaces.h"
+#include "platform/common/port.h"
 #include "platform/common/priority_entry.h"
 #include "platform/records/larkin.h"
 
@@ -192,17 +193,6 @@ uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body
     return rc;
 }
 
-template <typename Body>
-qosIf_t *findPort(qosWhere_t where, Body *body)
-{
-    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
-    if (!interface) {
-        QOS_ERR_AT(where, "Failed to find interface %s entry for CoS trust\n", qosNameOf(body->ifName).text);
-        qosAnswer(body, QOS_MSG_REFUSED);
-    }
-    return interface;
-}
-
 constexpr priorityEntry_t COS_TRUST = {"larkSetIfCosTrust",
                                        QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
                                        QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
@@ -308,7 +298,7 @@ uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
 
 uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
 {
-    constexpr unsigned LAST = QOS_PRIORITIES - 1;
+    constexpr unsigned LAST = QOS_NUM_COS - 1;
     uint32_t rc = QOS_MSG_REFUSED;
     if (const qosChip_t *chip = chipOf(__func__, interface)) {
         auto *record = qosDceRequest<larkL2PriRegMap_t>(DCE_L2_CONFIG, LARK_L2_PRI_REG_MAP, 1);
@@ -327,33 +317,33 @@ uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
 
 uint32_t larkSetL2PriMap(qosL2PriMsg_t *body)
 {
-    qosIf_t *interface = findPort(__func__, body);
+    qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
     uint32_t rc = QOS_MSG_DONE;
-    for (unsigned cos = 0; cos < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++cos)
+    for (unsigned cos = 0; cos < QOS_NUM_COS && rc == QOS_MSG_DONE; ++cos)
         rc = setL2Entry(interface, cos, body);
     return qosAnswer(body, larkSetL2PriRegMap(interface, body));
 }
 
 uint32_t larkSetL3PriMap(qosL3PriMsg_t *body)
 {
-    qosIf_t *interface = findPort(__func__, body);
+    qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
     uint32_t rc = QOS_MSG_DONE;
-    for (unsigned dscp = 0; dscp < QOS_DSCPS && rc == QOS_MSG_DONE; ++dscp)
+    for (unsigned dscp = 0; dscp < QOS_NUM_DSCP && rc == QOS_MSG_DONE; ++dscp)
         rc = setL3Entry(interface, dscp, body);
     return qosAnswer(body, rc);
 }
 
 uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
 {
-    qosIf_t *interface = findPort(__func__, body);
+    qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
     uint32_t rc = QOS_MSG_DONE;
-    for (unsigned dscp = 0; dscp < QOS_DSCPS && rc == QOS_MSG_DONE; ++dscp) {
+    for (unsigned dscp = 0; dscp < QOS_NUM_DSCP && rc == QOS_MSG_DONE; ++dscp) {
         if (interface->l3_pri.tcam_handle_valid & bitOf(dscp))
             rc = larkDelL3PSelTcamEntry(interface, dscp);
     }

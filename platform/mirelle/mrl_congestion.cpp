@@ -7,7 +7,7 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/records/congestion.h"
 #include "velmar/dce.h"
 
@@ -29,7 +29,7 @@ const qosChipPortInfo_t *portInfoOf(const qosIf_t *interface)
 
 uint32_t mrlSetDefTailDrop(qosCcbMsg_t *body)
 {
-    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     const qosChipPortInfo_t *port = portInfoOf(interface);

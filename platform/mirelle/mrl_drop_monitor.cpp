@@ -4,9 +4,9 @@
 #include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/trace.h"
-#include "platform/common/cos_port.h"
 #include "platform/common/cos_red.h"
 #include "platform/common/cos_slices.h"
+#include "platform/common/port.h"
 #include "platform/records/statistics.h"
 
 namespace {
@@ -96,13 +96,12 @@ uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qo
 
 uint32_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->records[0].ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     return interface ? readAll(interface, body, readTailDrops) : uint32_t{QOS_MSG_NOT_FOUND};
 }
 
 uint32_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
 {
-    const qosIf_t *interface = qosLookupIfEntry(body->records[0].ifindex);
-    const bool known = interface && interface->chip;
-    return known ? readAll(interface, body, readRedDrops) : qosAnswer(body, QOS_MSG_UNSERVED);
+    const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
+    return interface ? readAll(interface, body, readRedDrops) : uint32_t{QOS_MSG_UNSERVED};
 }

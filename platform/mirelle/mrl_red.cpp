@@ -8,8 +8,8 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/chips.h"
-#include "platform/common/cos_port.h"
 #include "platform/common/cos_red.h"
+#include "platform/common/port.h"
 #include "platform/common/red_profiles.h"
 #include "velmar/dce.h"
 
@@ -58,7 +58,8 @@ void mrlCopyRedStats(const unsigned char *response, qosRedStatsMsg_t *body)
 {
     body->stats_valid = 1;
     body->records_valid = recordsAsked(body);
-    cosRedTakeCounters(cosRedResult(response, 1, 0), std::size(body->mrl_counter) / 2, body->mrl_counter);
+    cosRedTakeCounters(cosRedResult(response, 1, 0), static_cast<unsigned>(std::size(body->mrl_counter) / 2),
+                       body->mrl_counter);
 }
 
 } // namespace
@@ -80,7 +81,7 @@ void mrlPutRedMappedProfile(qosChip_t *chip, uint16_t profile)
 
 uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
 {
-    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qosChip_t *chip = interface->chip;
@@ -126,7 +127,7 @@ uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
 
 uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, 1);

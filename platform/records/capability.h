@@ -5,20 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/records/chip_traits.h"
 #include "platform/records/frame.h"
 
 constexpr uint32_t CHIP_PORTS = 160;
 constexpr uint32_t CAP_FLAG_PT_BASED_POL = 0x80000000;
 constexpr uint32_t CAP_FLAG_VLAN_BASED_POL = 0x40000000;
-
-enum chipCode_t : uint32_t {
-    CHIP_CODE_LARKIN = 24,
-    CHIP_CODE_TESSEL = 26,
-    CHIP_CODE_MIRELLE_A = 29,
-    CHIP_CODE_MIRELLE_B = 31,
-    CHIP_CODE_MIRELLE2_A = 32,
-    CHIP_CODE_MIRELLE2_B = 33,
-};
 
 struct capPort_t {
     be32 ifindex;

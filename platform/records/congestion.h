@@ -13,8 +13,8 @@ struct cosPriTailDrop_t {
     cosHdr_t hdr;
     be32 ifindex;
     uint8_t reserved_32[12];
-    be32 valid[QOS_PRIORITIES]; // 1: the threshold counts
-    be32 threshold[QOS_PRIORITIES];
+    be32 valid[QOS_NUM_COS]; // 1: the threshold counts
+    be32 threshold[QOS_NUM_COS];
 };
 QOS_MEMBERS(cosPriTailDrop_t, 108, F(0, hdr), F(28, ifindex), PAD(32, reserved_32), F(44, valid), F(76, threshold));
 
@@ -29,7 +29,7 @@ QOS_MEMBERS(cosTailDrop_t, 40, F(0, hdr), F(28, ifindex), F(32, valid), F(36, th
 struct cosW2qMap_t {
     cosHdr_t hdr;
     be32 ifindex;
-    uint8_t tc_map[QOS_PRIORITIES];
+    uint8_t tc_map[QOS_NUM_COS];
 };
 QOS_MEMBERS(cosW2qMap_t, 40, F(0, hdr), F(28, ifindex), F(32, tc_map));
 
@@ -68,11 +68,11 @@ struct cosScheduler_t {
     cosHdr_t hdr;
     be32 ifIndex;
     be32 strict_boundary;
-    uint8_t group[QOS_PRIORITIES];
-    be32 group_weight[QOS_PRIORITIES];
-    be32 queue_weight[QOS_PRIORITIES];
-    be32 bandwidth[QOS_PRIORITIES]; // Mbit/s
-    uint8_t rate_limit_mask;        // a set bit: the priority is not limited
+    uint8_t group[QOS_NUM_COS];
+    be32 group_weight[QOS_NUM_COS];
+    be32 queue_weight[QOS_NUM_COS];
+    be32 bandwidth[QOS_NUM_COS]; // Mbit/s
+    uint8_t rate_limit_mask;     // a set bit: the priority is not limited
     uint8_t reserved_141[3];
 };
 QOS_MEMBERS(cosScheduler_t, 144, F(0, hdr), F(28, ifIndex), F(32, strict_boundary), F(36, group), F(44, group_weight),

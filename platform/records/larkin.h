@@ -195,7 +195,7 @@ QOS_MEMBERS(larkPfcEntry_t, 32, F(0, ifindex), F(4, priority), F(6, half_6), F(8
 
 struct larkPfc_t {
     dceHdr_t hdr;
-    larkPfcEntry_t entry[QOS_PRIORITIES];
+    larkPfcEntry_t entry[QOS_NUM_COS];
 };
 QOS_MEMBERS(larkPfc_t, 268, F(0, hdr), F(12, entry));
 
@@ -211,7 +211,7 @@ QOS_MEMBERS(larkPriTailDropEntry_t, 16, F(0, ifindex), F(4, priority), PAD(6, re
 
 struct larkPriTailDrop_t {
     dceHdr_t hdr;
-    larkPriTailDropEntry_t entry[QOS_PRIORITIES];
+    larkPriTailDropEntry_t entry[QOS_NUM_COS];
 };
 QOS_MEMBERS(larkPriTailDrop_t, 140, F(0, hdr), F(12, entry));
 
@@ -232,11 +232,12 @@ QOS_MEMBERS(larkMcastQueue_t, 4, F(0, queue), F(2, value));
 
 struct larkMcastQueues_t {
     dceHdr_t hdr;
-    larkMcastQueue_t entry[QOS_PRIORITIES];
+    larkMcastQueue_t entry[QOS_NUM_COS];
 };
 QOS_MEMBERS(larkMcastQueues_t, 44, F(0, hdr), F(12, entry));
 
-constexpr uint16_t LARK_RED_PROFILE = 15; // the only one of a chip; stands in word_8 of both RED records
+// The only one of a chip; stands in word_8 of both RED records.
+constexpr uint16_t LARK_RED_PROFILE = qosChipTraits(QOS_CHIP_LARKIN).own_red_profile;
 
 struct larkRedChip_t {
     dceHdr_t hdr;
@@ -252,7 +253,7 @@ struct larkRedPort_t {
     be32 ifindex;
     be16 enabled; // one bit a priority
     uint8_t reserved_18[2];
-    be32 profile[QOS_PRIORITIES]; // from priority 7 down to 0
+    be32 profile[QOS_NUM_COS]; // from priority 7 down to 0
 };
 QOS_MEMBERS(larkRedPort_t, 52, F(0, hdr), F(12, ifindex), F(16, enabled), PAD(18, reserved_18), F(20, profile));
 
@@ -276,7 +277,7 @@ struct larkScheduler_t {
     be16 half_20; // 0
     be16 priority_policy;
     be32 base_credit;
-    be16 weight[QOS_PRIORITIES]; // from the chip's class 7 down to 0
+    be16 weight[QOS_NUM_COS]; // from the chip's class 7 down to 0
 };
 QOS_MEMBERS(larkScheduler_t, 44, F(0, hdr), F(12, enable), PAD(14, reserved_14), F(20, half_20), F(22, priority_policy),
             F(24, base_credit), F(28, weight));
@@ -287,9 +288,13 @@ QOS_MEMBERS(larkScheduler_t, 44, F(0, hdr), F(12, enable), PAD(14, reserved_14),
 struct larkRcvQueue_t {
     dceHdr_t hdr;
     be32 ifindex;
-    uint8_t reserved_16[104];
+    be32 log_port_bufs; // buffers in use, in the response
+    uint8_t reserved_20[4];
+    be32 port_pri_bufs[QOS_NUM_COS]; // by the chip's priority, in the response
+    uint8_t reserved_56[64];
 };
-QOS_MEMBERS(larkRcvQueue_t, 120, F(0, hdr), F(12, ifindex), PAD(16, reserved_16));
+QOS_MEMBERS(larkRcvQueue_t, 120, F(0, hdr), F(12, ifindex), F(16, log_port_bufs), PAD(20, reserved_20),
+            F(24, port_pri_bufs), PAD(56, reserved_56));
 
 enum larkPortKind_t : uint32_t { LARK_KIND_RMON = 0, LARK_KIND_FLOW_CONTROL = 1, LARK_KIND_QUEUE = 2 };
 
@@ -322,9 +327,10 @@ QOS_MEMBERS(larkSwmCounters_t, 44, F(0, hdr), F(12, num_ports), F(16, word_16), 
 
 struct larkMcastCounters_t {
     dceHdr_t hdr;
-    uint8_t reserved_12[152];
+    uint8_t reserved_12[88];
+    be64 counter[QOS_NUM_COS]; // by queue, in the response
 };
-QOS_MEMBERS(larkMcastCounters_t, 164, F(0, hdr), PAD(12, reserved_12));
+QOS_MEMBERS(larkMcastCounters_t, 164, F(0, hdr), PAD(12, reserved_12), F(100, counter));
 
 constexpr uint32_t LARK_CLEAR_PORTS = 40; // of one request
 

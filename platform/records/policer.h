@@ -13,9 +13,9 @@ constexpr uint32_t POL_INGRESS = 0x80000000; // in the first word of add, associ
 struct cosPolProfile_t {
     cosHdr_t hdr;
     be32 profile; // bits 1 to 31 the id; bit 0: 1 delete, 0 update
-    uint8_t conform_cos[QOS_PRIORITIES];
-    uint8_t exceed_cos[QOS_PRIORITIES];
-    uint8_t violate_cos[QOS_PRIORITIES];
+    uint8_t conform_cos[QOS_NUM_COS];
+    uint8_t exceed_cos[QOS_NUM_COS];
+    uint8_t violate_cos[QOS_NUM_COS];
 };
 QOS_MEMBERS(cosPolProfile_t, 56, F(0, hdr), F(28, profile), F(32, conform_cos), F(40, exceed_cos), F(48, violate_cos));
 

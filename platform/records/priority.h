@@ -5,10 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/records/chip_traits.h"
 #include "platform/records/frame.h"
-
-constexpr unsigned QOS_PRIORITIES = 8;
-constexpr unsigned QOS_DSCPS = 64;
 
 struct cosL2Entry_t {
     uint8_t tc;
@@ -22,7 +20,7 @@ QOS_MEMBERS(cosL2Entry_t, 4, F(0, tc), F(1, cos), F(2, zero), PAD(3, reserved_3)
 struct cosL2PriMap_t {
     cosHdr_t hdr;
     be32 ifIndex;
-    cosL2Entry_t entry[4 * QOS_PRIORITIES];
+    cosL2Entry_t entry[4 * QOS_NUM_COS];
 };
 QOS_MEMBERS(cosL2PriMap_t, 160, F(0, hdr), F(28, ifIndex), F(32, entry));
 
@@ -49,14 +47,14 @@ struct cosL3PriMap_t {
     be32 ifIndex;
     uint8_t dscp_trust;
     uint8_t reserved_33[3];
-    cosL3Entry_t entry[QOS_DSCPS];
+    cosL3Entry_t entry[QOS_NUM_DSCP];
 };
 QOS_MEMBERS(cosL3PriMap_t, 292, F(0, hdr), F(28, ifIndex), F(32, dscp_trust), PAD(33, reserved_33), F(36, entry));
 
 struct cosDscpMap_t {
     cosHdr_t hdr;
     be32 ifIndex;
-    uint8_t dscp_map[QOS_DSCPS];
+    uint8_t dscp_map[QOS_NUM_DSCP];
 };
 QOS_MEMBERS(cosDscpMap_t, 96, F(0, hdr), F(28, ifIndex), F(32, dscp_map));
 

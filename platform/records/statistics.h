@@ -88,9 +88,19 @@ QOS_MEMBERS(cosPortStatsClear_t, 44, F(0, hdr), F(28, device), F(32, num_ports),
 struct cosAsicStats_t {
     cosHdr_t hdr;
     be32 device;
-    be64 counter[70]; // in the response
+    be64 sum32[4]; // from here on in the response: counters by offset, and some of which only the sum counts
+    be64 val64;
+    be64 sum72[4];
+    be64 sum104[4];
+    be64 val136[5];
+    be64 val176;
+    be64 val184[32];
+    be64 val440[3];
+    be64 val464[8];
+    be64 val528[8];
 };
-QOS_MEMBERS(cosAsicStats_t, 592, F(0, hdr), F(28, device), F(32, counter));
+QOS_MEMBERS(cosAsicStats_t, 592, F(0, hdr), F(28, device), F(32, sum32), F(64, val64), F(72, sum72), F(104, sum104),
+            F(136, val136), F(176, val176), F(184, val184), F(440, val440), F(464, val464), F(528, val528));
 
 constexpr unsigned QOS_DROP_REASONS = 128;
 

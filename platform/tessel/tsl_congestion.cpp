@@ -11,26 +11,11 @@
 #include "core/text.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/records/congestion.h"
 #include "platform/records/priority.h"
 
 namespace {
-
-uint32_t bufferDivisor(uint32_t model)
-{
-    switch (model) {
-    case 1004:
-    case 1005:
-    case 1007:
-    case 1011:
-        return 80;
-    case 1009:
-        return 100;
-    default:
-        return 120;
-    }
-}
 
 // The lines of a port's record, with the port's name.
 struct portTexts_t {
@@ -79,7 +64,7 @@ uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
 
 uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qaCcbThresholds_t thresholds = {};
@@ -91,7 +76,7 @@ uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
     }
     auto *record = qosCosRequest<cosPriTailDrop_t>(COS_PRI_TAIL_DROP);
     record->ifindex = body->ifindex;
-    for (unsigned priority = 0; priority < QOS_PRIORITIES; ++priority) {
+    for (unsigned priority = 0; priority < QOS_NUM_COS; ++priority) {
         record->valid[priority] = 1;
         record->threshold[priority] = thresholds[priority];
     }
@@ -100,7 +85,7 @@ uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
 
 uint32_t tslSetTailDrop(qosCcbMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosCosRequest<cosTailDrop_t>(COS_TAIL_DROP);
@@ -112,7 +97,7 @@ uint32_t tslSetTailDrop(qosCcbMsg_t *body)
 
 uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     auto *record = qosCosRequest<cosW2qMap_t>(COS_W2Q_MAP);
@@ -123,7 +108,7 @@ uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
 
 uint32_t tslSetPause(qosCcbMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t de_assert;
@@ -140,11 +125,11 @@ uint32_t tslSetPause(qosCcbMsg_t *body)
 
 uint32_t tslSetPfc(qosCcbMsg_t *body)
 {
-    const qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     uint32_t rc = QOS_MSG_DONE;
-    for (uint32_t priority = 0; priority < QOS_PRIORITIES && rc == QOS_MSG_DONE; ++priority) {
+    for (uint32_t priority = 0; priority < QOS_NUM_COS && rc == QOS_MSG_DONE; ++priority) {
         rc = qosAnswer(body, sendPfc(interface, body->ifindex, priority));
         if (rc != QOS_MSG_DONE)
             QOS_ERR("Failed to set PFC for port %s, cos %d, rc: %d", interface->ifName, priority, rc);
@@ -171,13 +156,13 @@ uint32_t tslGetSbpSize(qosChip_t *chip)
 
 uint32_t tslGetTailDropThreshold(const qosIf_t *interface)
 {
-    const uint32_t speed = qaSchGetSpeedFromIf(interface->ifIndex);
-    return (speed / 1000) * interface->chip->chipBuffers / bufferDivisor(qos_velmar_state.model);
+    const uint32_t gigabits = qaSchGetSpeedFromIf(interface->ifIndex) / 1000;
+    return gigabits * interface->chip->chipBuffers / (10 * qosModelTraits(qos_velmar_state.model).tessel_ports);
 }
 
 uint32_t tslSetDefTailDrop(qosCcbMsg_t *body)
 {
-    qosIf_t *interface = cosFindPort(__func__, body->ifindex);
+    qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     interface->ccb.tailDropThreshold = tslGetTailDropThreshold(interface);

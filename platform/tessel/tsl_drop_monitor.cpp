@@ -3,9 +3,9 @@
 
 #include "core/handler.h"
 #include "core/trace.h"
-#include "inventory/interfaces.h"
 #include "platform/common/cos_batch.h"
 #include "platform/common/cos_slices.h"
+#include "platform/common/port.h"
 #include "platform/records/statistics.h"
 
 namespace {
@@ -77,9 +77,9 @@ uint32_t readSlice(const qosIf_t *interface, qosTdMonitorStatsMsg_t *body, uint3
 
 uint32_t tslGetTdDropMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
-    const qosIf_t *interface = qosLookupIfEntry(body->records[0].ifindex);
-    if (!interface || !interface->chip)
-        return qosAnswer(body, QOS_MSG_UNSERVED);
+    const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
+    if (!interface)
+        return QOS_MSG_UNSERVED;
     const auto read = [interface, body](uint32_t first, uint32_t count) {
         return readSlice(interface, body, first, count);
     };

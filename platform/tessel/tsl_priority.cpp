@@ -44,9 +44,9 @@ uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body)
     auto *record = qosCosRequest<cosL2PriMap_t>(COS_L2_PRI_MAP, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
     record->ifIndex = body->ifIndex;
     // Entries 0 to 7 are for frames without a trusted CoS, the three blocks behind them for the others.
-    for (unsigned i = 0; i < 4 * QOS_PRIORITIES; ++i) {
-        const unsigned pri = i % QOS_PRIORITIES;
-        if (i < QOS_PRIORITIES)
+    for (unsigned i = 0; i < 4 * QOS_NUM_COS; ++i) {
+        const unsigned pri = i % QOS_NUM_COS;
+        if (i < QOS_NUM_COS)
             fillEntry(record->entry[i], body->def_tc, body->def_cos);
         else
             fillEntry(record->entry[i], body->tc_map[pri], body->cos_map[pri]);
@@ -96,7 +96,7 @@ uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
     auto *record = qosCosRequest<cosL3PriMap_t>(COS_L3_PRI_MAP);
     record->ifIndex = body->ifIndex;
     record->dscp_trust = static_cast<uint8_t>(body->dscp_trust);
-    for (unsigned dscp = 0; dscp < QOS_DSCPS; ++dscp) {
+    for (unsigned dscp = 0; dscp < QOS_NUM_DSCP; ++dscp) {
         record->entry[dscp].tc = body->tc_map[dscp];
         record->entry[dscp].cos = body->cos_map[dscp];
     }

@@ -111,7 +111,7 @@ uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
 
 uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
 {
-    const uint32_t records = qosRedStatsSingle(body) ? 1 : QOS_PRIORITIES;
+    const uint32_t records = qosRedStatsSingle(body) ? 1 : QOS_NUM_COS;
     auto *request = cosRedRead(STAT_DEV_RED_TESSEL, records);
     for (uint32_t priority = 0; priority < records; ++priority) {
         request->key[priority].id = body->ifindex;

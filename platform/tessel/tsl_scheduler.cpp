@@ -5,13 +5,13 @@
 #include "core/handler.h"
 #include "core/trace.h"
 #include "inventory/ifindex.h"
-#include "platform/common/cos_port.h"
+#include "platform/common/port.h"
 #include "platform/records/congestion.h"
 #include "platform/records/priority.h"
 
 namespace {
 
-constexpr uint32_t LAST = QOS_PRIORITIES - 1;
+constexpr uint32_t LAST = QOS_NUM_COS - 1;
 
 // The first strict priority and the boundary below it, for a number of strict queues.
 struct strict_t {
@@ -22,7 +22,7 @@ struct strict_t {
 strict_t strictQueues(qosSchMsg_t *body, uint32_t count)
 {
     if (count < LAST)
-        return {QOS_PRIORITIES - count, LAST - count};
+        return {QOS_NUM_COS - count, LAST - count};
     // Even the lowest priority is strict, held to the port's speed unless it has a bandwidth of its own.
     body->sch_cfg.dwrr_weight[0] = 0;
     if (body->sch_cfg.sp_queue_bw[0] == 0)
@@ -32,7 +32,7 @@ strict_t strictQueues(qosSchMsg_t *body, uint32_t count)
 
 void traceScheduler(const cosScheduler_t *record)
 {
-    for (uint32_t p = 0; p < QOS_PRIORITIES; ++p)
+    for (uint32_t p = 0; p < QOS_NUM_COS; ++p)
         QOS_DBG_AT("tslSetSchCfg", "strict bndry %d, Pri %d, group = %d, grp wt = %d, qpri wt = %d, bw = %d",
                    static_cast<uint32_t>(record->strict_boundary), p, record->group[p],
                    static_cast<uint32_t>(record->group_weight[p]), static_cast<uint32_t>(record->queue_weight[p]),
@@ -49,16 +49,16 @@ uint32_t tsl_qos_convert_wgt_to_dnld_wgt(uint32_t weight)
 
 uint32_t tslSetSchCfg(qosSchMsg_t *body)
 {
-    if (!cosFindPort(__func__, body->ifIndex))
+    if (!portFind<portMiss_t::Config>(__func__, body))
         return QOS_MSG_NOT_FOUND;
     const uint32_t configured = body->sch_cfg.sp_count;
-    const uint32_t count = configured < QOS_PRIORITIES ? configured : QOS_PRIORITIES;
+    const uint32_t count = configured < QOS_NUM_COS ? configured : QOS_NUM_COS;
     const strict_t strict = strictQueues(body, count);
     auto *record = qosCosRequest<cosScheduler_t>(COS_SCHEDULER, sizeof(cosScheduler_t), qosRequestBuffer_t::AsIs);
     record->ifIndex = body->ifIndex;
     record->strict_boundary = strict.boundary;
     record->rate_limit_mask = 0xff;
-    for (uint32_t p = 0; p < QOS_PRIORITIES; ++p) {
+    for (uint32_t p = 0; p < QOS_NUM_COS; ++p) {
         const uint32_t weight = tsl_qos_convert_wgt_to_dnld_wgt(body->sch_cfg.dwrr_weight[p]);
         record->group[p] = static_cast<uint8_t>(p);
         record->group_weight[p] = weight;
@@ -82,7 +82,7 @@ uint32_t tslSetSchCfg(qosSchMsg_t *body)
 
 uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
 {
-    if (!cosFindPort(__func__, body->ifIndex))
+    if (!portFind<portMiss_t::Config>(__func__, body))
         return QOS_MSG_NOT_FOUND;
     auto *record = qosCosRequest<cosPortShaper_t>(COS_PORT_SHAPER, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
     record->valid = 1;

@@ -5,26 +5,13 @@
 
 #include <cstdint>
 
-#include "agent/messages/statistics.h"
+#include "agent/messages/bodies.h"
 
 // Each asks the chip of the body's interface and fills the reply in place. The status is stored in the body and
-// returned: the transport's, or 25 for an unknown interface. A failed read leaves the reply as it came.
-uint32_t tslGetIngQueStats(qosIngQueStatsMsg_t *body);
-uint32_t tslGetEgrQueStats(qosEgrQueStatsMsg_t *body);
-uint32_t tslGetIngBufStats(qosIngBufStatsMsg_t *body);
-uint32_t tslGetEgrBufStats(qosEgrBufStatsMsg_t *body);
-uint32_t tslGetPlcIngQueStats(qosPlcIngQueStatsMsg_t *body);
-uint32_t tslGetPlcEgrQueStats(qosPlcEgrQueStatsMsg_t *body);
-uint32_t tslGetPlcIngBufStats(qosPlcIngBufStatsMsg_t *body);
-uint32_t tslGetPlcEgrBufStats(qosPlcEgrBufStatsMsg_t *body);
-uint32_t tslGetTmcIngChipQueStats(qosTmcIngChipQueStatsMsg_t *body);
-uint32_t tslGetTmcEgrChipQueStats(qosTmcEgrChipQueStatsMsg_t *body);
-uint32_t tslGetTmcIngChipBufStats(qosTmcIngChipBufStatsMsg_t *body);
-uint32_t tslGetTmcEgrChipBufStats(qosTmcEgrChipBufStatsMsg_t *body);
-uint32_t tslGetIngTmcPortQueStats(qosIngTmcPortQueStatsMsg_t *body);
-uint32_t tslGetIngTmcPortBufStats(qosIngTmcPortBufStatsMsg_t *body);
-uint32_t tslGetEgrTmcPortBufStats(qosEgrTmcPortBufStatsMsg_t *body);
-uint32_t tslGetVoqStats(qosVoqStatsMsg_t *body); // echoes the selector behind the counters
+// returned: the transport's, or 25 for an unknown interface. A failed read leaves the reply as it came. The read of
+// output queues echoes the selector behind the counters.
+#define STAT_BLOCK(entry, code, ...) uint32_t entry(qosBodyOf<code> *body);
+#include "platform/records/statistics.def"
 uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body);
 uint32_t tslGetFlowControlStats(qosFlowControlStatsMsg_t *body);
 uint32_t tslGetQueueStats(qosQueueStatsMsg_t *body);
