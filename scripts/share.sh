@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Prints the lines of code, of tests and their ratio; neither blank lines nor lines of comment count. Ends with 1 if the
+# tests are more than a third of the code (0.33); benchmarks are neither.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+lines() {
+    git ls-files -z -- "$@" | xargs -0 cat | grep -cvE '^[[:space:]]*(//.*)?$'
+}
+
+code=$(lines '*.cpp' '*.h' ':!tests/' ':!bench/')
+tests=$(lines 'tests/*.cpp' 'tests/*.h')
+ratio=$((100 * tests / code))
+printf 'code %d  tests %d  ratio 0.%02d\n' "$code" "$tests" "$ratio"
+((ratio <= 33))
