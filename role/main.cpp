@@ -1,5 +1,5 @@
-// dorvmd-role: the process frame in the manager role, with its command tree behind a terminal. It is not the manager: it
-// has the frame's modules, a module of its own that looks after ports, and takes in what agents send.
+// dorvmd-role: the process frame in the manager role, with its command tree behind a terminal. It is not the manager:
+// it has the frame's modules, a module of its own that looks after ports, and takes in what agents send.
 //
 // Ports come into being as they would on a card whose process owns the driver: each is added to the interface table,
 // its chip is asked of the driver, and the port is made known to the library's interface table. A chip that goes takes

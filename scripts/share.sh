@@ -10,6 +10,5 @@ lines() {
 
 code=$(lines '*.cpp' '*.h' ':!tests/' ':!bench/')
 tests=$(lines 'tests/*.cpp' 'tests/*.h')
-ratio=$((100 * tests / code))
-printf 'code %d  tests %d  ratio 0.%02d\n' "$code" "$tests" "$ratio"
-((ratio <= 33))
+printf 'code %d  tests %d  ratio 0.%03d\n' "$code" "$tests" $((1000 * tests / code))
+((100 * tests <= 33 * code))

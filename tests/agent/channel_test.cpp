@@ -1,6 +1,5 @@
 // The links to driver and manager: what a node makes of every frame that is not as it should be, of a driver or manager
 // that is late, gone or full, and of notices and source addresses.
-#include <gtest/gtest.h>
 #include <memory>
 #include <sys/socket.h>
 
@@ -183,8 +182,7 @@ TEST(DriverChannel, Events)
     };
     const auto ready = [](uint32_t bits) {
         Bytes body(32);
-        put32(body, 12, 2);
-        put32(body, 16, bits);
+        put(body, {{12, 2}, {16, bits}});
         return body;
     };
     send(eventFrame(1351, 3, ready(1 << 8)));
@@ -203,9 +201,7 @@ TEST(DriverChannel, Events)
     live.node.expectErr("Outbuf length (16) less than");
     for (const uint32_t event : {3, 4, 7, 9}) {
         Bytes body(2460);
-        put32(body, 0, event);
-        put32(body, 4, 1);
-        put32(body, 16, CHIP);
+        put(body, {{0, event}, {4, 1}, {16, CHIP}});
         send(eventFrame(101, 2, body));
     }
     EXPECT_TRUE(live.node.log.has("Ignoring chip up for chip 1/0"));

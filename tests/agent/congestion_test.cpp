@@ -1,18 +1,14 @@
 // Congestion control, scheduling, RED and long-distance links on a Tessel chip: the whole sequence of driver requests
 // of each message, byte by byte, what a failure half way leaves, and the arithmetic behind the thresholds.
 #include <cstring>
-#include <gtest/gtest.h>
 
 #include "agent/long_distance.h"
 #include "agent/model/thresholds.h"
 #include "agent/scheduler.h"
-#include "core/state.h"
-#include "inventory/interfaces.h"
 #include "platform/qa_ioctl.h"
 #include "platform/tessel/tsl_congestion.h"
 #include "platform/tessel/tsl_red.h"
 #include "tests/support/inside.h"
-#include "tests/support/node.h"
 
 namespace {
 
@@ -69,22 +65,21 @@ const Bytes MAP = {7, 6, 5, 4, 3, 2, 1, 0};
 
 Bytes ccbBody(uint32_t port)
 {
-    return bodyOf(QOS_PFC_MSG, {{"ifindex", port}, {"ifName", 'p'}, {"chip_ifindex", CHIP}, {"tc_map", 7, ~0ULL}});
+    return bodyOf(QOS_PFC_MSG, Field{"ifindex", port}, Field{"ifName", 'p'}, Field{"chip_ifindex", CHIP},
+                  Field{"tc_map", 7, ~0ULL});
 }
 
 Bytes schBody(uint32_t port, uint32_t strict)
 {
-    return bodyOf(QOS_SCH_MSG, {{"ifIndex", port},
-                                {"chip_ifindex", 0x1234},
-                                {"sch_cfg.sp_count", strict},
-                                {"sch_cfg.sp_queue_bw", 0, 100},
-                                {"sch_cfg.dwrr_weight", 10, 1},
-                                {"sch_cfg.dwrr_weight[2]", 0}});
+    return bodyOf(QOS_SCH_MSG, Field{"ifIndex", port}, Field{"chip_ifindex", 0x1234}, Field{"sch_cfg.sp_count", strict},
+                  Field{"sch_cfg.sp_queue_bw", 0, 100}, Field{"sch_cfg.dwrr_weight", 10, 1},
+                  Field{"sch_cfg.dwrr_weight[2]", 0});
 }
 
 Bytes ldBody(uint32_t command, uint32_t port, uint32_t distance = 0, uint8_t num_pfc = 0)
 {
-    return bodyOf(QOS_LD_CFG_MSG, {{"cmd", command}, {"ifindex", port}, {"distance", distance}, {"num_pfc", num_pfc}});
+    return bodyOf(QOS_LD_CFG_MSG, Field{"cmd", command}, Field{"ifindex", port}, Field{"distance", distance},
+                  Field{"num_pfc", num_pfc});
 }
 
 class Congestion : public ::testing::Test {
@@ -120,7 +115,10 @@ protected:
         live.driver.requests();
     }
     static uint32_t port(uint32_t n) { return PORT + ((n - 1) << 15); }
-    uint32_t budgetOf(uint32_t ifindex) { return get32(live.manager.tell(42, bodyOf(42, {{"ifindex", ifindex}})), 8); }
+    uint32_t budgetOf(uint32_t ifindex)
+    {
+        return get32(live.manager.tell(42, bodyOf(42, Field{"ifindex", ifindex})), 8);
+    }
 
     LiveNode live;
 };
@@ -133,14 +131,11 @@ TEST_F(Congestion, PauseAndPfcInOrder)
     put32(body, 40, 1);
     EXPECT_EQ(get32(live.manager.tell(12, body), 183), 0U);
     expectSent({priTailDrop(PORT, eight(BUDGET)), w2q(PORT, MAP), pause(0, 1)});
-    put32(body, 40, 0);
-    put32(body, 36, 1);
+    put(body, {{40, 0}, {36, 1}});
     live.manager.tell(12, body); // receiving alone does not change the split
     expectSent({priTailDrop(PORT, eight(BUDGET / 8)), w2q(PORT, MAP), pause(1, 0)});
 
-    put32(body, 44 + 4 * 3, 1);
-    put32(body, 76 + 4 * 0, 1);
-    put32(body, 76 + 4 * 3, 1);
+    put(body, {{44 + 4 * 3, 1}, {76 + 4 * 0, 1}, {76 + 4 * 3, 1}});
     EXPECT_EQ(get32(live.manager.tell(13, body), 183), 0U);
     const uint32_t share = (BUDGET - 2 * RESERVE) / 6;
     expectSent({priTailDrop(PORT, {share, RESERVE, share, RESERVE, share, share, share, share}), w2q(PORT, MAP),
@@ -185,7 +180,7 @@ TEST_F(Congestion, WeightsAndDepths)
     expected[7] = BUDGET - 7 * 188;
     expectSent({priTailDrop(PORT, expected)});
     addPorts(3);
-    const Bytes depth = bodyOf(71, {{"queueDepth", 4711}});
+    const Bytes depth = bodyOf(71, Field{"queueDepth", 4711});
     EXPECT_EQ(get32(live.manager.tell(71, depth), 8), 55U); // no status from this one
     std::vector<Bytes> requests = live.driver.requests();
     ASSERT_EQ(requests.size(), 3U);
@@ -231,26 +226,25 @@ TEST_F(Congestion, LongDistance)
 TEST_F(Congestion, Schedulers)
 {
     addPorts(2);
-    struct {
-        uint32_t strict, boundary, first, mask;
-    } rows[] = {{0, 7, 8, 255}, {1, 6, 7, 127}, {6, 1, 2, 3}, {7, 0, 0, 0}, {8, 0, 0, 0}, {200, 0, 0, 0}};
-    for (const auto &row : rows) {
-        const Bytes echo = live.manager.tell(19, schBody(PORT, row.strict));
+    const std::tuple<uint32_t, uint32_t, uint32_t, uint32_t> rows[] = {{0, 7, 8, 255}, {1, 6, 7, 127}, {6, 1, 2, 3},
+                                                                       {7, 0, 0, 0},   {8, 0, 0, 0},   {200, 0, 0, 0}};
+    for (const auto &[strict, boundary, first, mask] : rows) {
+        const Bytes echo = live.manager.tell(19, schBody(PORT, strict));
         EXPECT_EQ(get32(echo, 152), 0U);
-        EXPECT_EQ(get32(echo, 80), row.strict < 7 ? 10U : 0U) << "the message's own weight 0";
+        EXPECT_EQ(get32(echo, 80), strict < 7 ? 10U : 0U) << "the message's own weight 0";
         const std::vector<Bytes> requests = live.driver.requests();
         ASSERT_EQ(requests.size(), 1U);
         const Bytes sent = cut(requests[0], 48, 144);
         EXPECT_EQ(get32(requests[0], 20), ALL);
-        EXPECT_EQ(get32(sent, 32), row.boundary) << row.strict;
-        EXPECT_EQ(sent[140], row.mask) << row.strict;
+        EXPECT_EQ(get32(sent, 32), boundary) << strict;
+        EXPECT_EQ(sent[140], mask) << strict;
         for (uint32_t p = 0; p < 8; ++p) {
-            const uint32_t weight = p == 2 || (p == 0 && row.strict >= 7) ? 1 : 10 + p;
-            const uint32_t bandwidth = p < row.first || row.strict == 0 ? 0 : p == 0 ? 10000 : 100 * p;
+            const uint32_t weight = p == 2 || (p == 0 && strict >= 7) ? 1 : 10 + p;
+            const uint32_t bandwidth = p < first || strict == 0 ? 0 : p == 0 ? 10000 : 100 * p;
             EXPECT_EQ(sent[36 + p], p);
-            EXPECT_EQ(get32(sent, 44 + 4 * p), weight) << row.strict << " " << p;
+            EXPECT_EQ(get32(sent, 44 + 4 * p), weight) << strict << " " << p;
             EXPECT_EQ(get32(sent, 76 + 4 * p), weight);
-            EXPECT_EQ(get32(sent, 108 + 4 * p), bandwidth) << row.strict << " " << p;
+            EXPECT_EQ(get32(sent, 108 + 4 * p), bandwidth) << strict << " " << p;
         }
     }
     Bytes limited = schBody(PORT, 8); // the lowest queue keeps a bandwidth of its own
@@ -270,7 +264,7 @@ TEST_F(Congestion, Schedulers)
     EXPECT_EQ(get32(requests[0], 48 + 108 + 28), 10000U);
 
     Bytes shaper = schBody(PORT, 0);
-    set(shaper, 21, {{"shaper_cfg.if_bw", 2500}});
+    set(shaper, 21, Field{"shaper_cfg.if_bw", 2500});
     live.manager.tell(21, shaper);
     expectSent({{CHIP, cosRecord(0x01270003, 40, 28, {{28, 1}, {32, PORT}, {36, 2500}})}});
 }
@@ -278,34 +272,26 @@ TEST_F(Congestion, Schedulers)
 TEST_F(Congestion, Red)
 {
     Bytes body = ccbBody(PORT);
-    set(body, 34,
-        {{"chip_ifindex", ALL},
-         {"cos", 5},
-         {"profileId", 260},
-         {"minThreshold", 1000},
-         {"maxThreshold", 3000},
-         {"set", 1}});
+    set(body, 34, Field{"chip_ifindex", ALL}, Field{"cos", 5}, Field{"profileId", 260}, Field{"minThreshold", 1000},
+        Field{"maxThreshold", 3000}, Field{"set", 1});
     for (const auto &[percent, chip] : {std::pair<uint32_t, uint32_t>{100, 255}, {50, 127}, {1, 2}}) {
-        set(body, 34, {{"dropProbability", percent}});
+        set(body, 34, Field{"dropProbability", percent});
         EXPECT_EQ(get32(live.manager.tell(34, body), 183), 0U);
         Bytes expected = cosRecord(0x01270811, 84, 28, {{28, PORT}, {32, (5 << 2 | 1 << 1) << 8 | 4}});
         for (size_t at = 36; at < 84; at += 16)
             put(expected, {{at, chip}, {at + 4, 1000}, {at + 8, 2000}, {at + 12, 3000}});
         expectSent({{ALL, expected}});
     }
-    set(body, 34, {{"set", 0}, {"chip_ifindex", CHIP}}); // removal names the priority and the profile alone
+    set(body, 34, Field{"set", 0}, Field{"chip_ifindex", CHIP}); // removal names the priority and the profile alone
     EXPECT_EQ(get32(live.manager.tell(34, body), 183), 0U);
     expectSent({{CHIP, cosRecord(0x01270811, 84, 28, {{28, PORT}, {32, 5 << 2 << 8 | 4}})}});
-    set(body, 34, {{"chip_ifindex", CHIP + (3U << 16)}});
+    set(body, 34, Field{"chip_ifindex", CHIP + (3U << 16)});
     EXPECT_EQ(get32(live.manager.tell(34, body), 183), 25U);
     live.node.expectErr("Unable to locate chip in db with ifidx: 18408000");
 
-    Bytes ivq = bodyOf(47, {{"numEntries", 2},
-                            {"chip_ifindex", CHIP},
-                            {"data[0].ifIndex", PORT},
-                            {"data[0].pfc_map", 0x81},
-                            {"data[1].ifIndex", PORT + 0x8000},
-                            {"data[1].pfc_map", 0x18}});
+    Bytes ivq =
+        bodyOf(47, Field{"numEntries", 2}, Field{"chip_ifindex", CHIP}, Field{"data[0].ifIndex", PORT},
+               Field{"data[0].pfc_map", 0x81}, Field{"data[1].ifIndex", PORT + 0x8000}, Field{"data[1].pfc_map", 0x18});
     // An earlier failure is forgotten when the last one succeeds.
     live.driver.script({Driver::status(9)});
     EXPECT_EQ(get32(live.manager.tell(47, ivq), 0), 0U);
@@ -318,7 +304,7 @@ TEST_F(Congestion, Red)
         put32(ivq, 4, none);
         EXPECT_EQ(get32(live.manager.tell(47, ivq), 0), 0U);
     }
-    const Bytes one = bodyOf(46, {{"ifIndex", PORT}, {"pfc_map", 0x81}});
+    const Bytes one = bodyOf(46, Field{"ifIndex", PORT}, Field{"pfc_map", 0x81});
     EXPECT_EQ(get32(live.manager.tell(46, one), 0), 0U);
     expectSent({{ALL, first}});
     live.driver.script({Driver::status(9)});
@@ -350,9 +336,7 @@ TEST_F(Congestion, RedCounters)
     });
     for (const uint32_t count : {1U, 8U}) {
         Bytes body(76 + 88 * count, 0);
-        put32(body, 0, CHIP);
-        put32(body, 28, PORT);
-        put32(body, 32, count == 1 ? 1 : 0);
+        put(body, {{0, CHIP}, {28, PORT}, {32, count == 1 ? 1 : 0}});
         for (uint32_t k = 0; k < 8; ++k)
             body[13 + 2 * k] = static_cast<uint8_t>(40 + k);
         // The message behind it in the batch is out of the reply's reach.
@@ -379,8 +363,7 @@ TEST_F(Congestion, RedCounters)
 
     // A refused read leaves the reply as it came; of a response cut off early the missing counters are 0.
     Bytes body(164, 0xab);
-    put32(body, 0, CHIP);
-    put32(body, 32, 1);
+    put(body, {{0, CHIP}, {32, 1}});
     Bytes refused = body;
     put32(refused, 4, 22);
     live.driver.script({Driver::status(9), [](const Bytes &request) {
@@ -437,8 +420,7 @@ TEST(BodyLength, CountsInsideTheBody)
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << int{row.code} << " " << row.word);
         Bytes body(std::min<size_t>(row.needed - 1, 2000), 0);
-        put32(body, 0, CHIP);
-        put32(body, row.word_at, row.word);
+        put(body, {{0, CHIP}, {row.word_at, row.word}});
         const Bytes batch = message(row.code, body);
         EXPECT_EQ(live.manager.exchange(batch), batch);
         live.node.expectErr("has " + std::to_string(body.size()) + " bytes, needs " + std::to_string(row.needed));

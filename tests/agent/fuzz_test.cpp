@@ -1,9 +1,6 @@
 // Damaged datagrams at a running agent: batches of every code, driver responses and events, cut and with bits turned.
 // Nothing is expected of the answers; under the sanitizers the agent must live, and serve a good message afterwards.
 // The seed is printed, and DORVALD_SEED repeats a run.
-#include <cstdlib>
-#include <gtest/gtest.h>
-#include <random>
 #include <sys/socket.h>
 
 #include "tests/support/node.h"
@@ -13,11 +10,8 @@ namespace {
 constexpr unsigned BATCHES = 10000;
 constexpr unsigned EVENTS = 10000;
 
-struct Noise {
-    std::mt19937 engine;
-
-    uint32_t below(uint32_t limit) { return std::uniform_int_distribution<uint32_t>(0, limit - 1)(engine); }
-    bool oneIn(uint32_t n) { return below(n) == 0; }
+struct Noise : Random {
+    using Random::Random;
 
     // A few bits turned, and now and then cut, made longer, or a word of it set to a limit.
     Bytes damage(Bytes bytes)
@@ -50,7 +44,7 @@ struct Noise {
             return l3Body(port, CHIP);
         Bytes random(below(oneIn(10) ? 7000 : 300));
         for (uint8_t &byte : random)
-            byte = oneIn(2) ? 0 : static_cast<uint8_t>(engine());
+            byte = oneIn(2) ? 0 : static_cast<uint8_t>(roll());
         if (random.size() >= 4)
             put32(random, 0, port);
         return random;
@@ -59,8 +53,7 @@ struct Noise {
 
 uint32_t seed()
 {
-    const char *given = getenv("DORVALD_SEED");
-    const uint32_t value = given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : std::random_device{}();
+    const uint32_t value = environmentOr("DORVALD_SEED", std::random_device{}());
     printf("DORVALD_SEED=%u\n", value);
     return value;
 }
@@ -98,8 +91,8 @@ protected:
     }
 
     const uint32_t start = seed();
-    Noise noise = {std::mt19937(start)};
-    Noise driver_noise = {std::mt19937(start + 1)}; // used on the driver's thread
+    Noise noise{start};
+    Noise driver_noise{start + 1}; // used on the driver's thread
     LiveNode live;
 };
 

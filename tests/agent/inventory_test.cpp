@@ -1,21 +1,12 @@
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
 #include <algorithm>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
-#include "agent/core_handlers.h"
 #include "channels/driver_events.h"
 #include "channels/driver_socket.h"
 #include "core/memory.h"
-#include "core/module.h"
-#include "core/state.h"
 #include "inventory/capability.h"
-#include "inventory/chips.h"
 #include "inventory/ifindex.h"
-#include "inventory/interfaces.h"
-#include "inventory/slots.h"
 #include "lib/avl.h"
 #include "tests/support/inside.h"
 #include "velmar/dce.h"
@@ -29,7 +20,7 @@ uint32_t addChip(uint32_t chip, uint32_t type, uint32_t ports = 0)
 {
     const int32_t flat = dce_get_flat_chip_id(chip);
     Bytes body = chipUpBody(chip, static_cast<uint32_t>(flat / 8), static_cast<uint32_t>(flat % 8), type, ports);
-    qaProcessChipUp(bodyIn<qosChipUpMsg_t>(body));
+    tell(QOS_CHIPUP_MSG, body);
     return get32(body, 2003);
 }
 
@@ -70,34 +61,21 @@ void noteSlotDown(qosSlot_t *slot)
     heard.push_back("down " + std::to_string(slot->slot_id));
 }
 
+template <typename... T>
+std::vector<uint32_t> numbers(T... values)
+{
+    return {static_cast<uint32_t>(values)...};
+}
+
 // What the capabilities leave in a chip, its second port included.
 std::vector<uint32_t> capabilitiesOf(const qosChip_t &c)
 {
-    const auto flag = [](int32_t value) { return static_cast<uint32_t>(value); };
     const qosChipPortInfo_t &port = c.portInfo[1];
-    return {c.chip_type,
-            c.num_ports,
-            c.chip_rev,
-            c.num_ingr_policer_ids,
-            c.ingr_infin_policer_id,
-            c.min_ingr_policer_id,
-            c.num_egr_policer_ids,
-            c.egr_infin_policer_id,
-            c.min_egr_policer_id,
-            c.num_policer_profiles,
-            flag(c.pt_based_pol),
-            flag(c.vlan_based_pol),
-            c.num_policer_groups,
-            c.numChipBuffPools,
-            c.chipBuffers,
-            c.portBuffers,
-            c.maxRedProfilesPerChip,
-            c.egr_td_red_prof,
-            port.ifindex,
-            port.num_buffers,
-            port.bufPoolId,
-            port.polGroupId,
-            c.portInfo[2].ifindex};
+    return numbers(c.chip_type, c.num_ports, c.chip_rev, c.num_ingr_policer_ids, c.ingr_infin_policer_id,
+                   c.min_ingr_policer_id, c.num_egr_policer_ids, c.egr_infin_policer_id, c.min_egr_policer_id,
+                   c.num_policer_profiles, c.pt_based_pol, c.vlan_based_pol, c.num_policer_groups, c.numChipBuffPools,
+                   c.chipBuffers, c.portBuffers, c.maxRedProfilesPerChip, c.egr_td_red_prof, port.ifindex,
+                   port.num_buffers, port.bufPoolId, port.polGroupId, c.portInfo[2].ifindex);
 }
 
 Names taken()
@@ -122,17 +100,12 @@ Bytes cosCapability(const Bytes &request, uint32_t code)
     if (get32(request, 48) == 0x70001) {
         for (size_t i = 0; i < 7; ++i) // the policers, from min_ingr_policer_id on
             put32(reply, 48 + 140 + 4 * i, static_cast<uint32_t>(11 + i));
-        put32(reply, 48 + 32, 3);
-        put32(reply, 48 + 184, 9);
+        put(reply, {{48 + 32, 3}, {48 + 184, 9}});
         return reply;
     }
     put32(reply, 48 + 40, 0x40000000);
     put32(reply, 48 + 76, 0x10005); // 16 bits count
-    put32(reply, 48 + 80, 7000);
-    put32(reply, 48 + 84, 2);
-    put32(reply, 48 + 92, 2);
-    put32(reply, 48 + 108, PORT);
-    put32(reply, 48 + 112, 600);
+    put(reply, {{48 + 80, 7000}, {48 + 84, 2}, {48 + 92, 2}, {48 + 108, PORT}, {48 + 112, 600}});
     put32(reply, 48 + 116, 0xffffff2d); // the lowest byte is pool and group
     put32(reply, 48 + 120, PORT);
     return reply;
@@ -212,23 +185,14 @@ TEST(Inventory, ChipUpMessageToRecord)
         SCOPED_TRACE(type);
         Bare inside;
         Bytes body = chipUpBody(CHIP, 1, 0, type, 2);
-        for (size_t i = 0; i < 8; ++i) // revision and policers, each its own number
-            put32(body, 24 + 4 * i, static_cast<uint32_t>(100 + i));
-        put32(body, 56, 2); // the lowest bit counts
-        put32(body, 60, 3);
-        put16(body, 64, 0xfff1);
-        put32(body, 66, 4);
-        put32(body, 70, 9000);
-        put32(body, 74, 77);
-        body[78] = 15;
-        for (size_t i = 0; i < 160; ++i) {
-            put32(body, 79 + 12 * i, static_cast<uint32_t>(PORT + i));
-            put32(body, 83 + 12 * i, static_cast<uint32_t>(500 + i));
-            put16(body, 87 + 12 * i, 0x13);
-            put16(body, 89 + 12 * i, 0x24);
-        }
-        put32(body, 1999, 31);
-        qaProcessChipUp(bodyIn<qosChipUpMsg_t>(body));
+        for (uint32_t i = 0; i < 8; ++i) // revision and policers, each its own number
+            put32(body, 24 + 4 * i, 100 + i);
+        set(body, QOS_CHIPUP_MSG, Field{"pt_based_pol", 2}, Field{"vlan_based_pol", 3}, // the lowest bit counts
+            Field{"num_policer_groups", 0xfff1}, Field{"numChipBuffPools", 4}, Field{"chipBuffers", 9000},
+            Field{"portBuffers", 77}, Field{"maxRedProfilesPerChip", 15}, Field{"portInfo.ifindex", PORT, 1},
+            Field{"portInfo.num_buffers", 500, 1}, Field{"portInfo.bufPoolId", 0x13},
+            Field{"portInfo.polGroupId", 0x24}, Field{"egr_td_red_prof", 31});
+        tell(QOS_CHIPUP_MSG, body);
         EXPECT_EQ(get32(body, 2003), 0U);
         const qosChip_t *chip = qosLookupChip(8);
         ASSERT_NE(chip, nullptr);
@@ -269,11 +233,7 @@ TEST(Inventory, ChipUpOddities)
 TEST(Inventory, CapabilitiesFromTheDriver)
 {
     const struct {
-        uint32_t model;
-        uint32_t basic;
-        uint32_t extended;
-        uint32_t rc;
-        uint32_t type;
+        uint32_t model, basic, extended, rc, type;
         size_t requests;
         const char *err;
     } cases[] = {
@@ -330,8 +290,7 @@ TEST(Inventory, OldCapabilityRequest)
         Bytes reply = goodReply(request);
         putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more
         reply[48 + 7] = status;
-        put32(reply, 48 + 12, code);
-        put32(reply, 48 + 16, 6);
+        put(reply, {{48 + 12, code}, {48 + 16, 6}});
         return std::vector<Bytes>{reply};
     });
     qosChip_t chip = {};
@@ -366,11 +325,7 @@ TEST(Inventory, ManagerRoleFollowsTheDriver)
     taken();
     const auto event = [](uint32_t number, uint32_t chip, uint32_t slot, uint32_t local) {
         Bytes body(2460);
-        put32(body, 0, number);
-        put32(body, 4, slot);
-        put32(body, 8, local);
-        put32(body, 16, chip);
-        put32(body, 28, 26);
+        put(body, {{0, number}, {4, slot}, {8, local}, {16, chip}, {28, 26}});
         Bytes payload = driverHeader(2, 2460) + body;
         return qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101);
     };
@@ -384,8 +339,7 @@ TEST(Inventory, ManagerRoleFollowsTheDriver)
 
     // Reported: one that is known, one that is new and one that the driver refuses. All others go, highest first.
     Bytes bulk(8 + 3 * 2444);
-    put32(bulk, 0, 7);
-    put32(bulk, 4, 3);
+    put(bulk, {{0, 7}, {4, 3}});
     const uint32_t reported[] = {CHIP, CHIP + 0x40000, CHIP + 0x50000};
     for (size_t i = 0; i < 3; ++i) {
         bulk[8 + 2444 * i] = 1;
@@ -458,8 +412,8 @@ TEST(Inventory, HooksOfChipsAndInterfaces)
     qos_modules[QOS_MOD_AGT].if_add = noteIfAdd;
     qos_modules[QOS_MOD_AGT].if_del = noteIfDel;
     Bytes add = ifAddBody(PORT, "p");
-    EXPECT_EQ(qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(add)), 0U);
-    EXPECT_EQ(qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(add)), 0U);
+    EXPECT_EQ(tell(QOS_IFADD_MSG, add), 0U);
+    EXPECT_EQ(tell(QOS_IFADD_MSG, add), 0U);
     EXPECT_EQ(taken(), Names(4, "add p")) << "both modules, and again for the second add";
     inside.expectErr("ifEntry already exists");
     qosProcessPortAdd(31u << 26 | 1, "t31");
@@ -487,7 +441,7 @@ TEST(Inventory, BufferPoolOfAPort)
         Bytes body = chipUpBody(CHIP + (type << 16), 1, type, type, 1);
         put32(body, 79, PORT | 2);
         put16(body, 87, 3);
-        qaProcessChipUp(bodyIn<qosChipUpMsg_t>(body));
+        tell(QOS_CHIPUP_MSG, body);
     }
     EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd(PORT | 2, "p")), 3U);
     EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd((PORT + 0x8000) | 2, "q")), 0U) << "not in the chip's table";
@@ -535,17 +489,14 @@ TEST(Inventory, SlotEventsAndReplay)
     EXPECT_EQ(qosLookupSlot(10)->slot_id, 10);
     qosProcessSlotUp(2);
     EXPECT_EQ(qos_global_slot_rdy_cnt, 2U);
-    const struct {
-        uint32_t ifindex;
-        bool down;
-    } states[] = {{PORT, false},
-                  {PORT + (2 << 22), true},
-                  {3u << 26 | 2 << 21, false},
-                  {62u << 26 | 2 << 20, false},
-                  {62u << 26 | 3 << 20, true},
-                  {18u << 26, false},
-                  {61u << 26 | 40 << 20, false}};
-    for (const auto &s : states)
-        EXPECT_EQ(qosIsSlotDown(s.ifindex), s.down) << std::hex << s.ifindex;
+    const std::pair<uint32_t, bool> states[] = {{PORT, false},
+                                                {PORT + (2 << 22), true},
+                                                {3u << 26 | 2 << 21, false},
+                                                {62u << 26 | 2 << 20, false},
+                                                {62u << 26 | 3 << 20, true},
+                                                {18u << 26, false},
+                                                {61u << 26 | 40 << 20, false}};
+    for (const auto &[ifindex, down] : states)
+        EXPECT_EQ(qosIsSlotDown(ifindex), down) << std::hex << ifindex;
     inside.expectErr({"Unable to find slot with id 255", "Unable to find slot with id 40"});
 }

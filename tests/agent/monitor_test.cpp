@@ -1,17 +1,11 @@
 // The two monitors: their timers on a stepped clock, what they read, whom they tell, and what stays when a step fails.
-#include <gtest/gtest.h>
 
 #include "agent/bum_monitor.h"
-#include "agent/core_handlers.h"
 #include "agent/drop_monitor.h"
 #include "agent/drop_poll.h"
 #include "agent/policer.h"
-#include "core/state.h"
-#include "inventory/chips.h"
-#include "inventory/interfaces.h"
 #include "lib/linklist.h"
 #include "lib/thread.h"
-#include "tests/support/chip_reply.h"
 #include "tests/support/inside.h"
 
 namespace {
@@ -29,8 +23,8 @@ Bytes words(const std::vector<uint32_t> &values)
 
 Bytes watchBody(uint32_t ifindex, uint8_t cmd)
 {
-    return bodyOf(QOS_DROP_MONITOR_CFG_MSG,
-                  {{"ifindex", ifindex}, {"ifName", 'p'}, {"chip_ifindex", CHIP}, {"cmd", cmd}});
+    return bodyOf(QOS_DROP_MONITOR_CFG_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'},
+                  Field{"chip_ifindex", CHIP}, Field{"cmd", cmd});
 }
 
 Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll = 1)
@@ -84,19 +78,13 @@ struct MonitorInside : testing::Test {
         qaDropMonitorInit();
         chip->ports = portsUpTo(3);
         inside.driver.always(chipReply(chip));
-        Bytes up = chipUpBody(CHIP, 1, 0, 1);
-        qaProcessChipUp(bodyIn<qosChipUpMsg_t>(up));
-        for (const auto &port : chip->ports) {
-            Bytes body = ifAddBody(port.first, "p");
-            qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(body));
-        }
-        inside.driver.requests();
+        inside.add(CHIP, 1, {portNumber(1), portNumber(2), portNumber(3)});
     }
     ~MonitorInside() override { qos_velmar_state.mi_sock = mi_sock; }
     uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
     {
         Bytes body = watchBody(ifindex, cmd);
-        const uint32_t rc = qaProcessCfgDropMonitorMsg(bodyIn<qaDropMonitorCfgMsg_t>(body));
+        const uint32_t rc = tell(QOS_DROP_MONITOR_CFG_MSG, body);
         status = get32(body, 29);
         return rc;
     }
@@ -151,7 +139,7 @@ TEST(BumMonitor, TransitionsByTheTimer)
         EXPECT_TRUE(live.manager.silent());
     }
     // Reset tells nobody; the next movement is told anew.
-    Bytes reset = bodyOf(QOS_BUM_RESET_MON_STATE_MSG, {{"ifindex", portNumber(1)}});
+    Bytes reset = bodyOf(QOS_BUM_RESET_MON_STATE_MSG, Field{"ifindex", portNumber(1)});
     EXPECT_EQ(get32(live.manager.tell(68, reset), 24), 0U);
     live.chip->set(&ChipState::violations, 7, 3);
     EXPECT_EQ(live.step(5).size(), 1U);
@@ -179,7 +167,7 @@ TEST(BumMonitor, TransitionsByTheTimer)
 TEST_F(MonitorInside, BumStateOutlivesFailures)
 {
     Bytes body = bumBody(portNumber(1), 7);
-    qaProcessPolicerAdd(bodyIn<qosPolPolicerAddMsg_t>(body));
+    tell(QOS_POL_POLICER_ADD_MSG, body);
     const auto period = [](int32_t state, uint64_t counter) {
         qaBumMonitor();
         EXPECT_EQ(bum()->bum_info.state, state);
@@ -296,21 +284,18 @@ TEST_F(MonitorInside, ReadThatFailsChangesNothing)
         };
     };
     chip->drops[portNumber(1)] = 3;
-    const struct {
-        Driver::Reply reply;
-        const char *err;
-    } cases[] = {
+    const std::pair<Driver::Reply, const char *> cases[] = {
         {Driver::status(9), "Failed to get rmon counters for port p, rc: 22"},
         {with(34, 2, true), "No of records processed were less/more than requested. Requested:3, Processed:2"},
         {with(36 + 448, 1, false), "Error getting TD stats for ioctl request number:1"},
         {with(36 + 896 + 24, 1, false), "Error getting TD stats for ioctl request number:2"},
     };
-    for (const auto &c : cases) {
-        inside.driver.script({c.reply});
+    for (const auto &[reply, err] : cases) {
+        inside.driver.script({reply});
         qaDropMonitor();
         EXPECT_EQ(watched(0)->tdStats.td_drop, 0U);
         EXPECT_EQ(inside.driver.requests().size(), 1U);
-        inside.expectErr(c.err);
+        inside.expectErr(err);
     }
     inside.expectErr({"ASIC Driver failed", "Failed to retrieve tail drop Stats for if: p, rc: 22"});
     EXPECT_FALSE(inside.log.has("drop seen at"));

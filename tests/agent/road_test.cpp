@@ -1,14 +1,10 @@
 // The road of a message: registration, batches and their echoes, and the eight priority handlers down to the bytes that
 // reach the driver.
 #include <cstring>
-#include <gtest/gtest.h>
 
-#include "agent/core_handlers.h"
 #include "agent/l2_priority.h"
 #include "agent/l3_priority.h"
-#include "inventory/interfaces.h"
 #include "tests/support/inside.h"
-#include "tests/support/node.h"
 
 namespace {
 
@@ -77,10 +73,7 @@ struct RecordModel {
 Bytes requestFrame(uint32_t seq, uint32_t target, const Bytes &record)
 {
     Bytes header(28);
-    put32(header, 0, target);
-    put32(header, 8, 6);
-    put32(header, 20, static_cast<uint32_t>(record.size()));
-    put32(header, 24, 28);
+    put(header, {{0, target}, {8, 6}, {20, static_cast<uint32_t>(record.size())}, {24, 28}});
     return frame(101, seq, header + record);
 }
 
@@ -147,12 +140,7 @@ TEST(Road, BatchIsEchoedWholeOrNotAtAll)
     };
     Bytes past = message(0, Bytes(10));
     put16(past, 1, 11);
-    const struct {
-        const char *what;
-        Bytes batch;
-        Bytes echo;
-        const char *err;
-    } cases[] = {
+    const std::tuple<const char *, Bytes, Bytes, const char *> cases[] = {
         {"several", message(67, {}) + add + tail, acked(message(67, {})) + acked(added) + acked(tail), nullptr},
         {"short body is left alone", message(0, {1}) + shortAdd + tail, acked(message(0, {1})) + shortAdd + acked(tail),
          "Body of msg type QOS_IFADD_MSG has 31 bytes, needs 32"},
@@ -160,13 +148,13 @@ TEST(Road, BatchIsEchoedWholeOrNotAtAll)
         {"length past the end", tail + past, {}, "Invalid msg length 11"},
         {"4 bytes left", tail + Bytes(4), {}, "Invalid msg header, 4 bytes left"},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
-        if (c.err)
-            live.node.expectErr(c.err);
-        live.manager.send(c.batch);
-        if (!c.echo.empty()) {
-            EXPECT_EQ(live.manager.receive(), c.echo);
+    for (const auto &[what, batch, echo, err] : cases) {
+        SCOPED_TRACE(what);
+        if (err)
+            live.node.expectErr(err);
+        live.manager.send(batch);
+        if (!echo.empty()) {
+            EXPECT_EQ(live.manager.receive(), echo);
             continue;
         }
         EXPECT_EQ(live.manager.exchange(tail), acked(tail)) << "the next batch, and no echo of the broken one";
@@ -193,26 +181,22 @@ TEST(Road, PriorityRecordsByteByByte)
     const Make both = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.defaultCos(b), m.l2(b)}; };
     const Make l3Map = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.l3(b)}; };
     const Make dscp = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.dscp(b)}; };
-    const struct {
-        uint8_t code;
-        Bytes body;
-        Make make;
-    } cases[] = {
+    const std::tuple<uint8_t, Bytes, Make> cases[] = {
         {5, l2, both},   {4, l2, map},  {6, other, map}, {7, l2, map},  {8, l3, l3Map}, {10, l3, l3Map},
         {11, l3, l3Map}, {9, l3, dscp}, {4, l2, map},    {9, l3, dscp}, {5, l2, both},
     };
     uint32_t seq = 0; // of the last request before these
-    for (const auto &c : cases) {
-        SCOPED_TRACE(int{c.code});
-        Bytes answered = c.body;
-        put32(answered, c.body.size() - 4, 0);
-        EXPECT_EQ(live.manager.tell(c.code, c.body), answered);
+    for (const auto &[code, body, make] : cases) {
+        SCOPED_TRACE(int{code});
+        Bytes answered = body;
+        put32(answered, body.size() - 4, 0);
+        EXPECT_EQ(live.manager.tell(code, body), answered);
         const std::vector<Bytes> sent = live.driver.requests();
         ASSERT_FALSE(sent.empty());
         if (seq == 0)
             seq = getNative(sent[0], 8, 4) - 1;
         std::vector<Bytes> expected;
-        for (const Bytes &record : c.make(model, c.body))
+        for (const Bytes &record : make(model, body))
             expected.push_back(requestFrame(++seq, TARGET, record));
         EXPECT_EQ(sent, expected);
     }
@@ -226,8 +210,7 @@ TEST(Road, StatusOfSeveralRequests)
     const auto refused = Driver::status(9);
     const auto fine = Driver::status(0);
     const struct {
-        uint8_t code;
-        uint8_t def_tc;
+        uint8_t code, def_tc;
         std::vector<Driver::Reply> replies;
         uint32_t status;
         Commands commands;
@@ -280,8 +263,7 @@ TEST(Road, RefusedAheadOfTheDriver)
 TEST(Road, WhatEachHandlerStores)
 {
     Bare inside;
-    Bytes chip = chipUpBody(CHIP, 1, 0, 1);
-    qaProcessChipUp(bodyIn<qosChipUpMsg_t>(chip));
+    tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
     enum : unsigned { DEFAULT = 1, TRUST = 2, COS = 4, TC = 8, DSCP = 16 };
     const struct {
         uint32_t (*l2)(qosL2PriMsg_t *);
@@ -301,8 +283,7 @@ TEST(Road, WhatEachHandlerStores)
     for (const uint32_t driver_status : {0U, 9U}) {
         inside.driver.always(Driver::status(driver_status));
         for (const auto &c : cases) {
-            Bytes add = ifAddBody(PORT, "p");
-            qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(add));
+            tell(QOS_IFADD_MSG, ifAddBody(PORT, "p"));
             const qosIf_t *port = qosLookupIfEntry(PORT);
             ASSERT_NE(port, nullptr);
             Bytes l2 = l2Body(PORT, CHIP, 5, 3);
@@ -327,12 +308,9 @@ TEST(Road, WhatEachHandlerStores)
     }
     inside.expectErr({"ASIC Driver failed", "IOCTL failed for interface p", "(pri map) failed", "Failed to set"});
 
-    Bytes larkin = chipUpBody(LARKIN_CHIP, 1, 1, 0);
-    Bytes add = ifAddBody(LARKIN_PORT, "p");
     Bytes map = l3Body(LARKIN_PORT, LARKIN_CHIP);
-    qaProcessChipUp(bodyIn<qosChipUpMsg_t>(larkin));
-    qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(add));
-    EXPECT_EQ(qaProcessIfDscpMap(bodyIn<qosL3PriMsg_t>(map)), 1U);
+    inside.add(LARKIN_CHIP, 0, {LARKIN_PORT});
+    EXPECT_EQ(told(QOS_DSCPMAP_MSG, map), 1U);
     EXPECT_EQ(memcmp(qosLookupIfEntry(LARKIN_PORT)->l3_pri.dscp_map, &map[32], 64), 0);
     inside.expectErr("NULL DSCP Mutation IOCTL handler");
 }

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "core/format.h"
 #include "core/state.h"
 #include "core/text.h"
+#include "tests/support/peer.h"
 #include "velmar/trace.h"
 
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -22,12 +22,7 @@
 
 namespace {
 
-std::mt19937 dice(1);
-
-uint64_t roll()
-{
-    return static_cast<uint64_t>(dice()) << 32 | dice();
-}
+Random dice(1);
 
 size_t format(char *out, size_t size, const char *text, ...)
 {
@@ -69,10 +64,10 @@ void sweep(const std::vector<const char *> &texts)
             values.push_back(static_cast<T>(value));
     }
     for (int i = 0; i < 12; ++i)
-        values.push_back(static_cast<T>(roll() >> (dice() % 64)));
+        values.push_back(static_cast<T>(dice.roll() >> dice.below(64)));
     for (const char *text : texts)
         for (const T value : values)
-            agree(text, value, static_cast<T>(roll()));
+            agree(text, value, static_cast<T>(dice.roll()));
 }
 
 // `length` characters of any value but '%'.
@@ -80,7 +75,7 @@ std::string plain(size_t length)
 {
     std::string text;
     while (text.size() < length)
-        if (const char c = static_cast<char>(1 + dice() % 255); c != '%')
+        if (const char c = static_cast<char>(1 + dice.below(255)); c != '%')
             text += c;
     return text;
 }
@@ -113,7 +108,7 @@ TEST(Format, TextBetweenConversionsOfAnyLength)
 {
     for (size_t before = 0; before < 20; ++before)
         for (size_t between = 0; between < 20; between += 3)
-            agree(plain(before) + "%d" + plain(between) + "%s%%" + plain(dice() % 20), static_cast<int>(roll()),
+            agree(plain(before) + "%d" + plain(between) + "%s%%" + plain(dice.below(20)), static_cast<int>(dice.roll()),
                   "name");
 }
 
@@ -135,8 +130,7 @@ protected:
 
     static void SetUpTestSuite()
     {
-        char name[] = "/tmp/trace-test.XXXXXX";
-        run = mkdtemp(name);
+        run = makeRunDir();
         setenv("VELMAR_RUN", run.c_str(), 1);
     }
     static void TearDownTestSuite() { std::filesystem::remove_all(run); }

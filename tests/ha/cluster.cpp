@@ -5,7 +5,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>

@@ -4,11 +4,8 @@
 #define TESTS_HA_CLUSTER_H
 
 #include <atomic>
-#include <map>
-#include <memory>
 
 #include "tests/support/chip_reply.h"
-#include "tests/support/node.h"
 
 struct Request { // what the driver was asked; `seq` counts by `type` in one agent
     bool polls;  // as the monitors do, at times of their own

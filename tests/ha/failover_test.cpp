@@ -6,9 +6,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <gtest/gtest.h>
-#include <random>
 #include <unistd.h>
 
 #include "agent/messages.h"
@@ -57,11 +54,8 @@ void expectSame(const std::vector<std::string> &a, const std::vector<std::string
 
 // ---- Random messages
 
-struct Dice {
-    std::mt19937_64 engine;
+struct Dice : Random {
     uint32_t first_type = 1; // of CHIPS[0]; the others follow
-    uint32_t below(uint32_t n) { return static_cast<uint32_t>(engine() % n); }
-    bool percent(uint32_t n) { return below(100) < n; }
     uint32_t number()
     {
         constexpr uint32_t LIMITS[] = {2, 2, 8, 8, 101, 0x10000, 0xffffffff};
@@ -184,7 +178,7 @@ std::vector<std::string> linesOf(const std::vector<Request> &requests)
 // ---- The chain: each survivor is the next round's active agent
 
 struct Chain {
-    explicit Chain(uint32_t seed) : dice{std::mt19937_64(seed), seed % 4}
+    explicit Chain(uint32_t seed) : dice{Random(seed), seed % 4}
     {
         for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip)
             for (uint32_t n = 0; n < PORTS; ++n)
@@ -197,7 +191,7 @@ struct Chain {
         standby = pair.start(killPoint());
         pair.join(standby);
         for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip) {
-            Dice tame{std::mt19937_64(1), dice.first_type};
+            Dice tame{Random(1), dice.first_type};
             Batch batch = {randomMessage(tame, QOS_CHIPUP_MSG, chip)};
             for (uint32_t n = 0; n < PORTS; ++n)
                 batch.push_back(message(QOS_IFADD_MSG, ifAddBody(portOf(chip, n), "p"), 0x77));
@@ -297,12 +291,6 @@ struct Chain {
     std::map<uint32_t, uint32_t> last_seq;
     unsigned acknowledged = 0, with = 0, without = 0, partly = 0;
 };
-
-uint32_t environmentOr(const char *name, uint32_t value)
-{
-    const char *given = getenv(name);
-    return given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : value;
-}
 
 // An agent at work on a Tessel with ports, and a standby that holds a dump.
 struct Duo : Cluster {

@@ -1,18 +1,11 @@
 // The process frame: module walks, the stages that the state synchronisation service drives, its dumps and updates, the
 // command line and the node file, the trace filter and the internal queue.
-#include <gtest/gtest.h>
-#include <string>
 #include <sys/uio.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
-#include "core/module.h"
 #include "core/msgq.h"
-#include "core/state.h"
 #include "core/trace.h"
 #include "ha/vss.h"
-#include "inventory/chips.h"
 #include "lib/lib_instance.h"
 #include "lib/thread.h"
 #include "tests/support/inside.h"
@@ -126,12 +119,10 @@ TEST(Stages, SequencesAndWhatModulesSee)
 {
     Inside inside;
     const struct {
-        uint32_t stage;
-        uint32_t is_agent;
+        uint32_t stage, is_agent;
         Names ran;
         std::vector<uint32_t> seen; // stage indexes of the walks
-        uint32_t left;
-        uint32_t number;
+        uint32_t left, number;
     } cases[] = {
         {1002, 1, {"1002", "1", "1001", "1000"}, {0, 2, 4, 5}, 5, 1001},
         {1003, 1, {"1003", "2", "3", "1001", "1000"}, {1, 3, 8, 4, 5}, 5, 1001},
@@ -306,22 +297,4 @@ TEST(Start, CommandLine)
     lengthy.args = {"-S", "a-service-name-of-26-chars"};
     TestNode cutName(lengthy);
     EXPECT_TRUE(cutName.log.has("svc: a-service-name-, inst: 0"));
-}
-
-TEST(Start, ElectedByItself)
-{
-    NodeOptions options;
-    options.vss = "auto";
-    TestNode node(options);
-    Manager manager(node);
-    // The winner of the election goes through the cold stages without being told.
-    for (int tries = 0; tries < 1000 && node.stat("stage") != 5; ++tries)
-        usleep(2000);
-    EXPECT_EQ(node.stat("stage"), 5U);
-    EXPECT_NE(node.ctl("stat").find("\"role\":\"active\""), std::string::npos);
-    node.ctl("stage 1001");
-    EXPECT_EQ(cut(manager.receive(), 0, 3), (Bytes{0, 0, 4}));
-    node.sync();
-    if (node.log.has("Invalid MI6 destination")) // the first registration may come ahead of the manager
-        node.expectErr("Invalid MI6 destination");
 }

@@ -1,30 +1,24 @@
-// The platform on plain Linux, through its own operations and the sockets that other programs meet. Whatever needs a
-// whole process runs this program again in one of the modes at the end of the file.
+// The platform on plain Linux, through its own operations and the sockets that other programs meet. What needs a whole
+// process runs the agent, or this program again in one of the modes at the end of the file.
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdarg>
-#include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <gtest/gtest.h>
+#include <poll.h>
 #include <sstream>
-#include <string>
 #include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
+#include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
-#include "velmar/ctl.h"
+#include "host/clock.h"
+#include "tests/support/chip_reply.h"
 #include "velmar/dce.h"
 #include "velmar/ha.h"
 #include "velmar/mi6.h"
@@ -34,7 +28,6 @@
 #include "velmar/run.h"
 #include "velmar/socket.h"
 #include "velmar/swd.h"
-#include "velmar/tp.h"
 #include "velmar/trace.h"
 
 namespace fs = std::filesystem;
@@ -44,17 +37,6 @@ namespace {
 
 string program; // argv[0]
 
-bool within(int seconds, const std::function<bool()> &holds)
-{
-    const auto due = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > due)
-            return false;
-        usleep(2000);
-    }
-    return true;
-}
-
 double seconds(const std::function<void()> &work)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -62,106 +44,28 @@ double seconds(const std::function<void()> &work)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-string slurp(const fs::path &path)
-{
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 class Host : public testing::Test {
 protected:
-    fs::path run;
-    std::vector<pid_t> children;
+    const fs::path run = makeRunDir();
 
     void SetUp() override
     {
-        char dir[] = "/tmp/host-test-XXXXXX";
-        run = mkdtemp(dir);
         setenv("VELMAR_RUN", run.c_str(), 1);
         unsetenv("VELMAR_VSS");
         unsetenv("VELMAR_TRACE");
     }
-    void TearDown() override
+    void TearDown() override { fs::remove_all(run); }
+    // Runs this program in a mode: its status, with its output at RUN/out.
+    int runMode(const string &mode)
     {
-        for (const pid_t pid : children)
-            end(pid, SIGKILL);
-        fs::remove_all(run);
+        return wait(startProgram(program, {program, mode}, getenv("VELMAR_RUN"), {}, run / "out"));
     }
-    // Starts this program in a mode; its output goes to RUN/out.
-    pid_t start(const string &mode)
-    {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            const int out = open((run / "out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            dup2(out, 1);
-            dup2(out, 2);
-            execl(program.c_str(), program.c_str(), mode.c_str(), nullptr);
-            _exit(99);
-        }
-        children.push_back(pid);
-        return pid;
-    }
-    int wait(pid_t pid)
+    static int wait(pid_t pid)
     {
         int status = 0;
         EXPECT_EQ(pid, waitpid(pid, &status, 0));
-        std::erase(children, pid);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+        return statusOf(status);
     }
-    int end(pid_t pid, int number)
-    {
-        kill(pid, number);
-        return wait(pid);
-    }
-    fs::path ctl(pid_t pid) { return run / "ctl" / ("mini." + std::to_string(pid)); }
-    pid_t startMini()
-    {
-        const pid_t pid = start("--mini");
-        EXPECT_TRUE(within(10, [&] {
-            return ask(pid, "stat").starts_with("ok {") && ask(pid, "msgq 1 0 0 0 0") == "ok";
-        })) << slurp(run / "out");
-        return pid;
-    }
-    // Sends a command without waiting; gives the socket on which the answer will arrive.
-    int send(pid_t pid, const string &command)
-    {
-        char path[108];
-        const int fd = velmar_run_bind("ctl", "client", true, path, sizeof path);
-        sockaddr_un to = {AF_UNIX, {}};
-        strncpy(to.sun_path, ctl(pid).c_str(), sizeof to.sun_path - 1);
-        sendto(fd, command.data(), command.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&to), sizeof to);
-        return fd;
-    }
-    string answer(int fd, int limit_ms = 5000)
-    {
-        string text(300000, '\0');
-        pollfd entry = {fd, POLLIN, 0};
-        const ssize_t got = poll(&entry, 1, limit_ms) == 1 ? recv(fd, text.data(), text.size(), 0) : -1;
-        velmar_run_close(fd);
-        text.resize(got < 0 ? 0 : static_cast<size_t>(got));
-        return text;
-    }
-    // Bytes of the memory file that comes with an answer which is too long for its datagram.
-    off_t wholeAnswer(int fd)
-    {
-        char text[64];
-        iovec data = {text, sizeof text};
-        alignas(cmsghdr) char control[64];
-        msghdr message = {nullptr, 0, &data, 1, control, sizeof control, 0};
-        pollfd entry = {fd, POLLIN, 0};
-        const bool got = poll(&entry, 1, 5000) == 1 && recvmsg(fd, &message, 0) > 0 && CMSG_FIRSTHDR(&message);
-        velmar_run_close(fd);
-        struct stat file = {};
-        int whole = -1;
-        if (got)
-            memcpy(&whole, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof whole);
-        fstat(whole, &file);
-        close(whole);
-        return file.st_size;
-    }
-    string ask(pid_t pid, const string &command) { return fs::exists(ctl(pid)) ? answer(send(pid, command)) : ""; }
 };
 
 int openMi6(const char *service, uint16_t mask)
@@ -191,8 +95,7 @@ int sendMi6(int fd, const char *service, uint8_t flags, uint16_t mask, const str
 
 struct Received {
     ssize_t got;
-    int error;
-    int flags;
+    int error, flags;
     string data;
     mi6_addr_t from;
     size_t control;
@@ -219,6 +122,24 @@ Received receive(int fd, int flags = MSG_DONTWAIT, size_t size = 40000, size_t c
     return r;
 }
 
+// What a memory file holds that comes with an answer which is too long for its datagram.
+string wholeAnswer(const TestNode &node, const string &command)
+{
+    const Socket client(node.run + "/whole");
+    client.send(node.control(), command);
+    char text[64];
+    iovec data = {text, sizeof text};
+    alignas(cmsghdr) char control[64];
+    msghdr message = {nullptr, 0, &data, 1, control, sizeof control, 0};
+    pollfd entry = {client.fd, POLLIN, 0};
+    int file = -1;
+    if (poll(&entry, 1, 60000) == 1 && recvmsg(client.fd, &message, 0) > 0 && CMSG_FIRSTHDR(&message))
+        memcpy(&file, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof file);
+    const string whole = slurp("/proc/self/fd/" + std::to_string(file));
+    close(file);
+    return whole;
+}
+
 // The code of the notice at the head of the queue and the flags of its destination; -1 if there is none.
 int notice(int fd, uint8_t *flags = nullptr, uint16_t *mask = nullptr)
 {
@@ -240,13 +161,8 @@ int notice(int fd, uint8_t *flags = nullptr, uint16_t *mask = nullptr)
 
 void throwAt(const fs::path &path, const string &data)
 {
-    sockaddr_un to = {AF_UNIX, {}};
-    strncpy(to.sun_path, path.c_str(), sizeof to.sun_path - 1);
-    const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-    EXPECT_EQ(static_cast<ssize_t>(data.size()),
-              sendto(fd, data.data(), data.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&to), sizeof to))
-        << path << ": " << strerror(errno);
-    close(fd);
+    const Socket thrower(path.parent_path() / "thrower");
+    EXPECT_TRUE(thrower.send(path, data)) << path << ": " << strerror(errno);
 }
 
 fs::path mi6File(const fs::path &run, const char *end)
@@ -279,7 +195,7 @@ TEST_F(Host, RunDirectoryIsMadeOrRefusedClearly)
         setenv("VELMAR_RUN", dir.c_str(), 1);
         EXPECT_EQ(nullptr, velmar_run_dir(error, sizeof error));
         EXPECT_NE(string::npos, string(error).find(words)) << error;
-        EXPECT_EQ(1, wait(start("--node"))) << dir;
+        EXPECT_EQ(1, runMode("--node")) << dir;
     }
 }
 
@@ -325,48 +241,56 @@ TEST_F(Host, NodeFile)
         fs::remove(run / "out");
         if (!c.text.empty())
             std::ofstream(run / "node") << c.text;
-        EXPECT_EQ(c.status, wait(start("--node"))) << c.text;
+        EXPECT_EQ(c.status, runMode("--node")) << c.text;
         const string out = slurp(run / "out");
         EXPECT_NE(string::npos, out.find(c.out)) << out;
         EXPECT_EQ(1, std::count(out.begin(), out.end(), '\n'));
     }
     fs::remove(run / "node");
     fs::create_directory(run / "node");
-    EXPECT_EQ(1, wait(start("--node")));
+    EXPECT_EQ(1, runMode("--node"));
     EXPECT_NE(string::npos, slurp(run / "out").find("/node: Is a directory"));
 }
 
 TEST_F(Host, FailuresAtStartAreNamed)
 {
-    char error[600];
-    ASSERT_NE(nullptr, velmar_run_dir(error, sizeof error));
     fs::create_directory(run / "ha/svc.1.lock");
     const std::pair<const char *, string> cases[] = {
-        {"--mini", "mini: cannot open lock file " + (run / "ha/svc.1.lock").string() + ": Is a directory\n"},
-        {"--mini=a/b", "mini: service 'a/b' instance '1': the service must not hold a '/'\n"},
+        {"svc", "dorvald: cannot open lock file " + (run / "ha/svc.1.lock").string() + ": Is a directory\n"},
+        {"a/b", "dorvald: service 'a/b' instance '1': the service must not hold a '/'\n"},
     };
-    for (const auto &[mode, expected] : cases) {
-        fs::remove(run / "out");
-        EXPECT_EQ(1, wait(start(mode)));
-        EXPECT_EQ(expected, slurp(run / "out"));
+    for (const auto &[service, expected] : cases) {
+        const RunResult result = runAgent({"-s", "1", "-S", service}, run, "auto");
+        EXPECT_EQ(1, result.status);
+        EXPECT_EQ(expected, result.err);
     }
 }
 
 TEST_F(Host, Mi6ReachesWhomTheAddressNames)
 {
-    const int manager = openMi6("svc", 0);
-    const int other = openMi6("svc2", 0);
     const int card1 = openMi6("svc", 1);
     const int card3 = openMi6("svc", 0x0c); // lowest bit counts
+    const int manager = openMi6("svc", 0);
+    const fs::path dir = run / "mi6";
     EXPECT_TRUE(fs::exists(mi6File(run, "lc3")));
+    const std::pair<string, bool> files[] = {{"svc.mgr.tool", true},   {"svc.mgr." + string(70, 'x'), true},
+                                             {"svc.mgr.1.2.3", true},  {"svc.mgr.99999999999", true},
+                                             {"svc.mgr.", false},      {"svc.mgr", false},
+                                             {"svc.lc1.tool", false},  {"svc2.mgr.tool", false},
+                                             {"a.svc.mgr.tool", false}};
+    std::deque<Socket> sockets; // any name behind the end is meant
+    for (const auto &[file, meant] : files)
+        sockets.emplace_back(dir / file);
+    std::ofstream(dir / "svc.mgr.notes") << "x";
     EXPECT_EQ(5, sendMi6(card1, "svc", MI6_MANAGER, 0, "hello"));
+    for (size_t i = 0; i < sockets.size(); ++i)
+        EXPECT_EQ(files[i].second ? 25U : 0U, sockets[i].receive(0).bytes.size()) << files[i].first;
     const Received r = receive(manager);
     EXPECT_EQ("hello", r.data);
     EXPECT_EQ(AF_MI6, r.from.family);
     EXPECT_STREQ("svc", r.from.service);
     EXPECT_EQ(1, r.from.slot_mask);
     EXPECT_EQ(MI6_LINE_CARD, r.from.flags);
-    EXPECT_EQ(EAGAIN, receive(other).error);
 
     // A receiver that binds after the first send is met by the next, a second manager too.
     const int card2 = openMi6("svc", 2);
@@ -383,73 +307,25 @@ TEST_F(Host, Mi6ReachesWhomTheAddressNames)
     EXPECT_EQ("two", receive(manager).data);
     EXPECT_EQ("two", receive(manager2).data);
 
-    // One that closed and came back under its old name is reached through its new socket.
-    velmar_close(manager2);
-    velmar_close(manager);
-    const int back = openMi6("svc", 0);
-    EXPECT_EQ(4, sendMi6(card1, "svc", MI6_MANAGER, 0, "back"));
-    EXPECT_EQ("back", receive(back).data);
-    for (const int fd : {back, other, card1, card2, card3})
-        velmar_close(fd);
-    EXPECT_TRUE(fs::is_empty(run / "mi6"));
-}
-
-int bindAt(const fs::path &path)
-{
-    sockaddr_un address = {AF_UNIX, {}};
-    strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-    EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address)) << path << ": " << strerror(errno);
-    return fd;
-}
-
-// The bytes of the datagram at the head of a plain socket, -1 if there is none.
-ssize_t taken(int fd)
-{
-    char bytes[100];
-    return recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
-}
-
-TEST_F(Host, Mi6TakesAnyNameBehindTheEnd)
-{
-    const int card = openMi6("svc", 1);
-    const int manager = openMi6("svc", 0);
-    const fs::path dir = run / "mi6";
-    const std::pair<string, bool> files[] = {{"svc.mgr.tool", true},   {"svc.mgr." + string(70, 'x'), true},
-                                             {"svc.mgr.1.2.3", true},  {"svc.mgr.99999999999", true},
-                                             {"svc.mgr.", false},      {"svc.mgr", false},
-                                             {"svc.lc1.tool", false},  {"svc2.mgr.tool", false},
-                                             {"a.svc.mgr.tool", false}};
-    std::vector<int> fds;
-    for (const auto &[file, meant] : files)
-        fds.push_back(bindAt(dir / file));
-    std::ofstream(dir / "svc.mgr.notes") << "x";
-    EXPECT_EQ(2, sendMi6(card, "svc", MI6_MANAGER, 0, "on"));
-    for (size_t i = 0; i < fds.size(); ++i)
-        EXPECT_EQ(files[i].second ? 22 : -1, taken(fds[i])) << files[i].first;
-    EXPECT_EQ(2, sendMi6(manager, "svc", MI6_LINE_CARD, 1, "on"));
-    EXPECT_EQ(22, taken(fds[6]));
-    EXPECT_EQ("on", receive(manager).data);
-
     // A name bound anew while its old socket is still open leads to the new one.
     fs::remove(mi6File(run, "mgr"));
-    const int anew = bindAt(mi6File(run, "mgr"));
-    EXPECT_EQ(2, sendMi6(card, "svc", MI6_MANAGER, 0, "on"));
-    EXPECT_EQ(22, taken(anew));
-    EXPECT_EQ(EAGAIN, receive(manager).error);
-
+    {
+        const Socket anew(mi6File(run, "mgr"));
+        EXPECT_EQ(2, sendMi6(card1, "svc", MI6_MANAGER, 0, "on"));
+        EXPECT_EQ(22U, anew.receive(0).bytes.size());
+        EXPECT_EQ(EAGAIN, receive(manager).error);
+    }
     // Without a process id a stale file goes by its age, a date in the future is none; other files stay.
-    for (const int fd : fds)
-        close(fd);
+    for (const Socket &socket : sockets)
+        close(socket.fd);
     fs::last_write_time(dir / "svc.mgr.tool", fs::file_time_type::clock::now() - std::chrono::seconds(10));
     fs::last_write_time(dir / "svc.mgr.1.2.3", fs::file_time_type::clock::now() + std::chrono::hours(10));
-    EXPECT_EQ(2, sendMi6(card, "svc", MI6_MANAGER, 0, "on"));
+    EXPECT_EQ(2, sendMi6(card1, "svc", MI6_MANAGER, 0, "on"));
     EXPECT_FALSE(fs::exists(dir / "svc.mgr.tool"));
     EXPECT_FALSE(fs::exists(dir / "svc.mgr.1.2.3"));
     EXPECT_TRUE(fs::exists(dir / "svc.mgr.notes"));
     EXPECT_TRUE(fs::exists(dir / "svc.mgr.99999999999")); // young
-    close(anew);
-    for (const int fd : {card, manager})
+    for (const int fd : {card1, card2, card3, manager, manager2})
         velmar_close(fd);
 }
 
@@ -463,7 +339,8 @@ TEST_F(Host, Mi6NoticesAndOddDatagrams)
     EXPECT_EQ(MI6_MANAGER, flags);
     // A file without a living owner is no receiver, and goes.
     const fs::path stale = run / "mi6/svc.mgr.3999999";
-    close(bindAt(stale));
+    const Socket dead(stale);
+    close(dead.fd);
     EXPECT_EQ(0, sendMi6(fd, "svc", MI6_MANAGER, 0, "nobody"));
     EXPECT_FALSE(fs::exists(stale));
     EXPECT_EQ(6, notice(fd, nullptr, &mask));
@@ -524,29 +401,14 @@ TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
     EXPECT_EQ(1, sendMi6(card, "svc", MI6_MANAGER, 0, "w"));
     EXPECT_EQ(5, notice(card));
     EXPECT_EQ("w", receive(manager).data);
-    // A receiver that reads in time costs a wait and no notice.
-    velmar_close(second);
-    while (sendMi6(card, "svc", MI6_MANAGER, 0, "x") >= 0)
-        ;
-    EXPECT_EQ(4, notice(card));
-    receive(manager);
-    EXPECT_EQ(1, sendMi6(card, "svc", MI6_MANAGER, 0, "x"));
-    EXPECT_EQ(5, notice(card));
-    std::thread reader([&] {
-        usleep(10000);
-        receive(manager);
-    });
-    EXPECT_EQ(1, sendMi6(card, "svc", MI6_MANAGER, 0, "v"));
-    reader.join();
-    EXPECT_EQ(-1, notice(card));
-    for (const int fd : {manager, card})
+    for (const int fd : {manager, second, card})
         velmar_close(fd);
 }
 
-struct Driver {
+struct DriverEnd {
     char path[108];
     int fd = velmar_run_bind("qos", "driver", false, path, sizeof path);
-    ~Driver() { velmar_run_close(fd); }
+    ~DriverEnd() { velmar_run_close(fd); }
 };
 
 int openQos(uint32_t group)
@@ -574,35 +436,10 @@ ssize_t sendQos(int fd, const string &frame)
     return velmar_sendmsg(fd, &message, 0);
 }
 
-TEST_F(Host, DriverComesGoesAndAnswers)
-{
-    const int fd = openQos(1);
-    const string frame(4116, 'f');
-    EXPECT_EQ(-1, sendQos(fd, frame));
-    EXPECT_EQ(ENOENT, errno);
-    for (int life = 0; life < 3; ++life) {
-        Driver driver;
-        ASSERT_EQ(4116, sendQos(fd, frame)) << life;
-        char request[5000];
-        sockaddr_un from = {};
-        socklen_t length = sizeof from;
-        ASSERT_EQ(4116, recvfrom(driver.fd, request, sizeof request, 0, reinterpret_cast<sockaddr *>(&from), &length));
-        EXPECT_EQ(run / "qos" / ("group1." + std::to_string(getpid())), from.sun_path);
-        const string response(37888, 'r');
-        ASSERT_EQ(37888,
-                  sendto(driver.fd, response.data(), response.size(), 0, reinterpret_cast<sockaddr *>(&from), length));
-        EXPECT_EQ(response, receive(fd, 0).data);
-        EXPECT_EQ(EAGAIN, receive(fd).error);
-    }
-    EXPECT_EQ(-1, sendQos(fd, frame));
-    EXPECT_EQ(EAGAIN, receive(fd).error); // a driver that went is no stream of errors
-    velmar_close(fd);
-}
-
 TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
 {
     const int fd = openQos(1);
-    const Driver driver = {};
+    const DriverEnd driver = {};
     EXPECT_EQ(3, sendQos(fd, "one"));
     // A driver that connects and lets go with a datagram unread leaves an error at the other end.
     const auto leaveError = [&] {
@@ -638,38 +475,6 @@ TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
         velmar_close(end);
 }
 
-TEST_F(Host, DriverThatDoesNotReadFailsTheSend)
-{
-    const Driver driver = {};
-    const int fd = openQos(1);
-    ssize_t sent = 0;
-    double last = 0;
-    for (int i = 0; i < 1000 && sent >= 0; ++i)
-        last = seconds([&] { sent = sendQos(fd, string(100, 'x')); });
-    EXPECT_EQ(-1, sent);
-    EXPECT_EQ(EAGAIN, errno);
-    EXPECT_GE(last, 0.9);
-    EXPECT_LT(last, 5);
-    char byte;
-    for (int i = 0; i < 3; ++i)
-        recv(driver.fd, &byte, 1, MSG_DONTWAIT);
-    EXPECT_EQ(100, sendQos(fd, string(100, 'x')));
-    velmar_close(fd);
-}
-
-TEST_F(Host, EventSocketTakesFromAnybody)
-{
-    const int fd = openQos(6);
-    {
-        const Driver driver = {};
-        EXPECT_EQ(3, sendQos(fd, "out"));
-    }
-    throwAt(run / "qos" / ("group6." + std::to_string(getpid())), "event");
-    EXPECT_EQ("event", receive(fd, 0).data);
-    velmar_close(fd);
-    EXPECT_TRUE(fs::is_empty(run / "qos"));
-}
-
 TEST_F(Host, MessageQueue)
 {
     static std::atomic<int> woken;
@@ -695,7 +500,7 @@ TEST_F(Host, MessageQueue)
     std::thread a(poster, 0);
     std::thread b(poster, 1);
     uint32_t next[2] = {};
-    within(20, [&] { return queue->queued == 100; });
+    within([&] { return queue->queued == 100; });
     for (int taken = 0; taken < 4000;) {
         if (msgQReceive(queue, text, sizeof text, 0) != 8)
             continue;
@@ -712,172 +517,160 @@ TEST_F(Host, MessageQueue)
     EXPECT_GT(refused, 0);
 }
 
-TEST_F(Host, ElectionHandsOnAtOnceAfterAKill)
+TEST(Control, Commands)
 {
-    const pid_t first = startMini();
-    EXPECT_TRUE(within(5, [&] { return ask(first, "stat").find("\"stage\":5,") != string::npos; }));
-    const string stat = ask(first, "stat");
-    for (const char *key :
-         {"\"role\":\"active\"", "\"since\":", "\"blocks\":1", "\"bytes\":24", "\"syncs\":", "\"standbys\":0"})
-        EXPECT_NE(string::npos, stat.find(key)) << key << " in " << stat;
-    const pid_t second = startMini();
-    EXPECT_NE(string::npos, ask(second, "stat").find("\"stage\":6,"));
-    EXPECT_NE(string::npos, ask(second, "stat").find("\"role\":\"standby\""));
-    EXPECT_TRUE(within(5, [&] { return ask(first, "stat").find("\"standbys\":1") != string::npos; }));
-    EXPECT_EQ(1000 + SIGKILL, end(first, SIGKILL));
-    EXPECT_TRUE(within(5, [&] { return ask(second, "stat").find("\"role\":\"active\"") != string::npos; }));
-    EXPECT_TRUE(within(5, [&] { return ask(second, "stat").find("\"stage\":5,") != string::npos; }));
-    EXPECT_NE(string::npos, ask(second, "trace show").find("stage 1042\n")) << "with what it was given";
-    EXPECT_NE(string::npos, slurp(run / "trace/raslog").find("active"));
-}
-
-TEST_F(Host, ControlCommands)
-{
-    setenv("VELMAR_VSS", "manual", 1);
-    const pid_t pid = startMini();
+    LiveNode live;
+    TestNode &node = live.node;
     const struct {
         const char *command;
         const char *answer; // how it begins
     } cases[] = {
         {"stage 1003", "ok 1003 2 3 1001 1000"},
         {"stage 7", "ok 7"},
-        {"stage", "error: "},
         {"stage -1", "error: "},
         {"trace level 9", "ok"},
         {"trace level 10", "error: "},
         {"trace", "error: unknown"},
         {"trace show 0", "ok\n"},
         {"trace show x", "error: "},
-        {"tp double 21", "ok 42"},
+        {"tp lib:hareboot 21", "ok 21"},
         {"tp none", "error: no test point"},
-        {"tp double x", "error: "},
-        {"cli show  greeting ", "ok\nhello 5\n"},
+        {"tp lib:hareboot x", "error: "},
+        {"cli show  qos vss ", "ok\nQOS"},
         {"cli show", "error: no printing"},
         {"clock step -1", "error: "},
         {"clock step soon", "error: "},
         {"clock step 0.25", "ok"},
         {"msgq 11 26 1 2", "error: usage"},
         {"msgq 256 1 1 2 3", "error: usage"},
-        {"msgq 18 0 0 0 0", "ok"},
-        {"msgq 21 1 1 1 1", "ok"},
-        {"msgq 15 1 1 1 1", "ok"},
         {"", "error: "},
         {"statistics", "error: unknown"},
         {"stat x", "error: stat takes"},
-        {"tp mask", "ok 0"},
         {"stat\n", "ok {\"stage\":12,"},
     };
     for (const auto &c : cases) {
-        const string got = ask(pid, c.command);
+        const string got = node.ctl(c.command);
         EXPECT_TRUE(got.starts_with(c.answer)) << c.command << ": " << got;
     }
-    EXPECT_NE(string::npos, ask(pid, "stat").find("\"role\":\"manual\""));
-    // B, C and A of a raw message lie at 16, 20 and 24.
-    EXPECT_EQ("ok", ask(pid, "msgq 11 26 100 200 0x12c"));
-    EXPECT_TRUE(within(5, [&] { return ask(pid, "trace show").find("msg 11 26 200 300 100") != string::npos; }));
-    const string big = ask(pid, "cli show big");
-    EXPECT_GT(big.size(), 190000U);
-    EXPECT_TRUE(big.ends_with("\n(cut: the output is longer than an answer takes)\n"));
-    EXPECT_EQ(3 + 10000 * 61, wholeAnswer(send(pid, "cli show big")));
+    const string stat = node.ctl("stat");
+    for (const char *key :
+         {"\"role\":\"manual\"", "\"since\":", "\"blocks\":", "\"bytes\":", "\"syncs\":", "\"standbys\":0"})
+        EXPECT_NE(string::npos, stat.find(key)) << key << " in " << stat;
 
+    // An answer that is too long is cut behind a line, and all of it comes in a memory file.
+    EXPECT_EQ(live.manager.receive().size(), 9U) << "the stages' registration";
+    live.addPort();
+    for (uint32_t n = 2; n <= 80; ++n)
+        live.manager.tell(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"));
+    const string show = "cli show dorvmd interface all";
+    const string cut_off = "(cut: the output is longer than an answer takes)\n";
+    const string big = node.ctl(show);
+    ASSERT_TRUE(big.ends_with("\n" + cut_off));
+    EXPECT_GT(big.size(), 190000U);
+    const string whole = wholeAnswer(node, show);
+    EXPECT_GT(whole.size(), big.size());
+    EXPECT_TRUE(whole.starts_with(big.substr(0, big.size() - cut_off.size())));
     // Clients that do not read their long answers leave the others theirs.
-    std::vector<int> deaf;
-    for (int i = 0; i < 6; ++i)
-        deaf.push_back(send(pid, "cli show big"));
-    EXPECT_GT(ask(pid, "cli show big").size(), 190000U);
-    EXPECT_TRUE(ask(pid, "stat").starts_with("ok {"));
-    for (const int fd : deaf)
-        EXPECT_GT(answer(fd).size(), 190000U);
+    std::deque<Socket> deaf;
+    for (int i = 0; i < 6; ++i) {
+        deaf.emplace_back(node.run + "/deaf" + std::to_string(i));
+        deaf.back().send(node.control(), show);
+    }
+    EXPECT_EQ(node.ctl(show), big);
+    for (const Socket &client : deaf)
+        EXPECT_EQ(client.receiveText(), big);
 }
 
-TEST_F(Host, CommandsForABusyMainThread)
+TEST(Control, CommandsForABusyMainThread)
 {
-    setenv("VELMAR_VSS", "manual", 1);
-    const pid_t pid = startMini();
-    const int staged = send(pid, "stage 5000"); // waits in its middle
-    EXPECT_TRUE(within(5, [&] { return ask(pid, "stat").starts_with("ok {\"stage\":12,"); }));
-    std::vector<int> clients;
+    LiveNode live;
+    live.addPort();
+    live.driver.script({Driver::none()});
+    live.manager.send(message(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 1, 1)));
+    live.driver.await(1); // the main thread waits for the answer
+    std::deque<Socket> clients;
     for (int i = 0; i < 64; ++i) {
-        clients.push_back(send(pid, "stage 7"));
-        ASSERT_TRUE(ask(pid, "stat").starts_with("ok")); // it has been taken off the socket's short queue
+        clients.emplace_back(live.node.run + "/c" + std::to_string(i));
+        clients.back().send(live.node.control(), string("stage 7"));
+        ASSERT_TRUE(live.node.ctl("stat").starts_with("ok")); // it has been taken off the socket's short queue
     }
-    EXPECT_EQ("error: too many commands are waiting", ask(pid, "stage 7"));
-    EXPECT_EQ("ok", ask(pid, "clock step 1006"));
-    EXPECT_EQ("ok 5000", answer(staged));
-    for (const int fd : clients)
-        EXPECT_EQ("ok 7", answer(fd));
+    EXPECT_EQ("error: too many commands are waiting", live.node.ctl("stage 7"));
+    EXPECT_EQ("ok", live.node.ctl("clock step 15"));
+    EXPECT_EQ(28U, get32(live.manager.receive(), 5 + 50));
+    for (const Socket &client : clients)
+        EXPECT_EQ("ok 7", client.receiveText());
+    live.node.log.ignoreErrs();
 
     // All steps together end where 32 bits of seconds come near.
     string last;
     for (int i = 0; i < 1000 && last.empty(); ++i)
-        if (ask(pid, "clock step 1e6") != "ok")
+        if (live.node.ctl("clock step 1e6") != "ok")
             last = std::to_string(i);
     EXPECT_EQ("999", last);
-    EXPECT_EQ("ok", ask(pid, "clock step 1"));
+    EXPECT_EQ("ok", live.node.ctl("clock step 1"));
 }
 
-TEST_F(Host, ClockStepEndsWaits)
+TEST_F(Host, ClockStepsEndWaits)
 {
-    setenv("VELMAR_VSS", "manual", 1);
-    const pid_t pid = startMini();
-    // Each action waits for 1000 seconds on the main thread; the last one is a blocking receive, which waits for 15.
-    const std::pair<const char *, string> waits[] = {
-        {"tp poll", "ok 0"}, {"tp select", "ok 0"}, {"tp receive", "ok " + std::to_string(ETIMEDOUT)}};
-    for (const auto &[command, expected] : waits) {
-        const int fd = send(pid, command);
+    const std::function<int()> waits[] = {[] { return velmar_poll(nullptr, 0, 1000000); },
+                                          [] {
+                                              const timeval limit = {1000, 0};
+                                              return velmar_select(0, nullptr, nullptr, nullptr, &limit);
+                                          }};
+    for (const auto &wait : waits) {
+        // Steps between reading the clock and waiting belong to the wait, with a hello to the watchdog in between; the
+        // first alone is too short.
+        std::atomic<bool> read = false, ended = false;
+        std::thread waiter([&] {
+            timeval now;
+            velmar_now(&now);
+            read = true;
+            swd_hello(-1, &now);
+            EXPECT_EQ(0, wait());
+            ended = true;
+        });
+        EXPECT_TRUE(within([&] { return read.load(); }));
+        EXPECT_TRUE(clockStep(10000));
         usleep(50000);
-        EXPECT_EQ("ok", ask(pid, "clock step 10"));
-        pollfd entry = {fd, POLLIN, 0};
-        EXPECT_EQ(0, poll(&entry, 1, 50)) << command << " ended too early";
-        EXPECT_EQ("ok", ask(pid, "clock step 995.5"));
-        EXPECT_EQ(expected, answer(fd));
+        EXPECT_FALSE(ended);
+        EXPECT_TRUE(clockStep(995500));
+        waiter.join();
     }
-    // A step between reading the clock and waiting belongs to the wait, with a hello to the watchdog in between.
-    const int fd = send(pid, "tp hello");
-    EXPECT_TRUE(within(5, [&] { return fs::exists(run / "read"); }));
-    EXPECT_EQ("ok", ask(pid, "clock step 1006"));
-    std::ofstream(run / "stepped") << "x";
-    EXPECT_EQ("ok 0", answer(fd));
-    // The mini's timer of an hour, in the main loop.
-    EXPECT_EQ(string::npos, ask(pid, "trace show").find("tick"));
-    EXPECT_EQ("ok", ask(pid, "clock step 3600"));
-    EXPECT_TRUE(within(5, [&] { return ask(pid, "trace show").find("tick") != string::npos; }));
 }
 
 TEST_F(Host, OrderlyEndAtAnyMoment)
 {
-    const std::pair<const char *, int> ends[] = {{"", SIGTERM}, {"", SIGINT}, {"tp select", SIGTERM}, {"tp select", 0}};
-    for (const auto &[before, number] : ends) {
-        fs::remove(run / "exited");
-        const pid_t pid = startMini();
-        const int fd = *before ? send(pid, before) : -1;
-        if (number) {
-            EXPECT_EQ(0, end(pid, number));
-        } else {
-            EXPECT_EQ("ok", ask(pid, "quit"));
-            EXPECT_EQ(0, wait(pid));
-        }
-        EXPECT_TRUE(fs::exists(run / "exited")) << before << number;
-        if (fd >= 0)
-            velmar_run_close(fd);
+    for (const int number : {SIGTERM, SIGINT, 0}) {
+        const pid_t pid =
+            startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "svc"}, run, {"VELMAR_VSS=manual"}, run / "out");
+        Socket client(run / "client");
+        const string control = run / ("ctl/dorvald." + std::to_string(pid));
+        EXPECT_TRUE(within([&] { return client.send(control, string("stat")) && !client.receiveText().empty(); }));
+        if (number)
+            kill(pid, number);
+        else
+            client.send(control, string("quit"));
+        EXPECT_EQ(0, wait(pid));
         for (const char *folder : {"ctl", "mi6", "qos"})
             EXPECT_TRUE(fs::is_empty(run / folder)) << folder;
     }
     // Before any worker runs.
-    const pid_t pid = start("--early");
-    EXPECT_TRUE(within(5, [&] { return fs::exists(run / "ctl" / ("early." + std::to_string(pid))); }));
-    EXPECT_EQ(0, end(pid, SIGTERM));
+    const pid_t pid = startProgram(program, {program, "--early"}, run, {}, run / "early");
+    EXPECT_TRUE(within([&] { return slurp(run / "early") == "up\n"; }));
+    kill(pid, SIGTERM);
+    EXPECT_EQ(0, wait(pid));
     EXPECT_TRUE(fs::is_empty(run / "ctl"));
 }
 
-TEST_F(Host, TraceRingOutlivesItsProcess)
+TEST_F(Host, TraceRingHoldsTheNewestLines)
 {
-    setenv("VELMAR_VSS", "manual", 1);
     setenv("VELMAR_TRACE", (run / "copy").c_str(), 1);
-    const pid_t pid = startMini();
-    EXPECT_EQ("ok 0", ask(pid, "tp trace 300"));
-    end(pid, SIGKILL);
-    const string ring = run / "trace" / ("MINI-1." + std::to_string(pid));
+    int32_t handle = 0;
+    const trace_params_t parameters = {1, 32, 0};
+    ASSERT_EQ(0, trace_module_init(&handle, 1, 250, "RING", &parameters));
+    for (int i = 0; i < 300; ++i)
+        trace_module_store_lvl(handle, 1, 0, 4, ("line " + std::to_string(i) + "\n" + string(100, 'x')).c_str());
+    const string ring = run / "trace" / ("RING." + std::to_string(getpid()));
     char out[100000];
     const int used = velmar_trace_read(ring.c_str(), 3, out, sizeof out);
     ASSERT_GT(used, 0);
@@ -896,7 +689,7 @@ TEST_F(Host, TraceRingOutlivesItsProcess)
     EXPECT_NE(string::npos, string(out, static_cast<size_t>(few)).find("line 299"));
     EXPECT_EQ(-1, velmar_trace_read((run / "copy").c_str(), 1, out, sizeof out));
     const string copy = slurp(run / "copy");
-    EXPECT_NE(string::npos, copy.find("\n4\tline 0\\nx"));
+    EXPECT_NE(string::npos, copy.find("4\tline 0\\nx"));
     EXPECT_NE(string::npos, copy.find("\n4\tline 299\\nx"));
 }
 
@@ -934,7 +727,7 @@ TEST_F(Host, Store)
     strcpy(record.atom, "store");
     ASSERT_EQ(0, ha_register(&record, "Config=vss:", &ha, nullptr));
 #ifndef __SANITIZE_ADDRESS__ // which takes more address space than this leaves
-    EXPECT_EQ(0, wait(start("--narrow"))) << slurp(run / "out");
+    EXPECT_EQ(0, runMode("--narrow")) << slurp(run / "out");
 #endif
     const ha_field_t fields[] = {{"a", 0, 4, "~U32"}, {"b", 4, 8, "~U08"}};
     EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
@@ -980,51 +773,12 @@ TEST_F(Host, Store)
     EXPECT_EQ(HA_MODE_STANDBY, ha_get_state(ha));
 }
 
-TEST_F(Host, Numbering)
-{
-    for (int32_t flat = 0; flat < 128; ++flat) {
-        if (flat == 15 * 8)
-            continue; // the all-chips index
-        EXPECT_EQ(flat, dce_get_flat_chip_id(dce_get_ifindex(flat)));
-        EXPECT_EQ(flat, dce_get_slot_id(flat) * 8 + dce_get_slot_chip_id(flat));
-    }
-    const std::pair<uint32_t, int32_t> indexes[] = {
-        {0x8bc00000, -1},                       // all chips
-        {34U << 26 | 2U << 22 | 5U << 16, 21},  // chip
-        {34U << 26 | 2U << 22 | 1, -1},         // no chip: the rest is not 0
-        {6U << 26 | 3U << 22 | 0x8000 | 2, 26}, // ports
-        {32U << 26 | 15U << 22, 120},
-        {30U << 26 | 1U << 22 | 7, 15},
-        {3U << 26 | 5U << 21 | 1, 41},
-        {3U << 26 | 16U << 21, -1}, // slot too high
-        {5U << 26 | 1U << 22, -1},
-    };
-    for (const auto &[index, flat] : indexes)
-        EXPECT_EQ(flat, dce_get_flat_chip_id(index)) << std::hex << index;
-    ifm_hsl_mmap_xsfp_init();
-    ASSERT_NE(nullptr, ifm_mmap_xsfp);
-    const auto port = [](uint32_t slot, uint32_t p, uint32_t q) {
-        uint16_t counts[2];
-        uint16_t value;
-        memcpy(counts, ifm_mmap_xsfp + 20, sizeof counts);
-        const uint32_t cell = (p - 1) * counts[1] + slot * counts[0] * counts[1] + 7;
-        memcpy(&value, ifm_mmap_xsfp + cell * 4 + 4 * (q - 1) + 3, sizeof value);
-        return value;
-    };
-    EXPECT_EQ(1, port(0, 1, 1));
-    EXPECT_EQ(256, port(0, 64, 4));
-    EXPECT_EQ(4 * 9 + 3, port(7, 10, 3));
-    EXPECT_EQ(4 * 63 + 4, port(30, 64, 4));
-}
-
 TEST_F(Host, WatchdogHearsEnoughAndNotMore)
 {
     EXPECT_LT(swd_register(nullptr), 0);
-    sockaddr_un address = {AF_UNIX, {}};
-    strncpy(address.sun_path, (run / "notify").c_str(), sizeof address.sun_path - 1);
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address));
-    setenv("NOTIFY_SOCKET", address.sun_path, 1);
+    const Socket notified(run / "notify");
+    const auto said = [&] { return notified.receiveText(0); };
+    setenv("NOTIFY_SOCKET", notified.path.c_str(), 1);
     const struct {
         const char *limit;
         int wait;
@@ -1035,222 +789,21 @@ TEST_F(Host, WatchdogHearsEnoughAndNotMore)
         const int handle = swd_register(nullptr);
         ASSERT_GE(handle, 0);
         timeval last = {};
-        char text[64] = {};
-        EXPECT_EQ(-1, recv(fd, text, sizeof text, 0)) << "ready before the main loop";
+        EXPECT_EQ("", said()) << "ready before the main loop";
         for (int i = 0; i < 5; ++i)
             EXPECT_EQ(c.wait, swd_hello(handle, &last));
-        EXPECT_EQ(7, recv(fd, text, sizeof text, 0));
-        EXPECT_STREQ("READY=1", text);
+        EXPECT_EQ("READY=1", said());
         EXPECT_GT(last.tv_sec, 0);
         for (int i = 0; i < c.hellos; ++i)
-            EXPECT_EQ(10, recv(fd, text, sizeof text, 0)) << c.limit;
-        EXPECT_STREQ("WATCHDOG=1", text);
-        EXPECT_EQ(-1, recv(fd, text, sizeof text, 0)) << c.limit;
+            EXPECT_EQ("WATCHDOG=1", said()) << c.limit;
+        EXPECT_EQ("", said()) << c.limit;
         // Whoever waits for the driver is alive.
         timeval limit = {0, 21000};
         EXPECT_EQ(0, velmar_select(0, nullptr, nullptr, nullptr, &limit));
-        EXPECT_EQ(c.hellos == 5 ? 10 : -1, recv(fd, text, sizeof text, 0)) << c.limit;
+        EXPECT_EQ(c.hellos == 5 ? "WATCHDOG=1" : "", said()) << c.limit;
     }
     unsetenv("NOTIFY_SOCKET");
     unsetenv("WATCHDOG_USEC");
-    close(fd);
-}
-
-// A process on the platform, as small as one can be: registers, follows its stages and queue, has a timer of an hour.
-int32_t mini_trace;
-int mini_stage = 6;
-int mini_wakeup[2];
-
-void say(const char *format, ...) __attribute__((format(printf, 1, 2)));
-void say(const char *format, ...)
-{
-    char text[128];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    trace_module_store_lvl(mini_trace, 1, 0, 4, text);
-}
-
-constexpr uint32_t STAGE_WAITS = 5000;
-
-uint32_t miniRecover(ha_hndl_t, uint32_t stage)
-{
-    const struct {
-        uint32_t stage, next;
-        int index;
-    } rows[] = {{1002, 1, 0}, {1003, 2, 1}, {1042, 2, 11},   {1, 1001, 2},
-                {2, 3, 3},    {3, 1001, 8}, {1001, 1000, 4}, {1000, 0, 5}};
-    say("stage %u", stage);
-    mini_stage = 12;
-    if (stage == STAGE_WAITS)
-        velmar_poll(nullptr, 0, 1000000);
-    for (const auto &row : rows)
-        if (row.stage == stage) {
-            mini_stage = row.index;
-            return row.next;
-        }
-    return 0;
-}
-
-int miniExit()
-{
-    const char *dir = getenv("VELMAR_RUN");
-    close(open((string(dir) + "/exited").c_str(), O_CREAT | O_WRONLY, 0600));
-    return 0;
-}
-
-int miniTrace(uintptr_t count, uintptr_t, uintptr_t, tp_arg_t)
-{
-    for (unsigned i = 0; i < count; ++i)
-        say("line %u\n%s", i, string(100, 'x').c_str());
-    return 0;
-}
-
-int miniSelect(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
-{
-    const timeval limit = {1000, 0};
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(mini_wakeup[0], &readable);
-    char bytes[64];
-    (void)!read(mini_wakeup[0], bytes, sizeof bytes);
-    return velmar_select(mini_wakeup[0] + 1, &readable, nullptr, nullptr, &limit);
-}
-
-int miniReceive(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
-{
-    const int fd = openQos(1);
-    const int error = receive(fd, 0).error;
-    velmar_close(fd);
-    return error;
-}
-
-// Reads the clock, says hello once the test has stepped it, and waits.
-int miniHello(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
-{
-    const fs::path dir = getenv("VELMAR_RUN");
-    timeval now;
-    velmar_now(&now);
-    std::ofstream(dir / "read") << "x";
-    within(5, [&] { return fs::exists(dir / "stepped"); });
-    swd_hello(-1, &now);
-    return velmar_poll(nullptr, 0, 1000000);
-}
-
-// A program that is started has no signal blocked.
-int miniMask(uintptr_t, uintptr_t, uintptr_t, tp_arg_t)
-{
-    return system("grep -q '^SigBlk:[[:space:]]*0*$' /proc/self/status");
-}
-
-const tp_action_t mini_actions[] = {
-    {"hello", miniHello},
-    {"mask", miniMask},
-    {"double",
-     [](uintptr_t number, uintptr_t, uintptr_t, tp_arg_t arg) { return static_cast<int>(number + arg.number); }},
-    {"trace", miniTrace},
-    {"poll", [](uintptr_t, uintptr_t, uintptr_t, tp_arg_t) { return velmar_poll(nullptr, 0, 1000000); }},
-    {"select", miniSelect},
-    {"receive", miniReceive},
-    {nullptr, nullptr},
-};
-
-int showBig(ctl_print_t out, void *arg)
-{
-    for (int i = 0; i < 10000; ++i)
-        out(arg, "%060d\n", i);
-    return 0;
-}
-
-const ctl_cli_t mini_cli[] = {
-    {"show greeting", [](ctl_print_t out, void *arg) { return out(arg, "hello %d\n", 5); }},
-    {"show big", showBig},
-    {nullptr, nullptr},
-};
-const ctl_ops_t mini_ops = {[] { return mini_stage; }, [](int level) { return level > 9 ? 1 : 0; }, mini_cli};
-
-void miniMessage(unsigned char *message)
-{
-    uint32_t words[3];
-    memcpy(words, message + 16, sizeof words);
-    switch (message[4]) {
-    case MSGQ_TYPE_VSS:
-        return vss_process(message);
-    case MSGQ_TYPE_ISC:
-        return isc_process(message);
-    case MSGQ_TYPE_SMI:
-        return smi_process(message);
-    default:
-        say("msg %u %u %u %u %u", message[4], message[12], words[0], words[1], words[2]);
-    }
-}
-
-void miniLoop(MSG_Q_ID queue)
-{
-    timeval now;
-    velmar_now(&now);
-    // An hour away, and as far again as the steps that end the waits of its actions.
-    time_t due = now.tv_sec + 3600 + 4 * 1006;
-    for (;;) {
-        velmar_now(&now);
-        if (now.tv_sec >= due) {
-            say("tick");
-            due = now.tv_sec + 100000;
-        }
-        pollfd entry = {mini_wakeup[0], POLLIN, 0};
-        velmar_poll(&entry, 1, static_cast<int>(due - now.tv_sec) * 1000);
-        char bytes[64];
-        (void)!read(mini_wakeup[0], bytes, sizeof bytes);
-        unsigned char message[MSGQ_MESSAGE_LENGTH];
-        while (msgQReceive(queue, message, sizeof message, 0) > 0)
-            miniMessage(message);
-    }
-}
-
-int mini(const char *service)
-{
-    velmar_sigdefaults("mini");
-    rasevt_init("svc", 1, "MINI");
-    const trace_params_t parameters = {1, 32, 0};
-    trace_module_init(&mini_trace, 1, 250, "MINI-1", &parameters);
-    giot_t *giot;
-    ioss_t *timer;
-    ioss_t *ipc;
-    static giot_t *engine;
-    if (giot_create(&giot) < 0 || timer_ioss_create(&timer, giot_wakeup, giot) < 0 ||
-        ipc_ioss_create(&ipc, "MINI", 0, ipc_max_msg_size(0), 4) < 0 || giot_register(giot, ipc) < 0 ||
-        giot_register(giot, timer) < 0)
-        return 7;
-    engine = giot;
-    static MSG_Q_ID queue = msgQCreate(1000, MSGQ_MESSAGE_LENGTH, 0, "mini_mq");
-    static const ha_ops_t ops = {miniRecover, nullptr, nullptr, nullptr, nullptr, nullptr};
-    ha_register_t record = {};
-    strncpy(record.service, service, sizeof record.service - 1);
-    strcpy(record.instance, "1");
-    strcpy(record.atom, "mini");
-    record.ops = &ops;
-    ha_hndl_t ha;
-    const ha_field_t field = {"a", 0, 24, "~U08"};
-    const tp_register_t points = {1, nullptr, mini_actions, 0};
-    if (ha_register(&record, "Config=vss:", &ha, queue) != 0 || ha_add_struct(ha, "rec_t", 24, 1, &field) != 0 ||
-        !ha_calloc(ha, 24, "rec_t", 0, 1) || tp_register(&points) != 0 || openMi6("svc", 1) < 0 || openQos(6) < 0)
-        return 1;
-    ctl_offer(&mini_ops);
-    ASPInit("mini", 1, 0, 0, [] {
-        giot_free(&engine);
-        return miniExit();
-    });
-    if (velmar_pipe(mini_wakeup) != 0)
-        return 1;
-    fcntl(mini_wakeup[0], F_SETFL, O_NONBLOCK);
-    msgQSetWakeup(
-        queue, [](void *) { (void)!write(mini_wakeup[1], "", 1); }, nullptr);
-    KOR_ASPMainLoop(0, queue);
-    if (wt_exec(giot_run, giot) < 0)
-        return 7;
-    miniLoop(queue);
-    return 0;
 }
 
 // With room for half of the store's arena, but not for its table beside it.
@@ -1278,6 +831,7 @@ int early()
     char path[108];
     if (velmar_run_bind("ctl", "early", true, path, sizeof path) < 0)
         return 1;
+    (void)!write(1, "up\n", 3);
     for (;;)
         pause();
 }
@@ -1294,8 +848,6 @@ int node()
 int main(int argc, char **argv)
 {
     const string mode = argc > 1 ? argv[1] : "";
-    if (mode.starts_with("--mini"))
-        return mini(mode == "--mini" ? "svc" : mode.c_str() + strlen("--mini="));
     if (mode == "--narrow")
         return narrow();
     if (mode == "--early")

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <memory>
 #include <unistd.h>
 

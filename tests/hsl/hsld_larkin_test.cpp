@@ -5,8 +5,6 @@
 
 namespace hsld_test {
 
-namespace {
-
 constexpr uint32_t LARKIN = OTHER;
 constexpr uint32_t TE1 = 0x18408001, TE2 = 0x18410001; // its first ports
 constexpr uint32_t L2 = 0x1006, L3 = 0x2005;
@@ -274,7 +272,5 @@ TEST_F(Larkin, MulticastHasQueuesAndALimitOfTheChip)
     EXPECT_EQ(counted(2), 500034u);
     EXPECT_EQ(json("show")["warnings"], hslJson::array());
 }
-
-} // namespace
 
 } // namespace hsld_test

@@ -4,8 +4,6 @@
 
 namespace hsld_test {
 
-namespace {
-
 // Traffic on a clock of its own, ahead of the real one, so that counters come out to the byte.
 class Traffic : public Hsld {
 protected:
@@ -197,12 +195,10 @@ TEST_F(Traffic, EveryDropHasItsReason)
     offer("te1/1 drop reason=127 rate=16M");
     offer("te1/2 priority=3 rate=16M");
     pass(1004);
-    struct {
-        size_t number;
-        uint64_t frames;
-    } cases[] = {{25, 250000}, {14, 1004}, {127, 2008}, {33, 0}, {128, 250000}, {129, 0}, {132, 3012}, {134, 253012}};
-    for (auto &test : cases)
-        EXPECT_EQ(reason(test.number), test.frames) << test.number;
+    const std::pair<size_t, uint64_t> cases[] = {{25, 250000},  {14, 1004}, {127, 2008}, {33, 0},
+                                                 {128, 250000}, {129, 0},   {132, 3012}, {134, 253012}};
+    for (const auto &[number, frames] : cases)
+        EXPECT_EQ(reason(number), frames) << number;
     EXPECT_EQ(reason(33, PORT + 0x8000), 1004u);
     answer(cos(0x06270001, 56, 28, {{28, 4, 42}, {34, 2, 1}, {48, 4, PORT}}));
     EXPECT_EQ(reason(14) + reason(25) + reason(134), 0u);
@@ -406,7 +402,5 @@ TEST_F(Hsld, TrafficFollowsTheDriversClock)
     auto response = answer(cos(0x0127080A, 448, 448, {{28, 4, PORT}}));
     EXPECT_NEAR(static_cast<double>(hslGet(response, 440, 8)), 25e9, 5e9);
 }
-
-} // namespace
 
 } // namespace hsld_test

@@ -4,13 +4,14 @@
 #include <gtest/gtest.h>
 #include <list>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "inventory/tailq.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
+#include "tests/support/bytes.h"
 #include "tests/support/fake_host.h"
 
 namespace {
@@ -100,17 +101,17 @@ void compareLookups(const tnx_avl_tree_t *tree, const Model &model, int key)
 void randomTree(unsigned seed, ha_hndl_t ha, int pool, int keys, int steps)
 {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
+    Random random(seed);
     tnx_avl_tree_t *tree = nullptr;
     ASSERT_EQ(avl_create_ha_dbg(ha, 3, &tree, pool, compareItems, "compareItems", "items"), 0);
     std::list<Item> items;
     Model model;
     for (int i = 0; i < steps && !testing::Test::HasFatalFailure(); ++i) {
         // The store refuses every eighth node; growth and decay alternate.
-        fake_host::allocs_before_failure = random() % 8 == 0 ? 0 : -1;
-        const int key = static_cast<int>(random() % static_cast<unsigned>(keys));
+        fake_host::allocs_before_failure = random.roll() % 8 == 0 ? 0 : -1;
+        const int key = static_cast<int>(random.below(static_cast<unsigned>(keys)));
         const Item probe = {key};
-        const bool grow = random() % 8 < ((i / 512) % 2 ? 3u : 5u);
+        const bool grow = random.roll() % 8 < ((i / 512) % 2 ? 3u : 5u);
         if (grow) {
             Item &fresh = items.emplace_back(Item{key});
             fresh.node = avl_insert_return_node(tree, &fresh, 1);
@@ -120,7 +121,7 @@ void randomTree(unsigned seed, ha_hndl_t ha, int pool, int keys, int steps)
                 model.emplace_hint(model.lower_bound(key), key, &fresh);
         } else if (const auto found = model.lower_bound(key); found != model.end()) {
             // By node, so that nodes of every place in the tree go; sometimes by key.
-            tnx_avl_node_t *node = random() % 2 ? found->second->node : avl_search(tree, &probe);
+            tnx_avl_node_t *node = random.roll() % 2 ? found->second->node : avl_search(tree, &probe);
             if (node) {
                 const Item *gone = item(node);
                 EXPECT_EQ(avl_delete_node(tree, node), 0);
@@ -278,40 +279,21 @@ TEST_F(ContainersTest, TheStoreGetsTypesTagsAndNames)
     EXPECT_NE(lib_tha_avl_tree_reg(9, nullptr, "missing"), 0);
 }
 
-TEST_F(ContainersTest, ARefusalIsReportedOnlyWhenAsked)
-{
-    fake_host::allocs_before_failure = 0;
-    testing::internal::CaptureStdout();
-    list_delete(list_new_ha_dbg(9, 4, "quiet"));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    lib_tha_debug = true;
-    testing::internal::CaptureStdout();
-    tnx_list_t *list = list_new_ha_dbg(9, 4, "loud");
-    const std::string said = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(said.find("THA: "), 0u);
-    EXPECT_NE(said.find("linklist.cpp:"), std::string::npos);
-    EXPECT_NE(said.find(":list_create_ha_dbg: ha_hndl(9), size(" + std::to_string(sizeof(tnx_list_t)) +
-                        "), obj_str(tnx_list_t), objgrp_id(4), tagflag(0) \n"),
-              std::string::npos);
-    lib_tha_debug = false;
-    list_delete(list);
-}
-
 void randomList(unsigned seed, ha_hndl_t ha, int steps)
 {
-    std::mt19937 random(seed);
+    Random random(seed);
     tnx_list_t *list = list_create_ha_dbg(ha, 0, compareItems, nullptr, "compareItems", nullptr, "items");
     std::list<Item> items;
     std::list<Item *> model; // sorted, equal ones in the order of their arrival
     for (int i = 0; i < steps; ++i) {
-        fake_host::allocs_before_failure = random() % 8 == 0 ? 0 : -1;
-        Item &fresh = items.emplace_back(Item{static_cast<int>(random() % 40)});
+        fake_host::allocs_before_failure = random.roll() % 8 == 0 ? 0 : -1;
+        Item &fresh = items.emplace_back(Item{static_cast<int>(random.roll() % 40)});
         const auto less = [](const Item *a, const Item *b) { return a->key < b->key; };
         const auto low = std::lower_bound(model.begin(), model.end(), &fresh, less);
         const bool known = low != model.end() && (*low)->key == fresh.key;
         Item *first = known ? *low : nullptr;
         EXPECT_EQ(list_lookup_data(list, &fresh), first);
-        switch (random() % 4) {
+        switch (random.roll() % 4) {
         case 0:
             EXPECT_NE(listnode_add_sort(list, &fresh), nullptr);
             model.insert(std::upper_bound(model.begin(), model.end(), &fresh, less), &fresh);
@@ -392,6 +374,47 @@ TEST_F(ContainersTest, ListPositionsAndLookups)
     EXPECT_EQ(i[0].key, 100);
     list_delete(list);
     list_delete(nullptr);
+}
+
+struct Queued {
+    tailqEntry<Queued> link, other;
+};
+
+TEST(Tailq, MatchesAListUnderRandomInsertsAndRemovals)
+{
+    Random random(20);
+    Queued items[12] = {};
+    tailqHead<Queued> head, second;
+    std::list<Queued *> expected;
+    tailqInit(&head);
+    tailqInit(&second);
+    for (Queued &i : items) // membership in another queue must stay as it is
+        tailqInsertTail<&Queued::other>(&second, &i);
+    for (int step = 0; step < 2000; ++step) {
+        Queued *elem = &items[random.roll() % std::size(items)];
+        if (elem->link.tqe_prev == nullptr) {
+            tailqInsertTail<&Queued::link>(&head, elem);
+            expected.push_back(elem);
+        } else {
+            tailqRemove<&Queued::link>(&head, elem);
+            expected.remove(elem);
+            ASSERT_TRUE(elem->link.tqe_next == nullptr && elem->link.tqe_prev == nullptr);
+        }
+        ASSERT_EQ(expected.empty(), tailqEmpty(&head));
+        Queued **last = &head.tqh_first;
+        Queued *walk = tailqFirst(&head);
+        for (Queued *want : expected) {
+            ASSERT_EQ(want, walk);
+            ASSERT_EQ(last, walk->link.tqe_prev);
+            last = &walk->link.tqe_next;
+            walk = tailqNext<&Queued::link>(walk);
+        }
+        ASSERT_TRUE(walk == nullptr && head.tqh_last == last);
+    }
+    unsigned others = 0;
+    for (Queued *i = tailqFirst(&second); i; i = tailqNext<&Queued::other>(i))
+        ASSERT_EQ(&items[others++], i);
+    EXPECT_EQ(std::size(items), others);
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #include "core/state.h"
 #include "lib/lib_instance.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/fake_os.h"
+#include "tests/support/printer.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ protected:
         qos_velmar_state.progname = "dorvmd";
         qos_velmar_state.vss_handle = 21;
         qos_velmar_state.stage = QOS_STAGE_ACTIVE;
-        qos_velmar_state.msgq = msgQCreate(16, MSGQ_MESSAGE_LENGTH, 0, "test_mq");
+        qos_velmar_state.msgq = fake_host::queue();
     }
     void TearDown() override { lib_stop(qos_velmar_state.lib); }
     void start(bool agent)
@@ -44,7 +44,7 @@ protected:
     std::string current() const { return cli.ifindex_obj ? static_cast<interface_t *>(cli.ifindex_obj)->name : ""; }
 
     lib_instance_t *lib = nullptr;
-    fake_host::Printer printer;
+    Printer printer;
     cli_t cli = {};
 };
 
@@ -61,7 +61,7 @@ TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
     // A post now wakes the scheduler that is started next.
     thread_asp_start(
         lib, [](void *) {}, qos_velmar_state.msgq);
-    fake_host::post(qos_velmar_state.msgq, 11);
+    fake_host::post(11);
     char byte;
     EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
 }
@@ -142,20 +142,17 @@ TEST_F(KorTest, ModesAreEnteredAndLeft)
     for (cli_t *context : {&cli, &other, &closed})
         ASSERT_EQ(cli_execute(lib->ctree, context, "interface port-channel 3"), 0);
     cli_close(lib->ctree, &closed);
-    const struct {
-        const char *text;
-        int mode, result;
-    } steps[] = {{"interface vlan 3", PORT_CHANNEL_MODE, CLI_NO_COMMAND},
-                 {"exit", CONFIG_MODE, 0},
-                 {"exit", EXEC_MODE, 0},
-                 {"end", EXEC_MODE, CLI_NO_COMMAND},
-                 {"conf t", CONFIG_MODE, 0},
-                 {"interface vlan 3", VLAN_INTERFACE_MODE, 0},
-                 {"end", EXEC_MODE, 0},
-                 {"exit", EXEC_MODE, CLI_SESSION_ENDED}};
-    for (const auto &step : steps) {
-        EXPECT_EQ(cli_execute(lib->ctree, &cli, step.text), step.result) << step.text;
-        EXPECT_EQ(cli.mode, step.mode) << step.text;
+    const std::tuple<const char *, int, int> steps[] = {{"interface vlan 3", PORT_CHANNEL_MODE, CLI_NO_COMMAND},
+                                                        {"exit", CONFIG_MODE, 0},
+                                                        {"exit", EXEC_MODE, 0},
+                                                        {"end", EXEC_MODE, CLI_NO_COMMAND},
+                                                        {"conf t", CONFIG_MODE, 0},
+                                                        {"interface vlan 3", VLAN_INTERFACE_MODE, 0},
+                                                        {"end", EXEC_MODE, 0},
+                                                        {"exit", EXEC_MODE, CLI_SESSION_ENDED}};
+    for (const auto &[text, mode, result] : steps) {
+        EXPECT_EQ(cli_execute(lib->ctree, &cli, text), result) << text;
+        EXPECT_EQ(cli.mode, mode) << text;
     }
     // A deleted interface is no longer current anywhere; a closed context is left alone.
     EXPECT_EQ(run("no interface port-channel 3"), 0);
@@ -167,11 +164,7 @@ TEST_F(KorTest, ModesAreEnteredAndLeft)
 TEST_F(KorTest, NumbersAreChecked)
 {
     start(false);
-    const struct {
-        const char *text;
-        int result;
-        const char *said;
-    } cases[] = {
+    const std::tuple<const char *, int, const char *> cases[] = {
         {"interface port-channel 6144", 0, ""},
         {"interface port-channel 6145", 1, "% Error: Invalid admin-key value.\n"},
         {"interface port-channel 0", 1, "% Error: Invalid admin-key value.\n"},
@@ -183,9 +176,9 @@ TEST_F(KorTest, NumbersAreChecked)
         {"no interface vlan 3583", 0, ""},
         {"no interface vlan 1", 1, "% Error: Invalid VLAN id value.\n"},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(run(c.text), c.result) << c.text;
-        EXPECT_EQ(printer.text, c.said) << c.text;
+    for (const auto &[text, result, said] : cases) {
+        EXPECT_EQ(run(text), result) << text;
+        EXPECT_EQ(printer.text, said) << text;
     }
 }
 

@@ -11,7 +11,6 @@
 
 #include "lib/lib_instance.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/fake_os.h"
 
 using event_t = struct thread;
 using Names = std::vector<std::string>;
@@ -60,7 +59,6 @@ protected:
         lib = lib_create("test");
         lib->master = thread_master_create();
         m = lib->master;
-        queue = msgQCreate(16, MSGQ_MESSAGE_LENGTH, 0, "test_mq");
     }
     void TearDown() override
     {
@@ -86,7 +84,7 @@ protected:
 
     lib_instance_t *lib = nullptr;
     thread_master *m = nullptr;
-    MSG_Q_ID queue = nullptr;
+    const MSG_Q_ID queue = fake_host::queue();
     Names errors; // expected error lines
 };
 
@@ -107,7 +105,7 @@ TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
     thread_add_queue_low(lib, note, name("queued low"), 0);
     thread_enqueue_read_middle(lib, note, name("queued middle"), b.in());
     thread_add_read_pend(lib, note, name("pending"), 0);
-    fake_host::post(queue, 11);
+    fake_host::post(11);
     EXPECT_EQ(runAll(), (Names{"pending", "queued middle", "queued low", "event 1", "event 2", "timer", "message 11",
                                "read high", "read", "write", "low 1"}));
     EXPECT_EQ(fake_os::timeouts.front(), 0);
@@ -204,8 +202,7 @@ TEST_F(ThreadTest, TimesOutOfRangeAreCutToTheEndOfTime)
 {
     const struct {
         timeval wait;
-        int sec;
-        int usec;
+        int sec, usec;
     } cases[] = {
         {{0x7fffffff, 0}, 0x7fffffff, 0},
         {{-2000, 0}, 0x7fffffff, 0},
@@ -244,13 +241,12 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
     msgQSetWakeup(queue, thread_asp_wakeup, lib);
     thread_asp_start(lib, noteMessage, queue);
     EXPECT_EQ(fake_host::calls, (Names{"KOR_ASPMainLoop", "swd_register"}));
-    fake_host::msgq_cbs[12] = [](void *) { ran.push_back("own"); };
     fake_host::calls.clear();
     fake_os::on_poll = [&] {
         for (const uint8_t type : {11, 15, 12, 18, 21})
-            fake_host::post(queue, type);
+            fake_host::post(type);
     };
-    EXPECT_EQ(runAll(), (Names{"message 11", "own"}));
+    EXPECT_EQ(runAll(), (Names{"message 11", "message 12"}));
     EXPECT_EQ(fake_host::calls, (Names{"vss_process", "isc_process", "smi_process"}));
     EXPECT_EQ(fake_os::timeouts.front(), -1); // the pipe has ended a wait without limit
     char byte;
@@ -261,8 +257,8 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
         thread_asp_wakeup(lib);
     EXPECT_NE(m->asp_read, nullptr);
     // A message that was taken and will never run is freed with the master.
-    fake_host::post(queue, 11);
-    fake_host::post(queue, 11);
+    fake_host::post(11);
+    fake_host::post(11);
     EXPECT_TRUE(([&] {
         event_t event;
         return thread_fetch(lib, &event) && thread_call(&event) == 0;
@@ -274,7 +270,7 @@ TEST_F(ThreadTest, AQueueWithoutItsPipeIsStillSeen)
     fake_os::pipe_fails = true;
     thread_asp_start(lib, noteMessage, queue);
     EXPECT_EQ(fake_host::calls, Names{});
-    fake_host::post(queue, 11);
+    fake_host::post(11);
     EXPECT_EQ(runAll(), Names{"message 11"});
     thread_asp_wakeup(lib);
     ASSERT_EQ(fake_host::errors.size(), 2u);

@@ -1,24 +1,10 @@
 // The Larkin family: its records byte by byte, what it keeps of the driver's answers, and what a failure half way
 // leaves.
 #include <cstring>
-#include <gtest/gtest.h>
 
-#include "agent/ccb.h"
-#include "agent/clear_stats.h"
-#include "agent/core_handlers.h"
-#include "agent/flow_control.h"
-#include "agent/l2_priority.h"
-#include "agent/l3_priority.h"
-#include "agent/mcast_queues.h"
 #include "agent/model/thresholds.h"
-#include "agent/red.h"
-#include "agent/scheduler.h"
-#include "agent/statistics.h"
-#include "inventory/chips.h"
-#include "inventory/interfaces.h"
 #include "platform/larkin/lark_ccb.h"
 #include "platform/larkin/lark_sched.h"
-#include "tests/support/chip_reply.h"
 #include "tests/support/inside.h"
 
 namespace {
@@ -75,15 +61,10 @@ struct Larkin : testing::Test {
         put(buffers, {{0, 9000000}, {4, BUDGET}});
         chip->give(GET, buffers);
     }
-    void addChip()
-    {
-        Bytes up = chipUpBody(LARKIN_CHIP, 1, 1, 0);
-        qaProcessChipUp(bodyIn<qosChipUpMsg_t>(up));
-    }
+    void addChip() { tell(QOS_CHIPUP_MSG, chipUpBody(LARKIN_CHIP, 1, 1, 0)); }
     void addPort(uint32_t ifindex = LARKIN_PORT)
     {
-        Bytes add = ifAddBody(ifindex, "p");
-        qaProcessIfAdd(bodyIn<qosIfAddMsg_t>(add));
+        tell(QOS_IFADD_MSG, ifAddBody(ifindex, "p"));
         ASSERT_NE(port = qosLookupIfEntry(ifindex), nullptr);
     }
     void ready()
@@ -110,7 +91,8 @@ struct Larkin : testing::Test {
 
 Bytes ccbBody(uint32_t ifindex)
 {
-    return bodyOf(QOS_PFC_MSG, {{"ifindex", ifindex}, {"ifName", 'p'}, {"chip_ifindex", ALL}, {"tc_map", 0, 1}});
+    return bodyOf(QOS_PFC_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", ALL},
+                  Field{"tc_map", 0, 1});
 }
 
 qosCcbMsg_t *ccb(Bytes &body)
@@ -187,7 +169,7 @@ TEST_F(Larkin, ChipAndPortComeUp)
                                          priorities(Bytes(8, 1)), dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}})}));
     Bytes weights = ccbBody(LARKIN_PORT);
     put(weights, {{108, 0x02010101}, {112, 0x01010101}, {116, 1}});
-    EXPECT_EQ(qaProcessPriTailDrop(ccb(weights)), 0U);
+    EXPECT_EQ(tell(QOS_PRI_TAILDROP_MSG, weights), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{priorities(cut(weights, 28, 8))}));
     EXPECT_NE(thresholds[0], thresholds[1]);
 
@@ -231,28 +213,26 @@ TEST_F(Larkin, CosMapAddsThenUpdates)
     };
     // The fourth add fails: three entries stay, the register map goes out and its status is the answer.
     chip->refuse(0x17250035, 3);
-    EXPECT_EQ(qaProcessIfCosTrust(bodyIn<qosL2PriMsg_t>(body)), 0U);
-    EXPECT_EQ(get32(body, 50), 0U);
+    EXPECT_EQ(told(QOS_COSTRUST_MSG, body), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{added(0), added(1), added(2), added(3), registers}));
     EXPECT_EQ(port->l2_pri.tcam_handle_valid, 0x07);
     chip->refuse(0);
     chip->handles = 3;
-    EXPECT_EQ(qaProcessIfCosTrust(bodyIn<qosL2PriMsg_t>(body)), 0U);
+    EXPECT_EQ(tell(QOS_COSTRUST_MSG, body), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{updated(0), updated(1), updated(2), added(3), added(4), added(5), added(6),
                                           added(7), registers}));
     EXPECT_EQ(port->l2_pri.tcam_handle_valid, 0xff);
 
     // The default CoS goes to the port itself; its failure has no say in the status.
     chip->refuse(0x17010001);
-    EXPECT_EQ(qaProcessIfDefCos(bodyIn<qosL2PriMsg_t>(body)), 0U);
+    EXPECT_EQ(tell(QOS_DEFCOS_MSG, body), 0U);
     const auto requests = inside.driver.requests();
     ASSERT_EQ(requests.size(), 10U);
     EXPECT_EQ(get32(requests[0], 20), LARKIN_PORT);
     EXPECT_EQ(recordOf(requests[0]), dceRecord(0x17010001, 28, 0, 0, {{16, 1 << 21}, {24, 5}}));
     EXPECT_EQ(recordOf(requests[8]), updated(7));
     chip->refuse(CONFIG);
-    EXPECT_EQ(qaProcessIfCosTrust(bodyIn<qosL2PriMsg_t>(body)), 22U);
-    EXPECT_EQ(get32(body, 50), 22U);
+    EXPECT_EQ(told(QOS_COSTRUST_MSG, body), 22U);
     expectErrs({"ASIC Driver failed", "TCAM Add", "Default CoS IOCTL failed for interface p, error = 22", "l2PriRegMap",
                 "Cos Trust IOCTL failed", "Failed to set cos trust"});
 }
@@ -261,15 +241,14 @@ TEST_F(Larkin, DscpEntriesComeAndGo)
 {
     ready();
     Bytes body = l3Body(LARKIN_PORT, LARKIN_CHIP);
-    auto *message = bodyIn<qosL3PriMsg_t>(body);
-    message->dscp_trust = 0;
-    EXPECT_EQ(qaProcessIfDscpTrust(message), 0U);
+    set(body, QOS_DSCPTRUST_MSG, Field{"dscp_trust", 0});
+    EXPECT_EQ(tell(QOS_DSCPTRUST_MSG, body), 0U);
     EXPECT_TRUE(sent().empty()) << "nothing to delete";
-    message->dscp_trust = 1;
+    set(body, QOS_DSCPTRUST_MSG, Field{"dscp_trust", 1});
     body[96 + 33] = 6;
     body[160 + 33] = 1;
     chip->refuse(0x17250035, 40);
-    EXPECT_EQ(qaProcessIfDscpTrust(message), 22U);
+    EXPECT_EQ(tell(QOS_DSCPTRUST_MSG, body), 22U);
     EXPECT_EQ(port->l3_pri.tcam_handle_valid, 0xffffffffffULL);
     const auto adds = sent();
     ASSERT_EQ(adds.size(), 41U);
@@ -278,8 +257,8 @@ TEST_F(Larkin, DscpEntriesComeAndGo)
     EXPECT_EQ(adds[33], add);
 
     chip->refuse(0);
-    message->dscp_trust = 0; // the maps install the entries even without trust
-    EXPECT_EQ(qaProcessIfDscpCosMap(message), 0U);
+    set(body, QOS_DSCPTRUST_MSG, Field{"dscp_trust", 0}); // the maps install the entries even without trust
+    EXPECT_EQ(tell(QOS_DSCPCOSMAP_MSG, body), 0U);
     const auto maps = sent();
     ASSERT_EQ(maps.size(), 64U);
     Bytes update = tcamUpdate(0x2005, 68, 33 << 4, 34);
@@ -288,8 +267,7 @@ TEST_F(Larkin, DscpEntriesComeAndGo)
     EXPECT_EQ(get32(maps[40], 0), 0x17250035U);
 
     chip->refuse(0x17250037, 32);
-    EXPECT_EQ(qaProcessIfDscpTrust(message), 22U);
-    EXPECT_EQ(get32(body, 224), 22U);
+    EXPECT_EQ(told(QOS_DSCPTRUST_MSG, body), 22U);
     EXPECT_EQ(port->l3_pri.tcam_handle_valid, 0xffffffff00000000ULL);
     const auto deletes = sent();
     ASSERT_EQ(deletes.size(), 33U);
@@ -321,8 +299,7 @@ TEST_F(Larkin, PauseAndPfc)
     EXPECT_EQ(larkSetEmergencyPause(ccb(body)), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}, {16, 51684}})}));
     chip->refuse(SET);
-    EXPECT_EQ(qaProcessPfc(ccb(body)), 22U);
-    EXPECT_EQ(get32(body, 183), 22U);
+    EXPECT_EQ(told(QOS_PFC_MSG, body), 22U);
     Bytes unknown = ccbBody(LARKIN_PORT + 0x8000);
     EXPECT_EQ(larkSetPfc(ccb(unknown)), 24U);
     EXPECT_EQ(get32(unknown, 183), 24U);
@@ -352,7 +329,7 @@ TEST_F(Larkin, RedOnAPort)
         Bytes body = ccbBody(LARKIN_PORT);
         put(body, {{120, step.cos}, {138, step.set}});
         put16(body, 124, 77);
-        EXPECT_EQ(qaProcessRedProfileMsg(ccb(body)), 0U);
+        EXPECT_EQ(tell(QOS_RED_PROFILE_MSG, body), 0U);
         EXPECT_EQ(sent(), step.record) << "step " << &step - steps;
     }
     EXPECT_EQ(port->ccb.redConfig[2].globalProfile, 77);
@@ -369,7 +346,7 @@ TEST_F(Larkin, Scheduler)
         put32(body, 80 + 4 * tc, 10 * (tc + 1));
     for (const auto &[strict, policy] : {std::pair{0U, 7U}, {1U, 6U}, {7U, 0U}, {8U, 0U}, {9U, 0U}}) {
         put32(body, 44, strict);
-        EXPECT_EQ(qaProcessSchCfg(bodyIn<qosSchMsg_t>(body)), 0U);
+        EXPECT_EQ(tell(QOS_SCH_MSG, body), 0U);
         auto got = sent();
         ASSERT_EQ(got.size(), 1U);
         EXPECT_EQ(get32(got[0], 12) >> 16 & 0x1FFC, 0x1FFCU);
@@ -378,34 +355,33 @@ TEST_F(Larkin, Scheduler)
         put(scheduler, {{32, 12 << 16 | 10}, {36, 8 << 16 | 6}, {40, 2 << 16 | 4}}); // 0 ahead of 1
         EXPECT_EQ(got[0], scheduler);
     }
-    EXPECT_EQ(qaProcessMcSchCfg(bodyIn<qosSchMsg_t>(body)), 0U);
+    EXPECT_EQ(tell(QOS_MC_SCH_MSG, body), 0U);
     EXPECT_EQ(get32(sent().at(0), 12), 1U) << "a weight of 0 goes out as 1";
 }
 
 TEST_F(Larkin, MulticastQueues)
 {
     Bytes body = ccbBody(ALL);
-    EXPECT_EQ(qaProcessMcastRateLimit(ccb(body)), 0U);
+    EXPECT_EQ(tell(QOS_MCAST_RATELIMIT_MSG, body), 0U);
     EXPECT_EQ(get32(body, 183), 55U) << "a node without chips";
     ready();
     put(body, {{142, 0x11223344}, {146, 0x00015566}});
     for (uint32_t q = 0; q < 8; ++q)
         put32(body, 150 + 4 * q, 0x10100 + q);
-    EXPECT_EQ(qaProcessMcastRateLimit(ccb(body)), 0U);
+    EXPECT_EQ(tell(QOS_MCAST_RATELIMIT_MSG, body), 0U);
     EXPECT_EQ(get32(body, 24), LARKIN_CHIP);
     EXPECT_EQ(get32(body, 183), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(CONFIG, 20, 19, 1, {{12, 0x55660000}, {16, 0x11223344}})}));
     put32(body, 0, LARKIN_CHIP);
-    EXPECT_EQ(qaProcessMcastTailDrop(ccb(body)), 0U);
+    EXPECT_EQ(tell(QOS_MCAST_TAILDROP_MSG, body), 0U);
     Bytes drops = dceRecord(CONFIG, 44, 21, 8);
     for (uint32_t q = 0; q < 8; ++q)
         put32(drops, 12 + 4 * q, q << 16 | (0x100 + q));
     EXPECT_EQ(sent(), (std::vector<Bytes>{drops}));
     chip->refuse(CONFIG);
-    EXPECT_EQ(qaProcessMcastTailDrop(ccb(body)), 22U);
-    EXPECT_EQ(get32(body, 183), 22U);
+    EXPECT_EQ(told(QOS_MCAST_TAILDROP_MSG, body), 22U);
     put32(body, 0, 0x88470000);
-    EXPECT_EQ(qaProcessMcastTailDrop(ccb(body)), 25U);
+    EXPECT_EQ(tell(QOS_MCAST_TAILDROP_MSG, body), 25U);
 
     Bytes stats(364), counters(152);
     put(stats, {{0, LARKIN_CHIP}, {4, 55}});
@@ -413,22 +389,20 @@ TEST_F(Larkin, MulticastQueues)
     put64(counters, 0x90, ~uint64_t{0});
     chip->give(0x0A050003, counters);
     inside.driver.requests();
-    EXPECT_EQ(qaProcessMcastRcvQueStatsMsg(bodyIn<qosMcastRcvQueueStatsMsg_t>(stats)), 0U);
+    EXPECT_EQ(tell(QOS_GET_MCAST_RCVQUEUE_STATS_MSG, stats), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(0x0A050003, 164)}));
     EXPECT_EQ(get32(stats, 4), 0U);
     EXPECT_EQ(textAt(stats, 100), "7");
     EXPECT_EQ(textAt(stats, 100 + 7 * 33), "18446744073709551615");
 
     // A chip type without the operations, first alone, then at the end of a walk.
-    Bytes up = chipUpBody(CHIP, 1, 0, 1);
-    qaProcessChipUp(bodyIn<qosChipUpMsg_t>(up));
+    tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
     for (const uint32_t ifindex : {CHIP, ALL}) {
         put32(body, 0, ifindex);
-        EXPECT_EQ(qaProcessMcastRateLimit(ccb(body)), 1U);
-        EXPECT_EQ(get32(body, 183), 1U);
+        EXPECT_EQ(told(QOS_MCAST_RATELIMIT_MSG, body), 1U);
     }
     put32(stats, 0, CHIP);
-    EXPECT_EQ(qaProcessMcastRcvQueStatsMsg(bodyIn<qosMcastRcvQueueStatsMsg_t>(stats)), 25U);
+    EXPECT_EQ(tell(QOS_GET_MCAST_RCVQUEUE_STATS_MSG, stats), 25U);
     inside.log.ignoreErrs();
 }
 
@@ -443,8 +417,7 @@ TEST_F(Larkin, CountersAndTexts)
     put(queue, {{0, LARKIN_PORT}, {4, 55}});
     put(flow, {{0, LARKIN_PORT}, {4, 55}});
     chip->give(COUNTERS, data);
-    EXPECT_EQ(qaProcessQueueStatsMsg(bodyIn<qosQueueStatsMsg_t>(queue)), 0U);
-    EXPECT_EQ(get32(queue, 4), 0U);
+    EXPECT_EQ(told(QOS_GET_QUEUE_STATS_MSG, queue), 0U);
     const std::pair<size_t, const char *> texts[] = {
         {73, "100"},   {73 + 33, "101"},  {337 + 33, "872"}, // the second counter is in units of 8
         {601, "117"},  {601 + 33, "116"}, {601 + 66, "118"}, // the third and fourth with 0 and 1 exchanged
@@ -453,7 +426,7 @@ TEST_F(Larkin, CountersAndTexts)
         EXPECT_EQ(textAt(queue, at), text) << at;
     put32(data, 4, 2);
     chip->give(COUNTERS, data);
-    EXPECT_EQ(qaProcessFlowControlStatsMsg(bodyIn<qosFlowControlStatsMsg_t>(flow)), 0U);
+    EXPECT_EQ(tell(QOS_GET_FLOWCONTROL_STATS_MSG, flow), 0U);
     EXPECT_EQ(textAt(flow, 209), "108");
     EXPECT_EQ(textAt(flow, 275), "109");
     EXPECT_EQ(textAt(flow, 275 + 33), "110");
@@ -472,7 +445,7 @@ TEST_F(Larkin, CountersAndTexts)
     chip->give(0x0A050005, swm);
     chip->give(COUNTERS, data);
     put(rcv, {{0, LARKIN_PORT}, {4, 55}, {12, 0x900000}, {16, 7}});
-    EXPECT_EQ(qaProcessRcvQueStatsMsg(bodyIn<qosRcvQueueStatsMsg_t>(rcv)), 0U);
+    EXPECT_EQ(tell(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 0U);
     EXPECT_EQ(sent(),
               (std::vector<Bytes>{dceRecord(GET, 120, 33, 1, {{12, LARKIN_PORT}}),
                                   dceRecord(0x0A050005, 44, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}}), request(0)}));
@@ -481,8 +454,7 @@ TEST_F(Larkin, CountersAndTexts)
         EXPECT_EQ(get32(rcv, at), value) << at;
     EXPECT_EQ(textAt(rcv, 149), "42");
     chip->refuse(0x0A050005);
-    EXPECT_EQ(qaProcessRcvQueStatsMsg(bodyIn<qosRcvQueueStatsMsg_t>(rcv)), 22U);
-    EXPECT_EQ(get32(rcv, 4), 22U);
+    EXPECT_EQ(told(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 22U);
     EXPECT_EQ(textAt(rcv, 149), "42");
     expectErrs({"If count mismatch in flowControl response, expected 1, got 2", "ASIC Driver failed",
                 "SWM ioctl for port p failed, rc: 22", "Failed to retrieve SWM Stats"});
@@ -494,14 +466,14 @@ TEST_F(Larkin, Clears)
     Bytes body(16);
     auto *message = bodyIn<qosClearStatsMsg_t>(body);
     put(body, {{0, 55}, {4, LARKIN_PORT}});
-    EXPECT_EQ(qaProcessClearStatsMsg(message), 0U);
+    EXPECT_EQ(tell(QOS_CLEAR_STATS_MSG, body), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(0x0A050006, 24, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}})}));
     for (uint32_t n = 1; n < 42; ++n)
         addPort(LARKIN_PORT + n * 0x8000);
     inside.driver.requests();
     put(body, {{4, ALL}, {8, 1}});
     chip->refuse(0x0A050006, 1);
-    EXPECT_EQ(qaProcessClearStatsMsg(message), 0U) << "the status is that of the queues";
+    EXPECT_EQ(tell(QOS_CLEAR_STATS_MSG, body), 0U) << "the status is that of the queues";
     const auto all = sent();
     ASSERT_EQ(all.size(), 3U);
     EXPECT_EQ(all[0].size(), 4U * 45);

@@ -1,7 +1,6 @@
 // The process frame in the manager role: dorvmd-role as a process beside the driver emulator, asked through its
 // terminal as a person would.
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>

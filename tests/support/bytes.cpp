@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <gtest/gtest.h>
 
 void put16(Bytes &bytes, size_t at, uint32_t value)
 {
@@ -99,36 +98,39 @@ static void setElement(Bytes &body, const wireField &row, size_t at, const Field
         body[at + row.width - 1 - byte] = static_cast<uint8_t>(value >> 8 * byte);
 }
 
-void set(Bytes &body, uint8_t code, std::initializer_list<Field> fields)
+void setField(Bytes &body, uint8_t code, const Field &field)
 {
     const wireBody &layout = *qosMsgInfo(code)->body;
+    const wireField *const none = layout.fields + layout.numFields;
     const auto rowOf = [&](const std::string &name) {
-        return std::find_if(layout.fields, layout.fields + layout.numFields,
-                            [&](const wireField &row) { return name == row.name; });
+        return std::find_if(layout.fields, none, [&](const wireField &row) { return name == row.name; });
     };
-    for (const Field &field : fields) {
-        std::string name = field.name;
-        const wireField *row = rowOf(name);
-        const size_t open = name.find('['), close = name.find(']');
-        const bool indexed = row == layout.fields + layout.numFields && open != std::string::npos;
-        const size_t first = indexed ? std::stoul(name.substr(open + 1)) : 0;
-        if (indexed)
-            row = rowOf(name.erase(open, close + 1 - open));
-        ASSERT_NE(row, layout.fields + layout.numFields) << field.name << " in " << layout.name;
-        for (size_t n = 0; n < (indexed ? 1 : std::max<size_t>(row->count, 1)); ++n)
-            setElement(body, *row, row->offset + (first + n) * row->stride, field, field.value + n * field.step);
-    }
+    std::string name = field.name;
+    const wireField *row = rowOf(name);
+    const size_t open = name.find('['), close = name.find(']');
+    const bool indexed = row == none && open != std::string::npos;
+    const size_t first = indexed ? std::stoul(name.substr(open + 1)) : 0;
+    if (indexed)
+        row = rowOf(name.erase(open, close + 1 - open));
+    ASSERT_NE(row, none) << field.name << " in " << layout.name;
+    for (size_t n = 0; n < (indexed ? 1 : std::max<size_t>(row->count, 1)); ++n)
+        setElement(body, *row, row->offset + (first + n) * row->stride, field, field.value + n * field.step);
 }
 
-Bytes bodyOf(uint8_t code, std::initializer_list<Field> fields)
+Bytes untouchedBody(uint8_t code)
 {
     const wireBody &layout = *qosMsgInfo(code)->body;
     Bytes body(layout.size);
     for (unsigned i = 0; i < layout.numFields; ++i)
         if (strcmp(layout.fields[i].name, "status") == 0)
-            set(body, code, {{"status", UNTOUCHED}});
-    set(body, code, fields);
+            setField(body, code, {"status", UNTOUCHED});
     return body;
+}
+
+uint32_t environmentOr(const char *name, uint32_t value)
+{
+    const char *given = getenv(name);
+    return given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : value;
 }
 
 Bytes cosRecord(uint32_t command, uint32_t in, uint32_t out, WordsAt words)

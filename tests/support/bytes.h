@@ -4,10 +4,10 @@
 #define TESTS_SUPPORT_BYTES_H
 
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <initializer_list>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "agent/messages.h"
@@ -40,19 +40,33 @@ struct Field {
     uint64_t value, step;
     std::string text;
 };
-void set(Bytes &body, uint8_t code, std::initializer_list<Field> fields);
+void setField(Bytes &body, uint8_t code, const Field &field);
+template <typename... Fields>
+void set(Bytes &body, uint8_t code, const Fields &...fields)
+{
+    (setField(body, code, fields), ...);
+}
 // The body of a code, zero but for these. In its status stands what the manager puts there, to be told from what the
 // agent writes.
 constexpr uint32_t UNTOUCHED = 55;
-Bytes bodyOf(uint8_t code, std::initializer_list<Field> fields = {});
+Bytes untouchedBody(uint8_t code);
+template <typename... Fields>
+Bytes bodyOf(uint8_t code, const Fields &...fields)
+{
+    Bytes body = untouchedBody(code);
+    set(body, code, fields...);
+    return body;
+}
 
 // Driver records of both families: the head, and words behind it.
 Bytes cosRecord(uint32_t command, uint32_t in, uint32_t out, WordsAt words = {});
 Bytes dceRecord(uint32_t command, uint32_t length, uint8_t operation = 0, uint32_t count = 0, WordsAt words = {});
 
-struct Dice {
+uint32_t environmentOr(const char *name, uint32_t value); // a number that repeats a run
+
+struct Random {
     std::mt19937_64 engine;
-    explicit Dice(uint64_t seed) : engine(seed) {}
+    explicit Random(uint64_t seed) : engine(seed) {}
     uint64_t roll() { return engine(); }
     uint32_t below(uint32_t n) { return static_cast<uint32_t>(engine() % n); }
     bool oneIn(uint32_t n) { return below(n) == 0; }

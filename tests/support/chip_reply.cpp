@@ -93,18 +93,12 @@ Driver::Reply chipReply(const std::shared_ptr<ChipState> &chip)
 
 Bytes policerAddBody(uint32_t ifindex, uint32_t id, uint8_t type)
 {
-    return bodyOf(QOS_POL_POLICER_ADD_MSG, {{"ifindex", ifindex},
-                                            {"ifName", 'p'},
-                                            {"chip_ifindex", CHIP},
-                                            {"policer_id", id},
-                                            {"policer_req_type", type}});
+    return bodyOf(QOS_POL_POLICER_ADD_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", CHIP},
+                  Field{"policer_id", id}, Field{"policer_req_type", type});
 }
 
 Bytes policerDelBody(uint32_t ifindex, uint32_t id, uint8_t type)
 {
-    return bodyOf(QOS_POL_POLICER_REM_MSG, {{"ifindex", ifindex},
-                                            {"ifName", 'p'},
-                                            {"chip_ifindex", CHIP},
-                                            {"policer_id", id},
-                                            {"policer_req_type", type}});
+    return bodyOf(QOS_POL_POLICER_REM_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", CHIP},
+                  Field{"policer_id", id}, Field{"policer_req_type", type});
 }

@@ -1,23 +1,18 @@
 // The platform's operations that library and core call, in their smallest form.
 #include "tests/support/fake_host.h"
 
-#include <cstdarg>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
+#include <unistd.h>
+#include <utility>
 
 #include "core/trace.h"
 #include "velmar/lib_nsm.h"
 #include "velmar/os.h"
 #include "velmar/swd.h"
 #include "velmar/trace.h"
-
-struct Queue : msgq_t {
-    std::deque<std::vector<uint8_t>> messages;
-    void (*wakeup)(void *) = nullptr;
-    void *arg = nullptr;
-};
 
 namespace fake_host {
 
@@ -29,11 +24,9 @@ int bad_frees;
 std::set<std::string> registered;
 int swd_handle;
 int swd_seconds;
-std::map<uint8_t, msgq_cb_t> msgq_cbs;
 int giot_wait_ms;
 unsigned giot_entries;
 void (*giot_call)(void *);
-static std::deque<Queue> queues;
 
 void reset()
 {
@@ -47,38 +40,26 @@ void reset()
     registered.clear();
     swd_handle = -1;
     swd_seconds = 60;
-    msgq_cbs.clear();
     giot_wait_ms = -1;
     giot_entries = 0;
     giot_call = nullptr;
-    queues.clear();
     dce_dbginfo.handle = 1;
     dce_dbginfo.level = VELMAR_DCEDBG_LVL_ERR;
     dce_dbginfo.record_length = 128;
     dce_trace_area_enable(VELMAR_DCEDBG_AREA_QOS);
 }
 
-void post(MSG_Q_ID queue, uint8_t type)
+MSG_Q_ID queue()
+{
+    static const MSG_Q_ID only = msgQCreate(16, MSGQ_MESSAGE_LENGTH, 0, "test_mq");
+    return only;
+}
+
+void post(uint8_t type)
 {
     uint8_t message[MSGQ_MESSAGE_LENGTH] = {};
     message[MSGQ_TYPE_OFFSET] = type;
-    msgQSend(queue, message, sizeof message, 0, 1);
-}
-
-__attribute__((format(printf, 2, 3))) static int print(void *arg, const char *format, ...)
-{
-    char text[256];
-    va_list args;
-    va_start(args, format);
-    const int length = vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    static_cast<Printer *>(arg)->text += text;
-    return length;
-}
-
-cli_t Printer::cli(int mode)
-{
-    return {print, this, nullptr, mode};
+    msgQSend(queue(), message, sizeof message, 0, 1);
 }
 
 } // namespace fake_host
@@ -155,46 +136,7 @@ int ha_add_function(ha_hndl_t, const char *name, void (*function)())
     return !function ? -22 : fake_host::registered.insert(name).second ? 0 : HA_EXISTS;
 }
 
-// Queue.
-MSG_Q_ID msgQCreate(uint32_t max_messages, uint32_t message_length, int, const char *name)
-{
-    Queue &queue = fake_host::queues.emplace_back();
-    snprintf(queue.name, sizeof queue.name, "%s", name);
-    queue.max_messages = max_messages;
-    queue.message_length = message_length;
-    return &queue;
-}
-int msgQSend(MSG_Q_ID id, const void *message, uint32_t length, int, int)
-{
-    Queue *queue = static_cast<Queue *>(id);
-    const uint8_t *bytes = static_cast<const uint8_t *>(message);
-    queue->messages.emplace_back(bytes, bytes + length);
-    ++queue->queued;
-    if (queue->wakeup)
-        queue->wakeup(queue->arg);
-    return 0;
-}
-int msgQReceive(MSG_Q_ID id, void *buffer, uint32_t size, int)
-{
-    Queue *queue = static_cast<Queue *>(id);
-    if (queue->messages.empty() || queue->messages.front().size() > size)
-        return -1;
-    const int length = static_cast<int>(queue->messages.front().size());
-    memcpy(buffer, queue->messages.front().data(), queue->messages.front().size());
-    queue->messages.pop_front();
-    --queue->queued;
-    return length;
-}
-msgq_cb_t msgQGetcb(MSG_Q_ID, uint8_t type)
-{
-    const auto found = fake_host::msgq_cbs.find(type);
-    return found == fake_host::msgq_cbs.end() ? nullptr : found->second;
-}
-void msgQSetWakeup(MSG_Q_ID id, void (*wakeup)(void *arg), void *arg)
-{
-    static_cast<Queue *>(id)->wakeup = wakeup;
-    static_cast<Queue *>(id)->arg = arg;
-}
+// What queue messages of the platform lead to.
 void vss_process(void *)
 {
     calls.push_back("vss_process");
@@ -252,4 +194,77 @@ int nsm_lib_send_ifg_delete(void *, uint32_t ifindex)
 {
     calls.push_back("nsm_lib_send_ifg_delete " + std::to_string(ifindex));
     return 0;
+}
+
+// Time and waiting. A wait without limit that nothing ends would last for ever: it fails with EDEADLK.
+namespace fake_os {
+
+int64_t now_us;
+std::vector<int> timeouts;
+unsigned last_count;
+std::function<void()> on_poll;
+int poll_errno;
+bool pipe_fails;
+
+void reset()
+{
+    now_us = 1000 * int64_t{1000000};
+    timeouts.clear();
+    last_count = 0;
+    on_poll = nullptr;
+    poll_errno = 0;
+    pipe_fails = false;
+}
+
+} // namespace fake_os
+
+void velmar_now(struct timeval *now)
+{
+    now->tv_sec = static_cast<time_t>(fake_os::now_us / 1000000);
+    now->tv_usec = static_cast<suseconds_t>(fake_os::now_us % 1000000);
+}
+
+uint64_t velmar_time_base()
+{
+    return static_cast<uint64_t>(fake_os::now_us / 1000);
+}
+
+int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
+{
+    fake_os::timeouts.push_back(timeout_ms);
+    fake_os::last_count = count;
+    if (auto action = std::exchange(fake_os::on_poll, nullptr))
+        action();
+    if (fake_os::poll_errno != 0) {
+        errno = std::exchange(fake_os::poll_errno, 0);
+        return -1;
+    }
+    const int found = poll(fds, count, 0);
+    if (found != 0)
+        return found;
+    if (timeout_ms < 0) {
+        errno = EDEADLK;
+        return -1;
+    }
+    // A pass without a wait takes time too, or a timer due in less than a millisecond would never come.
+    fake_os::now_us += timeout_ms > 0 ? timeout_ms * int64_t{1000} : 100;
+    return 0;
+}
+
+int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout)
+{
+    timeval none = {0, 0};
+    const int found = select(nfds, readable, writable, except, &none);
+    if (found == 0 && timeout)
+        fake_os::now_us += timeout->tv_sec * int64_t{1000000} + timeout->tv_usec;
+    return found;
+}
+
+int velmar_pipe(int fds[2])
+{
+    if (fake_os::pipe_fails) {
+        errno = EMFILE;
+        return -1;
+    }
+    return pipe(fds);
 }

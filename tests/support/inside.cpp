@@ -4,16 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <gtest/gtest.h>
 
-#include "core/module.h"
+#include "agent/dispatch.h"
 #include "core/msgq.h"
-#include "core/state.h"
 #include "core/trace.h"
 #include "dorvald/startup.h"
-#include "inventory/chips.h"
-#include "inventory/interfaces.h"
-#include "inventory/slots.h"
 #include "lib/lib_instance.h"
 
 namespace {
@@ -71,6 +66,41 @@ Inside::Inside() : driver(ready()), log(run() + "/trace.txt")
 Inside::~Inside()
 {
     log.check();
+}
+
+std::vector<Bytes> Inside::records()
+{
+    std::vector<Bytes> found;
+    for (const Bytes &request : driver.requests())
+        found.push_back(recordOf(request));
+    return found;
+}
+
+void Inside::add(uint32_t chip, uint32_t type, const std::vector<uint32_t> &ports)
+{
+    EXPECT_EQ(tell(QOS_CHIPUP_MSG, chipUpBody(chip, 1, chip >> 16 & 7, type)), 0U);
+    for (const uint32_t port : ports)
+        EXPECT_EQ(tell(QOS_IFADD_MSG, ifAddBody(port, "p")), 0U);
+    driver.requests();
+}
+
+uint32_t tell(uint8_t code, Bytes &body)
+{
+    return qaMsgHandlers[code].handler(body.data());
+}
+
+uint32_t tell(uint8_t code, Bytes &&body)
+{
+    return tell(code, body);
+}
+
+uint32_t told(uint8_t code, Bytes &body)
+{
+    const uint32_t rc = tell(code, body);
+    Bytes answered = body;
+    set(answered, code, Field{"status", rc});
+    EXPECT_EQ(body, answered) << "the body's status";
+    return rc;
 }
 
 Bare::Bare()

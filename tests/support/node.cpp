@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -54,44 +53,32 @@ Bytes message(uint8_t code, const Bytes &body, uint8_t seqno)
 
 Bytes chipUpBody(uint32_t chip, uint32_t slot, uint32_t local, uint32_t type, uint32_t ports)
 {
-    return bodyOf(QOS_CHIPUP_MSG, {{"chip_ifindex", chip},
-                                   {"slot_id", slot},
-                                   {"local_chip_id", local},
-                                   {"num_ports", ports},
-                                   {"chip_type", type}});
+    return bodyOf(QOS_CHIPUP_MSG, Field{"chip_ifindex", chip}, Field{"slot_id", slot}, Field{"local_chip_id", local},
+                  Field{"num_ports", ports}, Field{"chip_type", type});
 }
 
 Bytes ifAddBody(uint32_t ifindex, const std::string &name, uint32_t status)
 {
-    return bodyOf(QOS_IFADD_MSG, {{"ifIndex", ifindex}, {"ifName", name}, {"status", status}});
+    return bodyOf(QOS_IFADD_MSG, Field{"ifIndex", ifindex}, Field{"ifName", name}, Field{"status", status});
 }
 
 Bytes ifDelBody(uint32_t ifindex, uint32_t status)
 {
-    return bodyOf(QOS_IFDEL_MSG, {{"ifIndex", ifindex}, {"status", status}});
+    return bodyOf(QOS_IFDEL_MSG, Field{"ifIndex", ifindex}, Field{"status", status});
 }
 
 Bytes l2Body(uint32_t ifindex, uint32_t chip, uint8_t def_cos, uint8_t def_tc)
 {
-    return bodyOf(QOS_COSTRUST_MSG, {{"ifIndex", ifindex},
-                                     {"ifName", 'p'},
-                                     {"chip_ifindex", chip},
-                                     {"def_cos", def_cos},
-                                     {"def_tc", def_tc},
-                                     {"cos_trust", 1},
-                                     {"cos_map", 0x10, 1},
-                                     {"tc_map", 0x20, 1}});
+    return bodyOf(QOS_COSTRUST_MSG, Field{"ifIndex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", chip},
+                  Field{"def_cos", def_cos}, Field{"def_tc", def_tc}, Field{"cos_trust", 1}, Field{"cos_map", 0x10, 1},
+                  Field{"tc_map", 0x20, 1});
 }
 
 Bytes l3Body(uint32_t ifindex, uint32_t chip)
 {
-    return bodyOf(QOS_DSCPTRUST_MSG, {{"ifIndex", ifindex},
-                                      {"ifName", 'p'},
-                                      {"chip_ifindex", chip},
-                                      {"dscp_trust", 1},
-                                      {"dscp_map", 0x40, 1},
-                                      {"cos_map", 0x80, 1},
-                                      {"tc_map", 0xc0, 1}});
+    return bodyOf(QOS_DSCPTRUST_MSG, Field{"ifIndex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", chip},
+                  Field{"dscp_trust", 1}, Field{"dscp_map", 0x40, 1}, Field{"cos_map", 0x80, 1},
+                  Field{"tc_map", 0xc0, 1});
 }
 
 Bytes frame(uint16_t type, uint32_t seq, const Bytes &payload)
@@ -231,10 +218,10 @@ void TraceLog::check()
         EXPECT_TRUE(met[i]) << "no ERR line with: " << expected[i];
 }
 
-RunResult runAgent(const std::vector<std::string> &args, const std::string &run_dir)
+RunResult runAgent(const std::vector<std::string> &args, const std::string &run_dir, const std::string &vss)
 {
     const std::string own = makeRunDir();
-    const int pid = startAgent(args, run_dir.empty() ? own : run_dir, "manual", own + "/stderr");
+    const int pid = startAgent(args, run_dir.empty() ? own : run_dir, vss, own + "/stderr");
     int status = 0;
     waitpid(pid, &status, 0);
     const RunResult result = {statusOf(status), slurp(own + "/stderr")};
@@ -243,13 +230,13 @@ RunResult runAgent(const std::vector<std::string> &args, const std::string &run_
 }
 
 TestNode::TestNode(const NodeOptions &wanted)
-    : run(makeRunDir()), log(run + "/trace.txt"), options(wanted), control(run + "/client")
+    : run(makeRunDir()), log(run + "/trace.txt"), options(wanted), client(run + "/client")
 {
     if (!options.node_file.empty())
         std::ofstream(run + "/node") << options.node_file;
     pid = startAgent(options.args, run, options.vss, run + "/stderr");
     // The socket is there before the thread that serves it; the answer comes when the main loop can be reached.
-    within([&] { return ended() || std::filesystem::exists(run + "/ctl/dorvald." + std::to_string(pid)); });
+    within([&] { return ended() || std::filesystem::exists(control()); });
     while (!ended() && ctl("cli show qos vss").rfind("ok", 0) != 0)
         usleep(1000);
 }
@@ -280,12 +267,12 @@ bool TestNode::ended()
 
 std::string TestNode::ctl(const std::string &command)
 {
-    if (!control.send(run + "/ctl/dorvald." + std::to_string(pid), command)) {
+    if (!client.send(control(), command)) {
         ADD_FAILURE() << "control socket: " << strerror(errno) << "\n" << slurp(run + "/stderr");
         return "";
     }
     for (int waited = 0; waited < START_MS; waited += 100) {
-        const std::string answer = control.receiveText(100);
+        const std::string answer = client.receiveText(100);
         if (!answer.empty())
             return answer;
         if (ended())

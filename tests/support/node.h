@@ -85,7 +85,7 @@ struct RunResult {
     int status; // exit status, -1 for a signal
     std::string err;
 };
-RunResult runAgent(const std::vector<std::string> &args, const std::string &run_dir);
+RunResult runAgent(const std::vector<std::string> &args, const std::string &run_dir, const std::string &vss = "manual");
 
 struct NodeOptions {
     std::string node_file = "";
@@ -100,7 +100,8 @@ public:
     ~TestNode();
     TestNode(const TestNode &) = delete;
     std::string ctl(const std::string &command);
-    void cold(); // drives the cold sequence
+    std::string control() const { return run + "/ctl/dorvald." + std::to_string(pid); } // the socket's path
+    void cold();                                                                        // drives the cold sequence
     void sync(); // everything that was sent to the agent before has been worked on
     uint32_t stat(const std::string &key);
     uint32_t counter(const std::string &name); // of the manager channel
@@ -117,7 +118,7 @@ private:
     NodeOptions options;
     int pid = -1;
     int exit_status = -1;
-    Socket control;
+    Socket client;
 };
 
 class Manager {

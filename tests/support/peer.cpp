@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -53,12 +52,11 @@ Datagram Socket::receive(int timeout_ms) const
     pollfd entry = {fd, POLLIN, 0};
     if (poll(&entry, 1, timeout_ms) <= 0)
         return {};
-    Bytes bytes(300000);
+    static thread_local Bytes buffer(300000);
     sockaddr_un from{};
     socklen_t length = sizeof from;
-    const ssize_t got = recvfrom(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>(&from), &length);
-    bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
-    return {bytes, from.sun_path};
+    const ssize_t got = recvfrom(fd, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr *>(&from), &length);
+    return {cut(buffer, 0, got < 0 ? 0 : static_cast<size_t>(got)), from.sun_path};
 }
 
 std::string Socket::receiveText(int timeout_ms) const

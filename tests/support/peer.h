@@ -3,7 +3,6 @@
 #define TESTS_SUPPORT_PEER_H
 
 #include <functional>
-#include <string>
 #include <thread>
 
 #include "tests/support/bytes.h"

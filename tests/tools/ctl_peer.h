@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include "tests/support/peer.h"
 #include "tools/batch.h"
 #include "tools/error.h"
+#include "tools/report.h"
 #include "velmar/mi6.h"
 #include "velmar/run.h"
 
@@ -63,6 +63,24 @@ public:
 private:
     Server socket_;
 };
+
+using words = std::vector<std::string>;
+
+struct outcome {
+    int exit;
+    std::string out, err;
+    ctlJson json() const { return ctlJson::parse(out); }
+};
+
+inline ctlError_t errorOf(const std::function<void()> &act)
+{
+    try {
+        act();
+    } catch (const ctlError_t &error) {
+        return error;
+    }
+    return {CTL_DONE, ""};
+}
 
 // Runs the program: it must end with `exit` and say `says`. Wrong use costs one line.
 inline void expectProgram(const char *arguments, int exit, const char *says)

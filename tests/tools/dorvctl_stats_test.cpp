@@ -6,10 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
-#include <functional>
-#include <gtest/gtest.h>
 #include <sstream>
-#include <thread>
 #include <unistd.h>
 
 #include "tests/tools/ctl_peer.h"
@@ -19,8 +16,6 @@
 #include "tools/values.h"
 
 namespace {
-
-using words = std::vector<std::string>;
 
 void put(ctlMessage_t &message, const std::string &field, const std::string &value)
 {
@@ -53,12 +48,6 @@ peer::server answers(std::function<void(ctlMessage_t &)> fill)
     };
 }
 
-struct outcome {
-    int exit;
-    std::string out, err;
-    ctlJson json() const { return ctlJson::parse(out); }
-};
-
 outcome stats(ctlStatsOptions_t asked, bool json = true)
 {
     ctlOptions_t options;
@@ -66,16 +55,6 @@ outcome stats(ctlStatsOptions_t asked, bool json = true)
     std::ostringstream out, err;
     const int exit = ctlShowStats(options, asked, out, err);
     return {exit, out.str(), err.str()};
-}
-
-ctlError_t refusal(const std::function<void()> &act)
-{
-    try {
-        act();
-    } catch (const ctlError_t &error) {
-        return error;
-    }
-    return {CTL_DONE, ""};
 }
 
 } // namespace
@@ -126,7 +105,7 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"red", "0x00000001"}}, "on no chip"},
     };
     for (const auto &row : refused) {
-        const ctlError_t error = refusal([&] { ctlPlanStats(row.asked); });
+        const ctlError_t error = errorOf([&] { ctlPlanStats(row.asked); });
         EXPECT_EQ(error.exit, CTL_USAGE);
         EXPECT_NE(error.text.find(row.says), std::string::npos) << row.says << ": " << error.text;
     }
@@ -259,7 +238,7 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
             ports.push_back(query.ifindex);
         return ports;
     };
-    EXPECT_EQ(refusal([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
+    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
     std::string answer = "ok Chip 8 (1/0):\nInterface Name  ifIndex    ChipId     ChipIfIndex\n"
                          "te1/3\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n\tL2 Pri Info:\n"
                          "te1/4\n\tifindex = 0x18420001, ChipId = 9, Chip IfIndex = 0x88410000\n"
@@ -272,9 +251,9 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
     EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
     EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
     EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
-    EXPECT_EQ(refusal([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
+    EXPECT_EQ(errorOf([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
     answer += "(cut: the output is longer than an answer takes)\n";
-    EXPECT_EQ(refusal([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
+    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
 }
 
 TEST(Stats, ClearsOnePortOrAll)
@@ -337,11 +316,7 @@ TEST(Stats, TopPutsTheBusiestFirst)
 // The program: options reach the request, wrong use costs one line.
 TEST(Stats, ProgramReadsItsOptions)
 {
-    const struct {
-        const char *arguments;
-        int exit;
-        const char *says;
-    } rows[] = {
+    const std::tuple<const char *, int, const char *> rows[] = {
         {"stats", CTL_USAGE, "kind is required"},
         {"stats queue 1/1 --rate 0", CTL_USAGE, "--rate"},
         {"stats policers 1/1 --ids 1..3 --slot 4", CTL_SILENT, "on slot 4"},
@@ -350,6 +325,6 @@ TEST(Stats, ProgramReadsItsOptions)
         {"clear stat", CTL_USAGE, "the nearest is stats"},
         {"top 1/1 --interval 0.05 --count 1", CTL_SILENT, "no agent"},
     };
-    for (const auto &row : rows)
-        expectProgram(row.arguments, row.exit, row.says);
+    for (const auto &[arguments, exit, says] : rows)
+        expectProgram(arguments, exit, says);
 }

@@ -1,40 +1,23 @@
 // What the agent prints of its tables, to the letter, and what dorvctl reads out of it.
-#include <cstdarg>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <sstream>
 
-#include "agent/core_handlers.h"
 #include "core/memory.h"
-#include "core/module.h"
-#include "inventory/chips.h"
-#include "inventory/interfaces.h"
 #include "inventory/show.h"
-#include "inventory/slots.h"
 #include "tests/support/inside.h"
+#include "tests/support/printer.h"
 #include "tools/error.h"
 #include "tools/show.h"
 
 namespace {
 
-__attribute__((format(printf, 2, 3))) int collect(void *text, const char *format, ...)
-{
-    char piece[4096];
-    va_list args;
-    va_start(args, format);
-    const int length = vsnprintf(piece, sizeof piece, format, args);
-    va_end(args);
-    *static_cast<std::string *>(text) += piece;
-    return length;
-}
-
 template <typename... Args>
 std::string printed(int (*show)(cli_t *, Args...), std::type_identity_t<Args>... args)
 {
-    std::string text;
-    cli_t cli = {collect, &text, nullptr, 0};
+    Printer printer;
+    cli_t cli = printer.cli(0);
     EXPECT_EQ(show(&cli, args...), 0);
-    return text;
+    return printer.text;
 }
 
 ctlJson rowsOf(const char *table, const std::string &text)
@@ -114,8 +97,7 @@ TEST(Show, InterfacesToTheLetter)
 TEST(Show, TablesAsJsonHaveAlwaysTheSameKeys)
 {
     Bare node;
-    Bytes body = chipUpBody(0x88400000, 1, 0, QOS_CHIP_LARKIN, 12);
-    qaProcessChipUp(bodyIn<qosChipUpMsg_t>(body));
+    tell(QOS_CHIPUP_MSG, chipUpBody(0x88400000, 1, 0, QOS_CHIP_LARKIN, 12));
     ASSERT_NE(qosProcessPortAdd(0x18408000, "te1/1"), nullptr);
     qosIf_t *channel = qosProcessPortAdd(0x24000001, "123 = {x}, ChipId"); // a name may be anything
     ASSERT_NE(channel, nullptr);
