@@ -1,6 +1,5 @@
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
-#include <algorithm>
 
 #include "channels/driver_events.h"
 #include "channels/driver_socket.h"
@@ -24,42 +23,19 @@ uint32_t addChip(uint32_t chip, uint32_t type, uint32_t ports = 0)
     return get32(body, 2003);
 }
 
-int noteChipUp(qosChip_t *chip)
+int noted(const std::string &what, int rc = 0)
 {
-    heard.push_back("chip " + std::to_string(chip->chip_id));
-    return 0;
+    heard.push_back(what);
+    return rc;
 }
-int failChipUp(qosChip_t *chip)
-{
-    noteChipUp(chip);
-    return 5;
-}
-void noteChipDown(qosChip_t *chip)
-{
-    heard.push_back("down " + std::to_string(chip->chip_id));
-}
-int noteIfAdd(qosIf_t *interface)
-{
-    heard.push_back(std::string("add ") + interface->ifName);
-    return 0;
-}
-int failIfAdd(qosIf_t *interface)
-{
-    noteIfAdd(interface);
-    return 7;
-}
-void noteIfDel(qosIf_t *interface)
-{
-    heard.push_back(std::string("del ") + interface->ifName);
-}
-void noteSlotUp(qosSlot_t *slot)
-{
-    heard.push_back("up " + std::to_string(slot->slot_id));
-}
-void noteSlotDown(qosSlot_t *slot)
-{
-    heard.push_back("down " + std::to_string(slot->slot_id));
-}
+const auto noteChipUp = [](qosChip_t *c) { return noted("chip " + std::to_string(c->chip_id)); };
+const auto failChipUp = [](qosChip_t *c) { return noted("chip " + std::to_string(c->chip_id), 5); };
+const auto noteChipDown = [](qosChip_t *c) { noted("down " + std::to_string(c->chip_id)); };
+const auto noteIfAdd = [](qosIf_t *i) { return noted(std::string("add ") + i->ifName); };
+const auto failIfAdd = [](qosIf_t *i) { return noted(std::string("add ") + i->ifName, 7); };
+const auto noteIfDel = [](qosIf_t *i) { noted(std::string("del ") + i->ifName); };
+const auto noteSlotUp = [](qosSlot_t *slot) { noted("up " + std::to_string(slot->slot_id)); };
+const auto noteSlotDown = [](qosSlot_t *slot) { noted("down " + std::to_string(slot->slot_id)); };
 
 template <typename... T>
 std::vector<uint32_t> numbers(T... values)

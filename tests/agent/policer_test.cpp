@@ -52,16 +52,6 @@ struct Policers : testing::Test {
     std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
 };
 
-Bytes envelope(const std::vector<Bytes> &nested)
-{
-    Bytes whole(36);
-    for (const Bytes &record : nested)
-        whole = whole + record;
-    const auto length = static_cast<uint32_t>(whole.size());
-    put(whole, {{0, 0x00070000}, {8, length}, {12, length}, {32, static_cast<uint32_t>(nested.size()) << 16}});
-    return whole;
-}
-
 using Policer = std::pair<uint32_t, uint32_t>; // port and id
 
 Bytes statsBody(const std::vector<Policer> &policers)
@@ -123,7 +113,7 @@ TEST_F(Policers, AddBatchByteByByte)
             one[66] = type;
             put(one, {{79, add_profile}, {67, class_default}});
             EXPECT_EQ(add(one), 0U);
-            EXPECT_EQ(records(), std::vector<Bytes>{envelope(nested)});
+            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(nested)});
         }
     }
 }
@@ -147,7 +137,7 @@ TEST_F(Policers, RemoveAndProfileByteByByte)
             Bytes body = policerDelBody(portNumber(1), 0x12345678, c.type);
             put(body, {{28, c.profile}, {38, c.class_default}, {46, dir}});
             EXPECT_EQ(remove(body), 0U);
-            EXPECT_EQ(records(), std::vector<Bytes>{envelope(c.nested)});
+            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(c.nested)});
         }
     }
     for (const uint8_t type : {1, 2}) {

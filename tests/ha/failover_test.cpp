@@ -4,7 +4,6 @@
 // FAILOVER_SEED and FAILOVER_ROUNDS repeat a run or lengthen it.
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <unistd.h>
 

@@ -10,26 +10,18 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "host/delta_records.h"
 #include "host/holders.h"
 #include "host/packet.h"
+#include "tests/support/peer.h"
 
 namespace {
 
 constexpr uint32_t DUMP_NUMBER = 1; // that a copy goes by
 
 constexpr int PATIENCE_MS = 20000;
-
-sockaddr_un socketOf(const std::string &path)
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-}
 
 bool readable(int fd)
 {
@@ -118,7 +110,7 @@ struct Walk {
 
 Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 {
-    const sockaddr_un address = socketOf(run + "/ha/ethsw.1.sock");
+    const sockaddr_un address = addressOf(run + "/ha/ethsw.1.sock");
     const int fd = packetSocket();
     for (int ms = 0; connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0; ++ms) {
         if (ms > PATIENCE_MS) {
@@ -184,7 +176,7 @@ FakeActive::FakeActive(const std::string &run)
     : path(run + "/ha/ethsw.1.sock"),
       lock(open((run + "/ha/ethsw.1.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)), listener(packetSocket())
 {
-    const sockaddr_un address = socketOf(path);
+    const sockaddr_un address = addressOf(path);
     EXPECT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
     EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << strerror(errno);
     EXPECT_EQ(listen(listener, 8), 0);

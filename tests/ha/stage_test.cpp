@@ -1,7 +1,6 @@
 // The process frame: module walks, the stages that the state synchronisation service drives, its dumps and updates, the
 // command line and the node file, the trace filter and the internal queue.
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include "core/msgq.h"
 #include "core/trace.h"
@@ -16,45 +15,30 @@ using Names = std::vector<std::string>;
 Names heard;
 int answers[QOS_MODULES]; // of the numbered hooks
 
+int noted(const std::string &what, int rc = 0)
+{
+    heard.push_back(what);
+    return rc;
+}
+
 template <unsigned Id>
 int hook()
 {
-    heard.push_back(std::to_string(Id));
-    return answers[Id];
+    return noted(std::to_string(Id), answers[Id]);
 }
 
-int noteStage(uint32_t stage, uint32_t arg)
-{
-    heard.push_back("stage " + std::to_string(stage) + " arg " + std::to_string(arg));
-    return 9; // no result of a stage hook counts
-}
-
-int noteReinit()
-{
-    heard.push_back("reinit");
-    return 0;
-}
-
-int noteStart()
-{
-    heard.push_back("start");
-    return 0;
-}
-
-void noteDump()
-{
-    heard.push_back("dump");
-}
-
-void noteQueue(uint32_t a, uint32_t b, uint32_t c)
-{
-    heard.push_back(std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c));
-}
-
-void noteUpdate(uint32_t type, const void *buffer, uint32_t length)
-{
-    heard.push_back(std::to_string(type) + ":" + std::string(static_cast<const char *>(buffer), length));
-}
+const auto noteStage = [](uint32_t stage, uint32_t arg) { // no result of a stage hook counts
+    return noted("stage " + std::to_string(stage) + " arg " + std::to_string(arg), 9);
+};
+const auto noteReinit = [] { return noted("reinit"); };
+const auto noteStart = [] { return noted("start"); };
+const auto noteDump = [] { noted("dump"); };
+const auto noteQueue = [](uint32_t a, uint32_t b, uint32_t c) {
+    noted(std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c));
+};
+const auto noteUpdate = [](uint32_t type, const void *buffer, uint32_t length) {
+    noted(std::to_string(type) + ":" + std::string(static_cast<const char *>(buffer), length));
+};
 
 Names taken()
 {

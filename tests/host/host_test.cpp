@@ -13,7 +13,6 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -405,12 +404,6 @@ TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
         velmar_close(fd);
 }
 
-struct DriverEnd {
-    char path[108];
-    int fd = velmar_run_bind("qos", "driver", false, path, sizeof path);
-    ~DriverEnd() { velmar_run_close(fd); }
-};
-
 int openQos(uint32_t group)
 {
     const int fd = velmar_socket(AF_QOS, SOCK_RAW, 0);
@@ -439,12 +432,11 @@ ssize_t sendQos(int fd, const string &frame)
 TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
 {
     const int fd = openQos(1);
-    const DriverEnd driver = {};
+    const Socket driver(run / "qos/driver");
     EXPECT_EQ(3, sendQos(fd, "one"));
     // A driver that connects and lets go with a datagram unread leaves an error at the other end.
     const auto leaveError = [&] {
-        sockaddr_un to = {AF_UNIX, {}};
-        strncpy(to.sun_path, (run / "qos" / ("group1." + std::to_string(getpid()))).c_str(), sizeof to.sun_path - 1);
+        sockaddr_un to = addressOf(run / "qos" / ("group1." + std::to_string(getpid())));
         EXPECT_EQ(3, sendQos(fd, "two"));
         EXPECT_EQ(0, connect(driver.fd, reinterpret_cast<sockaddr *>(&to), sizeof to));
         to.sun_family = AF_UNSPEC;

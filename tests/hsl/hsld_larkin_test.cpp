@@ -28,19 +28,11 @@ hslBuffer add(uint32_t table, uint32_t port, uint32_t value, uint32_t result)
                 {l2 ? 88u : 92u, 4, result}});
 }
 
-// On a clock of its own, ahead of the real one.
-class Larkin : public Hsld {
+class Larkin : public OnItsClock {
 protected:
     hslModel_t &model = server.model;
     hslBuffer response, handle;
-    uint64_t at = uint64_t{1} << 40;
 
-    void SetUp() override
-    {
-        Hsld::SetUp();
-        pass(0);
-    }
-    void pass(uint64_t ms) { hslTrafficAdvance(model, at += ms); }
     uint32_t tell(const hslBuffer &record, uint32_t target = LARKIN) // its status
     {
         response = answer(record, target);
@@ -85,7 +77,7 @@ protected:
             text += flow.decided_by + " " + std::to_string(flow.priority) + ", ";
         return text;
     }
-    hslQueue_t &queue(unsigned p, uint32_t port = TE1) { return model.ports.at(port).traffic.queues[p]; }
+    hslQueue_t &queue(unsigned p, uint32_t port = TE1) { return queueOf(p, port); }
     hslBuffer counters(uint32_t kind, uint32_t port = TE1)
     {
         return dce(0x0A050001, 0, 484, {{12, 4, 1}, {20, 4, kind}, {28, 4, port}});

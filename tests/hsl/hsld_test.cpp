@@ -131,7 +131,7 @@ TEST_F(Hsld, BulkAnswersInPlaceAndEndsAtTheFirstFailure)
     auto profile = cos(0x09270000, 56, 56, {{28, 4, 5 << 1}});
     auto add = cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {80, 4, 7}});
     auto associate = cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT}, {36, 4, 7}});
-    auto bulk = bulkOf({profile, add, associate});
+    auto bulk = cosBulk({profile, add, associate});
     struct {
         const char *fault;
         uint32_t batch, processed, status[3];

@@ -4,22 +4,13 @@
 
 namespace hsld_test {
 
-// Traffic on a clock of its own, ahead of the real one, so that counters come out to the byte.
-class Traffic : public Hsld {
+class Traffic : public OnItsClock {
 protected:
-    uint64_t at = uint64_t{1} << 40;
-
-    void SetUp() override
-    {
-        Hsld::SetUp();
-        pass(0);
-    }
-    void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
     void offer(const std::string &words) { EXPECT_EQ(control("traffic " + words), "ok"); }
-    hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return server.model.ports.at(port).traffic.queues[p]; }
+    hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return queueOf(p, port); }
     std::vector<uint64_t> drops() // frames and bytes, as a drop monitor reads them
     {
-        auto response = answer(bulkOf({cos(0x0127080A, 448, 448, {{28, 4, PORT}})}));
+        auto response = answer(cosBulk({cos(0x0127080A, 448, 448, {{28, 4, PORT}})}));
         return {hslGet(response, 36 + 432, 8), hslGet(response, 36 + 440, 8)};
     }
     std::vector<uint64_t> policed(uint32_t device, uint32_t id, uint32_t group = 0, uint32_t target = CHIP)
@@ -104,8 +95,8 @@ TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
 
 TEST_F(Traffic, RedThinsOutUntilTheQueueStandsStill)
 {
-    answer(bulkOf({cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {40, 8, 750000000}, {56, 8, 750000000}, {80, 4, 7}}),
-                   cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT}, {36, 4, 7}})}));
+    answer(cosBulk({cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {40, 8, 750000000}, {56, 8, 750000000}, {80, 4, 7}}),
+                    cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT}, {36, 4, 7}})}));
     offer("te1/1 priority=3 rate=12G"); // half of it green, half yellow; 250 MB a second are too many
     struct {
         uint32_t threshold, probability, level;
@@ -187,8 +178,8 @@ TEST_F(Traffic, PauseGoesBothWays)
 
 TEST_F(Traffic, EveryDropHasItsReason)
 {
-    answer(bulkOf({cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {40, 8, 1000000}, {80, 4, 7}}),
-                   cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT + 0x8000}, {36, 4, 7}})}));
+    answer(cosBulk({cos(0x09270002, 88, 88, {{28, 4, 0x80000000}, {40, 8, 1000000}, {80, 4, 7}}),
+                    cos(0x09270004, 40, 40, {{28, 4, 0x80000000}, {32, 4, PORT + 0x8000}, {36, 4, 7}})}));
     answer(thresholdOf(3, 1000000));
     offer("te1/1 priority=3 rate=12G");
     offer("te1/1 drop reason=14 rate=8M");
@@ -303,7 +294,7 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     };
     const uint32_t in = 0x80000000, mirelle2 = 0x88800000, last = 6u << 26 | 2u << 22 | 64u << 15;
     using three = std::vector<uint64_t>;
-    answer(bulkOf({add(in, 7), cos(0x09270004, 40, 40, {{28, 4, in}, {32, 4, PORT}, {36, 4, 7}})}));
+    answer(cosBulk({add(in, 7), cos(0x09270004, 40, 40, {{28, 4, in}, {32, 4, PORT}, {36, 4, 7}})}));
     answer(add(in, 8));
     // 5 MB a second: the bucket lasts 125 ms, then 1 conforms, 2 exceed and 2 are too many.
     offer("te1/1 priority=2 rate=40M kind=broadcast");

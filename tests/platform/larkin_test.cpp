@@ -82,11 +82,6 @@ struct Larkin : testing::Test {
         }
         return records;
     }
-    void expectErrs(std::initializer_list<const char *> parts)
-    {
-        for (const char *part : parts)
-            inside.expectErr(part);
-    }
 };
 
 Bytes ccbBody(uint32_t ifindex)
@@ -188,7 +183,8 @@ TEST_F(Larkin, RefusedChipUpIsKept)
     EXPECT_EQ(qosLookupChip(9)->l2psel_tcam_status, 22U);
     EXPECT_EQ(qosLookupChip(9)->l3psel_tcam_status, 22U);
     EXPECT_EQ(inside.driver.requests().size(), 5U) << "the other hooks run";
-    expectErrs({"ASIC Driver failed", "TCAM create", "Failed to initialize L2PSel TCAM", "L3PSel", "chip up, rc: 0"});
+    inside.expectErr(
+        {"ASIC Driver failed", "TCAM create", "Failed to initialize L2PSel TCAM", "L3PSel", "chip up, rc: 0"});
 }
 
 TEST_F(Larkin, CosMapAddsThenUpdates)
@@ -233,8 +229,8 @@ TEST_F(Larkin, CosMapAddsThenUpdates)
     EXPECT_EQ(recordOf(requests[8]), updated(7));
     chip->refuse(CONFIG);
     EXPECT_EQ(told(QOS_COSTRUST_MSG, body), 22U);
-    expectErrs({"ASIC Driver failed", "TCAM Add", "Default CoS IOCTL failed for interface p, error = 22", "l2PriRegMap",
-                "Cos Trust IOCTL failed", "Failed to set cos trust"});
+    inside.expectErr({"ASIC Driver failed", "TCAM Add", "Default CoS IOCTL failed for interface p, error = 22",
+                      "l2PriRegMap", "Cos Trust IOCTL failed", "Failed to set cos trust"});
 }
 
 TEST_F(Larkin, DscpEntriesComeAndGo)
@@ -274,7 +270,7 @@ TEST_F(Larkin, DscpEntriesComeAndGo)
     EXPECT_EQ(deletes[32],
               dceRecord(0x17250037, 52, 0, 0,
                         {{16, 0x20050001}, {20, 32 << 4}, {28, 0xaa}, {36, 0x12340000}, {40, 33}, {44, 1}}));
-    expectErrs(
+    inside.expectErr(
         {"ASIC Driver failed", "TCAM Add", "TCAM Delete", "DSCP Trust IOCTL failed", "Failed to set dscp trust"});
 }
 
@@ -456,8 +452,8 @@ TEST_F(Larkin, CountersAndTexts)
     chip->refuse(0x0A050005);
     EXPECT_EQ(told(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 22U);
     EXPECT_EQ(textAt(rcv, 149), "42");
-    expectErrs({"If count mismatch in flowControl response, expected 1, got 2", "ASIC Driver failed",
-                "SWM ioctl for port p failed, rc: 22", "Failed to retrieve SWM Stats"});
+    inside.expectErr({"If count mismatch in flowControl response, expected 1, got 2", "ASIC Driver failed",
+                      "SWM ioctl for port p failed, rc: 22", "Failed to retrieve SWM Stats"});
 }
 
 TEST_F(Larkin, Clears)

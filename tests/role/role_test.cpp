@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,12 +33,10 @@ struct Client {
     int fd = -1;
     explicit Client(const std::string &path)
     {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const sockaddr_un address = addressOf(path);
         for (int ms = 0; ms < LONGEST_MS; ms += 10) {
             fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0)
+            if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
                 return;
             close(fd);
             poll(nullptr, 0, 10);

@@ -141,6 +141,16 @@ Bytes cosRecord(uint32_t command, uint32_t in, uint32_t out, WordsAt words)
     return bytes;
 }
 
+Bytes cosBulk(const std::vector<Bytes> &nested)
+{
+    Bytes whole(36);
+    for (const Bytes &record : nested)
+        whole = whole + record;
+    const auto length = static_cast<uint32_t>(whole.size());
+    put(whole, {{0, 0x00070000}, {8, length}, {12, length}, {32, static_cast<uint32_t>(nested.size()) << 16}});
+    return whole;
+}
+
 Bytes dceRecord(uint32_t command, uint32_t length, uint8_t operation, uint32_t count, WordsAt words)
 {
     Bytes bytes(length);

@@ -60,6 +60,7 @@ Bytes bodyOf(uint8_t code, const Fields &...fields)
 
 // Driver records of both families: the head, and words behind it.
 Bytes cosRecord(uint32_t command, uint32_t in, uint32_t out, WordsAt words = {});
+Bytes cosBulk(const std::vector<Bytes> &nested);
 Bytes dceRecord(uint32_t command, uint32_t length, uint8_t operation = 0, uint32_t count = 0, WordsAt words = {});
 
 uint32_t environmentOr(const char *name, uint32_t value); // a number that repeats a run

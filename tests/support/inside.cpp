@@ -68,14 +68,6 @@ Inside::~Inside()
     log.check();
 }
 
-std::vector<Bytes> Inside::records()
-{
-    std::vector<Bytes> found;
-    for (const Bytes &request : driver.requests())
-        found.push_back(recordOf(request));
-    return found;
-}
-
 void Inside::add(uint32_t chip, uint32_t type, const std::vector<uint32_t> &ports)
 {
     EXPECT_EQ(tell(QOS_CHIPUP_MSG, chipUpBody(chip, 1, chip >> 16 & 7, type)), 0U);

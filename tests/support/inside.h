@@ -20,7 +20,7 @@ public:
     void expectErr(const std::string &part) { log.expectErr(part); }
     void expectErr(std::initializer_list<const char *> parts) { log.expectErr(parts); }
 
-    std::vector<Bytes> records(); // of the driver requests since the last call
+    std::vector<Bytes> records() { return driver.records(); }
     // A chip of slot 1 with ports by the name of "p", both accepted, and what they asked of the driver forgotten.
     void add(uint32_t chip, uint32_t type, const std::vector<uint32_t> &ports);
 

@@ -160,6 +160,14 @@ std::vector<Bytes> Driver::requests()
     return std::exchange(seen, {});
 }
 
+std::vector<Bytes> Driver::records()
+{
+    std::vector<Bytes> found = requests();
+    for (Bytes &request : found)
+        request = cut(request, RECORD, request.size());
+    return found;
+}
+
 std::vector<Bytes> Driver::await(size_t count)
 {
     std::unique_lock<std::mutex> guard(lock);
@@ -295,20 +303,22 @@ void TestNode::sync()
     ctl("cli show qos vss");
 }
 
+// The number behind the first `mark` that follows `name`.
+static uint32_t numberIn(const std::string &text, const std::string &name, char mark)
+{
+    const size_t at = text.find(name);
+    return at == std::string::npos ? 0xdeadbeef
+                                   : static_cast<uint32_t>(strtoul(&text[text.find(mark, at) + 1], nullptr, 10));
+}
+
 uint32_t TestNode::stat(const std::string &key)
 {
-    const std::string answer = ctl("stat");
-    const size_t at = answer.find("\"" + key + "\":");
-    return at == std::string::npos ? 0xdeadbeef
-                                   : static_cast<uint32_t>(strtoul(&answer[at + key.size() + 3], nullptr, 10));
+    return numberIn(ctl("stat"), "\"" + key + "\"", ':');
 }
 
 uint32_t TestNode::counter(const std::string &name)
 {
-    const std::string answer = ctl("cli show dorvmd mi statistics");
-    const size_t at = answer.find(name);
-    return at == std::string::npos ? 0xdeadbeef
-                                   : static_cast<uint32_t>(strtoul(&answer[answer.find('=', at) + 1], nullptr, 10));
+    return numberIn(ctl("cli show dorvmd mi statistics"), name, '=');
 }
 
 std::string TestNode::socketOf(const std::string &service) const

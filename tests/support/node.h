@@ -42,7 +42,8 @@ public:
     void script(std::vector<Reply> replies);
     void always(Reply reply);               // in place of goodReply
     std::vector<Bytes> requests();          // since the last call
-    std::vector<Bytes> await(size_t count); // the same, once there are `count`
+    std::vector<Bytes> records();           // theirs, without the headers
+    std::vector<Bytes> await(size_t count); // the requests, once there are `count`
     void send(const std::string &socket, const Bytes &bytes) { server.sock.send(run + "/qos/" + socket, bytes); }
 
     static Reply status(uint32_t code); // a COS response with the driver's status

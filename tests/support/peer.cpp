@@ -10,13 +10,10 @@
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr int PATIENCE_MS = 60000;
+static constexpr int PATIENCE_MS = 60000;
 
 sockaddr_un addressOf(const std::string &path)
 {
@@ -25,8 +22,6 @@ sockaddr_un addressOf(const std::string &path)
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     return address;
 }
-
-} // namespace
 
 Socket::Socket(const std::string &file) : fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)), path(file)
 {

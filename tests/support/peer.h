@@ -3,9 +3,12 @@
 #define TESTS_SUPPORT_PEER_H
 
 #include <functional>
+#include <sys/un.h>
 #include <thread>
 
 #include "tests/support/bytes.h"
+
+sockaddr_un addressOf(const std::string &path);
 
 struct Datagram {
     Bytes bytes; // empty if none came in time

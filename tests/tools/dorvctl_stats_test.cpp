@@ -2,7 +2,6 @@
 // The agent is a plain socket with a script, bound where a real one would be.
 #include "tools/stats.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstring>

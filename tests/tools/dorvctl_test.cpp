@@ -3,8 +3,6 @@
 #include "tests/tools/ctl_peer.h"
 #include "tools/batch.h"
 
-#include <algorithm>
-#include <cstring>
 #include <sstream>
 #include <unistd.h>
 
