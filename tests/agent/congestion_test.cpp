@@ -106,10 +106,6 @@ protected:
         live.driver.requests();
     }
     static uint32_t port(uint32_t n) { return PORT + ((n - 1) << 15); }
-    uint32_t budgetOf(uint32_t ifindex)
-    {
-        return get32(live.manager.tell(42, bodyOf(42, Field{"ifindex", ifindex})), 8);
-    }
 
     LiveNode live;
 };
@@ -206,7 +202,7 @@ TEST_F(Congestion, LongDistance)
     expectSent({tailDrop(port(3), unit), tailDrop(port(3), unit), priTailDrop(port(3), eight(unit / 8))});
     live.manager.tell(37, ldBody(2, port(2)));
     expectSent(sequence({{port(2), BUDGET}, {port(1), BUDGET}, {port(2), BUDGET}, {port(3), BUDGET}}));
-    EXPECT_EQ(budgetOf(port(3)), BUDGET);
+    EXPECT_EQ(get32(live.manager.tell(42, bodyOf(42, Field{"ifindex", port(3)})), 8), BUDGET);
     live.manager.tell(37, ldBody(4, port(3)));
     live.manager.tell(37, ldBody(1, port(20), 1, 1));
     live.manager.tell(37, ldBody(9, port(1)));

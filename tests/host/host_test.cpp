@@ -445,6 +445,8 @@ TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
         ASSERT_EQ(1, poll(&entry, 1, 0));
         EXPECT_EQ(POLLERR, entry.revents);
     };
+    leaveError();
+    EXPECT_EQ(EAGAIN, receive(fd).error); // nor is it anything to be received
     int pipe_fds[2];
     ASSERT_EQ(0, velmar_pipe(pipe_fds));
     for (const int limit : {0, 60, -1}) {

@@ -59,6 +59,7 @@ protected:
         static const std::string once = [] {
             std::string dir = makeRunDir();
             setenv("VELMAR_RUN", dir.c_str(), 1);
+            setenv("VELMAR_CLOCK", "stepped", 1);
             atexit([] { std::filesystem::remove_all(getenv("VELMAR_RUN")); });
             return dir;
         }();

@@ -5,11 +5,11 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,7 +95,7 @@ std::string makeRunDir()
     char name[] = "/tmp/dorvald_test.XXXXXX";
     const std::string run = mkdtemp(name);
     for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
-        std::filesystem::create_directory(run + "/" + folder);
+        mkdir((run + "/" + folder).c_str(), 0700);
     return run;
 }
 
@@ -110,7 +110,8 @@ bool within(const std::function<bool()> &holds)
 }
 
 int startProgram(const std::string &binary, const std::vector<std::string> &args, const std::string &run,
-                 const std::vector<std::string> &variables, const std::string &output)
+                 const std::vector<std::string> &variables, const std::string &output,
+                 const std::function<void()> &prepare)
 {
     std::vector<char *> argv;
     for (const std::string &arg : args)
@@ -124,6 +125,9 @@ int startProgram(const std::string &binary, const std::vector<std::string> &args
     dup2(fd, 1);
     dup2(fd, 2);
     setenv("VELMAR_RUN", run.c_str(), 1);
+    setenv("VELMAR_CLOCK", "stepped", 1);
+    if (prepare)
+        prepare();
     for (const std::string &variable : variables)
         putenv(const_cast<char *>(variable.c_str()));
     execv(binary.c_str(), argv.data());

@@ -53,9 +53,11 @@ std::string makeRunDir(); // with its folders
 bool within(const std::function<bool()> &holds);
 
 // Starts a program in a run directory with these variables besides, given as NAME=value, and appends what it prints to
-// `output`. The first argument is its own name. It goes with the test. Gives its process id.
+// `output`. The first argument is its own name. It goes with the test, its clock stands still but for steps, and
+// `prepare` is what it does ahead of the program. Gives its process id.
 int startProgram(const std::string &binary, const std::vector<std::string> &args, const std::string &run,
-                 const std::vector<std::string> &variables, const std::string &output);
+                 const std::vector<std::string> &variables, const std::string &output,
+                 const std::function<void()> &prepare = nullptr);
 int statusOf(int wait_status); // exit status, -1 for a signal
 
 #endif
