@@ -10,13 +10,14 @@ cmake_minimum_required(VERSION 3.25)
 
 # The rooms, one folder and one target each, in their order.
 set(DORVALD_ROOMS velmar agent/messages platform/records core lib channels inventory channels/events agent/model
-    platform/common platform/larkin platform/tessel platform/mirelle platform agent ha dorvald role)
+    platform/common platform/larkin platform/tessel platform/mirelle platform agent ha dorvald)
 
 # Folders beside the house, and the rooms that each may use.
-set(DORVALD_BESIDE host hsl tools)
+set(DORVALD_BESIDE host hsl tools role)
 set(DORVALD_BESIDE_host velmar)
 set(DORVALD_BESIDE_hsl velmar agent/messages platform/records)
 set(DORVALD_BESIDE_tools velmar agent/messages platform/records)
+set(DORVALD_BESIDE_role ${DORVALD_ROOMS} tools)
 
 # Appends a line to the list `faults` for each include of `file`, in folder `room`, that is not of a folder in `allowed`.
 function(dorvald_check_file root file room allowed)

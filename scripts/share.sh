@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Prints the lines of code, of tests and their ratio; neither blank lines nor lines of comment count. Ends with 1 if the
+# tests are more than a third of the code (0.33); benchmarks are neither.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+lines() {
+    git ls-files -z -- "$@" | xargs -0 cat | grep -cvE '^[[:space:]]*(//.*)?$'
+}
+
+code=$(lines '*.cpp' '*.h' ':!tests/' ':!bench/')
+tests=$(lines 'tests/*.cpp' 'tests/*.h')
+printf 'code %d  tests %d  ratio 0.%03d\n' "$code" "$tests" $((1000 * tests / code))
+((100 * tests <= 33 * code))

@@ -1,0 +1,298 @@
+// The links to driver and manager: what a node makes of every frame that is not as it should be, of a driver or manager
+// that is late, gone or full, and of notices and source addresses.
+#include <memory>
+#include <sys/socket.h>
+
+#include "tests/support/node.h"
+
+namespace {
+
+// Sends one trust message and gives the status that comes back.
+uint32_t trust(LiveNode &live)
+{
+    return get32(live.manager.tell(4, l2Body(PORT, CHIP, 1, 1)), 50);
+}
+
+Bytes patched(Bytes bytes, size_t at, unsigned width, uint32_t value)
+{
+    putNative(bytes, at, width, value);
+    return bytes;
+}
+
+Bytes patchedWord(Bytes bytes, size_t at, uint32_t value)
+{
+    put32(bytes, at, value);
+    return bytes;
+}
+
+// A notice of the error queue about an address, as its datagram.
+Bytes notice(uint32_t code, uint8_t flags, uint16_t mask)
+{
+    Bytes bytes(52);
+    putNative(bytes, 0, 2, 0xffff);
+    putNative(bytes, 20, 4, code);
+    putNative(bytes, 32, 2, 58);
+    const Bytes name = text("qosMI", 14);
+    std::copy(name.begin(), name.end(), bytes.begin() + 34);
+    putNative(bytes, 48, 2, mask);
+    bytes[51] = flags;
+    return bytes;
+}
+
+} // namespace
+
+TEST(DriverChannel, EveryCheckOfAResponse)
+{
+    LiveNode live;
+    live.addPort();
+    const auto good = [](const Bytes &request) { return goodReply(request); };
+    constexpr size_t END = 20 + 28 + 28; // of the good response's data frame
+    using Make = Bytes (*)(const Bytes &good);
+    const struct {
+        const char *what;
+        Make make;
+        uint32_t status;
+        const char *err; // null for none
+    } cases[] = {
+        {"no end frame", [](const Bytes &g) { return cut(g, 0, END); }, 14, "length (0) sanity check failed"},
+        {"end frame cut", [](const Bytes &g) { return cut(g, 0, END + 19); }, 14, "length (19) sanity check"},
+        {"data length 19", [](const Bytes &g) { return patched(g, 0, 4, 19); }, 14, "length (96) sanity check"},
+        {"data length past the end", [](const Bytes &g) { return patched(g, 0, 4, 97); }, 14, "length (96) sanity"},
+        {"data length huge", [](const Bytes &g) { return patched(g, 0, 4, 0xffffffff); }, 14, "length (96) sanity"},
+        {"end length 19", [](const Bytes &g) { return patched(g, END, 4, 19); }, 14, "length (20) sanity check"},
+        {"end length 21", [](const Bytes &g) { return patched(g, END, 4, 21); }, 14, "length (20) sanity check"},
+        {"less than a header", [](const Bytes &g) { return cut(g, 0, 7); }, 14, "length (7) sanity check failed"},
+        {"end type", [](const Bytes &g) { return patched(g, END + 4, 2, 3); }, 14, "is not NLMSG_DONE"},
+        {"truncated", [](const Bytes &g) { return g + Bytes(37889 - g.size()); }, 14, "Received a truncated message"},
+        {"empty datagram", [](const Bytes &) { return Bytes{}; }, 12, "Did not receive anything"},
+        {"error frame", [](const Bytes &g) { return patchedWord(patched(g, 4, 2, 2), 20, 71); }, 12,
+         "Received error message, error: 71, msg_type: 2, seq: "},
+        {"bare error frame", [](const Bytes &) { return withEnd(frame(2, 5, {})); }, 12,
+         "error: 0, msg_type: 2, seq: 5"},
+        {"other command", [](const Bytes &g) { return patchedWord(g, 48, 0x01271001); }, 22, "does not match req cmd"},
+        {"refused", [](const Bytes &g) { return patchedWord(g, 72, 9); }, 22, "error = 9"},
+        {"no record", [](const Bytes &g) { return withEnd(frame(101, 1, cut(g, 20, 28))); }, 22, "response cmd (0)"},
+        {"empty payload", [](const Bytes &) { return withEnd(frame(101, 1, {})); }, 22, "response cmd (0)"},
+        {"short record reads as 0", [](const Bytes &g) { return withEnd(frame(101, 1, cut(g, 20, 32))); }, 0, nullptr},
+        {"trailer", [](const Bytes &g) { return g + Bytes(8); }, 0, nullptr},
+        {"odd length", [](const Bytes &g) { return withEnd(frame(101, 1, cut(g, 20, 55))); }, 0, nullptr},
+        {"largest", [](const Bytes &g) { return g + Bytes(37888 - g.size()); }, 0, nullptr},
+        {"other sequence", [](const Bytes &g) { return patched(g, 8, 4, 99); }, 0, nullptr},
+        {"other type", [](const Bytes &g) { return patched(g, 4, 2, 105); }, 0,
+         "Unexpected netlink msg type for IOCTL"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        // An error left in the buffer must not show through a shorter answer that follows.
+        live.driver.script({Driver::status(0xffffffff)});
+        EXPECT_EQ(trust(live), 22U);
+        live.driver.script({[&](const Bytes &request) { return std::vector<Bytes>{c.make(good(request))}; }});
+        EXPECT_EQ(trust(live), c.status);
+        if (c.err)
+            live.node.expectErr(c.err);
+    }
+    EXPECT_TRUE(live.node.log.has("Message has trailer (8)"));
+    live.node.expectErr({"error = -1", "recvmsg failed for qosIoctl", "Failed to set L2 Priority Map",
+                         "Cos Trust IOCTL failed", "Failed to set cos trust"});
+}
+
+TEST(DriverChannel, TimeLimitAndLateResponses)
+{
+    LiveNode live;
+    live.addPort();
+    const Bytes trustBatch = message(4, l2Body(PORT, CHIP, 1, 1));
+    const Bytes dscpBatch = message(9, l3Body(PORT, CHIP));
+    const auto timeOut = [&](const Bytes &batch) {
+        live.driver.requests();
+        live.driver.script({Driver::none()});
+        live.manager.send(batch);
+        const Bytes request = live.driver.await(1).at(0);
+        live.node.ctl("clock step 14");
+        EXPECT_TRUE(live.manager.receive(30).empty());
+        EXPECT_EQ(live.node.ctl("clock step 1"), "ok");
+        EXPECT_EQ(get32(live.manager.receive(), batch.size() - 4), 28U);
+        return goodReply(request);
+    };
+    // A late response that nobody waits for is dropped.
+    Bytes late = timeOut(trustBatch);
+    live.driver.send(live.node.group(1), late);
+    live.node.sync();
+    live.driver.requests();
+    EXPECT_EQ(trust(live), 0U);
+
+    // One that meets the next request is judged by its command.
+    late = timeOut(trustBatch);
+    for (const auto &[batch, status] : {std::pair{trustBatch, 0U}, std::pair{dscpBatch, 22U}}) {
+        live.driver.requests();
+        live.driver.script({Driver::none()});
+        live.manager.send(batch);
+        const Bytes own = goodReply(live.driver.await(1).at(0));
+        live.driver.send(live.node.group(1), late);
+        EXPECT_EQ(get32(live.manager.receive(), batch.size() - 4), status);
+        live.driver.send(live.node.group(1), own);
+        live.node.sync();
+    }
+    EXPECT_EQ(trust(live), 0U);
+    live.node.expectErr({"no response received for fd: ", "Critical Error: Timeout while getting a response",
+                         "recvmsg failed", "Failed to set L2 Priority Map for interface p, error = 28",
+                         "Cos Trust IOCTL failed", "Failed to set cos trust", "does not match req cmd",
+                         "Failed to set DSCP Map", "Failed to set dscp mutation"});
+}
+
+TEST(DriverChannel, DriverAbsentRestartedStalled)
+{
+    TestNode node;
+    Manager manager(node);
+    node.cold();
+    manager.receive();
+    manager.tell(1, chipUpBody(CHIP, 1, 0, 1));
+    manager.tell(2, ifAddBody(PORT, "p"));
+    const auto trusted = [&] { return get32(manager.tell(4, l2Body(PORT, CHIP, 1, 1)), 50); };
+    const uint32_t before = static_cast<uint32_t>(node.log.count("Sending ioctl message"));
+    EXPECT_EQ(trusted(), 13U);
+    auto driver = std::make_unique<Driver>(node.run);
+    EXPECT_EQ(trusted(), 0U);
+    driver.reset();
+    EXPECT_EQ(trusted(), 13U);
+    {
+        // Nobody reads: full with what others sent, it must not hold the agent for ever.
+        Socket stalled(node.run + "/qos/driver");
+        Socket other(node.run + "/other");
+        while (other.send(stalled.path, {1}, MSG_DONTWAIT))
+            ;
+        EXPECT_EQ(trusted(), 13U);
+    }
+    driver = std::make_unique<Driver>(node.run);
+    EXPECT_EQ(trusted(), 0U);
+    EXPECT_EQ(getNative(driver->requests().at(0), 8, 4), before + 5) << "every try has its own sequence number";
+    node.expectErr({"Failed to send msg to netlink socket", "sendmsg failed for qosCosIoctl cmd 19337218", "error = 13",
+                    "Failed to set cos trust", "rc: 13", "sendmsg failed for qosCosIoctl cmd 193351",
+                    "IOCTL failed for extended chip capability", "Module 13 failed to process chip up"});
+}
+
+TEST(DriverChannel, Events)
+{
+    LiveNode live;
+    live.manager.tell(1, chipUpBody(CHIP, 1, 0, 1));           // flat chip 8
+    live.manager.tell(1, chipUpBody(CHIP + 0x20000, 1, 2, 1)); // flat chip 10
+    live.driver.requests();
+    const auto send = [&](const Bytes &datagram) {
+        live.driver.send(live.node.group(6), datagram);
+        live.node.sync();
+    };
+    const auto ready = [](uint32_t bits) {
+        Bytes body(32);
+        put(body, {{12, 2}, {16, bits}});
+        return body;
+    };
+    send(eventFrame(1351, 3, ready(1 << 8)));
+    EXPECT_TRUE(live.node.log.has("Ignoring HSL msg with type = 3"));
+    EXPECT_FALSE(live.node.log.has("Got chip ready"));
+    send(eventFrame(1351, 2, ready(1 << 9 | 1 << 10)));
+    EXPECT_TRUE(live.node.log.has("Chip Ready event for unknown chip 9"));
+    EXPECT_FALSE(live.node.log.has("marked as ready")) << "an unknown chip ends the walk";
+    send(eventFrame(1351, 6, ready(1 << 8 | 1 << 10)));
+    EXPECT_TRUE(live.node.log.has("Chip 1/0 (8) marked as ready"));
+    EXPECT_TRUE(live.node.log.has("Chip 1/2 (10) marked as ready"));
+    send(eventFrame(1351, 6, Bytes(31)));
+    live.node.expectErr("Outbuf length (31) less than chip ready message length (32)");
+    // The header says 32 bytes, the frame holds 16.
+    send(withEnd(frame(1351, 0, driverHeader(6, 32) + Bytes(16))));
+    live.node.expectErr("Outbuf length (16) less than");
+    for (const uint32_t event : {3, 4, 7, 9}) {
+        Bytes body(2460);
+        put(body, {{0, event}, {4, 1}, {16, CHIP}});
+        send(eventFrame(101, 2, body));
+    }
+    EXPECT_TRUE(live.node.log.has("Ignoring chip up for chip 1/0"));
+    EXPECT_TRUE(live.node.log.has("Ignoring chip down for chip 1/0 (8)"));
+    EXPECT_TRUE(live.node.log.has("Ignoring bulk chip up for agent"));
+    live.node.expectErr("Unknown event 9 from HSL");
+    send(eventFrame(77, 2, Bytes(4)));
+    EXPECT_TRUE(live.node.log.has("Ignoring nlm type 77"));
+    send(eventFrame(101, 2, {})); // a body that is missing is event 0
+    live.node.expectErr("Unknown event 0 from HSL");
+    send({1, 2, 3});
+    live.node.expectErr("Message length (3) sanity check failed, socket: qosHslEvent");
+    send(eventFrame(78, 2, {}));
+    EXPECT_TRUE(live.node.log.has("Ignoring nlm type 78")) << "armed again after a broken one";
+    EXPECT_TRUE(live.driver.requests().empty());
+}
+
+TEST(ManagerChannel, NoticesAreTracedAndNothingElse)
+{
+    LiveNode live;
+    const struct {
+        uint32_t code;
+        uint8_t flags;
+        uint16_t mask;
+        const char *line;
+    } cases[] = {
+        {4, 8, 0, "ERR MI6 Destination [am0 qosMI] exceeded High threshold"},
+        {4, 2, 1, "ERR MI6 Destination [al1 qosMI] exceeded High threshold"},
+        {5, 6, 0, "DBG MI6 destination [am0 qosMI] returned to normal threshold"},
+        {6, 4, 0x10, "ERR Invalid MI6 destination, addr = [sm10 qosMI]"},
+        {6, 1, 0x8000, "ERR Invalid MI6 destination, addr = [slFFFF8000 qosMI]"},
+        {77, 0, 3, "ERR Unknown MI6 error 77 from [*l3 qosMI]"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.line);
+        // Notice and batch in one drain: the batch must not suffer.
+        EXPECT_TRUE(live.manager.sock.send(live.node.socketOf("qosMI"), notice(c.code, c.flags, c.mask)));
+        EXPECT_EQ(live.manager.tell(67, {1}), (Bytes{1}));
+        EXPECT_TRUE(live.node.log.has(c.line + 4));
+        if (c.line[0] == 'E')
+            live.node.expectErr(c.line + 4);
+    }
+    EXPECT_EQ(live.node.counter("Msg Rcvd "), std::size(cases)) << "a notice is no message";
+}
+
+TEST(ManagerChannel, SourceSlots)
+{
+    for (const bool chassis : {false, true}) {
+        NodeOptions options;
+        options.node_file = chassis ? "slot_base = 1\n" : "";
+        LiveNode live(options);
+        const struct {
+            uint8_t flags;
+            uint16_t mask;
+            int slot; // of a card whose slots start at 0; -1 if there is none to be found
+        } cases[] = {{8, 4, 0},       {4, 4, 0},       {2, 0x0008, 3}, {1, 0x0410, 4},
+                     {2, 0x0400, 10}, {2, 0x0800, -1}, {2, 0, -1}};
+        Bytes body;
+        for (const auto &c : cases) {
+            body.push_back(0); // the length tells the cases' lines apart
+            live.manager.send(message(67, body), c.flags, c.mask);
+            EXPECT_EQ(live.manager.receive().size(), body.size() + 5) << "whatever the source";
+            const bool manager = c.flags & 12;
+            const int slot = c.slot < 0 || manager ? 0 : c.slot + chassis;
+            EXPECT_TRUE(live.node.log.has("of length " + std::to_string(body.size() + 5) + " from slot " +
+                                          std::to_string(slot)));
+        }
+        live.node.expectErr("Unable to identify source slot in received MI msg");
+        EXPECT_EQ(live.node.log.count("Unable to identify source slot"), 2U);
+    }
+}
+
+TEST(ManagerChannel, MalformedAndEmptyDatagrams)
+{
+    LiveNode live;
+    const uint32_t before = live.node.counter("Msg Rcvd ");
+    for (const size_t length : {0, 1, 19})
+        live.manager.sock.send(live.node.socketOf("qosMI"), Bytes(length, 0xff));
+    Bytes cutNotice = cut(notice(6, 8, 0), 0, 51);
+    live.manager.sock.send(live.node.socketOf("qosMI"), cutNotice);
+    EXPECT_EQ(live.manager.tell(67, {1}), (Bytes{1}));
+    EXPECT_EQ(live.node.counter("Msg Rcvd "), before + 1);
+    EXPECT_EQ(live.node.counter("Rcv EOF"), 0U);
+    // An address and nothing behind it ends the drain, and the next readiness goes on.
+    live.manager.send({});
+    EXPECT_EQ(live.manager.tell(67, {2}), (Bytes{2}));
+    EXPECT_EQ(live.node.counter("Rcv EOF"), 1U);
+    // So does a batch that is refused; what stands behind it stays in the socket till then.
+    live.manager.send(message(200, {}));
+    live.manager.send(message(67, {3}));
+    EXPECT_EQ(live.manager.receive(), (Bytes{67, 0, 1, 0, 1, 3}));
+    live.node.expectErr("Invalid msg type 200");
+    EXPECT_EQ(live.node.counter("Rcv message errros"), 0U);
+}

@@ -1,0 +1,483 @@
+// Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
+// which modules hear of it.
+
+#include "channels/driver_socket.h"
+#include "channels/events/driver_events.h"
+#include "core/memory.h"
+#include "inventory/capability.h"
+#include "inventory/ifindex.h"
+#include "lib/avl.h"
+#include "tests/support/inside.h"
+#include "velmar/dce.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+Names heard; // what the recording hooks were called with
+
+uint32_t addChip(uint32_t chip, uint32_t type, uint32_t ports = 0)
+{
+    const int32_t flat = dce_get_flat_chip_id(chip);
+    Bytes body = chipUpBody(chip, static_cast<uint32_t>(flat / 8), static_cast<uint32_t>(flat % 8), type, ports);
+    tell(QOS_CHIPUP_MSG, body);
+    return get32(body, 2003);
+}
+
+int noted(const std::string &what, int rc = 0)
+{
+    heard.push_back(what);
+    return rc;
+}
+const auto noteChipUp = [](qosChip_t *c) { return noted("chip " + std::to_string(c->chip_id)); };
+const auto failChipUp = [](qosChip_t *c) { return noted("chip " + std::to_string(c->chip_id), 5); };
+const auto noteChipDown = [](qosChip_t *c) { noted("down " + std::to_string(c->chip_id)); };
+const auto noteIfAdd = [](qosIf_t *i) { return noted(std::string("add ") + i->ifName); };
+const auto failIfAdd = [](qosIf_t *i) { return noted(std::string("add ") + i->ifName, 7); };
+const auto noteIfDel = [](qosIf_t *i) { noted(std::string("del ") + i->ifName); };
+const auto noteSlotUp = [](qosSlot_t *slot) { noted("up " + std::to_string(slot->slot_id)); };
+const auto noteSlotDown = [](qosSlot_t *slot) { noted("down " + std::to_string(slot->slot_id)); };
+
+template <typename... T>
+std::vector<uint32_t> numbers(T... values)
+{
+    return {static_cast<uint32_t>(values)...};
+}
+
+// What the capabilities leave in a chip, its second port included.
+std::vector<uint32_t> capabilitiesOf(const qosChip_t &c)
+{
+    const qosChipPortInfo_t &port = c.portInfo[1];
+    return numbers(c.chip_type, c.num_ports, c.chip_rev, c.num_ingr_policer_ids, c.ingr_infin_policer_id,
+                   c.min_ingr_policer_id, c.num_egr_policer_ids, c.egr_infin_policer_id, c.min_egr_policer_id,
+                   c.num_policer_profiles, c.pt_based_pol, c.vlan_based_pol, c.num_policer_groups, c.numChipBuffPools,
+                   c.chipBuffers, c.portBuffers, c.maxRedProfilesPerChip, c.egr_td_red_prof, port.ifindex,
+                   port.num_buffers, port.bufPoolId, port.polGroupId, c.portInfo[2].ifindex);
+}
+
+Names taken()
+{
+    return std::exchange(heard, {});
+}
+
+// A node of the manager role: its driver requests go out by a socket of their own.
+struct ManagerRole : Bare {
+    ManagerRole()
+    {
+        qos_velmar_state.is_agent = 0;
+        static const int opened = qosInitHSLMgrSock();
+        EXPECT_EQ(opened, 0);
+    }
+};
+
+Bytes cosCapability(const Bytes &request, uint32_t code)
+{
+    Bytes reply = goodReply(request);
+    put32(reply, 48 + 28, code);
+    if (get32(request, 48) == 0x70001) {
+        for (size_t i = 0; i < 7; ++i) // the policers, from min_ingr_policer_id on
+            put32(reply, 48 + 140 + 4 * i, static_cast<uint32_t>(11 + i));
+        put(reply, {{48 + 32, 3}, {48 + 184, 9}});
+        return reply;
+    }
+    put32(reply, 48 + 40, 0x40000000);
+    put32(reply, 48 + 76, 0x10005); // 16 bits count
+    put(reply, {{48 + 80, 7000}, {48 + 84, 2}, {48 + 92, 2}, {48 + 108, PORT}, {48 + 112, 600}});
+    put32(reply, 48 + 116, 0xffffff2d); // the lowest byte is pool and group
+    put32(reply, 48 + 120, PORT);
+    return reply;
+}
+
+Driver::Reply capability(uint32_t basic, uint32_t extended)
+{
+    return [=](const Bytes &request) {
+        return std::vector<Bytes>{cosCapability(request, get32(request, 48) == 0x70001 ? basic : extended)};
+    };
+}
+
+} // namespace
+
+TEST(Inventory, InterfaceOrder)
+{
+    // Ascending. Equal neighbours are told by `same`.
+    const struct {
+        uint32_t ifindex;
+        bool same; // as the one before
+    } order[] = {
+        {62u << 26 | 1 << 20, false},
+        {62u << 26 | 1 << 20 | 5, false},
+        {62u << 26 | 1 << 20 | 1 << 16 | 5, true}, // the low 16 bits alone
+        {62u << 26 | 33 << 20, false},
+        {0x88400000, false}, // type 34
+        {26u << 26 | 1 << 22 | 3 << 15, false},
+        {26u << 26 | 1 << 22 | 4 << 15 | 1, false},
+        {26u << 26 | 1 << 22 | 4 << 15 | 6, true}, // the chip does not count
+        {26u << 26 | 2 << 22, false},
+        {18u << 26 | 1, false}, // no slot: the whole index
+        {18u << 26 | 0x20000, false},
+        {14u << 26 | 1 << 22 | 0xffff, false},
+        {14u << 26 | 2 << 22, false},
+        {6u << 26 | 9 << 22 | 127 << 15, false},
+        {6u << 26 | 10 << 22, false},
+        {3u << 26 | 1 << 21 | 0 << 13, false}, // outside the port map
+        {3u << 26 | 1 << 21 | 65 << 13 | 1 << 9, true},
+        {3u << 26 | 1 << 21 | 1 << 13 | 5 << 9, true},
+        {3u << 26 | 1 << 21 | 1 << 13 | 4 << 9, false},
+        {3u << 26 | 1 << 21 | 2 << 13 | 1 << 9, false},
+        {3u << 26 | 1 << 21 | 2 << 13, true}, // column 0 stands for the first
+        {3u << 26 | 31 << 21 | 1 << 13, false},
+        {2u << 26 | 1, false},
+        {2u << 26 | 0x10000, false},
+    };
+    const auto sign = [](int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; };
+    int rank_a = 0;
+    for (const auto &a : order) {
+        rank_a += !a.same;
+        int rank_b = 0;
+        for (const auto &b : order) {
+            rank_b += !b.same;
+            EXPECT_EQ(sign(qosIfIndexCompare(a.ifindex, b.ifindex)), sign(rank_a - rank_b))
+                << std::hex << a.ifindex << " " << b.ifindex;
+        }
+    }
+    const struct {
+        uint32_t ifindex;
+        int32_t port;
+    } ports[] = {{6u << 26 | 127 << 15 | 7, 127},
+                 {32u << 26 | 5 << 15, 5},
+                 {62u << 26 | 1023 << 10, 1023},
+                 {61u << 26 | 255 << 12, 255},
+                 {14u << 26 | 9, -1},
+                 {18u << 26 | 9, -1},
+                 {3u << 26 | 64 << 13 | 4 << 9, 256},
+                 {3u << 26 | 31 << 21 | 2 << 13 | 3 << 9, 7},
+                 {3u << 26 | 65 << 13 | 1 << 9, -1}};
+    for (const auto &p : ports)
+        EXPECT_EQ(qosIfPort(p.ifindex), p.port) << std::hex << p.ifindex;
+}
+
+TEST(Inventory, ChipUpMessageToRecord)
+{
+    for (uint32_t type = 0; type < 4; ++type) {
+        SCOPED_TRACE(type);
+        Bare inside;
+        Bytes body = chipUpBody(CHIP, 1, 0, type, 2);
+        for (uint32_t i = 0; i < 8; ++i) // revision and policers, each its own number
+            put32(body, 24 + 4 * i, 100 + i);
+        set(body, QOS_CHIPUP_MSG, Field{"pt_based_pol", 2}, Field{"vlan_based_pol", 3}, // the lowest bit counts
+            Field{"num_policer_groups", 0xfff1}, Field{"numChipBuffPools", 4}, Field{"chipBuffers", 9000},
+            Field{"portBuffers", 77}, Field{"maxRedProfilesPerChip", 15}, Field{"portInfo.ifindex", PORT, 1},
+            Field{"portInfo.num_buffers", 500, 1}, Field{"portInfo.bufPoolId", 0x13},
+            Field{"portInfo.polGroupId", 0x24}, Field{"egr_td_red_prof", 31});
+        tell(QOS_CHIPUP_MSG, body);
+        EXPECT_EQ(get32(body, 2003), 0U);
+        const qosChip_t *chip = qosLookupChip(8);
+        ASSERT_NE(chip, nullptr);
+        // Numbers above 15 of pool and group are cut to four bits, and the profile count never arrives.
+        const uint32_t p = type > 0;
+        const uint32_t e = type > 1;
+        const std::vector<uint32_t> expected = {
+            type,       2,     p * 100,  p * 101, p * 102, p * 103, p * 104,        p * 105, p * 106, p * 107, 0, e,
+            e * 0xfff1, e * 4, e * 9000, 0,       0,       e * 31,  e * (PORT + 1), e * 501, e * 3,   e * 4,   0};
+        EXPECT_EQ(capabilitiesOf(*chip), expected);
+    }
+}
+
+TEST(Inventory, ChipUpOddities)
+{
+    LiveNode live;
+    const auto up = [&](uint32_t chip, uint32_t slot, uint32_t type, uint32_t ports = 0, uint8_t code = 1) {
+        return get32(live.manager.tell(code, chipUpBody(chip, slot, 0, type, ports)), 2003);
+    };
+    EXPECT_EQ(up(CHIP, 1, 2, 161, 66), 0U);
+    EXPECT_TRUE(live.node.log.has(" Num of ports = 161"));
+    EXPECT_EQ(live.node.log.count("  num_buffers = 0"), 160U) << "the walk stays in the table";
+    EXPECT_EQ(up(CHIP, 1, 1), 0U) << "a duplicate is a success";
+    EXPECT_TRUE(live.node.log.has("Ignoring duplicate CHIP_UP event for chip 1/0(8)"));
+    EXPECT_FALSE(live.node.log.has(" Chip Type = Tessel"));
+    EXPECT_EQ(up(CHIP + (1 << 22), 2, 7), 0U);
+    live.node.expectErr({"Unknown chip type 7", "Unknown chip id from IFM: 0"});
+    EXPECT_TRUE(live.node.log.has(" Chip Type = Larkin"));
+    EXPECT_EQ(up(CHIP + (2 << 22), 3, 3, 0x80000000), 0U) << "a negative count copies nothing";
+    for (const uint32_t slot : {10, 11, 266}) {
+        EXPECT_EQ(up(CHIP + (4 << 22), slot, 1), 1U);
+        live.node.expectErr("Unable to derive slot for chip " + std::to_string(slot & 0xff) + "/0");
+    }
+    EXPECT_EQ(up(CHIP + (4 << 22), 9 + 256, 1), 0U) << "the low byte is the slot";
+    // An index that names no chip is refused: a record of chip -1 would be found by all such indexes.
+    for (const uint32_t none : {0x8bc00000U, 0x28000000U, 0U}) {
+        EXPECT_EQ(up(none, 1, 1), 1U);
+        live.node.expectErr("No chip has ifIdx 0x");
+    }
+    live.node.expectErr("Failed to process Chip Up message");
+}
+
+TEST(Inventory, CapabilitiesFromTheDriver)
+{
+    const struct {
+        uint32_t model, basic, extended, rc, type;
+        size_t requests;
+        const char *err;
+    } cases[] = {
+        {1000, 26, 0, 0, 1, 1, nullptr},
+        {131, 29, 31, 0, 2, 2, nullptr},
+        {1011, 32, 33, 0, 3, 2, nullptr},
+        {1000, 24, 0, 1, 0, 1, "Unsupported chip type 24 in chip capability"},
+        {1000, 31, 26, 1, 2, 2, "Invalid Chip Id 26 in extended chip capability for chip 1/0"},
+    };
+    for (const uint32_t is_agent : {1U, 0U}) {
+        for (const auto &c : cases) {
+            SCOPED_TRACE(testing::Message() << c.model << "/" << c.basic << "/" << c.extended);
+            ManagerRole inside;
+            qos_velmar_state.is_agent = is_agent;
+            qos_velmar_state.model = c.model;
+            inside.driver.always(capability(c.basic, c.extended));
+            qosChip_t chip = {};
+            chip.slot_id = 1;
+            chip.chip_ifindex = CHIP;
+            EXPECT_EQ(qosGetChipCapability(&chip), c.rc);
+            EXPECT_EQ(chip.chip_type, c.type);
+            const auto requests = inside.driver.requests();
+            ASSERT_EQ(requests.size(), c.requests);
+            const std::pair<uint32_t, uint32_t> asked[] = {{0x70001, 460}, {0x1270810, 2016}};
+            for (size_t i = 0; i < requests.size(); ++i) {
+                const Bytes &r = requests[i];
+                EXPECT_EQ(getNative(r, 4, 2), is_agent ? 101U : 105U);
+                EXPECT_EQ(get32(r, 20), CHIP);
+                EXPECT_EQ(get32(r, 48), asked[i].first);
+                for (const size_t at : {40, 44, 56, 60}) // both lengths, in both headers
+                    EXPECT_EQ(get32(r, at), asked[i].second);
+            }
+            if (c.rc == 0) {
+                const uint32_t e = c.requests == 2;
+                const uint32_t profiles = c.type == 2 ? 16 : c.type == 3 ? 15 : 0;
+                const std::vector<uint32_t> expected = {
+                    c.type, e ? 2U : 9U, 3,        12, 13,       11, 15,       16,      14,    17,     0, e,
+                    e * 5,  e * 2,       e * 7000, 0,  profiles, 0,  e * PORT, e * 600, e * 2, e * 13, 0};
+                EXPECT_EQ(capabilitiesOf(chip), expected);
+            }
+            if (c.err)
+                inside.expectErr(c.err);
+        }
+    }
+}
+
+TEST(Inventory, OldCapabilityRequest)
+{
+    ManagerRole inside;
+    qos_velmar_state.model = 17;
+    uint32_t code = 24;
+    uint8_t status = 0;
+    inside.driver.always([&](const Bytes &request) {
+        Bytes reply = goodReply(request);
+        putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more
+        reply[48 + 7] = status;
+        put(reply, {{48 + 12, code}, {48 + 16, 6}});
+        return std::vector<Bytes>{reply};
+    });
+    qosChip_t chip = {};
+    chip.chip_type = 3;
+    EXPECT_EQ(qosGetChipCapability(&chip), 0U);
+    EXPECT_EQ(chip.chip_type, 0U);
+    EXPECT_EQ(chip.chip_rev, 6U);
+    Bytes record(164);
+    put32(record, 0, 0x10050001);
+    put16(record, 4, 164);
+    record[6] = 1;
+    EXPECT_EQ(cut(inside.driver.requests().at(0), 48, 164), record);
+    chip.chip_type = 3;
+    code = 26;
+    EXPECT_EQ(qosGetChipCapability(&chip), 0U) << "another code is no failure";
+    EXPECT_EQ(chip.chip_type, 3U);
+    status = 1;
+    EXPECT_EQ(qosGetChipCapability(&chip), 22U);
+    inside.expectErr({"IOCTL response seqno 1000 does not match request seqno",
+                      "Unsupported chip type 26 in chip capability", "error = 1", "IOCTL failed for chip capability"});
+}
+
+TEST(Inventory, ManagerRoleFollowsTheDriver)
+{
+    ManagerRole inside;
+    qos_modules[QOS_MOD_AGT].chip_up = noteChipUp;
+    qos_modules[QOS_MOD_AGT].chip_down = noteChipDown;
+    inside.driver.always(capability(26, 0));
+    addChip(CHIP, 1);
+    addChip(CHIP + 0x10000, 1);
+    addChip(CHIP + 0x20000, 1);
+    taken();
+    const auto event = [](uint32_t number, uint32_t chip, uint32_t slot, uint32_t local) {
+        Bytes body(2460);
+        put(body, {{0, number}, {4, slot}, {8, local}, {16, chip}, {28, 26}});
+        Bytes payload = driverHeader(2, 2460) + body;
+        return qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101);
+    };
+    EXPECT_EQ(event(4, CHIP + 0x20000, 1, 2), 0);
+    EXPECT_EQ(taken(), Names{"down 10"});
+    EXPECT_EQ(qosLookupChip(10), nullptr);
+    event(4, CHIP + 0x20000, 1, 2);
+    inside.expectErr("Ignoring chip_down event for unknown chip 1/2 (0x88420000)");
+    event(3, CHIP + 0x30000, 1, 3);
+    EXPECT_EQ(taken(), Names{"chip 11"});
+
+    // Reported: one that is known, one that is new and one that the driver refuses. All others go, highest first.
+    Bytes bulk(8 + 3 * 2444);
+    put(bulk, {{0, 7}, {4, 3}});
+    const uint32_t reported[] = {CHIP, CHIP + 0x40000, CHIP + 0x50000};
+    for (size_t i = 0; i < 3; ++i) {
+        bulk[8 + 2444 * i] = 1;
+        bulk[9 + 2444 * i] = static_cast<uint8_t>(reported[i] >> 16 & 7);
+        put32(bulk, 12 + 2444 * i, reported[i]);
+    }
+    inside.driver.requests();
+    inside.driver.script({capability(26, 0), Driver::status(4)});
+    Bytes payload = driverHeader(2, static_cast<uint32_t>(bulk.size())) + bulk;
+    EXPECT_EQ(qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101), 0);
+    EXPECT_EQ(taken(), (Names{"chip 12", "down 11", "down 9"}));
+    EXPECT_EQ(inside.driver.requests().size(), 2U);
+    std::vector<int32_t> left;
+    for (auto *node = avl_getfirst(qosChipTable); node; node = avl_getnext(qosChipTable, node)) {
+        left.push_back(static_cast<qosChip_t *>(node->info)->chip_id);
+        EXPECT_EQ(static_cast<qosChip_t *>(node->info)->warm_up, 0U);
+    }
+    EXPECT_EQ(left, (std::vector<int32_t>{12, 8}));
+    inside.expectErr({"Unable to find chip ifidx: 88440000", "Unable to find chip ifidx: 88450000", "error = 4",
+                      "IOCTL failed for chip capability", "Unable to get chip capability for chip: 88450000",
+                      "Failed to add chip to db, rc: 22"});
+
+    // A port on a chip that nobody reported brings the chip along; in the agent role it is refused.
+    EXPECT_NE(qosProcessPortAdd(PORT | 6, "fake"), nullptr);
+    EXPECT_EQ(taken(), Names{"chip 14"});
+    qos_velmar_state.is_agent = 1;
+    EXPECT_EQ(qosProcessPortAdd((PORT + 0x8000) | 7, "p7"), nullptr);
+    inside.expectErr({"Unknown chip 14 for port add fake", "Unknown chip 15 for port add p7"});
+}
+
+TEST(Inventory, InterfacesComeAndGo)
+{
+    LiveNode live;
+    live.addPort();
+    const auto add = [&](uint32_t ifindex, const std::string &name) {
+        return get32(live.manager.tell(2, ifAddBody(ifindex, name)), 28);
+    };
+    const auto del = [&](uint32_t ifindex) { return get32(live.manager.tell(3, ifDelBody(ifindex)), 24); };
+    EXPECT_EQ(add(PORT, "again"), 0U) << "an existing one is no failure";
+    EXPECT_EQ(add(PORT | 3, "p3"), 0U) << "nor one of the same slot and port";
+    EXPECT_EQ(add(PORT + (1 << 22), "q"), 2U) << "its chip was never announced";
+    EXPECT_EQ(add(3u << 26 | 31 << 21, "r"), 2U);
+    EXPECT_EQ(add(CHANNEL, std::string(20, 'n')), 0U);
+    EXPECT_TRUE(live.node.log.has("Added Interface " + std::string(19, 'n')));
+    EXPECT_FALSE(live.node.log.has(std::string(20, 'n'))) << "a name that is not terminated is cut";
+    EXPECT_EQ(add(18u << 26 | 5, "vlan5"), 0U);
+    EXPECT_EQ(del(CHANNEL), 0U);
+    EXPECT_EQ(del(CHANNEL), 55U) << "the manager's own status";
+    EXPECT_EQ(del(PORT), 0U);
+    EXPECT_EQ(get32(live.manager.tell(4, l2Body(PORT, CHIP, 1, 1)), 50), 1U);
+    EXPECT_EQ(add(PORT, "p"), 0U);
+    live.node.expectErr({"ifEntry already exists for interface again", "ifEntry already exists for interface p3",
+                         "Unknown chip 16 for port add q", "Unable to derive chip index from ifindex for port r",
+                         "Failed to find interface 0x38000001 for ifindex", "Failed to find interface p for cos"});
+}
+
+TEST(Inventory, HooksOfChipsAndInterfaces)
+{
+    Bare inside;
+    qos_modules[QOS_MOD_KOR].chip_up = failChipUp;
+    qos_modules[QOS_MOD_AGT].chip_up = noteChipUp;
+    EXPECT_EQ(addChip(CHIP, 1), 0U) << "a failing module keeps neither the chip nor the next module from it";
+    EXPECT_EQ(taken(), (Names{"chip 8", "chip 8"}));
+    EXPECT_NE(qosLookupChip(8), nullptr);
+    inside.expectErr("Module 3 failed to process chip up, rc: 0");
+    EXPECT_EQ(addChip(CHIP, 2), 0U);
+    EXPECT_TRUE(taken().empty());
+
+    qos_modules[QOS_MOD_KOR].if_add = failIfAdd;
+    qos_modules[QOS_MOD_AGT].if_add = noteIfAdd;
+    qos_modules[QOS_MOD_AGT].if_del = noteIfDel;
+    Bytes add = ifAddBody(PORT, "p");
+    EXPECT_EQ(tell(QOS_IFADD_MSG, add), 0U);
+    EXPECT_EQ(tell(QOS_IFADD_MSG, add), 0U);
+    EXPECT_EQ(taken(), Names(4, "add p")) << "both modules, and again for the second add";
+    inside.expectErr("ifEntry already exists");
+    qosProcessPortAdd(31u << 26 | 1, "t31");
+    EXPECT_EQ(qosProcessPortDelete(31u << 26 | 1), 0);
+    EXPECT_EQ(qosProcessPortDelete(31u << 26 | 1), 0);
+    EXPECT_TRUE(taken().empty()) << "type 31 is nobody's business";
+
+    // A member leaves its port channel, and the port its chip.
+    qosIf_t *channel = qosProcessPortAdd(CHANNEL, "po");
+    qosIf_t *port = qosLookupIfEntry(PORT);
+    port->parent = channel;
+    tailqInsertTail<&qosIf_t::memLink>(&channel->memPortList, port);
+    const uint32_t held = qos_modules[QOS_MOD_IFM].bytes[QOS_MEM_IF];
+    EXPECT_EQ(qosProcessPortDelete(PORT), 0);
+    EXPECT_EQ(taken(), Names{"del p"});
+    EXPECT_TRUE(tailqEmpty(&channel->memPortList));
+    EXPECT_TRUE(tailqEmpty(&qosLookupChip(8)->ifList));
+    EXPECT_EQ(qos_modules[QOS_MOD_IFM].bytes[QOS_MEM_IF], held - sizeof(qosIf_t));
+}
+
+TEST(Inventory, BufferPoolOfAPort)
+{
+    Bare inside;
+    for (const uint32_t type : {1U, 2U}) {
+        Bytes body = chipUpBody(CHIP + (type << 16), 1, type, type, 1);
+        put32(body, 79, PORT | 2);
+        put16(body, 87, 3);
+        tell(QOS_CHIPUP_MSG, body);
+    }
+    EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd(PORT | 2, "p")), 3U);
+    EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd((PORT + 0x8000) | 2, "q")), 0U) << "not in the chip's table";
+    EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd((PORT + 0x10000) | 1, "r")), 0U) << "a type without pools";
+    EXPECT_EQ(qosGetBufPoolGroup(qosProcessPortAdd(CHANNEL, "po")), 1U);
+    inside.expectErr("Interface:po does not have a valid chip");
+}
+
+TEST(Inventory, SlotEventsAndReplay)
+{
+    Bare inside;
+    qos_modules[QOS_MOD_AGT].slot_up = noteSlotUp;
+    qos_modules[QOS_MOD_AGT].slot_down = noteSlotDown;
+    qos_modules[QOS_MOD_KOR].if_add = failIfAdd;
+    qos_modules[QOS_MOD_AGT].if_add = noteIfAdd;
+    EXPECT_EQ(qosProcessSlotDown(1), 0);
+    EXPECT_EQ(qosProcessSlotUp(1), 1) << "no chip to replay";
+    inside.expectErr("Chip List is NULL. Not expected");
+    EXPECT_EQ(qosProcessSlotUp(1 + 256), 0) << "the low byte counts: a duplicate";
+    EXPECT_EQ(taken(), Names{"up 1"});
+    EXPECT_EQ(qos_global_slot_rdy_cnt, 1U);
+    addChip(CHIP, 1);
+    EXPECT_EQ(qosProcessSlotDown(1), 0);
+    EXPECT_EQ(qosProcessSlotUp(1), 1) << "a chip without interfaces";
+    inside.expectErr({"Slot is NULL. Not expected", "Process IF-ADD failed in one of chip 0x88400000 on slot:1"});
+    qosProcessPortAdd(PORT, "a");
+    qosProcessPortAdd(PORT + 0x8000, "b");
+    taken();
+    qosProcessSlotDown(1);
+    qosProcessSlotDown(1);
+    EXPECT_EQ(qos_global_slot_rdy_cnt, 0U);
+    EXPECT_NE(qosLookupIfEntry(PORT), nullptr) << "everything survives but the state";
+    EXPECT_EQ(qosProcessSlotUp(1), 0) << "the last hook's result";
+    EXPECT_EQ(taken(), (Names{"down 1", "up 1", "add a", "add a", "add b", "add b"}));
+    inside.expectErr("ifAdd_cb returned error mod_id 3");
+    std::swap(qos_modules[QOS_MOD_KOR].if_add, qos_modules[QOS_MOD_AGT].if_add);
+    EXPECT_EQ(qosProcessIfAddOnSlot(qosLookupSlot(1)), 7);
+    inside.expectErr(
+        {"ifAdd_cb returned error mod_id 18", "Notify IF-ADD failed in one of the interface chip 0x88400000"});
+
+    EXPECT_EQ(qosProcessSlotUp(11), 1);
+    EXPECT_EQ(qosProcessSlotDown(11), 0);
+    inside.expectErr("Failed to find slot 11 entry to process slot up event");
+    ASSERT_NE(qosLookupSlot(10), nullptr);
+    EXPECT_EQ(qosLookupSlot(10)->slot_id, 10);
+    qosProcessSlotUp(2);
+    EXPECT_EQ(qos_global_slot_rdy_cnt, 2U);
+    const std::pair<uint32_t, bool> states[] = {{PORT, false},
+                                                {PORT + (2 << 22), true},
+                                                {3u << 26 | 2 << 21, false},
+                                                {62u << 26 | 2 << 20, false},
+                                                {62u << 26 | 3 << 20, true},
+                                                {18u << 26, false},
+                                                {61u << 26 | 40 << 20, false}};
+    for (const auto &[ifindex, down] : states)
+        EXPECT_EQ(qosIsSlotDown(ifindex), down) << std::hex << ifindex;
+    inside.expectErr({"Unable to find slot with id 255", "Unable to find slot with id 40"});
+}

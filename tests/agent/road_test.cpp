@@ -1,0 +1,337 @@
+// The road of a message: registration, batches and their echoes, and the eight priority handlers down to the bytes that
+// reach the driver.
+#include <cstring>
+
+#include "agent/dispatch.h"
+#include "agent/l2_priority.h"
+#include "agent/l3_priority.h"
+#include "core/trace.h"
+#include "tests/support/inside.h"
+
+namespace {
+
+Bytes senderAddress(const std::string &service, uint16_t mask)
+{
+    Bytes address(2);
+    putNative(address, 0, 2, 58);
+    address = address + text(service, 14) + Bytes{0, 0, 0, 2};
+    putNative(address, 16, 2, mask);
+    return address;
+}
+
+// What stands in the request buffer behind the headers, written as the driver's layouts say. Records that are not
+// cleared keep what an older one left.
+struct RecordModel {
+    Bytes buffer = Bytes(4048);
+
+    void head(uint32_t command, uint32_t in)
+    {
+        const Bytes cleared = cosRecord(command, 28, 28, {{8, in}});
+        std::copy(cleared.begin(), cleared.end(), buffer.begin());
+    }
+    void copy(size_t to, const Bytes &body, size_t from, size_t length) { memcpy(&buffer[to], &body[from], length); }
+    Bytes l2(const Bytes &body)
+    {
+        head(0x01271002, 160);
+        copy(28, body, 0, 4);
+        for (size_t i = 0; i < 32; ++i) {
+            buffer[32 + 4 * i] = i < 8 ? body[29] : body[42 + i % 8];
+            buffer[33 + 4 * i] = i < 8 ? body[28] : body[34 + i % 8];
+            buffer[34 + 4 * i] = 0;
+        }
+        return cut(buffer, 0, 160);
+    }
+    Bytes defaultCos(const Bytes &body)
+    {
+        head(0x01271000, 36);
+        copy(28, body, 0, 4);
+        buffer[32] = body[29];
+        buffer[33] = body[28];
+        buffer[34] = 0;
+        return cut(buffer, 0, 36);
+    }
+    Bytes l3(const Bytes &body)
+    {
+        std::fill_n(buffer.begin(), 292, uint8_t{0});
+        head(0x01271001, 292);
+        copy(28, body, 0, 4);
+        buffer[32] = body[31];
+        for (size_t d = 0; d < 64; ++d) {
+            buffer[36 + 4 * d] = body[160 + d];
+            buffer[37 + 4 * d] = body[96 + d];
+        }
+        return cut(buffer, 0, 292);
+    }
+    Bytes dscp(const Bytes &body)
+    {
+        std::fill_n(buffer.begin(), 96, uint8_t{0});
+        head(0x01271003, 96);
+        copy(28, body, 0, 4);
+        copy(32, body, 32, 64);
+        return cut(buffer, 0, 96);
+    }
+};
+
+Bytes requestFrame(uint32_t seq, uint32_t target, const Bytes &record)
+{
+    Bytes header(28);
+    put(header, {{0, target}, {8, 6}, {20, static_cast<uint32_t>(record.size())}, {24, 28}});
+    return frame(101, seq, header + record);
+}
+
+std::vector<uint32_t> commandsOf(const std::vector<Bytes> &requests)
+{
+    std::vector<uint32_t> commands;
+    for (const Bytes &request : requests)
+        commands.push_back(get32(request, 48));
+    return commands;
+}
+
+constexpr uint32_t L2_MAP = 0x01271002;
+constexpr uint32_t DEF_COS = 0x01271000;
+
+using Commands = std::vector<uint32_t>;
+
+} // namespace
+
+TEST(Road, StandbyIsSilentAndActiveRegisters)
+{
+    NodeOptions options; // the slot says where it is heard and what it registers
+    options.node_file = "# a line card\nslot = 5\nslot_base = 1\n";
+    options.line_card = 5;
+    TestNode node(options);
+    Driver driver(node.run);
+    Manager manager(node), statistics(node, "qosMIStats");
+    manager.send(message(67, {1}));
+    driver.send(node.group(6), eventFrame(101, 6, {0, 0, 0, 99}));
+    node.sync();
+    EXPECT_EQ(node.counter("Msg Rcvd "), 1U);
+    EXPECT_EQ(node.counter("Msg Sent "), 0U);
+    EXPECT_EQ(node.stat("stage"), 6U);
+    EXPECT_EQ(node.stat("syncs"), 0U) << "nothing is flushed in Standby";
+    EXPECT_TRUE(manager.silent());
+
+    node.cold();
+    EXPECT_EQ(manager.receive(), message(0, {0, 0, 0, 5}));
+    EXPECT_EQ(manager.from, senderAddress("qosMI", 1 << 4));
+    EXPECT_EQ(node.stat("stage"), 5U);
+    const uint32_t before = node.stat("syncs");
+    node.sync();
+    EXPECT_GE(node.stat("syncs"), before + 2) << "one for each event";
+    node.ctl("stage 1001");
+    EXPECT_EQ(manager.receive(), message(0, {0, 0, 0, 5})) << "again at each Active";
+    for (const uint8_t i : {8, 9}) // its read event is armed again
+        EXPECT_EQ(statistics.tell(67, {i}), (Bytes{i}));
+    EXPECT_EQ(statistics.from, senderAddress("qosMIStats", 1 << 4));
+    EXPECT_TRUE(manager.silent());
+    EXPECT_TRUE(driver.requests().empty());
+}
+
+TEST(Road, BatchIsEchoedWholeOrNotAtAll)
+{
+    LiveNode live;
+    for (const uint8_t code : {0, 15, 36, 43, 67, 76}) // without a handler
+        EXPECT_EQ(live.manager.tell(code, {1, 2, 3}), (Bytes{1, 2, 3}));
+    const Bytes add = message(2, ifAddBody(CHANNEL, "po1"), 9);
+    Bytes added = message(2, ifAddBody(CHANNEL, "po1", 0), 9);
+    Bytes shortAdd = message(2, Bytes(31, 7), 3);
+    Bytes tail = message(76, {1, 2, 3}, 255);
+    const auto acked = [](Bytes one) {
+        one[4] = 1;
+        return one;
+    };
+    Bytes past = message(0, Bytes(10));
+    put16(past, 1, 11);
+    const std::tuple<const char *, Bytes, Bytes, const char *> cases[] = {
+        {"several", message(67, {}) + add + tail, acked(message(67, {})) + acked(added) + acked(tail), nullptr},
+        {"short body is left alone", message(0, {1}) + shortAdd + tail, acked(message(0, {1})) + shortAdd + acked(tail),
+         "Body of msg type QOS_IFADD_MSG has 31 bytes, needs 32"},
+        {"invalid code", tail + message(79, {1}) + tail, {}, "Invalid msg type 79"},
+        {"length past the end", tail + past, {}, "Invalid msg length 11"},
+        {"4 bytes left", tail + Bytes(4), {}, "Invalid msg header, 4 bytes left"},
+    };
+    for (const auto &[what, batch, echo, err] : cases) {
+        SCOPED_TRACE(what);
+        if (err)
+            live.node.expectErr(err);
+        live.manager.send(batch);
+        if (!echo.empty()) {
+            EXPECT_EQ(live.manager.receive(), echo);
+            continue;
+        }
+        EXPECT_EQ(live.manager.exchange(tail), acked(tail)) << "the next batch, and no echo of the broken one";
+    }
+    // What stands ahead of an invalid message has been carried out: a delete answers 0 only for a known interface.
+    EXPECT_EQ(get32(live.manager.tell(3, ifDelBody(CHANNEL)), 24), 0U);
+    live.manager.send(add + message(255, {}));
+    EXPECT_EQ(get32(live.manager.tell(3, ifDelBody(CHANNEL)), 24), 0U);
+    live.node.expectErr("Invalid msg type 255");
+}
+
+TEST(Road, PriorityRecordsByteByByte)
+{
+    LiveNode live;
+    live.addPort();
+    constexpr uint32_t TARGET = 0x88430000; // the message's chip, which need not be the port's
+    const Bytes l2 = l2Body(PORT, TARGET, 5, 3);
+    const Bytes l3 = l3Body(PORT, TARGET);
+    Bytes other = l2; // a map above 7 goes out as it is
+    other[34] = other[42] = 0xff;
+    RecordModel model;
+    using Make = std::vector<Bytes> (*)(RecordModel &, const Bytes &);
+    const Make map = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.l2(b)}; };
+    const Make both = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.defaultCos(b), m.l2(b)}; };
+    const Make l3Map = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.l3(b)}; };
+    const Make dscp = [](RecordModel &m, const Bytes &b) { return std::vector<Bytes>{m.dscp(b)}; };
+    const std::tuple<uint8_t, Bytes, Make> cases[] = {
+        {5, l2, both},   {4, l2, map},  {6, other, map}, {7, l2, map},  {8, l3, l3Map}, {10, l3, l3Map},
+        {11, l3, l3Map}, {9, l3, dscp}, {4, l2, map},    {9, l3, dscp}, {5, l2, both},
+    };
+    uint32_t seq = 0; // of the last request before these
+    for (const auto &[code, body, make] : cases) {
+        SCOPED_TRACE(int{code});
+        Bytes answered = body;
+        put32(answered, body.size() - 4, 0);
+        EXPECT_EQ(live.manager.tell(code, body), answered);
+        const std::vector<Bytes> sent = live.driver.requests();
+        ASSERT_FALSE(sent.empty());
+        if (seq == 0)
+            seq = getNative(sent[0], 8, 4) - 1;
+        std::vector<Bytes> expected;
+        for (const Bytes &record : make(model, body))
+            expected.push_back(requestFrame(++seq, TARGET, record));
+        EXPECT_EQ(sent, expected);
+    }
+    EXPECT_EQ(model.buffer[35], 0x43) << "the last records kept bytes of the map sent before";
+}
+
+TEST(Road, StatusOfSeveralRequests)
+{
+    LiveNode live;
+    live.addPort();
+    const auto refused = Driver::status(9);
+    const auto fine = Driver::status(0);
+    const struct {
+        uint8_t code, def_tc;
+        std::vector<Driver::Reply> replies;
+        uint32_t status;
+        Commands commands;
+    } cases[] = {
+        {5, 3, {refused, fine}, 0, {DEF_COS, L2_MAP}},
+        {5, 4, {fine, refused}, 22, {DEF_COS, L2_MAP}},
+        {6, 4, {fine}, 0, {L2_MAP}}, // 4 was stored although the driver had refused it
+        {6, 5, {refused, fine, fine}, 0, {L2_MAP, DEF_COS, L2_MAP}},
+        {7, 5, {refused}, 22, {L2_MAP}},
+        {7, 6, {fine, fine, refused}, 22, {L2_MAP, DEF_COS, L2_MAP}},
+        {4, 7, {fine}, 0, {L2_MAP}}, // trust stores no default
+        {7, 6, {fine}, 0, {L2_MAP}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << int{c.code} << " tc " << int{c.def_tc});
+        live.driver.script(c.replies);
+        EXPECT_EQ(get32(live.manager.tell(c.code, l2Body(PORT, CHIP, 1, c.def_tc)), 50), c.status);
+        EXPECT_EQ(commandsOf(live.driver.requests()), c.commands);
+    }
+    live.node.expectErr({"ASIC Driver failed to process QOS IOCTL", "Failed to set L2 Priority Map",
+                         "Default CoS IOCTL failed", "Default CoS IOCTL (pri map) failed",
+                         "Failed to set def cos for interface p, error = 22", "Cos Mutation IOCTL failed",
+                         "Failed to set cos mutation for interface p, error = 22", "Cos TC Mutation IOCTL failed",
+                         "Failed to set cos tc mutation for interface p, error = 22"});
+}
+
+TEST(Road, RefusedAheadOfTheDriver)
+{
+    LiveNode live;
+    live.addPort();
+    live.manager.tell(1, chipUpBody(LARKIN_CHIP, 1, 1, 0));
+    live.manager.tell(2, ifAddBody(LARKIN_PORT, "p"));
+    live.manager.tell(2, ifAddBody(CHANNEL, "p"));
+    live.driver.requests();
+    for (uint8_t code = 4; code <= 11; ++code) {
+        SCOPED_TRACE(int{code});
+        const size_t at = code < 8 ? 50 : 224;
+        for (const uint32_t ifindex : {PORT + 0x10000, CHANNEL}) {
+            const Bytes body = code < 8 ? l2Body(ifindex, CHIP, 1, 1) : l3Body(ifindex, CHIP);
+            EXPECT_EQ(get32(live.manager.tell(code, body), at), 1U);
+        }
+    }
+    EXPECT_EQ(get32(live.manager.tell(9, l3Body(LARKIN_PORT, LARKIN_CHIP)), 224), 1U);
+    EXPECT_TRUE(live.driver.requests().empty());
+    live.node.expectErr({"Failed to find interface p for", "Failed to find chip for interface p",
+                         "NULL DSCP Mutation IOCTL handler for chip 9"});
+}
+
+TEST(Road, EveryHandlerTracesEntryAndExit)
+{
+    Bare inside;
+    inside.log.ignoreErrs();
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
+    size_t before = 0;
+    for (const qaMsgHandler_t &row : qaMsgHandlers) {
+        if (!row.handler)
+            continue;
+        Bytes body(8192);
+        row.handler(body.data());
+        const size_t entered = inside.log.count("*****Entering qaProcess");
+        EXPECT_GT(entered, before) << int{row.code};
+        EXPECT_EQ(inside.log.count("*****Leaving  qaProcess"), entered) << int{row.code};
+        before = entered;
+    }
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_DBG);
+}
+
+// Which values a handler stores, whatever the back end makes of the rest.
+TEST(Road, WhatEachHandlerStores)
+{
+    Bare inside;
+    tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
+    enum : unsigned { DEFAULT = 1, TRUST = 2, COS = 4, TC = 8, DSCP = 16 };
+    const struct {
+        uint32_t (*l2)(qosL2PriMsg_t *);
+        uint32_t (*l3)(qosL3PriMsg_t *);
+        unsigned stored;
+    } cases[] = {
+        {qaProcessIfCosTrust, nullptr, TRUST | COS | TC},
+        {qaProcessIfDefCos, nullptr, DEFAULT | COS | TC},
+        {qaProcessIfCosMap, nullptr, COS | TC},
+        {qaProcessIfCosTcMap, nullptr, COS | TC},
+        {nullptr, qaProcessIfDscpTrust, TRUST},
+        {nullptr, qaProcessIfDscpMap, DSCP | COS | TC},
+        {nullptr, qaProcessIfDscpCosMap, TRUST | DSCP | COS | TC},
+        {nullptr, qaProcessIfDscpTcMap, TRUST | DSCP | COS | TC},
+    };
+    // Both a driver that accepts and one that refuses; on Larkin a mutation map has no back end at all.
+    for (const uint32_t driver_status : {0U, 9U}) {
+        inside.driver.always(Driver::status(driver_status));
+        for (const auto &c : cases) {
+            tell(QOS_IFADD_MSG, ifAddBody(PORT, "p"));
+            const qosIf_t *port = qosLookupIfEntry(PORT);
+            ASSERT_NE(port, nullptr);
+            Bytes l2 = l2Body(PORT, CHIP, 5, 3);
+            Bytes l3 = l3Body(PORT, CHIP);
+            const uint32_t rc = c.l2 ? c.l2(bodyIn<qosL2PriMsg_t>(l2)) : c.l3(bodyIn<qosL3PriMsg_t>(l3));
+            EXPECT_EQ(rc, driver_status ? 22U : 0U);
+            unsigned stored = 0;
+            if (c.l2) {
+                stored |= port->l2_pri.def_cos == 5 ? DEFAULT : 0U;
+                stored |= port->l2_pri.cos_trust == 1 ? TRUST : 0U;
+                stored |= memcmp(port->l2_pri.cos_map, &l2[34], 8) == 0 ? COS : 0U;
+                stored |= memcmp(port->l2_pri.tc_map, &l2[42], 8) == 0 ? TC : 0U;
+            } else {
+                stored |= port->l3_pri.dscp_trust == 1 ? TRUST : 0U;
+                stored |= memcmp(port->l3_pri.dscp_map, &l3[32], 64) == 0 ? DSCP : 0U;
+                stored |= memcmp(port->l3_pri.cos_map, &l3[96], 64) == 0 ? COS : 0U;
+                stored |= memcmp(port->l3_pri.tc_map, &l3[160], 64) == 0 ? TC : 0U;
+            }
+            EXPECT_EQ(stored, c.stored) << "row " << &c - cases;
+            EXPECT_EQ(qosProcessPortDelete(PORT), 0);
+        }
+    }
+    inside.expectErr({"ASIC Driver failed", "IOCTL failed for interface p", "(pri map) failed", "Failed to set"});
+
+    Bytes map = l3Body(LARKIN_PORT, LARKIN_CHIP);
+    inside.add(LARKIN_CHIP, 0, {LARKIN_PORT});
+    EXPECT_EQ(told(QOS_DSCPMAP_MSG, map), 1U);
+    EXPECT_EQ(memcmp(qosLookupIfEntry(LARKIN_PORT)->l3_pri.dscp_map, &map[32], 64), 0);
+    inside.expectErr("NULL DSCP Mutation IOCTL handler");
+}

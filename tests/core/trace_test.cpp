@@ -1,0 +1,258 @@
+// The formatter against the library's own, and the filter in front of the ring: what is stored, cut and dropped.
+#include "core/trace.h"
+
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "core/format.h"
+#include "core/state.h"
+#include "core/text.h"
+#include "tests/support/peer.h"
+#include "velmar/trace.h"
+
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+
+namespace {
+
+Random dice(1);
+
+size_t format(char *out, size_t size, const char *text, ...)
+{
+    va_list args;
+    va_start(args, text);
+    const size_t length = qosFormat(out, size, text, args);
+    va_end(args);
+    return length;
+}
+
+// The same text, length and terminator as snprintf's in a buffer of every size, and no byte beyond it.
+template <typename... Args>
+void agree(const std::string &text, Args... args)
+{
+    char expected[600];
+    const int whole = snprintf(expected, sizeof expected, text.c_str(), args...);
+    ASSERT_GE(whole, 0);
+    const size_t most = std::min<size_t>(static_cast<size_t>(whole) + 2, 140);
+    for (size_t size = 0; size <= most; ++size) {
+        char out[160];
+        memset(out, '~', sizeof out);
+        const size_t length = format(out, size, text.c_str(), args...);
+        ASSERT_EQ(length, size == 0 ? 0 : std::min<size_t>(size - 1, static_cast<size_t>(whole))) << text;
+        ASSERT_EQ(std::string(out, length), std::string(expected, length)) << text << " in " << size;
+        ASSERT_TRUE(size == 0 || out[length] == '\0') << text;
+        for (size_t i = size; i < sizeof out; ++i)
+            ASSERT_EQ(out[i], '~') << text << " wrote beyond " << size;
+    }
+}
+
+// Conversions of one type, with values at the edges and between them.
+template <typename T>
+void sweep(const std::vector<const char *> &texts)
+{
+    std::vector<T> values = {0, 1, 9, 10, 99, 100, 101, 999, static_cast<T>(-1), static_cast<T>(-100)};
+    for (unsigned bits = 7; bits < sizeof(T) * CHAR_BIT; bits += 8) {
+        const uint64_t edge = uint64_t{1} << bits;
+        for (const uint64_t value : {edge, edge - 1, ~edge})
+            values.push_back(static_cast<T>(value));
+    }
+    for (int i = 0; i < 12; ++i)
+        values.push_back(static_cast<T>(dice.roll() >> dice.below(64)));
+    for (const char *text : texts)
+        for (const T value : values)
+            agree(text, value, static_cast<T>(dice.roll()));
+}
+
+// `length` characters of any value but '%'.
+std::string plain(size_t length)
+{
+    std::string text;
+    while (text.size() < length)
+        if (const char c = static_cast<char>(1 + dice.below(255)); c != '%')
+            text += c;
+    return text;
+}
+
+TEST(Format, NumbersOfEveryWidth)
+{
+    sweep<int>({"%d", "(%d, %d)", "%i", "%5d|", "%-7d|", "%08d", "%-08d|", "%hd", "%hhd", "%04hhd"});
+    sweep<unsigned>({"%u", "%x %X", "0x%08x", "%08X", "%-10u|%u", "%12x", "%hu", "%hhu", "%hx", "%02hhx"});
+    sweep<long>({"%ld", "%li", "%022ld", "%-22ld|"});
+    sweep<unsigned long>({"%lu", "%lx", "%lX", "%20lu"});
+    sweep<long long>({"%lld", "%022lld"});
+    sweep<unsigned long long>({"%llu", "%llx", "%016llX"});
+    sweep<size_t>({"%zu", "%zx", "%8zu"});
+}
+
+TEST(Format, TextsAndCharacters)
+{
+    const char *missing = nullptr;
+    for (const char *text : {"", "a", "te1/3", "a text that is longer than a field"})
+        for (const char *conversion : {"%s", "%-25s|", "%5s", "DBG(%s:%d): *****Leaving  %s\n"})
+            agree(conversion, text, 233, text);
+    agree("[%s]", missing);
+    agree("%c%c%X %s", 'a', 'm', 0xffffU, "qosMI");
+    agree("%5c|%-5c|", 'x', 'y');
+    agree("100%% of %d%%", 7);
+    agree("");
+}
+
+TEST(Format, TextBetweenConversionsOfAnyLength)
+{
+    for (size_t before = 0; before < 20; ++before)
+        for (size_t between = 0; between < 20; between += 3)
+            agree(plain(before) + "%d" + plain(between) + "%s%%" + plain(dice.below(20)), static_cast<int>(dice.roll()),
+                  "name");
+}
+
+TEST(Format, WhatItDoesNotKnowGoesToTheLibraryWhole)
+{
+    agree("%5.2f", 3.14159);
+    agree("%.3s of %d", "abcdef", 5);
+    agree("%d, %s and %+d", 7, "text", 8);
+    agree("%s %#x %u", "text", 255U, 9U);
+    agree("%*d|%d", 6, 42, 43);
+    agree("%d %p", 1, static_cast<void *>(&dice));
+}
+
+class Trace : public testing::Test {
+protected:
+    static inline std::string run; // the process keeps its first one
+    std::string ring;
+    dce_dbginfo_t before = dce_dbginfo;
+
+    static void SetUpTestSuite()
+    {
+        run = makeRunDir();
+        setenv("VELMAR_RUN", run.c_str(), 1);
+    }
+    static void TearDownTestSuite() { std::filesystem::remove_all(run); }
+    void TearDown() override { dce_dbginfo = before; }
+    void open()
+    {
+        ASSERT_EQ(qos_trace_init(284, 200, 48), 0);
+        for (const auto &entry : std::filesystem::directory_iterator(run + "/trace"))
+            if (entry.path().filename().string().starts_with("QOS-"))
+                ring = entry.path();
+        ASSERT_NE(ring, "");
+    }
+    // Levels and texts of all lines stored so far, without their times.
+    std::vector<std::string> lines() const
+    {
+        std::vector<char> text(100000);
+        const int length = velmar_trace_read(ring.c_str(), 1000, text.data(), text.size());
+        std::vector<std::string> found;
+        for (const char *at = text.data(), *end = at + std::max(length, 0); at < end;) {
+            const char *stop = static_cast<const char *>(memchr(at, '\n', static_cast<size_t>(end - at)));
+            found.emplace_back(std::find(at, stop, ' ') + 1, stop);
+            at = stop + 1;
+        }
+        return found;
+    }
+};
+
+TEST_F(Trace, LevelAndAreaDecideAndArgumentsOfLinesThatAreOffAreNotEvaluated)
+{
+    open();
+    int evaluated = 0;
+    QOS_VRB("off %d", ++evaluated);
+    QOS_DBG_AT("f", "on %d", ++evaluated);
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_ERR);
+    QOS_INF("off %d", ++evaluated);
+    QOS_ERR_AT("f", "on %d", ++evaluated);
+    dce_trace_area_disable(VELMAR_DCEDBG_AREA_QOS);
+    QOS_ERR("off %d", ++evaluated);
+    dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, "off");
+    dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_ERR, 2, "another area");
+    dce_trace(200, VELMAR_DCEDBG_LVL_ERR, 1, "off");
+    dce_trace(200, VELMAR_DCEDBG_LVL_ERR, 0, "ready made");
+    EXPECT_EQ(evaluated, 2);
+    const auto found = lines();
+    ASSERT_EQ(found.size(), 4u);
+    EXPECT_TRUE(found[0].starts_with("8 DBG(f:") && found[0].ends_with("): on 1")) << found[0];
+    EXPECT_TRUE(found[1].starts_with("4 ERR(f:") && found[1].ends_with("): on 2")) << found[1];
+    EXPECT_EQ(found[2], "4 another area");
+    EXPECT_EQ(found[3], "4 ready made");
+}
+
+struct textRow_t {
+    qosWhere_t where;
+    qosText_t<int> text;
+};
+constexpr textRow_t ROW = {"qaOfTheRow", QOS_INF_TEXT("row %d")};
+constexpr int LINE_OF_ROW = __LINE__ - 1;
+
+void sharedHelper(qosWhere_t where)
+{
+    static constexpr qosText_t<> text = QOS_DBG_TEXT("from a table");
+    QOS_ERR_AT(where, "from a helper");
+    qosTrace(where, text);
+}
+
+TEST_F(Trace, ATextBringsItsLevelAndTheLineIsTheCallersOrTheRows)
+{
+    open();
+    qosTrace(ROW.where, ROW.text, 5);
+    sharedHelper(__func__);
+    sharedHelper({});
+    const std::string call = std::to_string(__LINE__ - 2);
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_ERR);
+    qosTrace(ROW.where, ROW.text, 6);
+    const auto found = lines();
+    ASSERT_EQ(found.size(), 5u);
+    EXPECT_EQ(found[0], "7 INF(qaOfTheRow:" + std::to_string(LINE_OF_ROW) + "): row 5");
+    EXPECT_EQ(found[1], "4 ERR(TestBody:" + call + "): from a helper");
+    EXPECT_EQ(found[2], "8 DBG(TestBody:" + call + "): from a table");
+    EXPECT_TRUE(found[3].starts_with("4 ERR(TestBody:")) << found[3];
+}
+
+TEST_F(Trace, EntryAndExitOnlyAtTheHighestLevel)
+{
+    open();
+    {
+        QOS_FRAME();
+    }
+    EXPECT_TRUE(lines().empty());
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
+    {
+        QOS_FRAME();
+    }
+    ASSERT_EQ(lines().size(), 2u);
+    EXPECT_TRUE(lines()[1].ends_with("): *****Leaving  TestBody\\n")) << lines()[1];
+}
+
+TEST_F(Trace, WithoutAHandleNothingIsLookedAt)
+{
+    ASSERT_EQ(dce_dbginfo.handle, -1);
+    const int32_t none = -1;
+    dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_ERR, 32, "no such area, but the handle comes first");
+    dce_trace2(&none, 200, VELMAR_DCEDBG_LVL_ERR, 32, "likewise");
+    open();
+    EXPECT_TRUE(lines().empty());
+    dce_trace_vprintf2(&none, 200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, "dropped");
+    dce_trace_vprintf2(&dce_dbginfo.handle, 200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, "kept");
+    EXPECT_EQ(lines(), std::vector<std::string>{"4 kept"});
+    EXPECT_DEATH(dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_VERBOSE, 32, "x"), "area < VELMAR_DCEDBG_AREAMAX");
+    EXPECT_DEATH(dce_trace_lvl_set(10), "lvl <= VELMAR_DCEDBG_LVL_VERBOSE");
+}
+
+TEST_F(Trace, ALineIsCutAt127Characters)
+{
+    open();
+    const std::string text(200, 'x');
+    for (const size_t length : {126, 127, 128, 200})
+        dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, "%s", text.substr(0, length).c_str());
+    const auto found = lines();
+    ASSERT_EQ(found.size(), 4u);
+    EXPECT_EQ(found[0], "4 " + text.substr(0, 126));
+    for (size_t i = 1; i < 4; ++i)
+        EXPECT_EQ(found[i], "4 " + text.substr(0, 127));
+}
+
+} // namespace

@@ -1,0 +1,246 @@
+// Processes, sockets and the driver's answers of a cluster.
+#include "tests/ha/cluster.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/records/frame.h"
+#include "platform/records/larkin.h"
+
+namespace {
+
+constexpr int PATIENCE_MS = 20000;
+constexpr size_t RECORD = 48;
+constexpr size_t HEADS = 32; // driver header and command
+// Records that are written field by field over what the buffer held, so that two agents may send different rests.
+constexpr uint32_t UNCLEARED[] = {COS_L2_PRI_MAP,         COS_DEF_COS,  COS_SCHEDULER, COS_PORT_SHAPER,
+                                  DCE_TCAM_CREATE_REGION, COS_SBP_SIZE, COS_TMC_INFO,  COS_STATS_CLEAR};
+constexpr uint32_t POLLS[] = {COS_STATS_READ, COS_BULK}; // what the monitors read, at times of their own
+
+bool isUncleared(const Bytes &request)
+{
+    const uint32_t command = get32(request, RECORD);
+    return std::count(std::begin(UNCLEARED), std::end(UNCLEARED), command) > 0 ||
+           (command == DCE_CCB_SET && request[RECORD + 6] == LARK_SCHEDULER);
+}
+
+bool ready(int fd, int timeout_ms)
+{
+    pollfd entry = {fd, POLLIN, 0};
+    return poll(&entry, 1, timeout_ms) > 0;
+}
+
+} // namespace
+
+Cluster::Cluster()
+    : run(makeRunDir()), manager(run + "/mi6/qosMI.mgr." + std::to_string(getpid())), client(run + "/client"),
+      driver(run)
+{
+    driver.always([this](const Bytes &request) { return answer(request); });
+}
+
+Cluster::~Cluster()
+{
+    while (!agents.empty())
+        kill(agents.begin()->first);
+    std::filesystem::remove_all(run);
+}
+
+int Cluster::start(KillAt kill_at, const std::string &binary)
+{
+    const int pid =
+        startProgram(binary.empty() ? DORVALD_POINTS_BINARY : binary, {"dorvald", "-s", "1", "-S", "ethsw"}, run,
+                     {"VELMAR_VSS=auto", "VELMAR_KILL_AT=" + std::to_string(kill_at.point),
+                      "VELMAR_KILL_AT_COMMIT=" + std::to_string(kill_at.commit)},
+                     run + "/stderr", prepare);
+    agents[pid] = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    return pid;
+}
+
+bool Cluster::ended(int pid, int timeout_ms)
+{
+    int status = 0;
+    if (!ready(agents.at(pid), timeout_ms) || waitpid(pid, &status, 0) != pid)
+        return false;
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status << ' ' << slurp(run + "/stderr");
+    close(agents.at(pid));
+    agents.erase(pid);
+    return true;
+}
+
+int Cluster::status(int pid)
+{
+    int status = 0;
+    if (!ready(agents.at(pid), PATIENCE_MS) || waitpid(pid, &status, 0) != pid) {
+        ADD_FAILURE() << pid << " goes on";
+        return -1;
+    }
+    close(agents.at(pid));
+    agents.erase(pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void Cluster::kill(int pid)
+{
+    ::kill(pid, SIGKILL);
+    EXPECT_TRUE(ended(pid, PATIENCE_MS));
+}
+
+std::string Cluster::ctl(int pid, const std::string &command)
+{
+    const std::string path = run + "/ctl/dorvald." + std::to_string(pid);
+    for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 0); ++ms) {
+        if (client.send(path, command))
+            return client.receiveText(PATIENCE_MS);
+        usleep(1000);
+    }
+    return "";
+}
+
+bool Cluster::logged(int pid, const std::string &part)
+{
+    const std::string mark = std::string("[") + std::to_string(pid) + "]: ";
+    for (int ms = 0; ms < PATIENCE_MS; ++ms) {
+        std::ifstream in(run + "/trace/raslog");
+        in.seekg(static_cast<std::streamoff>(read[pid]));
+        for (std::string line; std::getline(in, line) && !in.eof();)
+            if (line.find(mark) != std::string::npos && line.find(part) != std::string::npos) {
+                read[pid] = static_cast<size_t>(in.tellg());
+                last = line;
+                return true;
+            }
+        if (ready(agents.at(pid), 0))
+            ms = std::max(ms, PATIENCE_MS - 2); // what a dead one has logged is there
+        usleep(1000);
+    }
+    ADD_FAILURE() << pid << ": nothing logged of: " << part << '\n' << log() << slurp(run + "/stderr");
+    return false;
+}
+
+std::string Cluster::log() const
+{
+    return slurp(run + "/trace/raslog");
+}
+
+void Cluster::lead(int pid)
+{
+    EXPECT_TRUE(logged(pid, "this process is active"));
+    const auto registration = [](const Bytes &message) { return message.size() == 9 && message[0] == 0; };
+    while (std::none_of(unasked.begin(), unasked.end(), registration)) {
+        ASSERT_TRUE(ready(manager.fd, PATIENCE_MS)) << "no registration";
+        const Bytes got = manager.receive().bytes;
+        unasked.push_back(cut(got, 20, got.size()));
+    }
+    std::erase_if(unasked, registration);
+}
+
+void Cluster::join(int pid)
+{
+    EXPECT_TRUE(logged(pid, "this process holds a dump"));
+}
+
+bool Cluster::send(int pid, const Bytes &batch) const
+{
+    Bytes address(20);
+    putNative(address, 0, 2, 58);
+    std::copy_n("qosMI", 5, address.begin() + 2);
+    address[19] = 8;
+    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), address + batch);
+}
+
+Bytes Cluster::echo(int pid)
+{
+    for (;;) {
+        pollfd entries[] = {{manager.fd, POLLIN, 0}, {agents.at(pid), POLLIN, 0}};
+        if (poll(entries, 2, PATIENCE_MS) <= 0)
+            ADD_FAILURE() << "no answer from " << pid;
+        if (!ready(manager.fd, 0)) // what it sent before it died was there before its end
+            return {};
+        const Bytes got = manager.receive().bytes;
+        const Bytes payload = cut(got, 20, got.size());
+        if (payload.size() > 4 && payload[3] == 0x77)
+            return payload;
+        unasked.push_back(payload);
+    }
+}
+
+bool Cluster::listen()
+{
+    if (!ready(manager.fd, PATIENCE_MS))
+        return false;
+    const Bytes got = manager.receive().bytes;
+    unasked.push_back(cut(got, 20, got.size()));
+    return true;
+}
+
+void Cluster::drain()
+{
+    while (ready(manager.fd, 0))
+        unasked.push_back(manager.receive().bytes);
+}
+
+Bytes Cluster::exchange(int pid, const Bytes &batch)
+{
+    return send(pid, batch) ? echo(pid) : Bytes();
+}
+
+std::vector<Request> Cluster::requests()
+{
+    const Bytes mark = {1};
+    std::vector<Request> found;
+    manager.send(run + "/qos/driver", mark);
+    for (bool all = false; !all;)
+        for (const Bytes &request : driver.await(1)) {
+            all = all || request == mark;
+            if (request != mark)
+                found.push_back({std::count(POLLS, POLLS + 2, get32(request, RECORD)) > 0, getNative(request, 4, 2),
+                                 getNative(request, 8, 4),
+                                 cut(request, 20, isUncleared(request) ? HEADS : request.size())});
+        }
+    return found;
+}
+
+void Cluster::refuse(uint32_t seed)
+{
+    refused = seed;
+}
+
+// The same request always gets the same answer.
+std::vector<Bytes> Cluster::answer(const Bytes &request)
+{
+    if (request.size() < RECORD + 4)
+        return {};
+    std::vector<Bytes> replies = chipReply(chip)(request);
+    Bytes &reply = replies.at(0);
+    const uint32_t command = get32(request, RECORD);
+    const uint32_t length = get32(request, 44);
+    const auto set = [&](size_t at, uint32_t value) {
+        if (at + 4 <= length)
+            put32(reply, RECORD + at, value);
+    };
+    if (isUncleared(request)) // an echo of what nobody put there would be told to the manager
+        std::fill(reply.begin() + RECORD + 28, reply.begin() + RECORD + std::max<uint32_t>(length, 28), 0);
+    const bool is_cos = (command >> 16 & 0xf) == 7;
+    const bool refuses = refused && (command * 2654435761U ^ refused) % 11 == 0;
+    if (command == COS_SBP_SIZE)
+        set(28, 6000000);
+    if (command == DCE_CCB_GET) {
+        set(12, 9000000);
+        set(16, 400000);
+    }
+    if (command == DCE_TCAM_ADD) { // a handle
+        set(12, get32(request, RECORD + 56));
+        set(32, get32(request, RECORD + 56) ^ get32(request, 20));
+    }
+    if (is_cos)
+        set(24, refuses ? 3 : 0);
+    else if (length >= 8)
+        reply[RECORD + 7] = refuses ? 3 : 0;
+    return replies;
+}

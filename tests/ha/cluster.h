@@ -1,0 +1,63 @@
+// Several agents of one service in a run directory of their own, which elect the active one, with a driver that
+// remembers nothing and a manager. An agent may be killed at any time; it must not end in another way.
+#ifndef TESTS_HA_CLUSTER_H
+#define TESTS_HA_CLUSTER_H
+
+#include <atomic>
+#include <functional>
+
+#include "tests/support/chip_reply.h"
+
+struct Request { // what the driver was asked; `seq` counts by `type` in one agent
+    bool polls;  // as the monitors do, at times of their own
+    uint32_t type, seq;
+    Bytes body;
+};
+
+struct KillAt { // counted points at which an agent ends itself, 0 for never
+    long point = 0, commit = 0;
+};
+
+class Cluster {
+public:
+    Cluster();
+    ~Cluster();
+    Cluster(const Cluster &) = delete;
+
+    // Starts an agent: its process id.
+    int start(KillAt kill_at = {}, const std::string &binary = "");
+    std::function<void()> prepare;           // what an agent does ahead of its program: limits
+    bool ended(int pid, int timeout_ms = 0); // true once it was killed, and then it is forgotten
+    int status(int pid);                     // waits for its end by itself, and gives what it exited with; -1 if killed
+    void kill(int pid);
+
+    std::string ctl(int pid, const std::string &command);
+    // Waits for a line of the agent's in the event log with this in it, behind the last one that was found.
+    bool logged(int pid, const std::string &part);
+    std::string last; // that line
+    std::string log() const;
+    void lead(int pid);                           // waits until it is active and has said so to the manager
+    void join(int pid);                           // waits until it holds a dump
+    bool send(int pid, const Bytes &batch) const; // false if it is gone
+    // The echo of the next batch; empty if the agent died without one. Other messages go to `unasked`.
+    Bytes echo(int pid);
+    bool listen(); // for one message that was not asked for; false if none comes
+    void drain();  // into `unasked`
+    Bytes exchange(int pid, const Bytes &batch);
+    std::vector<Request> requests(); // those that came since the last call
+    void refuse(uint32_t seed);      // commands that the driver refuses from now on; 0 for none
+
+    const std::string run;
+    std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
+    std::vector<Bytes> unasked;
+
+private:
+    std::vector<Bytes> answer(const Bytes &request);
+    std::atomic<uint32_t> refused{0};
+    std::map<int, int> agents;  // pidfd by pid
+    std::map<int, size_t> read; // of the event log
+    Socket manager, client;
+    Driver driver;
+};
+
+#endif

@@ -1,0 +1,530 @@
+// Takeover: agents are killed at random moments under random messages, and what the next active one holds is compared
+// with an agent that was never killed and was told what has been acknowledged.
+//
+// FAILOVER_SEED and FAILOVER_ROUNDS repeat a run or lengthen it.
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <unistd.h>
+
+#include "agent/messages/catalogue.h"
+#include "host/delta_records.h"
+#include "platform/records/frame.h"
+#include "tests/ha/duo.h"
+#include "tests/ha/mirror.h"
+
+namespace {
+
+constexpr uint32_t CHIPS[] = {0x88400000, 0x88410000, 0x88420000, 0x88430000}; // of slot 1
+constexpr const char *ACTIVE = "election: this process is active";
+constexpr const char *HOLDS = "this process holds a dump";
+constexpr long JOINED = 150; // a chain's agent has passed fewer points by the time that its standby has joined
+
+uint32_t portOf(uint32_t chip, uint32_t n)
+{
+    return portNumber(chip * PORTS + n + 1) | chip;
+}
+
+// ---- Random messages
+
+struct Dice : Random {
+    uint32_t first_type = 1; // of CHIPS[0]; the others follow
+    uint32_t number()
+    {
+        constexpr uint32_t LIMITS[] = {2, 2, 8, 8, 101, 0x10000, 0xffffffff};
+        return below(LIMITS[below(std::size(LIMITS))]);
+    }
+};
+
+// Values of fields that lead somewhere; the others take any number.
+const std::map<std::string, std::vector<uint32_t>> VALUES = {
+    {"slot_id", {1, 1, 1, 1, 1, 2, 0, 10, 99}},
+    {"num_ports", {PORTS, PORTS, 0, 2, 161}},
+    {"num_policer_groups", {0, 1, 4, 4, 16, 17}},
+    {"num_buffers", {1000, 20000, 500000, 0}},
+    {"polGroupId", {0, 1, 2, 3}},
+    {"bufPoolId", {0, 0, 1, 3, 4}},
+    {"distance", {0, 1000, 2000, 10000, 30000, 100000}},
+    {"cmd", {1, 2, 1, 2, 3, 4, 0}},
+    {"policer_id", {1, 2, 3, 4, 5, 6}},
+    {"policer_req_type", {1, 1, 2, 0}},
+    {"profile_req_type", {1, 2, 0}},
+    {"profileId", {0, 1, 2, 3, 14, 15, 16}},
+    {"numEntries", {0, 1, 2, 4}},
+    {"num_policers", {0, 1, 4}},
+    {"sp_count", {0, 1, 4, 8, 9}},
+    {"minThreshold", {0, 10, 30, 90}},
+    {"maxThreshold", {0, 40, 90, 100}},
+};
+constexpr uint8_t CODES[] = {1,  2,  2,  2,  2,  3,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 12, 13,
+                             13, 14, 14, 15, 16, 17, 18, 18, 19, 19, 20, 21, 22, 23, 24, 31, 31, 31,
+                             31, 31, 32, 32, 33, 34, 34, 34, 36, 37, 37, 37, 38, 39, 41, 42, 44, 45,
+                             46, 46, 47, 48, 65, 66, 68, 70, 71, 72, 73, 73, 73, 73, 78};
+// Those that ask the driver for little or nothing, so that a kill meets the store and the sends more often.
+constexpr uint8_t QUIET[] = {2, 2, 3, 68, 73};
+
+uint32_t valueOf(Dice &dice, const std::string &field, uint32_t chip)
+{
+    if (field == "ifindex" || field == "ifIndex" || field == "chip_ifindex") {
+        const uint32_t own = field[0] == 'c' ? CHIPS[chip] : portOf(chip, dice.below(PORTS));
+        const uint32_t odd[] = {QOS_ALL_CHIPS_IFINDEX, QOS_ALL_CHIPS_IFINDEX, CHANNEL, 0x18600000, 0,
+                                CHIPS[dice.below(4)]};
+        return dice.percent(88) ? own : odd[dice.below(std::size(odd))];
+    }
+    if (field == "chip_type" && dice.percent(95))
+        return (dice.first_type + chip) % 4;
+    if (field == "local_chip_id" && dice.percent(95))
+        return chip;
+    const auto known = VALUES.find(field);
+    return known == VALUES.end() ? dice.number() : known->second[dice.below(known->second.size())];
+}
+
+Bytes randomMessage(Dice &dice, uint8_t code, uint32_t chip)
+{
+    const wireBody &layout = *qosMsgInfo(code)->body;
+    Bytes body(layout.size);
+    for (unsigned i = 0; i < layout.numFields; ++i) {
+        const wireField &field = layout.fields[i];
+        const std::string name = field.name;
+        const unsigned count = field.count ? field.count : 4;
+        body.resize(std::max<size_t>(body.size(), field.offset + (count - 1) * field.stride + field.width));
+        for (unsigned n = 0; n < count; ++n) {
+            const uint32_t value = valueOf(dice, name.substr(name.rfind('.') + 1), chip);
+            const size_t at = field.offset + n * field.stride;
+            for (unsigned byte = 0; byte < 4 && byte < field.width && field.kind != wireKind::Chars; ++byte)
+                body[at + field.width - 1 - byte] = static_cast<uint8_t>(value >> 8 * byte);
+            if (field.kind == wireKind::Chars)
+                body[at] = static_cast<uint8_t>('a' + value % 26);
+        }
+    }
+    if (dice.percent(2))
+        body.resize(dice.below(static_cast<uint32_t>(body.size())));
+    return message(code, body, 0x77);
+}
+
+using Batch = std::vector<Bytes>;
+
+Bytes joined(const Batch &batch)
+{
+    Bytes bytes;
+    for (const Bytes &message : batch)
+        bytes = bytes + message;
+    return bytes;
+}
+
+// No longer than what an agent receives at once.
+Batch randomBatch(Dice &dice, bool quiet)
+{
+    Batch batch;
+    const size_t count = 1 + dice.below(dice.percent(30) ? 6 : 2);
+    for (size_t bytes = 0; batch.size() < count;) {
+        const uint8_t code = quiet ? QUIET[dice.below(std::size(QUIET))] : CODES[dice.below(std::size(CODES))];
+        Bytes next = randomMessage(dice, code, dice.below(std::size(CHIPS)));
+        if (quiet && code != QOS_DROP_MONITOR_CFG_MSG && next.size() > 9)
+            put32(next, 5, CHANNEL + dice.below(8));
+        bytes += next.size();
+        if (bytes > 8000)
+            break;
+        batch.push_back(std::move(next));
+    }
+    return batch;
+}
+
+std::string hex(const Bytes &bytes)
+{
+    std::string text;
+    for (const uint8_t byte : bytes)
+        for (const int digit : {byte >> 4, byte & 15})
+            text += "0123456789abcdef"[digit];
+    return text;
+}
+
+std::vector<std::string> linesOf(const std::vector<Request> &requests)
+{
+    std::vector<std::string> lines;
+    for (const Request &request : requests)
+        if (!request.polls)
+            lines.push_back(hex(request.body));
+    return lines;
+}
+
+// ---- The chain: each survivor is the next round's active agent
+
+struct Chain {
+    explicit Chain(uint32_t seed) : dice{Random(seed), seed % 4}
+    {
+        for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip)
+            for (uint32_t n = 0; n < PORTS; ++n)
+                pair.chip->ports[portOf(chip, n)] = static_cast<uint16_t>(n % 2);
+        model.chip->ports = pair.chip->ports;
+        never_killed = model.start();
+        model.lead(never_killed);
+        active = pair.start();
+        pair.lead(active);
+        standby = pair.start(killPoint());
+        pair.join(standby);
+        for (uint32_t chip = 0; chip < std::size(CHIPS); ++chip) {
+            Dice tame{Random(1), dice.first_type};
+            Batch batch = {randomMessage(tame, QOS_CHIPUP_MSG, chip)};
+            for (uint32_t n = 0; n < PORTS; ++n)
+                batch.push_back(message(QOS_IFADD_MSG, ifAddBody(portOf(chip, n), "p"), 0x77));
+            tell(batch);
+        }
+    }
+    KillAt killPoint()
+    {
+        if (dice.percent(40))
+            return {0, 1 + dice.below(40)};
+        return {dice.percent(70) ? JOINED + dice.below(1000) : 0, 0};
+    }
+
+    // One batch to the active agent and, once acknowledged, to the model: false if the active one died without it.
+    bool tell(const Batch &batch)
+    {
+        const uint32_t seed = dice.percent(30) ? dice.number() : 0;
+        pair.refuse(seed);
+        model.refuse(seed);
+        const bool by_hand = dice.percent(2);
+        if (!pair.send(active, joined(batch)))
+            return false;
+        if (by_hand) {
+            usleep(dice.below(1000));
+            ::kill(active, SIGKILL);
+        }
+        const Bytes echo = pair.echo(active);
+        if (echo.empty())
+            return false;
+        ++acknowledged;
+        EXPECT_EQ(hex(echo), hex(model.exchange(never_killed, joined(batch))));
+        const std::vector<Request> asked = pair.requests();
+        expectSame(linesOf(asked), linesOf(model.requests()));
+        for (const Request &request : asked)
+            last_seq[request.type] = request.seq;
+        return true;
+    }
+
+    // Until the active agent is dead and the standby has its place. A standby that was stopped has all yet to read.
+    void round()
+    {
+        Batch batch;
+        const bool quiet = dice.percent(20), stops = dice.percent(15);
+        unsigned left = stops ? 1 + dice.below(12) : ~0U;
+        ::kill(standby, stops ? SIGSTOP : SIGCONT);
+        do {
+            if (left-- == 0)
+                ::kill(active, SIGKILL);
+            batch = again.empty() ? randomBatch(dice, quiet) : std::exchange(again, {});
+        } while (tell(batch) && !testing::Test::HasFailure());
+        if (testing::Test::HasFailure() || !pair.ended(active, 60000)) {
+            ADD_FAILURE() << "the active agent is not dead";
+            return;
+        }
+        ::kill(standby, SIGCONT);
+        pair.refuse(0);
+        const int next = pair.start(killPoint());
+        pair.lead(standby);
+        active = std::exchange(standby, next);
+        // The dead agent's requests go on from the last acknowledged one; the new one has nothing to ask for.
+        for (const Request &request : pair.requests())
+            EXPECT_EQ(request.seq, ++last_seq[request.type]) << "a request was made at the takeover";
+        last_seq.clear();
+        compare(batch);
+        pair.join(standby);
+        if (dice.percent(50))
+            again = batch;
+    }
+
+    // The new active agent has all that was acknowledged, and of the last batch whole messages from its front or none.
+    void compare(const Batch &last)
+    {
+        const auto has = content(pair);
+        auto expected = content(model);
+        size_t taken = 0;
+        for (; has != expected && taken < last.size(); ++taken) {
+            model.exchange(never_killed, last[taken]);
+            model.requests();
+            expected = content(model);
+        }
+        expectSame(has, expected);
+        ++(taken == 0 ? without : taken == last.size() ? with : partly);
+        for (const char *command : {"cli show dorvmd interface all", "stat"}) {
+            const auto shown = [&](Cluster &cluster, int pid) {
+                const std::string text = cluster.ctl(pid, command);
+                const size_t from = text.find("\"blocks\""), end = text.find(",\"syncs\"");
+                return from == std::string::npos ? text : text.substr(from, end - from);
+            };
+            EXPECT_EQ(shown(pair, active), shown(model, never_killed));
+        }
+    }
+
+    Dice dice;
+    Cluster pair, model;
+    int active, standby, never_killed;
+    Batch again;
+    std::map<uint32_t, uint32_t> last_seq;
+    unsigned acknowledged = 0, with = 0, without = 0, partly = 0;
+};
+
+// Start of the program and end of the arena, which is reserved as a whole.
+std::pair<uint64_t, uint64_t> placesOf(int pid)
+{
+    std::ifstream maps(std::string("/proc/") + std::to_string(pid) + "/maps");
+    std::pair<uint64_t, uint64_t> found;
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long from, end;
+        if (sscanf(line.c_str(), "%lx-%lx", &from, &end) != 2)
+            continue;
+        if (!found.first && line.find("/dorvald") != std::string::npos)
+            found.first = from;
+        if (line.find(" ---p ") != std::string::npos && end - from > 0x3c000000 && end - from <= 0x40000000)
+            found.second = end;
+    }
+    return found;
+}
+
+size_t pollsOf(const std::vector<Request> &requests, uint32_t command)
+{
+    return static_cast<size_t>(std::count_if(requests.begin(), requests.end(), [command](const Request &request) {
+        return request.polls && get32(request.body, 28) == command;
+    }));
+}
+
+class Rounds : public testing::TestWithParam<uint32_t> {};
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Rounds, testing::Range(1U, 7U));
+
+} // namespace
+
+TEST_P(Rounds, NothingAcknowledgedIsLostAndNothingIsHalfDone)
+{
+    const uint32_t seed = environmentOr("FAILOVER_SEED", GetParam());
+    const uint32_t rounds = environmentOr("FAILOVER_ROUNDS", 100);
+    Chain chain(seed);
+    for (uint32_t round = 0; round < rounds && !HasFailure(); ++round) {
+        SCOPED_TRACE(std::string("FAILOVER_SEED=") + std::to_string(seed) + " round " + std::to_string(round));
+        chain.round();
+    }
+    printf("FAILOVER_SEED=%u: %u rounds, %u batches acknowledged; the last one was there %u times, not there %u times, "
+           "in part %u times\n",
+           seed, rounds, chain.acknowledged, chain.with, chain.without, chain.partly);
+}
+
+TEST(Takeover, AddressesDifferAndMonitorsGoOn)
+{
+    Duo duo;
+    const auto a = placesOf(duo.first), b = placesOf(duo.second);
+    EXPECT_TRUE(a.first && a.second && a.first != b.first && a.second != b.second) << a.second << ' ' << b.second;
+    Bytes bum = policerAddBody(portNumber(1), 7), watch(33);
+    put(bum, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
+    put(watch, {{0, portNumber(2)}, {24, CHIP}});
+    watch[28] = 1;
+    duo.exchange(duo.first,
+                 message(QOS_POL_POLICER_ADD_MSG, bum, 0x77) + message(QOS_DROP_MONITOR_CFG_MSG, watch, 0x77));
+    duo.handOver(duo.first, duo.second);
+    duo.requests();
+    duo.unasked.clear();
+    duo.chip->set(&ChipState::violations, 7, 1000);
+    duo.chip->set(&ChipState::drops, portNumber(2), 2000);
+    const struct {
+        unsigned seconds;
+        uint32_t command, code, port;
+    } polls[] = {{6, COS_STATS_READ, QOS_POL_BUM_STATE_NOTIFY_MSG, portNumber(1)},
+                 {61, COS_BULK, QOS_DROP_MONITOR_NOTIFY_MSG, portNumber(2)}};
+    for (const auto &poll : polls) {
+        Bytes port(4);
+        put32(port, 0, poll.port);
+        duo.configure(duo.second, 0); // a step while the agent waits for the driver would end that wait
+        EXPECT_EQ(duo.ctl(duo.second, std::string("clock step ") + std::to_string(poll.seconds)), "ok");
+        const auto said = [&] {
+            return std::any_of(duo.unasked.begin(), duo.unasked.end(), [&](const Bytes &notice) {
+                return notice[0] == poll.code && hex(notice).find(hex(port)) != std::string::npos;
+            });
+        };
+        while (!said() && duo.listen()) // and asks for nothing: messages go ahead of timers
+            ;
+        EXPECT_TRUE(said()) << poll.code;
+        EXPECT_GE(pollsOf(duo.requests(), poll.command), 1U);
+    }
+}
+
+TEST(Takeover, OtherLayoutsDoNotMirrorAndSaySo)
+{
+    Duo duo;
+    const int other = duo.start({}, DORVALD_OTHER_BINARY);
+    EXPECT_TRUE(duo.logged(duo.first, std::string("process ") + std::to_string(other) +
+                                          " has other record layouts than this one and is not mirrored to"));
+    EXPECT_TRUE(duo.logged(other, "not mirrored: the active process has other record layouts than this one"));
+    duo.handOver(duo.first, duo.second);             // and not to the one that has nothing
+    EXPECT_TRUE(duo.logged(duo.second, "has left")); // this test, which held a dump too
+    duo.kill(duo.second);
+    EXPECT_TRUE(duo.logged(other, "this process is active, from the start"));
+}
+
+TEST(Takeover, MalformedDumpIsRefusedWhole)
+{
+    Dump good;
+    {
+        Duo duo;
+        duo.configure(duo.first, 5);
+        good = takeDump(duo.run, layoutHash());
+    }
+    const auto at = [](Words &words, uint32_t op, uint32_t word) -> uint32_t & {
+        return words.at(recordAt(words, op) + word);
+    };
+    const struct {
+        const char *reason;
+        std::function<void(Words &)> spoil;
+    } rows[] = {
+        {"is of unknown type 9999", [&](Words &words) { at(words, DELTA_BLOCK, 4) = 9999; }},
+        {"does not follow the one before it", [&](Words &words) { at(words, DELTA_BLOCK, 2) += 16; }},
+        {"is none", [&](Words &words) { at(words, DELTA_BLOCK, 1) = ~0U; }},
+        {"of unknown kind", [&](Words &words) { at(words, DELTA_BYTES, 0) = 77; }},
+        {"there is no block 123456", [&](Words &words) { at(words, DELTA_BYTES, 1) = 123456; }},
+        {"there is no object 77", [&](Words &words) { at(words, DELTA_BYTES, 1) = DELTA_OBJECT | 77; }},
+        {"no field of", [&](Words &words) { at(words, DELTA_BYTES, 2) = ~0U; }},
+        {"no pointer of 8 bytes", [&](Words &words) { at(words, DELTA_POINTER, 2) += 1; }},
+        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 3) = 1 << 30; }},
+        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 4) = 1 << 30; }},
+        {"cut short", [](Words &words) { words.pop_back(); }},
+        {"the commit mark is missing", [](Words &words) { words.resize(words.size() - 4); }},
+        {"the commit mark is for", [](Words &words) { ++words.end()[-3]; }},
+        {"where", [](Words &words) { ++words.end()[-2]; }},
+    };
+    Cluster cluster;
+    FakeActive active(cluster.run);
+    int pid = 0;
+    for (const auto &row : rows) {
+        if (pid)
+            cluster.kill(pid);
+        pid = cluster.start();
+        active.give(active.accept(), good.sequence, good.words);
+        cluster.join(pid);
+        active.hangUp();
+        Words words = good.words;
+        row.spoil(words);
+        active.give(active.accept(), good.sequence, words);
+        EXPECT_TRUE(cluster.logged(pid, "a dump is refused, this process keeps what it had"));
+        EXPECT_NE(cluster.last.find(row.reason), std::string::npos) << row.reason << ": " << cluster.last;
+    }
+    active.setHolders({pid});
+    active.end();
+    cluster.lead(pid);
+    expectSame(content(cluster), contentOf(good.words));
+}
+
+TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)
+{
+    Duo duo;
+    ::kill(duo.second, SIGSTOP);
+    const std::string alone = "\"standbys\":0";
+    uint32_t sent = 0;
+    while (sent < 20000 && duo.ctl(duo.first, "stat").find(alone) == std::string::npos)
+        ASSERT_FALSE(duo.configure(duo.first, ++sent).empty());
+    EXPECT_LT(sent, 20000U);
+    EXPECT_TRUE(
+        duo.logged(duo.first, std::string("standby ") + std::to_string(duo.second) + " does not read and is cut off"));
+    ::kill(duo.second, SIGCONT);
+    duo.join(duo.second);
+    duo.configure(duo.first, 77);
+    duo.handOver(duo.first, duo.second);
+}
+
+// The predecessor's other standby is as good as the winner until something changes.
+TEST(Takeover, InheritedCopiesCountUntilSomethingChanges)
+{
+    Duo duo;
+    int connection = -1;
+    takeDump(duo.run, layoutHash(), &connection); // this test holds a copy too
+    duo.kill(duo.first);
+    duo.lead(duo.second);
+    EXPECT_TRUE(isHolder(duo.run));
+    duo.configure(duo.second, 1);
+    EXPECT_FALSE(isHolder(duo.run));
+    close(connection);
+}
+
+// A manager's datagram reaches both agents. What the dead one has answered its successor does not do again.
+TEST(Takeover, WhatWaitsAtTheWinnerIsLeft)
+{
+    Duo duo;
+    ::kill(duo.second, SIGSTOP);
+    const Bytes batch = message(QOS_DEFCOS_MSG, l2Body(portNumber(1), CHIP, 3, 0), 0x77);
+    for (int i = 0; i < 8; ++i) { // more than it reads ahead of its election
+        EXPECT_TRUE(duo.send(duo.second, batch));
+        EXPECT_FALSE(duo.exchange(duo.first, batch).empty());
+    }
+    EXPECT_FALSE(duo.requests().empty());
+    duo.kill(duo.first);
+    ::kill(duo.second, SIGCONT);
+    duo.lead(duo.second);
+    EXPECT_TRUE(duo.requests().empty());
+}
+
+// The one without a dump waits for the lock ahead of the other, and the dead one counted it as a holder.
+TEST(Takeover, OfThreeAHolderTakesOver)
+{
+    Dump dump;
+    {
+        Duo duo;
+        dump = takeDump(duo.run, layoutHash());
+    }
+    Cluster cluster;
+    FakeActive active(cluster.run);
+    const int empty = cluster.start();
+    active.accept();
+    const int holder = cluster.start();
+    active.give(active.accept(), dump.sequence, dump.words);
+    cluster.join(holder);
+    active.setHolders({empty, holder});
+    active.end();
+    EXPECT_TRUE(cluster.logged(holder, "this process is active, with its predecessor's state"));
+    expectSame(content(cluster), contentOf(dump.words));
+    cluster.join(empty);
+}
+
+// Two standbys, and an end at each of the first points: at the start, while one or the other joins, and after. Who goes
+// on has what the first one had, unless nobody had been given it.
+TEST(Takeover, EndWhileStandbysJoin)
+{
+    const Bytes add = message(QOS_IFADD_MSG, ifAddBody(CHANNEL, "c"), 0x77);
+    unsigned held = 0;
+    for (long point = 1; point <= 24; ++point) {
+        SCOPED_TRACE(point);
+        Cluster cluster;
+        const int first = cluster.start({point, 0});
+        EXPECT_TRUE(cluster.logged(first, ACTIVE));
+        const size_t since = cluster.log().find(ACTIVE) + 1;
+        cluster.start();
+        cluster.start();
+        const auto find = [&](const char *part) { return cluster.log().find(part, since); };
+        while (!cluster.ended(first, 1)) {
+            if (cluster.log().find(HOLDS, find(HOLDS) + 1) != std::string::npos)
+                cluster.send(first, add);
+            cluster.drain();
+        }
+        for (int ms = 0; find(ACTIVE) == std::string::npos && ms < 20000; ++ms)
+            usleep(1000);
+        ASSERT_NE(find(ACTIVE), std::string::npos) << cluster.log();
+        if (find(HOLDS) > find(ACTIVE))
+            continue;
+        ++held;
+        EXPECT_NE(find("active, with its predecessor's state"), std::string::npos) << cluster.log();
+    }
+    EXPECT_GT(held, 0U);
+}
+
+// Whoever wins first ends while it takes over: the other standby's copy is still good.
+TEST(Takeover, SecondEndBeforeAnythingChanged)
+{
+    for (long point = 1; point <= 6; ++point) {
+        SCOPED_TRACE(point);
+        Duo duo({point, 0});
+        const int third = duo.start();
+        duo.join(third);
+        const auto before = content(duo);
+        EXPECT_TRUE(duo.logged(duo.first, "has left"));
+        duo.kill(duo.first);
+        EXPECT_TRUE(duo.logged(third, "active, with its predecessor's state"));
+        expectSame(content(duo), before);
+    }
+}

@@ -1,0 +1,360 @@
+// What surrounds the agent cannot kill it or hold it up: files that shrink, limits, locks and links that others set,
+// peers that keep sending or never read, and an end at any moment of the start.
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/node.h"
+#include "velmar/mi6.h"
+#include "velmar/run.h"
+#include "velmar/socket.h"
+#include "velmar/trace.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char *DEAD = "4194303"; // a process id that no process has
+
+std::string slurp(const fs::path &path)
+{
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+size_t occurrences(const std::string &text, const std::string &part)
+{
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++count;
+    return count;
+}
+
+// A run directory for the host library in this process.
+struct RunDirectory {
+    const std::string path = makeRunDir();
+    RunDirectory() { setenv("VELMAR_RUN", path.c_str(), 1); }
+    ~RunDirectory() { fs::remove_all(path); }
+};
+
+// The soft limit of a resource, for a scope.
+struct Limit {
+    const __rlimit_resource what;
+    rlimit before{};
+    Limit(__rlimit_resource resource, rlim_t soft) : what(resource)
+    {
+        getrlimit(what, &before);
+        const rlimit now = {soft, before.rlim_max};
+        EXPECT_EQ(0, setrlimit(what, &now));
+    }
+    ~Limit() { setrlimit(what, &before); }
+};
+
+void leaveSocket(const std::string &path) // as a process that was killed does
+{
+    sockaddr_un address = {AF_UNIX, {}};
+    strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
+    EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address)) << path;
+    close(fd);
+}
+
+int openMi6(uint16_t mask)
+{
+    mi6_addr_t local = {};
+    const mi6_addr_t peer = {};
+    local.family = AF_MI6;
+    memcpy(local.service, "svc", 3);
+    local.slot_mask = mask;
+    return mi6_open(&local, &peer);
+}
+
+int sendMi6(int fd, uint8_t flags, uint16_t mask, size_t bytes = 1)
+{
+    static char data[60000];
+    mi6_addr_t to = {};
+    to.family = AF_MI6;
+    memcpy(to.service, "svc", 3);
+    to.flags = flags;
+    to.slot_mask = mask;
+    const iovec vector = {data, bytes};
+    int out = 0;
+    return mi6_send(fd, &to, &vector, 1, &out);
+}
+
+bool receiveMi6(int fd)
+{
+    static char data[60000];
+    iovec vector = {data, sizeof data};
+    msghdr message = {};
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    return velmar_recvmsg(fd, &message, MSG_DONTWAIT) >= 0;
+}
+
+} // namespace
+
+TEST(Hardening, TraceRingThatIsCutShort)
+{
+    LiveNode live;
+    const std::string ring = live.node.run + "/trace/QOS-1." + live.node.group(1).substr(7);
+    const off_t whole = static_cast<off_t>(fs::file_size(ring));
+    char out[200000];
+    for (const off_t left : {off_t{0}, off_t{100}, whole / 2}) {
+        EXPECT_EQ(0, truncate(ring.c_str(), left));
+        for (int i = 0; i < 10; ++i)
+            EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty()) << left;
+        EXPECT_GE(occurrences(live.node.ctl("trace show"), "\n"), 2U) << left;
+        EXPECT_GT(velmar_trace_read(ring.c_str(), 10, out, sizeof out), 0) << left;
+        if (left < 4096) { // else the writer has not come to the hole
+            EXPECT_EQ(whole, static_cast<off_t>(fs::file_size(ring))) << "made anew";
+        }
+    }
+    EXPECT_GE(occurrences(slurp(live.node.run + "/trace/raslog"), "was cut short and is made anew"), 1U);
+    live.node.log.ignoreErrs();
+}
+
+TEST(Hardening, NoRoomForTheTraceRing)
+{
+    const auto start = [] {
+        const Limit limit(RLIMIT_FSIZE, 65536);
+        return std::make_unique<TestNode>();
+    };
+    const auto node = start();
+    node->ctl("stage 9");
+    EXPECT_GT(occurrences(node->ctl("trace show"), "\n"), 1U);
+    EXPECT_EQ(1U, occurrences(slurp(node->run + "/stderr"), "cannot make trace ring"));
+    node->log.ignoreErrs();
+}
+
+TEST(Hardening, EventLogIsBoundedAndCountsRepeats)
+{
+    const RunDirectory run;
+    const fs::path log = run.path + "/trace/raslog";
+    for (int i = 0; i < 99; ++i)
+        rasevt_init("svc", 1, "TEST");
+    EXPECT_EQ(3U, occurrences(slurp(log), ": started\n"));
+    rasevt_exit();
+    EXPECT_EQ(1U, occurrences(slurp(log), ": the line before came 99 times in a row\n"));
+    for (int i = 0; i < 12000; ++i) {
+        rasevt_init("svc", 1, "TEST");
+        rasevt_exit();
+    }
+    EXPECT_LE(fs::file_size(log), 1U << 20);
+    EXPECT_LE(fs::file_size(log.string() + ".1"), 1U << 20);
+    EXPECT_NE(std::string::npos, slurp(log).find(": ended\n"));
+}
+
+TEST(Hardening, ForeignLocksHoldNobodyUp)
+{
+    LiveNode live;
+    std::vector<int> locks;
+    for (const char *folder : {"/mi6", "/qos", "/ctl"}) {
+        locks.push_back(open((live.node.run + folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        EXPECT_EQ(0, flock(locks.back(), LOCK_EX));
+    }
+    leaveSocket(live.node.run + "/mi6/qosMI.mgr." + DEAD);
+    for (int i = 0; i < 2; ++i) // the first echo may leave ahead of the wait
+        EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
+    TestNode second; // in a directory of its own
+    for (const int fd : locks)
+        close(fd);
+    live.node.log.ignoreErrs();
+}
+
+TEST(Hardening, SocketsOfDeadProcessesGo)
+{
+    const RunDirectory run;
+    const std::string dead[] = {run.path + "/qos/group1." + DEAD, run.path + "/qos/group6." + DEAD + ".2",
+                                run.path + "/ctl/dorvald." + DEAD};
+    const std::string living = run.path + "/qos/group1." + std::to_string(getpid());
+    for (const std::string &path : dead)
+        leaveSocket(path);
+    leaveSocket(living);
+    char path[108];
+    for (const char *folder : {"qos", "ctl"})
+        velmar_run_close(velmar_run_bind(folder, "new", true, path, sizeof path));
+    for (const std::string &gone : dead)
+        EXPECT_FALSE(fs::exists(gone)) << gone;
+    EXPECT_TRUE(fs::exists(living));
+}
+
+TEST(Hardening, ADrainEndsUnderAnyLoad)
+{
+    const RunDirectory run;
+    const int manager = openMi6(0);
+    const int card = openMi6(1);
+    const struct {
+        size_t bytes;
+        int most; // received in a row
+    } cases[] = {{1, 64}, {30000, 3}};
+    for (const auto &c : cases)
+        for (int round = 0; round < 2; ++round) {
+            int got = 0;
+            EXPECT_GE(sendMi6(card, MI6_MANAGER, 0, c.bytes), 0);
+            for (; got < 1000 && receiveMi6(manager); ++got)
+                EXPECT_GE(sendMi6(card, MI6_MANAGER, 0, c.bytes), 0);
+            EXPECT_EQ(EAGAIN, errno);
+            EXPECT_EQ(c.most, got);
+            while (receiveMi6(manager))
+                ;
+        }
+    velmar_close(manager);
+    velmar_close(card);
+}
+
+TEST(Hardening, ManagersAreKeptWithoutDescriptors)
+{
+    const RunDirectory run;
+    const int card = openMi6(1);
+    const int first = openMi6(0);
+    EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+    EXPECT_TRUE(receiveMi6(first));
+    const int second = openMi6(0); // the folder has changed
+    {
+        const Limit limit(RLIMIT_NOFILE, 3);
+        EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+        EXPECT_TRUE(receiveMi6(first));
+    }
+    EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+    EXPECT_TRUE(receiveMi6(first));
+    EXPECT_TRUE(receiveMi6(second));
+    for (const int fd : {card, first, second})
+        velmar_close(fd);
+}
+
+TEST(Hardening, SilentManagersAreWaitedForTogether)
+{
+    const RunDirectory run;
+    const int card = openMi6(1);
+    std::vector<int> silent;
+    for (int i = 0; i < 40; ++i)
+        silent.push_back(openMi6(0));
+    rusage before;
+    rusage after;
+    int failed = 0;
+    for (int i = 0; i < 5000 && failed == 0; ++i) {
+        getrusage(RUSAGE_THREAD, &before);
+        failed = sendMi6(card, MI6_MANAGER, 0) < 0;
+        getrusage(RUSAGE_THREAD, &after);
+    }
+    EXPECT_TRUE(failed) << "the queues never filled";
+    EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20) << "waits of one datagram";
+    for (const int fd : silent)
+        velmar_close(fd);
+    velmar_close(card);
+}
+
+TEST(Hardening, RunDirectoriesThatAreNotTrusted)
+{
+    const std::string elsewhere = makeRunDir();
+    const struct {
+        const char *what;
+        std::function<void(const std::string &)> spoil;
+    } cases[] = {
+        {"others may write to it (mode 0777)", [](auto &run) { chmod(run.c_str(), 0777); }},
+        {"others may write to it (mode 0720)", [](auto &run) { chmod((run + "/ctl").c_str(), 0720); }},
+        {"it is a link",
+         [&](auto &run) {
+             fs::remove(run + "/mi6");
+             fs::create_symlink(elsewhere, run + "/mi6");
+         }},
+        {"/node: it is not a regular file", [](auto &run) { mkfifo((run + "/node").c_str(), 0600); }},
+        {"/node: it is a link", [](auto &run) { fs::create_symlink("/etc/hostname", run + "/node"); }},
+    };
+    for (const auto &c : cases) {
+        const std::string run = makeRunDir();
+        c.spoil(run);
+        const RunResult result = runAgent({"-s", "1", "-S", "ethsw"}, run);
+        EXPECT_EQ(1, result.status) << c.what;
+        EXPECT_NE(std::string::npos, result.err.find(c.what)) << result.err;
+        EXPECT_EQ(1U, occurrences(result.err, "\n")) << result.err;
+        fs::remove_all(run);
+    }
+    const RunDirectory run;
+    fs::create_symlink(elsewhere + "/target", run.path + "/trace/raslog");
+    EXPECT_EQ(-1, rasevt_init("svc", 1, "TEST"));
+    EXPECT_TRUE(!fs::exists(elsewhere + "/target"));
+    char path[108];
+    const int fd = velmar_run_bind("ctl", "mode", true, path, sizeof path);
+    struct stat found = {};
+    EXPECT_EQ(0, stat(path, &found));
+    EXPECT_EQ(0600U, found.st_mode & 07777) << "others may send to it";
+    velmar_run_close(fd);
+    fs::remove_all(elsewhere);
+}
+
+// Behind a wait for the driver forty commands wait, and a message on the other socket.
+TEST(Hardening, MessagesHaveTheirTurnAmongTableCommands)
+{
+    LiveNode live;
+    live.addPort();
+    live.node.log.ignoreErrs();
+    Manager statistics(live.node, "qosMIStats");
+    live.driver.script({Driver::none()});
+    live.manager.send(message(6, l2Body(PORT, CHIP, 1, 2)));
+    live.driver.await(1);
+    const std::string control = live.node.run + "/ctl/dorvald." + live.node.group(1).substr(7);
+    const std::string command = "cli show dorvmd mi statistics";
+    std::vector<std::unique_ptr<Socket>> clients;
+    for (int i = 0; i < 40; ++i) {
+        clients.push_back(std::make_unique<Socket>(live.node.run + "/client" + std::to_string(i)));
+        EXPECT_TRUE(clients.back()->send(control, Bytes(command.begin(), command.end())));
+    }
+    statistics.send(message(200, {}));
+    EXPECT_EQ("ok", live.node.ctl("clock step 15"));
+    live.node.sync();
+    const std::string all = "Msg Rcvd           = " + std::to_string(live.node.counter("Msg Rcvd")) + "\n";
+    int behind = 0;
+    for (const auto &client : clients) {
+        const Bytes answer = client->receive().bytes;
+        behind += std::string(answer.begin(), answer.end()).find(all) != std::string::npos;
+    }
+    EXPECT_GT(behind, 20) << "commands that came behind the message";
+}
+
+TEST(Hardening, FewDescriptorsEndWithALine)
+{
+    const std::string run = makeRunDir();
+    for (int most = 4; most < 9; ++most) {
+        const std::string out = run + "/out";
+        const std::string command = "exec 2>" + out + "; ulimit -n " + std::to_string(most) + "; VELMAR_VSS=manual " +
+                                    "VELMAR_RUN=" + run + " exec " + DORVALD_BINARY + " -s 1 -S ethsw";
+        const int status = system(command.c_str());
+        EXPECT_NE(0, status) << most;
+        EXPECT_GE(occurrences(slurp(out), "dorvald: "), 1U) << most;
+    }
+    fs::remove_all(run);
+}
+
+TEST(Hardening, AnEndDuringTheStartLeavesNothing)
+{
+    const std::string run = makeRunDir();
+    for (int i = 0; i < 120; ++i) {
+        const int pid = fork();
+        if (pid == 0) {
+            setenv("VELMAR_RUN", run.c_str(), 1);
+            setenv("VELMAR_VSS", "manual", 1);
+            execl(DORVALD_BINARY, "dorvald", "-s", "1", "-S", "ethsw", nullptr);
+            _exit(127);
+        }
+        usleep(static_cast<useconds_t>(i) * 200);
+        kill(pid, SIGTERM);
+        int status = -1;
+        waitpid(pid, &status, 0);
+        // Ahead of its first line the signal itself ends it.
+        EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM)) << status;
+        for (const char *folder : {"/mi6", "/qos", "/ctl"})
+            EXPECT_TRUE(fs::is_empty(run + folder)) << folder << " after " << i * 200 << " us";
+    }
+    fs::remove_all(run);
+}

@@ -1,0 +1,854 @@
+// The platform on plain Linux, through its own operations and the sockets that other programs meet. What needs a whole
+// process runs the agent, or this program again in one of the modes at the end of the file.
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sstream>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "host/clock.h"
+#include "tests/support/chip_reply.h"
+#include "velmar/dce.h"
+#include "velmar/ha.h"
+#include "velmar/mi6.h"
+#include "velmar/msgq.h"
+#include "velmar/os.h"
+#include "velmar/process.h"
+#include "velmar/run.h"
+#include "velmar/socket.h"
+#include "velmar/swd.h"
+#include "velmar/trace.h"
+
+namespace fs = std::filesystem;
+using std::string;
+
+namespace {
+
+string program; // argv[0]
+
+double seconds(const std::function<void()> &work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+class Host : public testing::Test {
+protected:
+    const fs::path run = makeRunDir();
+
+    void SetUp() override
+    {
+        setenv("VELMAR_RUN", run.c_str(), 1);
+        unsetenv("VELMAR_VSS");
+        unsetenv("VELMAR_TRACE");
+    }
+    void TearDown() override { fs::remove_all(run); }
+    // Runs this program in a mode: its status, with its output at RUN/out.
+    int runMode(const string &mode)
+    {
+        return wait(startProgram(program, {program, mode}, getenv("VELMAR_RUN"), {}, run / "out"));
+    }
+    static int wait(pid_t pid)
+    {
+        int status = 0;
+        EXPECT_EQ(pid, waitpid(pid, &status, 0));
+        return statusOf(status);
+    }
+};
+
+int openMi6(const char *service, uint16_t mask)
+{
+    mi6_addr_t local = {};
+    const mi6_addr_t peer = {};
+    local.family = AF_MI6;
+    memcpy(local.service, service, strnlen(service, sizeof local.service));
+    local.slot_mask = mask;
+    return mi6_open(&local, &peer);
+}
+
+int sendMi6(int fd, const char *service, uint8_t flags, uint16_t mask, const string &data)
+{
+    mi6_addr_t to = {};
+    to.family = AF_MI6;
+    strncpy(to.service, service, sizeof to.service);
+    to.flags = flags;
+    to.slot_mask = mask;
+    // Two vectors, so that the payload's parts keep their order behind the address.
+    const size_t half = data.size() / 2;
+    const iovec vectors[] = {{const_cast<char *>(data.data()), half},
+                             {const_cast<char *>(data.data()) + half, data.size() - half}};
+    int out_flags = 0;
+    return mi6_send(fd, &to, vectors, 2, &out_flags);
+}
+
+struct Received {
+    ssize_t got;
+    int error, flags;
+    string data;
+    mi6_addr_t from;
+    size_t control;
+    alignas(cmsghdr) unsigned char cmsg[CMSG_SPACE(32)];
+};
+
+Received receive(int fd, int flags = MSG_DONTWAIT, size_t size = 40000, size_t control = 0)
+{
+    Received r = {};
+    r.data.resize(size);
+    iovec vectors[] = {{r.data.data(), std::min<size_t>(3, size)}, {r.data.data() + 3, size > 3 ? size - 3 : 0}};
+    msghdr message = {};
+    message.msg_name = &r.from;
+    message.msg_namelen = sizeof r.from;
+    message.msg_iov = vectors;
+    message.msg_iovlen = 2;
+    message.msg_control = r.cmsg;
+    message.msg_controllen = control;
+    r.got = velmar_recvmsg(fd, &message, flags);
+    r.error = errno;
+    r.flags = message.msg_flags;
+    r.control = message.msg_controllen;
+    r.data.resize(r.got < 0 ? 0 : static_cast<size_t>(r.got));
+    return r;
+}
+
+// What a memory file holds that comes with an answer which is too long for its datagram.
+string wholeAnswer(const TestNode &node, const string &command)
+{
+    const Socket client(node.run + "/whole");
+    client.send(node.control(), command);
+    char text[64];
+    iovec data = {text, sizeof text};
+    alignas(cmsghdr) char control[64];
+    msghdr message = {nullptr, 0, &data, 1, control, sizeof control, 0};
+    pollfd entry = {client.fd, POLLIN, 0};
+    int file = -1;
+    if (poll(&entry, 1, 60000) == 1 && recvmsg(client.fd, &message, 0) > 0 && CMSG_FIRSTHDR(&message))
+        memcpy(&file, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof file);
+    const string whole = slurp("/proc/self/fd/" + std::to_string(file));
+    close(file);
+    return whole;
+}
+
+// The code of the notice at the head of the queue and the flags of its destination; -1 if there is none.
+int notice(int fd, uint8_t *flags = nullptr, uint16_t *mask = nullptr)
+{
+    const Received head = receive(fd);
+    if (head.got >= 0 || head.error != 68)
+        return -1;
+    const Received r = receive(fd, MSG_ERRQUEUE | MSG_DONTWAIT, 100, CMSG_LEN(32));
+    const cmsghdr *cmsg = reinterpret_cast<const cmsghdr *>(r.cmsg);
+    if (r.got < 0 || r.control != CMSG_LEN(32) || cmsg->cmsg_level != SOL_MI6 || r.flags != MSG_ERRQUEUE)
+        return -2;
+    mi6_notice_t data;
+    memcpy(&data, CMSG_DATA(cmsg), sizeof data);
+    if (flags)
+        *flags = data.destination.flags;
+    if (mask)
+        *mask = data.destination.slot_mask;
+    return static_cast<int>(data.code);
+}
+
+void throwAt(const fs::path &path, const string &data)
+{
+    const Socket thrower(path.parent_path() / "thrower");
+    EXPECT_TRUE(thrower.send(path, data)) << path << ": " << strerror(errno);
+}
+
+fs::path mi6File(const fs::path &run, const char *end)
+{
+    return run / "mi6" / (string("svc.") + end + "." + std::to_string(getpid()));
+}
+
+TEST_F(Host, RunDirectoryIsMadeOrRefusedClearly)
+{
+    char error[600];
+    const fs::path made = run / "new";
+    setenv("VELMAR_RUN", made.c_str(), 1);
+    ASSERT_STREQ(made.c_str(), velmar_run_dir(error, sizeof error));
+    EXPECT_EQ(fs::perms::owner_all, fs::status(made).permissions());
+    for (const char *folder : {"mi6", "qos", "ctl", "ha", "trace"})
+        EXPECT_TRUE(fs::is_directory(made / folder)) << folder;
+
+    std::ofstream(run / "file") << "x";
+    const fs::path deep = run / "no" / "parent";
+    setenv("VELMAR_RUN", deep.c_str(), 1);
+    ASSERT_STREQ(deep.c_str(), velmar_run_dir(error, sizeof error)) << error;
+    EXPECT_EQ(fs::perms::owner_all, fs::status(run / "no").permissions());
+    // Whatever may be bound or locked in the longest directory fits.
+    const size_t most = 65;
+    const std::pair<string, string> refused[] = {
+        {run / "file" / "below", "cannot make"},
+        {run / "file", "not a directory"},
+        {run / string(most - run.native().size(), 'x'), "at most " + std::to_string(most)}};
+    for (const auto &[dir, words] : refused) {
+        setenv("VELMAR_RUN", dir.c_str(), 1);
+        EXPECT_EQ(nullptr, velmar_run_dir(error, sizeof error));
+        EXPECT_NE(string::npos, string(error).find(words)) << error;
+        EXPECT_EQ(1, runMode("--node")) << dir;
+    }
+}
+
+TEST_F(Host, SocketFilesHaveOneLivingOwner)
+{
+    char path[108];
+    char again[108];
+    const int first = velmar_run_bind("qos", "driver", false, path, sizeof path);
+    ASSERT_GE(first, 0);
+    EXPECT_EQ(-1, velmar_run_bind("qos", "driver", false, again, sizeof again));
+    EXPECT_EQ(EADDRINUSE, errno);
+    EXPECT_EQ(-1, velmar_run_path(path, sizeof path, "qos", string(100, 'n').c_str()));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    close(first); // the file stays behind
+    EXPECT_TRUE(fs::exists(run / "qos/driver"));
+    const int second = velmar_run_bind("qos", "driver", false, again, sizeof again);
+    EXPECT_GE(second, 0);
+    const int one = velmar_run_bind("ctl", "c", true, path, sizeof path);
+    const int two = velmar_run_bind("ctl", "c", true, again, sizeof again);
+    EXPECT_EQ(string(path) + ".2", again);
+    for (const int fd : {second, one, two})
+        velmar_run_close(fd);
+    EXPECT_TRUE(fs::is_empty(run / "ctl"));
+}
+
+TEST_F(Host, NodeFile)
+{
+    const struct {
+        string text;
+        int status;
+        const char *out;
+    } cases[] = {
+        {"", 0, "1000 1 0 1\n"},
+        {"# a card\n model=2008 # comment\n\nslot = 3\nslot_base = 1\ninstance=2", 0, "2008 3 1 2\n"},
+        {"slot = 1\nslot 4\n", 1, "/node line 2: expected key = value: 'slot 4'"},
+        {"slot = four\n", 1, "/node line 1: the value is not"},
+        {"slot = 17\n", 1, "/node line 1: the value is out"},
+        {"colour = 1\n", 1, "/node line 1: unknown key"},
+        {"#" + string(5000, 'x') + " = 1\nslot=4", 0, "1000 4 0 1\n"},
+        {string("slot=1\0 2", 9), 1, "/node line 1: there is a NUL"},
+    };
+    for (const auto &c : cases) {
+        fs::remove(run / "out");
+        if (!c.text.empty())
+            std::ofstream(run / "node") << c.text;
+        EXPECT_EQ(c.status, runMode("--node")) << c.text;
+        const string out = slurp(run / "out");
+        EXPECT_NE(string::npos, out.find(c.out)) << out;
+        EXPECT_EQ(1, std::count(out.begin(), out.end(), '\n'));
+    }
+    fs::remove(run / "node");
+    fs::create_directory(run / "node");
+    EXPECT_EQ(1, runMode("--node"));
+    EXPECT_NE(string::npos, slurp(run / "out").find("/node: Is a directory"));
+}
+
+TEST_F(Host, FailuresAtStartAreNamed)
+{
+    fs::create_directory(run / "ha/svc.1.lock");
+    const std::pair<const char *, string> cases[] = {
+        {"svc", "dorvald: cannot open lock file " + (run / "ha/svc.1.lock").string() + ": Is a directory\n"},
+        {"a/b", "dorvald: service 'a/b' instance '1': the service must not hold a '/'\n"},
+    };
+    for (const auto &[service, expected] : cases) {
+        const RunResult result = runAgent({"-s", "1", "-S", service}, run, "auto");
+        EXPECT_EQ(1, result.status);
+        EXPECT_EQ(expected, result.err);
+    }
+}
+
+TEST_F(Host, Mi6ReachesWhomTheAddressNames)
+{
+    const int card1 = openMi6("svc", 1);
+    const int card3 = openMi6("svc", 0x0c); // lowest bit counts
+    const int manager = openMi6("svc", 0);
+    const fs::path dir = run / "mi6";
+    EXPECT_TRUE(fs::exists(mi6File(run, "lc3")));
+    const std::pair<string, bool> files[] = {{"svc.mgr.tool", true},   {"svc.mgr." + string(70, 'x'), true},
+                                             {"svc.mgr.1.2.3", true},  {"svc.mgr.99999999999", true},
+                                             {"svc.mgr.", false},      {"svc.mgr", false},
+                                             {"svc.lc1.tool", false},  {"svc2.mgr.tool", false},
+                                             {"a.svc.mgr.tool", false}};
+    std::deque<Socket> sockets; // any name behind the end is meant
+    for (const auto &[file, meant] : files)
+        sockets.emplace_back(dir / file);
+    std::ofstream(dir / "svc.mgr.notes") << "x";
+    EXPECT_EQ(5, sendMi6(card1, "svc", MI6_MANAGER, 0, "hello"));
+    for (size_t i = 0; i < sockets.size(); ++i)
+        EXPECT_EQ(files[i].second ? 25U : 0U, sockets[i].receive(0).bytes.size()) << files[i].first;
+    const Received r = receive(manager);
+    EXPECT_EQ("hello", r.data);
+    EXPECT_EQ(AF_MI6, r.from.family);
+    EXPECT_STREQ("svc", r.from.service);
+    EXPECT_EQ(1, r.from.slot_mask);
+    EXPECT_EQ(MI6_LINE_CARD, r.from.flags);
+
+    // A receiver that binds after the first send is met by the next, a second manager too.
+    const int card2 = openMi6("svc", 2);
+    const int manager2 = openMi6("svc", 0);
+    EXPECT_EQ(2, sendMi6(manager, "svc", MI6_LINE_CARD, 0x06, "lc"));
+    EXPECT_EQ(EAGAIN, receive(card1).error);
+    for (const int fd : {card2, card3}) {
+        const Received got = receive(fd);
+        EXPECT_EQ("lc", got.data);
+        EXPECT_EQ(MI6_MANAGER, got.from.flags);
+        EXPECT_EQ(0, got.from.slot_mask);
+    }
+    EXPECT_EQ(3, sendMi6(card1, "svc", MI6_MANAGER_STANDBY, 0, "two"));
+    EXPECT_EQ("two", receive(manager).data);
+    EXPECT_EQ("two", receive(manager2).data);
+
+    // A name bound anew while its old socket is still open leads to the new one.
+    fs::remove(mi6File(run, "mgr"));
+    {
+        const Socket anew(mi6File(run, "mgr"));
+        EXPECT_EQ(2, sendMi6(card1, "svc", MI6_MANAGER, 0, "on"));
+        EXPECT_EQ(22U, anew.receive(0).bytes.size());
+        EXPECT_EQ(EAGAIN, receive(manager).error);
+    }
+    // Without a process id a stale file goes by its age, a date in the future is none; other files stay.
+    for (const Socket &socket : sockets)
+        close(socket.fd);
+    fs::last_write_time(dir / "svc.mgr.tool", fs::file_time_type::clock::now() - std::chrono::seconds(10));
+    fs::last_write_time(dir / "svc.mgr.1.2.3", fs::file_time_type::clock::now() + std::chrono::hours(10));
+    EXPECT_EQ(2, sendMi6(card1, "svc", MI6_MANAGER, 0, "on"));
+    EXPECT_FALSE(fs::exists(dir / "svc.mgr.tool"));
+    EXPECT_FALSE(fs::exists(dir / "svc.mgr.1.2.3"));
+    EXPECT_TRUE(fs::exists(dir / "svc.mgr.notes"));
+    EXPECT_TRUE(fs::exists(dir / "svc.mgr.99999999999")); // young
+    for (const int fd : {card1, card2, card3, manager, manager2})
+        velmar_close(fd);
+}
+
+TEST_F(Host, Mi6NoticesAndOddDatagrams)
+{
+    const int fd = openMi6("svc", 4);
+    uint8_t flags = 0;
+    uint16_t mask = 0;
+    EXPECT_EQ(0, sendMi6(fd, "svc", MI6_MANAGER, 0, "nobody"));
+    EXPECT_EQ(6, notice(fd, &flags));
+    EXPECT_EQ(MI6_MANAGER, flags);
+    // A file without a living owner is no receiver, and goes.
+    const fs::path stale = run / "mi6/svc.mgr.3999999";
+    const Socket dead(stale);
+    close(dead.fd);
+    EXPECT_EQ(0, sendMi6(fd, "svc", MI6_MANAGER, 0, "nobody"));
+    EXPECT_FALSE(fs::exists(stale));
+    EXPECT_EQ(6, notice(fd, nullptr, &mask));
+    EXPECT_EQ(EAGAIN, receive(fd, MSG_ERRQUEUE | MSG_DONTWAIT).error);
+
+    // Anyone may send a notice: 20 bytes of family 0xffff, then code, 8 bytes, destination.
+    string raw(52, '\0');
+    raw[0] = raw[1] = '\xff';
+    const uint32_t code = 77;
+    memcpy(raw.data() + 20, &code, 4);
+    raw[32 + 19] = 2;
+    string payload = string("\x3a\0qosMI", 7) + string(13, '\0');
+    throwAt(mi6File(run, "lc3"), raw.substr(0, 51)); // too short for a notice
+    throwAt(mi6File(run, "lc3"), string(19, 'x'));   // too short for an address
+    throwAt(mi6File(run, "lc3"), raw);
+    throwAt(mi6File(run, "lc3"), payload);
+    throwAt(mi6File(run, "lc3"), payload + "longer");
+    EXPECT_EQ(77, notice(fd, &flags));
+    EXPECT_EQ(2, flags);
+    EXPECT_EQ(0, receive(fd).got);
+    const Received cut = receive(fd, MSG_DONTWAIT, 4);
+    EXPECT_EQ("long", cut.data);
+    EXPECT_TRUE(cut.flags & MSG_TRUNC);
+
+    // A control buffer that is too small is filled as far as it goes.
+    throwAt(mi6File(run, "lc3"), raw);
+    EXPECT_EQ(68, receive(fd).error);
+    const Received small = receive(fd, MSG_ERRQUEUE | MSG_DONTWAIT, 100, CMSG_LEN(20));
+    EXPECT_EQ(MSG_ERRQUEUE | MSG_CTRUNC, small.flags);
+    EXPECT_EQ(CMSG_LEN(20), small.control);
+    EXPECT_EQ(CMSG_LEN(20), reinterpret_cast<const cmsghdr *>(small.cmsg)->cmsg_len);
+    velmar_close(fd);
+}
+
+TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
+{
+    const int manager = openMi6("svc", 0);
+    const int card = openMi6("svc", 1);
+    int sent = 0;
+    double last = 0;
+    for (int rc = 0; rc >= 0 && sent < 5000; ++sent)
+        last = seconds([&] { rc = sendMi6(card, "svc", MI6_MANAGER, 0, "x"); });
+    --sent;
+    EXPECT_EQ(EAGAIN, errno);
+    EXPECT_GE(sent, 10);
+    EXPECT_GE(last, 0.045);
+    EXPECT_LT(last, 1);
+    EXPECT_EQ(4, notice(card));
+    EXPECT_LT(seconds([&] { EXPECT_EQ(-1, sendMi6(card, "svc", MI6_MANAGER, 0, "y")); }), 0.04);
+    EXPECT_EQ(EAGAIN, errno);
+    EXPECT_EQ(-1, notice(card)); // said once
+    // The other manager takes the datagram: no failure.
+    const int second = openMi6("svc", 0);
+    EXPECT_EQ(1, sendMi6(card, "svc", MI6_MANAGER, 0, "z"));
+    EXPECT_EQ("z", receive(second).data);
+    for (int i = 0; i < sent; ++i)
+        EXPECT_EQ("x", receive(manager).data) << i;
+    EXPECT_EQ(1, sendMi6(card, "svc", MI6_MANAGER, 0, "w"));
+    EXPECT_EQ(5, notice(card));
+    EXPECT_EQ("w", receive(manager).data);
+    for (const int fd : {manager, second, card})
+        velmar_close(fd);
+}
+
+int openQos(uint32_t group)
+{
+    const int fd = velmar_socket(AF_QOS, SOCK_RAW, 0);
+    EXPECT_EQ(0, pal_sock_set_recvbuf(fd, 8192));
+    EXPECT_EQ(0, pal_sock_set_sendbuf(fd, 8192));
+    qosSockAddr_t address = {};
+    address.family = AF_QOS;
+    address.group = group;
+    EXPECT_EQ(-1, velmar_bind(fd, &address, 27));
+    EXPECT_EQ(0, velmar_bind(fd, &address, sizeof address));
+    return fd;
+}
+
+ssize_t sendQos(int fd, const string &frame)
+{
+    qosSockAddr_t to = {};
+    iovec vector = {const_cast<char *>(frame.data()), frame.size()};
+    msghdr message = {};
+    message.msg_name = &to;
+    message.msg_namelen = sizeof to;
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    return velmar_sendmsg(fd, &message, 0);
+}
+
+TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
+{
+    const int fd = openQos(1);
+    const Socket driver(run / "qos/driver");
+    EXPECT_EQ(3, sendQos(fd, "one"));
+    // A driver that connects and lets go with a datagram unread leaves an error at the other end.
+    const auto leaveError = [&] {
+        sockaddr_un to = addressOf(run / "qos" / ("group1." + std::to_string(getpid())));
+        EXPECT_EQ(3, sendQos(fd, "two"));
+        EXPECT_EQ(0, connect(driver.fd, reinterpret_cast<sockaddr *>(&to), sizeof to));
+        to.sun_family = AF_UNSPEC;
+        EXPECT_EQ(0, connect(driver.fd, reinterpret_cast<sockaddr *>(&to), sizeof to));
+        pollfd entry = {fd, POLLIN, 0};
+        ASSERT_EQ(1, poll(&entry, 1, 0));
+        EXPECT_EQ(POLLERR, entry.revents);
+    };
+    leaveError();
+    EXPECT_EQ(EAGAIN, receive(fd).error); // nor is it anything to be received
+    int pipe_fds[2];
+    ASSERT_EQ(0, velmar_pipe(pipe_fds));
+    for (const int limit : {0, 60, -1}) {
+        leaveError();
+        std::thread ender([&] {
+            usleep(100000);
+            (void)!write(pipe_fds[1], "", 1);
+        });
+        pollfd entries[] = {{fd, POLLIN, 0}, {pipe_fds[0], POLLIN, 0}};
+        int ready = -1;
+        const double lasted = seconds([&] { ready = velmar_poll(entries, 2, limit); });
+        EXPECT_EQ(limit < 0, ready == 1) << limit;
+        EXPECT_EQ(0, entries[0].revents);
+        EXPECT_GE(lasted, limit < 0 ? 0.09 : limit / 1000.0 - 0.001);
+        ender.join();
+        char byte;
+        EXPECT_EQ(1, read(pipe_fds[0], &byte, 1));
+    }
+    for (const int end : {fd, pipe_fds[0], pipe_fds[1]})
+        velmar_close(end);
+}
+
+TEST_F(Host, MessageQueue)
+{
+    static std::atomic<int> woken;
+    static MSG_Q_ID queue = msgQCreate(100, 16, 0, "a name that is too long"); // queues live as long as the process
+    EXPECT_STREQ("a name that is ", queue->name);
+    msgQSetWakeup(
+        queue, [](void *arg) { ++*static_cast<std::atomic<int> *>(arg); }, &woken);
+    char text[16] = {};
+    EXPECT_EQ(-1, msgQReceive(queue, text, sizeof text, 0));
+    EXPECT_NE(0, msgQSend(queue, text, 17, 0, 1));
+    // Two threads post more than the queue holds, while this one takes: no message is lost or doubled.
+    std::atomic<int> refused = 0;
+    const auto poster = [&](char who) {
+        for (uint32_t i = 0; i < 2000;) {
+            char message[16] = {who};
+            memcpy(message + 4, &i, 4);
+            if (msgQSend(queue, message, 8, 0, 1) == 0)
+                ++i;
+            else
+                ++refused;
+        }
+    };
+    std::thread a(poster, 0);
+    std::thread b(poster, 1);
+    uint32_t next[2] = {};
+    within([&] { return queue->queued == 100; });
+    for (int taken = 0; taken < 4000;) {
+        if (msgQReceive(queue, text, sizeof text, 0) != 8)
+            continue;
+        uint32_t number;
+        memcpy(&number, text + 4, 4);
+        ASSERT_EQ(next[static_cast<int>(text[0])]++, number);
+        ++taken;
+    }
+    a.join();
+    b.join();
+    EXPECT_EQ(0U, queue->queued);
+    EXPECT_EQ(100U, queue->high_water);
+    EXPECT_EQ(4000, woken);
+    EXPECT_GT(refused, 0);
+}
+
+TEST(Control, Commands)
+{
+    LiveNode live;
+    TestNode &node = live.node;
+    const struct {
+        const char *command;
+        const char *answer; // how it begins
+    } cases[] = {
+        {"stage 1003", "ok 1003 2 3 1001 1000"},
+        {"stage 7", "ok 7"},
+        {"stage -1", "error: "},
+        {"trace level 9", "ok"},
+        {"trace level 10", "error: "},
+        {"trace", "error: unknown"},
+        {"trace show 0", "ok\n"},
+        {"trace show x", "error: "},
+        {"tp lib:hareboot 21", "ok 21"},
+        {"tp none", "error: no test point"},
+        {"tp lib:hareboot x", "error: "},
+        {"cli show  qos vss ", "ok\nQOS"},
+        {"cli show", "error: no printing"},
+        {"clock step -1", "error: "},
+        {"clock step soon", "error: "},
+        {"clock step 0.25", "ok"},
+        {"msgq 11 26 1 2", "error: usage"},
+        {"msgq 256 1 1 2 3", "error: usage"},
+        {"", "error: "},
+        {"statistics", "error: unknown"},
+        {"stat x", "error: stat takes"},
+        {"stat\n", "ok {\"stage\":12,"},
+    };
+    for (const auto &c : cases) {
+        const string got = node.ctl(c.command);
+        EXPECT_TRUE(got.starts_with(c.answer)) << c.command << ": " << got;
+    }
+    const string stat = node.ctl("stat");
+    for (const char *key :
+         {"\"role\":\"manual\"", "\"since\":", "\"blocks\":", "\"bytes\":", "\"syncs\":", "\"standbys\":0"})
+        EXPECT_NE(string::npos, stat.find(key)) << key << " in " << stat;
+
+    // An answer that is too long is cut behind a line, and all of it comes in a memory file.
+    EXPECT_EQ(live.manager.receive().size(), 9U) << "the stages' registration";
+    live.addPort();
+    for (uint32_t n = 2; n <= 80; ++n)
+        live.manager.tell(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"));
+    const string show = "cli show dorvmd interface all";
+    const string cut_off = "(cut: the output is longer than an answer takes)\n";
+    const string big = node.ctl(show);
+    ASSERT_TRUE(big.ends_with("\n" + cut_off));
+    EXPECT_GT(big.size(), 190000U);
+    const string whole = wholeAnswer(node, show);
+    EXPECT_GT(whole.size(), big.size());
+    EXPECT_TRUE(whole.starts_with(big.substr(0, big.size() - cut_off.size())));
+    // Clients that do not read their long answers leave the others theirs.
+    std::deque<Socket> deaf;
+    for (int i = 0; i < 6; ++i) {
+        deaf.emplace_back(node.run + "/deaf" + std::to_string(i));
+        deaf.back().send(node.control(), show);
+    }
+    EXPECT_EQ(node.ctl(show), big);
+    for (const Socket &client : deaf)
+        EXPECT_EQ(client.receiveText(), big);
+}
+
+TEST(Control, CommandsForABusyMainThread)
+{
+    LiveNode live;
+    live.addPort();
+    live.driver.script({Driver::none()});
+    live.manager.send(message(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 1, 1)));
+    live.driver.await(1); // the main thread waits for the answer
+    std::deque<Socket> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.emplace_back(live.node.run + "/c" + std::to_string(i));
+        clients.back().send(live.node.control(), string("stage 7"));
+        ASSERT_TRUE(live.node.ctl("stat").starts_with("ok")); // it has been taken off the socket's short queue
+    }
+    EXPECT_EQ("error: too many commands are waiting", live.node.ctl("stage 7"));
+    EXPECT_EQ("ok", live.node.ctl("clock step 15"));
+    EXPECT_EQ(28U, get32(live.manager.receive(), 5 + 50));
+    for (const Socket &client : clients)
+        EXPECT_EQ("ok 7", client.receiveText());
+    live.node.log.ignoreErrs();
+
+    // All steps together end where 32 bits of seconds come near.
+    string last;
+    for (int i = 0; i < 1000 && last.empty(); ++i)
+        if (live.node.ctl("clock step 1e6") != "ok")
+            last = std::to_string(i);
+    EXPECT_EQ("999", last);
+    EXPECT_EQ("ok", live.node.ctl("clock step 1"));
+}
+
+TEST_F(Host, ClockStepsEndWaits)
+{
+    const std::function<int()> waits[] = {[] { return velmar_poll(nullptr, 0, 1000000); },
+                                          [] {
+                                              const timeval limit = {1000, 0};
+                                              return velmar_select(0, nullptr, nullptr, nullptr, &limit);
+                                          }};
+    for (const auto &wait : waits) {
+        // Steps between reading the clock and waiting belong to the wait, with a hello to the watchdog in between; the
+        // first alone is too short.
+        std::atomic<bool> read = false, ended = false;
+        std::thread waiter([&] {
+            timeval now;
+            velmar_now(&now);
+            read = true;
+            swd_hello(-1, &now);
+            EXPECT_EQ(0, wait());
+            ended = true;
+        });
+        EXPECT_TRUE(within([&] { return read.load(); }));
+        EXPECT_TRUE(clockStep(10000));
+        usleep(50000);
+        EXPECT_FALSE(ended);
+        EXPECT_TRUE(clockStep(995500));
+        waiter.join();
+    }
+}
+
+TEST_F(Host, OrderlyEndAtAnyMoment)
+{
+    for (const int number : {SIGTERM, SIGINT, 0}) {
+        const pid_t pid =
+            startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "svc"}, run, {"VELMAR_VSS=manual"}, run / "out");
+        Socket client(run / "client");
+        const string control = run / ("ctl/dorvald." + std::to_string(pid));
+        EXPECT_TRUE(within([&] { return client.send(control, string("stat")) && !client.receiveText().empty(); }));
+        if (number)
+            kill(pid, number);
+        else
+            client.send(control, string("quit"));
+        EXPECT_EQ(0, wait(pid));
+        for (const char *folder : {"ctl", "mi6", "qos"})
+            EXPECT_TRUE(fs::is_empty(run / folder)) << folder;
+    }
+    // Before any worker runs.
+    const pid_t pid = startProgram(program, {program, "--early"}, run, {}, run / "early");
+    EXPECT_TRUE(within([&] { return slurp(run / "early") == "up\n"; }));
+    kill(pid, SIGTERM);
+    EXPECT_EQ(0, wait(pid));
+    EXPECT_TRUE(fs::is_empty(run / "ctl"));
+}
+
+TEST_F(Host, TraceRingHoldsTheNewestLines)
+{
+    setenv("VELMAR_TRACE", (run / "copy").c_str(), 1);
+    int32_t handle = 0;
+    const trace_params_t parameters = {1, 32, 0};
+    ASSERT_EQ(0, trace_module_init(&handle, 1, 250, "RING", &parameters));
+    for (int i = 0; i < 300; ++i)
+        trace_module_store_lvl(handle, 1, 0, 4, ("line " + std::to_string(i) + "\n" + string(100, 'x')).c_str());
+    const string ring = run / "trace" / ("RING." + std::to_string(getpid()));
+    char out[100000];
+    const int used = velmar_trace_read(ring.c_str(), 3, out, sizeof out);
+    ASSERT_GT(used, 0);
+    std::istringstream lines(string(out, static_cast<size_t>(used)));
+    for (const char *expected : {"4 line 297\\nx", "4 line 298\\nx", "4 line 299\\nx"}) {
+        string time;
+        string line;
+        lines >> time;
+        getline(lines, line);
+        EXPECT_EQ(string(" ") + expected + string(31 - strlen("line 297\nx"), 'x'), line); // cut to the record length
+    }
+    // A ring of 256 lines holds no more, and a small buffer gets the newest.
+    const int all = velmar_trace_read(ring.c_str(), 10000, out, sizeof out);
+    EXPECT_EQ(256, std::count(out, out + all, '\n'));
+    const int few = velmar_trace_read(ring.c_str(), 10000, out, 200);
+    EXPECT_NE(string::npos, string(out, static_cast<size_t>(few)).find("line 299"));
+    EXPECT_EQ(-1, velmar_trace_read((run / "copy").c_str(), 1, out, sizeof out));
+    const string copy = slurp(run / "copy");
+    EXPECT_NE(string::npos, copy.find("4\tline 0\\nx"));
+    EXPECT_NE(string::npos, copy.find("\n4\tline 299\\nx"));
+}
+
+TEST_F(Host, TraceReaderMeetsNoHalfLine)
+{
+    int32_t handle = 0;
+    const trace_params_t parameters = {1, 64, 0};
+    ASSERT_EQ(0, trace_module_init(&handle, 1, 16, "PRESS", &parameters));
+    std::atomic<bool> stop = false;
+    std::thread writer([&] {
+        for (unsigned i = 0; !stop; ++i)
+            trace_module_store_lvl(handle, 1, 0, 4, string(40, static_cast<char>('a' + i % 26)).c_str());
+    });
+    const string ring = run / "trace" / ("PRESS." + std::to_string(getpid()));
+    char out[2000];
+    for (int round = 0; round < 500; ++round) {
+        const int used = velmar_trace_read(ring.c_str(), 16, out, sizeof out);
+        std::istringstream lines(string(out, static_cast<size_t>(used)));
+        for (string time, level, text; lines >> time >> level >> text;)
+            EXPECT_EQ(string(40, text[0]), text);
+    }
+    stop = true;
+    writer.join();
+}
+
+TEST_F(Host, Store)
+{
+    setenv("VELMAR_VSS", "manual", 1);
+    ha_register_t record = {};
+    strcpy(record.service, "svc");
+    strcpy(record.instance, "1");
+    strcpy(record.atom, "a/b");
+    ha_hndl_t ha = 0;
+    EXPECT_NE(0, ha_register(&record, "Config=vss:", &ha, nullptr));
+    strcpy(record.atom, "store");
+    ASSERT_EQ(0, ha_register(&record, "Config=vss:", &ha, nullptr));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which take more address space than this leaves
+    EXPECT_EQ(0, runMode("--narrow")) << slurp(run / "out");
+#endif
+    const ha_field_t fields[] = {{"a", 0, 4, "~U32"}, {"b", 4, 8, "~U08"}};
+    EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
+    EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
+    EXPECT_EQ(HA_EXISTS, ha_add_struct(ha, "rec_t", 8, 1, fields));
+    EXPECT_EQ(HA_EXISTS, ha_add_struct(ha, "rec_t", 12, 2, fields));
+    static uint32_t object;
+    EXPECT_NE(0, ha_add_object(ha, "object", &object, 4, "unheard_t", 0, 0));
+    EXPECT_EQ(0, ha_add_object(ha, "object", &object, 4, "~U32", 0, 0));
+    EXPECT_EQ(nullptr, ha_calloc(ha, 8, "unheard_t", 0, 1));
+    EXPECT_EQ(nullptr, ha_calloc(ha, size_t{1} << 40, "rec_t", 0, 1));
+
+    // Sizes around a granule and a page, and one above what is kept by exact size; a freed one comes back zeroed.
+    for (const size_t size : {size_t{1}, size_t{16}, size_t{17}, size_t{2568}, size_t{4097}, size_t{1000000}}) {
+        unsigned char *one = static_cast<unsigned char *>(ha_calloc(ha, size, "rec_t", 0, 1));
+        unsigned char *two = static_cast<unsigned char *>(ha_calloc(ha, size, "rec_t", 0, 1));
+        ASSERT_TRUE(one && two && two >= one + size) << size;
+        memset(one, 0xee, size);
+        EXPECT_EQ(0, two[0] | two[size - 1]);
+        EXPECT_EQ(one, ha_convert_address(ha, one));
+        EXPECT_EQ(0, ha_free(ha, one));
+        EXPECT_NE(0, ha_free(ha, one));
+        EXPECT_NE(0, ha_free(ha, two + 16));
+        EXPECT_EQ(one, ha_calloc(ha, size, "rec_t", 0, 1));
+        EXPECT_EQ(0, one[0] | one[size - 1]);
+    }
+    EXPECT_NE(0, ha_free(ha, &object));
+    EXPECT_EQ(nullptr, ha_convert_address(ha, &object));
+    // Enough to grow past several steps of commitment, then all of it given back.
+    for (int i = 0; i < 2000; ++i)
+        ASSERT_NE(nullptr, ha_calloc(ha, 2568, "rec_t", 0, 1));
+    EXPECT_EQ(0, ha_free_all(ha));
+    unsigned char *fresh = static_cast<unsigned char *>(ha_calloc(ha, 100, "rec_t", 0, 1));
+    EXPECT_EQ(0, fresh[0] | fresh[99]);
+    EXPECT_EQ(0, ha_sync(ha, -1, 1));
+    EXPECT_LT(ha_sync(0, -1, 1), 0);
+    const int transaction = vssd_send_update(ha_get_vssh(ha), std::array<vss_send_update_t, 1>{}.data());
+    EXPECT_GT(transaction, 0);
+    EXPECT_EQ(0, vssd_wait_update(ha_get_vssh(ha), transaction));
+    EXPECT_EQ(0, ha_get_state(ha));
+    EXPECT_EQ(0, ha_configure(ha, HA_MODE_STANDBY));
+    EXPECT_NE(0, ha_configure(ha, 1));
+    EXPECT_EQ(HA_MODE_STANDBY, ha_get_state(ha));
+}
+
+TEST_F(Host, WatchdogHearsEnoughAndNotMore)
+{
+    EXPECT_LT(swd_register(nullptr), 0);
+    const Socket notified(run / "notify");
+    const auto said = [&] { return notified.receiveText(0); };
+    setenv("NOTIFY_SOCKET", notified.path.c_str(), 1);
+    const struct {
+        const char *limit;
+        int wait;
+        int hellos; // of 5 calls without a wait
+    } cases[] = {{"10000000", 5, 1}, {"1500000", 1, 5}, {"900000", 0, 1}};
+    for (const auto &c : cases) {
+        setenv("WATCHDOG_USEC", c.limit, 1);
+        const int handle = swd_register(nullptr);
+        ASSERT_GE(handle, 0);
+        timeval last = {};
+        EXPECT_EQ("", said()) << "ready before the main loop";
+        for (int i = 0; i < 5; ++i)
+            EXPECT_EQ(c.wait, swd_hello(handle, &last));
+        EXPECT_EQ("READY=1", said());
+        EXPECT_GT(last.tv_sec, 0);
+        for (int i = 0; i < c.hellos; ++i)
+            EXPECT_EQ("WATCHDOG=1", said()) << c.limit;
+        EXPECT_EQ("", said()) << c.limit;
+        // Whoever waits for the driver is alive.
+        timeval limit = {0, 21000};
+        EXPECT_EQ(0, velmar_select(0, nullptr, nullptr, nullptr, &limit));
+        EXPECT_EQ(c.hellos == 5 ? "WATCHDOG=1" : "", said()) << c.limit;
+    }
+    unsetenv("NOTIFY_SOCKET");
+    unsetenv("WATCHDOG_USEC");
+}
+
+// With room for half of the store's arena, but not for its table beside it.
+int narrow()
+{
+    const rlimit limit = {700UL << 20, 700UL << 20};
+    ha_register_t record = {};
+    strcpy(record.atom, "narrow");
+    const ha_field_t field = {"a", 0, 8, "~U08"};
+    ha_hndl_t ha;
+    velmar_sigdefaults("narrow");
+    const void *half = mmap(nullptr, 100UL << 20, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (half == MAP_FAILED || setrlimit(RLIMIT_AS, &limit) != 0 || ha_register(&record, "", &ha, nullptr) != 0 ||
+        ha_add_struct(ha, "rec_t", 8, 1, &field) != 0)
+        return 1;
+    for (int i = 0; i < 100; ++i)
+        if (!ha_calloc(ha, 1000000, "rec_t", 0, 1))
+            return 2;
+    return 0;
+}
+
+int early()
+{
+    velmar_sigdefaults("early");
+    char path[108];
+    if (velmar_run_bind("ctl", "early", true, path, sizeof path) < 0)
+        return 1;
+    (void)!write(1, "up\n", 3);
+    for (;;)
+        pause();
+}
+
+int node()
+{
+    velmar_sigdefaults("node");
+    printf("%d %u %u %u\n", sysconModel(), __expm.slot, __expm.slot_base, __expm.instance);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const string mode = argc > 1 ? argv[1] : "";
+    if (mode == "--narrow")
+        return narrow();
+    if (mode == "--early")
+        return early();
+    if (mode == "--node")
+        return node();
+    program = fs::read_symlink("/proc/self/exe");
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,126 @@
+// What the emulator's tests share: records built by offset, an agent's socket, and an emulator with three chips.
+#ifndef TESTS_HSL_HSLD_FIXTURE_H
+#define TESTS_HSL_HSLD_FIXTURE_H
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <unistd.h>
+
+#include "hsl/server.h"
+#include "tests/support/peer.h"
+
+// A namespace of its own, since the mathematical library has a cos too.
+namespace hsld_test {
+
+constexpr uint32_t PORT = 0x18408000;  // type 6, slot 1, port 1, chip 0
+constexpr uint32_t CHIP = 0x88400000;  // slot 1, chip 0
+constexpr uint32_t OTHER = 0x88410000; // slot 1, chip 1
+
+struct Poke {
+    size_t offset;
+    unsigned width;
+    uint64_t value;
+};
+
+inline hslBuffer poked(hslBuffer record, const std::vector<Poke> &pokes)
+{
+    for (auto &poke : pokes)
+        hslPut(record, poke.offset, poke.width, poke.value);
+    return record;
+}
+
+inline hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const std::vector<Poke> &pokes = {})
+{
+    return poked(dceRecord(command, bytes, operation), pokes);
+}
+
+inline hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const std::vector<Poke> &pokes = {})
+{
+    return poked(cosRecord(command, in, out), pokes);
+}
+
+// A socket of an agent at RUN/qos/NAME, from which what has come is taken.
+struct Peer : Socket {
+    Peer(const std::string &run, const std::string &name, const char *folder = "/qos/") : Socket(run + folder + name) {}
+    hslBuffer receive() const { return Socket::receive(0).bytes; }
+};
+
+class Hsld : public ::testing::Test {
+protected:
+    std::string run;
+    hslServer_t server;
+    std::unique_ptr<Peer> agent;
+    uint32_t seq = 0;
+
+    void SetUp() override
+    {
+        // The host library looks at the variable once in a process.
+        static const std::string once = [] {
+            std::string dir = makeRunDir();
+            setenv("VELMAR_RUN", dir.c_str(), 1);
+            setenv("VELMAR_CLOCK", "stepped", 1);
+            atexit([] { std::filesystem::remove_all(getenv("VELMAR_RUN")); });
+            return dir;
+        }();
+        run = once;
+        ASSERT_EQ(hslOpen(server), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "1/0:tessel:24"), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "1/1:larkin:4"), "");
+        ASSERT_EQ(hslModelDeclare(server.model, "2/0:mirelle2:64"), "");
+        agent = std::make_unique<Peer>(run, "group1." + std::to_string(getpid()));
+    }
+    void TearDown() override { hslClose(server); }
+
+    void send(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101, uint32_t expected = 65536)
+    {
+        const auto length = static_cast<uint32_t>(record.size());
+        hslBuffer frame(48);
+        putNative(frame, 0, 4, 48 + length);
+        putNative(frame, 4, 2, type);
+        putNative(frame, 8, 4, ++seq);
+        put(frame, {{20, target}, {28, 6}, {40, length}, {44, expected}});
+        frame = frame + record;
+        agent->send(run + "/qos/driver", frame);
+    }
+    hslBuffer ask(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101)
+    {
+        send(record, target, type);
+        hslStep(server, 0);
+        return agent->receive();
+    }
+    // The record of the answer, checked as a frame.
+    hslBuffer answer(const hslBuffer &record, uint32_t target = CHIP)
+    {
+        auto bytes = ask(record, target);
+        auto length = getNative(bytes, 0, 4);
+        EXPECT_LE(length, bytes.size());
+        return length < 48 || length > bytes.size() ? hslBuffer()
+                                                    : hslBuffer(bytes.begin() + 48, bytes.begin() + length);
+    }
+    std::string control(const std::string &command) { return hslControl(server, command); }
+    hslJson json(const std::string &command)
+    {
+        auto text = control(command);
+        EXPECT_EQ(text.substr(0, 3), "ok ") << text;
+        return hslJson::parse(text.substr(3), nullptr, false);
+    }
+};
+
+// Traffic on a clock of its own, ahead of the real one, so that counters come out to the byte.
+class OnItsClock : public Hsld {
+protected:
+    uint64_t at = uint64_t{1} << 40;
+
+    void SetUp() override
+    {
+        Hsld::SetUp();
+        pass(0);
+    }
+    void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
+    hslQueue_t &queueOf(unsigned p, uint32_t port) { return server.model.ports.at(port).traffic.queues[p]; }
+};
+
+} // namespace hsld_test
+
+#endif

@@ -1,0 +1,236 @@
+// The library's module in both roles: what start-up leaves and installs, and the interface commands by their texts.
+#include "lib/kor.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "core/module.h"
+#include "core/state.h"
+#include "lib/lib_instance.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/printer.h"
+
+namespace {
+
+class KorTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        fake_os::reset();
+        fake_host::reset();
+        qos_velmar_state = {};
+        qos_velmar_state.progname = "dorvmd";
+        qos_velmar_state.vss_handle = 21;
+        qos_velmar_state.stage = QOS_STAGE_ACTIVE;
+        qos_velmar_state.msgq = fake_host::queue();
+    }
+    void TearDown() override { lib_stop(qos_velmar_state.lib); }
+    void start(bool agent)
+    {
+        qos_velmar_state.is_agent = agent;
+        ASSERT_EQ(qosKorInit(), 0);
+        lib = qos_velmar_state.lib;
+        cli = printer.cli(CONFIG_MODE);
+    }
+    // Runs a command in the configuration mode: its result. What it printed is in `printer`.
+    int run(const char *text)
+    {
+        cli.mode = CONFIG_MODE;
+        printer.text.clear();
+        return cli_execute(lib->ctree, &cli, text);
+    }
+    std::string current() const { return cli.ifindex_obj ? static_cast<interface_t *>(cli.ifindex_obj)->name : ""; }
+
+    lib_instance_t *lib = nullptr;
+    Printer printer;
+    cli_t cli = {};
+};
+
+TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
+{
+    qosRegisterKORModule();
+    EXPECT_STREQ(qosModuleName(QOS_MOD_KOR), "QOS KOR");
+    start(true);
+    EXPECT_EQ(lib->protocol, 48u);
+    EXPECT_EQ(lib->vss_handle, 21);
+    EXPECT_EQ(lib->ctree, nullptr);
+    ASSERT_EQ(fake_host::errors.size(), 1u);
+    EXPECT_NE(fake_host::errors[0].find("): dorvmd: Bailing out\n"), std::string::npos);
+    // A post now wakes the scheduler that is started next.
+    thread_asp_start(
+        lib, [](void *) {}, qos_velmar_state.msgq);
+    fake_host::post(11);
+    char byte;
+    EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
+}
+
+TEST_F(KorTest, TheManagerInstallsItsCommandsByMode)
+{
+    start(false);
+    EXPECT_EQ(lib->protocol, 47u);
+    EXPECT_TRUE(lib->ctree->mode[VLAN_INTERFACE_MODE].has_default);
+    EXPECT_FALSE(lib->ctree->mode[EXEC_MODE].has_default);
+    EXPECT_EQ(lib->ctree->mode[INTERFACE_MODE].config_write, qos_if_config_write);
+    EXPECT_EQ(cli_install_default(lib->ctree, MAX_MODE + 1), -1);
+
+    cli.mode = EXEC_MODE;
+    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory statistics"), 0);
+    EXPECT_EQ(cli_execute(lib->ctree, &cli, "show dorvmd memory"), CLI_INCOMPLETE);
+    EXPECT_EQ(run("show dorvmd memory statistics"), CLI_NO_COMMAND); // another mode
+    EXPECT_EQ(run("interface vlan 2 3"), CLI_NO_COMMAND);
+}
+
+TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
+{
+    start(false);
+    static const cli_element_t ping = {"interface v VLAN_INTF_ID", [](cli_t *, int, char **) { return 77; }, nullptr};
+    ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0);
+    ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0); // a second time changes nothing
+    EXPECT_EQ(lib->ctree->mode[CONFIG_MODE].tail->element, &ping);
+    const struct {
+        const char *text;
+        int result;
+        const char *choices; // at its end
+        const char *tail;    // what Tab adds
+    } cases[] = {
+        {"", CLI_NO_COMMAND, "interface no exit end", ""},
+        {"e", CLI_AMBIGUOUS, "exit end", ""},
+        {"ex", 0, "exit", "it "},
+        {"in", CLI_INCOMPLETE, "interface", "terface "},
+        {"int ", CLI_INCOMPLETE, "tengigabitethernet vlan port-channel v", ""},
+        {"int vl 7", 0, "VLAN_INTF_ID", ""},
+        {"int v 7", 77, "VLAN_INTF_ID", ""}, // a whole word wins over a longer one
+        {"  no  int  p ", CLI_INCOMPLETE, "<1-6144>", ""},
+        {"no interface port-channel 9 ", 0, "<cr>", ""},
+        {"no interface port-channel 9 9", CLI_NO_COMMAND, "", ""},
+        {"interfaces", CLI_NO_COMMAND, "", ""},
+        {"x y", CLI_NO_COMMAND, nullptr, ""},
+        {"e y", CLI_AMBIGUOUS, nullptr, ""},
+        {"1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17", CLI_NO_COMMAND, nullptr, ""},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(run(c.text), c.result) << c.text;
+        cli_choice_t choices[8];
+        const int count = cli_choices(lib->ctree, CONFIG_MODE, c.text, choices, 8);
+        EXPECT_EQ(count < 0, c.choices == nullptr) << c.text;
+        std::string words;
+        for (int i = 0; i < count; ++i)
+            words += (i ? " " : "") + std::string(choices[i].word, choices[i].length);
+        EXPECT_EQ(words, c.choices ? c.choices : "") << c.text;
+        char tail[32];
+        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, c.text, tail, sizeof tail), strlen(c.tail)) << c.text;
+        EXPECT_STREQ(tail, c.tail) << c.text;
+    }
+    // As far as the choices agree.
+    char tail[32];
+    static const cli_element_t show = {"show dorvmd mi statistics", ping.handler, nullptr};
+    ASSERT_EQ(cli_install_gen(lib->ctree, EXEC_MODE, 1, 0, &show), 0);
+    EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "show dorvmd m", tail, sizeof tail), 0u);
+    EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "sh d", tail, sizeof tail), 6u);
+}
+
+TEST_F(KorTest, ModesAreEnteredAndLeft)
+{
+    start(false);
+    ASSERT_EQ(cli_open(lib->ctree, &cli), 0);
+    cli_t other = printer.cli(CONFIG_MODE);
+    cli_t closed = printer.cli(CONFIG_MODE);
+    ASSERT_EQ(cli_open(lib->ctree, &other), 0);
+    ASSERT_EQ(cli_open(lib->ctree, &closed), 0);
+    for (cli_t *context : {&cli, &other, &closed})
+        ASSERT_EQ(cli_execute(lib->ctree, context, "interface port-channel 3"), 0);
+    cli_close(lib->ctree, &closed);
+    const std::tuple<const char *, int, int> steps[] = {{"interface vlan 3", PORT_CHANNEL_MODE, CLI_NO_COMMAND},
+                                                        {"exit", CONFIG_MODE, 0},
+                                                        {"exit", EXEC_MODE, 0},
+                                                        {"end", EXEC_MODE, CLI_NO_COMMAND},
+                                                        {"conf t", CONFIG_MODE, 0},
+                                                        {"interface vlan 3", VLAN_INTERFACE_MODE, 0},
+                                                        {"end", EXEC_MODE, 0},
+                                                        {"exit", EXEC_MODE, CLI_SESSION_ENDED}};
+    for (const auto &[text, mode, result] : steps) {
+        EXPECT_EQ(cli_execute(lib->ctree, &cli, text), result) << text;
+        EXPECT_EQ(cli.mode, mode) << text;
+    }
+    // A deleted interface is no longer current anywhere; a closed context is left alone.
+    EXPECT_EQ(run("no interface port-channel 3"), 0);
+    EXPECT_EQ(current(), "vlan0.3");
+    EXPECT_EQ(other.ifindex_obj, nullptr);
+    EXPECT_NE(closed.ifindex_obj, nullptr);
+}
+
+TEST_F(KorTest, NumbersAreChecked)
+{
+    start(false);
+    const std::tuple<const char *, int, const char *> cases[] = {
+        {"interface port-channel 6144", 0, ""},
+        {"interface port-channel 6145", 1, "% Error: Invalid admin-key value.\n"},
+        {"interface port-channel 0", 1, "% Error: Invalid admin-key value.\n"},
+        {"no interface port-channel 12x", 1, "% Error: Invalid admin-key value.\n"},
+        {"interface vlan 4094", 0, ""},
+        {"interface vlan 4095", 1, "% Error: Invalid VLAN id value.\n"},
+        {"interface vlan 99999999999", 1, "% Error: Invalid VLAN id value.\n"},
+        {"no interface vlan 4094", 1, "% Error: Invalid VLAN id value.\n"},
+        {"no interface vlan 3583", 0, ""},
+        {"no interface vlan 1", 1, "% Error: Invalid VLAN id value.\n"},
+    };
+    for (const auto &[text, result, said] : cases) {
+        EXPECT_EQ(run(text), result) << text;
+        EXPECT_EQ(printer.text, said) << text;
+    }
+}
+
+TEST_F(KorTest, InterfacesComeGoAndAreForgotten)
+{
+    start(false);
+    ASSERT_EQ(run("interface vlan 5"), 0);
+    EXPECT_EQ(current(), "vlan0.5");
+    EXPECT_EQ(cli.mode, VLAN_INTERFACE_MODE);
+    EXPECT_EQ(ifg_lookup_by_index(&lib->ifg, 0x48000005), cli.ifindex_obj);
+    const void *first = cli.ifindex_obj;
+    run("interface vlan 5");
+    EXPECT_EQ(cli.ifindex_obj, first);
+
+    // One that the context holds stays.
+    ASSERT_EQ(cli_if_add(lib->ctree, &cli, "vlan0.5"), 0);
+    EXPECT_EQ(run("no interface vlan 5"), 0);
+    EXPECT_NE(ifg_lookup_by_name(&lib->ifg, "vlan0.5"), nullptr);
+    cli_if_clear(lib->ctree, &cli);
+    EXPECT_EQ(run("no interface vlan 5"), 0);
+    EXPECT_EQ(current(), "");
+    EXPECT_EQ(ifg_lookup_by_index(&lib->ifg, 0x48000005), nullptr);
+    const std::string index = std::to_string(0x48000005);
+    EXPECT_EQ(fake_host::calls,
+              (std::vector<std::string>{"nsm_lib_send_ifg_delete " + index, "imi_client_clear_index " + index}));
+
+    // In Standby the network services are not told.
+    fake_host::calls.clear();
+    qos_velmar_state.stage = QOS_STAGE_STANDBY;
+    run("interface vlan 6");
+    run("interface port-channel 7");
+    run("no interface vlan 6");
+    EXPECT_EQ(current(), "po7"); // another one stays current
+    EXPECT_EQ(fake_host::calls.size(), 1u);
+    static_cast<interface_t *>(cli.ifindex_obj)->info = calloc(1, 8);
+    EXPECT_EQ(run("no interface port-channel 7"), 0);
+    EXPECT_EQ(current(), "");
+    EXPECT_EQ(run("no interface port-channel 7"), 0);
+}
+
+TEST_F(KorTest, AnExternalPortMustBeKnown)
+{
+    start(false);
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 8);
+    EXPECT_EQ(cli.mode, INTERFACE_MODE);
+    EXPECT_EQ(current(), "");
+    interface_t *port = ifg_get_by_name(&lib->ifg, "te1/2");
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 0);
+    EXPECT_EQ(current(), "te1/2");
+    port->config_locked = 1;
+    EXPECT_EQ(run("interface tengigabitethernet 1/2"), 0);
+    EXPECT_EQ(cli.mode, CONFIG_MODE);
+}
+
+} // namespace

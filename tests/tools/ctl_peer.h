@@ -1,0 +1,101 @@
+// What the tests of dorvctl share: a run directory of their own, processes on the other side that follow a script, and
+// the program itself.
+#ifndef TESTS_TOOLS_CTL_PEER_H
+#define TESTS_TOOLS_CTL_PEER_H
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/peer.h"
+#include "tools/batch.h"
+#include "tools/error.h"
+#include "tools/report.h"
+#include "velmar/mi6.h"
+#include "velmar/run.h"
+
+// The run directory of this test process, made before anything asks for it and removed at the end.
+struct ownRun : testing::Environment {
+    static std::string path;
+    void SetUp() override
+    {
+        path = makeRunDir();
+        setenv("VELMAR_RUN", path.c_str(), 1);
+        char error[256];
+        ASSERT_STREQ(velmar_run_dir(error, sizeof error), path.c_str());
+    }
+    void TearDown() override { std::filesystem::remove_all(path); }
+};
+inline std::string ownRun::path;
+inline testing::Environment *const environment = testing::AddGlobalTestEnvironment(new ownRun);
+
+// A process on the other side, which hands each datagram to `serve` with its sender's path.
+class peer {
+public:
+    using server = std::function<void(peer &, const std::string &data, const std::string &from)>;
+
+    peer(const std::string &folder, const std::string &name, server serve)
+        : socket_(ownRun::path + "/" + folder + "/" + name + "." + std::to_string(getpid()),
+                  [this, serve](const Datagram &got) {
+                      serve(*this, std::string(got.bytes.begin(), got.bytes.end()), got.from);
+                  })
+    {
+    }
+    int descriptor() const { return socket_.sock.fd; }
+    void reply(const std::string &data, const std::string &to) const { socket_.sock.send(to, data); }
+
+    // Sends to every manager's socket, as the agent of a slot.
+    void tellManagers(const ctlBytes &bytes, unsigned slot = 1, const std::string &service = "qosMI") const
+    {
+        mi6_addr_t own{};
+        own.family = 58;
+        service.copy(own.service, sizeof own.service - 1);
+        own.slot_mask = static_cast<uint16_t>(1u << (slot - 1));
+        own.flags = 2;
+        const auto *head = reinterpret_cast<const uint8_t *>(&own);
+        for (const auto &entry : std::filesystem::directory_iterator(ownRun::path + "/mi6"))
+            if (entry.path().filename().string().starts_with(service + ".mgr."))
+                socket_.sock.send(entry.path(), Bytes(head, head + sizeof own) + bytes);
+    }
+
+private:
+    Server socket_;
+};
+
+using words = std::vector<std::string>;
+
+struct outcome {
+    int exit;
+    std::string out, err;
+    ctlJson json() const { return ctlJson::parse(out); }
+};
+
+inline ctlError_t errorOf(const std::function<void()> &act)
+{
+    try {
+        act();
+    } catch (const ctlError_t &error) {
+        return error;
+    }
+    return {CTL_DONE, ""};
+}
+
+// Runs the program: it must end with `exit` and say `says`. Wrong use costs one line.
+inline void expectProgram(const char *arguments, int exit, const char *says)
+{
+    FILE *pipe = popen((std::string(DORVCTL_BINARY " ") + arguments + " 2>&1").c_str(), "r");
+    std::string said(8192, '\0');
+    said.resize(fread(said.data(), 1, said.size(), pipe));
+    while (fgetc(pipe) != EOF)
+        ;
+    const int status = pclose(pipe);
+    ASSERT_TRUE(WIFEXITED(status)) << arguments;
+    EXPECT_EQ(WEXITSTATUS(status), exit) << arguments << ": " << said;
+    EXPECT_NE(said.find(says), std::string::npos) << arguments << ": " << said;
+    EXPECT_TRUE(exit != CTL_USAGE || std::count(said.begin(), said.end(), '\n') == 1) << said;
+}
+
+#endif

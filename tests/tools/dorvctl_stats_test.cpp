@@ -1,0 +1,333 @@
+// dorvctl's statistics: which requests leave, what tables and rates come of the replies, and what a screen gets to see.
+// The agent is a plain socket with a script, bound where a real one would be.
+#include "tools/stats.h"
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <sstream>
+#include <unistd.h>
+
+#include "tests/tools/ctl_peer.h"
+#include "tools/error.h"
+#include "tools/report.h"
+#include "tools/top.h"
+#include "tools/values.h"
+
+namespace {
+
+void put(ctlMessage_t &message, const std::string &field, const std::string &value)
+{
+    const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
+    ctlSetText(body, message.body, ctlFindField(body, field), value);
+}
+
+uint32_t get(const ctlMessage_t &message, const char *field)
+{
+    return static_cast<uint32_t>(
+        ctlReadInteger(*ctlField(ctlBodyOf(*qosMsgInfo(message.code)), field), message.body, 0));
+}
+
+constexpr const char *AGENT = "qosMIStats.lc1";
+std::atomic<int> batches;
+
+// The statistics end of an agent of slot 1: `fill` makes a reply of each request, which begins as a success.
+peer::server answers(std::function<void(ctlMessage_t &)> fill)
+{
+    return [fill](peer &self, const std::string &data, const std::string &) {
+        batches++;
+        std::vector<ctlMessage_t> batch = ctlDecode(ctlBytes(data.begin() + 20, data.end())).messages;
+        for (ctlMessage_t &message : batch) {
+            message.ack = 1;
+            EXPECT_EQ(get(message, "status"), static_cast<uint32_t>(-99));
+            put(message, "status", "0");
+            fill(message);
+        }
+        self.tellManagers(ctlEncode(batch), 1, "qosMIStats");
+    };
+}
+
+outcome stats(ctlStatsOptions_t asked, bool json = true)
+{
+    ctlOptions_t options;
+    options.json = json;
+    std::ostringstream out, err;
+    const int exit = ctlShowStats(options, asked, out, err);
+    return {exit, out.str(), err.str()};
+}
+
+} // namespace
+
+TEST(Stats, WordsChooseTheRequests)
+{
+    const struct {
+        ctlStatsOptions_t asked;
+        std::vector<unsigned> codes;
+        const char *hex; // how the last body begins
+    } rows[] = {
+        {{{"queue", "0/1"}}, {30}, "18008000ffffff9d0000"},
+        {{{"queue", "1/1..1/3", "fo1/2", "1/2"}}, {30, 30, 30, 30}, "18413000"},
+        {{{"flow-control", "te1/3@1,0x0c000001"}}, {29, 29}, "0c000001"},
+        {{{"buffers", "1/3"}}, {51, 52}, "18418000"},
+        {{{"buffers", "1/3", "tmc"}, "", "1,2,3,4"}, {61, 62}, "18418000ffffff9d01020304"},
+        {{{"buffers", "egress", "tmc-chip", "1/3"}}, {60}, "18418000"},
+        {{{"queue-state", "plc", "1/3"}}, {53, 54}, "18418000"},
+        {{{"red", "1/3@1"}}, {35}, "88410000ffffff9d000000000000000100020003000400050006000718418001"},
+        {{{"tmc", "1/3@1"}}, {48}, "ffffff9d8841000000000009"},
+        {{{"policers", "1/3"}, "7,9"}, {40}, "88400000ffffff9d000000000002184180000000000700"},
+        {{{"policers", "egress", "all"}, "7,9"}, {40, 40}, "8bc00000ffffff9d0000000100018bc000000000000900"},
+    };
+    for (const auto &row : rows) {
+        std::vector<unsigned> codes;
+        std::string hex;
+        for (const ctlStatsQuery_t &query : ctlPlanStats(row.asked)) {
+            codes.push_back(query.message.code);
+            hex = ctlFormatHex(query.message.body.data(), query.message.body.size());
+        }
+        EXPECT_EQ(codes, row.codes) << row.hex;
+        EXPECT_EQ(hex.substr(0, std::strlen(row.hex)), row.hex);
+    }
+    EXPECT_EQ(ctlPlanStats({{"policers", "1/3"}, "1..70"}).size(), 3u);
+
+    const struct {
+        ctlStatsOptions_t asked;
+        const char *says;
+    } refused[] = {
+        {{{}}, "kind is missing"},
+        {{{"queues"}}, "the nearest is queue "},
+        {{{"queue", "eth0"}}, "'eth0' is neither"},
+        {{{"queue", "egress"}}, "'egress' is neither"},
+        {{{"queue-state", "egress", "tmc", "1/3"}}, "nothing that is both egress and tmc"},
+        {{{"queue", "1/3"}, "1"}, "--ids goes with policers"},
+        {{{"policers", "1/3"}}, "--ids"},
+        {{{"voq", "1/3"}, "", "1,2"}, "4 values"},
+        {{{"red", "0x00000001"}}, "on no chip"},
+    };
+    for (const auto &row : refused) {
+        const ctlError_t error = errorOf([&] { ctlPlanStats(row.asked); });
+        EXPECT_EQ(error.exit, CTL_USAGE);
+        EXPECT_NE(error.text.find(row.says), std::string::npos) << row.says << ": " << error.text;
+    }
+}
+
+TEST(Stats, TablesOfReplies)
+{
+    peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
+                  if (message.code == 30) {
+                      put(message, "counter1[3]", "18446744073709551615");
+                      put(message, "counter2[3]", "x:");
+                      put(message, "total[1]", "77");
+                  } else if (message.code == 65) {
+                      put(message, "num_reasons", "2");
+                      put(message, "records.text", std::string(45, 'A') + ",\x1b[2J\x9b");
+                      put(message, "records.counter", "5,6");
+                  } else if (message.code == 35 && get(message, "ifindex") == 0x18408000) {
+                      put(message, "records_valid", "1");
+                      put(message, "records[0].counter[7]", "9");
+                  } else if (message.code == 35) {
+                      put(message, "mrl_counter[5]", "8");
+                  } else if (message.code == 61) {
+                      put(message, "pair260[6]", "1");
+                      put(message, "pair260[7]", "2");
+                  } else if (message.code == 48) {
+                      put(message, "tmc_id", "-1");
+                  } else if (message.code == 40) {
+                      put(message, "num_records", "64"); // more than are there
+                      put(message, "records.counter[2]", std::to_string(100 * get(message, "records.policer_id")));
+                  }
+              }));
+    const outcome queue = stats({{"queue", "0/1"}, "", "", 0, true}, false);
+    EXPECT_EQ(queue.out, "te0/1  queue\n"
+                         "priority             tx frames  tx bytes  rx frames  rx bytes\n"
+                         "                      [frames]   [bytes]   [frames]   [bytes]\n"
+                         "3         18446744073709551615         0          0         0\n"
+                         "total                        0        77          0         0\n");
+    EXPECT_EQ(stats({{"flow-control", "0/1..0/2"}, "", "", 0, true}, false).out, "all zero\n");
+
+    ctlJson rows = stats({{"drop-reasons", "1/1"}, "", "", 0, true}).json()[0]["rows"];
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0]["row"], std::string(45, 'A'));
+    EXPECT_EQ(rows[1]["frames"], 6);
+    const std::string shown = stats({{"drop-reasons", "1/1"}, "", "", 0, true}, false).out;
+    EXPECT_NE(shown.find("\n\\x1b[2J\\x9b  "), std::string::npos) << shown;
+    const ctlJson red = stats({{"red", "1/1,1/2"}}).json();
+    ASSERT_EQ(red[0]["rows"].size(), 1u);
+    EXPECT_EQ(red[0]["rows"][0]["level3_bytes"], 9);
+    ASSERT_EQ(red[1]["rows"].size(), 1u);
+    EXPECT_EQ(red[1]["rows"][0]["red_bytes"], 8);
+    EXPECT_TRUE(red[1]["rows"][0]["level3_frames"].is_null()) << "that family has three levels";
+    rows = stats({{"buffers", "tmc", "ingress", "1/1"}, "", "", 0, true}).json()[0]["rows"];
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0]["v3"], (uint64_t{1} << 32) + 2);
+    EXPECT_EQ(stats({{"tmc", "chip1/0"}}).json()[0]["rows"][0]["id"], -1);
+    const ctlJson sums = stats({{"policers", "all"}, "5..7", "", 0, false}).json();
+    ASSERT_EQ(sums.size(), 1u) << "three messages, one table";
+    ASSERT_EQ(sums[0]["rows"].size(), 3u);
+    EXPECT_EQ(sums[0]["rows"][2]["row"], "7");
+    EXPECT_EQ(sums[0]["rows"][2]["violate"], 700);
+}
+
+TEST(Stats, RatesComeOfTwoReads)
+{
+    std::atomic<int> reads{0};
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
+                  if (message.code == QOS_GET_PORTPRI_BUFFERS)
+                      return put(message, "tailDropThreshold", "5000");
+                  const bool second = ++reads > 2;
+                  if (message.code == 25) {
+                      EXPECT_EQ(get(message, "port_threshold"), 5000u) << "what the agent is to divide";
+                      put(message, "threshold", second ? "900*8" : "100*8");
+                      put(message, "drop_total", second ? "1000" : "400");
+                  } else {
+                      put(message, "num_reasons", second ? "3" : "2");
+                      put(message, "records.text", second ? "Unknown,NEW,Unknown" : "Unknown,Unknown");
+                      put(message, "records.counter", second ? "50,30,60" : "10,90");
+                  }
+              }));
+    const auto rate = [](const ctlJson &table, size_t row, const char *column) {
+        return std::lround(table["rows"][row]["rates"][column].get<double>() * table["seconds"].get<double>());
+    };
+    const ctlJson depth = stats({{"rcv-queue", "1/1,1/2"}, "", "", 0.02, false}).json()[1];
+    EXPECT_GE(depth["seconds"], 0.02);
+    EXPECT_EQ(rate(depth, 8, "dropped"), 600);
+    EXPECT_EQ(depth["rows"][8]["dropped"], 1000);
+    EXPECT_EQ(depth["rows"][0]["threshold"], 900);
+    EXPECT_EQ(depth["rows"][0]["rates"], ctlJson::object()) << "a threshold has no rate";
+    reads = 1;
+    const ctlJson reasons = stats({{"drop-reasons", "1/1"}, "", "", 0.02, false}).json()[0];
+    EXPECT_EQ(rate(reasons, 0, "frames"), 40);
+    EXPECT_EQ(rate(reasons, 1, "frames"), 30) << "a reason that was not there";
+    EXPECT_EQ(rate(reasons, 2, "frames"), 60) << "cleared in between";
+    reads = 0;
+    const std::string text = stats({{"rcv-queue", "1/1"}, "", "", 0.02, true}, false).out;
+    EXPECT_NE(text.find("[frames/s]"), std::string::npos) << text;
+}
+
+TEST(Stats, FailuresAreNamedAndTheRestIsShown)
+{
+    ctlStatsOptions_t asked{{"queue", "1/1..1/4"}};
+    EXPECT_EQ(stats(asked).exit, CTL_SILENT) << "nobody is there";
+    std::ostringstream out, err;
+    EXPECT_EQ(ctlTop({}, {{"1/1"}, 5, 0}, {false, -1, 24}, out, err), CTL_SILENT);
+    batches = 0;
+    peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
+                  const uint32_t port = get(message, "ifindex") >> 15 & 127;
+                  put(message, "status", port == 1 ? "25" : port == 2 ? "-99" : "0");
+                  message.ack = port != 3;
+              }));
+    const outcome result = stats(asked);
+    EXPECT_EQ(result.exit, CTL_FAILED);
+    for (const char *says : {"te1/1 queue: status 25, unknown interface", "te1/2 queue: the agent left the request",
+                             "te1/3 queue: the agent passed the request over"})
+        EXPECT_NE(result.err.find(says), std::string::npos) << result.err;
+    const ctlJson json = result.json();
+    ASSERT_EQ(json.size(), 4u);
+    EXPECT_EQ(json[0]["rows"], ctlJson::array());
+    EXPECT_EQ(json[0]["status"], 25);
+    EXPECT_EQ(json[3]["rows"].size(), 9u);
+    EXPECT_EQ(batches, 1);
+    EXPECT_EQ(ctlTop({}, {{"1/1,1/5"}, 0.02, 1}, {false, -1, 24}, out, err), CTL_FAILED);
+    EXPECT_NE(err.str().find("te1/1: status 25"), std::string::npos) << err.str();
+    batches = 1;
+    stats({{"drop-reasons", "1/4,1/5"}});
+    EXPECT_EQ(batches, 3) << "a batch has room for one";
+}
+
+TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
+{
+    const auto portsOf = [](const words &asked) {
+        std::vector<uint32_t> ports;
+        for (const ctlStatsQuery_t &query : ctlPlanStats({asked}))
+            ports.push_back(query.ifindex);
+        return ports;
+    };
+    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
+    std::string answer = "ok Chip 8 (1/0):\nInterface Name  ifIndex    ChipId     ChipIfIndex\n"
+                         "te1/3\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n\tL2 Pri Info:\n"
+                         "te1/4\n\tifindex = 0x18420001, ChipId = 9, Chip IfIndex = 0x88410000\n"
+                         "po1\n\tifindex = 0x24000001, ChipId = -1, Chip IfIndex = 0x00000000\n";
+    peer control("ctl", "dorvald", [&](peer &self, const std::string &command, const std::string &from) {
+        EXPECT_EQ(command, "cli show dorvmd interface all");
+        self.reply(answer, from);
+    });
+    using list = std::vector<uint32_t>;
+    EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
+    EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
+    EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
+    EXPECT_EQ(errorOf([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
+    answer += "(cut: the output is longer than an answer takes)\n";
+    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
+}
+
+TEST(Stats, ClearsOnePortOrAll)
+{
+    std::string bodies;
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
+                  bodies +=
+                      std::to_string(message.code) + ":" + ctlFormatHex(message.body.data(), message.body.size()) + " ";
+                  put(message, "status", get(message, "ifindex") == 0x18420000 ? "22" : "0");
+              }));
+    std::ostringstream out, err;
+    EXPECT_EQ(ctlClearStats({}, {}, out, err), CTL_DONE);
+    EXPECT_EQ(ctlClearStats({}, {"1/3..1/4"}, out, err), CTL_FAILED);
+    EXPECT_EQ(bodies, "41:000000008bc000000000000100000000 "
+                      "41:00000000184180000000000000000000 41:00000000184200000000000000000000 ");
+    EXPECT_EQ(out.str(), "all  cleared\nte1/3  cleared\n");
+    EXPECT_EQ(err.str(), "dorvctl: te1/4: status 22, driver refused\n");
+}
+
+TEST(Stats, TopPutsTheBusiestFirst)
+{
+    std::atomic<uint64_t> reads{0};
+    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
+                  const uint64_t n = ++reads;
+                  const bool second = get(message, "ifindex") == 0x18410000;
+                  put(message, second ? "counter2[5]" : "counter4[1]",
+                      std::to_string(n * (second ? 5000000 : 1000000)));
+                  put(message, "total[0]", std::to_string(n * 900000000));
+              }));
+    ctlTop_t top{{"1/1,1/2"}, 0.02, 2};
+    std::ostringstream out, err;
+    EXPECT_EQ(ctlTop({}, top, {false, -1, 24}, out, err), CTL_DONE);
+    const std::string text = out.str();
+    EXPECT_EQ(reads, 6u) << "one read ahead of two tables";
+    EXPECT_EQ(text.rfind("2 busy queues on 2 ports", 0), 0u) << text;
+    EXPECT_LT(text.find("te1/2      5"), text.find("te1/1      1")) << text;
+    EXPECT_NE(text.find("2 busy queues", 1), std::string::npos) << "the second table";
+    EXPECT_EQ(text.find('\033'), std::string::npos);
+
+    // On a terminal it goes on until a key, however long the interval; the table is cut to the screen.
+    int keys[2];
+    ASSERT_EQ(pipe(keys), 0);
+    std::thread finger([&] {
+        for (const uint64_t before = reads; reads < before + 8;)
+            poll(nullptr, 0, 1);
+        EXPECT_EQ(write(keys[1], "q", 1), 1);
+    });
+    top.count = 0;
+    out.str("");
+    EXPECT_EQ(ctlTop({}, top, {true, keys[0], 4, 14}, out, err), CTL_DONE);
+    finger.join();
+    EXPECT_NE(out.str().find("\033[H2 busy queues"), std::string::npos);
+    EXPECT_EQ(out.str().find("te1/1"), std::string::npos) << "no room for a second queue";
+    EXPECT_EQ(out.str().find("frames"), std::string::npos) << "no room for a third column";
+    EXPECT_EQ(out.str().substr(out.str().size() - 6), "\033[?25h") << "the cursor is back";
+    close(keys[0]);
+    close(keys[1]);
+}
+
+// The program: options reach the request, wrong use costs one line.
+TEST(Stats, ProgramReadsItsOptions)
+{
+    const std::tuple<const char *, int, const char *> rows[] = {
+        {"stats", CTL_USAGE, "kind is required"},
+        {"stats queue 1/1 --rate 0", CTL_USAGE, "--rate"},
+        {"stats policers 1/1 --ids 1..3 --slot 4", CTL_SILENT, "on slot 4"},
+        {"stats -j queue 1/1", CTL_SILENT, "[]"},
+        {"stats --help", CTL_DONE, "buffers [ingress|egress] [port|plc|tmc|tmc-chip]"},
+        {"clear stat", CTL_USAGE, "the nearest is stats"},
+        {"top 1/1 --interval 0.05 --count 1", CTL_SILENT, "no agent"},
+    };
+    for (const auto &[arguments, exit, says] : rows)
+        expectProgram(arguments, exit, says);
+}

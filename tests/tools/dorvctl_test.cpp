@@ -1,0 +1,677 @@
+// dorvctl: values and names as a person types them, the bytes that leave, and what its exit status says about echoes.
+// The agent here is a plain socket with a script, bound where a real one would be.
+#include "tests/tools/ctl_peer.h"
+#include "tools/batch.h"
+
+#include <fstream>
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "tools/commands.h"
+#include "tools/complete.h"
+#include "tools/error.h"
+#include "tools/node.h"
+#include "tools/report.h"
+#include "tools/scenario.h"
+#include "tools/show.h"
+#include "tools/text.h"
+#include "tools/values.h"
+
+namespace {
+
+std::string hexOf(const ctlBytes &bytes)
+{
+    return ctlFormatHex(bytes.data(), bytes.size());
+}
+
+std::string zeros(size_t bytes)
+{
+    return std::string(2 * bytes, '0');
+}
+
+// The bytes of one batch with sequence numbers from 0x11 on.
+std::string batchHex(const words &typed, const std::vector<ctlAssign_t> &extra = {})
+{
+    std::vector<ctlMessage_t> batch = ctlParseWords(typed, extra);
+    uint8_t next = 0x11;
+    ctlNumber(batch, next);
+    return hexOf(ctlEncode(batch));
+}
+
+// What a refusal of wrong use says; empty if there was none.
+std::string refusal(const std::function<void()> &act)
+{
+    const ctlError_t error = errorOf(act);
+    EXPECT_TRUE(error.exit == CTL_USAGE || error.exit == CTL_DONE) << error.text;
+    EXPECT_EQ(error.text.find('\n'), std::string::npos) << error.text;
+    return error.text;
+}
+
+// An agent of slot 1 that answers each batch with what `script` makes of it.
+peer::server agent(std::function<void(peer &, std::vector<ctlMessage_t>)> script)
+{
+    return [script](peer &self, const std::string &data, const std::string &) {
+        ASSERT_GE(data.size(), 20u);
+        EXPECT_EQ(hexOf(ctlBytes(data.begin() + 16, data.begin() + 20)), "00000008"); // no slot, a manager's flag
+        script(self, ctlDecode(ctlBytes(data.begin() + 20, data.end())).messages);
+    };
+}
+
+void setStatus(ctlMessage_t &message, uint8_t ack, uint32_t status)
+{
+    const wireField *field = ctlField(ctlBodyOf(*qosMsgInfo(message.code)), "status");
+    message.ack = ack;
+    if (field != nullptr)
+        ctlWriteInteger(*field, message.body, 0, status);
+}
+
+outcome send(const words &typed, ctlOptions_t options = {})
+{
+    std::ostringstream out, err;
+    const int exit = ctlSendBatches(options, {ctlParseWords(typed, {})}, out, err);
+    return {exit, out.str(), err.str()};
+}
+
+} // namespace
+
+TEST(Dorvctl, FindsMessagesByEveryFormOfTheirName)
+{
+    for (const char *text : {"QOS_COSTRUST_MSG", "COSTRUST", "costrust", "qos_costrust", "CosTrust_msg", "4", "04"})
+        EXPECT_EQ(ctlFindMessage(text).code, 4) << text;
+    EXPECT_EQ(ctlFindMessage("clear-dbg-stats").code, 67);
+    EXPECT_EQ(ctlFindMessage("get_portpri_buffers").code, 42);
+    for (unsigned code = 0; code < QOS_MSG_CODES; code++)
+        EXPECT_EQ(ctlFindMessage(ctlMessageName(code)).code, code);
+
+    EXPECT_EQ(ctlNearest("abcd", {"abxy", "abdc"}), "abdc"); // a swap is one slip
+    const std::pair<const char *, const char *> rows[] = {
+        {"COSTURST", "COSTRUST"}, {"dscptc", "DSCPTCMAP"}, {"QOS_POLICER_ADD_MSG", "POL_POLICER_ADD"},
+        {"79", "0 to 78"},        {"", "nearest"},         {"99999999999999", "0 to 78"}};
+    for (const auto &[typed, nearest] : rows)
+        EXPECT_NE(refusal([&] { ctlFindMessage(typed); }).find(nearest), std::string::npos) << typed;
+}
+
+TEST(Dorvctl, ReadsAndShowsInterfaces)
+{
+    const struct {
+        const char *text;
+        uint32_t ifindex;
+    } rows[] = {{"te1/3", 0x18418000}, {"te1/3@1", 0x18418001}, {"te15/127@7", 0x1bff8007}, {"ge0/1", 0x1800a000},
+                {"fo2/0", 0x18803000}, {"chip1/0", 0x88400000}, {"chip14/7", 0x8b870000},   {"all", 0x8bc00000}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(ctlParseInterface(row.text), row.ifindex) << row.text;
+        EXPECT_EQ(ctlFormatInterface(row.ifindex), row.text);
+    }
+    // Bits that a name would lose, other types, and slot 15 of the chips have no name.
+    for (const uint32_t ifindex : {0x18418008u, 0x18419000u, 0x88400001u, 0x8bc10000u, 0x0c000000u, 0u})
+        EXPECT_EQ(ctlFormatInterface(ifindex), "") << ifindex;
+    for (const char *text : {"te16/0", "te1/128", "te1/3@8", "te1", "te1/", "te1/3x", "chip15/0", "chip1/8", "chip1"})
+        EXPECT_NE(refusal([&] { ctlParseInterface(text); }), "") << text;
+    for (const char *text : {"", "te", "tea", "po1", "ALL"})
+        EXPECT_FALSE(ctlParseInterface(text)) << text;
+}
+
+TEST(Dorvctl, BuildsBatchesByteForByte)
+{
+    const std::string name = "7465312f33"; // "te1/3"
+    const std::pair<words, std::string> rows[] = {
+        {{"COSTRUST", "ifindex=te1/3", "ifName=te1/3", "chip_ifindex=chip1/0", "def_tc=0xA", "cos_trust=-2",
+          "cos_map=0..7", "tc_map=7*8", "tc_map[3]=5", "status=99"},
+         "040036110018418000" + name + zeros(15) + "88400000000afffffffe0001020304050607070707050707070700000063"},
+        {{"AGTREG", "slot_id=1", "+", "67", "@raw=ab:cd", "@seq=200", "+", "3", "@len=2"},
+         "000004110000000001430002c800abcd03000212000000"},
+        {{"POL_STATS_CLR_ALL", "ifindex=all", "@len=10"}, "2d000a11008bc00000000000000000"},
+        {{"IVQ_RED_CHIP_CFG", "data.ifIndex=te1/1,te1/2", "data[1].pfc_map=0x81"},
+         "2f001e1100000000000000000200000000000000001840800000000000001841000081"},
+        {{"IVQ_RED_CHIP_CFG", "numEntries=1", "@tail=ff"}, "2f00151100000000000000000100000000ff" + zeros(8)},
+        {{"POL_STATS_CLR", "stats_clr_data[1].policer_id=7"},
+         "2c00211100" + zeros(12) + "0000000200" + zeros(12) + "00000007"},
+        {{"GET_POL_STATS"}, "2800961100" + zeros(14 + 136)}, // the first record is read though the count is 0
+        {{"GET_VOQ_STATS", "selector=x:0102", "counter[13]=0xffffffffffffffff"},
+         "4000a81100" + zeros(8) + "0102" + zeros(42 + 104) + "ffffffffffffffff" + zeros(4)},
+        {{"RED_MONITOR_STATS", "records[0].tmc_type=x:01020304"},
+         "4c00301100" + zeros(8) + "00000001" + zeros(4) + "01020304" + zeros(28)},
+        {{"SCH", "sch_cfg.dwrr_weight[7]=9", "@len=112"}, "1300701100" + zeros(108) + "00000009"},
+    };
+    for (const auto &[typed, hex] : rows)
+        EXPECT_EQ(batchHex(typed), hex) << typed[0];
+    for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
+        const ctlTail_t tail = ctlTailOf(ctlBodyOf(*qosMsgInfo(code)));
+        const size_t records = code == QOS_GET_POL_STATS_MSG ? 1 : 0; // that stand there unasked
+        if (tail.stride != 0)
+            EXPECT_EQ(ctlBuildMessage(std::to_string(code), {}).body.size(), tail.head + records * tail.stride);
+    }
+    EXPECT_EQ(batchHex({"AGTREG"}, {{"@raw", "01"}}), "000001110001");
+    EXPECT_EQ(batchHex({"PAUSE", "pause_tx=1", "@len=40"}).size(), 2u * 45);
+}
+
+TEST(Dorvctl, RefusesWithOneClearLine)
+{
+    const std::pair<words, const char *> rows[] = {
+        {{"COSTRUST", "tcmap=1"}, "nearest is tc_map"},
+        {{"SCH", "dwrr_weight=1"}, "nearest is sch_cfg.dwrr_weight"},
+        {{"CHIPUP", "portinfo[2].ifidx=1"}, "nearest is portInfo.ifindex"},
+        {{"CHIPUP", "ifidnex=1"}, "nearest is portInfo.ifindex"},
+        {{"CLEAR_DBG_STATS", "status=1"}, "no fields"},
+        {{"COSTRUST", "cos_map[8]=1"}, "there are 8"},
+        {{"COSTRUST", "cos_map[x]=1"}, "index"},
+        {{"COSTRUST", "cos_map=1"}, "1*8"},
+        {{"COSTRUST", "cos_map=0..8"}, "room for 8"},
+        {{"COSTRUST", "cos_map=18446744073709551614..18446744073709551615"}, "not 2"},
+        {{"COSTRUST", "cos_map=0*8000,0*8000"}, "at most 8192"},
+        {{"COSTRUST", std::string(9000, 'c') + "=1"}, "no field"},
+        {{std::string(9000, 'C')}, "nearest"},
+        {{"COSTRUST", "def_cos=256"}, "0 to 255"},
+        {{"COSTRUST", "def_cos=-1"}, "0 to 255"},
+        {{"COSTRUST", "cos_trust=2147483648"}, "-2147483648 to 2147483647"},
+        {{"COSTRUST", "cos_trust=-2147483649"}, "-2147483648 to 2147483647"},
+        {{"COSTRUST", "ifIndex=4294967296"}, "0 to 4294967295"},
+        {{"GET_VOQ_STATS", "counter[0]=18446744073709551616"}, "0 to 18446744073709551615"},
+        {{"COSTRUST", "def_cos=te1/3"}, "no number"},
+        {{"COSTRUST", "def_cos=0x"}, "no number"},
+        {{"COSTRUST", "cos_map=te1/1@1..te1/2"}, "lower end first"},
+        {{"COSTRUST", "cos_map=a..b"}, "a range is written"},
+        {{"COSTRUST", "cos_map=0..99999"}, "at most"},
+        {{"COSTRUST", "cos_map=7*0"}, "eight times 7"},
+        {{"COSTRUST", "ifIndex=eth0"}, "te1/3"},
+        {{"COSTRUST", "ifName=abcdefghijklmnopqrstu"}, "21 bytes"},
+        {{"COSTRUST", "cos_map=x:000102030405060708"}, "room for 8"},
+        {{"COSTRUST", "cos_map=x:0"}, "two hexadecimal digits"},
+        {{"COSTRUST", "@lenght=3"}, "nearest is @len"},
+        {{"COSTRUST", "@len=8188"}, "0 to 8187"},
+        {{"COSTRUST", "@seq=0x10"}, "0 to 255"},
+        {{"COSTRUST", "cos_trust"}, "field=value"},
+        {{"COSTRUST", "+"}, "message is missing"},
+        {{"GET_POL_STATS", "num_records=61"}, "room"},
+        {{"CHIPUP", "+", "CHIPUP", "+", "CHIPUP", "+", "CHIPUP", "+", "CHIPUP"}, "8192"},
+    };
+    for (const auto &[typed, says] : rows) {
+        const std::string said = refusal([&] { batchHex(typed); });
+        EXPECT_NE(said.find(says), std::string::npos) << typed.back() << ": " << said;
+    }
+    EXPECT_NE(refusal([] { batchHex({"0", "+", "0"}, {{"@len", "1"}}); }), "");
+    EXPECT_EQ(refusal([] { batchHex({"CHIPUP", "+", "CHIPUP", "+", "CHIPUP", "+", "CHIPUP"}); }), "");
+}
+
+// Every field of every body, with a value of its own in each element, must come back the same from its JSON form.
+TEST(Dorvctl, WhatIsShownAsJsonCanBeSent)
+{
+    for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
+        const qosMsgInfo_t &info = *qosMsgInfo(code);
+        const wireBody &body = ctlBodyOf(info);
+        const ctlTail_t tail = ctlTailOf(body);
+        ctlMessage_t message{info.code, 0, 0, true, ctlBytes(body.size)};
+        if (tail.stride != 0)
+            message.body.assign(tail.head + 3 * tail.stride, 0);
+        uint64_t value = 0x8899aabbccddee01;
+        for (unsigned i = 0; i < body.numFields; i++)
+            for (size_t n = 0; n < ctlCount(body, body.fields[i], message.body.size()); n++) {
+                const wireField &field = body.fields[i];
+                uint8_t *at = &message.body[field.offset + n * field.stride];
+                if (field.kind == wireKind::Chars)
+                    std::snprintf(reinterpret_cast<char *>(at), field.width, "%u,%zu*2", i, n);
+                else
+                    ctlWriteInteger(field, message.body, n, value = value * 6364136223846793005 + 1442695040888963407);
+            }
+        if (tail.stride != 0)
+            ctlWriteInteger(*ctlField(body, tail.count), message.body, 0, 3);
+        ctlJson json = ctlMessageJson(message)["fields"];
+        json["msg"] = ctlMessageName(code);
+        const ctlScenario_t again = ctlReadScenario(ctlJson::array({json}).dump(), "again");
+        EXPECT_EQ(hexOf(again.batches.at(0).at(0).body), hexOf(message.body)) << ctlMessageName(code);
+    }
+}
+
+TEST(Dorvctl, DecodesAsFarAsABatchGoes)
+{
+    const std::tuple<const char *, size_t, const char *> rows[] = {
+        {"", 0, ""},
+        {"000004110000000001", 1, ""},
+        {"00000411000000000143000001", 1, "4 bytes left over at byte 9"},
+        {"43000000004f00000000", 1, "code 79 at byte 5"},
+        {"04ffff000000", 0, "claims 65535 bytes, 1 are there"},
+    };
+    for (const auto &[hex, messages, fault] : rows) {
+        const ctlDecoded_t decoded = ctlDecode(ctlParseHex(hex));
+        EXPECT_EQ(decoded.messages.size(), messages) << hex;
+        EXPECT_NE(decoded.fault.find(fault), std::string::npos) << decoded.fault;
+        EXPECT_EQ(decoded.fault.empty(), *fault == '\0') << decoded.fault;
+    }
+    std::ostringstream out, err;
+    const words typed = {"CHIPUP", "portInfo[1].ifindex=te1/2", "chip_type=1", "@len=115"};
+    EXPECT_EQ(ctlDecodeBatch({}, batchHex(typed), out, err), CTL_DONE);
+    EXPECT_NE(out.str().find("portInfo[1]            ifindex=te1/2 num_buffers=0"), std::string::npos) << out.str();
+    EXPECT_EQ(out.str().find("portInfo[4]"), std::string::npos) << "beyond the body's end: " << out.str();
+    EXPECT_EQ(ctlDecodeBatch({}, "0400", out, err), CTL_FAILED);
+    EXPECT_EQ(ctlFold({"0", "0", "1", "1", "1", "2"}), "0 0 1*3 2");
+}
+
+TEST(Dorvctl, ReadsScenarios)
+{
+    const ctlScenario_t scenario = ctlReadScenario(R"({"slot": 2, "service": "qosMIStats", "batches": [
+        [{"msg": "COSTRUST", "ifIndex": "te1/3", "cos_map": [0,1,2,3,4,5,6,7], "cos_trust": true,
+          "def_tc": false},
+         {"for": ["te1/1..te1/2", "te1/9@1"], "send": {"msg": "IFADD", "ifIndex": "$if", "ifName": "te 1/$n"}}],
+        {"for": "3..4", "send": [{"msg": "AGTREG", "slot_id": "$n"}, {"msg": 67, "@raw": "0$n"}]},
+        {"msg": "AGTREG", "slot_id": -1}]})",
+                                                   "s.json");
+    EXPECT_EQ(scenario.slot, 2u);
+    EXPECT_EQ(scenario.service, "qosMIStats");
+    ASSERT_EQ(scenario.batches.size(), 6u);
+    ASSERT_EQ(scenario.batches[0].size(), 4u);
+    EXPECT_EQ(hexOf(scenario.batches[0][0].body).substr(58, 26), "00000000010001020304050607");
+    EXPECT_EQ(ctlReadScenario(R"({"slot": 16, "batches": [{"msg": "0"}]})", "").slot, 16u);
+    EXPECT_EQ(hexOf(scenario.batches[0][3].body).substr(0, 22), "18448001746520312f3900");
+    EXPECT_EQ(hexOf(scenario.batches[2][0].body), "03");
+    EXPECT_EQ(hexOf(scenario.batches[3][0].body), "00000004");
+    EXPECT_EQ(hexOf(scenario.batches[5][0].body), "ffffffff");
+
+    const std::string deep(100000, '[');
+    std::string wide = "[{\"msg\": 0";
+    for (int i = 0; i < 2000; i++)
+        wide += ",\"" + std::to_string(i) + "\":0";
+    const std::pair<const char *, const char *> rows[] = {
+        {"[\n {\"msg\": }]", "s.json: line 2, column 10"},
+        {"3", "list of batches"},
+        {R"({"batch": []})", "nearest is batches"},
+        {R"({"slot": 17, "batches": []})", "1 to 16"},
+        {R"({"slot": 0, "batches": []})", "1 to 16"},
+        {R"({"service": 1, "batches": []})", "service: it is a text"},
+        {R"({"service": "qosMI"})", "\"batches\" is missing"},
+        {R"({"batches": {}})", "the batches are a list"},
+        {"[1e999]", "larger than any"},
+        {deep.c_str(), "s.json: it is nested deeper"},
+        {wide.c_str(), "s.json: an object has more"},
+        {R"([{"for": "1..2000", "send": {"msg": "4", "ifName": "$n"}}])", "[0].send: repeated, this is too much"},
+        {R"([{"for": ["1", 2.5], "send": {"msg": "0"}}])", "s.json: batches[0].for[1]: a value"},
+        {R"([{"for": "1", "send": []}])", "\"send\" has no message"},
+        {R"([{"for": "1", "send": 1}])", "\"send\" is missing"},
+        {R"([{"for": "1", "send": {"for": "1", "send": {"msg": "0"}}}])", "\"msg\" is missing"},
+        {R"(["0"])", "a message is an object"},
+        {R"([[{"msg": "AGTREG"}, {"slot_id": 1}]])", "[0][1]: \"msg\" is missing"},
+        {R"([{"msg": "COSTRUST", "cos_map": [0,1,2,3,4,5,6,256]}])", "[0]: QOS_COSTRUST_MSG: cos_map: 256"},
+        {R"([{"msg": "COSTRUST", "cos_map": [0, 1.5]}])", "[0].cos_map[1]"},
+        {R"([{"msg": "AGTREG", "slot_id": {}}])", "[0].slot_id"},
+        {R"([{"msg": "AGTREG", "slot_id": "$n"}])", "$n"},
+        {R"([{"for": "1..2", "sned": []}])", "nearest is send"},
+        {R"([{"for": "1..2"}])", "\"send\" is missing"},
+        {R"([{"for": [], "send": {"msg": "AGTREG"}}])", "\"for\" has no value"},
+        {R"([])", "empty"},
+        {R"([{"msg": [7]}])", "s.json: batches[0].msg: a value"},
+        {R"([[]])", "[0]: the batch is empty"},
+        {R"([[], [{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]"},
+        {R"([[{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]: the batch has"},
+    };
+    for (const auto &[text, says] : rows) {
+        const std::string said = refusal([&] { ctlReadScenario(text, "s.json", 500000); });
+        EXPECT_NE(said.find(says), std::string::npos) << text << ": " << said;
+    }
+}
+
+TEST(Dorvctl, ExitStatusFollowsTheEcho)
+{
+    const words two = {"COSTRUST", "ifIndex=te1/3", "+", "AGTREG"};
+    const struct {
+        const char *what;
+        uint8_t ack[2];
+        uint32_t status;
+        int exit;
+        const char *out;
+    } rows[] = {
+        {"done", {1, 1}, 0, CTL_DONE, "status 0 ok"},
+        {"refused", {1, 1}, 22, CTL_FAILED, "status 22 driver refused"},
+        {"negative", {1, 1}, 0xffffffff, CTL_FAILED, "status -1"},
+        {"first too short", {0, 1}, 0, CTL_FAILED, "ack 0"},
+        {"second, which has no status, not acknowledged", {1, 0}, 0, CTL_FAILED, "status 0 ok"},
+    };
+    for (const auto &row : rows) {
+        peer fake("mi6", "qosMI.lc1", agent([&](peer &self, std::vector<ctlMessage_t> batch) {
+                      setStatus(batch.at(0), row.ack[0], row.status);
+                      setStatus(batch.at(1), row.ack[1], 0);
+                      self.tellManagers(ctlEncode(batch));
+                  }));
+        const outcome result = send(two);
+        EXPECT_EQ(result.exit, row.exit) << row.what << result.err;
+        EXPECT_NE(result.out.find(row.out), std::string::npos) << row.what << ": " << result.out;
+        EXPECT_EQ(result.out.find("cos_map"), std::string::npos) << "fields that nobody asked for";
+        EXPECT_EQ(result.err.find("too short") == std::string::npos, row.ack[0] + row.ack[1] == 2) << row.what;
+    }
+}
+
+TEST(Dorvctl, TakesNoOtherEchoForItsOwn)
+{
+    peer fake("mi6", "qosMI.lc1", agent([](peer &self, std::vector<ctlMessage_t> batch) {
+                  std::vector<ctlMessage_t> other = batch;
+                  setStatus(other[0], 1, 1);
+                  other[0].seq++;
+                  self.tellManagers(ctlEncode(other)); // another manager's
+                  other[0].seq--;
+                  other[0].body.push_back(0);
+                  self.tellManagers(ctlEncode(other)); // of another length
+                  other[0].body.pop_back();
+                  self.tellManagers(ctlEncode(other), 2);         // from another slot
+                  self.tellManagers({0, 0, 4, 0, 0, 0, 0, 0, 1}); // a registration
+                  self.tellManagers({4, 0});                      // no batch at all
+                  setStatus(batch[0], 1, 28);
+                  self.tellManagers(ctlEncode(batch));
+              }));
+    ctlOptions_t options;
+    options.json = true;
+    options.seq = 255;
+    const outcome result = send({"COSTRUST", "tc_map=0..7"}, options);
+    EXPECT_EQ(result.exit, CTL_FAILED);
+    const ctlJson json = ctlJson::parse(result.out)[0];
+    EXPECT_EQ(json["messages"][0]["status"], 28);
+    EXPECT_EQ(json["messages"][0]["seq"], 255);
+    EXPECT_EQ(json["messages"][0]["fields"]["tc_map"], ctlJson({0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
+TEST(Dorvctl, SaysWhoIsSilent)
+{
+    const outcome nobody = send({"AGTREG"});
+    EXPECT_EQ(nobody.exit, CTL_SILENT);
+    EXPECT_NE(nobody.err.find("no agent serves qosMI on slot 1"), std::string::npos) << nobody.err;
+
+    // The second batch must not leave once the first has no echo.
+    std::atomic<int> batches{0};
+    peer fake("mi6", "qosMI.lc1", agent([&](peer &, std::vector<ctlMessage_t>) { batches++; }));
+    ctlOptions_t options;
+    options.timeout = 0.1;
+    std::ostringstream out, err;
+    const std::vector<ctlMessage_t> batch = ctlParseWords({"AGTREG"}, {});
+    EXPECT_EQ(ctlSendBatches(options, {batch, batch}, out, err), CTL_SILENT);
+    EXPECT_NE(err.str().find("no echo from slot 1"), std::string::npos) << err.str();
+    EXPECT_EQ(batches, 1);
+    options.slot = 2;
+    EXPECT_NE(send({"AGTREG"}, options).err.find("on slot 2"), std::string::npos);
+    options.dry_run = true;
+    options.seq = 0;
+    EXPECT_NE(send({"AGTREG"}, options).out.find("000004000000000000"), std::string::npos);
+    EXPECT_EQ(batches, 1);
+}
+
+TEST(Dorvctl, WatchShowsWhatAgentsStart)
+{
+    const ctlBytes notice = {74, 0, 16, 0, 0, 0, 0, 0, 1, 0x18, 0x41, 0x80, 0, 0, 0, 0, 1, 0, 0, 0, 0};
+    const ctlBytes echo = {4, 0, 0, 7, 1};
+    std::atomic<bool> stop{false};
+    peer fake("mi6", "qosMI.lc1", [](peer &, const std::string &, const std::string &) {});
+    // The watcher's socket may open at any time: say it again and again.
+    std::thread talker([&] {
+        for (; !stop; poll(nullptr, 0, 10)) {
+            fake.tellManagers(echo);
+            fake.tellManagers({4, 0, 0, 7, 0});                  // too short to be acknowledged
+            fake.tellManagers({67, 0, 0, 0, 0, 67, 0, 0, 0, 0}); // an agent starts one at a time
+            fake.tellManagers(notice, 3);
+        }
+    });
+    ctlOptions_t options;
+    options.json = true;
+    std::ostringstream out, err, all;
+    EXPECT_EQ(ctlWatchAgents(options, {2, 5, false}, out, err), CTL_DONE) << err.str();
+    EXPECT_EQ(ctlWatchAgents(options, {2, 5, true}, all, err), CTL_DONE) << err.str();
+    stop = true;
+    talker.join();
+    std::istringstream lines(out.str());
+    for (std::string line; std::getline(lines, line);) {
+        const ctlJson json = ctlJson::parse(line);
+        EXPECT_EQ(json["msg"], "QOS_DROP_MONITOR_NOTIFY_MSG");
+        EXPECT_EQ(json["slot"], 3);
+        EXPECT_EQ(json["fields"]["records.ifindex"], ctlJson({0x18418000}));
+    }
+    EXPECT_NE(all.str().find("QOS_COSTRUST_MSG"), std::string::npos);
+    EXPECT_EQ(ctlWatchAgents(options, {1, 0.05, false}, out, err), CTL_SILENT);
+}
+
+TEST(Dorvctl, AsksTheProcessesOfANode)
+{
+    std::ostringstream out, err;
+    EXPECT_EQ(ctlShowNode(false, 1, out, err), CTL_SILENT);
+    {
+        peer fake("ctl", "dorvald", [](peer &self, const std::string &command, const std::string &from) {
+            EXPECT_NE(from.find("/ctl/dorvctl."), std::string::npos);
+            if (command == "stat")
+                self.reply(R"(ok {"stage":6,"pid":77,"role":"standby","since":12,"syncs":3})", from);
+            else if (command == "trace show 3")
+                self.reply("ok\na\nb", from);
+            else
+                self.reply("error: no command " + command, from);
+        });
+        EXPECT_EQ(ctlShowNode(false, 1, out, err), CTL_DONE);
+        EXPECT_NE(out.str().find("standby  Standby                     12 s  syncs 3"), std::string::npos) << out.str();
+        out.str("");
+        EXPECT_EQ(ctlCommand("dorvald", {"trace", "level"}, 1, out), CTL_FAILED);
+        EXPECT_EQ(ctlShowTrace(std::to_string(getpid()), 3, false, out), CTL_DONE);
+        EXPECT_EQ(out.str(), "error: no command trace level\na\nb\n");
+
+        peer second("ctl", "hsld", [](peer &, const std::string &, const std::string &) {});
+        EXPECT_NE(refusal([] { ctlFindProcess(std::to_string(getpid())); }).find("2 processes"), std::string::npos);
+        EXPECT_EQ(ctlShowNode(true, 0.05, out, err), CTL_SILENT); // one of them says nothing
+        const ctlError_t unknown = errorOf([] { ctlFindProcess("dorvlad"); });
+        EXPECT_EQ(unknown.exit, CTL_SILENT);
+        EXPECT_NE(unknown.text.find("nearest is dorvald"), std::string::npos);
+    }
+    // A file that a dead process has left behind is no process.
+    const Socket left(ownRun::path + "/ctl/dorvald.1");
+    EXPECT_EQ(ctlProcesses("dorvald").size(), 1u);
+    close(left.fd);
+    EXPECT_TRUE(ctlProcesses("").empty());
+}
+
+TEST(Dorvctl, OfSeveralAgentsTheActiveOneIsMeant)
+{
+    const auto inRole = [](std::string role) {
+        return [role](peer &self, const std::string &command, const std::string &from) {
+            self.reply(command == "stat" ? R"(ok {"role":")" + role + "\"}" : "ok\n\tMsg Sent\n" + role, from);
+        };
+    };
+    std::ostringstream out;
+    const auto shown = [&](const std::string &pid) {
+        out.str("");
+        ctlShowTable("mi", {pid, false, 1}, out);
+        return out.str();
+    };
+    const std::string own = "." + std::to_string(getpid());
+    peer first("ctl", "dorvald.1", inRole("standby"));
+    EXPECT_EQ(shown(""), "\tMsg Sent\nstandby\n"); // there is no other
+    peer second("ctl", "dorvald.2", inRole("standby"));
+    EXPECT_NE(refusal([&] { shown(""); }).find("2 agents run, and none of them active; name one with --pid: 1" + own),
+              std::string::npos);
+    peer third("ctl", "dorvald.3", inRole("active"));
+    EXPECT_EQ(shown(""), "\tMsg Sent\nactive\n");
+    EXPECT_EQ(shown("2" + own), "\tMsg Sent\nstandby\n");
+    EXPECT_THROW(shown("4"), ctlError_t);
+}
+
+// What processes say, and who sits in their folder, is anybody's choice.
+TEST(Dorvctl, BearsWhatProcessesAnswer)
+{
+    std::ostringstream out, err;
+    const auto openFiles = [] {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    int endless = memfd_create("answer", 0), good = memfd_create("answer", 0), pipes[2];
+    ASSERT_EQ(ftruncate(endless, std::numeric_limits<off_t>::max()), 0);
+    ASSERT_EQ(write(good, "ok\nall\n", 7), 7);
+    ASSERT_EQ(pipe(pipes), 0);
+    peer first("ctl", "dorvald", [&](peer &self, const std::string &command, const std::string &from) {
+        if (command == "stat")
+            return self.reply(R"(ok {"role":7,"stage":4294967300,"a\u001b":"\u009b"})", from);
+        if (command == "text")
+            return self.reply("ok a\x1b[2J\tb\n\xff\xc2\x9b\xe2\x80\xae\xc3\xa9\r", from);
+        const int file = command == "endless" ? endless : command == "good" ? good : pipes[0];
+        const int sent[] = {file, file};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof sent)] = {};
+        iovec data = {const_cast<char *>("ok\n(cut)\n"), 9};
+        sockaddr_un to = addressOf(from);
+        msghdr message{&to, sizeof to, &data, 1, control, sizeof control, 0};
+        cmsghdr *rights = CMSG_FIRSTHDR(&message);
+        *rights = {CMSG_LEN(sizeof sent), SOL_SOCKET, SCM_RIGHTS};
+        std::memcpy(CMSG_DATA(rights), sent, sizeof sent);
+        EXPECT_GT(sendmsg(self.descriptor(), &message, 0), 0);
+    });
+    const std::string pid = std::to_string(getpid());
+    const auto before = openFiles();
+    for (const auto &[word, says] : {std::pair("endless", "ok\n(cut)\n"),
+                                     {"pipe", "ok\n(cut)\n"},
+                                     {"good", "ok\nall\n"},
+                                     {"text", "ok a\\x1b[2J\tb\n\\xff\\xc2\\x9b\\xe2\\x80\\xae\xc3\xa9\\x0d\n"}}) {
+        out.str("");
+        EXPECT_EQ(ctlCommand(pid, {word}, 20, out), CTL_DONE);
+        EXPECT_EQ(out.str(), says) << word;
+    }
+    EXPECT_EQ(openFiles(), before);
+    for (const int fd : {endless, good, pipes[0], pipes[1]})
+        close(fd);
+
+    out.str("");
+    EXPECT_EQ(ctlShowNode(false, 20, out, err), CTL_DONE);
+    EXPECT_NE(out.str().find(" 7        Unknown                     -  a\\x1b \\xc2\\x9b\n"), std::string::npos)
+        << out.str();
+    out.str("");
+    EXPECT_EQ(ctlShowNode(true, 20, out, err), CTL_DONE);
+    EXPECT_NE(out.str().find("\"a\\u001b\":\"\\u009b\""), std::string::npos) << out.str();
+    const std::string deep = "ok {\"a\":" + std::string(30000, '[') + std::string(30000, ']') + "}";
+    EXPECT_EQ(ctlStatRow({"dorvald", "1", ""}, deep)["error"].get<std::string>().size(), 512u);
+
+    peer second("ctl", "dorvald.2", [](peer &self, const std::string &, const std::string &from) {
+        self.reply(R"(ok {"role":["active"]})", from);
+    });
+    EXPECT_NE(refusal([] { ctlFindAgent("", 20); }).find("none of them active"), std::string::npos);
+    peer huge("ctl", "dorvald.99999999999999999999", [](peer &, const std::string &, const std::string &) {});
+    std::ofstream(ownRun::path + "/ctl/" + std::string(200, 'x') + ".1");
+    EXPECT_EQ(ctlProcesses("").size(), 2u);
+
+    err.str("");
+    EXPECT_EQ(ctlGuard(err, []() -> int { throw std::length_error("a\nb"); }), CTL_SILENT);
+    EXPECT_EQ(ctlGuard(err, []() -> int { ctlRefuse(std::string(5000, 'x')); }), CTL_USAGE);
+    EXPECT_EQ(err.str(), "dorvctl: cannot go on: a\\x0ab\ndorvctl: " + std::string(4096, 'x') + "...\n");
+}
+
+// Others' datagrams without a pause do not hold a wait past its time.
+TEST(Dorvctl, AFloodDoesNotStopTheClock)
+{
+    std::atomic<bool> stop{false};
+    peer fake("mi6", "qosMI.lc1", [&](peer &self, const std::string &, const std::string &) {
+        while (!stop)
+            self.tellManagers({4, 0, 0, 7, 1});
+    });
+    ctlOptions_t options;
+    options.timeout = 0.05;
+    EXPECT_EQ(send({"COSTRUST"}, options).exit, CTL_SILENT);
+    stop = true;
+}
+
+TEST(Dorvctl, CompletesWords)
+{
+    peer fake("ctl", "dorvald", [](peer &self, const std::string &, const std::string &from) {
+        self.reply("ok\nx\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n", from);
+    });
+    const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"--service", true}, {"-v", false}}},
+                                  {"stats", {}},
+                                  {"show", {{"--pid", true}}},
+                                  {"clear", {}},
+                                  {"top", {}},
+                                  {"ctl", {}},
+                                  {"trace", {}}};
+    const std::string own = std::to_string(getpid());
+    peer odd("ctl", "dor vald;x", [](peer &, const std::string &, const std::string &) {});
+    const std::pair<words, words> rows[] = {
+        {{"s"}, {"send", "show", "stats"}},
+        {{"send", "-v", "COST"}, {"COSTRUST", "COSTCMAP"}},
+        {{"send", "--slot", ""}, {}},
+        {{"send", "--slot", "2", "COSTRUST", "cos_"}, {"cos_trust=", "cos_map="}},
+        {{"send", "COSTRUST", "cos_trust=1", "+", "DSCPM"}, {"DSCPMAP"}},
+        {{"send", "COSTRUST", "+", "IFADD", "ifIndex="}, {"ifIndex=te1/3", "ifIndex=chip1/0", "ifIndex=all"}},
+        {{"send", "NONSENSE", ""}, {}},
+        {{"send", "COSTRUST", "nonsense="}, {}},
+        {{"send", "-"}, {"--slot", "--service", "-v"}},
+        {{"stats", "buffers", "e"}, {"egress"}},
+        {{"stats", "queue", "te"}, {"te1/3"}},
+        {{"show", "sl"}, {"slots"}},
+        {{"nothing", ""}, {}},
+        {{"send", "--slot", "-1", "AGTR"}, {"AGTREG"}},
+        {{""}, {"clear", "ctl", "send", "show", "stats", "top", "trace"}},
+        {{"send", "--service", "qosMIS"}, {"qosMIStats"}},
+        {{"send", "CLEAR_DBG_STATS", ""}, {"+"}},
+        {{"send", "COSTRUST", "cos_map="}, {}},
+        {{"stats", "buff"}, {"buffers"}},
+        {{"stats", "buffers", "t"}, {"tmc", "tmc-chip", "te1/3"}},
+        {{"show", "--pid", ""}, {own}},
+        {{"show", "slots", ""}, {}},
+        {{"clear", ""}, {"stats"}},
+        {{"clear", "stats", ""}, {"te1/3", "chip1/0", "all"}},
+        {{"top", "ch"}, {"chip1/0"}},
+        {{"ctl", ""}, {"dorvald"}}, // a name that a shell would take apart is not offered
+        {{"ctl", "dorvald", "t"}, {"trace", "tp"}},
+        {{"ctl", "hsld", "s"}, {"stat", "show", "stall"}},
+        {{"ctl", "dorvald", "stat", ""}, {}},
+        {{"trace", ""}, {"dorvald"}},
+        {{"trace", "dorvald", ""}, {}},
+    };
+    for (const auto &[typed, list] : rows)
+        EXPECT_EQ(ctlComplete(grammar, typed), list) << typed.back();
+}
+
+TEST(Dorvctl, FollowsARing)
+{
+    const struct {
+        words before, now, fresh;
+        bool lost;
+    } rows[] = {
+        {{}, {"a"}, {"a"}, false},
+        {{"a", "b"}, {"a", "b"}, {}, false},
+        {{"a", "b"}, {"a", "b", "c"}, {"c"}, false},
+        {{"a", "b", "c"}, {"c", "d", "e"}, {"d", "e"}, false},
+        {{"a", "b"}, {"c", "d"}, {"c", "d"}, true},
+        {{"a", "a", "b", "a", "a"}, {"a", "a", "b", "c"}, {"b", "c"}, false},
+        {{"a", "b", "a", "b", "a", "c"}, {"a", "b", "a", "c", "d"}, {"d"}, false},
+        {{"a"}, {}, {}, true},
+        {{"a", "b"}, {"b"}, {}, false},
+    };
+    for (const auto &row : rows) {
+        bool lost = !row.lost;
+        EXPECT_EQ(ctlNewLines(row.before, row.now, lost), row.fresh);
+        EXPECT_EQ(lost, row.lost);
+    }
+}
+
+// The program itself: wrong use costs one line and status 2, and options reach the batch.
+TEST(Dorvctl, ProgramReadsItsOptions)
+{
+    const std::tuple<const char *, int, const char *> rows[] = {
+        {"", CTL_USAGE, "dorvctl: a command is missing"},
+        {"aply f", CTL_USAGE, "the nearest is apply"},
+        {"send", CTL_USAGE, "see 'dorvctl send --help'"},
+        {"send COSTRUST --slot 17", CTL_USAGE, "--slot"},
+        {"send COSTRUST --stats -S qosMI", CTL_USAGE, "two services"},
+        {"send COSTRUST -S qosMIstat", CTL_USAGE, "nearest is qosMIStats"},
+        {"apply /nowhere.json", CTL_USAGE, "/nowhere.json: cannot be read: No such file"},
+        {"apply /dev/null", CTL_USAGE, "this is no JSON"},
+        {"apply /dev/zero", CTL_USAGE, "is longer than"},
+        {"apply /tmp", CTL_USAGE, "Is a directory"},
+        {"send AGTREG --seq 010 --dry-run", CTL_DONE, "seq 10 "},
+        {"send AGTREG --seq 7 --dry-run -j", CTL_DONE, R"([{"batch":1,"bytes":9,"hex":"000004070000000000")"},
+        {"watch --timeout nan", CTL_USAGE, "no number of seconds"},
+        {"stats queue te1/3 --selector 1", CTL_USAGE, "--selector goes with"},
+        {"show > /dev/full", CTL_SILENT, ""},
+        {"ctl dorvald trace show 3", CTL_SILENT, "no process runs"}, // "trace" and "show" are words here
+        {"trace", CTL_SILENT, "no process runs"},
+        {"send AGTREG slot_id=-1 --dry-run --seq 7 --len 5", CTL_DONE, "0000050700ffffffff00"},
+        {"send 67 --raw 0102 --raw-tail 03 --seq 7 --dry-run", CTL_DONE, "4300030700010203"},
+        {"decode 67 --json", CTL_FAILED, "1 byte left over"},
+        {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
+        {"send --help", CTL_DONE, "--raw-tail"},
+        {"show slot", CTL_USAGE, "nearest is slots"},
+        {"show slots", CTL_SILENT, "no dorvald runs"},
+        {"show COSTRUST --pid 1", CTL_USAGE, "go with a table"},
+        {"complete watch --co", CTL_DONE, "--count\n"},
+    };
+    for (const auto &[arguments, exit, says] : rows)
+        expectProgram(arguments, exit, says);
+}

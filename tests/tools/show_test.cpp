@@ -1,0 +1,147 @@
+// What the agent prints of its tables, to the letter, and what dorvctl reads out of it.
+#include <cstring>
+#include <sstream>
+
+#include "core/memory.h"
+#include "inventory/show.h"
+#include "tests/support/inside.h"
+#include "tests/support/printer.h"
+#include "tools/error.h"
+#include "tools/show.h"
+
+namespace {
+
+template <typename... Args>
+std::string printed(int (*show)(cli_t *, Args...), std::type_identity_t<Args>... args)
+{
+    Printer printer;
+    cli_t cli = printer.cli(0);
+    EXPECT_EQ(show(&cli, args...), 0);
+    return printer.text;
+}
+
+ctlJson rowsOf(const char *table, const std::string &text)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return ctlShowRows(table, lines);
+}
+
+// An interface on a Larkin with something of everything in it.
+qosIf_t larkinPort(qosChip_t &chip, qosCosMutateMap_t &named)
+{
+    chip = {};
+    chip.chip_id = 17;
+    chip.chip_ifindex = 0x88410000;
+    named = {};
+    strcpy(named.hdr.map_name, "gold");
+    qosIf_t port = {};
+    strcpy(port.ifName, "te2/1@1");
+    port.ifIndex = 0x18808001;
+    port.chip = &chip;
+    qosIfL2Pri_t &l2 = port.l2_pri;
+    l2.l2PriFlags = 0xab;
+    l2.def_cos = 5;
+    l2.def_tc = 6;
+    l2.cos_trust = 1;
+    l2.cos_trust_status = 22;
+    l2.cos_trust_handle[7] = {0x12, 0xfedcba9876543210, 0xc, 0x1ff};
+    l2.cos_mutate = &named;
+    for (uint8_t i = 0; i < 8; ++i) {
+        l2.cos_map[i] = 7 - i;
+        l2.tc_map[i] = i / 2;
+    }
+    qosIfL3Pri_t &l3 = port.l3_pri;
+    for (uint8_t i = 0; i < 64; ++i)
+        l3.dscp_map[i] = 63 - i;
+    l3.dscp_map_status = 0x01020304;
+    return port;
+}
+
+} // namespace
+
+TEST(Show, InterfacesToTheLetter)
+{
+    qosChip_t chip;
+    qosCosMutateMap_t named;
+    const qosIf_t port = larkinPort(chip, named);
+    std::string handles;
+    for (int i = 0; i < 7; ++i)
+        handles += "\t\tcos_trust_handle[" + std::to_string(i) + "] =  0000000000000000:0000000000000000:0000:0\n";
+    EXPECT_EQ(printed(qosShowIfL2PriInfo, &port),
+              "\tL2 Pri Info:\n\t\tl2PriFlags = 0x000000ab\n\t\tdef_cos = 5, def_tc = 6, def_cos_status = 0\n"
+              "\t\tcos_trust = Enabled, cos_trust_status = 22\n" +
+                  handles +
+                  "\t\tcos_trust_handle[7] =  0000000000000012:fedcba9876543210:000c:1ff\n"
+                  "\t\tCoS Mutation Map applied = gold\n\t\tCoS Map:\n"
+                  "\t\tIn Cos:  0  1  2  3  4  5  6  7 \n\t\tOut Cos:  7  6  5  4  3  2  1  0 \n"
+                  "\t\tCoS Map Status = 0\n\t\tCos:  0  1  2  3  4  5  6  7 \n\t\tTC:  0  0  1  1  2  2  3  3 \n"
+                  "\t\tCoS TC Map Status = 0\n");
+
+    // Rows begin nine entries apart, and the last goes on into the status behind the map.
+    const std::string l3 = printed(qosShowIfL3PriInfo, &port);
+    EXPECT_NE(l3.find("\t\tDSCP Map:\n\t\t\tDSCP 0 -> 63, \t\t\tDSCP 1 -> 62, "), std::string::npos) << l3;
+    EXPECT_NE(l3.find("DSCP 7 -> 56, \n\t\t\tDSCP 9 -> 54, "), std::string::npos);
+    std::string last = "\n\t\t\tDSCP 63 -> 0, ";
+    const auto *behind = reinterpret_cast<const unsigned char *>(port.l3_pri.dscp_map) + 64;
+    for (int i = 64; i < 71; ++i)
+        last += "\t\t\tDSCP " + std::to_string(i) + " -> " + std::to_string(behind[i - 64]) + ", ";
+    EXPECT_NE(l3.find(last + "\n\t\tDSCP Map Status = 16909060\n\t\tDSCP CoS Map:\n\t\t\tDSCP 0 -> CoS 0, "),
+              std::string::npos);
+    EXPECT_NE(l3.find("\t\t\tDSCP 63 -> TC 0, "), std::string::npos);
+    EXPECT_NE(l3.find("\t\tdscp_trust_handle[63] =  0000000000000000:"), std::string::npos);
+}
+
+TEST(Show, TablesAsJsonHaveAlwaysTheSameKeys)
+{
+    Bare node;
+    tell(QOS_CHIPUP_MSG, chipUpBody(0x88400000, 1, 0, QOS_CHIP_LARKIN, 12));
+    ASSERT_NE(qosProcessPortAdd(0x18408000, "te1/1"), nullptr);
+    qosIf_t *channel = qosProcessPortAdd(0x24000001, "123 = {x}, ChipId"); // a name may be anything
+    ASSERT_NE(channel, nullptr);
+    channel->l3_pri.dscp_map[62] = 7;
+    channel->l3_pri.tc_map[63] = 9;
+    qosSlotTable[3].updBufferFull = 0x700000009;
+    const std::string text = printed(qos_show_ifTable);
+
+    const ctlJson slots = rowsOf("slots", text);
+    ASSERT_EQ(slots.size(), 10u);
+    EXPECT_EQ(slots[3].dump(),
+              R"({"slot":3,"state":"Down","registered":false,"updates":0,"pending":0,"buffer_full":7})");
+    const ctlJson chips = rowsOf("chips", text);
+    ASSERT_EQ(chips.size(), 1u);
+    EXPECT_EQ(chips[0]["type"], "Larkin");
+    EXPECT_EQ(chips[0]["ports"], 12);
+    const ctlJson ports = rowsOf("interfaces", text);
+    ASSERT_EQ(ports.size(), 2u);
+    const ctlJson &one = ports[0]["chip"] == 8 ? ports[0] : ports[1],
+                  &other = ports[0]["chip"] == 8 ? ports[1] : ports[0];
+    EXPECT_EQ(one["ifindex"], 0x18408000);
+    EXPECT_EQ(one["cos_trust_handles"].size(), 8u);
+    EXPECT_EQ(other["name"], "123 = {x}, ChipId");
+    EXPECT_EQ(other["chip"], -1);
+    EXPECT_EQ(other["cos_trust_handles"], ctlJson::array());
+    EXPECT_EQ(other["cos_mutation_map"], nullptr);
+    EXPECT_EQ(other["dscp_map"].size(), 64u);
+    EXPECT_EQ(other["dscp_map"][62], nullptr); // no cell shows it
+    EXPECT_EQ(other["dscp_tc_map"][63], 9);
+    auto key = one.begin();
+    for (const auto &[name, value] : other.items())
+        EXPECT_EQ(name, (key++).key());
+
+    const ctlJson memory = rowsOf("memory", printed(qos_show_memStats));
+    size_t modules = 0;
+    for (const qosModule_t &module : qos_modules)
+        modules += module.id != 0;
+    EXPECT_EQ(memory.size(), modules * 45);
+    EXPECT_EQ(memory[0].dump(),
+              R"({"module":"QOS VSS","type":"ChipEntry","allocations":0,"frees":0,"bytes":0,"errors":0})");
+    EXPECT_EQ(
+        rowsOf("vss", "QOS VelmarOS State Synchronization summary:\n    VSS HA Enabled\n    Stage: Halt\n").dump(),
+        R"([{"ha":true,"stage":"Halt","startup":null}])");
+    EXPECT_EQ(rowsOf("queue", "QOS Message Queue Summary\n"), ctlJson::array());
+    EXPECT_THROW(rowsOf("slots", text.substr(0, 40)), ctlError_t);
+    EXPECT_THROW(rowsOf("interfaces", text + "surprise\n"), ctlError_t);
+}
