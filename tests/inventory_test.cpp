@@ -1,6 +1,7 @@
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
 #include <algorithm>
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -325,8 +326,8 @@ TEST(Inventory, OldCapabilityRequest)
 {
     ManagerRole inside;
     qos_velmar_state.model = 17;
-    uint32_t code = 24;
-    uint8_t status = 0;
+    std::atomic<uint32_t> code = 24; // the driver's thread reads them
+    std::atomic<uint8_t> status = 0;
     inside.driver.always([&](const Bytes &request) {
         Bytes reply = goodReply(request);
         putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more
