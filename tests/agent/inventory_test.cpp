@@ -1,5 +1,6 @@
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
+#include <atomic>
 
 #include "channels/driver_socket.h"
 #include "channels/events/driver_events.h"
@@ -265,8 +266,8 @@ TEST(Inventory, OldCapabilityRequest)
 {
     ManagerRole inside;
     qos_velmar_state.model = 17;
-    uint32_t code = 24;
-    uint8_t status = 0;
+    std::atomic<uint32_t> code = 24; // the driver's thread reads them
+    std::atomic<uint8_t> status = 0;
     inside.driver.always([&](const Bytes &request) {
         Bytes reply = goodReply(request);
         putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more

@@ -60,7 +60,7 @@ TEST_F(Hsld, EveryCommandGetsItsOwnFrame)
 
         // The same record cut by a byte, and with a size that disagrees, is refused.
         auto cut = row.record;
-        cut.pop_back();
+        cut.resize(cut.size() - 1);
         auto wrong = row.record;
         hslPut(wrong, isDce ? 4 : 8, isDce ? 2 : 4, wrong.size() + 4);
         for (auto &bad : {cut, wrong}) {
