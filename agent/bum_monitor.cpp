@@ -9,7 +9,6 @@
 #include "core/handler.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
-#include "inventory/monitor_fields.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 
@@ -100,8 +99,8 @@ void qaBumHaRegister()
         QOS_ERR("Unable to register qmPolInstallHandler with THA, rc:%d", rc);
     else
         QOS_INF("Successfully registered qmPolInstallHandler with tha");
-    qaRegisterRecord(__func__, "qaBumContext_t", sizeof(qaBumContext_t), qaBumContext_fields);
-    qaRegisterRecord(__func__, "qaBumInfo_t", sizeof(qaBumInfo_t), qaBumInfo_fields);
+    qaRegisterRecord<qaBumContext_t>(__func__);
+    qaRegisterRecord<qaBumInfo_t>(__func__);
     rc = ha_add_object(ha, "bumContext", &bumContext, sizeof bumContext, "qaBumContext_t", 0, 0);
     if (rc != 0)
         QOS_ERR("Unable to register bumContext with THA, rc:%d", rc);

@@ -7,7 +7,6 @@
 #include "core/handler.h"
 #include "core/memory.h"
 #include "core/module.h"
-#include "inventory/monitor_fields.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 
@@ -124,7 +123,7 @@ void qaDropMonitorHaRegister()
     int rc = ha_add_function(ha, "qaDropMonitor", qaDropMonitor);
     if (rc != 0)
         QOS_ERR("Unable to register qaDropMonitor with THA, rc:%d", rc);
-    qaRegisterRecord(__func__, "qaDropMonitorContext_t", sizeof(qaDropMonitorContext_t), qaDropMonitorContext_fields);
+    qaRegisterRecord<qaDropMonitorContext_t>(__func__);
     rc = lib_tha_linklist_reg(ha, qaDropMonitorCmpData, "qaDropMonitorCmpData", qaDropMonitorFreeData,
                               "qaDropMonitorFreeData");
     if (rc != 0)
@@ -134,11 +133,9 @@ void qaDropMonitorHaRegister()
                        "qaDropMonitorContext_t", 0, 0);
     if (rc != 0)
         QOS_ERR("Unable to register dropMonitorContext with THA, rc:%d", rc);
-    qaRegisterRecord(__func__, "qosTdMonitorStatsIfMsg_t", sizeof(qosTdMonitorStatsIfMsg_t),
-                     qosTdMonitorStatsIfMsg_fields);
-    qaRegisterRecord(__func__, "qosRedMonitorStatsIfMsg_t", sizeof(qosRedMonitorStatsIfMsg_t),
-                     qosRedMonitorStatsIfMsg_fields);
-    qaRegisterRecord(__func__, "qaDropMonitorInfo_t", sizeof(qaDropMonitorInfo_t), qaDropMonitorInfo_fields);
+    qaRegisterRecord<qosTdMonitorStatsIfMsg_t>(__func__);
+    qaRegisterRecord<qosRedMonitorStatsIfMsg_t>(__func__);
+    qaRegisterRecord<qaDropMonitorInfo_t>(__func__);
 }
 
 int qaDropMonitorVssActive(uint32_t, uint32_t)

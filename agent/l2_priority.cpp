@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "agent/messages/congestion.h"
 #include "agent/priority.h"
 #include "core/module.h"
 #include "core/state.h"

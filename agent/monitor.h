@@ -3,13 +3,12 @@
 #ifndef AGENT_MONITOR_H
 #define AGENT_MONITOR_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "core/state.h"
 #include "core/trace.h"
 #include "lib/thread.h"
-#include "velmar/ha.h"
+#include "velmar/fields.h"
 
 // Starts the timer for `start` 1, else stops it. `timer` is null unless one waits: a routine clears it before it does
 // anything else, since its own record is no longer there to be cancelled. One that waits is replaced, never doubled.
@@ -21,12 +20,12 @@ inline void qaMonitorTimer(thread *&timer, uint32_t start, thread_func_t routine
 }
 
 // Describes a record to the store. A failure is traced under the hook's name and stops nothing.
-template <size_t N>
-void qaRegisterRecord(qosWhere_t where, const char *name, size_t size, const ha_field_t (&fields)[N])
+template <typename Record>
+void qaRegisterRecord(qosWhere_t where)
 {
-    const int rc = ha_add_struct(qos_velmar_state.ha, name, size, N, fields);
+    const int rc = qosAddStruct<Record>(qos_velmar_state.ha);
     if (rc != 0)
-        QOS_ERR_AT(where, "Failed to register %s, rc: %d", name, rc);
+        QOS_ERR_AT(where, "Failed to register %s, rc: %d", qosMembersOf<Record>::name, rc);
 }
 
 #endif

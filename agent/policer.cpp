@@ -10,7 +10,6 @@
 #include "core/module.h"
 #include "inventory/capability.h"
 #include "inventory/ifindex.h"
-#include "inventory/monitor_fields.h"
 #include "lib/linklist.h"
 
 namespace {
@@ -282,7 +281,7 @@ void qaPolHaRegister()
         lib_tha_linklist_reg(qos_velmar_state.ha, qaPolCmpData, "qaPolCmpData", qaPolFreeData, "qaPolFreeData");
     if (rc != 0)
         QOS_ERR("Unable to register functions %s and %s  with THA, rc: %d", "qaPolCmpData", "qaPolFreeData", rc);
-    qaRegisterRecord(__func__, "qaPolPolicerInfo_t", sizeof(qaPolPolicerInfo_t), qaPolPolicerInfo_fields);
+    qaRegisterRecord<qaPolPolicerInfo_t>(__func__);
 }
 
 int qaPolVssActive(uint32_t, uint32_t)

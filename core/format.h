@@ -7,6 +7,6 @@
 #include <cstddef>
 
 // As vsnprintf, except that the result is the number of characters stored, the terminator not counted.
-size_t qosFormat(char *out, size_t size, const char *format, va_list args);
+size_t qosFormat(char *out, size_t size, const char *format, va_list args) __attribute__((format(printf, 3, 0)));
 
 #endif

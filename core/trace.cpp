@@ -45,7 +45,8 @@ uint32_t recordRoom()
 }
 
 // A line that has passed the filter.
-void writeLine(int32_t handle, uint32_t id, int level, const char *format, va_list args)
+__attribute__((format(printf, 4, 0))) void writeLine(int32_t handle, uint32_t id, int level, const char *format,
+                                                     va_list args)
 {
     char line[RECORD_MAX];
     qosFormat(line, recordRoom(), format, args);

@@ -1,6 +1,8 @@
 // The stage, the trace level and the printing functions, for the control socket. Nothing here changes a table.
 #include "dorvald/control.h"
 
+#include <atomic>
+
 #include "channels/manager.h"
 #include "core/memory.h"
 #include "core/msgq.h"
@@ -12,9 +14,10 @@
 
 namespace {
 
+// Called on the control socket's thread, which asks while a stage may be at work.
 int stageIndex()
 {
-    return static_cast<int>(qos_velmar_state.stage);
+    return static_cast<int>(std::atomic_ref(qos_velmar_state.stage).load(std::memory_order_relaxed));
 }
 
 int setTraceLevel(int level)

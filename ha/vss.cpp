@@ -2,6 +2,7 @@
 #include "ha/vss.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -109,6 +110,12 @@ constexpr stageRow_t rows[] = {
     {VSS_HALT, QOS_INF_TEXT("VSS stage HALT.."), QOS_STAGE_HALT, VSS_DONE, false, false, nullptr},
 };
 
+// The control socket's thread reads it too.
+void setStage(uint32_t stage)
+{
+    std::atomic_ref(qos_velmar_state.stage).store(stage, std::memory_order_relaxed);
+}
+
 void runStage(const stageRow_t &row)
 {
     qosTrace("qosVssRecover", row.announced);
@@ -118,7 +125,7 @@ void runStage(const stageRow_t &row)
         vss_state.bootmode = row.stage;
     if (row.work)
         row.work();
-    qos_velmar_state.stage = row.index;
+    setStage(row.index);
     qosVssStageNotification(row.index);
 }
 
@@ -168,7 +175,7 @@ int qosVssInit()
     lib_tha_init2(state.lib, state.progname, state.ha);
     qos_ha_register();
     qosWalkModules<&qosModule_t::ha_register>([](qosModule_t &module) { module.ha_register(); });
-    state.stage = QOS_STAGE_STANDBY;
+    setStage(QOS_STAGE_STANDBY);
     const int configured = ha_configure(state.ha, HA_MODE_STANDBY);
     state.vss_handle = ha_get_vssh(state.ha);
     tha_dbg_lib_init(&state.ha, 1, state.progname, TRACE_PORT);
@@ -207,7 +214,7 @@ uint32_t qosVssRecover(ha_hndl_t, uint32_t stage)
     const auto *row =
         std::find_if(std::begin(rows), std::end(rows), [&](const stageRow_t &r) { return r.stage == stage; });
     if (row == std::end(rows)) {
-        qos_velmar_state.stage = QOS_STAGE_UNKNOWN;
+        setStage(QOS_STAGE_UNKNOWN);
         return VSS_END;
     }
     runStage(*row);

@@ -252,9 +252,8 @@ std::string stage(const char *arg)
     if (!takeOnly(arg, UINT_MAX, &number))
         return formatted("error: '%s' is no stage number", arg);
     std::string ran = "ok";
-    if (!electionDriveByHand(number, &ran))
-        return "error: the process has not registered for stages";
-    return ran;
+    const char *const refused = electionDriveByHand(number, &ran);
+    return refused ? formatted("error: %s", refused) : ran;
 }
 
 std::string traceLevel(const char *arg)

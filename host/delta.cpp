@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sys/mman.h>
 
 #include "host/delta_records.h"
 #include "host/describe.h"
@@ -239,4 +240,14 @@ void deltaWhole(delta_t *delta)
 void deltaCommit(delta_t *delta, uint64_t sequence)
 {
     put(delta, {DELTA_COMMIT, delta->records, static_cast<uint32_t>(sequence), static_cast<uint32_t>(sequence >> 32)});
+}
+
+bool deltaRoomFor(size_t bytes)
+{
+    void *const room =
+        mmap(nullptr, std::max<size_t>(bytes, 1), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (room == MAP_FAILED)
+        return false;
+    munmap(room, std::max<size_t>(bytes, 1));
+    return true;
 }

@@ -14,6 +14,7 @@
 #ifndef HOST_DELTA_H
 #define HOST_DELTA_H
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -32,6 +33,8 @@ void deltaChanges(delta_t *delta);
 // Everything. Leaves what deltaChanges compares with alone.
 void deltaWhole(delta_t *delta);
 void deltaCommit(delta_t *delta, uint64_t sequence);
+// Memory of that many bytes is to be had: asked ahead of a dump, as a machine that has none would end the process.
+bool deltaRoomFor(size_t bytes);
 
 // Checks a delta against the store as it is, or a dump against an empty one: empty, or what is wrong with it.
 std::string deltaWrong(std::span<const uint32_t> words, bool dump, uint64_t sequence);

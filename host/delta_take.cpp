@@ -6,6 +6,7 @@
 #include <cstring>
 #include <unordered_map>
 
+#include "host/consistency.h"
 #include "host/delta.h"
 #include "host/delta_records.h"
 #include "host/describe.h"
@@ -62,14 +63,14 @@ std::string checkBlock(view_t *view, words_t record)
         return text("block number %u is none", number);
     if (!describePlan(block.type))
         return text("block %u is of unknown type %u", number, block.type);
-    if (block.size > storeReserved())
-        return text("block %u of %u bytes is larger than the store", number, block.size);
     const uint64_t room = storeRoom(block.size);
     if (const store_block_t *known = blockIn(*view, number)) {
         if (known->offset != block.offset || storeRoom(known->size) != room)
             return text("block %u has another place or room than before", number);
-    } else if (number != view->count || block.offset != view->used || room > storeReserved() - view->used) {
+    } else if (number != view->count || block.offset != view->used) {
         return text("block %u at %u of %u bytes does not follow the one before it", number, block.offset, block.size);
+    } else if (room > storeReserved() - view->used) {
+        return text("address space is limited, it does not fit a store of %zu bytes", storeReserved());
     } else {
         ++view->count;
         view->used += room;
@@ -130,16 +131,6 @@ std::string checkTarget(const view_t &view, uint32_t kind, uint32_t number, uint
     return good ? std::string() : text("a reference of kind %u to %u at %u leads nowhere", kind, number, offset);
 }
 
-// Words of the record that begins here, 0 if it is cut short or of no known kind.
-size_t lengthOf(words_t rest)
-{
-    const uint32_t op = rest[0] & DELTA_OP;
-    if (op < DELTA_BLOCK || op > DELTA_COMMIT)
-        return 0;
-    const size_t length = DELTA_WORDS[op] + (op == DELTA_BYTES ? ((rest[0] >> DELTA_SHIFT) + 3) / 4 : 0);
-    return length <= rest.size() ? length : 0;
-}
-
 // Blocks come ahead of everything that lies in them or leads to them, except that what leads to a block may come
 // anywhere: so blocks are looked at first.
 std::string checkRecord(view_t *view, words_t record, bool blocks)
@@ -159,7 +150,7 @@ std::string checkAll(view_t *view, words_t words, bool blocks)
 {
     for (size_t at = 0; at < words.size();) {
         const words_t rest = words.subspan(at);
-        const size_t length = lengthOf(rest);
+        const size_t length = deltaRecordLength(rest);
         if (length == 0)
             return text("the record at word %zu is cut short or of unknown kind", at);
         std::string wrong = checkRecord(view, rest.first(length), blocks);
@@ -175,7 +166,7 @@ std::string checkCommit(words_t words, uint64_t sequence)
     uint32_t records = 0;
     for (size_t at = 0; at < words.size();) {
         const words_t rest = words.subspan(at);
-        const size_t length = lengthOf(rest);
+        const size_t length = deltaRecordLength(rest);
         at += length;
         if ((rest[0] & DELTA_OP) != DELTA_COMMIT) {
             ++records;
@@ -246,18 +237,20 @@ std::string deltaWrong(words_t words, bool dump, uint64_t sequence)
     std::string wrong = checkAll(&view, words, true);
     if (wrong.empty())
         wrong = checkAll(&view, words, false);
-    return wrong.empty() ? checkCommit(words, sequence) : wrong;
+    if (wrong.empty())
+        wrong = checkCommit(words, sequence);
+    return wrong.empty() && dump ? consistencyWrong(words, view.used) : wrong;
 }
 
 bool deltaTake(words_t words)
 {
     // Blocks first: bytes and pointers may lead to any of them.
-    for (size_t at = 0; at < words.size(); at += lengthOf(words.subspan(at))) {
+    for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
         const words_t record = words.subspan(at);
         if ((record[0] & DELTA_OP) == DELTA_BLOCK && !storePut(record[1], blockFrom(record)))
             return false;
     }
-    for (size_t at = 0; at < words.size(); at += lengthOf(words.subspan(at))) {
+    for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
         const words_t record = words.subspan(at);
         const uint32_t op = record[0] & DELTA_OP;
         if (op == DELTA_BYTES) {

@@ -48,6 +48,8 @@ std::map<std::string, void (*)(), std::less<>> functions;
 struct derived_t {
     bool made;
     std::vector<describe_plan_t> plans;
+    std::vector<std::vector<describe_part_t>> parts;       // by type
+    std::unordered_map<uint32_t, describe_queue_t> queues; // by the type of a head or a link
     std::vector<describe_object_t> objects;
     std::vector<uintptr_t> functions;
     std::unordered_map<uintptr_t, uint32_t> numbers;
@@ -107,6 +109,50 @@ void settle(describe_plan_t *plan)
     plan->leaves = settled;
 }
 
+// Likewise the records in one field.
+void addParts(std::vector<describe_part_t> &parts, const ha_field_t &field, uint32_t type)
+{
+    const uint32_t size = derived.plans[type].size;
+    for (uint32_t at = 0; type >= BUILT_INS && size && at + size <= field.size; at += size)
+        for (const describe_part_t &part : derived.parts[type])
+            parts.push_back({field.offset + at + part.offset, part.type});
+}
+
+// Null, or the record of that name with the two fields of pointers.
+const struct_t *pairNamed(const std::string &name, const char *one, const char *other, uint32_t *at, uint32_t *other_at)
+{
+    const auto known = structs.find(name);
+    const struct_t *const found = known == structs.end() ? nullptr : &known->second;
+    if (!found || found->fields.size() != 2 || found->size < 2 * sizeof(void *) ||
+        found->fields[0].name != std::string_view(one) || found->fields[1].name != std::string_view(other))
+        return nullptr;
+    *at = found->fields[0].offset;
+    *other_at = found->fields[1].offset;
+    return found;
+}
+
+void makeQueues()
+{
+    constexpr std::string_view HEAD = "struct th_";
+    derived.queues.clear();
+    for (const auto &[name, record] : structs) {
+        describe_queue_t queue = {};
+        const std::string of = name.substr(std::min(name.size(), HEAD.size()));
+        const struct_t *const head = name.compare(0, HEAD.size(), HEAD) == 0
+                                         ? pairNamed(name, "tqh_first", "tqh_last", &queue.first, &queue.last)
+                                         : nullptr;
+        const struct_t *const entry =
+            head ? pairNamed("struct te_" + of, "tqe_next", "tqe_prev", &queue.next, &queue.back) : nullptr;
+        const auto element = structs.find(of);
+        if (!entry || element == structs.end())
+            continue;
+        queue.head = record.index;
+        queue.entry = entry->index;
+        queue.element = element->second.index;
+        derived.queues[queue.head] = derived.queues[queue.entry] = queue;
+    }
+}
+
 void makePlans()
 {
     std::vector<const std::pair<const std::string, struct_t> *> ordered(structs.size());
@@ -115,19 +161,28 @@ void makePlans()
     derived.plans.clear();
     for (uint32_t i = 0; i < BUILT_INS; ++i)
         derived.plans.push_back({BUILT_IN[i].width, {{0, BUILT_IN[i].width, i == POINTER}}});
+    derived.parts.assign(BUILT_INS, {});
     for (const auto *entry : ordered) {
         describe_plan_t plan = {static_cast<uint32_t>(entry->second.size), {}};
+        std::vector<describe_part_t> parts = {{0, entry->second.index}};
         for (const ha_field_t &field : entry->second.fields) {
             const int64_t type = describeType(field.type);
             if (type < 0 || type >= static_cast<int64_t>(derived.plans.size()))
                 rasLog("store: %s.%s is of type %s, which was not described before it; it is not copied",
                        entry->first.c_str(), field.name, field.type);
-            else
+            else {
                 addField(plan.leaves, field, static_cast<uint32_t>(type));
+                addParts(parts, field, static_cast<uint32_t>(type));
+            }
         }
         settle(&plan);
         derived.plans.push_back(plan);
+        std::erase_if(parts, [&plan](const describe_part_t &part) {
+            return part.offset + derived.plans[part.type].size > plan.size;
+        });
+        derived.parts.push_back(parts);
     }
+    makeQueues();
 }
 
 // FNV-1a.
@@ -253,6 +308,29 @@ const describe_plan_t *describePlan(uint32_t type)
 {
     const derived_t &now = derive();
     return type < now.plans.size() ? &now.plans[type] : nullptr;
+}
+
+std::span<const describe_part_t> describeParts(uint32_t type)
+{
+    const derived_t &now = derive();
+    return type < now.parts.size() ? std::span<const describe_part_t>(now.parts[type])
+                                   : std::span<const describe_part_t>();
+}
+
+int64_t describeField(uint32_t type, const char *name)
+{
+    for (const auto &entry : structs)
+        for (const ha_field_t &field : entry.second.index == type ? entry.second.fields : std::vector<ha_field_t>())
+            if (strcmp(field.name, name) == 0)
+                return field.offset;
+    return -1;
+}
+
+const describe_queue_t *describeQueue(uint32_t type)
+{
+    const derived_t &now = derive();
+    const auto known = now.queues.find(type);
+    return known == now.queues.end() ? nullptr : &known->second;
 }
 
 const std::vector<describe_object_t> &describeObjects()

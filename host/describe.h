@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "velmar/ha.h"
@@ -29,6 +30,22 @@ struct describe_plan_t {
     std::vector<describe_leaf_t> leaves;
 };
 const describe_plan_t *describePlan(uint32_t type); // null for no such type
+
+// The records that a record consists of, itself at 0 and those inside of those that it has; built-in types left out.
+struct describe_part_t {
+    uint32_t offset;
+    uint32_t type;
+};
+std::span<const describe_part_t> describeParts(uint32_t type); // none for no such type
+int64_t describeField(uint32_t type, const char *name);        // its offset in the record, -1 for none
+
+// A tail queue: "struct th_X" is its head, "struct te_X" a link in the record X.
+struct describe_queue_t {
+    uint32_t head, entry, element; // types
+    uint32_t first, last;          // offsets in the head
+    uint32_t next, back;           // offsets in the link
+};
+const describe_queue_t *describeQueue(uint32_t type); // of a head's or a link's type; null for any other
 
 // Objects and functions by number, in the order of their names, so that processes of one layout number them alike.
 struct describe_object_t {

@@ -8,36 +8,39 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/un.h>
+#include <mutex>
 #include <time.h>
-#include <unistd.h>
 #include <vector>
 
 #include "host/clock.h"
 #include "host/complain.h"
 #include "host/holders.h"
+#include "host/lock_file.h"
 #include "host/process.h"
 #include "host/raslog.h"
 #include "host/replica.h"
-#include "velmar/run.h"
 
 namespace {
 
 constexpr uint32_t STAGE_COLD = 1002;
-constexpr uint32_t STAGE_WARM = 1003;
 constexpr uint32_t STAGE_THA = 1042;
-constexpr uint32_t STAGE_ACTIVE = 1001;
 constexpr uint32_t WORD_ELECTED = 1; // the message of type 15 that the winner's thread posts
 constexpr timespec RETRY = {0, 10000000};
+constexpr timespec KEEP = {1, 0};
+constexpr int64_t KEPT_MS = 2000;         // a look at the names that is older was held up with the whole process
+constexpr int64_t HOLDER_WAIT_MS = 10000; // for a process that is listed and runs
+constexpr int64_t LIST_WAIT_MS = 5000;    // for a process that knows who holds a copy, where the file does not tell
 
 enum role_t : int { STANDBY, ACTIVE, MANUAL };
 
 const ha_ops_t *ops;
 ha_hndl_t handle;
-int lock_fd = -1;
 bool started;
+std::atomic<bool> was_free;   // nobody led since before this process began, so nobody has worked on what waits
+std::atomic<bool> overdue;    // whoever should lead instead was waited for long enough
+std::atomic<bool> holds_lock; // and may lead
+std::mutex keeping;           // of the names, by the lock's owner
+std::atomic<int64_t> kept_at; // milliseconds of the last look at the names
 std::atomic<int> role = STANDBY;
 std::atomic<uint64_t> role_since; // milliseconds of the clock
 
@@ -47,54 +50,80 @@ void enter(role_t next)
     role.store(next);
 }
 
-// A process that holds no copy of the last active one's store leaves the lock to one that does.
-bool otherHolderRuns()
+// A wait that has its end: for a process that would do better to lead than this one.
+struct patience_t {
+    int64_t since; // milliseconds; a pause in the tries begins it anew
+    int64_t last;
+};
+patience_t patience;
+
+int64_t monotonicMs()
 {
-    const std::vector<holder_t> holders = holdersRead();
-    return std::any_of(holders.begin(), holders.end(),
-                       [](const holder_t &holder) { return !holderIsSelf(holder) && holderRuns(holder); });
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
+// False once the limit is over. Each of the lines is said once a wait.
+bool stillWaits(int64_t limit_ms, const std::string &first, const std::string &last)
+{
+    constexpr int64_t PAUSE_MS = 1000;
+    const int64_t now = monotonicMs();
+    if (patience.since == 0 || now - patience.last > PAUSE_MS) {
+        patience.since = now;
+        rasLog("election: %s", first.c_str());
+    }
+    patience.last = now;
+    if (now - patience.since < limit_ms)
+        return true;
+    rasLog("election: %s", last.c_str());
+    overdue.store(true);
+    return false;
+}
+
+// A listed process other than this one that runs; null for none.
+const holder_t *otherHolder(const holders_t &list)
+{
+    const auto found = std::find_if(list.listed.begin(), list.listed.end(),
+                                    [](const holder_t &holder) { return !holderIsSelf(holder) && holderRuns(holder); });
+    return found == list.listed.end() ? nullptr : &*found;
+}
+
+// A process that holds no copy of the last active one's store leaves the lock to one that does, and where the file
+// tells nothing of that, to whoever may know more.
 bool mayLead()
 {
-    const std::vector<holder_t> holders = holdersRead();
-    return std::any_of(holders.begin(), holders.end(), holderIsSelf) || !otherHolderRuns();
-}
-
-// The kernel closes a dead process's descriptors from the highest down and waits some 10 ms for an inotify one: the
-// lock stands above all others, so that nobody waits for those. A limit that forbids it leaves the lock where it is.
-int raised(int fd)
-{
-    constexpr int ABOVE_OTHERS = 1000;
-    const int high = fcntl(fd, F_DUPFD_CLOEXEC, ABOVE_OTHERS);
-    if (high < 0)
-        return fd;
-    close(fd);
-    return high;
-}
-
-bool lockFile()
-{
-    while (flock(lock_fd, LOCK_EX) != 0)
-        if (errno != EINTR) {
-            rasLog("election: cannot lock: %s", strerror(errno));
-            return false;
-        }
-    return true;
+    const holders_t list = holdersMine();
+    if (!list.known || lockFileIsDoubtful()) {
+        const char *const why = list.known ? "another process has a lock file of this name open, which was removed"
+                                           : "the lock file was cut or written over";
+        const bool connected = replicaIsConnected(); // then the active one is there, and about to make the file anew
+        if (!connected && !lockFileIsDoubtful() && replicaHoldsCopy())
+            return true;
+        return !stillWaits(connected ? INT64_MAX : LIST_WAIT_MS, std::string(why) + ", the lock is left to others",
+                           "nobody else took the lock in 5 s, this process leads");
+    }
+    const holder_t *const other = otherHolder(list);
+    if (!other || std::any_of(list.listed.begin(), list.listed.end(), holderIsSelf))
+        return true;
+    return !stillWaits(HOLDER_WAIT_MS, "the lock is left to a process that holds a copy",
+                       "process " + std::to_string(other->pid) +
+                           " holds a copy and did not take the lock in 10 s, this process leads without");
 }
 
 void *waitForLock(void *)
 {
-    if (!lockFile())
+    if (!lockFileTake())
         return nullptr;
-    for (bool told = false; !mayLead(); told = true) {
-        if (!told)
-            rasLog("election: the lock is left to a process that holds a copy");
-        flock(lock_fd, LOCK_UN);
+    while (!mayLead()) {
+        lockFileRelease();
         nanosleep(&RETRY, nullptr);
-        if (!lockFile())
+        if (!lockFileTake())
             return nullptr;
     }
+    was_free.store(lockFileWasFree());
+    holdersLead();
+    holds_lock.store(true);
     while (processPost(MSGQ_TYPE_VSS, WORD_ELECTED) != 0)
         nanosleep(&RETRY, nullptr);
     return nullptr;
@@ -104,12 +133,49 @@ void *waitForLock(void *)
 void stepBack()
 {
     rasLog("election: this process was given no dump and steps back");
-    std::vector<holder_t> holders = holdersRead();
+    std::vector<holder_t> holders = holdersMine().listed;
     std::erase_if(holders, holderIsSelf);
-    holdersWrite(holders);
-    flock(lock_fd, LOCK_UN);
+    {
+        const std::lock_guard<std::mutex> lock(keeping);
+        holdersWrite(holders);
+        holds_lock.store(false);
+        lockFileRelease();
+    }
     if (!processThread(waitForLock, nullptr))
         rasLog("election: cannot start a thread, this process stays standby");
+}
+
+[[noreturn]] void end(const char *why)
+{
+    rasLog("election: %s, this process ends", why);
+    complain("%s, this process ends", why);
+    processEnd(1);
+}
+
+// The lock and the names by which others find this process. True if the lock's name is still unsettled.
+bool keepNames()
+{
+    const std::lock_guard<std::mutex> lock(keeping);
+    if (lockFileDirectoryLost())
+        end("the run directory was removed or replaced");
+    if (!holds_lock.load())
+        return false;
+    const name_t name = lockFileKeep();
+    if (name == name_t::LOST)
+        end("the lock file was removed or replaced and another process leads");
+    if (name == name_t::MADE_ANEW)
+        rasLog("election: the lock file was removed or replaced, it is made anew");
+    else if (holdersMend())
+        rasLog("election: the lock file was cut or written over, its list is written anew");
+    replicaKeepName();
+    kept_at.store(monotonicMs());
+    return name == name_t::HELD;
+}
+
+void *keepNamesUp(void *)
+{
+    for (;;)
+        nanosleep(keepNames() ? &RETRY : &KEEP, nullptr);
 }
 
 // Null, or what is wrong with the service or the instance, whose names become part of a path.
@@ -138,34 +204,24 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
     if (mode && *mode && !manual && strcmp(mode, "auto") != 0)
         complain("VELMAR_VSS is '%s'; it may be auto or manual, auto is taken", mode);
     enter(manual ? MANUAL : STANDBY);
-    if (manual || lock_fd >= 0)
+    if (manual || lockFileIsOpen())
         return true;
-    char name[sizeof record->service + sizeof record->instance + 8];
-    char path[sizeof(sockaddr_un::sun_path)];
-    snprintf(name, sizeof name, "%.*s.%.*s.lock", static_cast<int>(sizeof record->service), record->service,
-             static_cast<int>(sizeof record->instance), record->instance);
-    const bool fits = velmar_run_path(path, sizeof path, "ha", name) == 0;
-    if (fits)
-        lock_fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (lock_fd >= 0) {
-        lock_fd = raised(lock_fd);
-        holdersOpen(lock_fd);
+    if (lockFileOpen(record))
         return true;
-    }
     const int error = errno;
-    complain("cannot open lock file %s: %s", fits ? path : name, strerror(error));
+    complain("cannot open lock file %s: %s", lockFilePath(), strerror(error));
     errno = error;
     return false;
 }
 
 void electionStart()
 {
-    if (lock_fd < 0 || started)
+    if (!lockFileIsOpen() || started)
         return;
     started = processThread(waitForLock, nullptr);
     if (started)
         replicaStart();
-    else
+    if (!started || !processThread(keepNamesUp, nullptr))
         rasLog("election: cannot start a thread, this process stays standby");
 }
 
@@ -187,24 +243,31 @@ bool electionDrive(uint32_t stage, std::string *ran)
     return true;
 }
 
-bool electionDriveByHand(uint32_t stage, std::string *ran)
+const char *electionDriveByHand(uint32_t stage, std::string *ran)
 {
-    constexpr uint32_t LEADING[] = {STAGE_COLD, STAGE_WARM, STAGE_THA, STAGE_ACTIVE};
-    if (role.load() == STANDBY && std::find(std::begin(LEADING), std::end(LEADING), stage) != std::end(LEADING))
-        replicaLeave();
-    return electionDrive(stage, ran);
+    if (role.load() == STANDBY)
+        return "this process is a standby, its stages are the election's";
+    return electionDrive(stage, ran) ? nullptr : "the process has not registered for stages";
+}
+
+void electionCheck()
+{
+    if (!holds_lock.load(std::memory_order_relaxed) || monotonicMs() - kept_at.load() < KEPT_MS)
+        return;
+    for (int tries = 0; tries < 10 && keepNames(); ++tries)
+        nanosleep(&RETRY, nullptr);
 }
 
 void vss_process(void *message)
 {
-    if (processWord(message) != WORD_ELECTED || lock_fd < 0)
+    if (processWord(message) != WORD_ELECTED || !holds_lock.load() || role.load() != STANDBY)
         return;
     const bool complete = replicaCatchUp();
-    if (!complete && otherHolderRuns()) {
+    if (!complete && !overdue.load() && otherHolder(holdersMine())) {
         stepBack();
         return;
     }
-    replicaLead(complete);
+    replicaLead(complete, was_free.load());
     enter(ACTIVE);
     rasLog("election: this process is active, %s", complete ? "with its predecessor's state" : "from the start");
     electionDrive(complete ? STAGE_THA : STAGE_COLD, nullptr);

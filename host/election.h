@@ -23,7 +23,10 @@ election_role_t electionRole();
 // Drives `stage` and the stages that the process returns until 0, on the main thread; appends each to `ran`. False if
 // the process has no stage callback.
 bool electionDrive(uint32_t stage, std::string *ran);
-// The same by a person's hand: a standby that is made active so is none any more.
-bool electionDriveByHand(uint32_t stage, std::string *ran);
+// The same by a person's hand: null, or why not. A standby is not driven by hand, there would be two active processes.
+const char *electionDriveByHand(uint32_t stage, std::string *ran);
+
+// Ahead of what others see of this process: ends it if the lock has become another's while it was held up.
+void electionCheck();
 
 #endif

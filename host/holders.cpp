@@ -1,25 +1,86 @@
-// The list of holders: HOLDERS_MOST records at the start of the lock file, those with process id 0 being empty, and
-// behind them the sequence.
+// The list of holders: one record at the start of the lock file, written as a whole and never mapped, since anybody may
+// cut the file. A check at its end tells it from anything else; holders with process id 0 are none.
 #include "host/holders.h"
 
+#include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include <mutex>
 #include <unistd.h>
 
 #include "host/raslog.h"
 
 namespace {
 
-using table_t = std::array<holder_t, HOLDERS_MOST>;
+constexpr uint64_t MAGIC = 0x32737265646c6f48;
+
+struct record_t {
+    uint64_t magic;
+    uint64_t given;
+    holder_t leader;
+    std::array<holder_t, HOLDERS_MOST> listed;
+    uint64_t check; // of all words ahead of it
+};
+static_assert(sizeof(record_t) == 296);
+
+std::mutex list_lock; // what follows
 int lock_file = -1;
-std::atomic<uint64_t> *given; // behind the table, in a mapping of the file: it is written at every change
+holders_t mine;
+record_t written; // the last record of the owner
+int failure;      // errno of the last write, which is told once
+
+// FNV-1a over words.
+uint64_t checkOf(const record_t &record)
+{
+    std::array<uint64_t, offsetof(record_t, check) / sizeof(uint64_t)> words;
+    memcpy(words.data(), &record, sizeof words);
+    uint64_t hash = 0xcbf29ce484222325;
+    for (const uint64_t word : words)
+        hash = (hash ^ word) * 0x100000001b3;
+    return hash;
+}
+
+record_t recordOf(const holders_t &list)
+{
+    record_t record = {};
+    record.magic = MAGIC;
+    record.given = list.given;
+    record.leader = list.leader;
+    for (size_t i = 0; i < list.listed.size() && i < record.listed.size(); ++i)
+        record.listed[i] = list.listed[i];
+    record.check = checkOf(record);
+    return record;
+}
+
+bool readRecord(int file, record_t *record)
+{
+    return file >= 0 && pread(file, record, sizeof *record, 0) == static_cast<ssize_t>(sizeof *record) &&
+           record->magic == MAGIC && record->check == checkOf(*record);
+}
+
+void writeMine()
+{
+    written = recordOf(mine);
+    if (lock_file < 0)
+        return;
+    errno = 0;
+    if (pwrite(lock_file, &written, sizeof written, 0) == static_cast<ssize_t>(sizeof written)) {
+        failure = 0;
+        return;
+    }
+    const int error = errno ? errno : ENOSPC; // of which only a part was written
+    if (error != failure)
+        rasLog("election: cannot write the lock file, a takeover must do without the list of copies: %s",
+               strerror(error));
+    failure = error;
+    if (ftruncate(lock_file, 0) != 0)
+        failure = error;
+}
 
 // State and start of a process, from /proc/PID/stat; false if there is none.
 bool lookAt(int pid, char *state, uint64_t *started)
@@ -41,57 +102,86 @@ bool lookAt(int pid, char *state, uint64_t *started)
     return at;
 }
 
+bool isThere(const holder_t &holder, const char *states_of_none)
+{
+    char state;
+    uint64_t started;
+    return lookAt(holder.pid, &state, &started) && started == holder.started && !strchr(states_of_none, state);
+}
+
 } // namespace
+
+holders_t holdersIn(int lock_fd)
+{
+    record_t record;
+    if (!readRecord(lock_fd, &record))
+        return {};
+    holders_t list = {true, record.leader, record.given, {}};
+    for (const holder_t &holder : record.listed)
+        if (holder.pid > 0)
+            list.listed.push_back(holder);
+    return list;
+}
 
 void holdersOpen(int lock_fd)
 {
-    constexpr size_t SIZE = sizeof(table_t) + sizeof *given;
+    const std::lock_guard<std::mutex> lock(list_lock);
     lock_file = lock_fd;
-    struct stat found;
-    if (fstat(lock_fd, &found) != 0 || (found.st_size < static_cast<off_t>(SIZE) && ftruncate(lock_fd, SIZE) != 0))
-        return;
-    // Opened anew: a mapping of the lock's own descriptor would keep the lock beyond its close.
-    char path[32];
-    snprintf(path, sizeof path, "/proc/self/fd/%d", lock_fd);
-    const int again = open(path, O_RDWR | O_CLOEXEC);
-    if (again < 0)
-        return;
-    void *map = mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, again, 0);
-    close(again);
-    if (map != MAP_FAILED)
-        given = reinterpret_cast<std::atomic<uint64_t> *>(static_cast<unsigned char *>(map) + sizeof(table_t));
 }
 
-void holdersGave(uint64_t sequence)
+void holdersTake(const holders_t &list)
 {
-    if (given)
-        given->store(sequence);
+    const std::lock_guard<std::mutex> lock(list_lock);
+    mine = list;
+    written = recordOf(mine);
 }
 
-uint64_t holdersGiven()
+holders_t holdersMine()
 {
-    return given ? given->load() : 0;
-}
-
-std::vector<holder_t> holdersRead()
-{
-    table_t table = {};
-    if (lock_file < 0 || pread(lock_file, table.data(), sizeof table, 0) != static_cast<ssize_t>(sizeof table))
-        return {};
-    std::vector<holder_t> holders;
-    for (const holder_t &holder : table)
-        if (holder.pid > 0)
-            holders.push_back(holder);
-    return holders;
+    const std::lock_guard<std::mutex> lock(list_lock);
+    return mine;
 }
 
 void holdersWrite(std::span<const holder_t> holders)
 {
-    table_t table = {};
-    for (size_t i = 0; i < holders.size() && i < table.size(); ++i)
-        table[i] = holders[i];
-    if (lock_file >= 0 && pwrite(lock_file, table.data(), sizeof table, 0) != static_cast<ssize_t>(sizeof table))
-        rasLog("election: cannot write the lock file: %s", strerror(errno));
+    const std::lock_guard<std::mutex> lock(list_lock);
+    mine.known = true;
+    mine.listed.assign(holders.begin(), holders.begin() + std::min<size_t>(holders.size(), HOLDERS_MOST));
+    writeMine();
+}
+
+void holdersGave(uint64_t sequence)
+{
+    const std::lock_guard<std::mutex> lock(list_lock);
+    mine.given = sequence;
+    if (mine.listed.size() > 1) // one alone has nobody to differ from, and a pair is spared the write
+        writeMine();
+}
+
+void holdersLead()
+{
+    const std::lock_guard<std::mutex> lock(list_lock);
+    mine.leader = holderOf(getpid(), 0);
+    if (mine.known) // a file that tells nothing goes on so until there is something to tell
+        writeMine();
+}
+
+bool holdersMend()
+{
+    const std::lock_guard<std::mutex> lock(list_lock);
+    record_t found;
+    if (readRecord(lock_file, &found) && memcmp(&found, &written, sizeof found) == 0)
+        return false;
+    const bool is_new = failure == 0;
+    writeMine();
+    return is_new && failure == 0;
+}
+
+void holdersBlank(int file)
+{
+    const record_t record = recordOf({true, {}, 0, {}});
+    if (pwrite(file, &record, sizeof record, 0) != static_cast<ssize_t>(sizeof record) && ftruncate(file, 0) != 0)
+        return; // either way it says nothing
 }
 
 holder_t holderOf(int pid, uint32_t copy)
@@ -111,7 +201,10 @@ bool holderIsSelf(const holder_t &holder)
 
 bool holderRuns(const holder_t &holder)
 {
-    char state;
-    uint64_t started;
-    return lookAt(holder.pid, &state, &started) && started == holder.started && !strchr("TtZX", state);
+    return isThere(holder, "TtZX");
+}
+
+bool holderExists(const holder_t &holder)
+{
+    return isThere(holder, "ZX");
 }

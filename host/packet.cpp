@@ -57,16 +57,17 @@ int attached(msghdr *message)
     return file;
 }
 
-// A file that could still shrink or change under the mapping is not taken.
+// A file that could still shrink or change under the mapping is not taken. False with errno.
 bool mapFile(int file, received_t *received)
 {
+    errno = EPROTO;
     struct stat found;
     const size_t length = received->head.length;
     const int seals = fcntl(file, F_GET_SEALS);
-    void *map = MAP_FAILED;
-    if (seals >= 0 && (seals & SEALS) == SEALS && length > 0 && fstat(file, &found) == 0 &&
-        found.st_size == static_cast<off_t>(length))
-        map = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, 0);
+    if (seals < 0 || (seals & SEALS) != SEALS || length == 0 || fstat(file, &found) != 0 ||
+        found.st_size != static_cast<off_t>(length))
+        return false;
+    void *map = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, 0);
     if (map == MAP_FAILED)
         return false;
     received->mapped = map;
@@ -74,8 +75,10 @@ bool mapFile(int file, received_t *received)
     return true;
 }
 
+// False with errno.
 bool accepted(size_t got, int file, received_t *received)
 {
+    errno = EPROTO;
     if (got < sizeof received->head)
         return false;
     memcpy(&received->head, buffer, sizeof received->head);
@@ -145,14 +148,14 @@ int packetReceive(int fd, received_t *received)
             close(file);
         return 0;
     }
+    errno = message.msg_flags & MSG_CTRUNC ? EMFILE : EPROTO;
     const bool good =
         !(message.msg_flags & (MSG_CTRUNC | MSG_TRUNC)) && accepted(static_cast<size_t>(got), file, received);
+    const int error = errno;
     if (file >= 0)
         close(file);
-    if (good)
-        return 1;
-    errno = EPROTO;
-    return -1;
+    errno = error;
+    return good ? 1 : -1;
 }
 
 void packetFree(received_t *received)

@@ -14,14 +14,18 @@ void replicaJoin(const ha_register_t *record, ha_hndl_t ha);
 // From the main loop on: looks for the active process, and asks it for a dump.
 void replicaStart();
 
+// The store is a copy that some active process began and that was followed since; any thread.
+bool replicaHoldsCopy();
+bool replicaIsConnected(); // to an active process, which may have died just now; any thread
 // This process holds the lock: reads what the dead predecessor still had on the way. True if the store is then a
 // complete copy of the predecessor's.
 bool replicaCatchUp();
 // The standby's part is over and the active one's begins, with the copy, or with a store and objects as at the
-// process's start. Standbys can join from here on.
-void replicaLead(bool complete);
-// The standby's part is over and nothing takes its place.
-void replicaLeave();
+// process's start. What waits at the MI6 sockets stays only if nobody can have worked on it: `was_free`. Standbys can
+// join from here on.
+void replicaLead(bool complete, bool was_free);
+// Looks whether the name of the active one's socket is still its own, and has it made anew; any thread.
+void replicaKeepName();
 
 // Hands the standbys what has changed, and a dump to those that have just joined: bytes sent, negative on failure.
 int64_t replicaSync();

@@ -50,6 +50,7 @@ struct bound_t {
     int fd;
     pid_t owner; // a forked child must not remove its parent's files
     char path[PATH_ROOM];
+    struct stat is; // the file: the name may be another's by now
 };
 
 std::mutex run_lock;
@@ -229,9 +230,18 @@ void remember(int fd, const char *path)
     (void)at_exit;
     // A descriptor that comes again was closed by other means: its old file is no longer ours to remove.
     std::erase_if(bound, [fd](const bound_t &old) { return old.fd == fd; });
-    bound_t entry = {fd, getpid(), {}};
+    bound_t entry = {fd, getpid(), {}, {}};
     snprintf(entry.path, sizeof entry.path, "%s", path);
+    lstat(path, &entry.is);
     bound.push_back(entry);
+}
+
+void removeOwn(const bound_t &entry)
+{
+    struct stat now;
+    if (entry.owner == getpid() && lstat(entry.path, &now) == 0 && now.st_dev == entry.is.st_dev &&
+        now.st_ino == entry.is.st_ino)
+        unlink(entry.path);
 }
 
 // Binds and remembers in one, so that the end of the process meets either a file that it knows or none.
@@ -317,8 +327,7 @@ void runForget(int fd)
     for (size_t i = 0; i < bound.size(); ++i) {
         if (bound[i].fd != fd)
             continue;
-        if (bound[i].owner == getpid())
-            unlink(bound[i].path);
+        removeOwn(bound[i]);
         bound.erase(bound.begin() + static_cast<std::ptrdiff_t>(i));
         return;
     }
@@ -373,8 +382,7 @@ void runCleanup()
     const std::lock_guard<std::mutex> lock(bound_lock);
     closed = true;
     for (const bound_t &entry : bound)
-        if (entry.owner == getpid())
-            unlink(entry.path);
+        removeOwn(entry);
     bound.clear();
 }
 

@@ -14,14 +14,15 @@ store_totals_t store_totals;
 
 namespace {
 
-constexpr size_t RESERVE_MOST = size_t{1} << 30;
 constexpr size_t RESERVE_LEAST = size_t{1} << 24;
+constexpr size_t LEFT_FREE = size_t{1} << 28; // address space for all else: stacks, heap, a dump on its way
 constexpr size_t GRANULE = 16;
 constexpr size_t COMMIT_STEP = size_t{1} << 18;
 constexpr size_t EXACT_MOST = size_t{1} << 16; // larger blocks have a power of two of room
 
 struct arena_t {
     unsigned char *base;
+    unsigned char *shadow;
     size_t reserved;
     size_t committed;
     size_t used;
@@ -56,7 +57,7 @@ bool openPages(void *address, size_t from, size_t end, int protection)
     return mprotect(static_cast<unsigned char *>(address) + from, end - from, protection) == 0;
 }
 
-// Makes the arena usable up to `end`, and the table with it. The step is whole pages of both.
+// Makes the arena usable up to `end`, and the shadow and the table with it. The step is whole pages of both.
 bool commit(size_t end)
 {
     if (end <= arena.committed)
@@ -67,6 +68,7 @@ bool commit(size_t end)
     if (upto > arena.reserved)
         upto = arena.reserved;
     if (!openPages(arena.base, arena.committed, upto, arena.noting ? PROT_READ : PROT_READ | PROT_WRITE) ||
+        !openPages(arena.shadow, arena.committed, upto, PROT_READ | PROT_WRITE) ||
         !openPages(arena.numbers, tableBytes(arena.committed), tableBytes(upto), PROT_READ | PROT_WRITE))
         return false;
     arena.committed = upto;
@@ -126,19 +128,22 @@ int64_t numberOf(const void *address)
 
 } // namespace
 
+// Half as much at a time, until there is room for arena, shadow, table and all else. The least is taken without the
+// rest.
 bool storeOpen()
 {
-    for (size_t size = RESERVE_MOST; !arena.base && size >= RESERVE_LEAST; size /= 2) {
-        void *base = reserve(size);
-        void *numbers = base ? reserve(tableBytes(size)) : nullptr;
-        if (numbers) {
-            arena.base = static_cast<unsigned char *>(base);
-            arena.numbers = static_cast<uint32_t *>(numbers);
-            arena.reserved = size;
-        } else if (base) {
-            munmap(base, size);
-            errno = ENOMEM;
-        }
+    for (size_t size = STORE_WHOLE; !arena.base && size >= RESERVE_LEAST; size /= 2) {
+        const size_t whole = size + size + tableBytes(size);
+        const size_t rest = size == RESERVE_LEAST ? 0 : LEFT_FREE;
+        unsigned char *const all = static_cast<unsigned char *>(reserve(whole + rest));
+        if (!all)
+            continue;
+        if (rest > 0)
+            munmap(all + whole, rest);
+        arena.shadow = all;
+        arena.numbers = reinterpret_cast<uint32_t *>(all + size);
+        arena.base = all + size + tableBytes(size);
+        arena.reserved = size;
     }
     return arena.base;
 }
@@ -210,6 +215,11 @@ unsigned char *storeBase()
 size_t storeReserved()
 {
     return arena.reserved;
+}
+
+unsigned char *storeShadow()
+{
+    return arena.shadow;
 }
 
 size_t storeCommitted()

@@ -28,7 +28,8 @@ struct store_totals_t {
 };
 extern store_totals_t store_totals;
 
-bool storeOpen();                                                        // false if the machine gives no address space
+constexpr size_t STORE_WHOLE = size_t{1} << 30; // bytes that are reserved where address space is not limited
+bool storeOpen();                               // false if the machine gives no address space
 void *storeTake(size_t size, uint32_t type, int32_t group, int32_t tag); // zeroed, or null
 bool storeGive(void *address);                                           // false if no block begins there
 void storeClear();                                                       // gives everything back
@@ -39,6 +40,7 @@ const store_block_t *storeBlock(const void *address);                    // the 
 // offset and room for good.
 unsigned char *storeBase();
 size_t storeReserved();
+unsigned char *storeShadow(); // a second reservation of the same size, usable as far as the arena, for the pages' twins
 size_t storeCommitted();
 const std::vector<store_block_t> &storeBlocks();
 size_t storeRoom(size_t size);             // bytes that a block of the size takes

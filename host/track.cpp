@@ -2,8 +2,8 @@
 // one message makes several syncs: so a few written pages stay open, their twins brought up to date instead, until
 // others are written or nothing is for a while.
 //
-// The twin of a page lies at the page's own place in a second reservation, so the
-// handler needs no table and takes no lock. Only the main thread writes to the arena.
+// The twin of a page lies at the page's own place in the store's shadow, so the handler needs no table and takes no
+// lock. Only the main thread writes to the arena.
 #include "host/track.h"
 
 #include <algorithm>
@@ -92,8 +92,7 @@ bool trackStart()
     if (track.runs)
         return true;
     track.page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    if (!track.twins)
-        track.twins = static_cast<unsigned char *>(reserve(storeReserved()));
+    track.twins = storeShadow();
     for (uint32_t **table : {&track.open, &track.written})
         if (track.twins && !*table)
             *table = static_cast<uint32_t *>(reserve(storeReserved() / track.page * sizeof **table));
@@ -116,7 +115,7 @@ void trackStop()
     protectAll(PROT_READ | PROT_WRITE);
     storeNote(false);
     sigaction(SIGSEGV, &track.before, nullptr);
-    madvise(track.twins, storeReserved(), MADV_DONTNEED);
+    madvise(track.twins, storeCommitted(), MADV_DONTNEED);
     track.count = track.differing = 0;
     track.runs = false;
 }

@@ -2,27 +2,11 @@
 #include "lib/avl.h"
 
 #include <cstdlib>
-#include <iterator>
 #include <utility>
 
 #include "lib/avl_nodes.h"
 #include "lib/tha_mem.h"
 #include "velmar/fields.h"
-
-const ha_field_t tnx_avl_node_fields[7] = {
-    QOS_FIELD(tnx_avl_node_t, left, "~Ptr"),   QOS_FIELD(tnx_avl_node_t, right, "~Ptr"),
-    QOS_FIELD(tnx_avl_node_t, parent, "~Ptr"), QOS_FIELD(tnx_avl_node_t, balance, "~I32"),
-    QOS_FIELD(tnx_avl_node_t, rank, "~I32"),   QOS_FIELD(tnx_avl_node_t, flag, "~I32"),
-    QOS_FIELD(tnx_avl_node_t, info, "~Ptr"),
-};
-
-const ha_field_t tnx_avl_tree_fields[9] = {
-    QOS_FIELD(tnx_avl_tree_t, max_nodes, "~I32"),     QOS_FIELD(tnx_avl_tree_t, compare_function, "~Ptr"),
-    QOS_FIELD(tnx_avl_tree_t, data, "~Ptr"),          QOS_FIELD(tnx_avl_tree_t, root, "~Ptr"),
-    QOS_FIELD(tnx_avl_tree_t, free_list, "~Ptr"),     QOS_FIELD(tnx_avl_tree_t, count, "~I32"),
-    QOS_FIELD(tnx_avl_tree_t, ha_hndl, "~Hdl"),       QOS_FIELD(tnx_avl_tree_t, ha_obj_grp, "~I32"),
-    QOS_FIELD(tnx_avl_tree_t, avl_tree_name, "~Chr"),
-};
 
 using namespace avlDetail;
 
@@ -30,8 +14,8 @@ namespace {
 
 using Tree = tnx_avl_tree_t;
 
-constexpr const char *NODE_TYPE = "tnx_avl_node_t";
-constexpr const char *TREE_TYPE = "tnx_avl_tree_t";
+constexpr const char *NODE_TYPE = qosMembersOf<tnx_avl_node_t>::name;
+constexpr const char *TREE_TYPE = qosMembersOf<tnx_avl_tree_t>::name;
 
 constexpr int lean(int side)
 {
@@ -349,11 +333,9 @@ int avl_tree_free(tnx_avl_tree_t **tree, void (*free_fn)(void *info))
 
 int lib_tha_avl_tree_reg(ha_hndl_t ha, avl_compare_t compare, const char *compare_name)
 {
-    int rc = lib_tha_registered(
-        ha_add_struct(ha, NODE_TYPE, sizeof(Node), std::size(tnx_avl_node_fields), tnx_avl_node_fields));
+    int rc = lib_tha_registered(qosAddStruct<Node>(ha));
     if (rc == 0)
-        rc = lib_tha_registered(
-            ha_add_struct(ha, TREE_TYPE, sizeof(Tree), std::size(tnx_avl_tree_fields), tnx_avl_tree_fields));
+        rc = lib_tha_registered(qosAddStruct<Tree>(ha));
     if (rc == 0)
         rc = lib_tha_registered(ha_add_function(ha, compare_name, reinterpret_cast<void (*)()>(compare)));
     return rc;

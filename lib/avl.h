@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "velmar/ha.h"
+#include "velmar/members.h"
 
 using avl_compare_t = int (*)(const void *a, const void *b); // negative, 0 or positive
 
@@ -20,7 +21,7 @@ struct tnx_avl_node_t {
     int32_t flag;    // 0 if this is its parent's left child, 1 if the right
     void *info;
 };
-static_assert(sizeof(void *) != 4 || sizeof(tnx_avl_node_t) == 28);
+QOS_RECORD(tnx_avl_node_t, 28, F(left), F(right), F(parent), F(balance), F(rank), F(flag), F(info));
 
 struct tnx_avl_tree_t {
     int32_t max_nodes; // size of the node pool; 0 for nodes allocated one by one
@@ -33,10 +34,8 @@ struct tnx_avl_tree_t {
     int32_t ha_obj_grp;
     char avl_tree_name[64];
 };
-static_assert(sizeof(void *) != 4 || sizeof(tnx_avl_tree_t) == 96);
-
-extern const ha_field_t tnx_avl_node_fields[7];
-extern const ha_field_t tnx_avl_tree_fields[9];
+QOS_RECORD(tnx_avl_tree_t, 96, F(max_nodes), F(compare_function), F(data), F(root), F(free_list), F(count),
+           TYPED(ha_hndl, "~Hdl"), F(ha_obj_grp), F(avl_tree_name));
 
 // Makes an empty tree and stores it in *tree, on the heap or, with `ha` at least 1, in the store. `compare_name` is
 // what lib_tha_avl_tree_reg registers the comparison under; nothing is done with it here.

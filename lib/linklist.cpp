@@ -1,31 +1,16 @@
 // Doubly linked lists.
 #include "lib/linklist.h"
 
-#include <iterator>
-
 #include "lib/tha_mem.h"
 #include "velmar/fields.h"
-
-const ha_field_t tnx_listnode_fields[3] = {
-    QOS_FIELD(tnx_listnode_t, next, "~Ptr"),
-    QOS_FIELD(tnx_listnode_t, prev, "~Ptr"),
-    QOS_FIELD(tnx_listnode_t, data, "~Ptr"),
-};
-
-const ha_field_t tnx_list_fields[8] = {
-    QOS_FIELD(tnx_list_t, head, "~Ptr"),       QOS_FIELD(tnx_list_t, tail, "~Ptr"),
-    QOS_FIELD(tnx_list_t, count, "~U32"),      QOS_FIELD(tnx_list_t, ha_hndl, "~Hdl"),
-    QOS_FIELD(tnx_list_t, ha_obj_grp, "~I32"), QOS_FIELD(tnx_list_t, list_name, "~Chr"),
-    QOS_FIELD(tnx_list_t, cmp, "~Ptr"),        QOS_FIELD(tnx_list_t, del, "~Ptr"),
-};
 
 namespace {
 
 using Node = tnx_listnode_t;
 using List = tnx_list_t;
 
-constexpr const char *NODE_TYPE = "tnx_listnode_t";
-constexpr const char *LIST_TYPE = "tnx_list_t";
+constexpr const char *NODE_TYPE = qosMembersOf<tnx_listnode_t>::name;
+constexpr const char *LIST_TYPE = qosMembersOf<tnx_list_t>::name;
 
 // Links `node` between two neighbours, null standing for an end of the list.
 void link(List *list, Node *prev, Node *next, Node *node)
@@ -301,11 +286,9 @@ void list_free(tnx_list_t *list)
 
 int lib_tha_linklist_reg(ha_hndl_t ha, list_cmp_t cmp, const char *cmp_name, list_del_t del, const char *del_name)
 {
-    int rc = lib_tha_registered(
-        ha_add_struct(ha, NODE_TYPE, sizeof(Node), std::size(tnx_listnode_fields), tnx_listnode_fields));
+    int rc = lib_tha_registered(qosAddStruct<Node>(ha));
     if (rc == 0)
-        rc =
-            lib_tha_registered(ha_add_struct(ha, LIST_TYPE, sizeof(List), std::size(tnx_list_fields), tnx_list_fields));
+        rc = lib_tha_registered(qosAddStruct<List>(ha));
     if (rc == 0 && cmp && cmp_name)
         rc = lib_tha_registered(ha_add_function(ha, cmp_name, reinterpret_cast<void (*)()>(cmp)));
     if (rc == 0 && del && del_name)

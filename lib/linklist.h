@@ -8,13 +8,14 @@
 #include <cstdint>
 
 #include "velmar/ha.h"
+#include "velmar/members.h"
 
 struct tnx_listnode_t {
     tnx_listnode_t *next;
     tnx_listnode_t *prev;
     void *data;
 };
-static_assert(sizeof(void *) != 4 || sizeof(tnx_listnode_t) == 12);
+QOS_RECORD(tnx_listnode_t, 12, F(next), F(prev), F(data));
 
 using list_cmp_t = int (*)(const void *a, const void *b); // negative, 0 or positive
 using list_del_t = void (*)(void *data);
@@ -29,10 +30,8 @@ struct tnx_list_t {
     list_cmp_t cmp; // null for a list without order
     list_del_t del; // called with `data` when a node is deleted; may be null
 };
-static_assert(sizeof(void *) != 4 || sizeof(tnx_list_t) == 92);
-
-extern const ha_field_t tnx_listnode_fields[3];
-extern const ha_field_t tnx_list_fields[8];
+QOS_RECORD(tnx_list_t, 92, F(head), F(tail), F(count), TYPED(ha_hndl, "~Hdl"), F(ha_obj_grp), F(list_name), F(cmp),
+           F(del));
 
 // A new list, or null. With `ha` at least 1 it lives in the store. The names of the two functions are those that
 // lib_tha_linklist_reg registers them under; nothing is done with them here.

@@ -6,7 +6,7 @@
 # CMakeLists.txt calls it when it configures, and the target "order" with every build:
 #   cmake -DROOT=DIR -P scripts/order.cmake
 
-cmake_minimum_required(VERSION 3.22)
+cmake_minimum_required(VERSION 3.25)
 
 # The rooms, one folder and one target each, in their order.
 set(DORVALD_ROOMS velmar agent/messages platform/records core lib channels inventory channels/events agent/model

@@ -29,20 +29,39 @@ need_packages() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
 }
 
-# Configures and builds a preset, or the named targets of it.
+# Of ninja's counted steps one for every ten percent, and everything else that it prints: for what is no terminal.
+progress() {
+    awk '!/^\[[0-9]+\/[0-9]+\]/ { print; fflush(); next }
+         { split(substr($1, 2), step, "/"); tenth = int(10 * step[1] / (step[2] + 0))
+           if (tenth > shown) { shown = tenth; print "  " $1; fflush() } }'
+}
+
+# Configures and builds a preset, or the named targets of it; through ccache where there is one. Without the packages of
+# the tests it is the programs alone.
 build_preset() {
-    local preset=$1
+    local preset=$1 begun=$SECONDS extra=()
     shift
     say "building ($preset)"
-    local extra=()
-    if [ "$preset" = release ] && ! dpkg-query -W libgtest-dev libbenchmark-dev >/dev/null 2>&1; then
+    if ! dpkg-query -W libgtest-dev libbenchmark-dev >/dev/null 2>&1; then
         extra=(-DDORVALD_TESTS=OFF -DDORVALD_BENCH=OFF)
-    else
-        extra=(-DDORVALD_TESTS=ON)
-        [ "$preset" = release ] && extra+=(-DDORVALD_BENCH=ON)
+    fi
+    if command -v ccache >/dev/null; then
+        extra+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     fi
     cmake --preset "$preset" "${extra[@]}" >/dev/null
-    cmake --build --preset "$preset" ${1:+--target "$@"} -- --quiet
+    if [ -t 1 ]; then
+        cmake --build --preset "$preset" ${1:+--target "$@"}
+    else
+        cmake --build --preset "$preset" ${1:+--target "$@"} | progress
+    fi
+    echo "  built in $((SECONDS - begun)) s"
+}
+
+test_preset() {
+    local shown=()
+    [ -t 1 ] && shown=(--progress)
+    say "tests ($1)"
+    ctest --preset "$1" -j "$(nproc)" --no-tests=error "${shown[@]}"
 }
 
 check_format() {

@@ -75,6 +75,8 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
         setenv("VELMAR_KILL_AT", std::to_string(kill_at.point).c_str(), 1);
         setenv("VELMAR_KILL_AT_COMMIT", std::to_string(kill_at.commit).c_str(), 1);
         unsetenv("VELMAR_TRACE");
+        if (prepare)
+            prepare();
         execl(binary.empty() ? DORVALD_POINTS_BINARY : binary.c_str(), "dorvald", "-s", "1", "-S", "ethsw", nullptr);
         _exit(127);
     }
@@ -91,6 +93,18 @@ bool Cluster::ended(int pid, int timeout_ms)
     close(agents.at(pid));
     agents.erase(pid);
     return true;
+}
+
+int Cluster::status(int pid)
+{
+    int status = 0;
+    if (!ready(agents.at(pid), PATIENCE_MS) || waitpid(pid, &status, 0) != pid) {
+        ADD_FAILURE() << pid << " goes on";
+        return -1;
+    }
+    close(agents.at(pid));
+    agents.erase(pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 void Cluster::kill(int pid)

@@ -4,6 +4,7 @@
 #define TESTS_CLUSTER_H
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -28,7 +29,9 @@ public:
 
     // Starts an agent: its process id.
     int start(KillAt kill_at = {}, const std::string &binary = "");
+    std::function<void()> prepare;           // what an agent does ahead of its program: limits
     bool ended(int pid, int timeout_ms = 0); // true once it was killed, and then it is forgotten
+    int status(int pid);                     // waits for its end by itself, and gives what it exited with; -1 if killed
     void kill(int pid);
 
     std::string ctl(int pid, const std::string &command);

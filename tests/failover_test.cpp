@@ -14,7 +14,7 @@
 #include "agent/messages/catalogue.h"
 #include "host/delta_records.h"
 #include "platform/records/frame.h"
-#include "tests/cluster.h"
+#include "tests/duo.h"
 #include "tests/mirror.h"
 
 namespace {
@@ -22,37 +22,11 @@ namespace {
 constexpr uint32_t CHIPS[] = {0x88400000, 0x88410000, 0x88420000, 0x88430000}; // of slot 1
 constexpr const char *ACTIVE = "election: this process is active";
 constexpr const char *HOLDS = "this process holds a dump";
-constexpr unsigned PORTS = 4; // of a chip
-constexpr long JOINED = 150;  // a chain's agent has passed fewer points by the time that its standby has joined
+constexpr long JOINED = 150; // a chain's agent has passed fewer points by the time that its standby has joined
 
 uint32_t portOf(uint32_t chip, uint32_t n)
 {
     return portNumber(chip * PORTS + n + 1) | chip;
-}
-
-// The hash of the agents' layout, which an agent tells to whoever plays the active one.
-uint64_t layoutHash()
-{
-    static const uint64_t hash = [] {
-        Cluster cluster;
-        FakeActive active(cluster.run);
-        uint64_t found = 0;
-        cluster.start();
-        active.accept(&found);
-        return found;
-    }();
-    return hash;
-}
-
-std::vector<std::string> content(const Cluster &cluster)
-{
-    return contentOf(takeDump(cluster.run, layoutHash()).words);
-}
-
-void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b)
-{
-    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    EXPECT_TRUE(a == b) << (left == a.end() ? "(end)" : *left) << '\n' << (right == b.end() ? "(end)" : *right);
 }
 
 // ---- Random messages
@@ -303,38 +277,6 @@ uint32_t environmentOr(const char *name, uint32_t value)
     const char *given = getenv(name);
     return given ? static_cast<uint32_t>(strtoul(given, nullptr, 0)) : value;
 }
-
-// An agent at work on a Tessel with ports, and a standby that holds a dump.
-struct Duo : Cluster {
-    explicit Duo(KillAt second_ends = {})
-    {
-        for (uint32_t n = 1; n <= PORTS; ++n)
-            chip->ports[portNumber(n)] = 0;
-        first = start();
-        lead(first);
-        Bytes batch = message(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1), 0x77);
-        for (uint32_t n = 1; n <= PORTS; ++n)
-            batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
-        EXPECT_FALSE(exchange(first, batch).empty());
-        second = start(second_ends);
-        join(second);
-    }
-    // The n-th configuration of a port, which differs from those around it.
-    Bytes configure(int pid, uint32_t n)
-    {
-        Bytes body = l2Body(portNumber(1 + n % PORTS), CHIP, static_cast<uint8_t>(n), static_cast<uint8_t>(n >> 8));
-        return exchange(pid, message(QOS_DEFCOS_MSG, body, 0x77));
-    }
-    // Kills `from`: `to` must go on with the same content.
-    void handOver(int from, int to)
-    {
-        const auto before = content(*this);
-        kill(from);
-        lead(to);
-        expectSame(content(*this), before);
-    }
-    int first, second;
-};
 
 // Start of the program and end of the arena, which is reserved as a whole.
 std::pair<uint64_t, uint64_t> placesOf(int pid)

@@ -946,7 +946,7 @@ TEST_F(Host, Store)
     EXPECT_NE(0, ha_register(&record, "Config=vss:", &ha, nullptr));
     strcpy(record.atom, "store");
     ASSERT_EQ(0, ha_register(&record, "Config=vss:", &ha, nullptr));
-#ifndef __SANITIZE_ADDRESS__ // which takes more address space than this leaves
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which take more address space than this leaves
     EXPECT_EQ(0, wait(start("--narrow"))) << slurp(run / "out");
 #endif
     const ha_field_t fields[] = {{"a", 0, 4, "~U32"}, {"b", 4, 8, "~U08"}};

@@ -148,9 +148,8 @@ Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 
 bool isHolder(const std::string &run)
 {
-    const int lock = open((run + "/ha/ethsw.1.lock").c_str(), O_RDWR | O_CLOEXEC);
-    holdersOpen(lock);
-    const std::vector<holder_t> holders = holdersRead();
+    const int lock = open((run + "/ha/ethsw.1.lock").c_str(), O_RDONLY | O_CLOEXEC);
+    const std::vector<holder_t> holders = holdersIn(lock).listed;
     close(lock);
     return std::any_of(holders.begin(), holders.end(), holderIsSelf);
 }
@@ -188,6 +187,9 @@ FakeActive::FakeActive(const std::string &run)
     EXPECT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
     EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << strerror(errno);
     EXPECT_EQ(listen(listener, 8), 0);
+    holdersOpen(lock);
+    holdersTake({});
+    holdersLead();
 }
 
 int FakeActive::accept(uint64_t *hash)
@@ -212,7 +214,6 @@ void FakeActive::setHolders(const std::vector<int> &pids)
     std::vector<holder_t> holders;
     for (const int pid : pids)
         holders.push_back(holderOf(pid, DUMP_NUMBER));
-    holdersOpen(lock);
     holdersWrite(holders);
 }
 

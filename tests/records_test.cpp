@@ -1,129 +1,13 @@
-// The description of the replicated records: whether a store that knows only the field tables copies what it should,
-// and the tail queues inside the records. Relies on ha/fields.h, inventory/monitor_fields.h and core/memtypes.h.
+// The tail queues inside the replicated records.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <iterator>
 #include <list>
-#include <map>
 #include <random>
-#include <set>
-#include <string>
 
-#include "core/memtypes.h"
-#include "ha/fields.h"
-#include "inventory/monitor_fields.h"
-#include "inventory/records.h"
+#include "inventory/tailq.h"
 
 namespace {
-
-// Bytes of one element of a type string; a record's size comes from the records registered so far, 0 if there is none.
-uint32_t typeWidth(const std::string &type, const std::map<std::string, uint32_t> &known)
-{
-    static const std::map<std::string, uint32_t> fixed = {{"~U08", 1},
-                                                          {"~U16", 2},
-                                                          {"~U32", 4},
-                                                          {"~U64", 8},
-                                                          {"~I32", 4},
-                                                          {"~Chr", 1},
-                                                          {"~Ptr", static_cast<uint32_t>(sizeof(void *))}};
-    if (auto found = fixed.find(type); found != fixed.end())
-        return found->second;
-    auto found = known.find(type);
-    return found == known.end() ? 0 : found->second;
-}
-
-// The rows lie inside the record, hold whole elements of a type known by now, and do not overlap.
-void checkRows(const qosHaStruct_t &record, const std::map<std::string, uint32_t> &known)
-{
-    std::map<uint32_t, uint32_t> taken; // offset to end
-    std::set<std::string> names;
-    for (uint32_t i = 0; i < record.rows; ++i) {
-        const ha_field_t &row = record.fields[i];
-        const std::string where = std::string(record.name) + "." + row.name;
-        uint32_t width = typeWidth(row.type, known);
-        ASSERT_NE(0u, width) << where << " has type " << row.type << ", registered later or never";
-        bool odd = where == "qosIfBumInfo_t.num_proto_enabled" || where == "qosIfPolInfo_t.mcastBumPolId";
-        EXPECT_EQ(0u, row.size % width) << where;
-        EXPECT_TRUE(odd ? row.size == 2 * width : row.size == 0 || row.size >= width) << where;
-        EXPECT_LE(row.offset + row.size, record.size) << where;
-        EXPECT_TRUE(names.insert(row.name).second) << where;
-        if (row.size > 0) {
-            EXPECT_TRUE(taken.emplace(row.offset, row.offset + (odd ? width : row.size)).second) << where;
-        }
-    }
-    uint32_t end = 0;
-    for (auto [from, to] : taken) {
-        EXPECT_LE(end, from) << record.name;
-        end = to;
-    }
-}
-
-TEST(Records, RowsDescribeTheirRecordsAndNestedOnesComeFirst)
-{
-    std::map<std::string, uint32_t> known;
-    std::set<std::string> twice;
-    for (unsigned i = 0; i < qosHaStructCount; ++i) {
-        checkRows(qosHaStructs[i], known);
-        if (!known.emplace(qosHaStructs[i].name, qosHaStructs[i].size).second)
-            twice.insert(qosHaStructs[i].name);
-    }
-    EXPECT_EQ(twice,
-              (std::set<std::string>{"qosRedProfile_t", "qosPolProfileTbl_t", "qosPolPolicerTbl_t", "qosPolCfg_t"}));
-
-    const qosHaStruct_t ofModules[] = {
-        {"qaBumContext_t", sizeof(qaBumContext_t), std::size(qaBumContext_fields), qaBumContext_fields},
-        {"qaBumInfo_t", sizeof(qaBumInfo_t), std::size(qaBumInfo_fields), qaBumInfo_fields},
-        {"qaPolPolicerInfo_t", sizeof(qaPolPolicerInfo_t), 5, qaPolPolicerInfo_fields},
-        {"qaDropMonitorContext_t", sizeof(qaDropMonitorContext_t), 3, qaDropMonitorContext_fields},
-        {"qosTdMonitorStatsIfMsg_t", 24, 3, qosTdMonitorStatsIfMsg_fields},
-        {"qosRedMonitorStatsIfMsg_t", 36, 6, qosRedMonitorStatsIfMsg_fields},
-        {"qaDropMonitorInfo_t", 72, 4, qaDropMonitorInfo_fields},
-    };
-    for (const qosHaStruct_t &record : ofModules) {
-        checkRows(record, known);
-        known.emplace(record.name, record.size);
-    }
-}
-
-// What the agent allocates from the store is a registered record; the rest of the list keeps its irregular rows.
-TEST(Records, AllocationTypesNameRegisteredRecords)
-{
-    std::set<std::string> known = {"qaPolPolicerInfo_t", "qaDropMonitorInfo_t"};
-    for (unsigned i = 0; i < qosHaStructCount; ++i)
-        known.insert(qosHaStructs[i].name);
-    for (unsigned type : {0u, 1u, 10u, 17u, 44u})
-        EXPECT_EQ(1u, known.count(qos_ha_get_type_str(type))) << type;
-    struct {
-        const char *name;
-        unsigned type, tag;
-    } const cases[] = {
-        {"non-ha-type", 2, 546},
-        {"qosSflowProfHdr_t", 18, 546},
-        {"fbClassmapContainer_t", 22, 515},
-        {"non-ha-type", ~0u, 546},
-    };
-    for (const auto &c : cases) {
-        EXPECT_STREQ(c.name, qos_ha_get_type_str(c.type)) << c.type;
-        EXPECT_EQ(c.tag, qos_ha_get_tag(c.type)) << c.type;
-    }
-}
-
-TEST(Records, RowOrderOddities)
-{
-    auto rowsOf = [](const std::string &name) {
-        std::string rows;
-        for (unsigned i = 0; i < qosHaStructCount; ++i)
-            if (qosHaStructs[i].name == name)
-                for (uint32_t r = 0; r < qosHaStructs[i].rows; ++r)
-                    rows += std::string(qosHaStructs[i].fields[r].name) + " ";
-        return rows;
-    };
-    EXPECT_NE(std::string::npos, rowsOf("qosIf_t").find(" pol_info bum_info cee_info profileList "));
-    EXPECT_LT(offsetof(qosIf_t, cee_info), offsetof(qosIf_t, bum_info));
-    EXPECT_EQ("ifindex dir num_policers num_pol_grp stats_clr_data status ", rowsOf("qosPolStatsClrMsg_t"));
-    EXPECT_EQ("slot_state agnt_reg chipList updList pendList upd_seqno num_upd num_pend ", rowsOf("qosSlot_t"));
-}
 
 struct item {
     int value;

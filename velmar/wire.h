@@ -1,8 +1,8 @@
 // Fields of records that leave the process: big-endian or native, always with alignment 1.
 //
 // A packed record is a plain struct of these types and of char arrays, so the compiler lays it out without padding and
-// reading a field is the byte swap. Every such struct is followed by static_asserts of its size and of the offsets
-// that its layout names.
+// reading a field is the byte swap. Below every such struct stands its list of members (velmar/members.h), which holds
+// it to its layout.
 #ifndef VELMAR_WIRE_H
 #define VELMAR_WIRE_H
 

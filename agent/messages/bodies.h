@@ -46,10 +46,10 @@ struct row;
 
 // The record behind the header of a message; void for a code that no message carries.
 template <uint8_t Code>
-using qosBodyOf = qosBodiesDetail::row<Code>::body;
+using qosBodyOf = typename qosBodiesDetail::row<Code>::body;
 
 // What the entries of qaIoctlFn for a code take; void if no chip type can have one.
 template <uint8_t Code>
-using qosOperationOf = qosBodiesDetail::row<Code>::entry;
+using qosOperationOf = typename qosBodiesDetail::row<Code>::entry;
 
 #endif

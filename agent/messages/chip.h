@@ -5,13 +5,13 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Code 0. Registration: this slot's agent is up.
 struct dORVALRegMsg_t {
     sbe32 slot_id;
 };
-QOS_LAYOUT(dORVALRegMsg_t, sizeof(R) == 4);
+QOS_MEMBERS(dORVALRegMsg_t, 4, F(0, slot_id));
 
 // One port of a chip.
 struct qosChipPortInfo_t {
@@ -20,8 +20,7 @@ struct qosChipPortInfo_t {
     be16 bufPoolId;
     be16 polGroupId;
 };
-QOS_LAYOUT(qosChipPortInfo_t, sizeof(R) == 12 && offsetof(R, num_buffers) == 4 && offsetof(R, bufPoolId) == 8 &&
-                                  offsetof(R, polGroupId) == 10);
+QOS_MEMBERS(qosChipPortInfo_t, 12, F(0, ifindex), F(4, num_buffers), F(8, bufPoolId), F(10, polGroupId));
 
 // Codes 1, 66. A chip and what it can do.
 struct qosChipUpMsg_t {
@@ -50,18 +49,13 @@ struct qosChipUpMsg_t {
     be32 egr_td_red_prof;
     sbe32 status;
 };
-QOS_LAYOUT(qosChipUpMsg_t, sizeof(R) == 2007 && offsetof(R, chip_ifindex) == 4 && offsetof(R, slot_id) == 8 &&
-                               offsetof(R, local_chip_id) == 12 && offsetof(R, num_ports) == 16 &&
-                               offsetof(R, chip_type) == 20 && offsetof(R, chip_rev) == 24 &&
-                               offsetof(R, num_ingr_policer_ids) == 28 && offsetof(R, ingr_infin_policer_id) == 32 &&
-                               offsetof(R, min_ingr_policer_id) == 36 && offsetof(R, num_egr_policer_ids) == 40 &&
-                               offsetof(R, egr_infin_policer_id) == 44 && offsetof(R, min_egr_policer_id) == 48 &&
-                               offsetof(R, num_policer_profiles) == 52 && offsetof(R, pt_based_pol) == 56 &&
-                               offsetof(R, vlan_based_pol) == 60 && offsetof(R, num_policer_groups) == 64 &&
-                               offsetof(R, numChipBuffPools) == 66 && offsetof(R, chipBuffers) == 70 &&
-                               offsetof(R, portBuffers) == 74 && offsetof(R, maxRedProfilesPerChip) == 78 &&
-                               offsetof(R, portInfo) == 79 && offsetof(R, egr_td_red_prof) == 1999 &&
-                               offsetof(R, status) == 2003);
+QOS_MEMBERS(qosChipUpMsg_t, 2007, F(0, chip_id), F(4, chip_ifindex), F(8, slot_id), F(12, local_chip_id),
+            F(16, num_ports), F(20, chip_type), F(24, chip_rev), F(28, num_ingr_policer_ids),
+            F(32, ingr_infin_policer_id), F(36, min_ingr_policer_id), F(40, num_egr_policer_ids),
+            F(44, egr_infin_policer_id), F(48, min_egr_policer_id), F(52, num_policer_profiles), F(56, pt_based_pol),
+            F(60, vlan_based_pol), F(64, num_policer_groups), F(66, numChipBuffPools), F(70, chipBuffers),
+            LOCAL(74, portBuffers), LOCAL(78, maxRedProfilesPerChip), F(79, portInfo), F(1999, egr_td_red_prof),
+            F(2003, status));
 
 // Code 2. An interface to add.
 struct qosIfAddMsg_t {
@@ -70,8 +64,7 @@ struct qosIfAddMsg_t {
     sbe32 chip_id;
     sbe32 status;
 };
-QOS_LAYOUT(qosIfAddMsg_t,
-           sizeof(R) == 32 && offsetof(R, ifName) == 4 && offsetof(R, chip_id) == 24 && offsetof(R, status) == 28);
+QOS_MEMBERS(qosIfAddMsg_t, 32, F(0, ifIndex), F(4, ifName), F(24, chip_id), F(28, status));
 
 // Code 3. An interface to delete.
 struct qosIfDelMsg_t {
@@ -79,6 +72,6 @@ struct qosIfDelMsg_t {
     char ifName[20];
     sbe32 status; // left as it came when the interface is unknown
 };
-QOS_LAYOUT(qosIfDelMsg_t, sizeof(R) == 28 && offsetof(R, ifName) == 4 && offsetof(R, status) == 24);
+QOS_MEMBERS(qosIfDelMsg_t, 28, F(0, ifIndex), F(4, ifName), F(24, status));
 
 #endif

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Codes 12 to 18, 23, 24, 34, 36, 78. The body of all congestion messages; each handler reads the fields of its
 // operation alone.
@@ -32,15 +32,11 @@ struct qosCcbMsg_t {
     uint8_t mcastQueueMode;
     sbe32 status;
 };
-QOS_LAYOUT(qosCcbMsg_t,
-           sizeof(R) == 187 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-               offsetof(R, tc_map) == 28 && offsetof(R, pause_rx) == 36 && offsetof(R, pause_tx) == 40 &&
-               offsetof(R, pfc_rx) == 44 && offsetof(R, pfc_tx) == 76 && offsetof(R, pri_tail_drop_threshold) == 108 &&
-               offsetof(R, priTailDropSet) == 116 && offsetof(R, cos) == 120 && offsetof(R, profileId) == 124 &&
-               offsetof(R, minThreshold) == 126 && offsetof(R, maxThreshold) == 130 &&
-               offsetof(R, dropProbability) == 134 && offsetof(R, set) == 138 && offsetof(R, rateLimit) == 142 &&
-               offsetof(R, burstLimit) == 146 && offsetof(R, mcTailDrop) == 150 && offsetof(R, mcastQueueMode) == 182 &&
-               offsetof(R, status) == 183);
+QOS_MEMBERS(qosCcbMsg_t, 187, F(0, ifindex), F(4, ifName), F(24, chip_ifindex), F(28, tc_map), F(36, pause_rx),
+            F(40, pause_tx), F(44, pfc_rx), F(76, pfc_tx), F(108, pri_tail_drop_threshold), F(116, priTailDropSet),
+            F(120, cos), F(124, profileId), F(126, minThreshold), F(130, maxThreshold), F(134, dropProbability),
+            F(138, set), F(142, rateLimit), F(146, burstLimit), F(150, mcTailDrop), F(182, mcastQueueMode),
+            F(183, status));
 
 // Codes 71, 72. Depth of all ingress or all egress queues.
 struct qosQueueDepthMsg_t {
@@ -48,7 +44,7 @@ struct qosQueueDepthMsg_t {
     be32 queueDepth;   // bytes
     sbe32 status;
 };
-QOS_LAYOUT(qosQueueDepthMsg_t, sizeof(R) == 12 && offsetof(R, queueDepth) == 4 && offsetof(R, status) == 8);
+QOS_MEMBERS(qosQueueDepthMsg_t, 12, F(0, chip_ifindex), F(4, queueDepth), F(8, status));
 
 // Code 42. The budget of a port and its thresholds by traffic class, in bytes.
 struct qosPortPriBuffersMsg_t {
@@ -57,8 +53,7 @@ struct qosPortPriBuffersMsg_t {
     be32 tailDropThreshold;
     be32 thresholds[8];
 };
-QOS_LAYOUT(qosPortPriBuffersMsg_t, sizeof(R) == 44 && offsetof(R, status) == 4 && offsetof(R, tailDropThreshold) == 8 &&
-                                       offsetof(R, thresholds) == 12);
+QOS_MEMBERS(qosPortPriBuffersMsg_t, 44, F(0, ifindex), F(4, status), F(8, tailDropThreshold), F(12, thresholds));
 
 // Code 46. RED of a port's ingress virtual queues; also the record of qosCcbIvqRedCfg_t.
 struct qosCcbIvqRedIfInfo_t {
@@ -66,7 +61,7 @@ struct qosCcbIvqRedIfInfo_t {
     be32 ifIndex;
     uint8_t pfc_map; // one bit a priority
 };
-QOS_LAYOUT(qosCcbIvqRedIfInfo_t, sizeof(R) == 9 && offsetof(R, ifIndex) == 4 && offsetof(R, pfc_map) == 8);
+QOS_MEMBERS(qosCcbIvqRedIfInfo_t, 9, F(0, status), F(4, ifIndex), F(8, pfc_map));
 
 // Code 47. The same for the ports of a chip. Fixed head; numEntries records follow.
 struct qosCcbIvqRedCfg_t {
@@ -75,8 +70,7 @@ struct qosCcbIvqRedCfg_t {
     be32 chip_ifindex;
     qosCcbIvqRedIfInfo_t data[0];
 };
-QOS_LAYOUT(qosCcbIvqRedCfg_t, sizeof(R) == 12 && offsetof(R, numEntries) == 4 && offsetof(R, chip_ifindex) == 8 &&
-                                  offsetof(R, data) == 12);
+QOS_MEMBERS(qosCcbIvqRedCfg_t, 12, F(0, status), F(4, numEntries), F(8, chip_ifindex), F(12, data));
 
 // Codes 37 to 39. Long-distance links.
 struct qosLdConfigMsg_t {
@@ -86,7 +80,6 @@ struct qosLdConfigMsg_t {
     uint8_t num_pfc; // lossless priorities
     sbe32 status;    // comes back as it was sent
 };
-QOS_LAYOUT(qosLdConfigMsg_t, sizeof(R) == 17 && offsetof(R, ifindex) == 4 && offsetof(R, distance) == 8 &&
-                                 offsetof(R, num_pfc) == 12 && offsetof(R, status) == 13);
+QOS_MEMBERS(qosLdConfigMsg_t, 17, F(0, cmd), F(4, ifindex), F(8, distance), F(12, num_pfc), F(13, status));
 
 #endif

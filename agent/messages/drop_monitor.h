@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Code 73. A port to watch for drops, or to watch no longer.
 struct qaDropMonitorCfgMsg_t {
@@ -15,8 +15,7 @@ struct qaDropMonitorCfgMsg_t {
     uint8_t cmd; // 1 add, 2 delete
     sbe32 status;
 };
-QOS_LAYOUT(qaDropMonitorCfgMsg_t, sizeof(R) == 33 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                                      offsetof(R, cmd) == 28 && offsetof(R, status) == 29);
+QOS_MEMBERS(qaDropMonitorCfgMsg_t, 33, F(0, ifindex), F(4, ifName), F(24, chip_ifindex), F(28, cmd), F(29, status));
 
 // One port that dropped.
 struct qosDropMonitorNotifyRec_t {
@@ -24,15 +23,14 @@ struct qosDropMonitorNotifyRec_t {
     be32 td_drop_seen;  // 1 in a tail-drop notice, else 0
     be32 red_drop_seen; // 1 in a RED notice, else 0
 };
-QOS_LAYOUT(qosDropMonitorNotifyRec_t,
-           sizeof(R) == 12 && offsetof(R, td_drop_seen) == 4 && offsetof(R, red_drop_seen) == 8);
+QOS_MEMBERS(qosDropMonitorNotifyRec_t, 12, F(0, ifindex), F(4, td_drop_seen), F(8, red_drop_seen));
 
 // Code 74. From the agent. Fixed head; count records follow.
 struct qosDropMonitorNotifyMsg_t {
     be32 count;
     qosDropMonitorNotifyRec_t records[0];
 };
-QOS_LAYOUT(qosDropMonitorNotifyMsg_t, sizeof(R) == 4 && offsetof(R, records) == 4);
+QOS_MEMBERS(qosDropMonitorNotifyMsg_t, 4, F(0, count), F(4, records));
 
 // Tail drops of a watched port. Native order: it stays inside the agent and is kept in the port's record.
 struct qosTdMonitorStatsIfMsg_t {
@@ -42,7 +40,8 @@ struct qosTdMonitorStatsIfMsg_t {
     ne32 is_td_if_drop; // 1: this poll counts as a drop
     uint8_t reserved1[4];
 };
-QOS_LAYOUT(qosTdMonitorStatsIfMsg_t, sizeof(R) == 24 && offsetof(R, td_drop) == 8 && offsetof(R, is_td_if_drop) == 16);
+QOS_MEMBERS(qosTdMonitorStatsIfMsg_t, 24, F(0, ifindex), PAD(4, reserved0), F(8, td_drop), F(16, is_td_if_drop),
+            PAD(20, reserved1));
 
 // Code 75. Request of the tail-drop monitor to a back end. Fixed head; num_records records follow.
 struct qosTdMonitorStatsMsg_t {
@@ -51,8 +50,7 @@ struct qosTdMonitorStatsMsg_t {
     be32 num_records;
     qosTdMonitorStatsIfMsg_t records[0];
 };
-QOS_LAYOUT(qosTdMonitorStatsMsg_t,
-           sizeof(R) == 12 && offsetof(R, status) == 4 && offsetof(R, num_records) == 8 && offsetof(R, records) == 12);
+QOS_MEMBERS(qosTdMonitorStatsMsg_t, 12, PAD(0, reserved0), F(4, status), F(8, num_records), F(12, records));
 
 // RED drops of a watched port, likewise.
 struct qosRedMonitorStatsIfMsg_t {
@@ -63,9 +61,8 @@ struct qosRedMonitorStatsIfMsg_t {
     ne64 yellow_drop;
     ne32 is_red_if_drop; // 1: this poll counts as a drop
 };
-QOS_LAYOUT(qosRedMonitorStatsIfMsg_t, sizeof(R) == 36 && offsetof(R, tmc_type) == 4 && offsetof(R, green_drop) == 8 &&
-                                          offsetof(R, red_drop) == 16 && offsetof(R, yellow_drop) == 24 &&
-                                          offsetof(R, is_red_if_drop) == 32);
+QOS_MEMBERS(qosRedMonitorStatsIfMsg_t, 36, F(0, ifindex), F(4, tmc_type), F(8, green_drop), F(16, red_drop),
+            F(24, yellow_drop), F(32, is_red_if_drop));
 
 // Code 76. The same request for RED drops.
 struct qosRedMonitorStatsMsg_t {
@@ -74,7 +71,6 @@ struct qosRedMonitorStatsMsg_t {
     be32 num_records;
     qosRedMonitorStatsIfMsg_t records[0];
 };
-QOS_LAYOUT(qosRedMonitorStatsMsg_t,
-           sizeof(R) == 12 && offsetof(R, status) == 4 && offsetof(R, num_records) == 8 && offsetof(R, records) == 12);
+QOS_MEMBERS(qosRedMonitorStatsMsg_t, 12, PAD(0, reserved0), F(4, status), F(8, num_records), F(12, records));
 
 #endif

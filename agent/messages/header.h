@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 struct qosMsgHdr_t {
     uint8_t msg_type;
@@ -16,8 +16,7 @@ struct qosMsgHdr_t {
     uint8_t msg_ack;   // 0 in a request, 1 once dispatched
     unsigned char msg_data[0];
 };
-QOS_LAYOUT(qosMsgHdr_t, sizeof(R) == 5 && offsetof(R, msg_len) == 1 && offsetof(R, msg_seqno) == 3 &&
-                            offsetof(R, msg_ack) == 4 && offsetof(R, msg_data) == 5);
+QOS_MEMBERS(qosMsgHdr_t, 5, F(0, msg_type), F(1, msg_len), F(3, msg_seqno), F(4, msg_ack), TYPED(5, msg_data, "~Chr"));
 
 // A name off the wire, which need not be terminated, as a text.
 struct qosName_t {

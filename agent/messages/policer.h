@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Rates and actions of a policer. Rates are in bits per second, 0x0000ffffffffffff being unlimited.
 struct qosPolParam_t {
@@ -20,10 +20,9 @@ struct qosPolParam_t {
     uint8_t flags; // bits 7 to 5 conform, 4 to 2 exceed: rewrite precedence, DSCP, traffic class
     uint8_t reserved0[3];
 };
-QOS_LAYOUT(qosPolParam_t, sizeof(R) == 40 && offsetof(R, cbs) == 8 && offsetof(R, eir) == 16 &&
-                              offsetof(R, ebs) == 24 && offsetof(R, conform_ip_tos) == 32 &&
-                              offsetof(R, conform_traffic_class) == 33 && offsetof(R, exceed_ip_tos) == 34 &&
-                              offsetof(R, exceed_traffic_class) == 35 && offsetof(R, flags) == 36);
+QOS_MEMBERS(qosPolParam_t, 40, F(0, cir), F(8, cbs), F(16, eir), F(24, ebs), F(32, conform_ip_tos),
+            F(33, conform_traffic_class), F(34, exceed_ip_tos), F(35, exceed_traffic_class), LOCAL(36, flags),
+            PAD(37, reserved0));
 
 // Code 31. A policer to install or update.
 struct qosPolPolicerAddMsg_t {
@@ -49,15 +48,11 @@ struct qosPolPolicerAddMsg_t {
     be64 op_eir;
     sbe32 status;
 };
-QOS_LAYOUT(qosPolPolicerAddMsg_t,
-           sizeof(R) == 151 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-               offsetof(R, profile_id) == 28 && offsetof(R, conform_cos) == 32 && offsetof(R, exceed_cos) == 40 &&
-               offsetof(R, violate_cos) == 48 && offsetof(R, policer_id) == 56 && offsetof(R, pol_grp_idx) == 60 &&
-               offsetof(R, dir) == 62 && offsetof(R, policer_req_type) == 66 && offsetof(R, class_default) == 67 &&
-               offsetof(R, poll_pol_cntr) == 71 && offsetof(R, is_bum_policer) == 75 &&
-               offsetof(R, add_profile) == 79 && offsetof(R, policer_param) == 83 && offsetof(R, odata1) == 123 &&
-               offsetof(R, odata2) == 127 && offsetof(R, op_cir) == 131 && offsetof(R, op_eir) == 139 &&
-               offsetof(R, status) == 147);
+QOS_MEMBERS(qosPolPolicerAddMsg_t, 151, F(0, ifindex), F(4, ifName), F(24, chip_ifindex), F(28, profile_id),
+            F(32, conform_cos), F(40, exceed_cos), F(48, violate_cos), F(56, policer_id), F(60, pol_grp_idx),
+            F(62, dir), F(66, policer_req_type), F(67, class_default), F(71, poll_pol_cntr), F(75, is_bum_policer),
+            F(79, add_profile), F(83, policer_param), F(123, odata1), F(127, odata2), F(131, op_cir), F(139, op_eir),
+            F(147, status));
 
 // Code 32. A policer to remove.
 struct qosPolPolicerDelMsg_t {
@@ -73,11 +68,9 @@ struct qosPolPolicerDelMsg_t {
     uint8_t policer_req_type;
     sbe32 status;
 };
-QOS_LAYOUT(qosPolPolicerDelMsg_t, sizeof(R) == 55 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                                      offsetof(R, profile_id) == 28 && offsetof(R, policer_id) == 32 &&
-                                      offsetof(R, pol_grp_idx) == 36 && offsetof(R, class_default) == 38 &&
-                                      offsetof(R, is_bum_policer) == 42 && offsetof(R, dir) == 46 &&
-                                      offsetof(R, policer_req_type) == 50 && offsetof(R, status) == 51);
+QOS_MEMBERS(qosPolPolicerDelMsg_t, 55, F(0, ifindex), F(4, ifName), F(24, chip_ifindex), F(28, profile_id),
+            F(32, policer_id), F(36, pol_grp_idx), F(38, class_default), F(42, is_bum_policer), F(46, dir),
+            F(50, policer_req_type), F(51, status));
 
 // Code 33. The rewrite tables of a profile, by CoS.
 struct qosPolProfileMsg_t {
@@ -89,9 +82,8 @@ struct qosPolProfileMsg_t {
     uint8_t profile_req_type; // 2 deletes, else updates
     sbe32 status;
 };
-QOS_LAYOUT(qosPolProfileMsg_t, sizeof(R) == 37 && offsetof(R, profile_id) == 4 && offsetof(R, conform_cos) == 8 &&
-                                   offsetof(R, exceed_cos) == 16 && offsetof(R, violate_cos) == 24 &&
-                                   offsetof(R, profile_req_type) == 32 && offsetof(R, status) == 33);
+QOS_MEMBERS(qosPolProfileMsg_t, 37, F(0, chip_ifindex), F(4, profile_id), F(8, conform_cos), F(16, exceed_cos),
+            F(24, violate_cos), F(32, profile_req_type), F(33, status));
 
 // One policer of qosPolStatsGetMsg_t.
 struct qosPolStatsRec_t {
@@ -101,8 +93,8 @@ struct qosPolStatsRec_t {
     uint8_t reserved0[102];
     be64 counter[3]; // the third counts violations
 };
-QOS_LAYOUT(qosPolStatsRec_t, sizeof(R) == 136 && offsetof(R, policer_id) == 4 && offsetof(R, pol_grp_idx) == 8 &&
-                                 offsetof(R, counter) == 112);
+QOS_MEMBERS(qosPolStatsRec_t, 136, F(0, ifindex), F(4, policer_id), F(8, pol_grp_idx), PAD(10, reserved0),
+            F(112, counter));
 
 // Code 40. Policer counters. Fixed head; num_records records follow, and the first is read whatever the number.
 struct qosPolStatsGetMsg_t {
@@ -112,15 +104,14 @@ struct qosPolStatsGetMsg_t {
     be16 num_records;
     qosPolStatsRec_t records[0];
 };
-QOS_LAYOUT(qosPolStatsGetMsg_t, sizeof(R) == 14 && offsetof(R, status) == 4 && offsetof(R, dir) == 8 &&
-                                    offsetof(R, num_records) == 12 && offsetof(R, records) == 14);
+QOS_MEMBERS(qosPolStatsGetMsg_t, 14, F(0, chip_ifindex), F(4, status), F(8, dir), F(12, num_records), F(14, records));
 
 // One policer of qosPolStatsClrMsg_t.
 struct qosPolStatsClrData_t {
     be32 ifindex;
     be32 policer_id;
 };
-QOS_LAYOUT(qosPolStatsClrData_t, sizeof(R) == 8 && offsetof(R, policer_id) == 4);
+QOS_MEMBERS(qosPolStatsClrData_t, 8, F(0, ifindex), F(4, policer_id));
 
 // Code 44. Policers to clear. A body ends behind num_policers entries, which may be fewer or more than declared here.
 struct qosPolStatsClrMsg_t {
@@ -131,9 +122,8 @@ struct qosPolStatsClrMsg_t {
     uint8_t num_pol_grp; // written by the agent
     qosPolStatsClrData_t stats_clr_data[200];
 };
-QOS_LAYOUT(qosPolStatsClrMsg_t, sizeof(R) == 1617 && offsetof(R, ifindex) == 4 && offsetof(R, dir) == 8 &&
-                                    offsetof(R, num_policers) == 12 && offsetof(R, num_pol_grp) == 16 &&
-                                    offsetof(R, stats_clr_data) == 17);
+QOS_MEMBERS(qosPolStatsClrMsg_t, 1617, BACK(0, status, 5), F(4, ifindex), F(8, dir), F(12, num_policers),
+            F(16, num_pol_grp), F(17, stats_clr_data));
 
 // The entries of a clear, as many as num_policers says.
 inline const qosPolStatsClrData_t *qosPolStatsClrEntries(const qosPolStatsClrMsg_t *body)
@@ -147,7 +137,7 @@ struct qosPolStatsClrAllMsg_t {
     be32 ifindex;
     sbe32 is_bum_pol_stats_clr_req;
 };
-QOS_LAYOUT(qosPolStatsClrAllMsg_t, sizeof(R) == 8 && offsetof(R, is_bum_pol_stats_clr_req) == 4);
+QOS_MEMBERS(qosPolStatsClrAllMsg_t, 8, F(0, ifindex), F(4, is_bum_pol_stats_clr_req));
 
 // Code 43. From the agent: a BUM policer has begun or ceased to drop.
 struct qosPolBumStateNotifyMsg_t {
@@ -156,8 +146,7 @@ struct qosPolBumStateNotifyMsg_t {
     sbe32 dir;
     sbe32 bum_mon_state; // 1 in violation, 0 not
 };
-QOS_LAYOUT(qosPolBumStateNotifyMsg_t,
-           sizeof(R) == 16 && offsetof(R, pol_id) == 4 && offsetof(R, dir) == 8 && offsetof(R, bum_mon_state) == 12);
+QOS_MEMBERS(qosPolBumStateNotifyMsg_t, 16, F(0, ifindex), F(4, pol_id), F(8, dir), F(12, bum_mon_state));
 
 // Code 68. Forget that a port's BUM policers are in violation.
 struct qosBumResetStateMsg_t {
@@ -165,6 +154,6 @@ struct qosBumResetStateMsg_t {
     char ifName[20];
     sbe32 status;
 };
-QOS_LAYOUT(qosBumResetStateMsg_t, sizeof(R) == 28 && offsetof(R, ifName) == 4 && offsetof(R, status) == 24);
+QOS_MEMBERS(qosBumResetStateMsg_t, 28, F(0, ifindex), F(4, ifName), F(24, status));
 
 #endif

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Codes 4 to 7. Layer 2 priority. Every message carries the whole set; the code says what has changed.
 struct qosL2PriMsg_t {
@@ -19,9 +19,8 @@ struct qosL2PriMsg_t {
     uint8_t tc_map[8];  // traffic class by CoS
     sbe32 status;
 };
-QOS_LAYOUT(qosL2PriMsg_t, sizeof(R) == 54 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                              offsetof(R, def_cos) == 28 && offsetof(R, def_tc) == 29 && offsetof(R, cos_trust) == 30 &&
-                              offsetof(R, cos_map) == 34 && offsetof(R, tc_map) == 42 && offsetof(R, status) == 50);
+QOS_MEMBERS(qosL2PriMsg_t, 54, F(0, ifIndex), F(4, ifName), F(24, chip_ifindex), F(28, def_cos), F(29, def_tc),
+            F(30, cos_trust), F(34, cos_map), F(42, tc_map), F(50, status));
 
 // Codes 8 to 11. Layer 3 priority, likewise.
 struct qosL3PriMsg_t {
@@ -34,8 +33,7 @@ struct qosL3PriMsg_t {
     uint8_t tc_map[64];   // traffic class by DSCP
     sbe32 status;
 };
-QOS_LAYOUT(qosL3PriMsg_t, sizeof(R) == 228 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                              offsetof(R, dscp_trust) == 28 && offsetof(R, dscp_map) == 32 &&
-                              offsetof(R, cos_map) == 96 && offsetof(R, tc_map) == 160 && offsetof(R, status) == 224);
+QOS_MEMBERS(qosL3PriMsg_t, 228, F(0, ifIndex), F(4, ifName), F(24, chip_ifindex), F(28, dscp_trust), F(32, dscp_map),
+            F(96, cos_map), F(160, tc_map), F(224, status));
 
 #endif

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Scheduling of a port.
 struct qosSch_t {
@@ -15,15 +15,14 @@ struct qosSch_t {
     be32 dwrr_weight[8];
     be32 sch_cfg_status;
 };
-QOS_LAYOUT(qosSch_t, sizeof(R) == 76 && offsetof(R, sp_count) == 4 && offsetof(R, sp_queue_bw) == 8 &&
-                         offsetof(R, dwrr_weight) == 40 && offsetof(R, sch_cfg_status) == 72);
+QOS_MEMBERS(qosSch_t, 76, F(0, SchFlags), F(4, sp_count), F(8, sp_queue_bw), F(40, dwrr_weight), F(72, sch_cfg_status));
 
 // Multicast scheduling of a chip.
 struct qosMcSch_t {
     be32 mc_dwrr_weight[8];
     be32 mc_sch_cfg_status;
 };
-QOS_LAYOUT(qosMcSch_t, sizeof(R) == 36 && offsetof(R, mc_sch_cfg_status) == 32);
+QOS_MEMBERS(qosMcSch_t, 36, F(0, mc_dwrr_weight), F(32, mc_sch_cfg_status));
 
 // Shaper of a port.
 struct qosShaper_t {
@@ -31,7 +30,7 @@ struct qosShaper_t {
     be32 if_bw; // the port's rate
     be32 port_shp_cfg_status;
 };
-QOS_LAYOUT(qosShaper_t, sizeof(R) == 12 && offsetof(R, if_bw) == 4 && offsetof(R, port_shp_cfg_status) == 8);
+QOS_MEMBERS(qosShaper_t, 12, F(0, SchFlags), F(4, if_bw), F(8, port_shp_cfg_status));
 
 // Codes 19 to 22. The body of all scheduler messages.
 struct qosSchMsg_t {
@@ -43,8 +42,7 @@ struct qosSchMsg_t {
     qosMcSch_t Mcsch_cfg;
     sbe32 status;
 };
-QOS_LAYOUT(qosSchMsg_t, sizeof(R) == 156 && offsetof(R, ifName) == 4 && offsetof(R, chip_ifindex) == 24 &&
-                            offsetof(R, shaper_cfg) == 28 && offsetof(R, sch_cfg) == 40 &&
-                            offsetof(R, Mcsch_cfg) == 116 && offsetof(R, status) == 152);
+QOS_MEMBERS(qosSchMsg_t, 156, F(0, ifIndex), F(4, ifName), F(24, chip_ifindex), F(28, shaper_cfg), F(40, sch_cfg),
+            F(116, Mcsch_cfg), F(152, status));
 
 #endif

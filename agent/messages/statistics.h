@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "agent/messages/codes.h"
-#include "agent/messages/layout.h"
+#include "velmar/members.h"
 
 // Codes 41, 70. Clear statistics.
 struct qosClearStatsMsg_t {
@@ -18,8 +18,7 @@ struct qosClearStatsMsg_t {
     sbe32 clearAll;
     be32 chip; // flat chip number; counts only during the agent's own walk over its chips
 };
-QOS_LAYOUT(qosClearStatsMsg_t,
-           sizeof(R) == 16 && offsetof(R, ifindex) == 4 && offsetof(R, clearAll) == 8 && offsetof(R, chip) == 12);
+QOS_MEMBERS(qosClearStatsMsg_t, 16, F(0, status), F(4, ifindex), F(8, clearAll), F(12, chip));
 
 // What most of them begin with: all of a body that is looked at before it is filled.
 struct qosStatsHead_t {
@@ -27,7 +26,7 @@ struct qosStatsHead_t {
     sbe32 status;
     uint8_t selector[4]; // forwarded to the driver by the TMC and VOQ requests
 };
-QOS_LAYOUT(qosStatsHead_t, sizeof(R) == 12 && offsetof(R, status) == 4 && offsetof(R, selector) == 8);
+QOS_MEMBERS(qosStatsHead_t, 12, F(0, ifindex), F(4, status), F(8, selector));
 
 // Code 48. The TMC behind a chip.
 struct qosGetTmcInfoMsg_t {
@@ -37,8 +36,7 @@ struct qosGetTmcInfoMsg_t {
     sbe32 tmc_id;
     be32 tmc_type;
 };
-QOS_LAYOUT(qosGetTmcInfoMsg_t, sizeof(R) == 20 && offsetof(R, chip_ifindex) == 4 && offsetof(R, tsl_id) == 8 &&
-                                   offsetof(R, tmc_id) == 12 && offsetof(R, tmc_type) == 16);
+QOS_MEMBERS(qosGetTmcInfoMsg_t, 20, F(0, status), F(4, chip_ifindex), F(8, tsl_id), F(12, tmc_id), F(16, tmc_type));
 
 // Codes 25 to 27, 69. Receive queue and send queue.
 struct qosRcvQueueStatsMsg_t {
@@ -52,9 +50,8 @@ struct qosRcvQueueStatsMsg_t {
     uint8_t reserved1[65];
     char drop_total[33]; // decimal text that more than one source adds to; 32 bytes are used
 };
-QOS_LAYOUT(qosRcvQueueStatsMsg_t, sizeof(R) == 182 && offsetof(R, status) == 4 && offsetof(R, log_port_bufs) == 8 &&
-                                      offsetof(R, port_threshold) == 12 && offsetof(R, port_pri_bufs) == 20 &&
-                                      offsetof(R, threshold) == 52 && offsetof(R, drop_total) == 149);
+QOS_MEMBERS(qosRcvQueueStatsMsg_t, 182, F(0, ifindex), F(4, status), F(8, log_port_bufs), F(12, port_threshold),
+            PAD(16, reserved0), F(20, port_pri_bufs), F(52, threshold), PAD(84, reserved1), F(149, drop_total));
 
 // Code 28. Multicast receive queues of a chip.
 struct qosMcastRcvQueueStatsMsg_t {
@@ -63,7 +60,7 @@ struct qosMcastRcvQueueStatsMsg_t {
     uint8_t reserved0[92];
     char counter[8][33]; // decimal text by queue
 };
-QOS_LAYOUT(qosMcastRcvQueueStatsMsg_t, sizeof(R) == 364 && offsetof(R, status) == 4 && offsetof(R, counter) == 100);
+QOS_MEMBERS(qosMcastRcvQueueStatsMsg_t, 364, F(0, chip_ifindex), F(4, status), PAD(8, reserved0), F(100, counter));
 
 // Code 29. Flow control of a port; counters are decimal texts.
 struct qosFlowControlStatsMsg_t {
@@ -74,8 +71,8 @@ struct qosFlowControlStatsMsg_t {
     char global2[33];
     char pri[8][33];
 };
-QOS_LAYOUT(qosFlowControlStatsMsg_t, sizeof(R) == 539 && offsetof(R, status) == 4 && offsetof(R, global) == 209 &&
-                                         offsetof(R, global2) == 242 && offsetof(R, pri) == 275);
+QOS_MEMBERS(qosFlowControlStatsMsg_t, 539, F(0, ifindex), F(4, status), PAD(8, reserved0), F(209, global),
+            F(242, global2), F(275, pri));
 
 // Code 30. Queues of a port; counters are decimal texts.
 struct qosQueueStatsMsg_t {
@@ -88,9 +85,8 @@ struct qosQueueStatsMsg_t {
     char counter4[8][33];
     char total[4][33];
 };
-QOS_LAYOUT(qosQueueStatsMsg_t, sizeof(R) == 1261 && offsetof(R, status) == 4 && offsetof(R, counter1) == 73 &&
-                                   offsetof(R, counter2) == 337 && offsetof(R, counter3) == 601 &&
-                                   offsetof(R, counter4) == 865 && offsetof(R, total) == 1129);
+QOS_MEMBERS(qosQueueStatsMsg_t, 1261, F(0, ifindex), F(4, status), PAD(8, reserved0), F(73, counter1), F(337, counter2),
+            F(601, counter3), F(865, counter4), F(1129, total));
 
 // One priority of a Tessel port.
 struct qosRedStatsRec_t {
@@ -100,7 +96,8 @@ struct qosRedStatsRec_t {
     be64 counter[8]; // first and second group alternate, drop level by drop level
     uint8_t reserved1[16];
 };
-QOS_LAYOUT(qosRedStatsRec_t, sizeof(R) == 88 && offsetof(R, priority) == 4 && offsetof(R, counter) == 8);
+QOS_MEMBERS(qosRedStatsRec_t, 88, F(0, rsp_priority), PAD(1, reserved0), F(4, priority), F(8, counter),
+            PAD(72, reserved1));
 
 // Code 35. RED counters. Tessel fills records, one or eight; Mirelle fills mrl_counter.
 struct qosRedStatsMsg_t {
@@ -117,11 +114,9 @@ struct qosRedStatsMsg_t {
     uint8_t reserved1[8];
     be64 mrl_counter[6]; // first and second group alternate
 };
-QOS_LAYOUT(qosRedStatsMsg_t, sizeof(R) == 836 && offsetof(R, status) == 4 && offsetof(R, num_records) == 8 &&
-                                 offsetof(R, priority) == 12 && offsetof(R, ifindex) == 28 &&
-                                 offsetof(R, single_record) == 32 && offsetof(R, stats_valid) == 36 &&
-                                 offsetof(R, records_valid) == 37 && offsetof(R, records) == 76 &&
-                                 offsetof(R, mrl_counter) == 788);
+QOS_MEMBERS(qosRedStatsMsg_t, 836, F(0, chip_ifindex), F(4, status), F(8, num_records), F(12, priority), F(28, ifindex),
+            F(32, single_record), F(36, stats_valid), F(37, records_valid), PAD(38, reserved0), F(76, records),
+            PAD(780, reserved1), F(788, mrl_counter));
 
 // Whether one record is asked for. The mark is a byte in one reading and a word in another; both count.
 inline bool qosRedStatsSingle(const qosRedStatsMsg_t *body)
@@ -142,10 +137,8 @@ struct qosIngQueStatsMsg_t {
     uint8_t pri129[8];
     uint8_t pri137[8];
 };
-QOS_LAYOUT(qosIngQueStatsMsg_t, sizeof(R) == 145 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                    offsetof(R, pri48) == 48 && offsetof(R, val112) == 112 &&
-                                    offsetof(R, flag120) == 120 && offsetof(R, pri121) == 121 &&
-                                    offsetof(R, pri129) == 129 && offsetof(R, pri137) == 137);
+QOS_MEMBERS(qosIngQueStatsMsg_t, 145, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(112, val112), F(120, flag120), F(121, pri121), F(129, pri129), F(137, pri137));
 
 // Code 50. Egress queues of a port.
 struct qosEgrQueStatsMsg_t {
@@ -165,10 +158,9 @@ struct qosEgrQueStatsMsg_t {
     be32 pri84[8];
     be32 pri116[8];
 };
-QOS_LAYOUT(qosEgrQueStatsMsg_t, sizeof(R) == 148 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                    offsetof(R, pri48) == 48 && offsetof(R, val56) == 56 && offsetof(R, flag60) == 60 &&
-                                    offsetof(R, val64) == 64 && offsetof(R, val68) == 68 && offsetof(R, val72) == 72 &&
-                                    offsetof(R, pri73) == 73 && offsetof(R, pri84) == 84 && offsetof(R, pri116) == 116);
+QOS_MEMBERS(qosEgrQueStatsMsg_t, 148, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(56, val56), F(60, flag60), PAD(61, reserved1), F(64, val64), F(68, val68), F(72, val72), F(73, pri73),
+            PAD(81, reserved2), F(84, pri84), F(116, pri116));
 
 // Code 51. Ingress buffers of a port.
 struct qosIngBufStatsMsg_t {
@@ -189,12 +181,9 @@ struct qosIngBufStatsMsg_t {
     uint8_t pri280[8];
     uint8_t flag288;
 };
-QOS_LAYOUT(qosIngBufStatsMsg_t,
-           sizeof(R) == 289 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 && offsetof(R, pri48) == 48 &&
-               offsetof(R, pri56) == 56 && offsetof(R, val64) == 64 && offsetof(R, pri80) == 80 &&
-               offsetof(R, pri112) == 112 && offsetof(R, pri144) == 144 && offsetof(R, pri176) == 176 &&
-               offsetof(R, pri208) == 208 && offsetof(R, pri240) == 240 && offsetof(R, pri272) == 272 &&
-               offsetof(R, pri280) == 280 && offsetof(R, flag288) == 288);
+QOS_MEMBERS(qosIngBufStatsMsg_t, 289, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(56, pri56), F(64, val64), F(80, pri80), F(112, pri112), F(144, pri144), F(176, pri176), F(208, pri208),
+            F(240, pri240), F(272, pri272), F(280, pri280), F(288, flag288));
 
 // Code 52. Egress buffers of a port.
 struct qosEgrBufStatsMsg_t {
@@ -208,10 +197,8 @@ struct qosEgrBufStatsMsg_t {
     uint8_t pri144[8];
     uint8_t pri152[8];
 };
-QOS_LAYOUT(qosEgrBufStatsMsg_t, sizeof(R) == 160 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                    offsetof(R, pri48) == 48 && offsetof(R, pri80) == 80 &&
-                                    offsetof(R, pri112) == 112 && offsetof(R, pri144) == 144 &&
-                                    offsetof(R, pri152) == 152);
+QOS_MEMBERS(qosEgrBufStatsMsg_t, 160, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(80, pri80), F(112, pri112), F(144, pri144), F(152, pri152));
 
 // Code 53. PLC ingress queues.
 struct qosPlcIngQueStatsMsg_t {
@@ -226,10 +213,8 @@ struct qosPlcIngQueStatsMsg_t {
     uint8_t reserved1[11];
     be32 val132[6];
 };
-QOS_LAYOUT(qosPlcIngQueStatsMsg_t, sizeof(R) == 156 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                       offsetof(R, pri48) == 48 && offsetof(R, pri80) == 80 &&
-                                       offsetof(R, flag112) == 112 && offsetof(R, pri113) == 113 &&
-                                       offsetof(R, val132) == 132);
+QOS_MEMBERS(qosPlcIngQueStatsMsg_t, 156, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(80, pri80), F(112, flag112), F(113, pri113), PAD(121, reserved1), F(132, val132));
 
 // Code 54. PLC egress queues.
 struct qosPlcEgrQueStatsMsg_t {
@@ -244,10 +229,8 @@ struct qosPlcEgrQueStatsMsg_t {
     be32 pri176[8];
     be32 pri208[8];
 };
-QOS_LAYOUT(qosPlcEgrQueStatsMsg_t, sizeof(R) == 240 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                       offsetof(R, pri48) == 48 && offsetof(R, pri80) == 80 &&
-                                       offsetof(R, pri112) == 112 && offsetof(R, pri144) == 144 &&
-                                       offsetof(R, pri176) == 176 && offsetof(R, pri208) == 208);
+QOS_MEMBERS(qosPlcEgrQueStatsMsg_t, 240, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, pri48),
+            F(80, pri80), F(112, pri112), F(144, pri144), F(176, pri176), F(208, pri208));
 
 // Code 55. PLC ingress buffers.
 struct qosPlcIngBufStatsMsg_t {
@@ -266,11 +249,9 @@ struct qosPlcIngBufStatsMsg_t {
     uint8_t flag224;
     uint8_t flag225;
 };
-QOS_LAYOUT(qosPlcIngBufStatsMsg_t,
-           sizeof(R) == 226 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 && offsetof(R, val48) == 48 &&
-               offsetof(R, pri72) == 72 && offsetof(R, pri104) == 104 && offsetof(R, pri136) == 136 &&
-               offsetof(R, pri168) == 168 && offsetof(R, val200) == 200 && offsetof(R, pri208) == 208 &&
-               offsetof(R, pri216) == 216 && offsetof(R, flag224) == 224 && offsetof(R, flag225) == 225);
+QOS_MEMBERS(qosPlcIngBufStatsMsg_t, 226, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, val48),
+            F(72, pri72), F(104, pri104), F(136, pri136), F(168, pri168), F(200, val200), F(208, pri208),
+            F(216, pri216), F(224, flag224), F(225, flag225));
 
 // Code 56. PLC egress buffers.
 struct qosPlcEgrBufStatsMsg_t {
@@ -284,10 +265,8 @@ struct qosPlcEgrBufStatsMsg_t {
     be32 pri128[8];
     uint8_t pri160[8];
 };
-QOS_LAYOUT(qosPlcEgrBufStatsMsg_t, sizeof(R) == 168 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                       offsetof(R, val48) == 48 && offsetof(R, pri64) == 64 &&
-                                       offsetof(R, pri96) == 96 && offsetof(R, pri128) == 128 &&
-                                       offsetof(R, pri160) == 160);
+QOS_MEMBERS(qosPlcEgrBufStatsMsg_t, 168, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(48, val48),
+            F(64, pri64), F(96, pri96), F(128, pri128), F(160, pri160));
 
 // Code 57. Ingress queues of a TMC chip.
 struct qosTmcIngChipQueStatsMsg_t {
@@ -307,11 +286,9 @@ struct qosTmcIngChipQueStatsMsg_t {
     be16 val68;
     be16 val70;
 };
-QOS_LAYOUT(qosTmcIngChipQueStatsMsg_t,
-           sizeof(R) == 72 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 && offsetof(R, flag52) == 52 &&
-               offsetof(R, flag53) == 53 && offsetof(R, flag54) == 54 && offsetof(R, flag55) == 55 &&
-               offsetof(R, flag56) == 56 && offsetof(R, flag57) == 57 && offsetof(R, val60) == 60 &&
-               offsetof(R, val64) == 64 && offsetof(R, val68) == 68 && offsetof(R, val70) == 70);
+QOS_MEMBERS(qosTmcIngChipQueStatsMsg_t, 72, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(52, flag52), F(53, flag53), F(54, flag54), F(55, flag55), F(56, flag56), F(57, flag57),
+            PAD(58, reserved1), F(60, val60), F(64, val64), F(68, val68), F(70, val70));
 
 // Code 58. Egress queues of a TMC chip.
 struct qosTmcEgrChipQueStatsMsg_t {
@@ -321,8 +298,8 @@ struct qosTmcEgrChipQueStatsMsg_t {
     uint8_t reserved0[40];
     be32 val52[17];
 };
-QOS_LAYOUT(qosTmcEgrChipQueStatsMsg_t,
-           sizeof(R) == 120 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 && offsetof(R, val52) == 52);
+QOS_MEMBERS(qosTmcEgrChipQueStatsMsg_t, 120, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(52, val52));
 
 // Code 59. Ingress buffers of a TMC chip.
 struct qosTmcIngChipBufStatsMsg_t {
@@ -338,10 +315,9 @@ struct qosTmcIngChipBufStatsMsg_t {
     be32 pair264[8][2];
     be32 val328[2];
 };
-QOS_LAYOUT(qosTmcIngChipBufStatsMsg_t, sizeof(R) == 336 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                           offsetof(R, val56) == 56 && offsetof(R, pair72) == 72 &&
-                                           offsetof(R, pair136) == 136 && offsetof(R, pair200) == 200 &&
-                                           offsetof(R, pair264) == 264 && offsetof(R, val328) == 328);
+QOS_MEMBERS(qosTmcIngChipBufStatsMsg_t, 336, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(56, val56), PAD(68, reserved1), F(72, pair72), F(136, pair136), F(200, pair200), F(264, pair264),
+            F(328, val328));
 
 // Code 60. Egress buffers of a TMC chip.
 struct qosTmcEgrChipBufStatsMsg_t {
@@ -359,11 +335,9 @@ struct qosTmcEgrChipBufStatsMsg_t {
     be32 pair840[8][2];
     be32 val904[13];
 };
-QOS_LAYOUT(qosTmcEgrChipBufStatsMsg_t, sizeof(R) == 956 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                           offsetof(R, pri56) == 56 && offsetof(R, pri64) == 64 &&
-                                           offsetof(R, val640) == 640 && offsetof(R, pair648) == 648 &&
-                                           offsetof(R, pair712) == 712 && offsetof(R, pair776) == 776 &&
-                                           offsetof(R, pair840) == 840 && offsetof(R, val904) == 904);
+QOS_MEMBERS(qosTmcEgrChipBufStatsMsg_t, 956, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(56, pri56), F(64, pri64), F(640, val640), PAD(644, reserved1), F(648, pair648), F(712, pair712),
+            F(776, pair776), F(840, pair840), F(904, val904));
 
 // Code 61. Ingress buffers of a TMC port.
 struct qosIngTmcPortBufStatsMsg_t {
@@ -385,12 +359,9 @@ struct qosIngTmcPortBufStatsMsg_t {
     be32 val256;
     be32 pair260[4][2];
 };
-QOS_LAYOUT(qosIngTmcPortBufStatsMsg_t,
-           sizeof(R) == 292 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 && offsetof(R, val52) == 52 &&
-               offsetof(R, val53) == 53 && offsetof(R, val56) == 56 && offsetof(R, pri60) == 60 &&
-               offsetof(R, pri92) == 92 && offsetof(R, val124) == 124 && offsetof(R, pri128) == 128 &&
-               offsetof(R, pri160) == 160 && offsetof(R, pri192) == 192 && offsetof(R, pri224) == 224 &&
-               offsetof(R, val256) == 256 && offsetof(R, pair260) == 260);
+QOS_MEMBERS(qosIngTmcPortBufStatsMsg_t, 292, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(52, val52), F(53, val53), PAD(54, reserved1), F(56, val56), F(60, pri60), F(92, pri92), F(124, val124),
+            F(128, pri128), F(160, pri160), F(192, pri192), F(224, pri224), F(256, val256), F(260, pair260));
 
 // Code 62. Egress buffers of a TMC port.
 struct qosEgrTmcPortBufStatsMsg_t {
@@ -403,9 +374,8 @@ struct qosEgrTmcPortBufStatsMsg_t {
     uint8_t reserved1[4];
     be32 pair92[12][8][2]; // twelve groups by priority
 };
-QOS_LAYOUT(qosEgrTmcPortBufStatsMsg_t, sizeof(R) == 860 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                           offsetof(R, val52) == 52 && offsetof(R, pri56) == 56 &&
-                                           offsetof(R, pair92) == 92);
+QOS_MEMBERS(qosEgrTmcPortBufStatsMsg_t, 860, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(52, val52), F(56, pri56), PAD(88, reserved1), F(92, pair92));
 
 // Code 63. Ingress queues of a TMC port.
 struct qosIngTmcPortQueStatsMsg_t {
@@ -420,10 +390,8 @@ struct qosIngTmcPortQueStatsMsg_t {
     be32 val56;
     be16 pri60[8];
 };
-QOS_LAYOUT(qosIngTmcPortQueStatsMsg_t, sizeof(R) == 76 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                           offsetof(R, val52) == 52 && offsetof(R, val53) == 53 &&
-                                           offsetof(R, val54) == 54 && offsetof(R, val56) == 56 &&
-                                           offsetof(R, pri60) == 60);
+QOS_MEMBERS(qosIngTmcPortQueStatsMsg_t, 76, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(52, val52), F(53, val53), F(54, val54), PAD(55, reserved1), F(56, val56), F(60, pri60));
 
 // Code 64. Virtual output queues.
 struct qosVoqStatsMsg_t {
@@ -434,8 +402,8 @@ struct qosVoqStatsMsg_t {
     be64 counter[14];
     uint8_t selector_echo[4];
 };
-QOS_LAYOUT(qosVoqStatsMsg_t, sizeof(R) == 168 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                 offsetof(R, counter) == 52 && offsetof(R, selector_echo) == 164);
+QOS_MEMBERS(qosVoqStatsMsg_t, 168, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0), F(52, counter),
+            F(164, selector_echo));
 
 // One drop reason.
 struct qosDropRsnRec_t {
@@ -443,7 +411,7 @@ struct qosDropRsnRec_t {
     uint8_t reserved0[3];
     be64 counter;
 };
-QOS_LAYOUT(qosDropRsnRec_t, sizeof(R) == 56 && offsetof(R, counter) == 48);
+QOS_MEMBERS(qosDropRsnRec_t, 56, F(0, text), PAD(45, reserved0), F(48, counter));
 
 // Code 65. Reasons that occurred fill the records from the front.
 struct qosDropRsnStatsMsg_t {
@@ -456,9 +424,8 @@ struct qosDropRsnStatsMsg_t {
     qosDropRsnRec_t records[128];
     be64 total[7];
 };
-QOS_LAYOUT(qosDropRsnStatsMsg_t, sizeof(R) == 7280 && offsetof(R, status) == 4 && offsetof(R, selector) == 8 &&
-                                     offsetof(R, num_reasons) == 48 && offsetof(R, records) == 56 &&
-                                     offsetof(R, total) == 7224);
+QOS_MEMBERS(qosDropRsnStatsMsg_t, 7280, F(0, ifindex), F(4, status), F(8, selector), PAD(12, reserved0),
+            F(48, num_reasons), PAD(52, reserved1), F(56, records), F(7224, total));
 
 // Code 77. Internal counters of a chip.
 struct qosAsicIntStatsMsg_t {
@@ -475,9 +442,8 @@ struct qosAsicIntStatsMsg_t {
     uint8_t reserved3[8];
     be64 val464[8];
 };
-QOS_LAYOUT(qosAsicIntStatsMsg_t, sizeof(R) == 528 && offsetof(R, status) == 4 && offsetof(R, val16) == 16 &&
-                                     offsetof(R, val96) == 96 && offsetof(R, val104) == 104 &&
-                                     offsetof(R, val360) == 360 && offsetof(R, val392) == 392 &&
-                                     offsetof(R, val464) == 464);
+QOS_MEMBERS(qosAsicIntStatsMsg_t, 528, F(0, chip_ifindex), F(4, status), PAD(8, reserved0), F(16, val16),
+            PAD(88, reserved1), F(96, val96), F(104, val104), F(360, val360), PAD(384, reserved2), F(392, val392),
+            PAD(456, reserved3), F(464, val464));
 
 #endif

@@ -58,7 +58,8 @@ void mrlCopyRedStats(const unsigned char *response, qosRedStatsMsg_t *body)
 {
     body->stats_valid = 1;
     body->records_valid = recordsAsked(body);
-    cosRedTakeCounters(cosRedResult(response, 1, 0), std::size(body->mrl_counter) / 2, body->mrl_counter);
+    cosRedTakeCounters(cosRedResult(response, 1, 0), static_cast<unsigned>(std::size(body->mrl_counter) / 2),
+                       body->mrl_counter);
 }
 
 } // namespace

@@ -18,7 +18,7 @@ struct capPort_t {
     uint8_t reserved_8[3];
     uint8_t pool_and_group; // buffer pool in the high nibble, policer group in the low one
 };
-static_assert(sizeof(capPort_t) == 12 && offsetof(capPort_t, pool_and_group) == 11);
+QOS_MEMBERS(capPort_t, 12, F(0, ifindex), F(4, num_buffers), PAD(8, reserved_8), F(11, pool_and_group));
 
 enum chipEvent_t : uint32_t { CHIP_EVENT_UP = 3, CHIP_EVENT_DOWN = 4, CHIP_EVENT_BULK_UP = 7 };
 
@@ -32,7 +32,9 @@ struct capPolicers_t {
     be32 egr_infin_policer_id;
     be32 num_policer_profiles;
 };
-static_assert(sizeof(capPolicers_t) == 28);
+QOS_MEMBERS(capPolicers_t, 28, F(0, min_ingr_policer_id), F(4, num_ingr_policer_ids), F(8, ingr_infin_policer_id),
+            F(12, min_egr_policer_id), F(16, num_egr_policer_ids), F(20, egr_infin_policer_id),
+            F(24, num_policer_profiles));
 
 // The capability record, which is also the driver's chip event.
 struct qosChipCap_t {
@@ -60,12 +62,11 @@ struct qosChipCap_t {
     be32 num_port_entries;
     capPort_t ports[CHIP_PORTS];
 };
-static_assert(sizeof(qosChipCap_t) == 2460);
-static_assert(offsetof(qosChipCap_t, chip_ifindex) == 16 && offsetof(qosChipCap_t, chip_code) == 28);
-static_assert(offsetof(qosChipCap_t, policers) == 180 && offsetof(qosChipCap_t, flags) == 484);
-static_assert(offsetof(qosChipCap_t, egr_td_red_prof) == 516 && offsetof(qosChipCap_t, num_policer_groups) == 522);
-static_assert(offsetof(qosChipCap_t, chipBuffers) == 524 && offsetof(qosChipCap_t, maxRedProfilesPerChip) == 535);
-static_assert(offsetof(qosChipCap_t, num_port_entries) == 536 && offsetof(qosChipCap_t, ports) == 540);
+QOS_MEMBERS(qosChipCap_t, 2460, F(0, event), F(4, slot), F(8, chip), F(12, flat_chip), F(16, chip_ifindex),
+            F(20, num_ports), PAD(24, reserved_24), F(28, chip_code), F(32, chip_rev), PAD(36, reserved_36),
+            F(180, policers), PAD(208, reserved_208), F(484, flags), PAD(488, reserved_488), F(516, egr_td_red_prof),
+            PAD(520, reserved_520), F(522, num_policer_groups), F(524, chipBuffers), F(528, numChipBuffPools),
+            PAD(532, reserved_532), F(535, maxRedProfilesPerChip), F(536, num_port_entries), F(540, ports));
 
 // Chip ready: a bitmap of 128 flat chip numbers, chip n being bit n modulo 32 of word n / 32, bit 0 the least.
 struct qosChipReady_t {
@@ -73,7 +74,7 @@ struct qosChipReady_t {
     be32 num_chips;
     be32 bitmap[4];
 };
-static_assert(sizeof(qosChipReady_t) == 32 && offsetof(qosChipReady_t, bitmap) == 16);
+QOS_MEMBERS(qosChipReady_t, 32, PAD(0, reserved_0), F(12, num_chips), F(16, bitmap));
 
 struct qosBulkChip_t {
     uint8_t slot;
@@ -83,14 +84,15 @@ struct qosBulkChip_t {
     be32 chip_ifindex;
     uint8_t reserved_8[2436];
 };
-static_assert(sizeof(qosBulkChip_t) == 2444);
+QOS_MEMBERS(qosBulkChip_t, 2444, F(0, slot), F(1, chip), F(2, flat_chip), PAD(3, reserved_3), F(4, chip_ifindex),
+            PAD(8, reserved_8));
 
 struct qosBulkChipUp_t {
     be32 event;
     be32 num_chips;
     // qosBulkChip_t entries follow
 };
-static_assert(sizeof(qosBulkChipUp_t) == 8);
+QOS_MEMBERS(qosBulkChipUp_t, 8, F(0, event), F(4, num_chips));
 
 // Basic capability, COS family, request and response alike.
 struct cosChipCap_t {
@@ -103,8 +105,8 @@ struct cosChipCap_t {
     be32 num_ports;
     uint8_t reserved_188[272];
 };
-static_assert(sizeof(cosChipCap_t) == 460 && offsetof(cosChipCap_t, chip_code) == 28);
-static_assert(offsetof(cosChipCap_t, policers) == 140 && offsetof(cosChipCap_t, num_ports) == 184);
+QOS_MEMBERS(cosChipCap_t, 460, F(0, hdr), F(28, chip_code), F(32, chip_rev), PAD(36, reserved_36), F(140, policers),
+            PAD(168, reserved_168), F(184, num_ports), PAD(188, reserved_188));
 
 // Extended capability, COS family.
 struct cosExtChipCap_t {
@@ -120,8 +122,9 @@ struct cosExtChipCap_t {
     be32 num_ports;
     capPort_t ports[CHIP_PORTS];
 };
-static_assert(sizeof(cosExtChipCap_t) == 2016 && offsetof(cosExtChipCap_t, flags) == 40);
-static_assert(offsetof(cosExtChipCap_t, num_policer_groups) == 76 && offsetof(cosExtChipCap_t, num_ports) == 92);
+QOS_MEMBERS(cosExtChipCap_t, 2016, F(0, hdr), F(28, chip_code), PAD(32, reserved_32), F(40, flags),
+            PAD(44, reserved_44), F(76, num_policer_groups), F(80, chipBuffers), F(84, numChipBuffPools),
+            PAD(88, reserved_88), F(92, num_ports), F(96, ports));
 
 // Older capability, DCE family.
 struct dceChipCap_t {
@@ -130,6 +133,6 @@ struct dceChipCap_t {
     be32 chip_rev;
     uint8_t reserved_20[144];
 };
-static_assert(sizeof(dceChipCap_t) == 164 && offsetof(dceChipCap_t, chip_code) == 12);
+QOS_MEMBERS(dceChipCap_t, 164, F(0, hdr), F(12, chip_code), F(16, chip_rev), PAD(20, reserved_20));
 
 #endif

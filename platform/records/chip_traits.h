@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <type_traits>
 
-constexpr unsigned QOS_NUM_COS =
-    8; // classes of service of every chip: priorities, traffic classes and queues of a port
+// Classes of service of every chip: priorities, traffic classes and queues of a port.
+constexpr unsigned QOS_NUM_COS = 8;
 constexpr unsigned QOS_NUM_DSCP = 64;
 
 // ---- Chip types

@@ -16,7 +16,7 @@ struct cosPriTailDrop_t {
     be32 valid[QOS_NUM_COS]; // 1: the threshold counts
     be32 threshold[QOS_NUM_COS];
 };
-static_assert(sizeof(cosPriTailDrop_t) == 108 && offsetof(cosPriTailDrop_t, valid) == 44);
+QOS_MEMBERS(cosPriTailDrop_t, 108, F(0, hdr), F(28, ifindex), PAD(32, reserved_32), F(44, valid), F(76, threshold));
 
 struct cosTailDrop_t {
     cosHdr_t hdr;
@@ -24,14 +24,14 @@ struct cosTailDrop_t {
     be32 valid; // 1
     be32 threshold;
 };
-static_assert(sizeof(cosTailDrop_t) == 40 && offsetof(cosTailDrop_t, threshold) == 36);
+QOS_MEMBERS(cosTailDrop_t, 40, F(0, hdr), F(28, ifindex), F(32, valid), F(36, threshold));
 
 struct cosW2qMap_t {
     cosHdr_t hdr;
     be32 ifindex;
     uint8_t tc_map[QOS_NUM_COS];
 };
-static_assert(sizeof(cosW2qMap_t) == 40 && offsetof(cosW2qMap_t, tc_map) == 32);
+QOS_MEMBERS(cosW2qMap_t, 40, F(0, hdr), F(28, ifindex), F(32, tc_map));
 
 struct cosPause_t {
     cosHdr_t hdr;
@@ -41,7 +41,8 @@ struct cosPause_t {
     be32 assert_threshold;
     be32 de_assert_threshold;
 };
-static_assert(sizeof(cosPause_t) == 48 && offsetof(cosPause_t, assert_threshold) == 40);
+QOS_MEMBERS(cosPause_t, 48, F(0, hdr), F(28, ifindex), F(32, rx), F(36, tx), F(40, assert_threshold),
+            F(44, de_assert_threshold));
 
 struct cosPfc_t {
     cosHdr_t hdr;
@@ -52,7 +53,8 @@ struct cosPfc_t {
     be32 assert_threshold;
     be32 de_assert_threshold;
 };
-static_assert(sizeof(cosPfc_t) == 52 && offsetof(cosPfc_t, priority) == 32);
+QOS_MEMBERS(cosPfc_t, 52, F(0, hdr), F(28, ifindex), F(32, priority), F(36, rx), F(40, tx), F(44, assert_threshold),
+            F(48, de_assert_threshold));
 
 struct cosPortShaper_t {
     cosHdr_t hdr;
@@ -60,7 +62,7 @@ struct cosPortShaper_t {
     be32 ifIndex;
     be32 if_bw; // Mbit/s
 };
-static_assert(sizeof(cosPortShaper_t) == 40 && offsetof(cosPortShaper_t, if_bw) == 36);
+QOS_MEMBERS(cosPortShaper_t, 40, F(0, hdr), F(28, valid), F(32, ifIndex), F(36, if_bw));
 
 struct cosScheduler_t {
     cosHdr_t hdr;
@@ -73,22 +75,21 @@ struct cosScheduler_t {
     uint8_t rate_limit_mask;     // a set bit: the priority is not limited
     uint8_t reserved_141[3];
 };
-static_assert(sizeof(cosScheduler_t) == 144 && offsetof(cosScheduler_t, group) == 36);
-static_assert(offsetof(cosScheduler_t, group_weight) == 44 && offsetof(cosScheduler_t, bandwidth) == 108);
-static_assert(offsetof(cosScheduler_t, rate_limit_mask) == 140);
+QOS_MEMBERS(cosScheduler_t, 144, F(0, hdr), F(28, ifIndex), F(32, strict_boundary), F(36, group), F(44, group_weight),
+            F(76, queue_weight), F(108, bandwidth), F(140, rate_limit_mask), PAD(141, reserved_141));
 
 struct cosSbpSize_t {
     cosHdr_t hdr;
     be32 size; // in the response, bytes
 };
-static_assert(sizeof(cosSbpSize_t) == 32);
+QOS_MEMBERS(cosSbpSize_t, 32, F(0, hdr), F(28, size));
 
 struct cosMcastQueueMode_t {
     cosHdr_t hdr;
     uint8_t mode; // bit 6 set, bit 5 on
     uint8_t reserved_29[7];
 };
-static_assert(sizeof(cosMcastQueueMode_t) == 36 && offsetof(cosMcastQueueMode_t, mode) == 28);
+QOS_MEMBERS(cosMcastQueueMode_t, 36, F(0, hdr), F(28, mode), PAD(29, reserved_29));
 
 // ---- RED, Tessel and Mirelle
 
@@ -100,7 +101,7 @@ struct cosRedLevel_t {
     be32 range; // maximum less minimum
     be32 maxThreshold;
 };
-static_assert(sizeof(cosRedLevel_t) == 16);
+QOS_MEMBERS(cosRedLevel_t, 16, F(0, probability), F(4, minThreshold), F(8, range), F(12, maxThreshold));
 
 struct cosRed_t {
     cosHdr_t hdr;
@@ -110,8 +111,8 @@ struct cosRed_t {
     uint8_t profile;
     cosRedLevel_t level[RED_DROP_LEVELS];
 };
-static_assert(sizeof(cosRed_t) == 84 && offsetof(cosRed_t, priority_and_enable) == 34);
-static_assert(offsetof(cosRed_t, level) == 36);
+QOS_MEMBERS(cosRed_t, 84, F(0, hdr), F(28, ifindex), PAD(32, reserved_32), F(34, priority_and_enable), F(35, profile),
+            F(36, level));
 
 // Which priorities of a port's ingress virtual queues use RED.
 struct cosIvqRed_t {
@@ -120,7 +121,7 @@ struct cosIvqRed_t {
     uint8_t reserved_32[3];
     uint8_t pfc_map;
 };
-static_assert(sizeof(cosIvqRed_t) == 36 && offsetof(cosIvqRed_t, pfc_map) == 35);
+QOS_MEMBERS(cosIvqRed_t, 36, F(0, hdr), F(28, ifindex), PAD(32, reserved_32), F(35, pfc_map));
 
 // One result record of the RED devices.
 struct cosRedResult_t {
@@ -129,6 +130,6 @@ struct cosRedResult_t {
     be64 first[4]; // by drop level
     be64 second[4];
 };
-static_assert(sizeof(cosRedResult_t) == 72 && offsetof(cosRedResult_t, second) == 40);
+QOS_MEMBERS(cosRedResult_t, 72, PAD(0, reserved_0), F(4, priority), F(8, first), F(40, second));
 
 #endif

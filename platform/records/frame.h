@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "velmar/wire.h"
+#include "velmar/members.h"
 
 // ---- Frames
 
@@ -28,7 +28,7 @@ struct qosNLHdr_t {
     ne32 sender;
     uint8_t reserved_16[4];
 };
-static_assert(sizeof(qosNLHdr_t) == 20 && offsetof(qosNLHdr_t, type) == 4 && offsetof(qosNLHdr_t, seq) == 8);
+QOS_MEMBERS(qosNLHdr_t, 20, F(0, length), F(4, type), F(6, flags), F(8, seq), F(12, sender), PAD(16, reserved_16));
 
 constexpr uint32_t DRV_KIND_EVENT = 2;
 constexpr uint32_t DRV_KIND_IOCTL = 6;
@@ -42,8 +42,8 @@ struct qosDriverHdr_t {
     be32 request_length;  // bytes of the request record; 0 in an event
     be32 response_length; // bytes of the response record; of an event its body
 };
-static_assert(sizeof(qosDriverHdr_t) == 28 && offsetof(qosDriverHdr_t, kind) == 8);
-static_assert(offsetof(qosDriverHdr_t, request_length) == 20 && offsetof(qosDriverHdr_t, response_length) == 24);
+QOS_MEMBERS(qosDriverHdr_t, 28, F(0, target), PAD(4, reserved_4), F(8, kind), PAD(12, reserved_12),
+            PAD(16, reserved_16), F(20, request_length), F(24, response_length));
 
 constexpr uint32_t NL_RECORD_OFFSET = sizeof(qosNLHdr_t) + sizeof(qosDriverHdr_t); // 48
 constexpr uint32_t NL_MSG_BUF_SIZE = 4096;
@@ -59,7 +59,7 @@ struct dceHdr_t {
     be16 word_8;       // 0, or 15 in the two RED operations
     be16 num_records;  // of the body, for the commands with an operation
 };
-static_assert(sizeof(dceHdr_t) == 12 && offsetof(dceHdr_t, status) == 7);
+QOS_MEMBERS(dceHdr_t, 12, F(0, command), F(4, length), F(6, operation), F(7, status), F(8, word_8), F(10, num_records));
 
 struct cosHdr_t {
     be32 command;
@@ -69,7 +69,8 @@ struct cosHdr_t {
     be64 reserved_16;
     be32 status; // in a response not 0 if the driver refused
 };
-static_assert(sizeof(cosHdr_t) == 28 && offsetof(cosHdr_t, status) == 24);
+QOS_MEMBERS(cosHdr_t, 28, F(0, command), PAD(4, reserved_4), F(8, in_size), F(12, out_size), PAD(16, reserved_16),
+            F(24, status));
 
 // Several complete COS records in one, each in as many bytes as the larger of its two sizes.
 struct cosBulk_t {
@@ -78,7 +79,7 @@ struct cosBulk_t {
     be16 num_records;
     be16 num_processed; // in the response
 };
-static_assert(sizeof(cosBulk_t) == 36 && offsetof(cosBulk_t, num_records) == 32);
+QOS_MEMBERS(cosBulk_t, 36, F(0, hdr), F(28, flags), F(32, num_records), F(34, num_processed));
 
 // One request record of the statistics commands.
 struct cosStatsKey_t {
@@ -86,7 +87,7 @@ struct cosStatsKey_t {
     be32 index;
     be32 flags; // bit 0 clear all
 };
-static_assert(sizeof(cosStatsKey_t) == 12);
+QOS_MEMBERS(cosStatsKey_t, 12, F(0, id), F(4, index), F(8, flags));
 
 // Statistics read and clear. A response repeats the head and the request records; a bitmap of one bit for each response
 // record in 32-bit words and the result records follow.
@@ -102,7 +103,8 @@ struct cosStats_t {
     be32 word_44;       // 0
     // cosStatsKey_t records follow
 };
-static_assert(sizeof(cosStats_t) == 48 && offsetof(cosStats_t, num_requests) == 34);
+QOS_MEMBERS(cosStats_t, 48, F(0, hdr), F(28, device), PAD(32, reserved_32), F(33, byte_33), F(34, num_requests),
+            F(36, num_responses), F(38, num_returned), F(40, word_40), F(44, word_44));
 
 enum cosStatsDevice_t : uint32_t {
     STAT_DEV_RED_MIRELLE = 40,

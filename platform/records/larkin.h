@@ -41,7 +41,8 @@ struct larkTcamHandle_t {
     uint8_t reserved_18[2];
     be32 application_handle;
 };
-static_assert(sizeof(larkTcamHandle_t) == 24 && offsetof(larkTcamHandle_t, application_handle) == 20);
+QOS_MEMBERS(larkTcamHandle_t, 24, F(0, input_key), F(8, input_mask_key), F(16, result_key), PAD(18, reserved_18),
+            F(20, application_handle));
 
 struct larkTcamRegion_t {
     dceHdr_t hdr;
@@ -56,8 +57,8 @@ struct larkTcamRegion_t {
     be16 size;
     be16 growth_factor;
 };
-static_assert(sizeof(larkTcamRegion_t) == 32 && offsetof(larkTcamRegion_t, flags_22) == 22);
-static_assert(offsetof(larkTcamRegion_t, table) == 16 && offsetof(larkTcamRegion_t, min_size) == 24);
+QOS_MEMBERS(larkTcamRegion_t, 32, F(0, hdr), F(12, word_12), F(16, table), F(18, region), F(20, half_20),
+            F(22, flags_22), F(23, byte_23), F(24, min_size), F(26, max_size), F(28, size), F(30, growth_factor));
 
 // Each selection writes one of the two result words.
 struct larkTcamAdd_t {
@@ -76,15 +77,15 @@ struct larkTcamAdd_t {
     be32 result[2];
     uint8_t reserved_96[44];
 };
-static_assert(sizeof(larkTcamAdd_t) == 140 && offsetof(larkTcamAdd_t, table) == 42);
-static_assert(offsetof(larkTcamAdd_t, value_key) == 56 && offsetof(larkTcamAdd_t, port_mask) == 68);
-static_assert(offsetof(larkTcamAdd_t, valid) == 84 && offsetof(larkTcamAdd_t, result) == 88);
+QOS_MEMBERS(larkTcamAdd_t, 140, F(0, hdr), PAD(12, reserved_12), F(42, table), F(44, region), PAD(46, reserved_46),
+            F(56, value_key), F(60, port_key), PAD(64, reserved_64), F(68, port_mask), F(72, value_mask),
+            PAD(76, reserved_76), F(84, valid), F(88, result), PAD(96, reserved_96));
 
 struct larkTcamAdded_t {
     dceHdr_t hdr;
     larkTcamHandle_t handle;
 };
-static_assert(sizeof(larkTcamAdded_t) == 36 && offsetof(larkTcamAdded_t, handle) == 12);
+QOS_MEMBERS(larkTcamAdded_t, 36, F(0, hdr), F(12, handle));
 
 // The two selections send different lengths of the same record.
 template <size_t Tail>
@@ -100,11 +101,17 @@ struct larkTcamUpdate_t {
     be32 result[2];
     uint8_t reserved_64[Tail];
 };
+template <size_t Tail>
+struct qosMembersOf<larkTcamUpdate_t<Tail>> {
+    static constexpr const char *name = "larkTcamUpdate_t";
+    QOS_LIST(larkTcamUpdate_t<Tail>, "larkTcamUpdate_t", QOS_AT, F(0, hdr), F(12, word_12), PAD(16, reserved_16),
+             F(20, handle), F(44, table), F(46, region), PAD(48, reserved_48), F(52, valid), F(56, result),
+             PAD(64, reserved_64))
+};
 using larkL2TcamUpdate_t = larkTcamUpdate_t<44>;
 using larkL3TcamUpdate_t = larkTcamUpdate_t<4>;
-static_assert(sizeof(larkL2TcamUpdate_t) == 108 && sizeof(larkL3TcamUpdate_t) == 68);
-static_assert(offsetof(larkL3TcamUpdate_t, handle) == 20 && offsetof(larkL3TcamUpdate_t, table) == 44);
-static_assert(offsetof(larkL3TcamUpdate_t, valid) == 52 && offsetof(larkL3TcamUpdate_t, result) == 56);
+static_assert(qosMembersOf<larkL2TcamUpdate_t>::record.size == 108 &&
+              qosMembersOf<larkL3TcamUpdate_t>::record.size == 68);
 
 struct larkTcamDelete_t {
     dceHdr_t hdr;
@@ -115,8 +122,8 @@ struct larkTcamDelete_t {
     be32 word_44; // 1
     uint8_t reserved_48[4];
 };
-static_assert(sizeof(larkTcamDelete_t) == 52 && offsetof(larkTcamDelete_t, table) == 16);
-static_assert(offsetof(larkTcamDelete_t, handle) == 20 && offsetof(larkTcamDelete_t, word_44) == 44);
+QOS_MEMBERS(larkTcamDelete_t, 52, F(0, hdr), F(12, word_12), F(16, table), F(18, region), F(20, handle), F(44, word_44),
+            PAD(48, reserved_48));
 
 constexpr uint32_t LARK_REG_MAP_MASK = 0x00003FC0;
 
@@ -128,8 +135,8 @@ struct larkL2PriRegMap_t {
     uint8_t reserved_36[36];
     be32 ifIndex;
 };
-static_assert(sizeof(larkL2PriRegMap_t) == 76 && offsetof(larkL2PriRegMap_t, map) == 32);
-static_assert(offsetof(larkL2PriRegMap_t, ifIndex) == 72);
+QOS_MEMBERS(larkL2PriRegMap_t, 76, F(0, hdr), F(12, mask), PAD(16, reserved_16), F(32, map), PAD(36, reserved_36),
+            F(72, ifIndex));
 
 constexpr uint32_t LARK_VLAN_DEF_COS = 1U << 21;
 
@@ -140,8 +147,7 @@ struct larkDefCos_t {
     uint8_t reserved_20[6];
     be16 def_cos;
 };
-static_assert(sizeof(larkDefCos_t) == 28 && offsetof(larkDefCos_t, valid) == 16);
-static_assert(offsetof(larkDefCos_t, def_cos) == 26);
+QOS_MEMBERS(larkDefCos_t, 28, F(0, hdr), PAD(12, reserved_12), F(16, valid), PAD(20, reserved_20), F(26, def_cos));
 
 // ---- Congestion
 
@@ -152,7 +158,7 @@ struct larkTailDrop_t {
     be32 threshold;
     be32 word_20; // 0
 };
-static_assert(sizeof(larkTailDrop_t) == 24 && offsetof(larkTailDrop_t, threshold) == 16);
+QOS_MEMBERS(larkTailDrop_t, 24, F(0, hdr), F(12, ifindex), F(16, threshold), F(20, word_20));
 
 // Port buffer and emergency pause.
 struct larkPortThreshold_t {
@@ -160,7 +166,7 @@ struct larkPortThreshold_t {
     be32 ifindex;
     be32 threshold;
 };
-static_assert(sizeof(larkPortThreshold_t) == 20 && offsetof(larkPortThreshold_t, threshold) == 16);
+QOS_MEMBERS(larkPortThreshold_t, 20, F(0, hdr), F(12, ifindex), F(16, threshold));
 
 struct larkPause_t {
     dceHdr_t hdr;
@@ -171,7 +177,8 @@ struct larkPause_t {
     be32 de_assert_threshold;
     uint8_t reserved_32[8];
 };
-static_assert(sizeof(larkPause_t) == 40 && offsetof(larkPause_t, assert_threshold) == 24);
+QOS_MEMBERS(larkPause_t, 40, F(0, hdr), F(12, ifindex), F(16, rx), F(20, tx), F(24, assert_threshold),
+            F(28, de_assert_threshold), PAD(32, reserved_32));
 
 struct larkPfcEntry_t {
     be32 ifindex;
@@ -183,13 +190,14 @@ struct larkPfcEntry_t {
     be32 de_assert_threshold;
     be64 reserved_24;
 };
-static_assert(sizeof(larkPfcEntry_t) == 32 && offsetof(larkPfcEntry_t, assert_threshold) == 16);
+QOS_MEMBERS(larkPfcEntry_t, 32, F(0, ifindex), F(4, priority), F(6, half_6), F(8, rx), F(12, tx),
+            F(16, assert_threshold), F(20, de_assert_threshold), PAD(24, reserved_24));
 
 struct larkPfc_t {
     dceHdr_t hdr;
     larkPfcEntry_t entry[QOS_NUM_COS];
 };
-static_assert(sizeof(larkPfc_t) == 268 && offsetof(larkPfc_t, entry) == 12);
+QOS_MEMBERS(larkPfc_t, 268, F(0, hdr), F(12, entry));
 
 struct larkPriTailDropEntry_t {
     be32 ifindex;
@@ -198,13 +206,14 @@ struct larkPriTailDropEntry_t {
     be32 threshold;
     be32 word_12; // 0
 };
-static_assert(sizeof(larkPriTailDropEntry_t) == 16 && offsetof(larkPriTailDropEntry_t, threshold) == 8);
+QOS_MEMBERS(larkPriTailDropEntry_t, 16, F(0, ifindex), F(4, priority), PAD(6, reserved_6), F(8, threshold),
+            F(12, word_12));
 
 struct larkPriTailDrop_t {
     dceHdr_t hdr;
     larkPriTailDropEntry_t entry[QOS_NUM_COS];
 };
-static_assert(sizeof(larkPriTailDrop_t) == 140 && offsetof(larkPriTailDrop_t, entry) == 12);
+QOS_MEMBERS(larkPriTailDrop_t, 140, F(0, hdr), F(12, entry));
 
 struct larkMcastRateLimit_t {
     dceHdr_t hdr;
@@ -212,17 +221,20 @@ struct larkMcastRateLimit_t {
     uint8_t reserved_14[2];
     be32 rateLimit;
 };
-static_assert(sizeof(larkMcastRateLimit_t) == 20 && offsetof(larkMcastRateLimit_t, rateLimit) == 16);
+QOS_MEMBERS(larkMcastRateLimit_t, 20, F(0, hdr), F(12, burstLimit), PAD(14, reserved_14), F(16, rateLimit));
 
 // A threshold or a weight for each multicast queue.
+struct larkMcastQueue_t {
+    be16 queue;
+    be16 value;
+};
+QOS_MEMBERS(larkMcastQueue_t, 4, F(0, queue), F(2, value));
+
 struct larkMcastQueues_t {
     dceHdr_t hdr;
-    struct {
-        be16 queue;
-        be16 value;
-    } entry[QOS_NUM_COS];
+    larkMcastQueue_t entry[QOS_NUM_COS];
 };
-static_assert(sizeof(larkMcastQueues_t) == 44 && offsetof(larkMcastQueues_t, entry) == 12);
+QOS_MEMBERS(larkMcastQueues_t, 44, F(0, hdr), F(12, entry));
 
 // The only one of a chip; stands in word_8 of both RED records.
 constexpr uint16_t LARK_RED_PROFILE = qosChipTraits(QOS_CHIP_LARKIN).own_red_profile;
@@ -234,7 +246,7 @@ struct larkRedChip_t {
     be32 range; // maximum less minimum
     be32 minThreshold;
 };
-static_assert(sizeof(larkRedChip_t) == 28 && offsetof(larkRedChip_t, minThreshold) == 24);
+QOS_MEMBERS(larkRedChip_t, 28, F(0, hdr), F(12, isActive), F(16, maxThreshold), F(20, range), F(24, minThreshold));
 
 struct larkRedPort_t {
     dceHdr_t hdr;
@@ -243,7 +255,7 @@ struct larkRedPort_t {
     uint8_t reserved_18[2];
     be32 profile[QOS_NUM_COS]; // from priority 7 down to 0
 };
-static_assert(sizeof(larkRedPort_t) == 52 && offsetof(larkRedPort_t, profile) == 20);
+QOS_MEMBERS(larkRedPort_t, 52, F(0, hdr), F(12, ifindex), F(16, enabled), PAD(18, reserved_18), F(20, profile));
 
 // Request and response alike.
 struct larkSbpSize_t {
@@ -251,7 +263,7 @@ struct larkSbpSize_t {
     be32 chipBuffers; // bytes, in the response
     be32 portBuffers; // likewise, of one port
 };
-static_assert(sizeof(larkSbpSize_t) == 20 && offsetof(larkSbpSize_t, portBuffers) == 16);
+QOS_MEMBERS(larkSbpSize_t, 20, F(0, hdr), F(12, chipBuffers), F(16, portBuffers));
 
 // ---- Scheduler
 
@@ -267,8 +279,8 @@ struct larkScheduler_t {
     be32 base_credit;
     be16 weight[QOS_NUM_COS]; // from the chip's class 7 down to 0
 };
-static_assert(sizeof(larkScheduler_t) == 44 && offsetof(larkScheduler_t, priority_policy) == 22);
-static_assert(offsetof(larkScheduler_t, base_credit) == 24 && offsetof(larkScheduler_t, weight) == 28);
+QOS_MEMBERS(larkScheduler_t, 44, F(0, hdr), F(12, enable), PAD(14, reserved_14), F(20, half_20), F(22, priority_policy),
+            F(24, base_credit), F(28, weight));
 
 // ---- Statistics
 
@@ -281,8 +293,8 @@ struct larkRcvQueue_t {
     be32 port_pri_bufs[QOS_NUM_COS]; // by the chip's priority, in the response
     uint8_t reserved_56[64];
 };
-static_assert(sizeof(larkRcvQueue_t) == 120 && offsetof(larkRcvQueue_t, log_port_bufs) == 16);
-static_assert(offsetof(larkRcvQueue_t, port_pri_bufs) == 24);
+QOS_MEMBERS(larkRcvQueue_t, 120, F(0, hdr), F(12, ifindex), F(16, log_port_bufs), PAD(20, reserved_20),
+            F(24, port_pri_bufs), PAD(56, reserved_56));
 
 enum larkPortKind_t : uint32_t { LARK_KIND_RMON = 0, LARK_KIND_FLOW_CONTROL = 1, LARK_KIND_QUEUE = 2 };
 
@@ -297,9 +309,9 @@ struct larkPortCounters_t {
     be64 rx_discard_pkts; // in the response to the RMON kind
     uint8_t reserved_412[72];
 };
-static_assert(sizeof(larkPortCounters_t) == 484 && offsetof(larkPortCounters_t, num_ports_answered) == 16);
-static_assert(offsetof(larkPortCounters_t, kind) == 20 && offsetof(larkPortCounters_t, ifindex) == 28);
-static_assert(offsetof(larkPortCounters_t, rx_discard_pkts) == 12 + 0x188);
+QOS_MEMBERS(larkPortCounters_t, 484, F(0, hdr), F(12, num_ports), F(16, num_ports_answered), F(20, kind),
+            PAD(24, reserved_24), F(28, ifindex), PAD(32, reserved_32), F(404, rx_discard_pkts),
+            PAD(412, reserved_412));
 
 struct larkSwmCounters_t {
     dceHdr_t hdr;
@@ -310,15 +322,15 @@ struct larkSwmCounters_t {
     be64 red_drop_cnt; // in the response
     uint8_t reserved_36[8];
 };
-static_assert(sizeof(larkSwmCounters_t) == 44 && offsetof(larkSwmCounters_t, ifindex) == 20);
-static_assert(offsetof(larkSwmCounters_t, red_drop_cnt) == 28);
+QOS_MEMBERS(larkSwmCounters_t, 44, F(0, hdr), F(12, num_ports), F(16, word_16), F(20, ifindex), PAD(24, reserved_24),
+            F(28, red_drop_cnt), PAD(36, reserved_36));
 
 struct larkMcastCounters_t {
     dceHdr_t hdr;
     uint8_t reserved_12[88];
     be64 counter[QOS_NUM_COS]; // by queue, in the response
 };
-static_assert(sizeof(larkMcastCounters_t) == 164 && offsetof(larkMcastCounters_t, counter) == 100);
+QOS_MEMBERS(larkMcastCounters_t, 164, F(0, hdr), PAD(12, reserved_12), F(100, counter));
 
 constexpr uint32_t LARK_CLEAR_PORTS = 40; // of one request
 
@@ -328,11 +340,11 @@ struct larkClearSwm_t {
     be32 num_ports;
     be32 word_16; // 1
 };
-static_assert(sizeof(larkClearSwm_t) == 20 && offsetof(larkClearSwm_t, word_16) == 16);
+QOS_MEMBERS(larkClearSwm_t, 20, F(0, hdr), F(12, num_ports), F(16, word_16));
 
 struct larkClearQmg_t {
     dceHdr_t hdr;
 };
-static_assert(sizeof(larkClearQmg_t) == 12);
+QOS_MEMBERS(larkClearQmg_t, 12, F(0, hdr));
 
 #endif

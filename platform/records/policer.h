@@ -17,7 +17,7 @@ struct cosPolProfile_t {
     uint8_t exceed_cos[QOS_NUM_COS];
     uint8_t violate_cos[QOS_NUM_COS];
 };
-static_assert(sizeof(cosPolProfile_t) == 56 && offsetof(cosPolProfile_t, conform_cos) == 32);
+QOS_MEMBERS(cosPolProfile_t, 56, F(0, hdr), F(28, profile), F(32, conform_cos), F(40, exceed_cos), F(48, violate_cos));
 
 // Bursts are the manager's, rates are bytes per second in whole steps. An action word: bits 0 to 2 traffic class, 3 to
 // 8 DSCP (6 to 8 a precedence), 9 rewrite the class, 10 DSCP and not precedence, 11 rewrite either.
@@ -35,15 +35,16 @@ struct cosPolicerAdd_t {
     be32 policer_id;
     be32 word_84; // 0
 };
-static_assert(sizeof(cosPolicerAdd_t) == 88 && offsetof(cosPolicerAdd_t, committed_burst) == 32);
-static_assert(offsetof(cosPolicerAdd_t, conform_action) == 64 && offsetof(cosPolicerAdd_t, policer_id) == 80);
+QOS_MEMBERS(cosPolicerAdd_t, 88, F(0, hdr), F(28, profile), F(32, committed_burst), F(40, committed_rate),
+            F(48, excess_burst), F(56, excess_rate), F(64, conform_action), F(68, exceed_action), F(72, word_72),
+            F(76, group), F(80, policer_id), F(84, word_84));
 
 struct cosPolicerRemove_t {
     cosHdr_t hdr;
     be32 ingress;    // truth
     be32 policer_id; // bits 0 to 27; bits 28 to 31 the group, 0 on Tessel
 };
-static_assert(sizeof(cosPolicerRemove_t) == 36 && offsetof(cosPolicerRemove_t, policer_id) == 32);
+QOS_MEMBERS(cosPolicerRemove_t, 36, F(0, hdr), F(28, ingress), F(32, policer_id));
 
 struct cosPolAssoc_t {
     cosHdr_t hdr;
@@ -51,20 +52,20 @@ struct cosPolAssoc_t {
     be32 ifindex;
     be32 policer_id;
 };
-static_assert(sizeof(cosPolAssoc_t) == 40 && offsetof(cosPolAssoc_t, policer_id) == 36);
+QOS_MEMBERS(cosPolAssoc_t, 40, F(0, hdr), F(28, flags), F(32, ifindex), F(36, policer_id));
 
 struct cosPolDeassoc_t {
     cosHdr_t hdr;
     be32 flags; // bit 31 ingress, bits 23 to 30 the number of policers, 1
     be32 ifindex;
 };
-static_assert(sizeof(cosPolDeassoc_t) == 36 && offsetof(cosPolDeassoc_t, ifindex) == 32);
+QOS_MEMBERS(cosPolDeassoc_t, 36, F(0, hdr), F(28, flags), F(32, ifindex));
 
 // One result record of the policer devices.
 struct cosPolResult_t {
     uint8_t reserved_0[8];
     be64 counter[3];
 };
-static_assert(sizeof(cosPolResult_t) == 32 && offsetof(cosPolResult_t, counter) == 8);
+QOS_MEMBERS(cosPolResult_t, 32, PAD(0, reserved_0), F(8, counter));
 
 #endif

@@ -14,6 +14,7 @@ struct cosL2Entry_t {
     uint8_t zero;
     uint8_t reserved_3; // never written
 };
+QOS_MEMBERS(cosL2Entry_t, 4, F(0, tc), F(1, cos), F(2, zero), PAD(3, reserved_3));
 
 // Four blocks of eight entries: the default in the first, the map in the others.
 struct cosL2PriMap_t {
@@ -21,7 +22,7 @@ struct cosL2PriMap_t {
     be32 ifIndex;
     cosL2Entry_t entry[4 * QOS_NUM_COS];
 };
-static_assert(sizeof(cosL2PriMap_t) == 160 && offsetof(cosL2PriMap_t, entry) == 32);
+QOS_MEMBERS(cosL2PriMap_t, 160, F(0, hdr), F(28, ifIndex), F(32, entry));
 
 struct cosDefCos_t {
     cosHdr_t hdr;
@@ -31,13 +32,15 @@ struct cosDefCos_t {
     uint8_t zero;
     uint8_t reserved_35; // never written
 };
-static_assert(sizeof(cosDefCos_t) == 36 && offsetof(cosDefCos_t, def_cos) == 33);
+QOS_MEMBERS(cosDefCos_t, 36, F(0, hdr), F(28, ifIndex), F(32, def_tc), F(33, def_cos), F(34, zero),
+            PAD(35, reserved_35));
 
 struct cosL3Entry_t {
     uint8_t tc;
     uint8_t cos;
     uint8_t reserved_2[2];
 };
+QOS_MEMBERS(cosL3Entry_t, 4, F(0, tc), F(1, cos), PAD(2, reserved_2));
 
 struct cosL3PriMap_t {
     cosHdr_t hdr;
@@ -46,13 +49,13 @@ struct cosL3PriMap_t {
     uint8_t reserved_33[3];
     cosL3Entry_t entry[QOS_NUM_DSCP];
 };
-static_assert(sizeof(cosL3PriMap_t) == 292 && offsetof(cosL3PriMap_t, entry) == 36);
+QOS_MEMBERS(cosL3PriMap_t, 292, F(0, hdr), F(28, ifIndex), F(32, dscp_trust), PAD(33, reserved_33), F(36, entry));
 
 struct cosDscpMap_t {
     cosHdr_t hdr;
     be32 ifIndex;
     uint8_t dscp_map[QOS_NUM_DSCP];
 };
-static_assert(sizeof(cosDscpMap_t) == 96 && offsetof(cosDscpMap_t, dscp_map) == 32);
+QOS_MEMBERS(cosDscpMap_t, 96, F(0, hdr), F(28, ifIndex), F(32, dscp_map));
 
 #endif

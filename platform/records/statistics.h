@@ -17,7 +17,8 @@ struct cosTdMonitor_t {
     be64 drop_packets;
     be64 drop_bytes;
 };
-static_assert(sizeof(cosTdMonitor_t) == 448 && offsetof(cosTdMonitor_t, drop_packets) == 432);
+QOS_MEMBERS(cosTdMonitor_t, 448, F(0, hdr), F(28, ifindex), PAD(32, reserved_32), F(432, drop_packets),
+            F(440, drop_bytes));
 
 // ---- Statistics, Tessel and Mirelle
 
@@ -29,20 +30,20 @@ struct cosStatPort_t {
     be32 ifindex;
     uint8_t selector[4];
 };
-static_assert(sizeof(cosStatPort_t) == 36 && offsetof(cosStatPort_t, selector) == 32);
+QOS_MEMBERS(cosStatPort_t, 36, F(0, hdr), F(28, ifindex), F(32, selector));
 
 struct cosStatChip_t {
     cosHdr_t hdr;
     uint8_t selector[4];
 };
-static_assert(sizeof(cosStatChip_t) == 32 && offsetof(cosStatChip_t, selector) == 28);
+QOS_MEMBERS(cosStatChip_t, 32, F(0, hdr), F(28, selector));
 
 struct cosTmcInfo_t {
     cosHdr_t hdr;
     sbe32 tmc_id;  // in the response
     be32 tmc_type; // in the response
 };
-static_assert(sizeof(cosTmcInfo_t) == 36 && offsetof(cosTmcInfo_t, tmc_type) == 32);
+QOS_MEMBERS(cosTmcInfo_t, 36, F(0, hdr), F(28, tmc_id), F(32, tmc_type));
 
 enum cosPortKind_t : uint32_t { STAT_KIND_RMON = 0, STAT_KIND_FLOW_CONTROL = 1, STAT_KIND_QUEUE = 2 };
 
@@ -57,8 +58,8 @@ struct cosPortStats_t {
     be32 ifindex;
     uint8_t reserved_52[452];
 };
-static_assert(sizeof(cosPortStats_t) == 504 && offsetof(cosPortStats_t, num_ports) == 32);
-static_assert(offsetof(cosPortStats_t, kind) == 40 && offsetof(cosPortStats_t, ifindex) == 48);
+QOS_MEMBERS(cosPortStats_t, 504, F(0, hdr), F(28, device), F(32, num_ports), PAD(36, reserved_36), F(40, kind),
+            PAD(44, reserved_44), F(48, ifindex), PAD(52, reserved_52));
 
 // What device 49 holds of one port, end to end behind the word at 44 and beginning with the interface index.
 struct cosPortCounters_t {
@@ -67,7 +68,7 @@ struct cosPortCounters_t {
     be64 discarded; // RMON: received frames without a buffer
     uint8_t reserved_384[72];
 };
-static_assert(sizeof(cosPortCounters_t) == 456 && offsetof(cosPortCounters_t, discarded) == 376);
+QOS_MEMBERS(cosPortCounters_t, 456, F(0, ifindex), PAD(4, reserved_4), F(376, discarded), PAD(384, reserved_384));
 static_assert(offsetof(cosPortStats_t, ifindex) + sizeof(cosPortCounters_t) == sizeof(cosPortStats_t));
 
 constexpr uint32_t STAT_CLEAR_ALL_PORTS = 0x40000000;
@@ -81,7 +82,7 @@ struct cosPortStatsClear_t {
     be32 mode;
     be32 ifindex;
 };
-static_assert(sizeof(cosPortStatsClear_t) == 44 && offsetof(cosPortStatsClear_t, ifindex) == 40);
+QOS_MEMBERS(cosPortStatsClear_t, 44, F(0, hdr), F(28, device), F(32, num_ports), F(36, mode), F(40, ifindex));
 
 // Device 58, which has neither keys nor a bitmap.
 struct cosAsicStats_t {
@@ -98,8 +99,8 @@ struct cosAsicStats_t {
     be64 val464[8];
     be64 val528[8];
 };
-static_assert(sizeof(cosAsicStats_t) == 592 && offsetof(cosAsicStats_t, sum32) == 32);
-static_assert(offsetof(cosAsicStats_t, val136) == 136 && offsetof(cosAsicStats_t, val440) == 440);
+QOS_MEMBERS(cosAsicStats_t, 592, F(0, hdr), F(28, device), F(32, sum32), F(64, val64), F(72, sum72), F(104, sum104),
+            F(136, val136), F(176, val176), F(184, val184), F(440, val440), F(464, val464), F(528, val528));
 
 constexpr unsigned QOS_DROP_REASONS = 128;
 
@@ -115,7 +116,8 @@ struct cosDropRsn_t {
     be32 ifindex;
     be32 flags; // bit 0 clear all
 };
-static_assert(sizeof(cosDropRsn_t) == 56 && offsetof(cosDropRsn_t, num_requests) == 34);
+QOS_MEMBERS(cosDropRsn_t, 56, F(0, hdr), F(28, device), PAD(32, reserved_32), F(34, num_requests), F(36, num_responses),
+            F(38, num_returned), PAD(40, reserved_40), F(48, ifindex), F(52, flags));
 static_assert(offsetof(cosDropRsn_t, ifindex) == sizeof(cosStats_t));
 
 struct cosDropRsnResponse_t {
@@ -125,7 +127,7 @@ struct cosDropRsnResponse_t {
     be64 counter[QOS_DROP_REASONS];
     be64 total[7];
 };
-static_assert(sizeof(cosDropRsnResponse_t) == 1148 && offsetof(cosDropRsnResponse_t, counter) == 68);
-static_assert(offsetof(cosDropRsnResponse_t, total) == 1092);
+QOS_MEMBERS(cosDropRsnResponse_t, 1148, F(0, request), F(56, bitmap), PAD(60, reserved_60), F(68, counter),
+            F(1092, total));
 
 #endif

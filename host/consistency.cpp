@@ -1,0 +1,359 @@
+// Consistency of a dump. It is laid out in memory of its own, with every pointer as the place that it leads to; then
+// each list, tree and queue in it is walked as its users will walk it. A link is believed only if the other end leads
+// back, so no walk is longer than what there is.
+//
+//   tnx_list_t      head, tail, count      tnx_listnode_t  next, prev, data
+//   tnx_avl_tree_t  root, count, free_list  tnx_avl_node_t  left, right, parent, balance, rank, flag, info
+//   struct th_X     tqh_first, tqh_last    struct te_X     tqe_next, tqe_prev; the element is a record X
+#include "host/consistency.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <sys/mman.h>
+#include <unordered_set>
+#include <vector>
+
+#include "host/delta_records.h"
+#include "host/describe.h"
+
+namespace {
+
+// A place in the image plus 1; 0 for null. Functions stand behind all places.
+using place_t = uint64_t;
+constexpr place_t FUNCTION = place_t{1} << (sizeof(void *) * 8 - 1);
+constexpr unsigned DEEPEST = 64; // of a tree that is balanced
+
+struct part_t {
+    uint64_t begin; // in the image
+    uint32_t size;
+    uint32_t type;
+};
+
+struct list_fields_t {
+    uint32_t type, head, tail, count, node, next, prev, data;
+};
+struct tree_fields_t {
+    uint32_t type, root, count, compare, pool, spare, node, left, right, parent, balance, rank, flag, info;
+};
+
+struct image_t {
+    unsigned char *bytes = nullptr;
+    uint64_t size = 0;
+    std::vector<part_t> parts;     // blocks in use, then objects: in ascending order
+    std::vector<uint64_t> objects; // where they begin
+    std::vector<uint64_t> blocks;  // likewise by number
+    list_fields_t list = {};
+    tree_fields_t tree = {};
+    bool has_lists = false;
+    bool has_trees = false;
+    std::unordered_set<place_t> nodes; // of lists and trees, met so far
+    std::string wrong;
+};
+
+bool fail(image_t *image, const char *format, ...) __attribute__((format(printf, 2, 3)));
+bool fail(image_t *image, const char *format, ...)
+{
+    char line[160];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    if (image->wrong.empty())
+        image->wrong = line;
+    return false;
+}
+
+// ---- The image
+
+uint64_t beginOf(const image_t &image, uint32_t place)
+{
+    return place & DELTA_OBJECT ? image.objects[place & ~DELTA_OBJECT] : image.blocks[place];
+}
+
+// A block may be told twice: the last word counts.
+void layOutBlocks(image_t *image, std::span<const uint32_t> words)
+{
+    std::vector<part_t> told;
+    for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
+        const uint32_t *const record = &words[at];
+        if ((record[0] & DELTA_OP) != DELTA_BLOCK)
+            continue;
+        told.resize(std::max<size_t>(told.size(), size_t{record[1]} + 1));
+        told[record[1]] = {record[2], record[7] ? record[3] : 0, record[4]};
+    }
+    for (const part_t &block : told) {
+        image->blocks.push_back(block.begin);
+        if (block.size > 0)
+            image->parts.push_back(block);
+    }
+}
+
+void layOutObjects(image_t *image, uint64_t arena)
+{
+    image->size = arena;
+    for (const describe_object_t &object : describeObjects()) {
+        image->objects.push_back(image->size);
+        image->parts.push_back({image->size, object.size, object.type});
+        image->size += (object.size + 15) / 16 * 16;
+    }
+}
+
+place_t targetOf(const image_t &image, const uint32_t *record)
+{
+    switch (record[0] >> DELTA_SHIFT) {
+    case DELTA_TO_BLOCK:
+        return image.blocks[record[3]] + record[4] + 1;
+    case DELTA_TO_OBJECT:
+        return image.objects[record[3]] + record[4] + 1;
+    case DELTA_TO_FUNCTION:
+        return FUNCTION + record[3];
+    default:
+        return 0;
+    }
+}
+
+void fillIn(image_t *image, std::span<const uint32_t> words)
+{
+    for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
+        const uint32_t *const record = &words[at];
+        const uint32_t op = record[0] & DELTA_OP;
+        if (op == DELTA_BYTES) {
+            memcpy(image->bytes + beginOf(*image, record[1]) + record[2], record + 3, record[0] >> DELTA_SHIFT);
+        } else if (op == DELTA_POINTER) {
+            const uintptr_t target = static_cast<uintptr_t>(targetOf(*image, record));
+            memcpy(image->bytes + beginOf(*image, record[1]) + record[2], &target, sizeof target);
+        }
+    }
+}
+
+// ---- Reading it
+
+place_t pointerAt(const image_t &image, place_t record, uint32_t offset)
+{
+    uintptr_t value;
+    memcpy(&value, image.bytes + record - 1 + offset, sizeof value);
+    return value;
+}
+
+int32_t numberAt(const image_t &image, place_t record, uint32_t offset)
+{
+    int32_t value;
+    memcpy(&value, image.bytes + record - 1 + offset, sizeof value);
+    return value;
+}
+
+const part_t *partAround(const image_t &image, place_t place)
+{
+    if (place == 0 || place > image.size)
+        return nullptr;
+    const auto behind = std::upper_bound(image.parts.begin(), image.parts.end(), place - 1,
+                                         [](uint64_t at, const part_t &part) { return at < part.begin; });
+    const part_t *const part = behind == image.parts.begin() ? nullptr : &behind[-1];
+    return part && place - 1 - part->begin < part->size ? part : nullptr;
+}
+
+// A whole record of the type begins there, alone or in a row of them.
+bool isRecord(const image_t &image, place_t place, uint32_t type)
+{
+    const part_t *const part = partAround(image, place);
+    const uint32_t size = part && part->type == type ? describePlan(type)->size : 0;
+    const uint64_t at = part ? place - 1 - part->begin : 0;
+    return size > 0 && at % size == 0 && at + size <= part->size;
+}
+
+bool isPointerInside(const image_t &image, place_t place)
+{
+    const part_t *const part = partAround(image, place);
+    return part && place - 1 - part->begin + sizeof(void *) <= part->size;
+}
+
+bool isMetAgain(image_t *image, place_t node)
+{
+    return !image->nodes.insert(node).second;
+}
+
+// ---- Lists, trees, queues
+
+bool checkList(image_t *image, place_t list)
+{
+    const list_fields_t &f = image->list;
+    uint32_t count = 0;
+    place_t before = 0;
+    for (place_t node = pointerAt(*image, list, f.head); node; node = pointerAt(*image, node, f.next)) {
+        if (!isRecord(*image, node, f.node))
+            return fail(image, "a list leads to something that is no node of one");
+        if (isMetAgain(image, node) || pointerAt(*image, node, f.prev) != before)
+            return fail(image, "a list does not close: a node does not lead back to the one before it");
+        if (!pointerAt(*image, node, f.data))
+            return fail(image, "a list has a node of nothing");
+        before = node;
+        ++count;
+    }
+    if (pointerAt(*image, list, f.tail) != before)
+        return fail(image, "a list does not end where it says");
+    if (count != static_cast<uint32_t>(numberAt(*image, list, f.count)))
+        return fail(image, "a list counts %d nodes and has %u", numberAt(*image, list, f.count), count);
+    return true;
+}
+
+struct subtree_t {
+    int32_t count;
+    int32_t height;
+};
+
+bool checkSubtree(image_t *image, place_t node, place_t parent, int32_t flag, unsigned depth, subtree_t *found)
+{
+    const tree_fields_t &f = image->tree;
+    *found = {0, 0};
+    if (!node)
+        return true;
+    if (!isRecord(*image, node, f.node))
+        return fail(image, "a tree leads to something that is no node of one");
+    if (depth > DEEPEST || isMetAgain(image, node) || pointerAt(*image, node, f.parent) != parent ||
+        (parent && numberAt(*image, node, f.flag) != flag))
+        return fail(image, "a tree does not close: a node does not lead back to its parent");
+    if (!pointerAt(*image, node, f.info))
+        return fail(image, "a tree has a node of nothing");
+    subtree_t left;
+    subtree_t right;
+    if (!checkSubtree(image, pointerAt(*image, node, f.left), node, 0, depth + 1, &left) ||
+        !checkSubtree(image, pointerAt(*image, node, f.right), node, 1, depth + 1, &right))
+        return false;
+    const int32_t lean = right.height - left.height;
+    if (lean < -1 || lean > 1 || numberAt(*image, node, f.balance) != lean ||
+        numberAt(*image, node, f.rank) != left.count + 1)
+        return fail(image, "a tree's node has another balance or rank than its subtrees");
+    *found = {left.count + right.count + 1, std::max(left.height, right.height) + 1};
+    return true;
+}
+
+bool checkTree(image_t *image, place_t tree)
+{
+    const tree_fields_t &f = image->tree;
+    const place_t root = pointerAt(*image, tree, f.root);
+    subtree_t found;
+    if (!checkSubtree(image, root, 0, 0, 0, &found))
+        return false;
+    if (found.count != numberAt(*image, tree, f.count))
+        return fail(image, "a tree counts %d nodes and has %d", numberAt(*image, tree, f.count), found.count);
+    if (root && pointerAt(*image, tree, f.compare) < FUNCTION)
+        return fail(image, "a tree has no function to compare by");
+    for (place_t node = pointerAt(*image, tree, f.spare); node; node = pointerAt(*image, node, f.right))
+        if (numberAt(*image, tree, f.pool) == 0 || !isRecord(*image, node, f.node) || isMetAgain(image, node))
+            return fail(image, "a tree has free nodes that are none");
+    return true;
+}
+
+// The queue goes through that of the element's links whose way back is the head.
+bool findLink(const image_t &image, place_t first, place_t back, const describe_queue_t &queue, uint32_t *link)
+{
+    for (const describe_part_t &part : describeParts(queue.element))
+        if (part.type == queue.entry && pointerAt(image, first, part.offset + queue.back) == back) {
+            *link = part.offset;
+            return true;
+        }
+    return false;
+}
+
+bool checkQueue(image_t *image, place_t head, const describe_queue_t &queue)
+{
+    const place_t first = pointerAt(*image, head, queue.first);
+    const place_t last = pointerAt(*image, head, queue.last);
+    place_t back = head + queue.first;
+    uint32_t link = 0;
+    if (first && (!isRecord(*image, first, queue.element) || !findLink(*image, first, back, queue, &link)))
+        return fail(image, "a queue's first element does not lead back to it");
+    for (place_t at = first; at; at = pointerAt(*image, at, link + queue.next)) {
+        if (!isRecord(*image, at, queue.element) || pointerAt(*image, at, link + queue.back) != back)
+            return fail(image, "a queue does not close: an element does not lead back to the one before it");
+        back = at + link + queue.next;
+    }
+    if (last != back && (first || last)) // a head that was never used is all zeros
+        return fail(image, "a queue does not end where it says");
+    return true;
+}
+
+// What leads back from a link is written through when its record leaves the queue.
+bool checkEntry(image_t *image, place_t record, uint32_t offset, const describe_queue_t &queue)
+{
+    const place_t back = pointerAt(*image, record, offset + queue.back);
+    if (!back)
+        return true;
+    if (back >= FUNCTION || !isPointerInside(*image, back) || pointerAt(*image, back, 0) != record)
+        return fail(image, "a link of a queue does not lead back to what leads to it");
+    return true;
+}
+
+bool checkRecord(image_t *image, place_t record, uint32_t type)
+{
+    for (const describe_part_t &part : describeParts(type)) {
+        const place_t at = record + part.offset;
+        if (image->has_lists && part.type == image->list.type && !checkList(image, at))
+            return false;
+        if (image->has_trees && part.type == image->tree.type && !checkTree(image, at))
+            return false;
+        const describe_queue_t *const queue = describeQueue(part.type);
+        if (!queue)
+            continue;
+        if (part.type == queue->head ? !checkQueue(image, at, *queue)
+                                     : type == queue->element && !checkEntry(image, record, part.offset, *queue))
+            return false;
+    }
+    return true;
+}
+
+void findFields(image_t *image)
+{
+    const auto type = [](const char *name, uint32_t *to) {
+        const int64_t found = describeType(name);
+        *to = static_cast<uint32_t>(found);
+        return found >= 0;
+    };
+    const auto has = [](uint32_t of, const char *name, uint32_t *to) {
+        const int64_t found = describeField(of, name);
+        *to = static_cast<uint32_t>(found);
+        return found >= 0;
+    };
+    list_fields_t &l = image->list;
+    image->has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
+                       has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
+                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
+    tree_fields_t &t = image->tree;
+    image->has_trees =
+        type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
+        has(t.type, "count", &t.count) && has(t.type, "compare_function", &t.compare) &&
+        has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
+        has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
+        has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
+}
+
+void checkAll(image_t *image)
+{
+    for (const part_t &part : image->parts) {
+        const uint32_t size = describePlan(part.type)->size;
+        for (uint64_t at = 0; size > 0 && at + size <= part.size; at += size)
+            if (!checkRecord(image, part.begin + at + 1, part.type))
+                return;
+    }
+}
+
+} // namespace
+
+std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena)
+{
+    image_t image;
+    layOutBlocks(&image, words);
+    layOutObjects(&image, arena);
+    findFields(&image);
+    const size_t size = std::max<size_t>(image.size, 1);
+    void *const map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (map == MAP_FAILED)
+        return "there is no memory to check it";
+    image.bytes = static_cast<unsigned char *>(map);
+    fillIn(&image, words);
+    checkAll(&image);
+    munmap(map, size);
+    return image.wrong;
+}

@@ -1,0 +1,13 @@
+// Inside the host library: whether the lists, trees and tail queues of a dump hold together. The host knows them by the
+// names of their records and fields, as every process describes them.
+#ifndef HOST_CONSISTENCY_H
+#define HOST_CONSISTENCY_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+// Of a dump that is well-formed: empty, or what does not hold. `arena` is the bytes that its blocks take.
+std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena);
+
+#endif

@@ -1,0 +1,273 @@
+// The standby's side: looks for the active process, asks it for a dump, and takes that and every later delta.
+#include "host/replica_sides.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <span>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include "host/delta.h"
+#include "host/describe.h"
+#include "host/packet.h"
+#include "host/raslog.h"
+#include "host/replica.h"
+#include "host/store.h"
+
+namespace {
+
+constexpr long SEEK_MS = 5;             // between two looks for an active process, twice as long each time,
+constexpr long SEEK_MOST_MS = 1000;     // up to here
+constexpr long REFUSED_MOST_MS = 30000; // likewise after a refusal, beginning with REPLICA_CALM_MS
+constexpr unsigned REFUSED_MANY = 3;    // of which it is said that there are many
+constexpr unsigned DOUBLED_MOST = 5;
+constexpr size_t DUMP_CHECK = 4; // bytes of memory that it takes to check one of a dump
+
+enum class state_t {
+    ENDED,     // this process leads, or has not begun
+    SEEKING,   // no active process answered yet
+    GREETED,   // has said hello
+    MIRRORING, // has taken the dump of this connection
+};
+
+struct standby_side_t {
+    state_t state = state_t::ENDED;
+    int active = -1; // connection to the active process
+    content_t content = content_t::AT_START;
+    uint32_t copy; // number of the dump that the copy began with
+    long seek_ms = SEEK_MS;
+    unsigned refused; // dumps in a row, or hellos
+};
+standby_side_t side;
+std::atomic<bool> holds_copy;
+std::atomic<bool> is_connected;
+
+void setContent(content_t content)
+{
+    side.content = content;
+    holds_copy.store(content == content_t::COPY);
+}
+
+void spoilCopy()
+{
+    if (side.content == content_t::COPY)
+        setContent(content_t::OUTDATED);
+}
+
+void leaveActive(state_t next, bool keeps_copy)
+{
+    if (side.active >= 0)
+        close(side.active);
+    side.active = -1;
+    side.state = next;
+    is_connected.store(false);
+    if (!keeps_copy)
+        spoilCopy();
+}
+
+// The connection is over. One that never brought a dump is not sought again as fast as the last time.
+void seekAgain(bool failed, bool keeps_copy)
+{
+    if (side.state == state_t::MIRRORING)
+        side.seek_ms = SEEK_MS;
+    leaveActive(state_t::SEEKING, keeps_copy);
+    if (!failed) {
+        replicaSetTimer(side.seek_ms);
+        return;
+    }
+    ++side.refused;
+    const long ms = std::min(REPLICA_CALM_MS << std::min(side.refused - 1, DOUBLED_MOST), REFUSED_MOST_MS);
+    if (side.refused == REFUSED_MANY)
+        rasLog("store: refused %u times in a row, this process has no copy to take over with and goes on asking",
+               side.refused);
+    replicaSetTimer(ms);
+}
+
+// Empty, or why it cannot be taken.
+std::string wrongWith(const received_t &received, std::span<const uint32_t> words)
+{
+    const bool is_dump = received.head.kind == PACKET_DUMP;
+    if (is_dump && !deltaRoomFor(DUMP_CHECK * words.size_bytes()))
+        return "there is no memory to check it";
+    return deltaWrong(words, is_dump, received.head.number);
+}
+
+bool takeDump(const received_t &received, std::span<const uint32_t> words)
+{
+    const std::string wrong = wrongWith(received, words);
+    if (!wrong.empty()) {
+        replicaSayOnce("a dump is refused, this process keeps what it had: " + wrong);
+        return false;
+    }
+    if (replica.ops->recv_dump)
+        replica.ops->recv_dump(replica.handle, REPLICA_VERSION, static_cast<uint32_t>(received.head.number));
+    setContent(content_t::OUTDATED);
+    storeClear();
+    replica.sequence = received.head.number;
+    if (!deltaTake(words)) {
+        replicaSayOnce("no memory for a dump");
+        deltaBackToStart();
+        return false;
+    }
+    side.copy = received.head.type;
+    if (side.copy != 0)
+        setContent(content_t::COPY);
+    side.state = state_t::MIRRORING;
+    side.refused = 0;
+    replicaSaidEnough();
+    rasLog("store: this process holds a dump of %zu bytes", words.size_bytes());
+    return true;
+}
+
+bool takeDelta(const received_t &received, std::span<const uint32_t> words)
+{
+    std::string wrong = side.content == content_t::COPY ? std::string() : "there was no dump before it";
+    if (wrong.empty() && received.head.number != replica.sequence + 1)
+        wrong = "it is not the next one";
+    if (wrong.empty())
+        wrong = wrongWith(received, words);
+    if (wrong.empty() && deltaTake(words)) {
+        replica.sequence = received.head.number;
+        return true;
+    }
+    rasLog("store: an update is refused, a new dump is needed: %s", wrong.empty() ? "no memory" : wrong.c_str());
+    return false;
+}
+
+void takeUpdate(const received_t &received)
+{
+    const iovec vector = {const_cast<void *>(received.payload), received.head.length};
+    const vss_update_t update = {1, &vector, received.head.type};
+    if (replica.ops->recv_update)
+        replica.ops->recv_update(replica.handle, &update);
+}
+
+// False if the connection is of no more use.
+bool takePacket(const received_t &received)
+{
+    const std::span<const uint32_t> words(static_cast<const uint32_t *>(received.payload),
+                                          received.head.length / sizeof(uint32_t));
+    switch (received.head.kind) {
+    case PACKET_DUMP:
+        return takeDump(received, words);
+    case PACKET_DELTA:
+        return takeDelta(received, words);
+    case PACKET_UPDATE:
+        takeUpdate(received);
+        return true;
+    case PACKET_MESSAGE:
+        if (replica.ops->recv_msg)
+            replica.ops->recv_msg(replica.handle, received.payload, received.head.length);
+        return true;
+    case PACKET_REFUSED:
+        replicaSayOnce("not mirrored: " +
+                       std::string(static_cast<const char *>(received.payload), received.head.length));
+        return false;
+    default:
+        rasLog("store: the active process sent a packet of unknown kind %u", received.head.kind);
+        return false;
+    }
+}
+
+// A refusal, given or got, leaves the copy as it was: whether it counts the list of holders tells.
+bool refusalKeepsCopy(uint16_t kind)
+{
+    return kind == PACKET_REFUSED || kind == PACKET_DUMP;
+}
+
+void seekActive()
+{
+    sockaddr_un address;
+    const int fd = replicaAddress(&address) ? packetSocket() : -1;
+    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
+        packetSend(fd, PACKET_HELLO, describeHash(), 0, nullptr, 0) >= 0 && replicaWatch(fd)) {
+        side.active = fd;
+        side.state = state_t::GREETED;
+        is_connected.store(true);
+        side.seek_ms = std::min(side.seek_ms * 2, SEEK_MOST_MS);
+        replicaSetTimer(0);
+        return;
+    }
+    const int error = errno;
+    if (fd >= 0)
+        close(fd);
+    if (side.seek_ms == SEEK_MOST_MS)
+        replicaSayOnce(std::string("no active process answers, this process has no copy of one: ") + strerror(error));
+    side.seek_ms = std::min(side.seek_ms * 2, SEEK_MOST_MS);
+    replicaSetTimer(side.seek_ms);
+}
+
+} // namespace
+
+bool replicaHoldsCopy()
+{
+    return holds_copy.load();
+}
+
+bool replicaIsConnected()
+{
+    return is_connected.load();
+}
+
+content_t standbyContent()
+{
+    return side.content;
+}
+
+uint32_t standbyCopy()
+{
+    return side.content == content_t::COPY ? side.copy : 0;
+}
+
+void standbyBegin()
+{
+    side.state = state_t::SEEKING;
+    replicaSetTimer(side.seek_ms, true);
+}
+
+void standbyOnTimer()
+{
+    if (side.state == state_t::SEEKING)
+        seekActive();
+}
+
+void standbyReadAll()
+{
+    while (side.active >= 0) {
+        received_t received;
+        const int rc = packetReceive(side.active, &received);
+        if (rc < 0 && errno == EAGAIN)
+            return;
+        if (rc < 0 && errno == ECONNRESET) // it died before it read our greeting: what it sent is still there
+            continue;
+        const bool good = rc > 0 && takePacket(received);
+        if (rc < 0)
+            replicaSayOnce(std::string("lost the active process: ") + strerror(errno));
+        packetFree(&received);
+        if (!good)
+            seekAgain(rc != 0, rc == 0 || (rc > 0 && refusalKeepsCopy(received.head.kind)));
+    }
+}
+
+bool standbyOnReady(int fd)
+{
+    if (fd != side.active)
+        return false;
+    standbyReadAll();
+    return true;
+}
+
+void standbyEnd(bool keeps_copy)
+{
+    leaveActive(state_t::ENDED, keeps_copy);
+    replicaSetTimer(0);
+}
+
+void standbyBackToStart()
+{
+    deltaBackToStart();
+    replica.sequence = 0;
+}

@@ -1,0 +1,60 @@
+// The two agents' road to work.
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "agent/messages/codes.h"
+#include "tests/duo.h"
+#include "tests/mirror.h"
+
+uint64_t layoutHash()
+{
+    static const uint64_t hash = [] {
+        Cluster cluster;
+        FakeActive active(cluster.run);
+        uint64_t found = 0;
+        cluster.start();
+        active.accept(&found);
+        return found;
+    }();
+    return hash;
+}
+
+std::vector<std::string> content(const Cluster &cluster)
+{
+    return contentOf(takeDump(cluster.run, layoutHash()).words);
+}
+
+void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b)
+{
+    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    EXPECT_TRUE(a == b) << (left == a.end() ? "(end)" : *left) << '\n' << (right == b.end() ? "(end)" : *right);
+}
+
+Duo::Duo(KillAt second_ends, const std::function<void()> &limits)
+{
+    prepare = limits;
+    for (uint32_t n = 1; n <= PORTS; ++n)
+        chip->ports[portNumber(n)] = 0;
+    first = start();
+    lead(first);
+    Bytes batch = message(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1), 0x77);
+    for (uint32_t n = 1; n <= PORTS; ++n)
+        batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
+    EXPECT_FALSE(exchange(first, batch).empty());
+    second = start(second_ends);
+    join(second);
+}
+
+Bytes Duo::configure(int pid, uint32_t n)
+{
+    Bytes body = l2Body(portNumber(1 + n % PORTS), CHIP, static_cast<uint8_t>(n), static_cast<uint8_t>(n >> 8));
+    return exchange(pid, message(QOS_DEFCOS_MSG, body, 0x77));
+}
+
+void Duo::handOver(int from, int to)
+{
+    const auto before = content(*this);
+    kill(from);
+    lead(to);
+    expectSame(content(*this), before);
+}

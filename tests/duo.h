@@ -1,0 +1,27 @@
+// Two agents, one at work and one that holds its dump, and what either holds told so that it can be compared.
+#ifndef TESTS_DUO_H
+#define TESTS_DUO_H
+
+#include <string>
+#include <vector>
+
+#include "tests/cluster.h"
+
+constexpr unsigned PORTS = 4; // of a chip
+
+// The hash of the agents' layout, which an agent tells to whoever plays the active one.
+uint64_t layoutHash();
+std::vector<std::string> content(const Cluster &cluster);
+void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b);
+
+// An agent at work on a Tessel with ports, and a standby that holds a dump.
+struct Duo : Cluster {
+    explicit Duo(KillAt second_ends = {}, const std::function<void()> &limits = {});
+    // The n-th configuration of a port, which differs from those around it.
+    Bytes configure(int pid, uint32_t n);
+    // Kills `from`: `to` must go on with the same content.
+    void handOver(int from, int to);
+    int first, second;
+};
+
+#endif
