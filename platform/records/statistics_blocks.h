@@ -22,8 +22,8 @@ struct cosIngQuePort_t {
     uint8_t bits110;
     uint8_t bits111;
 };
-static_assert(sizeof(cosIngQuePort_t) == 112 && offsetof(cosIngQuePort_t, val100) == 100);
-static_assert(offsetof(cosIngQuePort_t, bits111) == 111);
+QOS_MEMBERS(cosIngQuePort_t, 112, F(0, head), F(36, pri36), F(100, val100), F(108, byte108), F(109, bits109),
+            F(110, bits110), F(111, bits111));
 
 struct cosEgrQuePort_t {
     cosStatPort_t head;
@@ -36,8 +36,8 @@ struct cosEgrQuePort_t {
     be16 pri56[8];
     be16 pri72[8];
 };
-static_assert(sizeof(cosEgrQuePort_t) == 88 && offsetof(cosEgrQuePort_t, word40) == 40);
-static_assert(offsetof(cosEgrQuePort_t, pri72) == 72);
+QOS_MEMBERS(cosEgrQuePort_t, 88, F(0, head), PAD(36, reserved_36), F(37, bits37), F(38, val38), F(40, word40),
+            F(44, val44), F(48, pri48), F(56, pri56), F(72, pri72));
 
 struct cosIngBufPort_t {
     cosStatPort_t head;
@@ -58,8 +58,10 @@ struct cosIngBufPort_t {
     uint8_t reserved_322[5];
     uint8_t byte327;
 };
-static_assert(sizeof(cosIngBufPort_t) == 328 && offsetof(cosIngBufPort_t, pri216) == 216);
-static_assert(offsetof(cosIngBufPort_t, bits321) == 321);
+QOS_MEMBERS(cosIngBufPort_t, 328, F(0, head), F(36, bits36), PAD(37, reserved_37), F(39, bits39), F(40, val40),
+            F(56, pri56), F(88, pri88), F(120, pri120), PAD(152, reserved_152), F(216, pri216), F(248, pri248),
+            F(280, pri280), F(312, pri312), PAD(320, reserved_320), F(321, bits321), PAD(322, reserved_322),
+            F(327, byte327));
 
 // The same block of a Mirelle, whose buffers in use begin ahead of where Tessel has its flags.
 struct cosBusyBufPort_t {
@@ -80,8 +82,10 @@ struct cosBusyBufPort_t {
     uint8_t reserved_322[5];
     uint8_t byte327;
 };
-static_assert(sizeof(cosBusyBufPort_t) == 328 && offsetof(cosBusyBufPort_t, port_pri_bufs) == 52);
-static_assert(offsetof(cosBusyBufPort_t, pri88) == 88 && offsetof(cosBusyBufPort_t, bits321) == 321);
+QOS_MEMBERS(cosBusyBufPort_t, 328, F(0, head), F(36, log_port_bufs), PAD(40, reserved_40), F(52, port_pri_bufs),
+            PAD(84, reserved_84), F(88, pri88), F(120, pri120), PAD(152, reserved_152), F(216, pri216), F(248, pri248),
+            F(280, pri280), F(312, pri312), PAD(320, reserved_320), F(321, bits321), PAD(322, reserved_322),
+            F(327, byte327));
 
 struct cosEgrBufPort_t {
     cosStatPort_t head;
@@ -93,7 +97,8 @@ struct cosEgrBufPort_t {
     uint8_t bits135;
     uint8_t reserved_136[52];
 };
-static_assert(sizeof(cosEgrBufPort_t) == 188 && offsetof(cosEgrBufPort_t, bits134) == 134);
+QOS_MEMBERS(cosEgrBufPort_t, 188, F(0, head), F(36, pri36), F(68, pri68), F(100, pri100), PAD(132, reserved_132),
+            F(134, bits134), F(135, bits135), PAD(136, reserved_136));
 
 struct cosSendQuePort_t {
     cosStatPort_t head;
@@ -103,8 +108,8 @@ struct cosSendQuePort_t {
     be64 dropped;
     uint8_t reserved_140[188];
 };
-static_assert(sizeof(cosSendQuePort_t) == 328 && offsetof(cosSendQuePort_t, threshold) == 68);
-static_assert(offsetof(cosSendQuePort_t, dropped) == 132);
+QOS_MEMBERS(cosSendQuePort_t, 328, F(0, head), F(36, port_pri_bufs), F(68, threshold), PAD(100, reserved_100),
+            F(132, dropped), PAD(140, reserved_140));
 
 // ---- The chip as a whole
 
@@ -117,7 +122,8 @@ struct cosIngQueChip_t {
     be32 val132[6];
     uint8_t reserved_156[4];
 };
-static_assert(sizeof(cosIngQueChip_t) == 160 && offsetof(cosIngQueChip_t, word128) == 128);
+QOS_MEMBERS(cosIngQueChip_t, 160, F(0, head), F(32, pri32), PAD(64, reserved_64), F(96, pri96), F(128, word128),
+            F(132, val132), PAD(156, reserved_156));
 
 struct cosEgrQueChip_t {
     cosStatChip_t head;
@@ -128,7 +134,8 @@ struct cosEgrQueChip_t {
     be32 pri136[8];
     be32 val168[2];
 };
-static_assert(sizeof(cosEgrQueChip_t) == 176 && offsetof(cosEgrQueChip_t, pri104) == 104);
+QOS_MEMBERS(cosEgrQueChip_t, 176, F(0, head), F(32, pri32), F(64, pri64), F(96, val96), F(104, pri104), F(136, pri136),
+            F(168, val168));
 
 struct cosIngBufChip_t {
     cosStatChip_t head;
@@ -145,7 +152,9 @@ struct cosIngBufChip_t {
     uint8_t byte199;
     uint8_t reserved_200[72];
 };
-static_assert(sizeof(cosIngBufChip_t) == 272 && offsetof(cosIngBufChip_t, byte199) == 199);
+QOS_MEMBERS(cosIngBufChip_t, 272, F(0, head), F(32, val32), F(56, pri56), F(88, pri88), F(120, pri120), F(152, pri152),
+            F(184, val184), PAD(192, reserved_192), F(193, bits193), F(194, bits194), PAD(195, reserved_195),
+            F(199, byte199), PAD(200, reserved_200));
 
 struct cosEgrBufChip_t {
     cosStatChip_t head;
@@ -157,7 +166,8 @@ struct cosEgrBufChip_t {
     be16 word145; // a bit for each priority from the fourth bit on
     uint8_t reserved_147[37];
 };
-static_assert(sizeof(cosEgrBufChip_t) == 184 && offsetof(cosEgrBufChip_t, word145) == 145);
+QOS_MEMBERS(cosEgrBufChip_t, 184, F(0, head), F(32, val32), F(48, pri48), F(80, pri80), F(112, pri112),
+            PAD(144, reserved_144), F(145, word145), PAD(147, reserved_147));
 
 // ---- TMCs behind a Tessel
 
@@ -169,13 +179,14 @@ struct cosTmcIngQueChip_t {
     be32 val36;
     be32 val40;
 };
-static_assert(sizeof(cosTmcIngQueChip_t) == 44 && offsetof(cosTmcIngQueChip_t, val36) == 36);
+QOS_MEMBERS(cosTmcIngQueChip_t, 44, F(0, head), PAD(32, reserved_32), F(34, byte34), F(35, byte35), F(36, val36),
+            F(40, val40));
 
 struct cosTmcEgrQueChip_t {
     cosStatChip_t head;
     be32 val32[17];
 };
-static_assert(sizeof(cosTmcEgrQueChip_t) == 100);
+QOS_MEMBERS(cosTmcEgrQueChip_t, 100, F(0, head), F(32, val32));
 
 struct cosTmcIngBufChip_t {
     cosStatChip_t head;
@@ -186,7 +197,8 @@ struct cosTmcIngBufChip_t {
     be32 pair236[8][2];
     be32 val300[2];
 };
-static_assert(sizeof(cosTmcIngBufChip_t) == 308 && offsetof(cosTmcIngBufChip_t, pair236) == 236);
+QOS_MEMBERS(cosTmcIngBufChip_t, 308, F(0, head), F(32, val32), F(44, pair44), F(108, pair108), F(172, pair172),
+            F(236, pair236), F(300, val300));
 
 struct cosTmcEgrBufChip_t {
     cosStatChip_t head;
@@ -199,7 +211,8 @@ struct cosTmcEgrBufChip_t {
     be32 pair836[8][2];
     be32 val900[13];
 };
-static_assert(sizeof(cosTmcEgrBufChip_t) == 952 && offsetof(cosTmcEgrBufChip_t, pair644) == 644);
+QOS_MEMBERS(cosTmcEgrBufChip_t, 952, F(0, head), F(32, pri32), F(64, pri64), F(640, val640), F(644, pair644),
+            F(708, pair708), F(772, pair772), F(836, pair836), F(900, val900));
 
 struct cosTmcIngQuePort_t {
     cosStatPort_t head;
@@ -209,7 +222,7 @@ struct cosTmcIngQuePort_t {
     be32 val48;
     be16 pri52[8];
 };
-static_assert(sizeof(cosTmcIngQuePort_t) == 68 && offsetof(cosTmcIngQuePort_t, pri52) == 52);
+QOS_MEMBERS(cosTmcIngQuePort_t, 68, F(0, head), F(36, val36), F(40, val40), F(44, val44), F(48, val48), F(52, pri52));
 
 struct cosTmcIngBufPort_t {
     cosStatPort_t head;
@@ -233,8 +246,10 @@ struct cosTmcIngBufPort_t {
     be32 val412;
     be32 pair416[4][2];
 };
-static_assert(sizeof(cosTmcIngBufPort_t) == 448 && offsetof(cosTmcIngBufPort_t, pri116) == 116);
-static_assert(offsetof(cosTmcIngBufPort_t, pri252) == 252 && offsetof(cosTmcIngBufPort_t, pri380) == 380);
+QOS_MEMBERS(cosTmcIngBufPort_t, 448, F(0, head), F(36, val36), F(40, val40), F(44, val44), PAD(48, reserved_48),
+            F(52, pri52), PAD(84, reserved_84), F(116, pri116), PAD(148, reserved_148), F(180, val180),
+            PAD(184, reserved_184), F(188, pri188), PAD(220, reserved_220), F(252, pri252), PAD(284, reserved_284),
+            F(316, pri316), PAD(348, reserved_348), F(380, pri380), F(412, val412), F(416, pair416));
 
 struct cosTmcEgrBufPort_t {
     cosStatPort_t head;
@@ -244,14 +259,15 @@ struct cosTmcEgrBufPort_t {
     be32 pair104[12][8][2]; // twelve groups by priority
     uint8_t reserved_872[64];
 };
-static_assert(sizeof(cosTmcEgrBufPort_t) == 936 && offsetof(cosTmcEgrBufPort_t, pair104) == 104);
+QOS_MEMBERS(cosTmcEgrBufPort_t, 936, F(0, head), F(36, val36), F(40, pri40), PAD(72, reserved_72), F(104, pair104),
+            PAD(872, reserved_872));
 
 // The request ends behind the selector.
 struct cosVoq_t {
     cosStatPort_t head;
     be64 counter[14];
 };
-static_assert(sizeof(cosVoq_t) == 148 && offsetof(cosVoq_t, counter) == 36);
+QOS_MEMBERS(cosVoq_t, 148, F(0, head), F(36, counter));
 
 // ---- Port counters of all three families, by kind. They stand at the same place behind the word that gives the number
 // of ports: the first of a Larkin's body, the second of a device's.
@@ -260,7 +276,7 @@ struct statPortRmon_t {
     uint8_t reserved_0[0x188];
     be64 discarded; // received frames without a buffer
 };
-static_assert(offsetof(statPortRmon_t, discarded) == 0x188);
+QOS_MEMBERS(statPortRmon_t, 400, PAD(0, reserved_0), F(392, discarded));
 static_assert(offsetof(statPortRmon_t, discarded) + offsetof(cosPortStats_t, num_ports) ==
               offsetof(cosPortStats_t, ifindex) + offsetof(cosPortCounters_t, discarded));
 
@@ -270,7 +286,7 @@ struct statPortFlow_t {
     be64 pri[8];
     be64 global2;
 };
-static_assert(offsetof(statPortFlow_t, pri) == 0x60 && offsetof(statPortFlow_t, global2) == 0xa0);
+QOS_MEMBERS(statPortFlow_t, 168, PAD(0, reserved_0), F(88, global), F(96, pri), F(160, global2));
 
 struct statPortQueue_t {
     uint8_t reserved_0[0x18];
@@ -280,6 +296,7 @@ struct statPortQueue_t {
     be64 counter4[8];
     be64 total[4];
 };
-static_assert(offsetof(statPortQueue_t, counter3) == 0x98 && offsetof(statPortQueue_t, total) == 0x118);
+QOS_MEMBERS(statPortQueue_t, 312, PAD(0, reserved_0), F(24, counter1), F(88, counter2), F(152, counter3),
+            F(216, counter4), F(280, total));
 
 #endif
