@@ -8,6 +8,7 @@
 int qos_show_ifTable(cli_t *cli); // slots and chips first
 int qosShowSlotTable(cli_t *cli);
 int qosShowChipTable(cli_t *cli);
+int qosShowInterfaces(cli_t *cli);
 int qosShowIfL2PriInfo(cli_t *cli, const qosIf_t *interface);
 int qosShowIfL3PriInfo(cli_t *cli, const qosIf_t *interface);
 
