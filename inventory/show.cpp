@@ -1,4 +1,4 @@
-// The inventory as text. The formats are read by people and scripts alike and stay as they are.
+// The inventory as text or JSON. The formats and keys are read by people and scripts alike and stay as they are.
 #include "inventory/show.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Prints the inventory for an engineer: slots, chips, interfaces with their priority settings.
+// Prints the inventory: slots, chips, interfaces with their priority settings.
 #ifndef INVENTORY_SHOW_H
 #define INVENTORY_SHOW_H
 
