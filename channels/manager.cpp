@@ -8,6 +8,7 @@
 
 #include "core/module.h"
 #include "core/strings.h"
+#include "core/table.h"
 #include "core/trace.h"
 #include "lib/kor.h"
 #include "lib/lib_instance.h"
@@ -309,13 +310,14 @@ int qosSendMi6Msg(int sock, uint16_t slot, const void *buffer, uint32_t length, 
 int qos_show_miStats(cli_t *cli)
 {
     const qosVelmarState_t &state = qos_velmar_state;
-    cli_out(cli, "\tMsg Sent           = %u\n", state.mi_sent);
-    cli_out(cli, "\tMsg Rcvd           = %u\n", state.mi_rcvd);
-    cli_out(cli, "\tMsg Send errors    = %u\n", state.mi_send_errors);
-    cli_out(cli, "\tEINTR errors       = %u\n", state.mi_eintr_errors);
-    cli_out(cli, "\tEWOULDBLOCK errors = %u\n", state.mi_ewouldblock_errors);
-    cli_out(cli, "\tRcv Timeout errors = %u\n", state.mi_rcv_timeouts);
-    cli_out(cli, "\tRcv message errros = %u\n", state.mi_rcv_errors);
-    cli_out(cli, "\tRcv EOF            = %u\n", state.mi_rcv_eof);
+    qosPrintRecord(cli);
+    qosPrintField(cli, "sent", "\tMsg Sent           = %u\n", state.mi_sent);
+    qosPrintField(cli, "received", "\tMsg Rcvd           = %u\n", state.mi_rcvd);
+    qosPrintField(cli, "send_errors", "\tMsg Send errors    = %u\n", state.mi_send_errors);
+    qosPrintField(cli, "interrupted", "\tEINTR errors       = %u\n", state.mi_eintr_errors);
+    qosPrintField(cli, "would_block", "\tEWOULDBLOCK errors = %u\n", state.mi_ewouldblock_errors);
+    qosPrintField(cli, "receive_timeouts", "\tRcv Timeout errors = %u\n", state.mi_rcv_timeouts);
+    qosPrintField(cli, "receive_errors", "\tRcv message errros = %u\n", state.mi_rcv_errors);
+    qosPrintField(cli, "end_of_file", "\tRcv EOF            = %u\n", state.mi_rcv_eof);
     return 0;
 }

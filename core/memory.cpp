@@ -6,6 +6,7 @@
 
 #include "core/memtypes.h"
 #include "core/state.h"
+#include "core/table.h"
 #include "core/trace.h"
 
 namespace {
@@ -57,12 +58,18 @@ int qos_show_memStats(cli_t *cli)
     for (const qosModule_t &record : qos_modules) {
         if (record.id == 0)
             continue;
-        cli_out(cli, "%s\n", record.name);
-        cli_out(cli, "MemType         Num-Allocs  Num-Frees  Bytes-Allocd  Errors\n");
-        cli_out(cli, "====================================================\n");
-        for (unsigned type = 0; type < QOS_MEM_TYPES; ++type)
-            cli_out(cli, "%-25s  %-10u  %-10u %-12u  %u\n", qosMemTypes[type].display, record.allocs[type],
-                    record.frees[type], record.bytes[type], record.errors[type]);
+        qosPrintText(cli, "%s\n", record.name);
+        qosPrintText(cli, "MemType         Num-Allocs  Num-Frees  Bytes-Allocd  Errors\n");
+        qosPrintText(cli, "====================================================\n");
+        for (unsigned type = 0; type < QOS_MEM_TYPES; ++type) {
+            qosPrintRecord(cli);
+            qosPrintKey(cli, "module", record.name);
+            qosPrintField(cli, "type", "%-25s", qosMemTypes[type].display);
+            qosPrintField(cli, "allocations", "  %-10u", record.allocs[type]);
+            qosPrintField(cli, "frees", "  %-10u", record.frees[type]);
+            qosPrintField(cli, "bytes", " %-12u", record.bytes[type]);
+            qosPrintField(cli, "errors", "  %u\n", record.errors[type]);
+        }
     }
     return 0;
 }

@@ -6,6 +6,7 @@
 
 #include "core/module.h"
 #include "core/state.h"
+#include "core/table.h"
 #include "core/trace.h"
 #include "velmar/os.h"
 
@@ -84,15 +85,16 @@ void qosMsgQServer(void *buffer)
 
 int qos_msgq_show(cli_t *cli)
 {
-    cli_out(cli, "QOS Message Queue Summary\n");
+    qosPrintText(cli, "QOS Message Queue Summary\n");
     const msgq_t *queue = qosMsgQGet();
     if (!queue)
         return 0;
-    cli_out(cli, "queue name: %s, high water: %d\n", queue->name, static_cast<int>(queue->high_water.load()));
-    cli_out(cli, "Task Queuing     : FIFO");
-    cli_out(cli, " (do not support MSG_Q_PRIORITY)\n");
-    cli_out(cli, "Message Byte Len : %d\n", static_cast<int>(queue->message_length));
-    cli_out(cli, "Messages Max     : %d\n", static_cast<int>(queue->max_messages));
-    cli_out(cli, "Messages Queued  : %d\n", static_cast<int>(queue->queued.load()));
+    qosPrintRecord(cli);
+    qosPrintField(cli, "name", "queue name: %s", queue->name);
+    qosPrintField(cli, "high_water", ", high water: %d\n", static_cast<int>(queue->high_water.load()));
+    qosPrintText(cli, "Task Queuing     : FIFO (do not support MSG_Q_PRIORITY)\n");
+    qosPrintField(cli, "message_bytes", "Message Byte Len : %d\n", static_cast<int>(queue->message_length));
+    qosPrintField(cli, "messages_max", "Messages Max     : %d\n", static_cast<int>(queue->max_messages));
+    qosPrintField(cli, "messages_queued", "Messages Queued  : %d\n", static_cast<int>(queue->queued.load()));
     return 0;
 }

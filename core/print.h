@@ -4,11 +4,14 @@
 
 #include "velmar/ctl.h"
 
+struct qosJson_t;
+
 struct cli_t {
     ctl_print_t out_func;
     void *out_val;
     void *ifindex_obj; // the interface that the next commands configure, or null
     int mode;
+    qosJson_t *json = nullptr; // tables come out as JSON (core/table.h); null for text
 };
 
 // A printing function, as a command's handler and as what the control socket runs.
@@ -39,7 +42,7 @@ int cliShow(cli_t *cli, int, char **)
 template <qosShow_t Show>
 int qosCtlShow(ctl_print_t out, void *arg)
 {
-    cli_t cli = {out, arg, nullptr, 0};
+    cli_t cli = {out, arg, nullptr, 0, nullptr};
     return Show(&cli);
 }
 

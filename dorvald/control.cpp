@@ -7,6 +7,7 @@
 #include "core/memory.h"
 #include "core/msgq.h"
 #include "core/state.h"
+#include "core/table.h"
 #include "core/trace.h"
 #include "ha/vss.h"
 #include "inventory/show.h"
@@ -34,6 +35,16 @@ constexpr ctl_cli_t shows[] = {
     {"show dorvmd interface all", qosCtlShow<qos_show_ifTable>},
     {"show qos msgq", qosCtlShow<qos_msgq_show>},
     {"show qos vss", qosCtlShow<qos_vss_show>},
+    {"show dorvmd slots", qosCtlShow<qosShowSlotTable>}, // these three are the parts of "interface all"
+    {"show dorvmd chips", qosCtlShow<qosShowChipTable>},
+    {"show dorvmd interfaces", qosCtlShow<qosShowInterfaces>},
+    {"json slots", qosCtlJson<qosShowSlotTable>},
+    {"json chips", qosCtlJson<qosShowChipTable>},
+    {"json interfaces", qosCtlJson<qosShowInterfaces>},
+    {"json memory", qosCtlJson<qos_show_memStats>},
+    {"json mi", qosCtlJson<qos_show_miStats>},
+    {"json vss", qosCtlJson<qos_vss_show>},
+    {"json queue", qosCtlJson<qos_msgq_show>},
     {nullptr, nullptr},
 };
 

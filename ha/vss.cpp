@@ -11,6 +11,7 @@
 #include "core/module.h"
 #include "core/state.h"
 #include "core/strings.h"
+#include "core/table.h"
 #include "core/text.h"
 #include "core/trace.h"
 #include "ha/register.h"
@@ -348,24 +349,20 @@ int qos_vss_show(cli_t *cli)
                  {VSS_HALT, "Halt"},
                  {VSS_STANDBY, "Standby"},
                  {VSS_WARM_RECON, "Warm Reconciliation"},
-                 {VSS_CLIENT_INIT, "Client Initialization"}};
-    cli_out(cli, "QOS VelmarOS State Synchronization summary:\n");
-    cli_out(cli, "    VSS HA %s\n", qos_ha_state == 1 ? "Enabled" : "Disabled");
-    const uint32_t stage = vss_state.stage;
-    if (stage == VSS_ACTIVE) {
+                 {VSS_CLIENT_INIT, "Client Initialization"},
+                 {VSS_ACTIVE, "Active"}};
+    const auto *named =
+        std::find_if(std::begin(names), std::end(names), [](const auto &row) { return row.stage == vss_state.stage; });
+    const char *startup = nullptr; // said at stage Active alone
+    if (vss_state.stage == VSS_ACTIVE) {
         const uint32_t mode = vss_state.bootmode;
-        cli_out(cli, "    Stage: %s, Startup: %s\n", "Active",
-                mode == VSS_COLD   ? "Cold"
-                : mode == VSS_WARM ? "Warm"
-                                   : "Unknown");
-        return 0;
+        startup = mode == VSS_COLD ? "Cold" : mode == VSS_WARM ? "Warm" : "Unknown";
     }
-    for (const auto &row : names) {
-        if (row.stage == stage) {
-            cli_out(cli, "    Stage: %s\n", row.name);
-            return 0;
-        }
-    }
-    cli_out(cli, "    Stage: Unknown\n");
+    qosPrintRecord(cli);
+    qosPrintText(cli, "QOS VelmarOS State Synchronization summary:\n");
+    qosPrintTruth(cli, "ha", "    VSS HA %s\n", qos_ha_state == 1, "Enabled", "Disabled");
+    qosPrintField(cli, "stage", "    Stage: %s", named == std::end(names) ? "Unknown" : named->name);
+    qosPrintOptional(cli, "startup", ", Startup: %s", startup);
+    qosPrintText(cli, "\n");
     return 0;
 }

@@ -353,12 +353,16 @@ std::string ctlAsk(const ctlProcess_t &process, const std::string &command, doub
     return receiveAnswer(own.fd, process.path, deadline);
 }
 
-std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds)
+std::string ctlBehindOk(const std::string &answer)
 {
-    const std::string answer = ctlAsk(process, command, seconds);
     if (answer.rfind("ok", 0) != 0)
         throw ctlError_t{CTL_FAILED, answer};
-    return ctlLinesOf(withoutOk(answer));
+    return withoutOk(answer);
+}
+
+std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds)
+{
+    return ctlLinesOf(ctlBehindOk(ctlAsk(process, command, seconds)));
 }
 
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)

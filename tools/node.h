@@ -37,7 +37,9 @@ ctlProcess_t ctlFindAgent(const std::string &pid, double seconds);
 // Sends one command and gives the answer; throws CTL_SILENT if none comes within `seconds`.
 std::string ctlAsk(const ctlProcess_t &process, const std::string &command, double seconds);
 
-// The lines behind the "ok" of an answer; throws CTL_FAILED with any other answer.
+// What stands behind the "ok" of an answer; throws CTL_FAILED with any other answer. The second asks and gives its
+// lines.
+std::string ctlBehindOk(const std::string &answer);
 std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::string &command, double seconds);
 
 // A process's answer to "stat" as a row; "error" in it says what is wrong with the answer.

@@ -1,5 +1,5 @@
-// The agent's own tables: what its printing functions print, as it is or taken apart as JSON. Relies on the control
-// socket's `cli` command.
+// The agent's own tables, as text or JSON: both come from its printing functions and are passed on. Relies on the
+// control socket's `cli` command.
 #ifndef TOOLS_SHOW_H
 #define TOOLS_SHOW_H
 
@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/node.h"
 #include "tools/report.h"
 
 struct ctlShow_t {
@@ -21,8 +22,10 @@ std::vector<std::string> ctlShowNames();
 // Prints a table and gives the exit status. CTL_USAGE if it is not plain which agent is meant.
 int ctlShowTable(const std::string &name, const ctlShow_t &asked, std::ostream &out);
 
-// The rows of a table out of the lines that its printing function prints: objects that always have the same keys.
-// Throws CTL_FAILED at a line that does not belong there.
-ctlJson ctlShowRows(const std::string &name, const std::vector<std::string> &printed);
+// The rows of a table, one object each. Throws CTL_FAILED if the answer is anything but an array of objects.
+ctlJson ctlAskRows(const ctlProcess_t &agent, const std::string &name, double seconds);
+
+// The same out of the agent's JSON.
+ctlJson ctlShowRows(const std::string &text);
 
 #endif

@@ -9,7 +9,7 @@
 #include "agent/messages/header.h"
 #include "tools/error.h"
 #include "tools/node.h"
-#include "tools/show_lines.h"
+#include "tools/show.h"
 #include "tools/text.h"
 #include "tools/values.h"
 #include "velmar/dce.h"
@@ -288,20 +288,12 @@ ctlStatsTable_t ctlStatsTableOf(const ctlStatsQuery_t &query, const ctlMessage_t
     return table;
 }
 
-std::vector<uint32_t> ctlListedPorts(const std::string &answer)
+std::vector<uint32_t> ctlListedPorts(const ctlJson &rows)
 {
     std::vector<uint32_t> ports;
-    const std::vector<std::string> lines = ctlLinesOf(answer);
-    if (!lines.empty() && lines.back().rfind("(cut:", 0) == 0)
-        throw ctlError_t{CTL_FAILED,
-                         "the agent has more ports than one answer lists; name those you mean, as in te1/3"};
-    for (const std::string &line : lines) {
-        ctlJson row;
-        if (line.rfind("\tifindex = ", 0) != 0 ||
-            !ctlTakeLine("\tifindex = {ifindex}, ChipId = {chip}, Chip IfIndex = {}", line, row))
-            continue;
+    for (const ctlJson &row : rows) {
         const auto inRange = [&](const char *key) {
-            return row[key].is_number_integer() && row[key] >= 0 && row[key] <= UINT32_MAX;
+            return row.contains(key) && row[key].is_number_integer() && row[key] >= 0 && row[key] <= UINT32_MAX;
         };
         if (inRange("ifindex") && inRange("chip"))
             addOnce(ports, row["ifindex"].get<uint32_t>());
@@ -312,9 +304,19 @@ std::vector<uint32_t> ctlListedPorts(const std::string &answer)
 std::vector<uint32_t> ctlKnownPorts(double seconds)
 {
     std::vector<uint32_t> ports;
-    for (const ctlProcess_t &agent : ctlProcesses("dorvald"))
-        if (ports.empty())
-            ports = ctlListedPorts(ctlAsk(agent, "cli show dorvmd interface all", seconds));
+    std::optional<ctlError_t> fault;
+    for (const ctlProcess_t &agent : ctlProcesses("dorvald")) {
+        try {
+            if (ports.empty())
+                ports = ctlListedPorts(ctlAskRows(agent, "interfaces", seconds));
+        } catch (const ctlError_t &error) {
+            if (error.exit == CTL_SILENT)
+                throw;
+            fault = error; // another agent may answer
+        }
+    }
+    if (ports.empty() && fault)
+        throw *fault;
     return ports;
 }
 

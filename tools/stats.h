@@ -10,6 +10,7 @@
 
 #include "tools/commands.h"
 #include "tools/link.h"
+#include "tools/report.h"
 #include "tools/stats_views.h"
 
 struct ctlStatsCell_t {
@@ -52,8 +53,8 @@ struct ctlStatsOptions_t {
 // The ports on a chip that the first agent which has any lists; `seconds` is for each agent.
 std::vector<uint32_t> ctlKnownPorts(double seconds);
 
-// The same out of the agent's printed table. Throws CTL_FAILED if the table is cut.
-std::vector<uint32_t> ctlListedPorts(const std::string &answer);
+// The same out of the agent's table of interfaces.
+std::vector<uint32_t> ctlListedPorts(const ctlJson &rows);
 
 // The requests that the words ask for, in the order of the words. A target is te1/3, 1/3 (as te1/3), a list or range of
 // either, chip1/0, all, or an index in hexadecimal. A chip stands for its ports; all, and no target, for every port

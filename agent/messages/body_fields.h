@@ -112,11 +112,14 @@ constexpr void addBody(table &to, const qosRecord_t &body)
         const qosMember_t &member = body.members[i];
         if (member.use.reserved)
             continue;
-        if (!member.shape->record)
+        if (member.shape->kind != memberKind::Record) {
             append(to, fieldOf(member.name, member, member.offset));
-        for (uint32_t k = 0; member.shape->record && k < member.shape->record->numMembers; ++k)
-            if (!member.shape->record->members[k].use.reserved)
-                addInner(to, member, member.shape->record->members[k]);
+            continue;
+        }
+        const qosRecord_t &inner = *member.shape->record;
+        for (uint32_t k = 0; k < inner.numMembers; ++k)
+            if (!inner.members[k].use.reserved)
+                addInner(to, member, inner.members[k]);
     }
 }
 

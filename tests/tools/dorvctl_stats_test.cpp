@@ -242,12 +242,11 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
         return ports;
     };
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
-    std::string answer = "ok Chip 8 (1/0):\nInterface Name  ifIndex    ChipId     ChipIfIndex\n"
-                         "te1/3\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n\tL2 Pri Info:\n"
-                         "te1/4\n\tifindex = 0x18420001, ChipId = 9, Chip IfIndex = 0x88410000\n"
-                         "po1\n\tifindex = 0x24000001, ChipId = -1, Chip IfIndex = 0x00000000\n";
+    std::string answer = R"(ok [{"name":"te1/3","ifindex":406945792,"chip":8},
+                                {"name":"te1/4","ifindex":406978561,"chip":9},
+                                {"name":"po1","ifindex":603979777,"chip":-1}])";
     peer control("ctl", "dorvald", [&](peer &self, const std::string &command, const std::string &from) {
-        EXPECT_EQ(command, "cli show dorvmd interface all");
+        EXPECT_EQ(command, "cli json interfaces");
         self.reply(answer, from);
     });
     using list = std::vector<uint32_t>;
@@ -255,8 +254,11 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
     EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
     EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
     EXPECT_EQ(errorOf([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
-    answer += "(cut: the output is longer than an answer takes)\n";
+    answer += "(cut: the output is longer than an answer takes)\n"; // which leaves no JSON
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
+    answer = "error: no printing function 'json interfaces'";
+    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).text,
+              "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json interfaces'");
 }
 
 TEST(Stats, ClearsOnePortOrAll)

@@ -571,7 +571,7 @@ TEST(Dorvctl, AFloodDoesNotStopTheClock)
 TEST(Dorvctl, CompletesWords)
 {
     peer fake("ctl", "dorvald", [](peer &self, const std::string &, const std::string &from) {
-        self.reply("ok\nx\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n", from);
+        self.reply(R"(ok [{"ifindex":406945792,"chip":8}])", from); // te1/3
     });
     const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"--service", true}, {"-v", false}}},
                                   {"stats", {}},

@@ -1,8 +1,12 @@
 // What the agent prints of its tables, to the letter, and what dorvctl reads out of it.
 #include <cstring>
-#include <sstream>
+#include <utility>
 
 #include "core/memory.h"
+#include "core/msgq.h"
+#include "core/state.h"
+#include "core/table.h"
+#include "ha/vss.h"
 #include "inventory/show.h"
 #include "tests/support/inside.h"
 #include "tests/support/printer.h"
@@ -20,13 +24,11 @@ std::string printed(int (*show)(cli_t *, Args...), std::type_identity_t<Args>...
     return printer.text;
 }
 
-ctlJson rowsOf(const char *table, const std::string &text)
+template <qosShow_t Show>
+ctlJson rowsOf()
 {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return ctlShowRows(table, lines);
+    const auto asJson = [](cli_t *cli) { return qosCtlJson<Show>(cli->out_func, cli->out_val); };
+    return ctlShowRows(printed(+asJson));
 }
 
 // An interface on a Larkin with something of everything in it.
@@ -98,50 +100,65 @@ TEST(Show, TablesAsJsonHaveAlwaysTheSameKeys)
 {
     Bare node;
     tell(QOS_CHIPUP_MSG, chipUpBody(0x88400000, 1, 0, QOS_CHIP_LARKIN, 12));
-    ASSERT_NE(qosProcessPortAdd(0x18408000, "te1/1"), nullptr);
-    qosIf_t *channel = qosProcessPortAdd(0x24000001, "123 = {x}, ChipId"); // a name may be anything
+    qosIf_t *port = qosProcessPortAdd(0x18408000, "te1/1");
+    ASSERT_NE(port, nullptr);
+    qosIf_t *channel = qosProcessPortAdd(0x24000001, "{\"}\\\t,\xff\xc3\xa9\xed\xa0\x80\xc3"); // a name may be anything
     ASSERT_NE(channel, nullptr);
     channel->l3_pri.dscp_map[62] = 7;
     channel->l3_pri.tc_map[63] = 9;
     qosSlotTable[3].updBufferFull = 0x700000009;
-    const std::string text = printed(qos_show_ifTable);
+    port->l2_pri.cos_trust_handle[7] = {0x12, 0xfedcba9876543210, 0xc, 0x1ff};
+    qosCosMutateMap_t named = {};
+    strcpy(named.hdr.map_name, "gold");
+    port->l2_pri.cos_mutate = &named;
 
-    const ctlJson slots = rowsOf("slots", text);
+    const ctlJson slots = rowsOf<qosShowSlotTable>();
     ASSERT_EQ(slots.size(), 10u);
     EXPECT_EQ(slots[3].dump(),
               R"({"slot":3,"state":"Down","registered":false,"updates":0,"pending":0,"buffer_full":7})");
-    const ctlJson chips = rowsOf("chips", text);
+    const ctlJson chips = rowsOf<qosShowChipTable>();
     ASSERT_EQ(chips.size(), 1u);
     EXPECT_EQ(chips[0]["type"], "Larkin");
     EXPECT_EQ(chips[0]["ports"], 12);
-    const ctlJson ports = rowsOf("interfaces", text);
+    const ctlJson ports = rowsOf<qosShowInterfaces>();
     ASSERT_EQ(ports.size(), 2u);
+    port->l2_pri.cos_mutate = nullptr;
     const ctlJson &one = ports[0]["chip"] == 8 ? ports[0] : ports[1],
                   &other = ports[0]["chip"] == 8 ? ports[1] : ports[0];
     EXPECT_EQ(one["ifindex"], 0x18408000);
     EXPECT_EQ(one["cos_trust_handles"].size(), 8u);
-    EXPECT_EQ(other["name"], "123 = {x}, ChipId");
+    EXPECT_EQ(one["cos_trust_handles"][7], "0000000000000012:fedcba9876543210:000c:1ff");
+    EXPECT_EQ(one["cos_mutation_map"], "gold");
+    EXPECT_EQ(other["name"], "{\"}\\\t,\ufffd\u00e9\ufffd\ufffd\ufffd\ufffd");
     EXPECT_EQ(other["chip"], -1);
     EXPECT_EQ(other["cos_trust_handles"], ctlJson::array());
     EXPECT_EQ(other["cos_mutation_map"], nullptr);
     EXPECT_EQ(other["dscp_map"].size(), 64u);
-    EXPECT_EQ(other["dscp_map"][62], nullptr); // no cell shows it
+    EXPECT_EQ(other["dscp_map"][62], 7); // the text has no cell for it
     EXPECT_EQ(other["dscp_tc_map"][63], 9);
     auto key = one.begin();
     for (const auto &[name, value] : other.items())
         EXPECT_EQ(name, (key++).key());
 
-    const ctlJson memory = rowsOf("memory", printed(qos_show_memStats));
+    const ctlJson memory = rowsOf<qos_show_memStats>();
     size_t modules = 0;
     for (const qosModule_t &module : qos_modules)
         modules += module.id != 0;
     EXPECT_EQ(memory.size(), modules * 45);
     EXPECT_EQ(memory[0].dump(),
               R"({"module":"QOS VSS","type":"ChipEntry","allocations":0,"frees":0,"bytes":0,"errors":0})");
-    EXPECT_EQ(
-        rowsOf("vss", "QOS VelmarOS State Synchronization summary:\n    VSS HA Enabled\n    Stage: Halt\n").dump(),
-        R"([{"ha":true,"stage":"Halt","startup":null}])");
-    EXPECT_EQ(rowsOf("queue", "QOS Message Queue Summary\n"), ctlJson::array());
-    EXPECT_THROW(rowsOf("slots", text.substr(0, 40)), ctlError_t);
-    EXPECT_THROW(rowsOf("interfaces", text + "surprise\n"), ctlError_t);
+    const vss_state_t stage = vss_state;
+    vss_state.stage = VSS_HALT;
+    EXPECT_EQ(rowsOf<qos_vss_show>().dump(), R"([{"ha":true,"stage":"Halt","startup":null}])");
+    vss_state.stage = VSS_ACTIVE;
+    vss_state.bootmode = VSS_WARM;
+    EXPECT_EQ(rowsOf<qos_vss_show>().dump(), R"([{"ha":true,"stage":"Active","startup":"Warm"}])");
+    EXPECT_EQ(printed(qos_vss_show),
+              "QOS VelmarOS State Synchronization summary:\n    VSS HA Enabled\n    Stage: Active, Startup: Warm\n");
+    vss_state = stage;
+    const MSG_Q_ID queue = std::exchange(qos_velmar_state.msgq, nullptr);
+    EXPECT_EQ(rowsOf<qos_msgq_show>(), ctlJson::array());
+    qos_velmar_state.msgq = queue;
+    for (const char *answer : {"", "SlotID : 0\n", "[{\"slot\":0},", "{\"slot\":0}", "[0]"})
+        EXPECT_THROW(ctlShowRows(answer), ctlError_t) << answer;
 }
