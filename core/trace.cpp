@@ -136,7 +136,7 @@ void dce_trace_var(uint32_t id, int level, unsigned area, unsigned count, ...)
 {
     if (!passes(dce_dbginfo.handle, level, area))
         return;
-    const unsigned num_words = recordRoom() / sizeof(uint32_t);
+    const auto num_words = static_cast<unsigned>(recordRoom() / sizeof(uint32_t));
     if (count > num_words)
         do_assert("arg_num <= num_words", SOURCE, 1);
     uint32_t words[RECORD_MAX / sizeof(uint32_t) + 1] = {};
