@@ -160,7 +160,7 @@ TEST_P(Mirelle, PolicerCountersNameTheGroupAndClearsGoToAllOfThem)
 TEST_P(Mirelle, RedProfilesAreMappedAndScaledToTheDepth)
 {
     const uint32_t first = 3 * (FLAT % 3);
-    const auto mapped = [first](unsigned i) { return static_cast<uint8_t>(first + i); };
+    const auto mapped = [](unsigned i) { return static_cast<uint8_t>(first + i); };
     sent(34, redBody(1, 5, 300, 1), 0);
     EXPECT_EQ(records(), List{redRecord(portNumber(1), 5 << 2 | 3, mapped(0), {127, 0, 0, 0})}) << "no depth yet";
     egrQueueDepth = 100000000; // times 60 or 90 it wraps in 32 bits

@@ -92,7 +92,7 @@ TEST(Dorvctl, FindsMessagesByEveryFormOfTheirName)
         {"COSTURST", "COSTRUST"}, {"dscptc", "DSCPTCMAP"}, {"QOS_POLICER_ADD_MSG", "POL_POLICER_ADD"},
         {"79", "0 to 78"},        {"", "nearest"},         {"99999999999999", "0 to 78"}};
     for (const auto &[typed, nearest] : rows)
-        EXPECT_NE(refusal([&] { ctlFindMessage(typed); }).find(nearest), std::string::npos) << typed;
+        EXPECT_NE(refusal([&, typed = typed] { ctlFindMessage(typed); }).find(nearest), std::string::npos) << typed;
 }
 
 TEST(Dorvctl, ReadsAndShowsInterfaces)
@@ -191,7 +191,7 @@ TEST(Dorvctl, RefusesWithOneClearLine)
         {{"CHIPUP", "+", "CHIPUP", "+", "CHIPUP", "+", "CHIPUP", "+", "CHIPUP"}, "8192"},
     };
     for (const auto &[typed, says] : rows) {
-        const std::string said = refusal([&] { batchHex(typed); });
+        const std::string said = refusal([&, typed = typed] { batchHex(typed); });
         EXPECT_NE(said.find(says), std::string::npos) << typed.back() << ": " << said;
     }
     EXPECT_NE(refusal([] { batchHex({"0", "+", "0"}, {{"@len", "1"}}); }), "");
@@ -308,7 +308,7 @@ TEST(Dorvctl, ReadsScenarios)
         {R"([[{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]: the batch has"},
     };
     for (const auto &[text, says] : rows) {
-        const std::string said = refusal([&] { ctlReadScenario(text, "s.json", 500000); });
+        const std::string said = refusal([&, text = text] { ctlReadScenario(text, "s.json", 500000); });
         EXPECT_NE(said.find(says), std::string::npos) << text << ": " << said;
     }
 }
