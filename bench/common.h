@@ -4,6 +4,7 @@
 #define BENCH_COMMON_H
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <sys/types.h>
 #include <sys/un.h>
@@ -37,8 +38,8 @@ int openSocket(const std::string &bound, const std::string &peer); // a datagram
 template <typename Record>
 void append(Bytes &bytes, const Record &record)
 {
-    const auto *at = reinterpret_cast<const unsigned char *>(&record);
-    bytes.insert(bytes.end(), at, at + sizeof record);
+    bytes.resize(bytes.size() + sizeof record);
+    memcpy(bytes.data() + bytes.size() - sizeof record, &record, sizeof record);
 }
 
 template <typename Body>
@@ -47,8 +48,7 @@ void appendMessage(Bytes &batch, uint8_t code, const Body &body)
     qosMsgHdr_t header = {};
     header.msg_type = code;
     header.msg_len = static_cast<uint16_t>(sizeof body);
-    const auto *at = reinterpret_cast<const unsigned char *>(&header);
-    batch.insert(batch.end(), at, at + sizeof header);
+    append(batch, header);
     append(batch, body);
 }
 
