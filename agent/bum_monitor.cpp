@@ -9,8 +9,7 @@
 #include "core/handler.h"
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
-#include "lib/avl.h"
-#include "lib/linklist.h"
+#include "lib/views.h"
 
 qaBumContext_t bumContext;
 
@@ -19,11 +18,16 @@ namespace {
 constexpr uint8_t POLL_SECONDS = 5;
 constexpr uint32_t MOST_RECORDS = UINT16_MAX; // of one statistics body
 
+bool isMonitored(const qaPolPolicerInfo_t &record)
+{
+    return record.bum_info.monitor_bum_policer == 1;
+}
+
 // The policer of a node, or null if it is not monitored.
 qaPolPolicerInfo_t *monitored(const tnx_listnode_t *node)
 {
-    auto *record = static_cast<qaPolPolicerInfo_t *>(node->data);
-    return record->bum_info.monitor_bum_policer == 1 ? record : nullptr;
+    auto *record = listPayload<qaPolPolicerInfo_t>(node);
+    return isMonitored(*record) ? record : nullptr;
 }
 
 uint32_t countMonitored(const tnx_listnode_t *node)
@@ -72,12 +76,6 @@ const tnx_listnode_t *poll(const qosChip_t *chip, const tnx_listnode_t *node, ui
             compare(record, body->records[taken++].counter[2]);
     free(body);
     return node;
-}
-
-int visitChip(void *chip, void *)
-{
-    qaBumMonitorBumPolicersOnChip(static_cast<qosChip_t *>(chip));
-    return 0;
 }
 
 } // namespace
@@ -157,14 +155,13 @@ int qaBumPeriodicRoutine(thread *)
 
 void qaBumMonitor()
 {
-    if (qosChipTable)
-        avl_traverse(qosChipTable, visitChip, nullptr);
+    for (qosChip_t &chip : avlView<qosChip_t>(qosChipTable))
+        qaBumMonitorBumPolicersOnChip(&chip);
 }
 
 void qaBumMonitorBumPolicersOnChip(qosChip_t *chip)
 {
-    const tnx_list_t *list = chip->polCfg.bum_policer_list;
-    const tnx_listnode_t *node = list ? list->head : nullptr;
+    const tnx_listnode_t *node = listFirst(chip->polCfg.bum_policer_list);
     while (const uint32_t count = countMonitored(node))
         node = poll(chip, node, count);
 }
@@ -201,11 +198,8 @@ uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
             QOS_ERR("Failed to find chip for interface %s", name.text);
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
-    const tnx_list_t *list = interface->chip->polCfg.bum_policer_list;
-    for (const tnx_listnode_t *node = list ? list->head : nullptr; node; node = node->next) {
-        qaPolPolicerInfo_t *record = monitored(node);
-        if (record && record->ifindex == ifindex)
-            record->bum_info.state = 0;
-    }
+    for (qaPolPolicerInfo_t &record : listView<qaPolPolicerInfo_t>(interface->chip->polCfg.bum_policer_list))
+        if (isMonitored(record) && record.ifindex == ifindex)
+            record.bum_info.state = 0;
     return qosAnswer(body, QOS_MSG_DONE);
 }

@@ -13,7 +13,7 @@
 #include "core/trace.h"
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
-#include "lib/avl.h"
+#include "lib/views.h"
 #include "velmar/ha.h"
 
 namespace {
@@ -70,12 +70,6 @@ uint32_t qaProcessIngrQueueDepth_iter(const qosIf_t *interface)
     qosCcbMsg_t body = {};
     body.ifindex = interface->ifIndex;
     return qaRun(INGR_QUEUE_DEPTH, {__func__, interface->chip, interface->ifName}, &body).rc;
-}
-
-// The tree's walk asks for a function of untyped pointers, and only a negative result would end it.
-int visitIngrQueueDepth(void *info, void *)
-{
-    return static_cast<int>(qaProcessIngrQueueDepth_iter(static_cast<const qosIf_t *>(info)));
 }
 
 } // namespace
@@ -203,8 +197,8 @@ uint32_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body)
 {
     QOS_FRAME();
     ingrQueueDepth = body->queueDepth;
-    if (qosIfTable)
-        avl_traverse(qosIfTable, visitIngrQueueDepth, nullptr);
+    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
+        qaProcessIngrQueueDepth_iter(&interface);
     return QOS_MSG_DONE;
 }
 

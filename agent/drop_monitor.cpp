@@ -7,8 +7,8 @@
 #include "core/handler.h"
 #include "core/memory.h"
 #include "core/module.h"
-#include "lib/avl.h"
 #include "lib/linklist.h"
+#include "lib/views.h"
 
 qaDropMonitorContext_t dropMonitorContext;
 
@@ -38,12 +38,9 @@ void clearSaved(qaDropMonitorInfo_t *info)
 // Clears the watched entries of one port, or of all for null.
 void clearEntries(const qosChip_t *chip, const qosIf_t *interface)
 {
-    const tnx_list_t *list = chip ? chip->drop_monitor_list : nullptr;
-    for (const tnx_listnode_t *node = list ? list->head : nullptr; node; node = node->next) {
-        auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
-        if (info->monitor_state == 1 && (!interface || info->ifindex == interface->ifIndex))
-            clearSaved(info);
-    }
+    for (qaDropMonitorInfo_t &info : listView<qaDropMonitorInfo_t>(chip ? chip->drop_monitor_list : nullptr))
+        if (info.monitor_state == 1 && (!interface || info.ifindex == interface->ifIndex))
+            clearSaved(&info);
 }
 
 // Takes a port off its chip's list: 0, 1 or 24.
@@ -56,21 +53,9 @@ uint32_t stopWatching(const qosChip_t *chip, uint32_t ifindex)
         QOS_ERR_AT("qaProcessDropMonitorDel", "Failed to get drop_monitor_info");
         return QOS_MSG_NOT_FOUND;
     }
-    qaDropMonitorStop(static_cast<const qaDropMonitorInfo_t *>(node->data));
+    qaDropMonitorStop(listPayload<const qaDropMonitorInfo_t>(node));
     list_delete_node(chip->drop_monitor_list, node);
     return QOS_MSG_DONE;
-}
-
-int visitPeriod(void *chip, void *)
-{
-    qaDropMonitorOnChip(static_cast<const qosChip_t *>(chip));
-    return 0;
-}
-
-int visitClear(void *chip, void *)
-{
-    qaDropMonitorClearAllOnChip(static_cast<const qosChip_t *>(chip));
-    return 0;
 }
 
 } // namespace
@@ -214,8 +199,8 @@ int qaDropMonitorPeriodicRoutine(thread *)
 void qaDropMonitor()
 {
     QOS_INF("Traversing Chip AVL");
-    if (qosChipTable)
-        avl_traverse(qosChipTable, visitPeriod, nullptr);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
+        qaDropMonitorOnChip(&chip);
 }
 
 uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body)
@@ -275,8 +260,8 @@ void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface)
 
 uint32_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *)
 {
-    if (qosChipTable)
-        avl_traverse(qosChipTable, visitClear, nullptr);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
+        qaDropMonitorClearAllOnChip(&chip);
     return QOS_MSG_DONE;
 }
 

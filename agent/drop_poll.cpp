@@ -9,7 +9,7 @@
 #include "core/state.h"
 #include "core/text.h"
 #include "inventory/interfaces.h"
-#include "lib/linklist.h"
+#include "lib/views.h"
 
 namespace {
 
@@ -121,16 +121,12 @@ constexpr drops_t<qosRedMonitorStatsMsg_t, qosRedMonitorStatsIfMsg_t> RED_DROPS 
     QOS_ERR_TEXT("Failed to send red drop mon state change to mgr"),
 };
 
-const qaDropMonitorInfo_t *watched(const tnx_listnode_t *node)
+bool isWatched(const qaDropMonitorInfo_t &info)
 {
-    const auto *info = static_cast<const qaDropMonitorInfo_t *>(node->data);
-    return info->monitor_state == 1 ? info : nullptr;
+    return info.monitor_state == 1;
 }
 
-const tnx_listnode_t *watchList(const qosChip_t *chip)
-{
-    return chip->drop_monitor_list ? chip->drop_monitor_list->head : nullptr;
-}
+using watchList = listView<const qaDropMonitorInfo_t>;
 
 template <typename Body, typename Port>
 uint32_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n);
@@ -145,9 +141,12 @@ void pollChip(const drops_t<Body, Port> &row, const qosChip_t *chip, uint32_t n)
     }
     body->num_records = n;
     uint32_t filled = 0;
-    for (const tnx_listnode_t *node = watchList(chip); node && filled < n; node = node->next)
-        if (const qaDropMonitorInfo_t *info = watched(node))
-            body->records[filled++].ifindex = info->ifindex;
+    for (const qaDropMonitorInfo_t &info : watchList(chip->drop_monitor_list)) {
+        if (filled == n)
+            break;
+        if (isWatched(info))
+            body->records[filled++].ifindex = info.ifindex;
+    }
     qosTrace(row.poll, row.requesting, n);
     if (getAndNotify(row, body, n) != QOS_MSG_DONE)
         qosTrace(row.poll, row.poll_failed);
@@ -179,7 +178,7 @@ const tnx_listnode_t *firstEntry(const tnx_list_t *list, const tnx_listnode_t *f
     for (uint32_t left = list ? list->count : 0; left != 0; --left) {
         if (!from)
             from = list->head;
-        if (static_cast<const qaDropMonitorInfo_t *>(from->data)->ifindex == ifindex)
+        if (listPayload<const qaDropMonitorInfo_t>(from)->ifindex == ifindex)
             return from;
         from = from->next;
     }
@@ -192,10 +191,10 @@ void judgeEntries(const drops_t<Body, Port> &row, const tnx_listnode_t *node, Po
 {
     const uint32_t ifindex = now.ifindex;
     for (; node; node = node->next) {
-        auto *info = static_cast<qaDropMonitorInfo_t *>(node->data);
+        auto *info = listPayload<qaDropMonitorInfo_t>(node);
         if (info->ifindex != ifindex)
             return;
-        if (info->monitor_state == 1)
+        if (isWatched(*info))
             judge(row, info->*row.saved, now);
     }
 }
@@ -323,8 +322,8 @@ constexpr qaCall_t READ_RED_DROPS = {
 void qaDropMonitorOnChip(const qosChip_t *chip)
 {
     uint32_t n = 0;
-    for (const tnx_listnode_t *node = watchList(chip); node; node = node->next)
-        if (watched(node))
+    for (const qaDropMonitorInfo_t &info : watchList(chip->drop_monitor_list))
+        if (isWatched(info))
             ++n;
     if (n == 0)
         return;

@@ -11,6 +11,7 @@
 #include "inventory/capability.h"
 #include "inventory/ifindex.h"
 #include "lib/linklist.h"
+#include "lib/views.h"
 
 namespace {
 
@@ -143,7 +144,7 @@ void update(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, added_t *a
     qaPolPolicerInfo_t key = {};
     key.ifindex = body->ifindex;
     key.policer_id = body->policer_id;
-    added->updated = static_cast<qaPolPolicerInfo_t *>(list_lookup_data(chip->polCfg.bum_policer_list, &key));
+    added->updated = listFind(chip->polCfg.bum_policer_list, key);
     if (!added->updated)
         return;
     added->was_monitored = added->updated->bum_info.monitor_bum_policer;
@@ -182,7 +183,7 @@ void forget(const qosChip_t *chip, const qosPolPolicerDelMsg_t *body, qaPolPolic
         QOS_ERR_AT("qaProcessPolicerRem", "Failed to get pol_info");
         return;
     }
-    qaPolRemBumPolicer(static_cast<const qaPolPolicerInfo_t *>(node->data));
+    qaPolRemBumPolicer(listPayload<const qaPolPolicerInfo_t>(node));
     list_delete_node(list, node);
 }
 
@@ -262,9 +263,9 @@ void qaPolIfDel(qosIf_t *interface)
     tnx_list_t *list = interface->chip ? interface->chip->polCfg.bum_policer_list : nullptr;
     unsigned deleted = 0;
     tnx_listnode_t *next;
-    for (tnx_listnode_t *node = list ? list->head : nullptr; node; node = next) {
+    for (tnx_listnode_t *node = listFirst(list); node; node = next) {
         next = node->next;
-        if (static_cast<const qaPolPolicerInfo_t *>(node->data)->ifindex != interface->ifIndex)
+        if (listPayload<const qaPolPolicerInfo_t>(node)->ifindex != interface->ifIndex)
             continue;
         list_delete_node(list, node);
         if (++deleted == BUM_POLICERS_OF_PORT) {

@@ -9,8 +9,7 @@
 #include "inventory/chips.h"
 #include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
-#include "lib/avl.h"
-#include "lib/linklist.h"
+#include "lib/views.h"
 #include "velmar/dce.h"
 
 namespace {
@@ -69,12 +68,11 @@ uint32_t readSum(qosPolStatsGetMsg_t *body)
 {
     uint64_t total[3] = {};
     qosPolStatsRec_t &sum = body->records[0];
-    for (const tnx_avl_node_t *node = avl_getfirst(qosChipTable); node; node = avl_getnext(qosChipTable, node)) {
-        const auto *chip = static_cast<const qosChip_t *>(node->info);
-        body->chip_ifindex = chip->chip_ifindex;
-        for (uint8_t group = 0; group < qaGetNumPolicerGroups(chip); ++group) {
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable)) {
+        body->chip_ifindex = chip.chip_ifindex;
+        for (uint8_t group = 0; group < qaGetNumPolicerGroups(&chip); ++group) {
             sum.pol_grp_idx = group;
-            const uint32_t rc = read(chip, body);
+            const uint32_t rc = read(&chip, body);
             if (rc != QOS_MSG_DONE)
                 return rc;
             for (unsigned i = 0; i < 3; ++i)
@@ -96,10 +94,9 @@ uint32_t clear(const qosChip_t *chip, qosPolStatsClrMsg_t *body)
 
 uint32_t clearEverywhere(qosPolStatsClrMsg_t *body)
 {
-    for (const tnx_avl_node_t *node = avl_getfirst(qosChipTable); node; node = avl_getnext(qosChipTable, node)) {
-        const auto *chip = static_cast<const qosChip_t *>(node->info);
-        body->ifindex = chip->chip_ifindex;
-        const uint32_t rc = clear(chip, body);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable)) {
+        body->ifindex = chip.chip_ifindex;
+        const uint32_t rc = clear(&chip, body);
         if (rc != QOS_MSG_DONE)
             return rc;
     }
@@ -118,8 +115,7 @@ void forgetViolations(const qosChip_t *chip, const qosPolStatsClrMsg_t *body)
         key.ifindex = entries[i].ifindex;
         key.policer_id = entries[i].policer_id;
         key.pol_grp_idx = interface ? interface->pol_info.polGroupId : uint16_t{0};
-        auto *record = static_cast<qaPolPolicerInfo_t *>(list_lookup_data(chip->polCfg.bum_policer_list, &key));
-        if (record)
+        if (qaPolPolicerInfo_t *record = listFind(chip->polCfg.bum_policer_list, key))
             record->bum_info.violation_cntr = 0;
     }
 }
@@ -142,12 +138,12 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
     body->dir = dir;
     body->num_policers = static_cast<int32_t>(list->count);
     auto *entry = const_cast<qosPolStatsClrData_t *>(qosPolStatsClrEntries(body));
-    for (const tnx_listnode_t *node = list->head; node; node = node->next, ++entry) {
-        auto *record = static_cast<qaPolPolicerInfo_t *>(node->data);
-        entry->ifindex = record->ifindex;
-        entry->policer_id = record->policer_id;
+    for (qaPolPolicerInfo_t &record : listView<qaPolPolicerInfo_t>(list)) {
+        entry->ifindex = record.ifindex;
+        entry->policer_id = record.policer_id;
         if (kind == cleared_t::BumPolicers)
-            record->bum_info.violation_cntr = 0;
+            record.bum_info.violation_cntr = 0;
+        ++entry;
     }
     const uint32_t rc = qaProcessPolStatsClr(body);
     if (rc != QOS_MSG_DONE && kind == cleared_t::BumPolicers)
@@ -157,12 +153,6 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
         QOS_ERR_AT(function, "Failed to clear stats on chip");
     free(body);
     return true;
-}
-
-int visitChip(void *chip, void *body)
-{
-    qaPolStatsClrAllOnChip(static_cast<const qosChip_t *>(chip), static_cast<const qosPolStatsClrAllMsg_t *>(body));
-    return 0;
 }
 
 } // namespace
@@ -207,8 +197,8 @@ uint32_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body)
 uint32_t qaProcessPolStatsClrAll(qosPolStatsClrAllMsg_t *body)
 {
     QOS_FRAME();
-    if (qosChipTable)
-        avl_traverse(qosChipTable, visitChip, body);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
+        qaPolStatsClrAllOnChip(&chip, body);
     return QOS_MSG_DONE;
 }
 

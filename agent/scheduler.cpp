@@ -9,7 +9,7 @@
 #include "inventory/chips.h"
 #include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
-#include "lib/avl.h"
+#include "lib/views.h"
 
 qosSch_t sch_global_cfg;
 qosMcSch_t Mcsch_global_cfg;
@@ -55,18 +55,6 @@ uint32_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
     return qaRun(MC_SCHEDULER, {__func__, chip}, body).rc;
 }
 
-int visitInterface(void *info, void *body)
-{
-    return static_cast<int>(
-        qaProcessGlbSchCfg_iter(static_cast<const qosIf_t *>(info), static_cast<qosSchMsg_t *>(body)));
-}
-
-int visitChip(void *info, void *body)
-{
-    return static_cast<int>(
-        qaProcessMcSchCfg_iter(static_cast<const qosChip_t *>(info), static_cast<qosSchMsg_t *>(body)));
-}
-
 } // namespace
 
 void qaRegisterSchModule()
@@ -110,8 +98,8 @@ uint32_t qaProcessGlbSchCfg(qosSchMsg_t *body)
     QOS_FRAME();
     QOS_DBG("Received Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
     sch_global_cfg = body->sch_cfg;
-    if (qosIfTable)
-        avl_traverse(qosIfTable, visitInterface, body);
+    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
+        qaProcessGlbSchCfg_iter(&interface, body);
     return QOS_MSG_DONE;
 }
 
@@ -140,7 +128,7 @@ uint32_t qaProcessMcSchCfg(qosSchMsg_t *body)
     QOS_FRAME();
     QOS_DBG("Received Multicast Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
     Mcsch_global_cfg = body->Mcsch_cfg;
-    if (qosChipTable)
-        avl_traverse(qosChipTable, visitChip, body);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
+        qaProcessMcSchCfg_iter(&chip, body);
     return QOS_MSG_DONE;
 }

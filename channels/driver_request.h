@@ -20,10 +20,10 @@
 // 0, 1, 12, 13, 14, 22 or 28.
 using qosIoctlFn_t = uint32_t(uint32_t target, const void *record, uint32_t length, const unsigned char **response,
                               uint32_t *response_length);
-qosIoctlFn_t qosDceIoctl;
-qosIoctlFn_t qosDceMgrIoctl;
-qosIoctlFn_t qosCosIoctl;
-qosIoctlFn_t qosCosMgrIoctl;
+[[nodiscard]] qosIoctlFn_t qosDceIoctl;
+[[nodiscard]] qosIoctlFn_t qosDceMgrIoctl;
+[[nodiscard]] qosIoctlFn_t qosCosIoctl;
+[[nodiscard]] qosIoctlFn_t qosCosMgrIoctl;
 
 inline unsigned char *qosRequestRecord()
 {
@@ -71,8 +71,8 @@ Record *qosDceRequest(uint32_t command, uint8_t operation = 0, uint16_t num_reco
 
 // Sends `record` through one of the transport calls; the typed response through `response`.
 template <typename Response, typename Record>
-uint32_t qosSendRequest(qosIoctlFn_t *transport, uint32_t target, const Record *record, const Response **response,
-                        uint32_t *response_length)
+[[nodiscard]] uint32_t qosSendRequest(qosIoctlFn_t *transport, uint32_t target, const Record *record,
+                                      const Response **response, uint32_t *response_length)
 {
     static_assert(sizeof(Response) <= NL_RSP_BUF_SIZE - NL_RECORD_OFFSET && alignof(Response) == 1);
     const unsigned char *bytes = nullptr;
@@ -84,7 +84,7 @@ uint32_t qosSendRequest(qosIoctlFn_t *transport, uint32_t target, const Record *
 
 // Sends a record whose response is a plain acknowledgement.
 template <typename Record>
-uint32_t qosCosSend(uint32_t target, const Record *record)
+[[nodiscard]] uint32_t qosCosSend(uint32_t target, const Record *record)
 {
     const cosHdr_t *response;
     uint32_t length;
@@ -93,7 +93,7 @@ uint32_t qosCosSend(uint32_t target, const Record *record)
 
 // The same of the DCE family.
 template <typename Record>
-uint32_t qosDceSend(uint32_t target, const Record *record)
+[[nodiscard]] uint32_t qosDceSend(uint32_t target, const Record *record)
 {
     const dceHdr_t *response;
     uint32_t length;

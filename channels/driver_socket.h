@@ -48,25 +48,27 @@ enum qosNLResult_t : int {
 int qosNLSocketInit(qosNLSock_t *sock, const char *name, uint32_t *header_size);
 // Opens the record's socket in the group of a client type: 0, 1 for a null or open record or an unknown type, 12 if the
 // platform refused.
-int qosNLSocket(qosNLSock_t *sock, uint32_t client_type);
+[[nodiscard]] int qosNLSocket(qosNLSock_t *sock, uint32_t client_type);
 // Closes it and takes its read event back: 0, or 1 if it is not open.
-int qosNLClose(qosNLSock_t *sock);
+[[nodiscard]] int qosNLClose(qosNLSock_t *sock);
 
 // Sends the frame that `payload_length` bytes behind its header complete; 0 or 13. `seq` may be null.
-int qosNLSendMsg(qosNLSock_t *sock, unsigned char *frame, uint32_t payload_length, uint32_t *seq, uint16_t type);
+[[nodiscard]] int qosNLSendMsg(qosNLSock_t *sock, unsigned char *frame, uint32_t payload_length, uint32_t *seq,
+                               uint16_t type);
 
 // Waits up to 15 seconds for one message. On entry *buffer and *length are the buffer and its size, on a result of 0
 // the payload and its length. `seq` may be null. 0, 1, 12, 14 or 28.
-int qosNLRecvMsgBlock(qosNLSock_t *sock, unsigned char **buffer, uint32_t *length, uint32_t *seq, uint16_t *type);
+[[nodiscard]] int qosNLRecvMsgBlock(qosNLSock_t *sock, unsigned char **buffer, uint32_t *length, uint32_t *seq,
+                                    uint16_t *type);
 
 // Hands every later message of the socket to `handler`; 0 or 16.
-int qosNLRecvMsgThread(qosNLSock_t *sock, unsigned char *buffer, uint32_t length, qosNLCallback_t handler,
-                       uint32_t arg);
+[[nodiscard]] int qosNLRecvMsgThread(qosNLSock_t *sock, unsigned char *buffer, uint32_t length, qosNLCallback_t handler,
+                                     uint32_t arg);
 
 // Opens one of the three sockets whole: 0 or -1.
-int qosInitHSLCmdSock();
-int qosInitHSLMgrSock();
-int qosInitHSLEventSock(qosNLCallback_t handler);
+[[nodiscard]] int qosInitHSLCmdSock();
+[[nodiscard]] int qosInitHSLMgrSock();
+[[nodiscard]] int qosInitHSLEventSock(qosNLCallback_t handler);
 
 // Handler of the two request sockets: drops what it is given; 0.
 int qosProcessHslResp(unsigned char *payload, uint32_t length, uint32_t arg, uint16_t frame_type);

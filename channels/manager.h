@@ -20,7 +20,7 @@ enum qosMiResult_t : int {
 
 void qosRegisterMiModule(qosMiReceiver_t receiver);
 int qosMiInit(); // init hook: 0 or 17
-int qosInitMiSock(int32_t *sock, const char *name);
+[[nodiscard]] int qosInitMiSock(int32_t *sock, const char *name);
 int qosRcvMi6Msg(thread *event); // read event of both sockets
 
 // Reads a socket until it is dry: 0, 19 after a receive error or end of file, or the receiver's result that ended it.
@@ -33,7 +33,7 @@ int qosGetMi6SrcSlotId(const mi6_addr_t *address, uint16_t *slot);
 int qosProcessMiErrQueue(int sock);
 
 // Sends one buffer: 0, or 18. `slot` names the destination in the manager role only.
-int qosSendMi6Msg(int sock, uint16_t slot, const void *buffer, uint32_t length, int a, int b);
+[[nodiscard]] int qosSendMi6Msg(int sock, uint16_t slot, const void *buffer, uint32_t length, int a, int b);
 
 int qosMiStart(uint32_t stage, uint32_t arg);
 int qosMiRecon(uint32_t stage, uint32_t arg);

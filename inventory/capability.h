@@ -9,10 +9,10 @@
 
 // The driver's road, by the switch model: fills the chip record. 0, 1 for a chip code that the request does not serve,
 // or the transport's failure.
-uint32_t qosGetChipCapability(qosChip_t *chip);
-uint32_t qosGetDceChipCapability(qosChip_t *chip);
-uint32_t qosGetCoSChipCapability(qosChip_t *chip);
-uint32_t qosGetExtChipCapability(qosChip_t *chip);
+[[nodiscard]] uint32_t qosGetChipCapability(qosChip_t *chip);
+[[nodiscard]] uint32_t qosGetDceChipCapability(qosChip_t *chip);
+[[nodiscard]] uint32_t qosGetCoSChipCapability(qosChip_t *chip);
+[[nodiscard]] uint32_t qosGetExtChipCapability(qosChip_t *chip);
 void qosParseExtChipCapability(qosChip_t *chip, const cosExtChipCap_t *response);
 
 // Record to chip.

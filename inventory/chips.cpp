@@ -12,6 +12,7 @@
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
 #include "lib/avl.h"
+#include "lib/views.h"
 #include "velmar/dce.h"
 
 tnx_avl_tree_t *qosChipTable;
@@ -163,12 +164,9 @@ int qosInitChipTable()
 
 qosChip_t *qosLookupChip(int32_t flat_chip)
 {
-    if (!qosChipTable)
-        return nullptr;
     qosChip_t key; // only the key counts; the record is too large to clear for a look-up
     key.chip_id = flat_chip;
-    const tnx_avl_node_t *node = avl_search(qosChipTable, &key);
-    return node ? static_cast<qosChip_t *>(node->info) : nullptr;
+    return avlFind(qosChipTable, key);
 }
 
 int qosProcessChipAdd(const qosChipCap_t *event, qosCapSource_t source)
@@ -270,7 +268,7 @@ int qosProcessBulkChipUp(const unsigned char *event, uint32_t length)
     tnx_avl_node_t *next;
     for (tnx_avl_node_t *node = avl_getfirst(qosChipTable); node; node = next) {
         next = avl_getnext(qosChipTable, node);
-        bulkChipKeep(static_cast<qosChip_t *>(node->info));
+        bulkChipKeep(avlPayload<qosChip_t>(node));
     }
     return QOS_OK;
 }

@@ -9,7 +9,7 @@
 
 extern tnx_avl_tree_t *qosChipTable; // runs from the highest chip_id to the lowest
 
-int qosInitChipTable(); // 0 or 2; at a cold start only
+[[nodiscard]] int qosInitChipTable(); // 0 or 2; at a cold start only
 int qosCmpChipEntry(const void *a, const void *b);
 
 // The record of a flat chip number, or null.
@@ -20,18 +20,18 @@ enum qosCapSource_t : int { QOS_CAPS_IN_EVENT = 0, QOS_CAPS_FROM_DRIVER = 1 };
 
 // Creates a chip and runs the modules' chip_up hooks: 0 (also for a chip that exists, which stays as it is), 1 for an
 // unknown slot, 2 out of memory or without a table, or the capability request's failure.
-int qosProcessChipAdd(const qosChipCap_t *event, qosCapSource_t source);
+[[nodiscard]] int qosProcessChipAdd(const qosChipCap_t *event, qosCapSource_t source);
 
 // The driver's events. In the agent role up, down and bulk up are traced and ignored: there a chip comes to exist
 // through the manager's message alone and is never deleted.
-int qosProcessChipUp(const qosChipCap_t *event, qosCapSource_t source);
-int qosProcessChipDown(const qosChipCap_t *event);
+[[nodiscard]] int qosProcessChipUp(const qosChipCap_t *event, qosCapSource_t source);
+[[nodiscard]] int qosProcessChipDown(const qosChipCap_t *event);
 // `length` is the bytes of the event that can be read; it must not stand in the driver's response buffer.
-int qosProcessBulkChipUp(const unsigned char *event, uint32_t length);
-int qosProcessChipReady(const qosChipReady_t *event);
+[[nodiscard]] int qosProcessBulkChipUp(const unsigned char *event, uint32_t length);
+[[nodiscard]] int qosProcessChipReady(const qosChipReady_t *event);
 
 // Reports a chip that nobody has announced, by a chip-up of its own making.
-int qosGetChipFromChipId(int32_t flat_chip);
+[[nodiscard]] int qosGetChipFromChipId(int32_t flat_chip);
 
 // "Larkin", "Tessel", "Mirelle", "Mirelle2", "Unknown".
 const char *qosChipTypeName(uint32_t chip_type);

@@ -14,6 +14,7 @@
 #include "lib/kor.h"
 #include "lib/lib_instance.h"
 #include "lib/linklist.h"
+#include "lib/views.h"
 #include "velmar/dce.h"
 
 tnx_avl_tree_t *qosIfTable;
@@ -88,12 +89,9 @@ int qosCmpIfEntry(const void *a, const void *b)
 
 qosIf_t *qosLookupIfEntry(uint32_t ifindex)
 {
-    if (!qosIfTable)
-        return nullptr;
     qosIf_t key; // only the key counts; the record is too large to clear for a look-up
     key.ifIndex = ifindex;
-    const tnx_avl_node_t *node = avl_search(qosIfTable, &key);
-    return node ? static_cast<qosIf_t *>(node->info) : nullptr;
+    return avlFind(qosIfTable, key);
 }
 
 qosIf_t *qosProcessPortAdd(uint32_t ifindex, const char *name)

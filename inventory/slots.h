@@ -23,15 +23,15 @@ qosChip_t *qosFirstOwnChip();
 uint32_t qosOwnSlotId();
 
 // Slot events; the low 8 bits of `slot` count. Up: 0, 1 for an unknown slot, or the replay's result. Down: 0.
-int qosProcessSlotUp(uint32_t slot);
+[[nodiscard]] int qosProcessSlotUp(uint32_t slot);
 int qosProcessSlotDown(uint32_t slot);
 
 // True if the slot that the interface index names is down; false for an index that names none.
 bool qosIsSlotDown(uint32_t ifindex);
 
 // Replays the adds of what exists towards the modules: the last result, 1 where there is nothing to replay.
-int qosProcessIfAddOnSlot(qosSlot_t *slot);
-int qosProcessIfAddOnChip(qosChip_t *chip);
-int qosProcessNotifyIfAdd(qosIf_t *interface);
+[[nodiscard]] int qosProcessIfAddOnSlot(qosSlot_t *slot);
+[[nodiscard]] int qosProcessIfAddOnChip(qosChip_t *chip);
+[[nodiscard]] int qosProcessNotifyIfAdd(qosIf_t *interface);
 
 #endif

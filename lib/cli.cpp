@@ -9,6 +9,7 @@
 
 #include "lib/ifg.h"
 #include "lib/linklist.h"
+#include "lib/views.h"
 
 namespace {
 
@@ -93,21 +94,17 @@ int cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name)
 
 bool cli_if_has(const cli_tree_t *tree, const cli_t *cli, const char *name)
 {
-    if (!tree || !tree->if_list)
-        return false;
-    for (const tnx_listnode_t *node = tree->if_list->head; node; node = node->next) {
-        const cli_if_t *entry = static_cast<const cli_if_t *>(node->data);
-        if (entry->cli == cli && strcmp(entry->name, name) == 0)
+    for (const cli_if_t &entry : listView<const cli_if_t>(tree ? tree->if_list : nullptr))
+        if (entry.cli == cli && strcmp(entry.name, name) == 0)
             return true;
-    }
     return false;
 }
 
 void cli_if_clear(cli_tree_t *tree, const cli_t *cli)
 {
-    for (tnx_listnode_t *node = tree && tree->if_list ? tree->if_list->head : nullptr; node;) {
+    for (tnx_listnode_t *node = listFirst(tree ? tree->if_list : nullptr); node;) {
         tnx_listnode_t *next = node->next;
-        if (static_cast<const cli_if_t *>(node->data)->cli == cli)
+        if (listPayload<const cli_if_t>(node)->cli == cli)
             list_delete_node(tree->if_list, node);
         node = next;
     }

@@ -4,6 +4,7 @@
 #include "lib/cli.h"
 #include "lib/lib_instance.h"
 #include "lib/linklist.h"
+#include "lib/views.h"
 
 namespace {
 
@@ -75,9 +76,7 @@ void cli_close(cli_tree_t *tree, cli_t *cli)
 
 void cli_forget_if(cli_tree_t *tree, const void *ifp)
 {
-    for (tnx_listnode_t *node = tree && tree->contexts ? tree->contexts->head : nullptr; node; node = node->next) {
-        cli_t *cli = static_cast<cli_t *>(node->data);
-        if (cli->ifindex_obj == ifp)
-            cli->ifindex_obj = nullptr;
-    }
+    for (cli_t &cli : listView<cli_t>(tree ? tree->contexts : nullptr))
+        if (cli.ifindex_obj == ifp)
+            cli.ifindex_obj = nullptr;
 }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "lib/views.h"
+
 namespace {
 
 int compareName(const void *a, const void *b)
@@ -25,12 +27,6 @@ bool setName(interface_t *ifp, const char *name)
         return false;
     memcpy(ifp->name, name, length + 1);
     return true;
-}
-
-interface_t *find(const tnx_avl_tree_t *tree, const interface_t &key)
-{
-    const tnx_avl_node_t *node = avl_search(tree, &key);
-    return node ? static_cast<interface_t *>(node->info) : nullptr;
 }
 
 void freeInterface(void *info)
@@ -59,14 +55,14 @@ void ifg_finish(ifg_t *ifg)
 interface_t *ifg_lookup_by_name(const ifg_t *ifg, const char *name)
 {
     interface_t key = {};
-    return setName(&key, name) ? find(ifg->by_name, key) : nullptr;
+    return setName(&key, name) ? avlFind(ifg->by_name, key) : nullptr;
 }
 
 interface_t *ifg_lookup_by_index(const ifg_t *ifg, uint32_t ifindex)
 {
     interface_t key = {};
     key.ifindex = ifindex;
-    return find(ifg->by_index, key);
+    return avlFind(ifg->by_index, key);
 }
 
 interface_t *ifg_get_by_name(ifg_t *ifg, const char *name)

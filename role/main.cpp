@@ -81,7 +81,7 @@ void chipDown(qosChip_t *chip)
             cli_forget_if(lib->ctree, ifp);
             if_delete(&lib->ifg, ifp);
         }
-        qosProcessPortDelete(port->ifIndex);
+        (void)qosProcessPortDelete(port->ifIndex);
     }
 }
 

@@ -35,7 +35,7 @@ void processBulkChipUp(const eventBody_t &body)
     static unsigned char copy[NL_RSP_BUF_SIZE];
     const uint32_t length = std::min<uint32_t>(body.length, sizeof copy);
     memcpy(copy, body.bytes, length);
-    qosProcessBulkChipUp(copy, length);
+    (void)qosProcessBulkChipUp(copy, length);
 }
 
 void processChipEvent(const eventBody_t &body)
@@ -44,12 +44,12 @@ void processChipEvent(const eventBody_t &body)
     switch (event) {
     case CHIP_EVENT_UP: {
         const auto record = copyOf<qosChipCap_t>(body);
-        qosProcessChipUp(&record, QOS_CAPS_IN_EVENT);
+        (void)qosProcessChipUp(&record, QOS_CAPS_IN_EVENT);
         break;
     }
     case CHIP_EVENT_DOWN: {
         const auto record = copyOf<qosChipCap_t>(body);
-        qosProcessChipDown(&record);
+        (void)qosProcessChipDown(&record);
         break;
     }
     case CHIP_EVENT_BULK_UP:
@@ -86,7 +86,7 @@ int qosNLInit()
 int qosNLStart()
 {
     QOS_FRAME();
-    qosInitChipTable();
+    (void)qosInitChipTable();
     return QOS_OK;
 }
 
@@ -126,7 +126,7 @@ int qosProcessHslEvent(unsigned char *payload, uint32_t length, uint32_t, uint16
             return QOS_NL_SHORT_EVENT;
         }
         const auto record = copyOf<qosChipReady_t>(body);
-        qosProcessChipReady(&record);
+        (void)qosProcessChipReady(&record);
         return QOS_OK;
     }
     if (frame_type == NLM_AGENT_REQUEST) {

@@ -11,7 +11,7 @@ int qosNLClientInit(uint32_t stage, uint32_t arg);
 int qosNLRecon(uint32_t stage, uint32_t arg);
 
 // Opens the event socket with its handler: 0 or -1.
-int qosInitHSLEventSock();
+[[nodiscard]] int qosInitHSLEventSock();
 
 // The event socket's handler: 0, or 15 for a chip ready event that is too short. Its caller ignores it.
 int qosProcessHslEvent(unsigned char *payload, uint32_t length, uint32_t arg, uint16_t frame_type);

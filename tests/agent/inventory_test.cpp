@@ -469,7 +469,7 @@ TEST(Inventory, SlotEventsAndReplay)
     inside.expectErr("Failed to find slot 11 entry to process slot up event");
     ASSERT_NE(qosLookupSlot(10), nullptr);
     EXPECT_EQ(qosLookupSlot(10)->slot_id, 10);
-    qosProcessSlotUp(2);
+    (void)qosProcessSlotUp(2);
     EXPECT_EQ(qos_global_slot_rdy_cnt, 2U);
     const std::pair<uint32_t, bool> states[] = {{PORT, false},
                                                 {PORT + (2 << 22), true},

@@ -11,6 +11,7 @@
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
+#include "lib/views.h"
 #include "tests/support/bytes.h"
 #include "tests/support/fake_host.h"
 
@@ -333,9 +334,38 @@ TEST_F(ContainersTest, RandomListsMatchTheModel)
 std::vector<int> keysOf(const tnx_list_t *list)
 {
     std::vector<int> keys;
-    for (const tnx_listnode_t *node = list->head; node; node = node->next)
-        keys.push_back(static_cast<Item *>(node->data)->key);
+    for (const Item &entry : listView<const Item>(list))
+        keys.push_back(entry.key);
     return keys;
+}
+
+TEST_F(ContainersTest, TypedViews)
+{
+    EXPECT_TRUE(keysOf(nullptr).empty());
+    for ([[maybe_unused]] const Item &entry : avlView<const Item>(nullptr))
+        ADD_FAILURE();
+    EXPECT_EQ(avlFind(nullptr, Item{1}), nullptr);
+    EXPECT_EQ(listFind(nullptr, Item{1}), nullptr);
+
+    Item i[] = {{2}, {1}, {3}};
+    tnx_avl_tree_t *tree;
+    ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
+    tnx_list_t *list = list_create(compareItems, nullptr);
+    for (Item &entry : i) {
+        avl_insert(tree, &entry);
+        listnode_add(list, &entry);
+    }
+    std::vector<int> keys;
+    for (const Item &entry : avlView<const Item>(tree))
+        keys.push_back(entry.key);
+    EXPECT_EQ(keys, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(keysOf(list), (std::vector<int>{2, 1, 3}));
+    EXPECT_EQ(avlFind(tree, Item{3}), &i[2]);
+    EXPECT_EQ(listFind(list, Item{1}), &i[1]);
+    EXPECT_EQ(avlFind(tree, Item{4}), nullptr);
+    EXPECT_EQ(listFind(list, Item{4}), nullptr);
+    avl_tree_free(&tree, nullptr);
+    list_delete(list);
 }
 
 TEST_F(ContainersTest, ListPositionsAndLookups)
