@@ -6,7 +6,6 @@
 #include "tools/node.h"
 #include "tools/report.h"
 #include "tools/show.h"
-#include "tools/stats.h"
 #include "tools/text.h"
 
 namespace {
@@ -40,39 +39,6 @@ void checkTable(const std::string &table, const std::string &text)
     }
 }
 
-void checkPorts(const std::string &text)
-{
-    try {
-        const std::vector<uint32_t> ports = ctlListedPorts(text);
-        const std::vector<std::string> lines = ctlLinesOf(text);
-        FUZZ_CHECK(ports.size() <= lines.size(), "");
-    } catch (const ctlError_t &error) {
-        FUZZ_CHECK(error.exit == CTL_FAILED || error.exit == CTL_USAGE, error.text);
-    }
-}
-
-// The slow way of finding what two looks at a ring share.
-void checkRing(const std::vector<std::string> &lines)
-{
-    const auto middle = lines.begin() + static_cast<std::ptrdiff_t>(lines.size() / 2);
-    const std::vector<std::string> before(lines.begin(), middle), now(middle, lines.end());
-    size_t shared = std::min(before.size(), now.size());
-    while (!std::equal(before.end() - static_cast<std::ptrdiff_t>(shared), before.end(), now.begin()))
-        shared--;
-    bool lost = false;
-    const std::vector<std::string> fresh = ctlNewLines(before, now, lost);
-    FUZZ_CHECK(fresh.size() == now.size() - shared, std::to_string(shared));
-    FUZZ_CHECK(lost == (shared == 0 && !before.empty()), std::to_string(shared));
-}
-
-void checkName(const std::string &text)
-{
-    if (const auto process = ctlProcessOf(text)) {
-        FUZZ_CHECK(process->name + "." + process->pid == text, text);
-        FUZZ_CHECK(process->pid.find_first_not_of("0123456789.") == std::string::npos, text);
-    }
-}
-
 void checkShown(const std::string &text)
 {
     FUZZ_CHECK(fuzzIsShown(ctlShownLines(text)), ctlShownLines(text));
@@ -93,12 +59,6 @@ void fuzzOne(const uint8_t *data, size_t size)
     switch (data[0]) {
     case 's':
         return checkStat(text);
-    case 'p':
-        return checkPorts(text);
-    case 'r':
-        return checkRing(ctlLinesOf(text));
-    case 'n':
-        return checkName(text);
     case 'e':
         return checkShown(text);
     default:
@@ -111,13 +71,9 @@ void fuzzSeeds(const fuzzAdd_t &add)
     add(R"(sok {"stage":4,"pid":7,"role":"active","since":12,"blocks":1,"bytes":2,"syncs":3,"standbys":1})");
     add(R"(sok {"role":7,"stage":18446744073709551615,"since":1e308,"more":[{"a":null},[[]]],"error":"\u001b\u009b"})");
     add("serror: the main loop is not running yet");
-    add("rx\ny\nx\ny\nx\ny");
-    add("ndorvald.4711.2");
-    add("nmy.name.99999999999999999999");
     add("e\x1b[31m\t\n\xc2\x9b\xe2\x80\xae\xff\xf0\x9f\x90\x80\x7f\\x1b");
     const std::string port = "te1/3\n\tifindex = 0x18418000, ChipId = 8, Chip IfIndex = 0x88400000\n"
                              "\tL2 Pri Info:\n\t\tl2PriFlags = 0x00000000\n";
-    add("pok SlotID : 1\n" + port);
     const std::string samples[] = {
         "SlotID : 1\n\tState = Up\n\tAgent Registration = True\n\tNum Upd Entries = 0\n\tNum Pending Entries = 0\n"
         "\tNum update buffer full = 0\n",
