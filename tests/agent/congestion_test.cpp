@@ -118,6 +118,10 @@ TEST_F(Congestion, PauseAndPfcInOrder)
     put32(body, 40, 1);
     EXPECT_EQ(get32(live.manager.tell(12, body), 183), 0U);
     expectSent({priTailDrop(PORT, eight(BUDGET)), w2q(PORT, MAP), pause(0, 1)});
+    live.manager.tell(5, l2Body(PORT, CHIP, 1, 1));
+    const Bytes behind = live.driver.records().back();
+    EXPECT_EQ(get32(behind, 0), 0x01270803U) << "the queue map behind the default CoS";
+    EXPECT_EQ(get32(behind, 28), PORT);
     put(body, {{40, 0}, {36, 1}});
     live.manager.tell(12, body); // receiving alone does not change the split
     expectSent({priTailDrop(PORT, eight(BUDGET / 8)), w2q(PORT, MAP), pause(1, 0)});
@@ -234,6 +238,7 @@ TEST_F(Congestion, Schedulers)
             EXPECT_EQ(get32(sent, 108 + 4 * p), bandwidth) << strict << " " << p;
         }
     }
+    EXPECT_TRUE(live.node.log.has("strict bndry 6, Pri 7, group = 7, grp wt = 17, qpri wt = 17, bw = 700"));
     Bytes limited = schBody(PORT, 8); // the lowest queue keeps a bandwidth of its own
     put32(limited, 48, 250);
     live.manager.tell(19, limited);
@@ -247,8 +252,7 @@ TEST_F(Congestion, Schedulers)
     live.node.expectErr("Failed to program Global Scheudler as per port scheduler present");
     const std::vector<Bytes> requests = live.driver.requests();
     ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(get32(requests[0], 48 + 28), port(2));
-    EXPECT_EQ(get32(requests[0], 48 + 108 + 28), 10000U);
+    EXPECT_TRUE(holds(requests[0], {{48 + 28, port(2)}, {48 + 108 + 28, 10000}}));
 
     Bytes shaper = schBody(PORT, 0);
     set(shaper, 21, Field{"shaper_cfg.if_bw", 2500});
@@ -339,8 +343,8 @@ TEST_F(Congestion, RedCounters)
             EXPECT_EQ(echo[76 + 88 * k], k);
             EXPECT_EQ(get32(echo, 76 + 88 * k + 4), 40 + k);
             for (uint32_t j = 0; j < 4; ++j) {
-                EXPECT_EQ(get32(echo, 76 + 88 * k + 12 + 16 * j), 1000 * k + j);
-                EXPECT_EQ(get32(echo, 76 + 88 * k + 20 + 16 * j), 1000 * k + 4 + j);
+                EXPECT_TRUE(holds(
+                    echo, {{76 + 88 * k + 12 + 16 * j, 1000 * k + j}, {76 + 88 * k + 20 + 16 * j, 1000 * k + 4 + j}}));
             }
         }
         body.pop_back();
@@ -394,23 +398,20 @@ TEST(BodyLength, CountsInsideTheBody)
     LiveNode live;
     live.manager.tell(1, chipUpBody(CHIP, 1, 0, 2));
     live.driver.requests();
-    const struct {
-        uint8_t code;
-        size_t word_at; // of the number inside the body
-        uint32_t word;
-        size_t needed;
-    } rows[] = {{35, 32, 1, 836},          // another chip's reply, whatever is asked for
-                {40, 10, 2, 14 + 2 * 136}, // the low half is the count
-                {40, 10, 0, 14 + 136},     // the first record is worked on in any case
-                {44, 12, 3, 17 + 3 * 8},   {44, 12, 0x7fffffff, 17 + 0x7fffffff * size_t{8}},
-                {47, 4, 1, 12 + 9},        {47, 4, 0x7fffffff, 12 + 0x7fffffff * size_t{9}}};
-    for (const auto &row : rows) {
-        SCOPED_TRACE(testing::Message() << int{row.code} << " " << row.word);
-        Bytes body(std::min<size_t>(row.needed - 1, 2000), 0);
-        put(body, {{0, CHIP}, {row.word_at, row.word}});
-        const Bytes batch = message(row.code, body);
+    // of the number inside the body
+    const std::tuple<uint8_t, size_t, uint32_t, size_t> rows[] = {
+        {35, 32, 1, 836},          // another chip's reply, whatever is asked for
+        {40, 10, 2, 14 + 2 * 136}, // the low half is the count
+        {40, 10, 0, 14 + 136},     // the first record is worked on in any case
+        {44, 12, 3, 17 + 3 * 8},   {44, 12, 0x7fffffff, 17 + 0x7fffffff * size_t{8}},
+        {47, 4, 1, 12 + 9},        {47, 4, 0x7fffffff, 12 + 0x7fffffff * size_t{9}}};
+    for (const auto &[code, word_at, word, needed] : rows) {
+        SCOPED_TRACE(testing::Message() << int{code} << " " << word);
+        Bytes body(std::min<size_t>(needed - 1, 2000), 0);
+        put(body, {{0, CHIP}, {word_at, word}});
+        const Bytes batch = message(code, body);
         EXPECT_EQ(live.manager.exchange(batch), batch);
-        live.node.expectErr("has " + std::to_string(body.size()) + " bytes, needs " + std::to_string(row.needed));
+        live.node.expectErr("has " + std::to_string(body.size()) + " bytes, needs " + std::to_string(needed));
     }
     EXPECT_TRUE(live.driver.requests().empty());
 }
@@ -515,25 +516,24 @@ TEST_F(Thresholds, WeightsAndLegacyPause)
 
 TEST_F(Thresholds, LongDistanceSplit)
 {
-    struct {
-        uint32_t metres, num_pfc, per_pfc, unit, ld;
-    } rows[] = {{5000, 0, 317552, 107796, 862368},
-                {5000, 1, 317552, 94687, 980361},
-                {10000, 1, 570156, 86235, 1173801},
-                {50000, 1, 2589224, (2036160U - 2589224U) / 17, (2036160U - 2589224U) / 17 * 7 + 2589224}};
+    const std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint32_t> rows[] = {
+        {5000, 0, 317552, 107796, 862368},
+        {5000, 1, 317552, 94687, 980361},
+        {10000, 1, 570156, 86235, 1173801},
+        {50000, 1, 2589224, (2036160U - 2589224U) / 17, (2036160U - 2589224U) / 17 * 7 + 2589224}};
     qosIf_t neighbour = port;
     tailqInsertTail<&qosIf_t::chip_link>(&chip.ifList, &neighbour);
-    for (const auto &row : rows) {
+    for (const auto &[metres, num_pfc, per_pfc, unit, ld] : rows) {
         port.ccb.ldIfCfg.is_link_ld = 1;
-        port.ccb.ldIfCfg.ld_distance = row.metres;
-        qaLdCalculateBufferDist(&chip, &port, static_cast<uint8_t>(row.num_pfc));
+        port.ccb.ldIfCfg.ld_distance = metres;
+        qaLdCalculateBufferDist(&chip, &port, static_cast<uint8_t>(num_pfc));
         const qosLdBufferDist_t &split = chip.ldChipCfg[0].ld_buf;
-        EXPECT_EQ(split.per_pfc_buf, row.per_pfc);
-        EXPECT_EQ(split.edge_port_buf, row.unit) << row.metres << " " << row.num_pfc;
-        EXPECT_EQ(split.ld_port_buf, row.ld);
+        EXPECT_EQ(split.per_pfc_buf, per_pfc);
+        EXPECT_EQ(split.edge_port_buf, unit) << metres << " " << num_pfc;
+        EXPECT_EQ(split.ld_port_buf, ld);
         EXPECT_EQ(split.reg_isl_port_buf, 203616U);
-        EXPECT_EQ(port.ccb.tailDropThreshold, row.ld);
-        EXPECT_EQ(neighbour.ccb.tailDropThreshold, row.unit);
+        EXPECT_EQ(port.ccb.tailDropThreshold, ld);
+        EXPECT_EQ(neighbour.ccb.tailDropThreshold, unit);
     }
     chip.chip_type = 3; // nothing to divide, and nothing to divide by
     qaLdCalculateBufferDist(&chip, &port, 8);

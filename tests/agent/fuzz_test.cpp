@@ -1,7 +1,6 @@
 // Damaged datagrams at a running agent: batches of every code, driver responses and events, cut and with bits turned.
 // Nothing is expected of the answers; under the sanitizers the agent must live, and serve a good message afterwards.
 // The seed is printed, and DORVALD_SEED repeats a run.
-#include <sys/socket.h>
 
 #include "tests/support/node.h"
 

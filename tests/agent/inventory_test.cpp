@@ -129,6 +129,7 @@ TEST(Inventory, InterfaceOrder)
         {2u << 26 | 1, false},
         {2u << 26 | 0x10000, false},
     };
+    EXPECT_EQ(qosIfSlot(33U << 26 | 5 << 22), 5);
     const auto sign = [](int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; };
     int rank_a = 0;
     for (const auto &a : order) {
@@ -140,20 +141,17 @@ TEST(Inventory, InterfaceOrder)
                 << std::hex << a.ifindex << " " << b.ifindex;
         }
     }
-    const struct {
-        uint32_t ifindex;
-        int32_t port;
-    } ports[] = {{6u << 26 | 127 << 15 | 7, 127},
-                 {32u << 26 | 5 << 15, 5},
-                 {62u << 26 | 1023 << 10, 1023},
-                 {61u << 26 | 255 << 12, 255},
-                 {14u << 26 | 9, -1},
-                 {18u << 26 | 9, -1},
-                 {3u << 26 | 64 << 13 | 4 << 9, 256},
-                 {3u << 26 | 31 << 21 | 2 << 13 | 3 << 9, 7},
-                 {3u << 26 | 65 << 13 | 1 << 9, -1}};
-    for (const auto &p : ports)
-        EXPECT_EQ(qosIfPort(p.ifindex), p.port) << std::hex << p.ifindex;
+    const std::tuple<uint32_t, int32_t> ports[] = {{6u << 26 | 127 << 15 | 7, 127},
+                                                   {32u << 26 | 5 << 15, 5},
+                                                   {62u << 26 | 1023 << 10, 1023},
+                                                   {61u << 26 | 255 << 12, 255},
+                                                   {14u << 26 | 9, -1},
+                                                   {18u << 26 | 9, -1},
+                                                   {3u << 26 | 64 << 13 | 4 << 9, 256},
+                                                   {3u << 26 | 31 << 21 | 2 << 13 | 3 << 9, 7},
+                                                   {3u << 26 | 65 << 13 | 1 << 9, -1}};
+    for (const auto &[ifindex, port] : ports)
+        EXPECT_EQ(qosIfPort(ifindex), port) << std::hex << ifindex;
 }
 
 TEST(Inventory, ChipUpMessageToRecord)
@@ -243,8 +241,7 @@ TEST(Inventory, CapabilitiesFromTheDriver)
             for (size_t i = 0; i < requests.size(); ++i) {
                 const Bytes &r = requests[i];
                 EXPECT_EQ(getNative(r, 4, 2), is_agent ? 101U : 105U);
-                EXPECT_EQ(get32(r, 20), CHIP);
-                EXPECT_EQ(get32(r, 48), asked[i].first);
+                EXPECT_TRUE(holds(r, {{20, CHIP}, {48, asked[i].first}}));
                 for (const size_t at : {40, 44, 56, 60}) // both lengths, in both headers
                     EXPECT_EQ(get32(r, at), asked[i].second);
             }

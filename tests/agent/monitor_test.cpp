@@ -214,29 +214,28 @@ TEST_F(MonitorInside, TimerCancelledWhileItRuns)
 TEST(DropMonitor, EveryPortIsReadAndTold)
 {
     Monitored live(40);
-    const struct {
-        uint32_t ports;
-        std::vector<uint32_t> requests; // ports of each
-    } cases[] = {{1, {1}}, {8, {8}}, {9, {8, 1}}, {40, {8, 8, 8, 8, 8}}};
+    // ports of each
+    const std::tuple<uint32_t, std::vector<uint32_t>> cases[] = {
+        {1, {1}}, {8, {8}}, {9, {8, 1}}, {40, {8, 8, 8, 8, 8}}};
     uint32_t added = 0;
     uint32_t value = 0;
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.ports);
-        while (added < c.ports) { // from the highest down; the list is sorted
+    for (const auto &[ports, requests] : cases) {
+        SCOPED_TRACE(ports);
+        while (added < ports) { // from the highest down; the list is sorted
             const uint32_t ifindex = portNumber(40 - added++);
             EXPECT_EQ(get32(live.manager.tell(73, watchBody(ifindex, 1)), 29), 0U);
         }
         ++value;
-        Bytes notice = words({c.ports});
-        for (uint32_t n = 41 - c.ports; n <= 40; ++n) {
+        Bytes notice = words({ports});
+        for (uint32_t n = 41 - ports; n <= 40; ++n) {
             live.chip->set(&ChipState::drops, portNumber(n), value);
             notice = notice + words({portNumber(n), 1, 0});
         }
         const std::vector<Bytes> records = live.step(60);
-        ASSERT_EQ(records.size(), c.requests.size());
-        uint32_t port = 40 - c.ports;
+        ASSERT_EQ(records.size(), requests.size());
+        uint32_t port = 40 - ports;
         for (size_t i = 0; i < records.size(); ++i) {
-            const uint32_t n = c.requests[i];
+            const uint32_t n = requests[i];
             Bytes wanted(36 + 448 * n);
             put(wanted, {{0, BULK}, {8, 36 + 448 * n}, {12, 36 + 448 * n}});
             put16(wanted, 32, n);
@@ -310,6 +309,9 @@ TEST_F(MonitorInside, ReadThatFailsChangesNothing)
     putNative(red, 12, 4, portNumber(1));
     EXPECT_EQ(qaProcessGetRedMonitorStats(bodyIn<qosRedMonitorStatsMsg_t>(red)), 0U);
     EXPECT_EQ(get32(red, 4), 25U);
+    watch(portNumber(2), 2), watch(portNumber(3), 2);
+    EXPECT_NE(dropMonitorContext.timer, nullptr) << "one is still watched";
+    EXPECT_FALSE(inside.log.has("No of entries filled"));
 }
 
 TEST_F(MonitorInside, RealDrops)
@@ -399,6 +401,12 @@ TEST_F(MonitorInside, WatchesThatFail)
     EXPECT_EQ(watch(CHANNEL), 1U);
     EXPECT_EQ(status, 1U);
     EXPECT_TRUE(inside.driver.requests().empty());
-    inside.expectErr({"Failed to add interface to drop monitor list", "Failed to get drop_monitor_info",
-                      "Failed to process drop monitor config", "Failed to find interface p for drop monitor"});
+    qosLookupIfEntry(portNumber(1))->chip = nullptr;
+    Bytes td(12 + 24);
+    putNative(td, 12, 4, portNumber(1));
+    EXPECT_EQ(qaProcessGetTdMonitorStats(bodyIn<qosTdMonitorStatsMsg_t>(td)), 25U);
+    qaIdentifyRealTdIfDrops(bodyIn<qosTdMonitorStatsMsg_t>(td), 1);
+    inside.expectErr({"Failed to find chip for interface 0x18408000", "Failed to add interface to drop monitor list",
+                      "Failed to get drop_monitor_info", "Failed to process drop monitor config",
+                      "Failed to find interface p for drop monitor"});
 }

@@ -128,16 +128,13 @@ TEST_F(Policers, RemoveAndProfileByteByByte)
         put32(policer, 32, 0x02345678); // 28 bits of the id
         Bytes profile = cosRecord(0x09270000, 56, 56);
         put32(profile, 28, 5 << 1 | 1);
-        const struct {
-            uint8_t type;
-            uint32_t profile, class_default;
-            std::vector<Bytes> nested;
-        } cases[] = {{1, 5, 1, {deassoc, policer, profile}}, {1, 0, 0, {policer}}, {2, 5, 1, {deassoc}}, {2, 5, 0, {}}};
-        for (const auto &c : cases) {
-            Bytes body = policerDelBody(portNumber(1), 0x12345678, c.type);
-            put(body, {{28, c.profile}, {38, c.class_default}, {46, dir}});
+        const std::tuple<uint8_t, uint32_t, uint32_t, std::vector<Bytes>> cases[] = {
+            {1, 5, 1, {deassoc, policer, profile}}, {1, 0, 0, {policer}}, {2, 5, 1, {deassoc}}, {2, 5, 0, {}}};
+        for (const auto &[type, profile, class_default, nested] : cases) {
+            Bytes body = policerDelBody(portNumber(1), 0x12345678, type);
+            put(body, {{28, profile}, {38, class_default}, {46, dir}});
             EXPECT_EQ(remove(body), 0U);
-            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(c.nested)});
+            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(nested)});
         }
     }
     for (const uint8_t type : {1, 2}) {
@@ -183,35 +180,27 @@ TEST_F(Policers, RatesAndActions)
     }
     qosLookupChip(8)->chip_type = 1;
     // Each of the six flags, the precedence ahead of the DSCP; values that are too wide are cut.
-    const struct {
-        uint8_t flags;
-        uint32_t conform, exceed;
-    } actions[] = {
+    const std::tuple<uint8_t, uint32_t, uint32_t> actions[] = {
         {0x00, 0x005, 0x006}, {0x80, 0x9c5, 0x006}, {0xc0, 0x9c5, 0x006}, {0x40, 0xdfd, 0x006}, {0x20, 0x205, 0x006},
         {0x10, 0x005, 0x886}, {0x18, 0x005, 0x886}, {0x08, 0x005, 0xc56}, {0x04, 0x005, 0x206}, {0x03, 0x005, 0x006},
     };
-    for (const auto &a : actions) {
+    for (const auto &[flags, conform, exceed] : actions) {
         Bytes body = policerAddBody(portNumber(1), 1);
         body[115] = 0xff;
         body[116] = 0xfd;
         body[117] = 0x0a;
         body[118] = 0x06;
-        body[119] = a.flags;
+        body[119] = flags;
         EXPECT_EQ(add(body), 0U);
         const Bytes record = records().at(0);
-        EXPECT_EQ(get32(record, 36 + 64), a.conform) << int{a.flags};
-        EXPECT_EQ(get32(record, 36 + 68), a.exceed) << int{a.flags};
+        EXPECT_EQ(get32(record, 36 + 64), conform) << int{flags};
+        EXPECT_EQ(get32(record, 36 + 68), exceed) << int{flags};
     }
 }
 
 TEST_F(Policers, ListsAfterAddAndFailure)
 {
-    const struct {
-        const char *what;
-        uint32_t is_bum, poll, dir, status;
-        size_t ingress, egress, bum;
-        unsigned monitored;
-    } cases[] = {
+    const std::tuple<const char *, uint32_t, uint32_t, uint32_t, uint32_t, size_t, size_t, size_t, unsigned> cases[] = {
         {"ingress", 0, 0, 0, 0, 1, 0, 0, 0},
         {"egress", 0, 0, 5, 0, 0, 1, 0, 0},
         {"BUM, polled", 1, 1, 0, 0, 0, 0, 1, 1},
@@ -224,18 +213,23 @@ TEST_F(Policers, ListsAfterAddAndFailure)
         {"BUM with another poll value stays and counts", 1, 2, 0, 9, 0, 0, 1, 1},
         {"ingress with polling stays", 0, 1, 0, 9, 1, 0, 0, 0},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
-        chip->statuses[0x00070000] = c.status;
+    for (const auto &[what, is_bum, poll, dir, status, ingress, egress, bum, monitored] : cases) {
+        SCOPED_TRACE(what);
+        chip->statuses[0x00070000] = status;
         Bytes body = policerAddBody(portNumber(1), 7);
-        put(body, {{62, c.dir}, {POL_IS_BUM, c.is_bum}, {POL_POLL, c.poll}});
-        EXPECT_EQ(add(body), c.status ? 22U : 0U);
-        EXPECT_EQ(get32(body, POL_STATUS), c.status ? 22U : 0U);
-        EXPECT_EQ(lists().ingr_policer_list->count, c.ingress);
-        EXPECT_EQ(lists().egr_policer_list->count, c.egress);
-        EXPECT_EQ(lists().bum_policer_list->count, c.bum);
-        EXPECT_EQ(bumContext.monitor_policer_cnt, c.monitored);
-        EXPECT_EQ(bumContext.timer != nullptr, c.monitored != 0);
+        put(body, {{62, dir}, {POL_IS_BUM, is_bum}, {POL_POLL, poll}});
+        EXPECT_EQ(add(body), status ? 22U : 0U);
+        EXPECT_EQ(get32(body, POL_STATUS), status ? 22U : 0U);
+        EXPECT_EQ(lists().ingr_policer_list->count, ingress);
+        EXPECT_EQ(lists().egr_policer_list->count, egress);
+        EXPECT_EQ(lists().bum_policer_list->count, bum);
+        EXPECT_EQ(bumContext.monitor_policer_cnt, monitored);
+        EXPECT_EQ(bumContext.timer != nullptr, monitored != 0);
+        if (Bytes gone = policerDelBody(portNumber(1), 7); status == 0 && is_bum != 1) {
+            put32(gone, 46, dir);
+            EXPECT_EQ(remove(gone), 0U);
+            EXPECT_EQ(lists().ingr_policer_list->count + lists().egr_policer_list->count, 0U);
+        }
         for (tnx_list_t *list : {lists().ingr_policer_list, lists().egr_policer_list, lists().bum_policer_list})
             list_delete_all_node(list);
         bumContext.monitor_policer_cnt = 1;
@@ -248,19 +242,16 @@ TEST_F(Policers, ListsAfterAddAndFailure)
 TEST_F(Policers, RefusedAheadOfTheChip)
 {
     inside.add(LARKIN_CHIP, 0, {});
-    const struct {
-        uint32_t ifindex, chip;
-        const char *err;
-    } cases[] = {
+    const std::tuple<uint32_t, uint32_t, const char *> cases[] = {
         {portNumber(9), CHIP, "Failed to find interface p for policer coonfig"},
         {ALL, SECOND_CHIP, "Failed to find chip for interface p chip ifindex 0x88430000"},
         {ALL, LARKIN_CHIP, "NULL Default CoS IOCTL handler for chip 9"},
     };
-    for (const auto &c : cases) {
-        Bytes body = policerAddBody(c.ifindex, 1);
-        put32(body, 24, c.chip);
+    for (const auto &[ifindex, chip, err] : cases) {
+        Bytes body = policerAddBody(ifindex, 1);
+        put32(body, 24, chip);
         EXPECT_EQ(add(body), 1U);
-        inside.expectErr(c.err);
+        inside.expectErr(err);
     }
     EXPECT_EQ(qosLookupChip(9)->polCfg.ingr_policer_list->count, 0U) << "no record stays";
     EXPECT_TRUE(records().empty());
@@ -376,31 +367,29 @@ TEST_F(Policers, ReadRecordsByteByByte)
 
 TEST_F(Policers, ReadsAndClearsInSlices)
 {
-    const struct {
-        size_t count;
-        std::vector<uint32_t> reads, clears;
-    } cases[] = {{0, {0}, {0}},
-                 {1, {1}, {1}},
-                 {90, {90}, {90}},
-                 {91, {90, 1}, {91}},
-                 {333, {90, 90, 90, 63}, {333}},
-                 {334, {90, 90, 90, 64}, {333, 1}}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.count);
+    const std::tuple<size_t, std::vector<uint32_t>, std::vector<uint32_t>> cases[] = {
+        {0, {0}, {0}},
+        {1, {1}, {1}},
+        {90, {90}, {90}},
+        {91, {90, 1}, {91}},
+        {333, {90, 90, 90, 63}, {333}},
+        {334, {90, 90, 90, 64}, {333, 1}}};
+    for (const auto &[count, reads, clears] : cases) {
+        SCOPED_TRACE(count);
         std::vector<Policer> policers;
-        for (uint32_t i = 0; i < c.count; ++i) {
+        for (uint32_t i = 0; i < count; ++i) {
             policers.emplace_back(portNumber(1), i + 1);
             chip->violations[i + 1] = 1000 + i;
         }
         Bytes body = statsBody(policers);
         body.resize(std::max<size_t>(body.size(), 14 + 136));
         EXPECT_EQ(tell(QOS_GET_POL_STATS_MSG, body), 0U);
-        for (size_t i = 0; i < c.count; ++i)
+        for (size_t i = 0; i < count; ++i)
             ASSERT_EQ(get64(body, 14 + 136 * i + 128), 1000 + i) << i;
         std::vector<uint32_t> counts;
         for (const Bytes &record : records())
             counts.push_back(get32(record, 34) >> 16);
-        EXPECT_EQ(counts, c.reads);
+        EXPECT_EQ(counts, reads);
 
         Bytes clear = clearBody(CHIP, 1, policers);
         EXPECT_EQ(told(QOS_POL_STATS_CLR_MSG, clear), 0U);
@@ -411,17 +400,13 @@ TEST_F(Policers, ReadsAndClearsInSlices)
             const uint32_t n = get32(record, 34) >> 16;
             counts.push_back(n);
             EXPECT_EQ(record.size(), 48 + 12 * n);
-            EXPECT_EQ(get32(record, 0), 0x06270001U);
-            EXPECT_EQ(get32(record, 8), record.size());
-            EXPECT_EQ(get32(record, 12), record.size());
-            EXPECT_EQ(get32(record, 28), 47U);
+            EXPECT_TRUE(holds(record, {{0, 0x06270001}, {8, record.size()}, {12, record.size()}, {28, 47}}));
             EXPECT_EQ(get32(record, 36), 0U) << "no result records";
             for (uint32_t i = 0; i < n; ++i) {
-                EXPECT_EQ(get32(record, 48 + 12 * i), ++id);
-                EXPECT_EQ(get32(record, 56 + 12 * i), 65535U);
+                EXPECT_TRUE(holds(record, {{48 + 12 * i, ++id}, {56 + 12 * i, 65535}}));
             }
         }
-        EXPECT_EQ(counts, c.clears);
+        EXPECT_EQ(counts, clears);
     }
     // A slice that fails ends it; the results before it stay.
     std::vector<Policer> policers(200, {portNumber(1), 5});

@@ -1,6 +1,5 @@
 // The road of a message: registration, batches and their echoes, and the eight priority handlers down to the bytes that
 // reach the driver.
-#include <cstring>
 
 #include "agent/dispatch.h"
 #include "agent/l2_priority.h"
@@ -211,12 +210,7 @@ TEST(Road, StatusOfSeveralRequests)
     live.addPort();
     const auto refused = Driver::status(9);
     const auto fine = Driver::status(0);
-    const struct {
-        uint8_t code, def_tc;
-        std::vector<Driver::Reply> replies;
-        uint32_t status;
-        Commands commands;
-    } cases[] = {
+    const std::tuple<uint8_t, uint8_t, std::vector<Driver::Reply>, uint32_t, Commands> cases[] = {
         {5, 3, {refused, fine}, 0, {DEF_COS, L2_MAP}},
         {5, 4, {fine, refused}, 22, {DEF_COS, L2_MAP}},
         {6, 4, {fine}, 0, {L2_MAP}}, // 4 was stored although the driver had refused it
@@ -226,11 +220,11 @@ TEST(Road, StatusOfSeveralRequests)
         {4, 7, {fine}, 0, {L2_MAP}}, // trust stores no default
         {7, 6, {fine}, 0, {L2_MAP}},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(testing::Message() << int{c.code} << " tc " << int{c.def_tc});
-        live.driver.script(c.replies);
-        EXPECT_EQ(get32(live.manager.tell(c.code, l2Body(PORT, CHIP, 1, c.def_tc)), 50), c.status);
-        EXPECT_EQ(commandsOf(live.driver.requests()), c.commands);
+    for (const auto &[code, def_tc, replies, status, commands] : cases) {
+        SCOPED_TRACE(testing::Message() << int{code} << " tc " << int{def_tc});
+        live.driver.script(replies);
+        EXPECT_EQ(get32(live.manager.tell(code, l2Body(PORT, CHIP, 1, def_tc)), 50), status);
+        EXPECT_EQ(commandsOf(live.driver.requests()), commands);
     }
     live.node.expectErr({"ASIC Driver failed to process QOS IOCTL", "Failed to set L2 Priority Map",
                          "Default CoS IOCTL failed", "Default CoS IOCTL (pri map) failed",

@@ -2,7 +2,6 @@
 // leaves alone, and the order of clears.
 //
 // What a reply should hold is written down here a second time, by bit positions and not by the agent's steps.
-#include <sstream>
 
 #include "agent/dispatch.h"
 #include "agent/messages/catalogue.h"
@@ -260,28 +259,25 @@ TEST_F(Statistics, DropReasons)
     std::fill_n(&response[68], 128 * 8, uint8_t{0});
     for (const uint32_t reason : {0U, 27U, 98U, 127U}) // the high word alone must count too
         put64(response, 68 + 8 * reason, uint64_t{reason + 1} << 32);
-    const struct {
-        uint32_t type;
-        std::vector<const char *> texts;
-    } families[] = {
+    const std::tuple<uint32_t, std::vector<const char *>> families[] = {
         {1, {"Lookup indicates drop", "Reserved", "Unknown", "Unknown"}},
         {2, {"reserved", "TIMED_OUT", "L2C_EXM_DA_FID_MEMERR", "L2C_PORT_SECURITY_ERR"}},
         {3, {"reserved", "TIMED_OUT", "L2C_MEMERR", "reserved"}},
     };
     inside.driver.always(with(response));
-    for (const auto &family : families) {
-        qosLookupChip(8)->chip_type = family.type;
+    for (const auto &[type, texts] : families) {
+        qosLookupChip(8)->chip_type = type;
         Bytes body = request(7280);
         Bytes expected = body;
         put(expected, {{4, 0}, {48, 4}});
         for (size_t i = 0; i < 4; ++i) {
             std::fill_n(&expected[56 + 56 * i], 45, uint8_t{0});
-            memcpy(&expected[56 + 56 * i], family.texts[i], strlen(family.texts[i]));
+            memcpy(&expected[56 + 56 * i], texts[i], strlen(texts[i]));
             std::copy_n(&response[68 + 8 * std::array{0U, 27U, 98U, 127U}[i]], 8, &expected[56 + 56 * i + 48]);
         }
         std::copy_n(&response[1092], 56, &expected[7224]);
         EXPECT_EQ(tell(65, body), 0U);
-        EXPECT_EQ(body, expected) << family.type;
+        EXPECT_EQ(body, expected) << type;
     }
     const Bytes record = cosRecord(READ, 56, 1148, {{28, 42}, {32, 1}, {36, 1U << 16}, {48, PORT}});
     EXPECT_EQ(records(), (std::vector<Bytes>{record, record, record}));
@@ -414,8 +410,7 @@ TEST_F(Statistics, ClearOfEverythingGoesChipByChip)
     EXPECT_EQ(get32(recordOf(sent[0]), 28), 46U) << "policers go first";
     for (size_t i = 1; i < sent.size(); ++i) {
         const Bytes record = recordOf(sent[i]);
-        EXPECT_EQ(get32(record, 0), CLEAR);
-        EXPECT_EQ(get32(record, 28), one_chip[(i - 1) % one_chip.size()]);
+        EXPECT_TRUE(holds(record, {{0, CLEAR}, {28, one_chip[(i - 1) % one_chip.size()]}}));
         EXPECT_EQ(get32(sent[i], 20), i <= one_chip.size() ? CHIP : SECOND_CHIP);
     }
     const Bytes ports = cosRecord(CLEAR, 40, 40, {{28, 49}, {36, 0x40000000}});
@@ -466,8 +461,7 @@ TEST_F(Statistics, ClearOfOneInterface)
     const Bytes ports = cosRecord(CLEAR, 44, 44, {{28, 49}, {32, 1}, {40, PORT}});
     EXPECT_EQ(sent[0], ports);
     EXPECT_EQ(get32(sent[1], 28), 41U);
-    EXPECT_EQ(get32(sent[2], 48), PORT);
-    EXPECT_EQ(get32(sent[2], 52), 0U);
+    EXPECT_TRUE(holds(sent[2], {{48, PORT}, {52, 0}}));
 
     // What the monitor remembers goes even where the driver refuses.
     watched->tdStats.td_drop = 5;
@@ -503,6 +497,5 @@ TEST(StatisticsOnTheRoad, WithoutChipsAndTheLargestReply)
     // The largest reply of all makes its way.
     live.driver.always([](const Bytes &r) { return with(noise(get32(r, 44), 7))(r); });
     const Bytes whole = live.manager.tell(65, request(7280));
-    EXPECT_EQ(get32(whole, 4), 0U);
-    EXPECT_EQ(get32(whole, 48), 128U);
+    EXPECT_TRUE(holds(whole, {{4, 0}, {48, 128}}));
 }

@@ -3,12 +3,6 @@
 
 #include <climits>
 #include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 #include "core/format.h"
 #include "core/state.h"
@@ -239,6 +233,7 @@ TEST_F(Trace, WithoutAHandleNothingIsLookedAt)
     dce_trace_vprintf2(&dce_dbginfo.handle, 200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, "kept");
     EXPECT_EQ(lines(), std::vector<std::string>{"4 kept"});
     EXPECT_DEATH(dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_VERBOSE, 32, "x"), "area < VELMAR_DCEDBG_AREAMAX");
+    EXPECT_DEATH(dce_trace_area_enable(32), "area < VELMAR_DCEDBG_AREAMAX");
     EXPECT_DEATH(dce_trace_lvl_set(10), "lvl <= VELMAR_DCEDBG_LVL_VERBOSE");
 }
 

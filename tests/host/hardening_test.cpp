@@ -1,22 +1,13 @@
 // What surrounds the agent cannot kill it or hold it up: files that shrink, limits, locks and links that others set,
 // peers that keep sending or never read, and an end at any moment of the start.
-#include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "tests/support/mi6.h"
 #include "tests/support/node.h"
-#include "velmar/mi6.h"
 #include "velmar/run.h"
-#include "velmar/socket.h"
 #include "velmar/trace.h"
 
 namespace fs = std::filesystem;
@@ -24,12 +15,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char *DEAD = "4194303"; // a process id that no process has
-
-std::string slurp(const fs::path &path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 size_t occurrences(const std::string &text, const std::string &part)
 {
@@ -61,34 +46,10 @@ struct Limit {
 
 void leaveSocket(const std::string &path) // as a process that was killed does
 {
-    sockaddr_un address = {AF_UNIX, {}};
-    strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const sockaddr_un address = addressOf(path);
     const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-    EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address)) << path;
+    EXPECT_EQ(0, bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address)) << path;
     close(fd);
-}
-
-int openMi6(uint16_t mask)
-{
-    mi6_addr_t local = {};
-    const mi6_addr_t peer = {};
-    local.family = AF_MI6;
-    memcpy(local.service, "svc", 3);
-    local.slot_mask = mask;
-    return mi6_open(&local, &peer);
-}
-
-int sendMi6(int fd, uint8_t flags, uint16_t mask, size_t bytes = 1)
-{
-    static char data[60000];
-    mi6_addr_t to = {};
-    to.family = AF_MI6;
-    memcpy(to.service, "svc", 3);
-    to.flags = flags;
-    to.slot_mask = mask;
-    const iovec vector = {data, bytes};
-    int out = 0;
-    return mi6_send(fd, &to, &vector, 1, &out);
 }
 
 bool receiveMi6(int fd)
@@ -140,6 +101,7 @@ TEST(Hardening, EventLogIsBoundedAndCountsRepeats)
 {
     const RunDirectory run;
     const fs::path log = run.path + "/trace/raslog";
+    close(STDIN_FILENO); // the log may get that descriptor
     for (int i = 0; i < 99; ++i)
         rasevt_init("svc", 1, "TEST");
     EXPECT_EQ(3U, occurrences(slurp(log), ": started\n"));
@@ -191,20 +153,18 @@ TEST(Hardening, SocketsOfDeadProcessesGo)
 TEST(Hardening, ADrainEndsUnderAnyLoad)
 {
     const RunDirectory run;
-    const int manager = openMi6(0);
-    const int card = openMi6(1);
-    const struct {
-        size_t bytes;
-        int most; // received in a row
-    } cases[] = {{1, 64}, {30000, 3}};
-    for (const auto &c : cases)
+    const int manager = openMi6("svc", 0);
+    const int card = openMi6("svc", 1);
+    // received in a row
+    const std::tuple<size_t, int> cases[] = {{1, 64}, {30000, 3}};
+    for (const auto &[bytes, most] : cases)
         for (int round = 0; round < 2; ++round) {
             int got = 0;
-            EXPECT_GE(sendMi6(card, MI6_MANAGER, 0, c.bytes), 0);
+            EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, std::string(bytes, 0)), 0);
             for (; got < 1000 && receiveMi6(manager); ++got)
-                EXPECT_GE(sendMi6(card, MI6_MANAGER, 0, c.bytes), 0);
+                EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, std::string(bytes, 0)), 0);
             EXPECT_EQ(EAGAIN, errno);
-            EXPECT_EQ(c.most, got);
+            EXPECT_EQ(most, got);
             while (receiveMi6(manager))
                 ;
         }
@@ -215,17 +175,17 @@ TEST(Hardening, ADrainEndsUnderAnyLoad)
 TEST(Hardening, ManagersAreKeptWithoutDescriptors)
 {
     const RunDirectory run;
-    const int card = openMi6(1);
-    const int first = openMi6(0);
-    EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+    const int card = openMi6("svc", 1);
+    const int first = openMi6("svc", 0);
+    EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
     EXPECT_TRUE(receiveMi6(first));
-    const int second = openMi6(0); // the folder has changed
+    const int second = openMi6("svc", 0); // the folder has changed
     {
         const Limit limit(RLIMIT_NOFILE, 3);
-        EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+        EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
         EXPECT_TRUE(receiveMi6(first));
     }
-    EXPECT_GE(sendMi6(card, MI6_MANAGER, 0), 0);
+    EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
     EXPECT_TRUE(receiveMi6(first));
     EXPECT_TRUE(receiveMi6(second));
     for (const int fd : {card, first, second})
@@ -235,16 +195,16 @@ TEST(Hardening, ManagersAreKeptWithoutDescriptors)
 TEST(Hardening, SilentManagersAreWaitedForTogether)
 {
     const RunDirectory run;
-    const int card = openMi6(1);
+    const int card = openMi6("svc", 1);
     std::vector<int> silent;
     for (int i = 0; i < 40; ++i)
-        silent.push_back(openMi6(0));
+        silent.push_back(openMi6("svc", 0));
     rusage before;
     rusage after;
     int failed = 0;
     for (int i = 0; i < 5000 && failed == 0; ++i) {
         getrusage(RUSAGE_THREAD, &before);
-        failed = sendMi6(card, MI6_MANAGER, 0) < 0;
+        failed = sendMi6(card, "svc", MI6_MANAGER, 0, "x") < 0;
         getrusage(RUSAGE_THREAD, &after);
     }
     EXPECT_TRUE(failed) << "the queues never filled";
@@ -257,10 +217,7 @@ TEST(Hardening, SilentManagersAreWaitedForTogether)
 TEST(Hardening, RunDirectoriesThatAreNotTrusted)
 {
     const std::string elsewhere = makeRunDir();
-    const struct {
-        const char *what;
-        std::function<void(const std::string &)> spoil;
-    } cases[] = {
+    const std::tuple<const char *, std::function<void(const std::string &)>> cases[] = {
         {"others may write to it (mode 0777)", [](auto &run) { chmod(run.c_str(), 0777); }},
         {"others may write to it (mode 0720)", [](auto &run) { chmod((run + "/ctl").c_str(), 0720); }},
         {"it is a link",
@@ -271,12 +228,12 @@ TEST(Hardening, RunDirectoriesThatAreNotTrusted)
         {"/node: it is not a regular file", [](auto &run) { mkfifo((run + "/node").c_str(), 0600); }},
         {"/node: it is a link", [](auto &run) { fs::create_symlink("/etc/hostname", run + "/node"); }},
     };
-    for (const auto &c : cases) {
+    for (const auto &[what, spoil] : cases) {
         const std::string run = makeRunDir();
-        c.spoil(run);
+        spoil(run);
         const RunResult result = runAgent({"-s", "1", "-S", "ethsw"}, run);
-        EXPECT_EQ(1, result.status) << c.what;
-        EXPECT_NE(std::string::npos, result.err.find(c.what)) << result.err;
+        EXPECT_EQ(1, result.status) << what;
+        EXPECT_NE(std::string::npos, result.err.find(what)) << result.err;
         EXPECT_EQ(1U, occurrences(result.err, "\n")) << result.err;
         fs::remove_all(run);
     }

@@ -1,31 +1,19 @@
 // The platform on plain Linux, through its own operations and the sockets that other programs meet. What needs a whole
 // process runs the agent, or this program again in one of the modes at the end of the file.
 #include <array>
-#include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <poll.h>
-#include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "host/clock.h"
 #include "tests/support/chip_reply.h"
+#include "tests/support/mi6.h"
 #include "velmar/dce.h"
 #include "velmar/ha.h"
-#include "velmar/mi6.h"
 #include "velmar/msgq.h"
 #include "velmar/os.h"
 #include "velmar/process.h"
 #include "velmar/run.h"
-#include "velmar/socket.h"
 #include "velmar/swd.h"
 #include "velmar/trace.h"
 
@@ -66,31 +54,6 @@ protected:
         return statusOf(status);
     }
 };
-
-int openMi6(const char *service, uint16_t mask)
-{
-    mi6_addr_t local = {};
-    const mi6_addr_t peer = {};
-    local.family = AF_MI6;
-    memcpy(local.service, service, strnlen(service, sizeof local.service));
-    local.slot_mask = mask;
-    return mi6_open(&local, &peer);
-}
-
-int sendMi6(int fd, const char *service, uint8_t flags, uint16_t mask, const string &data)
-{
-    mi6_addr_t to = {};
-    to.family = AF_MI6;
-    strncpy(to.service, service, sizeof to.service);
-    to.flags = flags;
-    to.slot_mask = mask;
-    // Two vectors, so that the payload's parts keep their order behind the address.
-    const size_t half = data.size() / 2;
-    const iovec vectors[] = {{const_cast<char *>(data.data()), half},
-                             {const_cast<char *>(data.data()) + half, data.size() - half}};
-    int out_flags = 0;
-    return mi6_send(fd, &to, vectors, 2, &out_flags);
-}
 
 struct Received {
     ssize_t got;
@@ -472,6 +435,8 @@ TEST_F(Host, MessageQueue)
     static std::atomic<int> woken;
     static MSG_Q_ID queue = msgQCreate(100, 16, 0, "a name that is too long"); // queues live as long as the process
     EXPECT_STREQ("a name that is ", queue->name);
+    EXPECT_EQ(nullptr, msgQCreate(0, 16, 0, "none"));
+    EXPECT_EQ(nullptr, msgQCreate(16, 0, 0, "none"));
     msgQSetWakeup(
         queue, [](void *arg) { ++*static_cast<std::atomic<int> *>(arg); }, &woken);
     char text[16] = {};
@@ -513,10 +478,8 @@ TEST(Control, Commands)
 {
     LiveNode live;
     TestNode &node = live.node;
-    const struct {
-        const char *command;
-        const char *answer; // how it begins
-    } cases[] = {
+    // how it begins
+    const std::tuple<const char *, const char *> cases[] = {
         {"stage 1003", "ok 1003 2 3 1001 1000"},
         {"stage 7", "ok 7"},
         {"stage -1", "error: "},
@@ -540,9 +503,9 @@ TEST(Control, Commands)
         {"stat x", "error: stat takes"},
         {"stat\n", "ok {\"stage\":12,"},
     };
-    for (const auto &c : cases) {
-        const string got = node.ctl(c.command);
-        EXPECT_TRUE(got.starts_with(c.answer)) << c.command << ": " << got;
+    for (const auto &[command, answer] : cases) {
+        const string got = node.ctl(command);
+        EXPECT_TRUE(got.starts_with(answer)) << command << ": " << got;
     }
     const string stat = node.ctl("stat");
     for (const char *key :
@@ -658,10 +621,13 @@ TEST_F(Host, TraceRingHoldsTheNewestLines)
 {
     setenv("VELMAR_TRACE", (run / "copy").c_str(), 1);
     int32_t handle = 0;
+    for (int pid = 4194301; pid < 4194313; ++pid) // of processes that cannot be
+        std::ofstream(run / "trace" / ("RING." + std::to_string(pid))) << "old";
     const trace_params_t parameters = {1, 32, 0};
     ASSERT_EQ(0, trace_module_init(&handle, 1, 250, "RING", &parameters));
     for (int i = 0; i < 300; ++i)
         trace_module_store_lvl(handle, 1, 0, 4, ("line " + std::to_string(i) + "\n" + string(100, 'x')).c_str());
+    EXPECT_EQ(8, std::distance(fs::directory_iterator(run / "trace"), {})) << "seven of the dead stay";
     const string ring = run / "trace" / ("RING." + std::to_string(getpid()));
     char out[100000];
     const int used = velmar_trace_read(ring.c_str(), 3, out, sizeof out);
@@ -726,6 +692,11 @@ TEST_F(Host, Store)
     EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
     EXPECT_EQ(HA_EXISTS, ha_add_struct(ha, "rec_t", 8, 1, fields));
     EXPECT_EQ(HA_EXISTS, ha_add_struct(ha, "rec_t", 12, 2, fields));
+    const auto task = static_cast<void (*)()>([] {}), stranger = static_cast<void (*)()>([] { abort(); });
+    EXPECT_EQ(-1, ha_add_function(ha, "", task));
+    for (int twice = 0; twice < 2; ++twice)
+        EXPECT_EQ(0, ha_add_function(ha, "function", task));
+    EXPECT_EQ(HA_EXISTS, ha_add_function(ha, "function", stranger));
     static uint32_t object;
     EXPECT_NE(0, ha_add_object(ha, "object", &object, 4, "unheard_t", 0, 0));
     EXPECT_EQ(0, ha_add_object(ha, "object", &object, 4, "~U32", 0, 0));
@@ -775,7 +746,7 @@ TEST_F(Host, WatchdogHearsEnoughAndNotMore)
         const char *limit;
         int wait;
         int hellos; // of 5 calls without a wait
-    } cases[] = {{"10000000", 5, 1}, {"1500000", 1, 5}, {"900000", 0, 1}};
+    } cases[] = {{"10000000", 5, 1}, {"1500000", 1, 5}, {"900000", 0, 1}, {"99999999999", 3600, 1}};
     for (const auto &c : cases) {
         setenv("WATCHDOG_USEC", c.limit, 1);
         const int handle = swd_register(nullptr);

@@ -2,11 +2,6 @@
 #ifndef TESTS_HSL_HSLD_FIXTURE_H
 #define TESTS_HSL_HSLD_FIXTURE_H
 
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <unistd.h>
-
 #include "hsl/server.h"
 #include "tests/support/peer.h"
 
@@ -38,6 +33,22 @@ inline hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const 
 inline hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const std::vector<Poke> &pokes = {})
 {
     return poked(cosRecord(command, in, out), pokes);
+}
+
+inline testing::AssertionResult shows(const hslBuffer &record, const std::vector<Poke> &pokes)
+{
+    for (auto &poke : pokes)
+        if (uint64_t found = hslGet(record, poke.offset, poke.width); found != poke.value)
+            return testing::AssertionFailure() << found << " for " << poke.value << " at " << poke.offset;
+    return testing::AssertionSuccess();
+}
+
+// What `part` says is found so, and what is null in it is absent.
+inline void expectHas(const hslJson &found, const char *part)
+{
+    hslJson patched = found;
+    patched.merge_patch(hslJson::parse(part));
+    EXPECT_EQ(found, patched);
 }
 
 // A socket of an agent at RUN/qos/NAME, from which what has come is taken.

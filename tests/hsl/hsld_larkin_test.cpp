@@ -98,13 +98,12 @@ TEST_F(Larkin, RegionsGrowFillAndRefuse)
     EXPECT_EQ(addKept(L3, TE1, 1, 0), 28u); // of 4, but it does not grow
 
     // A handle is its number, key and mask; a stale one and one of another region name nothing.
-    EXPECT_EQ(hslGet(handle, 0, 8), TE1);
-    EXPECT_EQ(hslGet(handle, 8, 8), 0x07C00000000003F0u);
+    EXPECT_TRUE(shows(handle, {{0, 8, TE1}, {8, 8, 0x07C00000000003F0}}));
     EXPECT_EQ(tell(update(L3, 1 << 18, 0)), 22u);
     EXPECT_EQ(tell(update(L2, 1 << 18, 0)), 2u);
-    EXPECT_EQ(tell(update(L3, 1 << 22, 0x80004000)), 0u);
+    EXPECT_EQ(tell(update(L3, 1 << 22, 0xD0004000)), 0u);
     EXPECT_EQ(control("show tcam 1/1 l3"), "ok\nL3 selection, table 0x2005 region 1: 1 entries, 1 set aside, 4 at most"
-                                           "\n  5  te1/1 dscp 0 -> cos 0, tc 2, trusted");
+                                           "\n  5  te1/1 dscp 0 -> cos 5, tc 2, trusted");
     auto whole = handle;
     hslPut(handle, 8, 8, 0);
     EXPECT_EQ(tell(remove(L3)), 2u);
@@ -213,13 +212,14 @@ TEST_F(Larkin, QueuesShareBudgetAndReserve)
 
     // Sent by the agent's priorities, received by the chip's, paused by those of the wire.
     EXPECT_EQ(get(counters(2), 12 + 0x18), hslFrames(queue(1).forwarded));
-    EXPECT_EQ(hslGet(response, 12 + 0x58, 8), hslCount(queue(1).forwarded) / 8);
-    EXPECT_EQ(hslGet(response, 12 + 0x98, 8), hslFrames(queue(0).enqueued));
-    EXPECT_EQ(hslGet(response, 16, 4), 1u);
+    EXPECT_TRUE(shows(
+        response,
+        {{12 + 0x58, 8, hslCount(queue(1).forwarded) / 8}, {12 + 0x98, 8, hslFrames(queue(0).enqueued)}, {16, 4, 1}}));
     EXPECT_EQ(get(counters(1), 12 + 0x60), hslCount(queue(1).pause_sent));
     EXPECT_GT(hslGet(response, 12 + 0x60, 8), 0u);
     EXPECT_EQ(hslGet(response, 12 + 0x68, 8), 0u);
     EXPECT_EQ(get(counters(0), 12 + 0x188), hslFrames(queue(0).dropped + queue(5).dropped));
+    EXPECT_FALSE(json("show chip 1/1").contains("red_profiles"));
     // RED of one curve for the chip, on wire priority 5.
     tell(dce(0x23050002, 28, 28, {{12, 4, 1}, {16, 4, 20000}, {20, 4, 10000}, {24, 4, 10000}}));
     tell(dce(0x23050002, 30, 52, {{12, 4, TE1}, {16, 2, 1 << 5}, {28, 4, 15}}));

@@ -317,6 +317,7 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     offer("te1/1 priority=2 rate=40M kind=multicast policer=7");
     pass(125);
     EXPECT_EQ(policed(46, 7), (three{625000, 0, 0}));
+    EXPECT_FALSE(json("traffic list")[0].contains("policer"));
     EXPECT_EQ(json("traffic list")[1], hslJson({{"port", "te1/1"},
                                                 {"ifindex", "0x18408000"},
                                                 {"priority", 2},
@@ -358,8 +359,7 @@ TEST_F(Traffic, MirelleCountsInItsOwnRecords)
     };
     const uint64_t tail = 249900; // 250 MB, less what fits the queue
     auto ports = read(0x06270000, 960, 960, {{28, 4, 49}, {32, 4, 2}, {48, 4, one}, {504, 4, two}});
-    EXPECT_EQ(hslGet(ports, 424, 8), tail);
-    EXPECT_EQ(hslGet(ports, 424 + 456, 8), 0u);
+    EXPECT_TRUE(shows(ports, {{424, 8, tail}, {424 + 456, 8, 0}}));
     auto monitor = read(0x06270000, 72, 220, {{28, 4, 40}, {34, 2, 2}, {36, 2, 2}, {48, 4, one}, {60, 4, two}});
     const size_t results = 48 + 2 * 12 + 4;
     EXPECT_EQ(hslGet(monitor, results + 8, 8), 0u);
@@ -367,17 +367,12 @@ TEST_F(Traffic, MirelleCountsInItsOwnRecords)
     EXPECT_EQ(red, 249970u); // 250 MB, less the half of the ramp that the queue stands at
     EXPECT_EQ(hslGet(monitor, results + 72 + 40, 8) / 1000, red);
     auto busy = read(0x0127080A, 328, 328, {{28, 4, one}, {32, 1, 0x80}});
-    EXPECT_EQ(hslGet(busy, 36, 4), 100000u);
-    EXPECT_EQ(hslGet(busy, 52 + 3 * 4, 4), 100000u);
+    EXPECT_TRUE(shows(busy, {{36, 4, 100000}, {52 + 3 * 4, 4, 100000}}));
     auto queues = read(0x0127080C, 328, 328, {{28, 4, two}, {32, 1, 0x80}});
-    EXPECT_EQ(hslGet(queues, 36 + 5 * 4, 4), 30000u);
-    EXPECT_EQ(hslGet(queues, 68 + 5 * 4, 4), 80000u);
-    EXPECT_EQ(hslGet(queues, 68 + 3 * 4, 4), 100000u);
-    EXPECT_EQ(hslGet(queues, 0x84, 8), red);
+    EXPECT_TRUE(
+        shows(queues, {{36 + 5 * 4, 4, 30000}, {68 + 5 * 4, 4, 80000}, {68 + 3 * 4, 4, 100000}, {0x84, 8, red}}));
     auto asic = read(0x06270000, 592, 592, {{28, 4, 58}});
-    EXPECT_EQ(hslGet(asic, 104, 8), 499870u);
-    EXPECT_EQ(hslGet(asic, 312 + 3 * 8, 8), tail);
-    EXPECT_EQ(hslGet(asic, 528 + 5 * 8, 8), 1250000000u);
+    EXPECT_TRUE(shows(asic, {{104, 8, 499870}, {312 + 3 * 8, 8, tail}, {528 + 5 * 8, 8, 1250000000}}));
     auto counters = read(0x06270000, 504, 504, {{28, 4, 49}, {32, 4, 1}, {40, 4, 2}, {48, 4, one}});
     EXPECT_EQ(hslGet(counters, 32 + 0x58 + 24, 8), 1250000000u); // bytes are bytes here
     // Without a queue depth only the share of the port is left.

@@ -1,11 +1,8 @@
 // AVL trees and lists against models, in long random sequences, on the heap, in pools and in a store that refuses
 // memory now and then; and the order, limits and failures that the sequences do not meet.
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <list>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "inventory/tailq.h"
 #include "lib/avl.h"

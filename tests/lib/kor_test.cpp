@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "core/module.h"
+#include "core/msgq.h"
 #include "core/state.h"
 #include "lib/lib_instance.h"
 #include "tests/support/fake_host.h"
@@ -64,6 +65,12 @@ TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
     fake_host::post(11);
     char byte;
     EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
+    for (MSG_Q_ID queue : {fake_host::queue(), MSG_Q_ID{}}) {
+        qos_velmar_state.msgq = queue;
+        EXPECT_EQ(qosMsgQSend(QOS_MOD_KOR, 1, 2, 3) == QOS_OK, queue != nullptr);
+    }
+    EXPECT_EQ(qos_modules[QOS_MOD_KOR].msgq_sent, 1U);
+    EXPECT_EQ(qos_modules[QOS_MOD_KOR].msgq_drops, 1U);
 }
 
 TEST_F(KorTest, TheManagerInstallsItsCommandsByMode)
@@ -193,6 +200,8 @@ TEST_F(KorTest, InterfacesComeGoAndAreForgotten)
     run("interface vlan 5");
     EXPECT_EQ(cli.ifindex_obj, first);
 
+    EXPECT_EQ(cli_if_add(nullptr, &cli, "vlan0.5"), -1);
+    EXPECT_EQ(cli_if_add(lib->ctree, &cli, std::string(99, 'v').c_str()), -1);
     // One that the context holds stays.
     ASSERT_EQ(cli_if_add(lib->ctree, &cli, "vlan0.5"), 0);
     EXPECT_EQ(run("no interface vlan 5"), 0);

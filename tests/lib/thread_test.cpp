@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <climits>
 #include <gtest/gtest.h>
-#include <string>
 #include <thread>
 #include <unistd.h>
 

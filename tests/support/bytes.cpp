@@ -43,6 +43,15 @@ uint64_t get64(const Bytes &bytes, size_t at)
     return uint64_t{get32(bytes, at)} << 32 | get32(bytes, at + 4);
 }
 
+testing::AssertionResult holds(const Bytes &bytes, WordsAt words)
+{
+    for (const auto &[at, value] : words)
+        if (get32(bytes, at) != value)
+            return testing::AssertionFailure()
+                   << std::hex << get32(bytes, at) << " for " << value << " at " << std::dec << at;
+    return testing::AssertionSuccess();
+}
+
 void putNative(Bytes &bytes, size_t at, unsigned width, uint32_t value)
 {
     const auto half = static_cast<uint16_t>(value);

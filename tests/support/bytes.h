@@ -22,6 +22,7 @@ void put64(Bytes &bytes, size_t at, uint64_t value);
 void put(Bytes &bytes, WordsAt words);
 uint32_t get32(const Bytes &bytes, size_t at);
 uint64_t get64(const Bytes &bytes, size_t at);
+testing::AssertionResult holds(const Bytes &bytes, WordsAt words); // the first that differs, if any
 void putNative(Bytes &bytes, size_t at, unsigned width, uint32_t value);
 uint32_t getNative(const Bytes &bytes, size_t at, unsigned width);
 Bytes cut(const Bytes &bytes, size_t from, size_t length);

@@ -1,8 +1,6 @@
 // Bytes of the chip's answers.
 #include "tests/support/chip_reply.h"
 
-#include <algorithm>
-
 namespace {
 
 constexpr size_t RECORD = 48;

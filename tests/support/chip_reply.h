@@ -3,10 +3,6 @@
 #ifndef TESTS_SUPPORT_CHIP_REPLY_H
 #define TESTS_SUPPORT_CHIP_REPLY_H
 
-#include <map>
-#include <memory>
-#include <mutex>
-
 #include "tests/support/node.h"
 
 struct ChipState {

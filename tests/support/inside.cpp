@@ -1,10 +1,6 @@
 // One initialisation a process, empty tables a test.
 #include "tests/support/inside.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-
 #include "agent/dispatch.h"
 #include "core/msgq.h"
 #include "core/trace.h"

@@ -1,17 +1,6 @@
 // The test node: the agent as a child process, its driver and managers.
 #include "tests/support/node.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace {
 
 constexpr size_t HEADER = 20;

@@ -7,8 +7,6 @@
 #define TESTS_SUPPORT_NODE_H
 
 #include <condition_variable>
-#include <deque>
-#include <mutex>
 
 #include "tests/support/peer.h"
 

@@ -1,17 +1,9 @@
 // Sockets and children by the system's own calls.
 #include "tests/support/peer.h"
 
-#include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <fcntl.h>
-#include <fstream>
-#include <poll.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 static constexpr int PATIENCE_MS = 60000;
 

@@ -2,9 +2,25 @@
 #ifndef TESTS_SUPPORT_PEER_H
 #define TESTS_SUPPORT_PEER_H
 
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <poll.h>
+#include <sstream>
+#include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 #include "tests/support/bytes.h"
 

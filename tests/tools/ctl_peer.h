@@ -3,13 +3,6 @@
 #ifndef TESTS_TOOLS_CTL_PEER_H
 #define TESTS_TOOLS_CTL_PEER_H
 
-#include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "tests/support/peer.h"
 #include "tools/batch.h"
 #include "tools/error.h"

@@ -2,11 +2,7 @@
 // The agent is a plain socket with a script, bound where a real one would be.
 #include "tools/stats.h"
 
-#include <atomic>
 #include <cmath>
-#include <cstring>
-#include <sstream>
-#include <unistd.h>
 
 #include "tests/tools/ctl_peer.h"
 #include "tools/error.h"
@@ -89,10 +85,7 @@ TEST(Stats, WordsChooseTheRequests)
     }
     EXPECT_EQ(ctlPlanStats({{"policers", "1/3"}, "1..70"}).size(), 3u);
 
-    const struct {
-        ctlStatsOptions_t asked;
-        const char *says;
-    } refused[] = {
+    const std::tuple<ctlStatsOptions_t, const char *> refused[] = {
         {{{}}, "kind is missing"},
         {{{"queues"}}, "the nearest is queue "},
         {{{"queue", "eth0"}}, "'eth0' is neither"},
@@ -103,10 +96,10 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"voq", "1/3"}, "", "1,2"}, "4 values"},
         {{{"red", "0x00000001"}}, "on no chip"},
     };
-    for (const auto &row : refused) {
-        const ctlError_t error = errorOf([&] { ctlPlanStats(row.asked); });
+    for (const auto &[asked, says] : refused) {
+        const ctlError_t error = errorOf([&] { ctlPlanStats(asked); });
         EXPECT_EQ(error.exit, CTL_USAGE);
-        EXPECT_NE(error.text.find(row.says), std::string::npos) << row.says << ": " << error.text;
+        EXPECT_NE(error.text.find(says), std::string::npos) << says << ": " << error.text;
     }
 }
 

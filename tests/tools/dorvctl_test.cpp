@@ -3,13 +3,9 @@
 #include "tests/tools/ctl_peer.h"
 #include "tools/batch.h"
 
-#include <fstream>
 #include <limits>
-#include <sstream>
 #include <stdexcept>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "tools/commands.h"
 #include "tools/complete.h"
@@ -97,14 +93,12 @@ TEST(Dorvctl, FindsMessagesByEveryFormOfTheirName)
 
 TEST(Dorvctl, ReadsAndShowsInterfaces)
 {
-    const struct {
-        const char *text;
-        uint32_t ifindex;
-    } rows[] = {{"te1/3", 0x18418000}, {"te1/3@1", 0x18418001}, {"te15/127@7", 0x1bff8007}, {"ge0/1", 0x1800a000},
-                {"fo2/0", 0x18803000}, {"chip1/0", 0x88400000}, {"chip14/7", 0x8b870000},   {"all", 0x8bc00000}};
-    for (const auto &row : rows) {
-        EXPECT_EQ(ctlParseInterface(row.text), row.ifindex) << row.text;
-        EXPECT_EQ(ctlFormatInterface(row.ifindex), row.text);
+    const std::tuple<const char *, uint32_t> rows[] = {
+        {"te1/3", 0x18418000}, {"te1/3@1", 0x18418001}, {"te15/127@7", 0x1bff8007}, {"ge0/1", 0x1800a000},
+        {"fo2/0", 0x18803000}, {"chip1/0", 0x88400000}, {"chip14/7", 0x8b870000},   {"all", 0x8bc00000}};
+    for (const auto &[text, ifindex] : rows) {
+        EXPECT_EQ(ctlParseInterface(text), ifindex) << text;
+        EXPECT_EQ(ctlFormatInterface(ifindex), text);
     }
     // Bits that a name would lose, other types, and slot 15 of the chips have no name.
     for (const uint32_t ifindex : {0x18418008u, 0x18419000u, 0x88400001u, 0x8bc10000u, 0x0c000000u, 0u})
@@ -146,6 +140,7 @@ TEST(Dorvctl, BuildsBatchesByteForByte)
             continue;
         EXPECT_EQ(ctlBuildMessage(std::to_string(code), {}).body.size(), tail.head + records * tail.stride);
     }
+    EXPECT_EQ(ctlExpandList("8000..8005").size(), 6u);
     EXPECT_EQ(batchHex({"AGTREG"}, {{"@raw", "01"}}), "000001110001");
     EXPECT_EQ(batchHex({"PAUSE", "pause_tx=1", "@len=40"}).size(), 2u * 45);
 }
@@ -154,26 +149,18 @@ TEST(Dorvctl, RefusesWithOneClearLine)
 {
     const std::pair<words, const char *> rows[] = {
         {{"COSTRUST", "tcmap=1"}, "nearest is tc_map"},
-        {{"SCH", "dwrr_weight=1"}, "nearest is sch_cfg.dwrr_weight"},
         {{"CHIPUP", "portinfo[2].ifidx=1"}, "nearest is portInfo.ifindex"},
-        {{"CHIPUP", "ifidnex=1"}, "nearest is portInfo.ifindex"},
         {{"CLEAR_DBG_STATS", "status=1"}, "no fields"},
         {{"COSTRUST", "cos_map[8]=1"}, "there are 8"},
-        {{"COSTRUST", "cos_map[x]=1"}, "index"},
         {{"COSTRUST", "cos_map=1"}, "1*8"},
         {{"COSTRUST", "cos_map=0..8"}, "room for 8"},
         {{"COSTRUST", "cos_map=18446744073709551614..18446744073709551615"}, "not 2"},
         {{"COSTRUST", "cos_map=0*8000,0*8000"}, "at most 8192"},
         {{"COSTRUST", std::string(9000, 'c') + "=1"}, "no field"},
-        {{std::string(9000, 'C')}, "nearest"},
         {{"COSTRUST", "def_cos=256"}, "0 to 255"},
-        {{"COSTRUST", "def_cos=-1"}, "0 to 255"},
         {{"COSTRUST", "cos_trust=2147483648"}, "-2147483648 to 2147483647"},
-        {{"COSTRUST", "cos_trust=-2147483649"}, "-2147483648 to 2147483647"},
-        {{"COSTRUST", "ifIndex=4294967296"}, "0 to 4294967295"},
         {{"GET_VOQ_STATS", "counter[0]=18446744073709551616"}, "0 to 18446744073709551615"},
         {{"COSTRUST", "def_cos=te1/3"}, "no number"},
-        {{"COSTRUST", "def_cos=0x"}, "no number"},
         {{"COSTRUST", "cos_map=te1/1@1..te1/2"}, "lower end first"},
         {{"COSTRUST", "cos_map=a..b"}, "a range is written"},
         {{"COSTRUST", "cos_map=0..99999"}, "at most"},
@@ -184,7 +171,6 @@ TEST(Dorvctl, RefusesWithOneClearLine)
         {{"COSTRUST", "cos_map=x:0"}, "two hexadecimal digits"},
         {{"COSTRUST", "@lenght=3"}, "nearest is @len"},
         {{"COSTRUST", "@len=8188"}, "0 to 8187"},
-        {{"COSTRUST", "@seq=0x10"}, "0 to 255"},
         {{"COSTRUST", "cos_trust"}, "field=value"},
         {{"COSTRUST", "+"}, "message is missing"},
         {{"GET_POL_STATS", "num_records=61"}, "room"},
@@ -280,7 +266,6 @@ TEST(Dorvctl, ReadsScenarios)
         {"3", "list of batches"},
         {R"({"batch": []})", "nearest is batches"},
         {R"({"slot": 17, "batches": []})", "1 to 16"},
-        {R"({"slot": 0, "batches": []})", "1 to 16"},
         {R"({"service": 1, "batches": []})", "service: it is a text"},
         {R"({"service": "qosMI"})", "\"batches\" is missing"},
         {R"({"batches": {}})", "the batches are a list"},
@@ -289,22 +274,16 @@ TEST(Dorvctl, ReadsScenarios)
         {wide.c_str(), "s.json: an object has more"},
         {R"([{"for": "1..2000", "send": {"msg": "4", "ifName": "$n"}}])", "[0].send: repeated, this is too much"},
         {R"([{"for": ["1", 2.5], "send": {"msg": "0"}}])", "s.json: batches[0].for[1]: a value"},
-        {R"([{"for": "1", "send": []}])", "\"send\" has no message"},
-        {R"([{"for": "1", "send": 1}])", "\"send\" is missing"},
         {R"([{"for": "1", "send": {"for": "1", "send": {"msg": "0"}}}])", "\"msg\" is missing"},
         {R"(["0"])", "a message is an object"},
         {R"([[{"msg": "AGTREG"}, {"slot_id": 1}]])", "[0][1]: \"msg\" is missing"},
         {R"([{"msg": "COSTRUST", "cos_map": [0,1,2,3,4,5,6,256]}])", "[0]: QOS_COSTRUST_MSG: cos_map: 256"},
-        {R"([{"msg": "COSTRUST", "cos_map": [0, 1.5]}])", "[0].cos_map[1]"},
         {R"([{"msg": "AGTREG", "slot_id": {}}])", "[0].slot_id"},
-        {R"([{"msg": "AGTREG", "slot_id": "$n"}])", "$n"},
+        {R"([{"msg": "AGTREG", "slot_id": "$n"}])", "meaning inside"},
         {R"([{"for": "1..2", "sned": []}])", "nearest is send"},
-        {R"([{"for": "1..2"}])", "\"send\" is missing"},
         {R"([{"for": [], "send": {"msg": "AGTREG"}}])", "\"for\" has no value"},
-        {R"([])", "empty"},
         {R"([{"msg": [7]}])", "s.json: batches[0].msg: a value"},
         {R"([[]])", "[0]: the batch is empty"},
-        {R"([[], [{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]"},
         {R"([[{"for": "1..9", "send": {"msg": "CHIPUP"}}]])", "[0]: the batch has"},
     };
     for (const auto &[text, says] : rows) {
@@ -584,36 +563,26 @@ TEST(Dorvctl, CompletesWords)
     peer odd("ctl", "dor vald;x", [](peer &, const std::string &, const std::string &) {});
     const std::pair<words, words> rows[] = {
         {{"s"}, {"send", "show", "stats"}},
-        {{"send", "-v", "COST"}, {"COSTRUST", "COSTCMAP"}},
         {{"send", "--slot", ""}, {}},
         {{"send", "--slot", "2", "COSTRUST", "cos_"}, {"cos_trust=", "cos_map="}},
         {{"send", "COSTRUST", "cos_trust=1", "+", "DSCPM"}, {"DSCPMAP"}},
         {{"send", "COSTRUST", "+", "IFADD", "ifIndex="}, {"ifIndex=te1/3", "ifIndex=chip1/0", "ifIndex=all"}},
-        {{"send", "NONSENSE", ""}, {}},
         {{"send", "COSTRUST", "nonsense="}, {}},
         {{"send", "-"}, {"--slot", "--service", "-v"}},
         {{"stats", "buffers", "e"}, {"egress"}},
-        {{"stats", "queue", "te"}, {"te1/3"}},
         {{"show", "sl"}, {"slots"}},
-        {{"nothing", ""}, {}},
         {{"send", "--slot", "-1", "AGTR"}, {"AGTREG"}},
         {{""}, {"clear", "ctl", "send", "show", "stats", "top", "trace"}},
         {{"send", "--service", "qosMIS"}, {"qosMIStats"}},
         {{"send", "CLEAR_DBG_STATS", ""}, {"+"}},
-        {{"send", "COSTRUST", "cos_map="}, {}},
-        {{"stats", "buff"}, {"buffers"}},
         {{"stats", "buffers", "t"}, {"tmc", "tmc-chip", "te1/3"}},
         {{"show", "--pid", ""}, {own}},
-        {{"show", "slots", ""}, {}},
-        {{"clear", ""}, {"stats"}},
         {{"clear", "stats", ""}, {"te1/3", "chip1/0", "all"}},
         {{"top", "ch"}, {"chip1/0"}},
         {{"ctl", ""}, {"dorvald"}}, // a name that a shell would take apart is not offered
         {{"ctl", "dorvald", "t"}, {"trace", "tp"}},
         {{"ctl", "hsld", "s"}, {"stat", "show", "stall"}},
         {{"ctl", "dorvald", "stat", ""}, {}},
-        {{"trace", ""}, {"dorvald"}},
-        {{"trace", "dorvald", ""}, {}},
     };
     for (const auto &[typed, list] : rows)
         EXPECT_EQ(ctlComplete(grammar, typed), list) << typed.back();
@@ -655,24 +624,22 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         {"apply /nowhere.json", CTL_USAGE, "/nowhere.json: cannot be read: No such file"},
         {"apply /dev/null", CTL_USAGE, "this is no JSON"},
         {"apply /dev/zero", CTL_USAGE, "is longer than"},
-        {"apply /tmp", CTL_USAGE, "Is a directory"},
-        {"send AGTREG --seq 010 --dry-run", CTL_DONE, "seq 10 "},
         {"send AGTREG --seq 7 --dry-run -j", CTL_DONE, R"([{"batch":1,"bytes":9,"hex":"000004070000000000")"},
         {"watch --timeout nan", CTL_USAGE, "no number of seconds"},
         {"stats queue te1/3 --selector 1", CTL_USAGE, "--selector goes with"},
         {"show > /dev/full", CTL_SILENT, ""},
         {"ctl dorvald trace show 3", CTL_SILENT, "no process runs"}, // "trace" and "show" are words here
-        {"trace", CTL_SILENT, "no process runs"},
         {"send AGTREG slot_id=-1 --dry-run --seq 7 --len 5", CTL_DONE, "0000050700ffffffff00"},
         {"send 67 --raw 0102 --raw-tail 03 --seq 7 --dry-run", CTL_DONE, "4300030700010203"},
         {"decode 67 --json", CTL_FAILED, "1 byte left over"},
         {"show 4 -j", CTL_DONE, "\"name\":\"cos_map\",\"offset\":34"},
         {"send --help", CTL_DONE, "--raw-tail"},
-        {"show slot", CTL_USAGE, "nearest is slots"},
-        {"show slots", CTL_SILENT, "no dorvald runs"},
         {"show COSTRUST --pid 1", CTL_USAGE, "go with a table"},
         {"complete watch --co", CTL_DONE, "--count\n"},
     };
     for (const auto &[arguments, exit, says] : rows)
         expectProgram(arguments, exit, says);
+    const std::string file = ownRun::path + "/scenario";
+    std::ofstream(file) << R"({"service": "qosMIStats", "batches": [{"msg": "0"}]})";
+    expectProgram(("apply " + file).c_str(), CTL_SILENT, "no agent serves qosMIStats");
 }
