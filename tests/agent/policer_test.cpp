@@ -130,9 +130,9 @@ TEST_F(Policers, RemoveAndProfileByteByByte)
         put32(profile, 28, 5 << 1 | 1);
         const std::tuple<uint8_t, uint32_t, uint32_t, std::vector<Bytes>> cases[] = {
             {1, 5, 1, {deassoc, policer, profile}}, {1, 0, 0, {policer}}, {2, 5, 1, {deassoc}}, {2, 5, 0, {}}};
-        for (const auto &[type, profile, class_default, nested] : cases) {
+        for (const auto &[type, profile_id, class_default, nested] : cases) {
             Bytes body = policerDelBody(portNumber(1), 0x12345678, type);
-            put(body, {{28, profile}, {38, class_default}, {46, dir}});
+            put(body, {{28, profile_id}, {38, class_default}, {46, dir}});
             EXPECT_EQ(remove(body), 0U);
             EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(nested)});
         }
@@ -247,9 +247,9 @@ TEST_F(Policers, RefusedAheadOfTheChip)
         {ALL, SECOND_CHIP, "Failed to find chip for interface p chip ifindex 0x88430000"},
         {ALL, LARKIN_CHIP, "NULL Default CoS IOCTL handler for chip 9"},
     };
-    for (const auto &[ifindex, chip, err] : cases) {
+    for (const auto &[ifindex, target, err] : cases) {
         Bytes body = policerAddBody(ifindex, 1);
-        put32(body, 24, chip);
+        put32(body, 24, target);
         EXPECT_EQ(add(body), 1U);
         inside.expectErr(err);
     }

@@ -324,7 +324,7 @@ TEST_P(Mirelle, QueueReplies)
 
     const std::tuple<uint32_t, uint32_t> cases[] = {
         {0x200000, 0xe00000}, {0x300000, 0x1000000}, {0x20000000, 0xe0000000}}; // the last is negative
-    for (const auto &[each, budget] : cases) {
+    for (const auto &[each, whole] : cases) {
         uint32_t used = 0;
         for (size_t p = 0; p < 8; ++p) {
             used += get32(response, 36 + 4 * p);
@@ -332,7 +332,7 @@ TEST_P(Mirelle, QueueReplies)
         }
         put64(response, 0x84, 5);
         const Bytes send = sent(69, request, 0);
-        EXPECT_TRUE(holds(send, {{8, used}, {12, budget}}));
+        EXPECT_TRUE(holds(send, {{8, used}, {12, whole}}));
         EXPECT_EQ(cut(send, 20, 32), cut(response, 36, 32));
         EXPECT_TRUE(holds(send, {{52, each}, {64, 0}}));
         EXPECT_EQ(std::string(send.begin() + 149, send.begin() + 152), std::string("45\0", 3));
