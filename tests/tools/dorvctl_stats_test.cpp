@@ -97,7 +97,7 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"red", "0x00000001"}}, "on no chip"},
     };
     for (const auto &[asked, says] : refused) {
-        const ctlError_t error = errorOf([&] { ctlPlanStats(asked); });
+        const ctlError_t error = errorOf([&, asked = asked] { ctlPlanStats(asked); });
         EXPECT_EQ(error.exit, CTL_USAGE);
         EXPECT_NE(error.text.find(says), std::string::npos) << says << ": " << error.text;
     }
