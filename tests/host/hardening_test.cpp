@@ -297,13 +297,8 @@ TEST(Hardening, AnEndDuringTheStartLeavesNothing)
 {
     const std::string run = makeRunDir();
     for (int i = 0; i < 120; ++i) {
-        const int pid = fork();
-        if (pid == 0) {
-            setenv("VELMAR_RUN", run.c_str(), 1);
-            setenv("VELMAR_VSS", "manual", 1);
-            execl(DORVALD_BINARY, "dorvald", "-s", "1", "-S", "ethsw", nullptr);
-            _exit(127);
-        }
+        const int pid = startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "ethsw"}, run, {"VELMAR_VSS=manual"},
+                                     run + "/out");
         usleep(static_cast<useconds_t>(i) * 200);
         kill(pid, SIGTERM);
         int status = -1;

@@ -105,24 +105,29 @@ int startProgram(const std::string &binary, const std::vector<std::string> &args
                  const std::vector<std::string> &variables, const std::string &output,
                  const std::function<void()> &prepare)
 {
-    std::vector<char *> argv;
-    for (const std::string &arg : args)
-        argv.push_back(const_cast<char *>(arg.c_str()));
-    argv.push_back(nullptr);
+    std::vector<std::string> environment = variables; // of two values of a name the first counts
+    environment.insert(environment.end(), {"VELMAR_RUN=" + run, "VELMAR_CLOCK=stepped"});
+    for (char **entry = environ; *entry; ++entry)
+        environment.push_back(*entry);
+    const auto pointers = [](const std::vector<std::string> &strings) {
+        std::vector<char *> found;
+        for (const std::string &string : strings)
+            found.push_back(const_cast<char *>(string.c_str()));
+        found.push_back(nullptr);
+        return found;
+    };
+    const std::vector<char *> argv = pointers(args), envp = pointers(environment);
     const int pid = fork();
     if (pid != 0)
         return pid;
+    // Another thread may have held any lock at the fork, an allocator's too: nothing here may take one.
     prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is ended
     const int fd = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(fd, 1);
     dup2(fd, 2);
-    setenv("VELMAR_RUN", run.c_str(), 1);
-    setenv("VELMAR_CLOCK", "stepped", 1);
     if (prepare)
         prepare();
-    for (const std::string &variable : variables)
-        putenv(const_cast<char *>(variable.c_str()));
-    execv(binary.c_str(), argv.data());
+    execve(binary.c_str(), argv.data(), envp.data());
     _exit(127);
 }
 
