@@ -26,6 +26,7 @@
 #include "host/complain.h"
 #include "host/ctl.h"
 #include "host/election.h"
+#include "host/peer.h"
 #include "host/process.h"
 #include "host/replica.h"
 #include "host/run.h"
@@ -47,13 +48,8 @@ constexpr double STEP_MAX = 1e6;    // seconds
 constexpr size_t WAITING_MOST = 64; // commands for the main thread
 constexpr unsigned POSTED_MOST = 4; // of them in its queue, so that a pass of its loop has messages to see to as well
 
-struct client_t {
-    sockaddr_un address;
-    socklen_t length;
-};
-
 struct waiting_t {
-    client_t client;
+    velmar_sender_t client;
     std::string command;
 };
 
@@ -81,7 +77,7 @@ int memoryFile(const std::string &text)
 }
 
 // `file` is a descriptor to send along, or -1.
-bool sendFrom(int fd, const client_t &client, const std::string &text, int file)
+bool sendFrom(int fd, const velmar_sender_t &client, const std::string &text, int file)
 {
     iovec data = {const_cast<char *>(text.data()), text.size()};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
@@ -105,7 +101,7 @@ bool sendFrom(int fd, const client_t &client, const std::string &text, int file)
 // Answers that a client does not read are charged to the socket that they came from. When those fill the control
 // socket's buffer the answer goes out from a socket of its own. A client that is full itself, or connected and so deaf
 // to any other socket, is given up.
-void sendAnswer(const client_t &client, const std::string &text, int file)
+void sendAnswer(const velmar_sender_t &client, const std::string &text, int file)
 {
     if (client.length <= sizeof(sa_family_t) || sendFrom(ctl_fd, client, text, file))
         return;
@@ -121,7 +117,7 @@ void sendAnswer(const client_t &client, const std::string &text, int file)
     close(fd);
 }
 
-void answer(const client_t &client, const std::string &text)
+void answer(const velmar_sender_t &client, const std::string &text)
 {
     if (text.size() <= ANSWER_MAX) {
         sendAnswer(client, text, -1);
@@ -183,10 +179,10 @@ std::string stat(const char *arg)
     const ctl_ops_t *ops = offered.load();
     const election_role_t role = electionRole();
     return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
-                     "\"syncs\":%u,\"standbys\":%u}",
+                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u}",
                      ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
                      role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
-                     replicaStandbys());
+                     replicaStandbys(), peersRefused());
 }
 
 std::string traceShow(const char *arg)
@@ -328,7 +324,7 @@ const command_t *findCommand(const char *text, const char **arg)
 void postWaiting()
 {
     for (;;) {
-        client_t refused;
+        velmar_sender_t refused;
         {
             const std::lock_guard<std::mutex> lock(waiting_lock);
             const auto next = waiting.upper_bound(last_posted);
@@ -346,7 +342,7 @@ void postWaiting()
     }
 }
 
-void handOver(const client_t &client, const char *text)
+void handOver(const velmar_sender_t &client, const char *text)
 {
     if (!processQueue()) {
         answer(client, "error: the main loop is not running yet");
@@ -365,7 +361,7 @@ void handOver(const client_t &client, const char *text)
         answer(client, "error: too many commands are waiting");
 }
 
-void serveOne(const client_t &client, const char *text)
+void serveOne(const velmar_sender_t &client, const char *text)
 {
     if (strcmp(text, "quit") == 0) {
         answer(client, "ok");
@@ -408,9 +404,8 @@ void ctlServe()
 {
     for (;;) {
         char text[COMMAND_MAX + 1];
-        client_t client = {{}, sizeof client.address};
-        const ssize_t got = recvfrom(ctl_fd, text, COMMAND_MAX, MSG_DONTWAIT | MSG_TRUNC,
-                                     reinterpret_cast<sockaddr *>(&client.address), &client.length);
+        velmar_sender_t client;
+        const ssize_t got = velmar_run_receive(ctl_fd, text, COMMAND_MAX, &client, nullptr);
         if (got < 0)
             return;
         if (got > static_cast<ssize_t>(COMMAND_MAX)) {

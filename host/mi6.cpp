@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "host/complain.h"
+#include "host/peer.h"
 #include "host/point.h"
 #include "host/raslog.h"
 #include "host/replica.h"
@@ -395,9 +396,12 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
             errno = EAGAIN;
             return -1;
         }
+        peer_room_t room;
         msghdr in = {};
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
+        in.msg_control = room.bytes;
+        in.msg_controllen = PEER_ROOM_ALONE;
         const ssize_t got = recvmsg(fd, &in, flags);
         if (got < 0) {
             sock->drained = 0;
@@ -406,7 +410,7 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
         }
         ++sock->drained;
         sock->drained_bytes += static_cast<size_t>(got);
-        if (got < static_cast<ssize_t>(sizeof head))
+        if (!peerMaySend(fd, &in) || got < static_cast<ssize_t>(sizeof head))
             continue;
         if (head.family == FAMILY_NOTICE) {
             if (got < static_cast<ssize_t>(sizeof(notice_datagram_t)))

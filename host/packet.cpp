@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/peer.h"
+
 namespace {
 
 constexpr uint32_t MAGIC = 0x44764861;
@@ -46,15 +48,6 @@ void attach(msghdr *message, int file, char *control, size_t size)
     head->cmsg_type = SCM_RIGHTS;
     head->cmsg_len = CMSG_LEN(sizeof file);
     memcpy(CMSG_DATA(head), &file, sizeof file);
-}
-
-int attached(msghdr *message)
-{
-    int file = -1;
-    for (cmsghdr *head = CMSG_FIRSTHDR(message); head; head = CMSG_NXTHDR(message, head))
-        if (head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_RIGHTS && head->cmsg_len >= CMSG_LEN(sizeof file))
-            memcpy(&file, CMSG_DATA(head), sizeof file);
-    return file;
 }
 
 // A file that could still shrink or change under the mapping is not taken. False with errno.
@@ -142,7 +135,7 @@ int packetReceive(int fd, received_t *received)
     const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (got < 0)
         return -1;
-    const int file = attached(&message);
+    const int file = peerFile(&message);
     if (got == 0) {
         if (file >= 0)
             close(file);

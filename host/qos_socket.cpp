@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "host/complain.h"
+#include "host/peer.h"
 #include "host/point.h"
 #include "host/run.h"
 #include "host/socket.h"
@@ -66,6 +67,7 @@ int qosOpen()
         return -1;
     }
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &SEND_LIMIT, sizeof SEND_LIMIT);
+    peerAsk(fd);
     qos_sock_t *sock = new qos_sock_t{};
     runAddress(&sock->driver, path);
     socket_slots[fd] = {nullptr, sock};
@@ -139,13 +141,20 @@ ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
     message->msg_namelen = 0;
     bool waited = false;
     for (bool reset = false;;) {
+        peer_room_t room;
         msghdr in = *message;
         in.msg_name = nullptr;
+        in.msg_control = room.bytes;
+        in.msg_controllen = PEER_ROOM_ALONE;
         const ssize_t got = recvmsg(fd, &in, flags | MSG_DONTWAIT);
+        if (got >= 0 && !peerMaySend(fd, &in)) {
+            waited = waited || sock->group == GROUP_EVENTS; // where no answer is under way
+            continue;
+        }
         if (got >= 0) {
             sock->unanswered = false;
             message->msg_flags = in.msg_flags;
-            message->msg_controllen = in.msg_controllen;
+            message->msg_controllen = 0;
             return got;
         }
         if (!reset && (errno == ECONNRESET || errno == ECONNREFUSED)) {

@@ -20,6 +20,7 @@
 #include "host/election.h"
 #include "host/holders.h"
 #include "host/packet.h"
+#include "host/peer.h"
 #include "host/point.h"
 #include "host/raslog.h"
 #include "host/replica_sides.h"
@@ -304,15 +305,13 @@ void acceptStandby()
     });
     if (silent != side.standbys.end())
         dropStandby(silent->fd);
-    ucred peer = {};
-    socklen_t length = sizeof peer;
+    int pid;
     packetSetBacklog(fd);
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || side.standbys.size() >= CONNECTIONS_MOST ||
-        !replicaWatch(fd)) {
+    if (!peerMayConnect(fd, &pid) || side.standbys.size() >= CONNECTIONS_MOST || !replicaWatch(fd)) {
         close(fd);
         return;
     }
-    side.standbys.push_back({fd, peer.pid, now, standby_state_t::KNOCKED, {}});
+    side.standbys.push_back({fd, pid, now, standby_state_t::KNOCKED, {}});
 }
 
 void rememberName(const char *path)

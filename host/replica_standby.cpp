@@ -13,6 +13,7 @@
 #include "host/delta.h"
 #include "host/describe.h"
 #include "host/packet.h"
+#include "host/peer.h"
 #include "host/raslog.h"
 #include "host/replica.h"
 #include "host/store.h"
@@ -182,8 +183,11 @@ void seekActive()
 {
     sockaddr_un address;
     const int fd = replicaAddress(&address) ? packetSocket() : -1;
+    int pid;
+    errno = EPERM; // of an active process that is somebody else's
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
-        packetSend(fd, PACKET_HELLO, describeHash(), 0, nullptr, 0) >= 0 && replicaWatch(fd)) {
+        peerMayConnect(fd, &pid) && packetSend(fd, PACKET_HELLO, describeHash(), 0, nullptr, 0) >= 0 &&
+        replicaWatch(fd)) {
         side.active = fd;
         side.state = state_t::GREETED;
         is_connected.store(true);

@@ -5,7 +5,8 @@
 // whoever may open the folder can hold it for ever. Who binds also removes what dead processes left in the folder.
 //
 // Only this user reaches what lies here: the directory is his, others may not write to it, and socket files are 0600,
-// which the kernel checks in every connect and every send by path.
+// which the kernel checks in every connect and every send by path. Who comes through all the same is told by his
+// credentials.
 #include "host/run.h"
 
 #include <algorithm>
@@ -25,6 +26,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/peer.h"
 #include "velmar/run.h"
 
 namespace {
@@ -418,6 +420,7 @@ int velmar_run_bind(const char *folder, const char *name, bool pid, char *path, 
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
+    peerAsk(fd);
     if (runBind(fd, folder, name, pid, path, size) != 0) {
         const int error = errno;
         close(fd);
@@ -431,4 +434,37 @@ void velmar_run_close(int fd)
 {
     runForget(fd);
     close(fd);
+}
+
+ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
+{
+    for (;;) {
+        peer_room_t room;
+        iovec vector = {buffer, size};
+        msghdr message = {};
+        *from = {};
+        message.msg_name = &from->address;
+        message.msg_namelen = sizeof from->address - 1; // what it leaves ends the path
+        message.msg_iov = &vector;
+        message.msg_iovlen = 1;
+        message.msg_control = room.bytes;
+        message.msg_controllen = file ? PEER_ROOM_WITH_FILE : PEER_ROOM_ALONE;
+        const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_TRUNC | MSG_CMSG_CLOEXEC);
+        if (got < 0)
+            return -1;
+        from->length = message.msg_namelen;
+        const int came = peerFile(&message);
+        const bool may = peerMaySend(fd, &message);
+        if (came >= 0 && (!may || !file))
+            close(came);
+        if (file)
+            *file = came;
+        if (may)
+            return got;
+    }
+}
+
+unsigned velmar_run_refused()
+{
+    return peersRefused();
 }

@@ -200,15 +200,13 @@ unsigned hslSendEvent(hslServer_t &server, uint16_t type, uint32_t target, hslBy
 // Reads one datagram and the path it came from; false if there is none.
 static bool receive(int fd, hslBuffer &buffer, std::string *path)
 {
-    sockaddr_un from{};
-    socklen_t length = sizeof from;
+    velmar_sender_t from;
     buffer.resize(1 << 16);
-    auto bytes = recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &length);
+    auto bytes = velmar_run_receive(fd, buffer.data(), buffer.size(), &from, nullptr);
     if (bytes < 0)
         return false;
-    buffer.resize(static_cast<size_t>(bytes));
-    auto most = length > offsetof(sockaddr_un, sun_path) ? length - offsetof(sockaddr_un, sun_path) : 0;
-    *path = std::string(from.sun_path, strnlen(from.sun_path, most));
+    buffer.resize(std::min(buffer.size(), static_cast<size_t>(bytes)));
+    *path = from.address.sun_path;
     return true;
 }
 

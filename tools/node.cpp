@@ -85,25 +85,14 @@ struct answerSocket {
     answerSocket &operator=(const answerSocket &) = delete;
 };
 
-// The descriptors that came along with a message; they close with the scope.
-struct passedFiles {
-    std::vector<int> fds;
-    explicit passedFiles(msghdr &message)
+// A descriptor that came along with a datagram, or -1; it closes with the scope.
+struct passedFile {
+    int fd = -1;
+    ~passedFile()
     {
-        for (cmsghdr *part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
-            if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS || part->cmsg_len < CMSG_LEN(0))
-                continue;
-            fds.resize((part->cmsg_len - CMSG_LEN(0)) / sizeof(int));
-            std::memcpy(fds.data(), CMSG_DATA(part), fds.size() * sizeof(int));
-        }
-    }
-    ~passedFiles()
-    {
-        for (const int fd : fds)
+        if (fd >= 0)
             close(fd);
     }
-    passedFiles(const passedFiles &) = delete;
-    passedFiles &operator=(const passedFiles &) = delete;
 };
 
 // What a memory file holds, nothing if it is none or too long. A descriptor that is no file could be waited on for
@@ -121,27 +110,16 @@ std::optional<std::string> contentsOf(int file)
 // in a memory file; where that is of no use, what stands in the datagram is the answer.
 bool takeAnswer(int fd, const std::string &from, std::string &answer)
 {
-    sockaddr_un sender{};
+    velmar_sender_t sender;
+    passedFile file;
     answer.resize(LONGEST_DATAGRAM);
-    iovec data = {answer.data(), answer.size()};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
-    msghdr message{};
-    message.msg_name = &sender;
-    message.msg_namelen = sizeof sender;
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (got < 0)
-        return false;
-    const passedFiles files(message);
-    if (from != std::string(sender.sun_path, strnlen(sender.sun_path, sizeof sender.sun_path)))
-        return false; // a late answer of another process
-    answer.resize(static_cast<size_t>(got));
-    if (!files.fds.empty())
-        answer = contentsOf(files.fds[0]).value_or(answer);
-    else if ((message.msg_flags & MSG_TRUNC) != 0)
+    const ssize_t got = velmar_run_receive(fd, answer.data(), answer.size(), &sender, &file.fd);
+    if (got < 0 || from != sender.address.sun_path)
+        return false; // none, or a late answer of another process
+    answer.resize(std::min(answer.size(), static_cast<size_t>(got)));
+    if (file.fd >= 0)
+        answer = contentsOf(file.fd).value_or(answer);
+    else if (static_cast<size_t>(got) > LONGEST_DATAGRAM)
         throw ctlError_t{CTL_SILENT, "the answer is longer than " + std::to_string(LONGEST_DATAGRAM) + " bytes"};
     return true;
 }

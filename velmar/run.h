@@ -3,6 +3,9 @@
 #define VELMAR_RUN_H
 
 #include <cstddef>
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/un.h>
 
 // The run directory, made with its folders at first use: VELMAR_RUN, else /run/velmar for root, else /tmp/velmar-<uid>.
 // Null with one line in `error` (of `size` bytes) if it cannot be made or used.
@@ -16,5 +19,16 @@ int velmar_run_path(char *path, size_t size, const char *folder, const char *nam
 // living process holds the name. The file goes away with velmar_run_close or with the process's orderly end.
 int velmar_run_bind(const char *folder, const char *name, bool pid, char *path, size_t size);
 void velmar_run_close(int fd);
+
+struct velmar_sender_t {
+    sockaddr_un address; // a path in it ends with a 0
+    socklen_t length;    // as the kernel gave it: no more than the family if the sender has no address
+};
+
+// Takes one datagram that waits at such a socket, and whose it is; with `file` also a descriptor that came along, or
+// -1. What a process of another user than this one and root sent is thrown away and counted. The datagram's whole
+// length, also where that is above `size`, or -1 with errno.
+ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file);
+unsigned velmar_run_refused(); // so many datagrams and connections
 
 #endif

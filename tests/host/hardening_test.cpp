@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include "tests/support/mi6.h"
 #include "tests/support/node.h"
@@ -248,6 +249,41 @@ TEST(Hardening, RunDirectoriesThatAreNotTrusted)
     EXPECT_EQ(0600U, found.st_mode & 07777) << "others may send to it";
     velmar_run_close(fd);
     fs::remove_all(elsewhere);
+}
+
+// An administrator's slip opens every door of the run directory: whoever comes through is told by his credentials.
+TEST(Hardening, StrangersAreNotLetIn)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "another user's process takes root to make";
+    LiveNode live({.vss = "auto"});
+    live.node.expectErr({"Invalid MI6 destination", "Failed to receive message from sock"}); // no manager; a stranger's
+    const std::string &run = live.node.run;
+    const std::string paths[] = {live.node.socketOf("qosMI"), live.node.socketOf("qosMIStats"),
+                                 run + "/qos/" + live.node.group(6), live.node.control(), run + "/ha/ethsw.1.sock"};
+    std::vector<sockaddr_un> doors;
+    for (const std::string &path : paths) {
+        chmod(path.c_str(), 0666);
+        chmod(fs::path(path).parent_path().c_str(), 0755);
+        doors.push_back(addressOf(path));
+    }
+    chmod(run.c_str(), 0755);
+    const int pid = fork();
+    if (pid == 0) { // without an allocation: the driver's thread may have been in one
+        int missed = setresuid(65534, 65534, 65534) != 0;
+        for (const sockaddr_un &address : doors) {
+            const int fd = socket(AF_UNIX, &address == &doors.back() ? SOCK_SEQPACKET : SOCK_DGRAM, 0);
+            missed += connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0;
+            (void)send(fd, "quit", 4, 0); // the last one may be cut off ahead of it
+        }
+        _exit(missed);
+    }
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(0, status) << "a door was closed, so that nothing was tried";
+    EXPECT_TRUE(within([&] { return live.node.stat("refused") == doors.size(); }));
+    EXPECT_EQ(doors.size(), occurrences(slurp(run + "/trace/raslog"), "user 65534 is not let in at "));
+    live.node.sync();
 }
 
 // Behind a wait for the driver forty commands wait, and a message on the other socket.

@@ -1,0 +1,26 @@
+// Inside the host library: who is at the other end. The modes of the run directory keep strangers out; what comes in
+// all the same (a socket file whose mode somebody changed, a descriptor that was passed on) is thrown away and counted.
+#ifndef HOST_PEER_H
+#define HOST_PEER_H
+
+#include <sys/socket.h>
+
+// Room for the sender's credentials, and for one descriptor beside them: the kernel keeps any that does not fit.
+constexpr size_t PEER_ROOM_ALONE = CMSG_SPACE(sizeof(ucred)); // where no descriptor is wanted
+constexpr size_t PEER_ROOM_WITH_FILE = PEER_ROOM_ALONE + CMSG_LEN(sizeof(int));
+struct peer_room_t {
+    alignas(cmsghdr) char bytes[PEER_ROOM_WITH_FILE];
+};
+
+// From here on each datagram that comes to the socket tells who sent it.
+void peerAsk(int fd);
+// Whether it is this user, or root. False also where a datagram tells nothing.
+bool peerMaySend(int fd, const msghdr *received);
+// Likewise of a connection's other end, of which the process is given; 0 if it cannot be told.
+bool peerMayConnect(int fd, int *pid);
+unsigned peersRefused(); // of both
+
+// The descriptor that came with a message, or -1.
+int peerFile(const msghdr *received);
+
+#endif
