@@ -60,11 +60,33 @@ private:
 
 using words = std::vector<std::string>;
 
+// A command line's words; a blank at its end begins an empty one.
+inline words split(const std::string &line)
+{
+    words found(1);
+    for (const char c : line)
+        c == ' ' ? void(found.emplace_back()) : found.back().push_back(c);
+    return found;
+}
+
+inline testing::AssertionResult has(const std::string &text, const std::string &part)
+{
+    return (text.find(part) != text.npos ? testing::AssertionSuccess() : testing::AssertionFailure() << "no " << part)
+           << " in: " << text;
+}
+
+// What a command comes to.
 struct outcome {
     int exit;
     std::string out, err;
     ctlJson json() const { return ctlJson::parse(out); }
 };
+inline outcome of(const std::function<int(std::ostream &, std::ostream &)> &command)
+{
+    std::ostringstream out, err;
+    const int exit = command(out, err);
+    return {exit, out.str(), err.str()};
+}
 
 inline ctlError_t errorOf(const std::function<void()> &act)
 {
@@ -74,6 +96,15 @@ inline ctlError_t errorOf(const std::function<void()> &act)
         return error;
     }
     return {CTL_DONE, ""};
+}
+
+// Refused as wrong use, in one line that says so.
+inline void expectRefused(const std::string &says, const std::function<void()> &act)
+{
+    const ctlError_t error = errorOf(act);
+    EXPECT_EQ(error.exit, CTL_USAGE) << says;
+    EXPECT_TRUE(has(error.text, says));
+    EXPECT_FALSE(has(error.text, "\n"));
 }
 
 // Runs the program: it must end with `exit` and say `says`. Wrong use costs one line.
@@ -87,7 +118,7 @@ inline void expectProgram(const char *arguments, int exit, const char *says)
     const int status = pclose(pipe);
     ASSERT_TRUE(WIFEXITED(status)) << arguments;
     EXPECT_EQ(WEXITSTATUS(status), exit) << arguments << ": " << said;
-    EXPECT_NE(said.find(says), std::string::npos) << arguments << ": " << said;
+    EXPECT_TRUE(has(said, says)) << arguments;
     EXPECT_TRUE(exit != CTL_USAGE || std::count(said.begin(), said.end(), '\n') == 1) << said;
 }
 
