@@ -63,27 +63,29 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
     return pid;
 }
 
-bool Cluster::ended(int pid, int timeout_ms)
+std::optional<int> Cluster::reaped(int pid, int timeout_ms)
 {
     int status = 0;
     if (!ready(agents.at(pid), timeout_ms) || waitpid(pid, &status, 0) != pid)
-        return false;
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status << ' ' << slurp(run + "/stderr");
+        return {};
     close(agents.at(pid));
     agents.erase(pid);
-    return true;
+    return status;
+}
+
+bool Cluster::ended(int pid, int timeout_ms)
+{
+    const std::optional<int> status = reaped(pid, timeout_ms);
+    EXPECT_TRUE(!status || (WIFSIGNALED(*status) && WTERMSIG(*status) == SIGKILL))
+        << *status << ' ' << slurp(run + "/stderr");
+    return status.has_value();
 }
 
 int Cluster::status(int pid)
 {
-    int status = 0;
-    if (!ready(agents.at(pid), PATIENCE_MS) || waitpid(pid, &status, 0) != pid) {
-        ADD_FAILURE() << pid << " goes on";
-        return -1;
-    }
-    close(agents.at(pid));
-    agents.erase(pid);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const std::optional<int> status = reaped(pid, PATIENCE_MS);
+    EXPECT_TRUE(status) << pid << " goes on";
+    return status ? statusOf(*status) : -1;
 }
 
 void Cluster::kill(int pid)
@@ -123,21 +125,12 @@ bool Cluster::logged(int pid, const std::string &part)
     return false;
 }
 
-std::string Cluster::log() const
-{
-    return slurp(run + "/trace/raslog");
-}
-
 void Cluster::lead(int pid)
 {
     EXPECT_TRUE(logged(pid, "this process is active"));
     const auto registration = [](const Bytes &message) { return message.size() == 9 && message[0] == 0; };
-    while (std::none_of(unasked.begin(), unasked.end(), registration)) {
-        ASSERT_TRUE(ready(manager.fd, PATIENCE_MS)) << "no registration";
-        const Bytes got = manager.receive().bytes;
-        unasked.push_back(cut(got, 20, got.size()));
-    }
-    std::erase_if(unasked, registration);
+    while (std::erase_if(unasked, registration) == 0)
+        ASSERT_TRUE(listen()) << "no registration";
 }
 
 void Cluster::join(int pid)
@@ -156,33 +149,24 @@ bool Cluster::send(int pid, const Bytes &batch) const
 
 Bytes Cluster::echo(int pid)
 {
-    for (;;) {
+    const auto answers = [](const Bytes &message) { return message.size() > 4 && message[3] == 0x77; };
+    do {
         pollfd entries[] = {{manager.fd, POLLIN, 0}, {agents.at(pid), POLLIN, 0}};
-        if (poll(entries, 2, PATIENCE_MS) <= 0)
-            ADD_FAILURE() << "no answer from " << pid;
-        if (!ready(manager.fd, 0)) // what it sent before it died was there before its end
+        EXPECT_GT(poll(entries, 2, PATIENCE_MS), 0) << "no answer from " << pid;
+        if (!listen(0)) // what it sent before it died was there before its end
             return {};
-        const Bytes got = manager.receive().bytes;
-        const Bytes payload = cut(got, 20, got.size());
-        if (payload.size() > 4 && payload[3] == 0x77)
-            return payload;
-        unasked.push_back(payload);
-    }
+    } while (!answers(unasked.back()));
+    const Bytes found = unasked.back();
+    unasked.pop_back();
+    return found;
 }
 
-bool Cluster::listen()
+bool Cluster::listen(int timeout_ms)
 {
-    if (!ready(manager.fd, PATIENCE_MS))
-        return false;
-    const Bytes got = manager.receive().bytes;
-    unasked.push_back(cut(got, 20, got.size()));
-    return true;
-}
-
-void Cluster::drain()
-{
-    while (ready(manager.fd, 0))
-        unasked.push_back(manager.receive().bytes);
+    const Bytes got = manager.receive(timeout_ms).bytes;
+    if (!got.empty())
+        unasked.push_back(cut(got, 20, got.size()));
+    return !got.empty();
 }
 
 Bytes Cluster::exchange(int pid, const Bytes &batch)
@@ -204,11 +188,6 @@ std::vector<Request> Cluster::requests()
                                  cut(request, 20, isUncleared(request) ? HEADS : request.size())});
         }
     return found;
-}
-
-void Cluster::refuse(uint32_t seed)
-{
-    refused = seed;
 }
 
 // The same request always gets the same answer.
