@@ -247,7 +247,7 @@ struct Chain {
     std::map<uint32_t, uint32_t> last_seq;
 };
 
-// Start of the program and end of the arena, which is reserved as a whole.
+// Where the program begins, and where reservations as large as the arena end.
 std::set<unsigned long> placesOf(int pid)
 {
     std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
@@ -283,9 +283,10 @@ TEST_P(Rounds, NothingAcknowledgedIsLostAndNothingIsHalfDone)
 TEST(Takeover, AddressesDifferAndMonitorsGoOn)
 {
     Duo duo;
-    std::set<unsigned long> places = placesOf(duo.first);
-    places.merge(placesOf(duo.second));
-    EXPECT_EQ(places.size(), 4U); // none is both's
+    std::set<unsigned long> places = placesOf(duo.first), others = placesOf(duo.second);
+    EXPECT_GE(std::min(places.size(), others.size()), 2U);
+    places.merge(others);
+    EXPECT_TRUE(others.empty()) << "of both: " << *others.begin();
     Bytes bum = policerAddBody(portNumber(1), 7), watch(33);
     put(bum, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
     put(watch, {{0, portNumber(2)}, {24, CHIP}});
