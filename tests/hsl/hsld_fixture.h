@@ -36,6 +36,11 @@ inline hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const Pokes &p
     return poked(cosRecord(command, in, out), pokes);
 }
 
+inline bool isCos(const hslBuffer &record)
+{
+    return (record.at(1) & 15) == 7;
+}
+
 inline testing::AssertionResult shows(const hslBuffer &record, const Pokes &pokes)
 {
     for (auto &poke : pokes)
@@ -72,6 +77,7 @@ protected:
     hslServer_t server;
     std::unique_ptr<Peer> agent;
     uint32_t seq = 0;
+    hslBuffer response; // the record that answered the last `tell`
 
     void SetUp() override
     {
@@ -120,6 +126,13 @@ protected:
         EXPECT_LE(length, bytes.size());
         return length < 48 || length > bytes.size() ? hslBuffer()
                                                     : hslBuffer(bytes.begin() + 48, bytes.begin() + length);
+    }
+    // Its status.
+    uint32_t tell(const hslBuffer &record, uint32_t target = CHIP)
+    {
+        response = answer(record, target);
+        EXPECT_GE(response.size(), isCos(record) ? 28u : 12u);
+        return isCos(record) ? get32(response, 24) : response.at(7);
     }
     std::string control(const std::string &command) { return hslControl(server, command); }
     void step(const std::string &seconds)

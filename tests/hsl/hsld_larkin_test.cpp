@@ -24,13 +24,9 @@ hslBuffer add(uint32_t table, uint32_t port, uint32_t value, uint32_t result)
 class Larkin : public OnItsClock {
 protected:
     hslModel_t &model = server.model;
-    hslBuffer response, handle;
+    hslBuffer handle;
 
-    uint32_t tell(const hslBuffer &record, uint32_t target = LARKIN) // its status
-    {
-        response = answer(record, target);
-        return response.size() < 12 ? ~0u : response[7];
-    }
+    uint32_t tell(const hslBuffer &record, uint32_t target = LARKIN) { return OnItsClock::tell(record, target); }
     uint64_t get(const hslBuffer &record, size_t offset, unsigned width = 8)
     {
         EXPECT_EQ(tell(record), 0u);
