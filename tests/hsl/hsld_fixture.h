@@ -134,6 +134,11 @@ protected:
         EXPECT_GE(response.size(), isCos(record) ? 28u : 12u);
         return isCos(record) ? get32(response, 24) : response.at(7);
     }
+    void expectAnswer(const hslBuffer &record, const Pokes &pokes, uint32_t target = CHIP)
+    {
+        EXPECT_EQ(tell(record, target), 0u);
+        EXPECT_TRUE(shows(response, pokes)) << hslIndexText(get32(record, 0)) << " of " << record.size();
+    }
     std::string control(const std::string &command) { return hslControl(server, command); }
     void step(const std::string &seconds)
     {

@@ -305,30 +305,26 @@ TEST_F(Hsld, WhatHardwareWouldRefuseIsAWarning)
 TEST_F(Hsld, AnswersComeFromTheModel)
 {
     const uint32_t mirelle2 = 0x88800000;
-    EXPECT_EQ(tell(cos(0x00070002, 36, 36)), 0u);
-    EXPECT_EQ(get32(response, 32), 1u);
-    EXPECT_EQ(tell(cos(0x00070001, 460, 460)), 0u);
-    EXPECT_TRUE(shows(response, {{28, 26}, {32, hslChipType("tessel")->rev}, {140, 1}, {184, 24}}));
-    EXPECT_EQ(tell(cos(0x01270810, 2016, 2016), mirelle2), 0u);
-    EXPECT_TRUE(shows(response, {{28, 33}, {76, 8}, {92, 64}, {96, 6u << 26 | 2u << 22 | 1u << 15}}));
-    EXPECT_EQ(get32(answer(dce(0x10050001, 1, 164), OTHER), 12), 24u);
+    expectAnswer(cos(0x00070002, 36, 36), {{32, 1}});
+    expectAnswer(cos(0x00070001, 460, 460), {{28, 26}, {32, hslChipType("tessel")->rev}, {140, 1}, {184, 24}});
+    expectAnswer(cos(0x01270810, 2016, 2016), {{28, 33}, {76, 8}, {92, 64}, {96, 6u << 26 | 2u << 22 | 1u << 15}},
+                 mirelle2);
+    expectAnswer(dce(0x10050001, 1, 164), {{12, 24}}, OTHER);
     tell(dce(0x23050001, 34, 20), OTHER);
     EXPECT_EQ(get32(response, 12), 4 * get32(response, 16));
     EXPECT_NE(get32(answer(cos(0x01270800, 32, 32)), 28), 0u);
     // A chip that nobody declared becomes what its requests need.
-    EXPECT_EQ(get32(answer(cos(0x01270810, 2016, 2016), 0x89000000), 28), 29u);
+    expectAnswer(cos(0x01270810, 2016, 2016), {{28, 29}}, 0x89000000);
     // A Tessel stays one when it is asked for what only the others have.
     answer(cos(0x01270800, 32, 32), 0x89010000);
-    EXPECT_EQ(get32(answer(cos(0x01270810, 2016, 2016), 0x89010000), 28), 26u);
+    expectAnswer(cos(0x01270810, 2016, 2016), {{28, 26}}, 0x89010000);
 
     // Statistics: request records back, a bit for each result, counts, and bytes set by hand.
     auto red = cos(0x06270000, 144, 724, {{28, 41}, {34, 8, 2}, {36, 8, 2}, {48, PORT}, {136, 5}});
     control("data command=0x06270000 offset=160 hex=0102030405060708");
-    EXPECT_EQ(tell(red), 0u);
-    EXPECT_TRUE(shows(response, {{38, 8, 2}, {48, PORT}, {144, 0xFF}, {160, 0x0102030405060708, 8}}));
-    EXPECT_EQ(get32(response, 148 + 7 * 72 + 4), 5u); // priority of the eighth
-    EXPECT_EQ(get64(answer(cos(0x06270000, 444, 1508, {{28, 46}, {34, 33, 2}, {36, 33, 2}})), 444), 0xFFFFFFFF00000001);
-    EXPECT_EQ(get32(answer(dce(0x0A050001, 0, 484), OTHER), 16), 1u); // interfaces in the answer
+    expectAnswer(red, {{38, 8, 2}, {48, PORT}, {144, 0xFF}, {160, 0x0102030405060708, 8}, {148 + 7 * 72 + 4, 5}});
+    expectAnswer(cos(0x06270000, 444, 1508, {{28, 46}, {34, 33, 2}, {36, 33, 2}}), {{444, 0xFFFFFFFF00000001, 8}});
+    expectAnswer(dce(0x0A050001, 0, 484), {{16, 1}}, OTHER); // interfaces in the answer
 }
 
 TEST_F(Hsld, CongestionSetupStandsByPriority)

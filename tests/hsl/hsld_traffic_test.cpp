@@ -213,10 +213,8 @@ TEST_F(Traffic, StateReadsShowDepthsAndHighWater)
     offer("te1/1 priority=5 rate=12G");
     pass(1000);
     auto check = [&](const std::vector<std::tuple<uint32_t, uint32_t, Poke>> &reads) {
-        for (auto &[command, size, expected] : reads) {
-            EXPECT_EQ(tell(cos(command, size, size, {{28, PORT}, {32, 0x80, 1}})), 0u);
-            EXPECT_TRUE(shows(response, {expected})) << hslIndexText(command) << " of " << size;
-        }
+        for (auto &[command, size, expected] : reads)
+            expectAnswer(cos(command, size, size, {{28, PORT}, {32, 0x80, 1}}), {expected});
     };
     const uint64_t tail = 249800000;
     check({{0x01270008, 112, {36 + 5 * 8, 1250200000, 8}},
@@ -234,7 +232,7 @@ TEST_F(Traffic, StateReadsShowDepthsAndHighWater)
            {0x0127080A, 448, {432, tail / 1000, 8}},
            {0x0127080C, 936, {104 + 5 * 64 + 5 * 8, tail, 8}}});
     for (auto [selector, frames] : {std::pair{5, tail / 1000}, {3, uint64_t{0}}, {8, tail / 1000}})
-        EXPECT_EQ(hslGet(answer(cos(0x0127080E, 36, 148, {{28, PORT}, {32, selector & 15u, 1}})), 68, 8), frames);
+        expectAnswer(cos(0x0127080E, 36, 148, {{28, PORT}, {32, selector & 15u, 1}}), {{68, frames, 8}});
     // Drained, the marks stay until they are cleared, each by its own device.
     offer("te1/1 off");
     pass(1000);
@@ -333,26 +331,21 @@ TEST_F(Traffic, MirelleCountsInItsOwnRecords)
     offer("te2/1 priority=3 rate=12G");
     offer("te2/2 priority=5 rate=12G");
     pass(1000);
-    auto read = [&](uint32_t command, uint16_t in, uint16_t out, const std::vector<Poke> &pokes) {
-        return answer(cos(command, in, out, pokes), chip);
-    };
     const uint64_t tail = 249900; // 250 MB, less what fits the queue
-    auto ports = read(0x06270000, 960, 960, {{28, 49}, {32, 2}, {48, one}, {504, two}});
-    EXPECT_TRUE(shows(ports, {{424, tail, 8}, {424 + 456, 0, 8}}));
-    auto monitor = read(0x06270000, 72, 220, {{28, 40}, {34, 2, 2}, {36, 2, 2}, {48, one}, {60, two}});
+    const uint64_t red = 249970;  // 250 MB, less the half of the ramp that the queue stands at
     const size_t results = 48 + 2 * 12 + 4;
-    EXPECT_EQ(hslGet(monitor, results + 8, 8), 0u);
-    auto red = hslGet(monitor, results + 72 + 8, 8);
-    EXPECT_EQ(red, 249970u); // 250 MB, less the half of the ramp that the queue stands at
-    EXPECT_EQ(hslGet(monitor, results + 72 + 40, 8) / 1000, red);
-    auto busy = read(0x0127080A, 328, 328, {{28, one}, {32, 0x80, 1}});
-    EXPECT_TRUE(shows(busy, {{36, 100000}, {52 + 3 * 4, 100000}}));
-    auto queues = read(0x0127080C, 328, 328, {{28, two}, {32, 0x80, 1}});
-    EXPECT_TRUE(shows(queues, {{36 + 5 * 4, 30000}, {68 + 5 * 4, 80000}, {68 + 3 * 4, 100000}, {0x84, red, 8}}));
-    auto asic = read(0x06270000, 592, 592, {{28, 58}});
-    EXPECT_TRUE(shows(asic, {{104, 499870, 8}, {312 + 3 * 8, tail, 8}, {528 + 5 * 8, 1250000000, 8}}));
-    auto counters = read(0x06270000, 504, 504, {{28, 49}, {32, 1}, {40, 2}, {48, one}});
-    EXPECT_EQ(hslGet(counters, 32 + 0x58 + 24, 8), 1250000000u); // bytes are bytes here
+    expectAnswer(cos(0x06270000, 960, 960, {{28, 49}, {32, 2}, {48, one}, {504, two}}),
+                 {{424, tail, 8}, {424 + 456, 0, 8}}, chip);
+    expectAnswer(cos(0x06270000, 72, 220, {{28, 40}, {34, 2, 2}, {36, 2, 2}, {48, one}, {60, two}}),
+                 {{results + 8, 0, 8}, {results + 72 + 8, red, 8}}, chip);
+    EXPECT_EQ(get64(response, results + 72 + 40) / 1000, red);
+    expectAnswer(cos(0x0127080A, 328, 328, {{28, one}, {32, 0x80, 1}}), {{36, 100000}, {52 + 3 * 4, 100000}}, chip);
+    expectAnswer(cos(0x0127080C, 328, 328, {{28, two}, {32, 0x80, 1}}),
+                 {{36 + 5 * 4, 30000}, {68 + 5 * 4, 80000}, {68 + 3 * 4, 100000}, {0x84, red, 8}}, chip);
+    expectAnswer(cos(0x06270000, 592, 592, {{28, 58}}),
+                 {{104, 499870, 8}, {312 + 3 * 8, tail, 8}, {528 + 5 * 8, 1250000000, 8}}, chip);
+    expectAnswer(cos(0x06270000, 504, 504, {{28, 49}, {32, 1}, {40, 2}, {48, one}}), {{32 + 0x58 + 24, 1250000000, 8}},
+                 chip); // bytes are bytes here
     // Without a queue depth only the share of the port is left.
     answer(cos(0x01270808, 84, 28, {{28, chip}, {34, 1, 1}}), chip);
     pass(1000);

@@ -7,6 +7,7 @@
 #include "tools/batch.h"
 #include "tools/error.h"
 #include "tools/report.h"
+#include "tools/values.h"
 #include "velmar/mi6.h"
 #include "velmar/run.h"
 
@@ -73,6 +74,18 @@ inline testing::AssertionResult has(const std::string &text, const std::string &
 {
     return (text.find(part) != text.npos ? testing::AssertionSuccess() : testing::AssertionFailure() << "no " << part)
            << " in: " << text;
+}
+
+// A field of a message, by its name.
+inline void put(ctlMessage_t &message, const std::string &field, const std::string &value)
+{
+    const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
+    ctlSetText(body, message.body, ctlFindField(body, field), value);
+}
+inline uint32_t get(const ctlMessage_t &message, const char *field)
+{
+    const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
+    return static_cast<uint32_t>(ctlReadInteger(*ctlField(body, field), message.body, 0));
 }
 
 // What a command comes to.
