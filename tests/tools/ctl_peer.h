@@ -101,6 +101,12 @@ inline outcome of(const std::function<int(std::ostream &, std::ostream &)> &comm
     return {exit, out.str(), err.str()};
 }
 
+inline void expectEnd(const outcome &ended, int exit, const std::string &says = "")
+{
+    EXPECT_EQ(ended.exit, exit);
+    EXPECT_TRUE(has(ended.out + ended.err, says));
+}
+
 inline ctlError_t errorOf(const std::function<void()> &act)
 {
     try {
@@ -111,27 +117,25 @@ inline ctlError_t errorOf(const std::function<void()> &act)
     return {CTL_DONE, ""};
 }
 
-// Refused as wrong use, in one line that says so.
-inline void expectRefused(const std::string &says, const std::function<void()> &act)
+// Refused, as wrong use or with another status, in one line that says so.
+inline void expectRefused(const std::string &says, const std::function<void()> &act, int exit = CTL_USAGE)
 {
     const ctlError_t error = errorOf(act);
-    EXPECT_EQ(error.exit, CTL_USAGE) << says;
+    EXPECT_EQ(error.exit, exit) << says;
     EXPECT_TRUE(has(error.text, says));
     EXPECT_FALSE(has(error.text, "\n"));
 }
 
-// Runs the program: it must end with `exit` and say `says`. Wrong use costs one line.
-inline void expectProgram(const char *arguments, int exit, const char *says)
+// Runs the program. Wrong use costs one line.
+inline void expectProgram(const std::string &arguments, int exit, const std::string &says)
 {
-    FILE *pipe = popen((std::string(DORVCTL_BINARY " ") + arguments + " 2>&1").c_str(), "r");
-    std::string said(8192, '\0');
-    said.resize(fread(said.data(), 1, said.size(), pipe));
-    while (fgetc(pipe) != EOF)
-        ;
+    SCOPED_TRACE(arguments);
+    FILE *pipe = popen((DORVCTL_BINARY " " + arguments + " 2>&1").c_str(), "r");
+    std::string said;
+    for (int c; (c = fgetc(pipe)) != EOF;)
+        said += static_cast<char>(c);
     const int status = pclose(pipe);
-    ASSERT_TRUE(WIFEXITED(status)) << arguments;
-    EXPECT_EQ(WEXITSTATUS(status), exit) << arguments << ": " << said;
-    EXPECT_TRUE(has(said, says)) << arguments;
+    expectEnd({statusOf(status), said, ""}, exit, says);
     EXPECT_TRUE(exit != CTL_USAGE || std::count(said.begin(), said.end(), '\n') == 1) << said;
 }
 

@@ -213,10 +213,9 @@ TEST(Dorvctl, DecodesAsFarAsABatchGoes)
         return of([&](auto &out, auto &err) { return ctlDecodeBatch({}, hex, out, err); });
     };
     const outcome cut = decoded(batchHex("CHIPUP portInfo[1].ifindex=te1/2 chip_type=1 @len=115"));
-    EXPECT_EQ(cut.exit, CTL_DONE);
-    EXPECT_TRUE(has(cut.out, "portInfo[1]            ifindex=te1/2 num_buffers=0"));
+    expectEnd(cut, CTL_DONE, "portInfo[1]            ifindex=te1/2 num_buffers=0");
     EXPECT_FALSE(has(cut.out, "portInfo[4]")) << "beyond the body's end";
-    EXPECT_EQ(decoded("0400").exit, CTL_FAILED);
+    expectEnd(decoded("0400"), CTL_FAILED);
     EXPECT_EQ(ctlFold({"0", "0", "1", "1", "1", "2"}), "0 0 1*3 2");
 }
 
@@ -275,30 +274,23 @@ TEST(Dorvctl, ReadsScenarios)
 
 TEST(Dorvctl, ExitStatusFollowsTheEcho)
 {
-    const struct {
-        const char *what;
-        uint8_t ack[2];
-        int32_t status;
-        int exit;
-        const char *out;
-    } rows[] = {
-        {"done", {1, 1}, 0, CTL_DONE, "status 0 ok"},
-        {"refused", {1, 1}, 22, CTL_FAILED, "status 22 driver refused"},
-        {"negative", {1, 1}, -1, CTL_FAILED, "status -1"},
-        {"first too short", {0, 1}, 0, CTL_FAILED, "ack 0"},
-        {"second, which has no status, not acknowledged", {1, 0}, 0, CTL_FAILED, "status 0 ok"},
+    // Of two messages: what the first is answered, whether the second, which has no status, is acknowledged.
+    const std::tuple<uint8_t, int32_t, uint8_t, int, const char *> rows[] = {
+        {1, 0, 1, CTL_DONE, "status 0 ok"},   {1, 22, 1, CTL_FAILED, "status 22 driver refused"},
+        {1, -1, 1, CTL_FAILED, "status -1"},  {0, 0, 1, CTL_FAILED, "ack 0"},
+        {1, 0, 0, CTL_FAILED, "status 0 ok"},
     };
     for (const auto &row : rows) {
         peer fake("mi6", "qosMI.lc1", agent([&](peer &self, std::vector<ctlMessage_t> batch) {
-                      answer(batch.at(0), row.ack[0], row.status);
-                      batch.at(1).ack = row.ack[1];
+                      answer(batch.at(0), std::get<0>(row), std::get<1>(row));
+                      batch.at(1).ack = std::get<2>(row);
                       self.tellManagers(ctlEncode(batch));
                   }));
+        const auto &[first, status, second, exit, says] = row;
         const outcome result = send("COSTRUST ifIndex=te1/3 + AGTREG");
-        EXPECT_EQ(result.exit, row.exit) << row.what << result.err;
-        EXPECT_TRUE(has(result.out, row.out)) << row.what;
+        expectEnd(result, exit, says);
         EXPECT_FALSE(has(result.out, "cos_map")) << "fields that nobody asked for";
-        EXPECT_EQ(!has(result.err, "too short"), row.ack[0] + row.ack[1] == 2) << row.what;
+        EXPECT_EQ(!has(result.err, "too short"), first + second == 2) << says;
     }
 }
 
@@ -332,23 +324,18 @@ TEST(Dorvctl, TakesNoOtherEchoForItsOwn)
 
 TEST(Dorvctl, SaysWhoIsSilent)
 {
-    const outcome nobody = send("AGTREG");
-    EXPECT_EQ(nobody.exit, CTL_SILENT);
-    EXPECT_TRUE(has(nobody.err, "no agent serves qosMI on slot 1"));
-
+    expectEnd(send("AGTREG"), CTL_SILENT, "no agent serves qosMI on slot 1");
     // The second batch must not leave once the first has no echo.
     std::atomic<int> batches{0};
     peer fake("mi6", "qosMI.lc1", agent([&](peer &, std::vector<ctlMessage_t>) { batches++; }));
     ctlOptions_t options;
     options.timeout = 0.1;
-    const outcome result = send("AGTREG", options, 2);
-    EXPECT_EQ(result.exit, CTL_SILENT);
-    EXPECT_TRUE(has(result.err, "no echo from slot 1"));
+    expectEnd(send("AGTREG", options, 2), CTL_SILENT, "no echo from slot 1");
     options.slot = 2;
-    EXPECT_TRUE(has(send("AGTREG", options).err, "on slot 2"));
+    expectEnd(send("AGTREG", options), CTL_SILENT, "on slot 2");
     options.dry_run = true;
     options.seq = 0;
-    EXPECT_TRUE(has(send("AGTREG", options).out, "000004000000000000"));
+    expectEnd(send("AGTREG", options), CTL_DONE, "000004000000000000");
     EXPECT_EQ(batches, 1);
 }
 
@@ -389,7 +376,8 @@ TEST(Dorvctl, WatchShowsWhatAgentsStart)
     const outcome started = watch({2, 5, false}), all = watch({2, 5, true});
     stop = true;
     talker.join();
-    EXPECT_EQ(started.exit, CTL_DONE) << started.err;
+    expectEnd(started, CTL_DONE);
+    expectEnd(all, CTL_DONE, "QOS_COSTRUST_MSG");
     std::istringstream lines(started.out);
     for (std::string line; std::getline(lines, line);) {
         const ctlJson json = ctlJson::parse(line);
@@ -397,8 +385,6 @@ TEST(Dorvctl, WatchShowsWhatAgentsStart)
         EXPECT_EQ(json["slot"], 3);
         EXPECT_EQ(json["fields"]["records.ifindex"], ctlJson({0x18418000}));
     }
-    EXPECT_EQ(all.exit, CTL_DONE) << all.err;
-    EXPECT_TRUE(has(all.out, "QOS_COSTRUST_MSG"));
     EXPECT_EQ(watch({1, 0.05, false}).exit, CTL_SILENT);
 }
 
@@ -413,21 +399,16 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
                                                  : "error: no command " + asked,
                        from);
         });
-        const outcome shown = node(false, 1);
-        EXPECT_EQ(shown.exit, CTL_DONE);
-        EXPECT_TRUE(has(shown.out, "standby  Standby                     12 s  syncs 3"));
-        const outcome unknown = command("dorvald", "trace level");
-        EXPECT_EQ(unknown.exit, CTL_FAILED);
-        EXPECT_EQ(unknown.out, "error: no command trace level\n");
+        expectEnd(node(false, 1), CTL_DONE, "standby  Standby                     12 s  syncs 3");
+        expectEnd(command("dorvald", "trace level"), CTL_FAILED, "error: no command trace level\n");
         const auto trace = [](auto &out, auto &) { return ctlShowTrace(pid, 3, false, out); };
         EXPECT_EQ(of(trace).out, "a\nb\n");
 
         peer second("ctl", "hsld", silent);
         expectRefused("2 processes", [] { ctlFindProcess(pid); });
         EXPECT_EQ(node(true, 0.05).exit, CTL_SILENT); // one of them says nothing
-        const ctlError_t nobody = errorOf([] { ctlFindProcess("dorvlad"); });
-        EXPECT_EQ(nobody.exit, CTL_SILENT);
-        EXPECT_TRUE(has(nobody.text, "nearest is dorvald"));
+        expectRefused(
+            "nearest is dorvald", [] { ctlFindProcess("dorvlad"); }, CTL_SILENT);
     }
     // A file that a dead process has left behind is no process.
     const Socket left(ownRun::path + "/ctl/dorvald.1");
@@ -496,10 +477,8 @@ TEST(Dorvctl, BearsWhatProcessesAnswer)
     for (const int fd : {endless, good, pipes[0], pipes[1]})
         close(fd);
 
-    const outcome table = node(false, 20), json = node(true, 20);
-    EXPECT_EQ(table.exit + json.exit, CTL_DONE);
-    EXPECT_TRUE(has(table.out, " 7        Unknown                     -  a\\x1b \\xc2\\x9b\n"));
-    EXPECT_TRUE(has(json.out, "\"a\\u001b\":\"\\u009b\""));
+    expectEnd(node(false, 20), CTL_DONE, " 7        Unknown                     -  a\\x1b \\xc2\\x9b\n");
+    expectEnd(node(true, 20), CTL_DONE, "\"a\\u001b\":\"\\u009b\"");
     const std::string deep = "ok {\"a\":" + std::string(30000, '[') + std::string(30000, ']') + "}";
     EXPECT_EQ(ctlStatRow({"dorvald", "1", ""}, deep)["error"].get<std::string>().size(), 512u);
 
@@ -563,24 +542,21 @@ TEST(Dorvctl, CompletesWords)
 
 TEST(Dorvctl, FollowsARing)
 {
-    const struct {
-        words before, now, fresh;
-        bool lost;
-    } rows[] = {
-        {{}, {"a"}, {"a"}, false},
-        {{"a", "b"}, {"a", "b"}, {}, false},
-        {{"a", "b"}, {"a", "b", "c"}, {"c"}, false},
-        {{"a", "b", "c"}, {"c", "d", "e"}, {"d", "e"}, false},
-        {{"a", "b"}, {"c", "d"}, {"c", "d"}, true},
-        {{"a", "a", "b", "a", "a"}, {"a", "a", "b", "c"}, {"b", "c"}, false},
-        {{"a", "b", "a", "b", "a", "c"}, {"a", "b", "a", "c", "d"}, {"d"}, false},
-        {{"a"}, {}, {}, true},
-        {{"a", "b"}, {"b"}, {}, false},
+    const auto lines = [](const char *letters) {
+        words each;
+        for (; *letters; ++letters)
+            each.emplace_back(1, *letters);
+        return each;
     };
-    for (const auto &row : rows) {
-        bool lost = !row.lost;
-        EXPECT_EQ(ctlNewLines(row.before, row.now, lost), row.fresh);
-        EXPECT_EQ(lost, row.lost);
+    const std::tuple<const char *, const char *, const char *, bool> rows[] = {
+        {"", "a", "a", false},           {"ab", "ab", "", false},  {"ab", "abc", "c", false},
+        {"abc", "cde", "de", false},     {"ab", "cd", "cd", true}, {"aabaa", "aabc", "bc", false},
+        {"ababac", "abacd", "d", false}, {"a", "", "", true},      {"ab", "b", "", false},
+    };
+    for (const auto &[before, now, fresh, gap] : rows) {
+        bool lost = !gap;
+        EXPECT_EQ(ctlNewLines(lines(before), lines(now), lost), lines(fresh)) << now;
+        EXPECT_EQ(lost, gap) << now;
     }
 }
 
@@ -621,5 +597,5 @@ TEST(Dorvctl, ProgramReadsItsOptions)
         expectProgram(arguments, exit, says);
     const std::string file = ownRun::path + "/scenario";
     std::ofstream(file) << R"({"service": "qosMIStats", "batches": [{"msg": "0"}]})";
-    expectProgram(("apply " + file).c_str(), CTL_SILENT, "no agent serves qosMIStats");
+    expectProgram("apply " + file, CTL_SILENT, "no agent serves qosMIStats");
 }
