@@ -97,29 +97,25 @@ void Cluster::kill(int pid)
 std::string Cluster::ctl(int pid, const std::string &command)
 {
     const std::string path = run + "/ctl/dorvald." + std::to_string(pid);
-    for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 0); ++ms) {
+    for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 1); ++ms)
         if (client.send(path, command))
             return client.receiveText(PATIENCE_MS);
-        usleep(1000);
-    }
     return "";
 }
 
 bool Cluster::logged(int pid, const std::string &part)
 {
-    const std::string mark = std::string("[") + std::to_string(pid) + "]: ";
-    for (int ms = 0; ms < PATIENCE_MS; ++ms) {
-        std::ifstream in(run + "/trace/raslog");
-        in.seekg(static_cast<std::streamoff>(read[pid]));
+    const std::string mark = "[" + std::to_string(pid) + "]: ";
+    bool gone = false; // what a dead one has logged is there
+    for (int ms = 0; ms < PATIENCE_MS && !gone; ++ms) {
+        gone = ready(agents.at(pid), ms > 0);
+        std::istringstream in(log().substr(read[pid]));
         for (std::string line; std::getline(in, line) && !in.eof();)
             if (line.find(mark) != std::string::npos && line.find(part) != std::string::npos) {
-                read[pid] = static_cast<size_t>(in.tellg());
+                read[pid] += static_cast<size_t>(in.tellg());
                 last = line;
                 return true;
             }
-        if (ready(agents.at(pid), 0))
-            ms = std::max(ms, PATIENCE_MS - 2); // what a dead one has logged is there
-        usleep(1000);
     }
     ADD_FAILURE() << pid << ": nothing logged of: " << part << '\n' << log() << slurp(run + "/stderr");
     return false;

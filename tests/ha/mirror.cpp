@@ -98,12 +98,9 @@ Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 {
     const sockaddr_un address = addressOf(run + "/ha/ethsw.1.sock");
     const int fd = packetSocket();
-    for (int ms = 0; connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0; ++ms) {
-        if (ms > PATIENCE_MS) {
-            ADD_FAILURE() << "nobody listens for standbys";
-            return {};
-        }
-        usleep(1000);
+    if (!within([&] { return connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; })) {
+        ADD_FAILURE() << "nobody listens for standbys";
+        return {};
     }
     Dump dump;
     received_t received;

@@ -140,11 +140,6 @@ protected:
         EXPECT_TRUE(shows(response, pokes)) << hslIndexText(get32(record, 0)) << " of " << record.size();
     }
     std::string control(const std::string &command) { return hslControl(server, command); }
-    void step(const std::string &seconds)
-    {
-        EXPECT_EQ(control("clock step " + seconds), "ok");
-        hslStep(server, 0);
-    }
     void expectErrors(const std::string &commands) // with a semicolon behind each
     {
         std::istringstream wrong(commands);

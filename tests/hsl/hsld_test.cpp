@@ -143,42 +143,37 @@ TEST_F(Hsld, FaultsSpoilTheAnswer)
 
 TEST_F(Hsld, LateAnswersFollowTheDriversClock)
 {
-    auto first = [this] { return get32(ask(cos(0x01271000, 36, 28)), 48); };
-    auto second = [this] { return get32(ask(cos(0x01270800, 32, 32)), 48); };
-    auto next = [this] { return get32(agent->receive(), 48); };
-    const uint32_t none = 0xdeadbeef; // what get32 finds in no bytes
-    // Late without a time: behind the next request's arrival, ahead of its answer.
-    control("fault late");
-    EXPECT_EQ(first(), none);
-    step("100");
-    EXPECT_EQ(next(), none);
-    EXPECT_EQ(second(), 0x01271000u);
-    EXPECT_EQ(next(), 0x01270800u);
-    // Late with a time lets others pass; a delay holds them back.
-    control("fault late ms=20000");
-    EXPECT_EQ(first(), none);
-    EXPECT_EQ(second(), 0x01270800u);
-    step("20");
-    EXPECT_EQ(next(), 0x01271000u);
-    control("fault delay ms=9000");
-    EXPECT_EQ(first(), none);
-    EXPECT_EQ(second(), none);
-    step("9");
-    EXPECT_EQ(next(), 0x01271000u);
-    EXPECT_EQ(next(), 0x01270800u);
-    // A stalled driver reads nothing, but hears its user.
-    control("stall 30");
-    EXPECT_EQ(first(), none);
-    EXPECT_EQ(json("show")["stalled"], true);
-    step("30");
-    EXPECT_EQ(next(), 0x01271000u);
-    control("stall");
-    EXPECT_EQ(first(), none);
-    step("1000000");
-    EXPECT_EQ(next(), none);
-    control("resume");
-    hslStep(server, 0);
-    EXPECT_EQ(next(), 0x01271000u);
+    // What the user says, which requests come (1, 2) or answers are waited for (w), and whose answers come (- for
+    // none).
+    const std::tuple<std::string, std::string, std::string> steps[] = {
+        // Late without a time: behind the next request's arrival, ahead of its answer.
+        {"fault late", "1", "-"},
+        {"clock step 100", "w2w", "-12"},
+        // Late with a time lets others pass; a delay holds them back.
+        {"fault late ms=20000", "12", "-2"},
+        {"clock step 20", "w", "1"},
+        {"fault delay ms=9000", "12", "--"},
+        {"clock step 9", "ww", "12"},
+        // A stalled driver reads nothing, but hears its user.
+        {"stall 30", "1", "-"},
+        {"clock step 30", "w", "1"},
+        {"stall", "1", "-"},
+        {"clock step 1000000", "w", "-"},
+        {"resume", "w", "1"},
+    };
+    for (const auto &[said, asked, expected] : steps) {
+        EXPECT_EQ(control(said), "ok");
+        EXPECT_EQ(json("show")["stalled"], said.starts_with("stall") || said == "clock step 1000000");
+        hslStep(server, 0);
+        std::string got;
+        for (const char what : asked) {
+            auto bytes =
+                what == 'w' ? agent->receive() : ask(what == '1' ? cos(0x01271000, 36, 28) : cos(0x01270800, 32, 32));
+            auto command = get32(bytes, 48);
+            got += bytes.empty() ? '-' : command == 0x01271000 ? '1' : command == 0x01270800 ? '2' : '?';
+        }
+        EXPECT_EQ(got, expected) << said;
+    }
 }
 
 TEST_F(Hsld, EventsReachEveryListener)

@@ -59,6 +59,14 @@ private:
     Server socket_;
 };
 
+// What a process with a control socket answers to each command.
+inline peer::server answering(const std::function<std::string(const std::string &)> &answer)
+{
+    return [answer](peer &self, const std::string &command, const std::string &from) {
+        self.reply(answer(command), from);
+    };
+}
+
 using words = std::vector<std::string>;
 
 // A command line's words; a blank at its end begins an empty one.

@@ -5,10 +5,7 @@
 #include <cmath>
 
 #include "tests/tools/ctl_peer.h"
-#include "tools/error.h"
-#include "tools/report.h"
 #include "tools/top.h"
-#include "tools/values.h"
 
 namespace {
 
@@ -172,8 +169,7 @@ TEST(Stats, RatesComeOfTwoReads)
     EXPECT_EQ(rate(reasons, 1, "frames"), 30) << "a reason that was not there";
     EXPECT_EQ(rate(reasons, 2, "frames"), 60) << "cleared in between";
     reads = 0;
-    const std::string text = stats({{"rcv-queue", "1/1"}, "", "", 0.02, true}, false).out;
-    EXPECT_TRUE(has(text, "[frames/s]"));
+    EXPECT_TRUE(has(stats({{"rcv-queue", "1/1"}, "", "", 0.02, true}, false).out, "[frames/s]"));
 }
 
 TEST(Stats, FailuresAreNamedAndTheRestIsShown)
@@ -217,21 +213,28 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
             ports.push_back(query.ifindex);
         return ports;
     };
-    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
+    expectRefused(
+        "", [&] { portsOf({"queue"}); }, CTL_SILENT);
     std::string answer = R"(ok [{"name":"te1/3","ifindex":406945792,"chip":8},
                                 {"name":"te1/4","ifindex":406978561,"chip":9},
                                 {"name":"po1","ifindex":603979777,"chip":-1}])";
-    peer control("ctl", "dorvald", [&](peer &self, const std::string &command, const std::string &from) {
-        EXPECT_EQ(command, "cli json interfaces");
-        self.reply(answer, from);
-    });
+    peer control("ctl", "dorvald", answering([&](const std::string &command) {
+                     EXPECT_EQ(command, "cli json interfaces");
+                     return answer;
+                 }));
     using list = std::vector<uint32_t>;
     EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
     EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
     EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
-    EXPECT_EQ(errorOf([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
+    expectRefused(
+        "the agent knows no port on chip2/0",
+        [&] {
+            portsOf({"queue", "chip2/0"});
+        },
+        CTL_FAILED);
     answer += "(cut: the output is longer than an answer takes)\n"; // which leaves no JSON
-    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
+    expectRefused(
+        "", [&] { portsOf({"queue"}); }, CTL_FAILED);
     answer = "error: no printing function 'json interfaces'";
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).text,
               "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json interfaces'");
@@ -266,10 +269,13 @@ TEST(Stats, TopPutsTheBusiestFirst)
                       std::to_string(n * (second ? 5000000 : 1000000)));
                   put(message, "total[0]", std::to_string(n * 900000000));
               }));
-    ctlTop_t top{{"1/1,1/2"}, 0.02, 2};
-    std::ostringstream out, err;
-    EXPECT_EQ(ctlTop({}, top, {false, -1, 24}, out, err), CTL_DONE);
-    const std::string text = out.str();
+    const auto top = [](unsigned count, const ctlScreen_t &screen) {
+        const ctlTop_t asked = {{"1/1,1/2"}, 0.02, count};
+        const outcome ended = of([&](auto &out, auto &err) { return ctlTop({}, asked, screen, out, err); });
+        EXPECT_EQ(ended.exit, CTL_DONE);
+        return ended.out;
+    };
+    const std::string text = top(2, {false, -1, 24});
     EXPECT_EQ(reads, 6u) << "one read ahead of two tables";
     EXPECT_EQ(text.rfind("2 busy queues on 2 ports", 0), 0u) << text;
     EXPECT_LT(text.find("te1/2      5"), text.find("te1/1      1")) << text;
@@ -284,14 +290,12 @@ TEST(Stats, TopPutsTheBusiestFirst)
             poll(nullptr, 0, 1);
         EXPECT_EQ(write(keys[1], "q", 1), 1);
     });
-    top.count = 0;
-    out.str("");
-    EXPECT_EQ(ctlTop({}, top, {true, keys[0], 4, 14}, out, err), CTL_DONE);
+    const std::string screen = top(0, {true, keys[0], 4, 14});
     finger.join();
-    EXPECT_NE(out.str().find("\033[H2 busy queues"), std::string::npos);
-    EXPECT_EQ(out.str().find("te1/1"), std::string::npos) << "no room for a second queue";
-    EXPECT_EQ(out.str().find("frames"), std::string::npos) << "no room for a third column";
-    EXPECT_EQ(out.str().substr(out.str().size() - 6), "\033[?25h") << "the cursor is back";
+    EXPECT_TRUE(has(screen, "\033[H2 busy queues"));
+    EXPECT_FALSE(has(screen, "te1/1")) << "no room for a second queue";
+    EXPECT_FALSE(has(screen, "frames")) << "no room for a third column";
+    EXPECT_TRUE(screen.ends_with("\033[?25h")) << "the cursor is back";
     close(keys[0]);
     close(keys[1]);
 }

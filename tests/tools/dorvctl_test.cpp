@@ -1,7 +1,6 @@
 // dorvctl: values and names as a person types them, the bytes that leave, and what its exit status says about echoes.
 // The agent here is a plain socket with a script, bound where a real one would be.
 #include "tests/tools/ctl_peer.h"
-#include "tools/batch.h"
 
 #include <limits>
 #include <stdexcept>
@@ -9,13 +8,10 @@
 
 #include "tools/commands.h"
 #include "tools/complete.h"
-#include "tools/error.h"
 #include "tools/node.h"
-#include "tools/report.h"
 #include "tools/scenario.h"
 #include "tools/show.h"
 #include "tools/text.h"
-#include "tools/values.h"
 
 namespace {
 
@@ -392,13 +388,11 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
 {
     EXPECT_EQ(node(false, 1).exit, CTL_SILENT);
     {
-        peer fake("ctl", "dorvald", [](peer &self, const std::string &asked, const std::string &from) {
-            EXPECT_TRUE(has(from, "/ctl/dorvctl."));
-            self.reply(asked == "stat"           ? R"(ok {"stage":6,"pid":77,"role":"standby","since":12,"syncs":3})"
-                       : asked == "trace show 3" ? "ok\na\nb"
-                                                 : "error: no command " + asked,
-                       from);
-        });
+        peer fake("ctl", "dorvald", answering([](const std::string &asked) -> std::string {
+                      if (asked == "stat")
+                          return R"(ok {"stage":6,"pid":77,"role":"standby","since":12,"syncs":3})";
+                      return asked == "trace show 3" ? "ok\na\nb" : "error: no command " + asked;
+                  }));
         expectEnd(node(false, 1), CTL_DONE, "standby  Standby                     12 s  syncs 3");
         expectEnd(command("dorvald", "trace level"), CTL_FAILED, "error: no command trace level\n");
         const auto trace = [](auto &out, auto &) { return ctlShowTrace(pid, 3, false, out); };
@@ -420,9 +414,9 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
 TEST(Dorvctl, OfSeveralAgentsTheActiveOneIsMeant)
 {
     const auto inRole = [](const std::string &role) {
-        return [role](peer &self, const std::string &asked, const std::string &from) {
-            self.reply(asked == "stat" ? R"(ok {"role":")" + role + "\"}" : "ok\n\tMsg Sent\n" + role, from);
-        };
+        return answering([role](const std::string &asked) {
+            return asked == "stat" ? R"(ok {"role":")" + role + "\"}" : "ok\n\tMsg Sent\n" + role;
+        });
     };
     const auto shown = [&](const std::string &agent) {
         return of([&](auto &out, auto &) { return ctlShowTable("mi", {agent, false, 1}, out); }).out;
@@ -482,9 +476,7 @@ TEST(Dorvctl, BearsWhatProcessesAnswer)
     const std::string deep = "ok {\"a\":" + std::string(30000, '[') + std::string(30000, ']') + "}";
     EXPECT_EQ(ctlStatRow({"dorvald", "1", ""}, deep)["error"].get<std::string>().size(), 512u);
 
-    peer second("ctl", "dorvald.2", [](peer &self, const std::string &, const std::string &from) {
-        self.reply(R"(ok {"role":["active"]})", from);
-    });
+    peer second("ctl", "dorvald.2", answering([](auto &) { return R"(ok {"role":["active"]})"; }));
     expectRefused("none of them active", [] { ctlFindAgent("", 20); });
     peer huge("ctl", "dorvald.99999999999999999999", silent);
     std::ofstream(ownRun::path + "/ctl/" + std::string(200, 'x') + ".1");
@@ -498,9 +490,7 @@ TEST(Dorvctl, BearsWhatProcessesAnswer)
 
 TEST(Dorvctl, CompletesWords)
 {
-    peer fake("ctl", "dorvald", [](peer &self, const std::string &, const std::string &from) {
-        self.reply(R"(ok [{"ifindex":406945792,"chip":8}])", from); // te1/3
-    });
+    peer fake("ctl", "dorvald", answering([](auto &) { return R"(ok [{"ifindex":406945792,"chip":8}])"; })); // te1/3
     const ctlGrammar_t grammar = {{"send", {{"--slot", true}, {"--service", true}, {"-v", false}}},
                                   {"stats", {}},
                                   {"show", {{"--pid", true}}},
