@@ -12,6 +12,7 @@
 
 #include "platform/records/frame.h"
 #include "platform/records/larkin.h"
+#include "tests/support/mi6.h"
 
 namespace {
 
@@ -136,11 +137,9 @@ void Cluster::join(int pid)
 
 bool Cluster::send(int pid, const Bytes &batch) const
 {
-    Bytes address(20);
-    putNative(address, 0, 2, 58);
-    std::copy_n("qosMI", 5, address.begin() + 2);
-    address[19] = 8;
-    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), address + batch);
+    const mi6_addr_t to = mi6Address("qosMI", 8, 0);
+    const auto *head = reinterpret_cast<const uint8_t *>(&to);
+    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), Bytes(head, head + sizeof to) + batch);
 }
 
 Bytes Cluster::echo(int pid)

@@ -166,7 +166,11 @@ protected:
         pass(0);
     }
     void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
-    void offer(const std::string &words) { EXPECT_EQ(control("traffic " + words), "ok"); }
+    void offer(const std::string &words, uint64_t ms = 0) // and lets it go on so long
+    {
+        EXPECT_EQ(control("traffic " + words), "ok");
+        pass(ms);
+    }
     hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return server.model.ports.at(port).traffic.queues[p]; }
 };
 

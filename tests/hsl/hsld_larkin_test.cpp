@@ -62,7 +62,10 @@ protected:
             text += flow.decided_by + " " + std::to_string(flow.priority) + ", ";
         return text;
     }
-    void offer(uint32_t port, const std::string &words) { OnItsClock::offer(hslIndexText(port) + " " + words); }
+    void offer(uint32_t port, const std::string &words, uint64_t ms = 0)
+    {
+        OnItsClock::offer(hslIndexText(port) + " " + words, ms);
+    }
     hslQueue_t &queue(unsigned p, uint32_t port = TE1) { return OnItsClock::queue(p, port); }
     hslBuffer counters(uint32_t kind, uint32_t port = TE1)
     {
@@ -160,14 +163,12 @@ TEST_F(Larkin, QueuesShareBudgetAndReserve)
     tell(dce(0x23050002, 38, 20, {{12, TE1}, {16, 200000}}));
     tell(dce(0x23050002, 39, 20, {{12, TE1}, {16, 100000}}));
     offer(TE1, "cos=0 rate=10G");
-    offer(TE1, "cos=3 rate=10G");
-    pass(100);
+    offer(TE1, "cos=3 rate=10G", 100);
     EXPECT_NEAR(queue(1).level.now + queue(3).level.now, 100000, 1); // not 2 x 60000
     EXPECT_EQ(queue(1).dropped + queue(3).dropped, 0);
     EXPECT_EQ(hslCount(queue(1).held + queue(3).held), 125000000u - 100000);
     offer(TE1, "cos=1 rate=10G");
-    offer(TE1, "cos=5 rate=10G");
-    pass(1000);
+    offer(TE1, "cos=5 rate=10G", 1000);
     EXPECT_NEAR(queue(0).level.now + queue(5).level.now, 100000, 1); // what the port has left, of 250000 each
     EXPECT_NEAR(queue(0).dropped + queue(5).dropped, 4 * 1.25e9 * 3 / 4 / 2, 1e6);
     EXPECT_EQ(get(dce(0x23050001, 33, 120, {{12, TE1}}), 16, 4), 200000u);
@@ -209,8 +210,7 @@ TEST_F(Larkin, MulticastHasQueuesAndALimitOfTheChip)
     tell(drops);
     offer(TE1, "priority=2 kind=broadcast rate=8G");
     offer(TE2, "priority=2 kind=multicast rate=8G");
-    offer(TE2, "priority=2 rate=1G");
-    pass(1000);
+    offer(TE2, "priority=2 rate=1G", 1000);
     EXPECT_EQ(counted(2), 1250005u); // 16 come, 10 leave
     EXPECT_EQ(hslCount(queue(2, LARKIN).dropped), 2000000000u - 1250005000);
     EXPECT_EQ(hslCount(queue(2, TE2).enqueued), 125000000u);
@@ -219,11 +219,9 @@ TEST_F(Larkin, MulticastHasQueuesAndALimitOfTheChip)
     tell(dce(0x17250003, 19, 20, {{12, 60000, 2}, {16, 2000}}));
     pass(1000);
     EXPECT_EQ(counted(2), 250034u); // the burst, of which 10 Gbit/s leave and the rest is dropped, and 2 Gbit/s
-    offer(TE1, "off");
-    pass(1000);
+    offer(TE1, "off", 1000);
     EXPECT_EQ(counted(2), 500034u);
-    offer(TE2, "off");
-    pass(1000);
+    offer(TE2, "off", 1000);
     EXPECT_EQ(counted(2), 500034u);
     expectNoWarnings();
 }

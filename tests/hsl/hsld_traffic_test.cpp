@@ -70,12 +70,10 @@ protected:
 TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
 {
     answer(thresholdOf(3, 1000000));
-    offer("te1/1 priority=3 rate=9G");
-    pass(1000);
+    offer("te1/1 priority=3 rate=9G", 1000);
     EXPECT_EQ(drops(), (Counts{0, 0}));
     // 2 of 12 Gbit/s are too many: 4 ms to fill the queue, then 250 MB a second.
-    offer("te1/1 priority=3 rate=12G");
-    pass(3);
+    offer("te1/1 priority=3 rate=12G", 3);
     EXPECT_EQ(hslCount(queue(3).level.now), 750000u);
     EXPECT_EQ(drops()[1], 0u);
     pass(1001);
@@ -93,8 +91,7 @@ TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
     for (int i = 0; i < 100; ++i) // many short strides are one long one
         pass(10);
     EXPECT_EQ(drops()[1], 250500000u);
-    offer("te1/1 off");
-    pass(uint64_t{40} * 86400 * 1000);
+    offer("te1/1 off", uint64_t{40} * 86400 * 1000);
     EXPECT_EQ(queue(3).level.now, 0);
     EXPECT_EQ(drops()[1], 250500000u);
     EXPECT_FALSE(server.model.traffic_runs);
@@ -156,8 +153,7 @@ TEST_F(Traffic, PauseGoesBothWays)
     };
     answer(pfc(3));
     offer("te1/1 priority=3 rate=12G");
-    offer("te1/1 priority=4 rate=12G");
-    pass(2000);
+    offer("te1/1 priority=4 rate=12G", 2000);
     EXPECT_EQ(queue(3).dropped, 0);
     EXPECT_EQ(hslCount(queue(3).level.now), 100000u);
     EXPECT_EQ(hslCount(queue(3).held + queue(3).enqueued), 3000000000u);
@@ -176,8 +172,7 @@ TEST_F(Traffic, PauseGoesBothWays)
     EXPECT_NEAR(static_cast<double>(counter(1, 0xA0)), 2 * 597, 2);
     EXPECT_NEAR(static_cast<double>(reason(2)), 596, 1);
     EXPECT_EQ(hslCount(queue(3).paused * 1000), 1000u);
-    offer("te1/1 pause priority=3 off");
-    pass(1000);
+    offer("te1/1 pause priority=3 off", 1000);
     EXPECT_NEAR(queue(3).forwarded - three, 0.625e9, 1);
     clearCounters();
     EXPECT_EQ(counter(1, 0x58) + counter(1, 0xA0), 0u);
@@ -190,8 +185,7 @@ TEST_F(Traffic, EveryDropHasItsReason)
     offer("te1/1 priority=3 rate=12G");
     offer("te1/1 drop reason=14 rate=8M");
     offer("te1/1 drop reason=127 rate=16M");
-    offer("te1/2 priority=3 rate=16M");
-    pass(1004);
+    offer("te1/2 priority=3 rate=16M", 1004);
     const std::pair<size_t, uint64_t> cases[] = {{25, 250000},  {14, 1004}, {127, 2008}, {33, 0},
                                                  {128, 250000}, {129, 0},   {132, 3012}, {134, 253012}};
     for (const auto &[number, frames] : cases)
@@ -210,8 +204,7 @@ TEST_F(Traffic, StateReadsShowDepthsAndHighWater)
     answer(cos(0x01270806, 40, 28, {{28, PORT}, {32, 1}, {36, 1000000}}));
     answer(thresholdOf(5, 200000));
     answer(cos(0x01270802, 52, 28, {{28, PORT}, {32, 3}, {40, 1}, {44, 80000}, {48, 70000}}));
-    offer("te1/1 priority=5 rate=12G");
-    pass(1000);
+    offer("te1/1 priority=5 rate=12G", 1000);
     auto check = [&](const std::vector<std::tuple<uint32_t, uint32_t, Poke>> &reads) {
         for (auto &[command, size, expected] : reads)
             expectAnswer(cos(command, size, size, {{28, PORT}, {32, 0x80, 1}}), {expected});
@@ -234,8 +227,7 @@ TEST_F(Traffic, StateReadsShowDepthsAndHighWater)
     for (auto [selector, frames] : {std::pair{5, tail / 1000}, {3, uint64_t{0}}, {8, tail / 1000}})
         expectAnswer(cos(0x0127080E, 36, 148, {{28, PORT}, {32, selector & 15u, 1}}), {{68, frames, 8}});
     // Drained, the marks stay until they are cleared, each by its own device.
-    offer("te1/1 off");
-    pass(1000);
+    offer("te1/1 off", 1000);
     check({{0x0127000A, 88, {40, 200}},
            {0x0127000A, 88, {56 + 5 * 2, 0, 2}},
            {0x0127000A, 88, {72 + 5 * 2, 200, 2}},
@@ -279,8 +271,7 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     answer(cosBulk({add(in, 7), cos(0x09270004, 40, 40, {{28, in}, {32, PORT}, {36, 7}})}));
     answer(add(in, 8));
     // 5 MB a second: the bucket lasts 125 ms, then 1 conforms, 2 exceed and 2 are too many.
-    offer("te1/1 priority=2 rate=40M kind=broadcast");
-    pass(1125);
+    offer("te1/1 priority=2 rate=40M kind=broadcast", 1125);
     EXPECT_EQ(policed(46, 7), (Counts{1625000, 2000000, 2000000}));
     EXPECT_EQ(policed(46, 8), (Counts{0, 0, 0}));
     EXPECT_EQ(policed(47, 7), (Counts{0, 0, 0}));
@@ -292,12 +283,10 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     clearPolicer(46, 7);
     EXPECT_EQ(policed(46, 7), (Counts{0, 0, 0}));
     // The bucket fills while nothing comes. A flow may name its policer; without one nothing is policed.
-    offer("te1/1 off");
-    pass(10000);
+    offer("te1/1 off", 10000);
     answer(cos(0x09270005, 36, 36, {{28, in}, {32, PORT}}));
     offer("te1/1 priority=2 rate=40M");
-    offer("te1/1 priority=2 rate=40M kind=multicast policer=7");
-    pass(125);
+    offer("te1/1 priority=2 rate=40M kind=multicast policer=7", 125);
     EXPECT_EQ(policed(46, 7), (Counts{625000, 0, 0}));
     EXPECT_FALSE(json("traffic list")[0].contains("policer"));
     expectHas(json("traffic list")[1], R"({"port": "te1/1", "ifindex": "0x18408000", "priority": 2,
@@ -306,8 +295,7 @@ TEST_F(Traffic, PolicersCountWhatTheyPassAndDrop)
     for (uint32_t group : {0, 7})
         answer(add(0, 9, group), mirelle2);
     answer(cos(0x09270004, 40, 40, {{32, last}, {36, 9}}), mirelle2);
-    offer("te2/64 priority=1 rate=40M");
-    pass(1125);
+    offer("te2/64 priority=1 rate=40M", 1125);
     EXPECT_EQ(policed(47, 9, 7, mirelle2), (Counts{1625000, 2000000, 2000000}));
     EXPECT_EQ(policed(47, 9, 0, mirelle2), (Counts{0, 0, 0}));
     for (uint32_t group : {0, 7}) { // a clear names one group
@@ -329,8 +317,7 @@ TEST_F(Traffic, MirelleCountsInItsOwnRecords)
     answer(redOf(0x01270808, 0, 255, 100000, 100000, chip), chip);
     answer(redOf(0x01270808, 5, 255, 20000, 80000, two), chip);
     offer("te2/1 priority=3 rate=12G");
-    offer("te2/2 priority=5 rate=12G");
-    pass(1000);
+    offer("te2/2 priority=5 rate=12G", 1000);
     const uint64_t tail = 249900; // 250 MB, less what fits the queue
     const uint64_t red = 249970;  // 250 MB, less the half of the ramp that the queue stands at
     const size_t results = 48 + 2 * 12 + 4;

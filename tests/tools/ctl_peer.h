@@ -3,12 +3,11 @@
 #ifndef TESTS_TOOLS_CTL_PEER_H
 #define TESTS_TOOLS_CTL_PEER_H
 
-#include "tests/support/peer.h"
+#include "tests/support/mi6.h"
 #include "tools/batch.h"
 #include "tools/error.h"
 #include "tools/report.h"
 #include "tools/values.h"
-#include "velmar/mi6.h"
 #include "velmar/run.h"
 
 // The run directory of this test process, made before anything asks for it and removed at the end.
@@ -44,11 +43,7 @@ public:
     // Sends to every manager's socket, as the agent of a slot.
     void tellManagers(const ctlBytes &bytes, unsigned slot = 1, const std::string &service = "qosMI") const
     {
-        mi6_addr_t own{};
-        own.family = 58;
-        service.copy(own.service, sizeof own.service - 1);
-        own.slot_mask = static_cast<uint16_t>(1u << (slot - 1));
-        own.flags = 2;
+        const mi6_addr_t own = mi6Address(service.c_str(), 2, static_cast<uint16_t>(1u << (slot - 1)));
         const auto *head = reinterpret_cast<const uint8_t *>(&own);
         for (const auto &entry : std::filesystem::directory_iterator(ownRun::path + "/mi6"))
             if (entry.path().filename().string().starts_with(service + ".mgr."))
