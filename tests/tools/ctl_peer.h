@@ -121,12 +121,16 @@ inline ctlError_t errorOf(const std::function<void()> &act)
 }
 
 // Refused, as wrong use or with another status, in one line that says so.
-inline void expectRefused(const std::string &says, const std::function<void()> &act, int exit = CTL_USAGE)
+inline void expectRefused(int exit, const std::string &says, const std::function<void()> &act)
 {
     const ctlError_t error = errorOf(act);
     EXPECT_EQ(error.exit, exit) << says;
     EXPECT_TRUE(has(error.text, says));
     EXPECT_FALSE(has(error.text, "\n"));
+}
+inline void expectRefused(const std::string &says, const std::function<void()> &act)
+{
+    expectRefused(CTL_USAGE, says, act);
 }
 
 // Runs the program. Wrong use costs one line.

@@ -213,8 +213,7 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
             ports.push_back(query.ifindex);
         return ports;
     };
-    expectRefused(
-        "", [&] { portsOf({"queue"}); }, CTL_SILENT);
+    expectRefused(CTL_SILENT, "", [&] { portsOf({"queue"}); });
     std::string answer = R"(ok [{"name":"te1/3","ifindex":406945792,"chip":8},
                                 {"name":"te1/4","ifindex":406978561,"chip":9},
                                 {"name":"po1","ifindex":603979777,"chip":-1}])";
@@ -226,15 +225,9 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
     EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
     EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
     EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
-    expectRefused(
-        "the agent knows no port on chip2/0",
-        [&] {
-            portsOf({"queue", "chip2/0"});
-        },
-        CTL_FAILED);
+    expectRefused(CTL_FAILED, "the agent knows no port on chip2/0", [&] { portsOf({"queue", "chip2/0"}); });
     answer += "(cut: the output is longer than an answer takes)\n"; // which leaves no JSON
-    expectRefused(
-        "", [&] { portsOf({"queue"}); }, CTL_FAILED);
+    expectRefused(CTL_FAILED, "", [&] { portsOf({"queue"}); });
     answer = "error: no printing function 'json interfaces'";
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).text,
               "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json interfaces'");
