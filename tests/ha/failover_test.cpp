@@ -309,7 +309,8 @@ TEST(Takeover, AddressesDifferAndMonitorsGoOn)
         duo.configure(duo.second, 0); // a step while the agent waits for the driver would end that wait
         EXPECT_EQ(duo.ctl(duo.second, std::string("clock step ") + std::to_string(poll.seconds)), "ok");
         const auto notice = [&](const Bytes &said) {
-            return said[0] == poll.code && !std::ranges::search(said, port).empty();
+            return said[0] == poll.code &&
+                   std::search(said.begin(), said.end(), port.begin(), port.end()) != said.end();
         };
         while (std::ranges::none_of(duo.unasked, notice) && duo.listen()) // and asks for nothing: messages go first
             ;
