@@ -12,6 +12,7 @@
 
 #include "platform/records/frame.h"
 #include "platform/records/larkin.h"
+#include "tests/support/mi6.h"
 
 namespace {
 
@@ -63,27 +64,29 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
     return pid;
 }
 
-bool Cluster::ended(int pid, int timeout_ms)
+std::optional<int> Cluster::reaped(int pid, int timeout_ms)
 {
     int status = 0;
     if (!ready(agents.at(pid), timeout_ms) || waitpid(pid, &status, 0) != pid)
-        return false;
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status << ' ' << slurp(run + "/stderr");
+        return {};
     close(agents.at(pid));
     agents.erase(pid);
-    return true;
+    return status;
+}
+
+bool Cluster::ended(int pid, int timeout_ms)
+{
+    const std::optional<int> status = reaped(pid, timeout_ms);
+    EXPECT_TRUE(!status || (WIFSIGNALED(*status) && WTERMSIG(*status) == SIGKILL))
+        << *status << ' ' << slurp(run + "/stderr");
+    return status.has_value();
 }
 
 int Cluster::status(int pid)
 {
-    int status = 0;
-    if (!ready(agents.at(pid), PATIENCE_MS) || waitpid(pid, &status, 0) != pid) {
-        ADD_FAILURE() << pid << " goes on";
-        return -1;
-    }
-    close(agents.at(pid));
-    agents.erase(pid);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const std::optional<int> status = reaped(pid, PATIENCE_MS);
+    EXPECT_TRUE(status) << pid << " goes on";
+    return status ? statusOf(*status) : -1;
 }
 
 void Cluster::kill(int pid)
@@ -95,49 +98,36 @@ void Cluster::kill(int pid)
 std::string Cluster::ctl(int pid, const std::string &command)
 {
     const std::string path = run + "/ctl/dorvald." + std::to_string(pid);
-    for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 0); ++ms) {
+    for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 1); ++ms)
         if (client.send(path, command))
             return client.receiveText(PATIENCE_MS);
-        usleep(1000);
-    }
     return "";
 }
 
 bool Cluster::logged(int pid, const std::string &part)
 {
-    const std::string mark = std::string("[") + std::to_string(pid) + "]: ";
-    for (int ms = 0; ms < PATIENCE_MS; ++ms) {
-        std::ifstream in(run + "/trace/raslog");
-        in.seekg(static_cast<std::streamoff>(read[pid]));
+    const std::string mark = "[" + std::to_string(pid) + "]: ";
+    bool gone = false; // what a dead one has logged is there
+    for (int ms = 0; ms < PATIENCE_MS && !gone; ++ms) {
+        gone = ready(agents.at(pid), ms > 0);
+        std::istringstream in(log().substr(read[pid]));
         for (std::string line; std::getline(in, line) && !in.eof();)
             if (line.find(mark) != std::string::npos && line.find(part) != std::string::npos) {
-                read[pid] = static_cast<size_t>(in.tellg());
+                read[pid] += static_cast<size_t>(in.tellg());
                 last = line;
                 return true;
             }
-        if (ready(agents.at(pid), 0))
-            ms = std::max(ms, PATIENCE_MS - 2); // what a dead one has logged is there
-        usleep(1000);
     }
     ADD_FAILURE() << pid << ": nothing logged of: " << part << '\n' << log() << slurp(run + "/stderr");
     return false;
-}
-
-std::string Cluster::log() const
-{
-    return slurp(run + "/trace/raslog");
 }
 
 void Cluster::lead(int pid)
 {
     EXPECT_TRUE(logged(pid, "this process is active"));
     const auto registration = [](const Bytes &message) { return message.size() == 9 && message[0] == 0; };
-    while (std::none_of(unasked.begin(), unasked.end(), registration)) {
-        ASSERT_TRUE(ready(manager.fd, PATIENCE_MS)) << "no registration";
-        const Bytes got = manager.receive().bytes;
-        unasked.push_back(cut(got, 20, got.size()));
-    }
-    std::erase_if(unasked, registration);
+    while (std::erase_if(unasked, registration) == 0)
+        ASSERT_TRUE(listen()) << "no registration";
 }
 
 void Cluster::join(int pid)
@@ -147,42 +137,31 @@ void Cluster::join(int pid)
 
 bool Cluster::send(int pid, const Bytes &batch) const
 {
-    Bytes address(20);
-    putNative(address, 0, 2, 58);
-    std::copy_n("qosMI", 5, address.begin() + 2);
-    address[19] = 8;
-    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), address + batch);
+    const mi6_addr_t to = mi6Address("qosMI", 8, 0);
+    const auto *head = reinterpret_cast<const uint8_t *>(&to);
+    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), Bytes(head, head + sizeof to) + batch);
 }
 
 Bytes Cluster::echo(int pid)
 {
-    for (;;) {
+    const auto answers = [](const Bytes &message) { return message.size() > 4 && message[3] == 0x77; };
+    do {
         pollfd entries[] = {{manager.fd, POLLIN, 0}, {agents.at(pid), POLLIN, 0}};
-        if (poll(entries, 2, PATIENCE_MS) <= 0)
-            ADD_FAILURE() << "no answer from " << pid;
-        if (!ready(manager.fd, 0)) // what it sent before it died was there before its end
+        EXPECT_GT(poll(entries, 2, PATIENCE_MS), 0) << "no answer from " << pid;
+        if (!listen(0)) // what it sent before it died was there before its end
             return {};
-        const Bytes got = manager.receive().bytes;
-        const Bytes payload = cut(got, 20, got.size());
-        if (payload.size() > 4 && payload[3] == 0x77)
-            return payload;
-        unasked.push_back(payload);
-    }
+    } while (!answers(unasked.back()));
+    const Bytes found = unasked.back();
+    unasked.pop_back();
+    return found;
 }
 
-bool Cluster::listen()
+bool Cluster::listen(int timeout_ms)
 {
-    if (!ready(manager.fd, PATIENCE_MS))
-        return false;
-    const Bytes got = manager.receive().bytes;
-    unasked.push_back(cut(got, 20, got.size()));
-    return true;
-}
-
-void Cluster::drain()
-{
-    while (ready(manager.fd, 0))
-        unasked.push_back(manager.receive().bytes);
+    const Bytes got = manager.receive(timeout_ms).bytes;
+    if (!got.empty())
+        unasked.push_back(cut(got, 20, got.size()));
+    return !got.empty();
 }
 
 Bytes Cluster::exchange(int pid, const Bytes &batch)
@@ -204,11 +183,6 @@ std::vector<Request> Cluster::requests()
                                  cut(request, 20, isUncleared(request) ? HEADS : request.size())});
         }
     return found;
-}
-
-void Cluster::refuse(uint32_t seed)
-{
-    refused = seed;
 }
 
 // The same request always gets the same answer.

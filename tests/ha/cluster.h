@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 #include "tests/support/chip_reply.h"
 
@@ -35,17 +36,16 @@ public:
     // Waits for a line of the agent's in the event log with this in it, behind the last one that was found.
     bool logged(int pid, const std::string &part);
     std::string last; // that line
-    std::string log() const;
+    std::string log() const { return slurp(run + "/trace/raslog"); }
     void lead(int pid);                           // waits until it is active and has said so to the manager
     void join(int pid);                           // waits until it holds a dump
     bool send(int pid, const Bytes &batch) const; // false if it is gone
     // The echo of the next batch; empty if the agent died without one. Other messages go to `unasked`.
     Bytes echo(int pid);
-    bool listen(); // for one message that was not asked for; false if none comes
-    void drain();  // into `unasked`
+    bool listen(int timeout_ms = 20000); // for one message that was not asked for; false if none comes
     Bytes exchange(int pid, const Bytes &batch);
-    std::vector<Request> requests(); // those that came since the last call
-    void refuse(uint32_t seed);      // commands that the driver refuses from now on; 0 for none
+    std::vector<Request> requests();  // those that came since the last call
+    std::atomic<uint32_t> refused{0}; // seed of the commands that the driver refuses from now on, 0 for none
 
     const std::string run;
     std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
@@ -53,9 +53,9 @@ public:
 
 private:
     std::vector<Bytes> answer(const Bytes &request);
-    std::atomic<uint32_t> refused{0};
-    std::map<int, int> agents;  // pidfd by pid
-    std::map<int, size_t> read; // of the event log
+    std::optional<int> reaped(int pid, int timeout_ms); // the wait status of one that has ended
+    std::map<int, int> agents;                          // pidfd by pid
+    std::map<int, size_t> read;                         // of the event log
     Socket manager, client;
     Driver driver;
 };

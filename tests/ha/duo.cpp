@@ -24,12 +24,6 @@ std::vector<std::string> content(const Cluster &cluster)
     return contentOf(takeDump(cluster.run, layoutHash()).words);
 }
 
-void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b)
-{
-    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    EXPECT_TRUE(a == b) << (left == a.end() ? "(end)" : *left) << '\n' << (right == b.end() ? "(end)" : *right);
-}
-
 Duo::Duo(KillAt second_ends, const std::function<void()> &limits)
 {
     prepare = limits;

@@ -12,7 +12,13 @@ constexpr unsigned PORTS = 4; // of a chip
 // The hash of the agents' layout, which an agent tells to whoever plays the active one.
 uint64_t layoutHash();
 std::vector<std::string> content(const Cluster &cluster);
-void expectSame(const std::vector<std::string> &a, const std::vector<std::string> &b);
+template <typename Lines>
+void expectSame(const Lines &a, const Lines &b) // or the first that differ
+{
+    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    EXPECT_TRUE(a == b) << (left == a.end() ? "(end)" : testing::PrintToString(*left)) << '\n'
+                        << (right == b.end() ? "(end)" : testing::PrintToString(*right));
+}
 
 // An agent at work on a Tessel with ports, and a standby that holds a dump.
 struct Duo : Cluster {

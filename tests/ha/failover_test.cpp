@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <numeric>
+#include <set>
 #include <unistd.h>
 
 #include "agent/messages/catalogue.h"
@@ -103,14 +105,9 @@ Bytes randomMessage(Dice &dice, uint8_t code, uint32_t chip)
 }
 
 using Batch = std::vector<Bytes>;
-
-Bytes joined(const Batch &batch)
-{
-    Bytes bytes;
-    for (const Bytes &message : batch)
-        bytes = bytes + message;
-    return bytes;
-}
+const auto joined = [](const Batch &batch) {
+    return std::accumulate(batch.begin(), batch.end(), Bytes(), [](auto &&all, auto &next) { return all + next; });
+};
 
 // No longer than what an agent receives at once.
 Batch randomBatch(Dice &dice, bool quiet)
@@ -130,22 +127,13 @@ Batch randomBatch(Dice &dice, bool quiet)
     return batch;
 }
 
-std::string hex(const Bytes &bytes)
+std::vector<Bytes> bodiesOf(const std::vector<Request> &requests) // the monitors' own left out
 {
-    std::string text;
-    for (const uint8_t byte : bytes)
-        for (const int digit : {byte >> 4, byte & 15})
-            text += "0123456789abcdef"[digit];
-    return text;
-}
-
-std::vector<std::string> linesOf(const std::vector<Request> &requests)
-{
-    std::vector<std::string> lines;
+    std::vector<Bytes> bodies;
     for (const Request &request : requests)
         if (!request.polls)
-            lines.push_back(hex(request.body));
-    return lines;
+            bodies.push_back(request.body);
+    return bodies;
 }
 
 // ---- The chain: each survivor is the next round's active agent
@@ -181,9 +169,7 @@ struct Chain {
     // One batch to the active agent and, once acknowledged, to the model: false if the active one died without it.
     bool tell(const Batch &batch)
     {
-        const uint32_t seed = dice.percent(30) ? dice.number() : 0;
-        pair.refuse(seed);
-        model.refuse(seed);
+        pair.refused = model.refused = dice.percent(30) ? dice.number() : 0;
         const bool by_hand = dice.percent(2);
         if (!pair.send(active, joined(batch)))
             return false;
@@ -194,10 +180,9 @@ struct Chain {
         const Bytes echo = pair.echo(active);
         if (echo.empty())
             return false;
-        ++acknowledged;
-        EXPECT_EQ(hex(echo), hex(model.exchange(never_killed, joined(batch))));
+        EXPECT_EQ(echo, model.exchange(never_killed, joined(batch)));
         const std::vector<Request> asked = pair.requests();
-        expectSame(linesOf(asked), linesOf(model.requests()));
+        expectSame(bodiesOf(asked), bodiesOf(model.requests()));
         for (const Request &request : asked)
             last_seq[request.type] = request.seq;
         return true;
@@ -220,7 +205,7 @@ struct Chain {
             return;
         }
         ::kill(standby, SIGCONT);
-        pair.refuse(0);
+        pair.refused = 0;
         const int next = pair.start(killPoint());
         pair.lead(standby);
         active = std::exchange(standby, next);
@@ -239,14 +224,12 @@ struct Chain {
     {
         const auto has = content(pair);
         auto expected = content(model);
-        size_t taken = 0;
-        for (; has != expected && taken < last.size(); ++taken) {
+        for (size_t taken = 0; has != expected && taken < last.size(); ++taken) {
             model.exchange(never_killed, last[taken]);
             model.requests();
             expected = content(model);
         }
         expectSame(has, expected);
-        ++(taken == 0 ? without : taken == last.size() ? with : partly);
         for (const char *command : {"cli show dorvmd interface all", "stat"}) {
             const auto shown = [&](Cluster &cluster, int pid) {
                 const std::string text = cluster.ctl(pid, command);
@@ -262,31 +245,22 @@ struct Chain {
     int active, standby, never_killed;
     Batch again;
     std::map<uint32_t, uint32_t> last_seq;
-    unsigned acknowledged = 0, with = 0, without = 0, partly = 0;
 };
 
-// Start of the program and end of the arena, which is reserved as a whole.
-std::pair<uint64_t, uint64_t> placesOf(int pid)
+// Where the program begins, and where reservations as large as the arena end.
+std::set<unsigned long> placesOf(int pid)
 {
-    std::ifstream maps(std::string("/proc/") + std::to_string(pid) + "/maps");
-    std::pair<uint64_t, uint64_t> found;
+    std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+    std::set<unsigned long> found;
     for (std::string line; std::getline(maps, line);) {
-        unsigned long from, end;
-        if (sscanf(line.c_str(), "%lx-%lx", &from, &end) != 2)
-            continue;
-        if (!found.first && line.find("/dorvald") != std::string::npos)
-            found.first = from;
+        unsigned long from = 0, end = 0;
+        sscanf(line.c_str(), "%lx-%lx", &from, &end);
         if (line.find(" ---p ") != std::string::npos && end - from > 0x3c000000 && end - from <= 0x40000000)
-            found.second = end;
+            found.insert(end);
+        else if (line.find(" 00000000 ") != std::string::npos && line.find("/dorvald_points") != std::string::npos)
+            found.insert(from);
     }
     return found;
-}
-
-size_t pollsOf(const std::vector<Request> &requests, uint32_t command)
-{
-    return static_cast<size_t>(std::count_if(requests.begin(), requests.end(), [command](const Request &request) {
-        return request.polls && get32(request.body, 28) == command;
-    }));
 }
 
 class Rounds : public testing::TestWithParam<uint32_t> {};
@@ -304,16 +278,15 @@ TEST_P(Rounds, NothingAcknowledgedIsLostAndNothingIsHalfDone)
         SCOPED_TRACE(std::string("FAILOVER_SEED=") + std::to_string(seed) + " round " + std::to_string(round));
         chain.round();
     }
-    printf("FAILOVER_SEED=%u: %u rounds, %u batches acknowledged; the last one was there %u times, not there %u times, "
-           "in part %u times\n",
-           seed, rounds, chain.acknowledged, chain.with, chain.without, chain.partly);
 }
 
 TEST(Takeover, AddressesDifferAndMonitorsGoOn)
 {
     Duo duo;
-    const auto a = placesOf(duo.first), b = placesOf(duo.second);
-    EXPECT_TRUE(a.first && a.second && a.first != b.first && a.second != b.second) << a.second << ' ' << b.second;
+    std::set<unsigned long> places = placesOf(duo.first), others = placesOf(duo.second);
+    EXPECT_GE(std::min(places.size(), others.size()), 2U);
+    places.merge(others);
+    EXPECT_TRUE(others.empty()) << "of both: " << *others.begin();
     Bytes bum = policerAddBody(portNumber(1), 7), watch(33);
     put(bum, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
     put(watch, {{0, portNumber(2)}, {24, CHIP}});
@@ -335,15 +308,16 @@ TEST(Takeover, AddressesDifferAndMonitorsGoOn)
         put32(port, 0, poll.port);
         duo.configure(duo.second, 0); // a step while the agent waits for the driver would end that wait
         EXPECT_EQ(duo.ctl(duo.second, std::string("clock step ") + std::to_string(poll.seconds)), "ok");
-        const auto said = [&] {
-            return std::any_of(duo.unasked.begin(), duo.unasked.end(), [&](const Bytes &notice) {
-                return notice[0] == poll.code && hex(notice).find(hex(port)) != std::string::npos;
-            });
+        const auto notice = [&](const Bytes &said) {
+            return said[0] == poll.code &&
+                   std::search(said.begin(), said.end(), port.begin(), port.end()) != said.end();
         };
-        while (!said() && duo.listen()) // and asks for nothing: messages go ahead of timers
+        while (std::ranges::none_of(duo.unasked, notice) && duo.listen()) // and asks for nothing: messages go first
             ;
-        EXPECT_TRUE(said()) << poll.code;
-        EXPECT_GE(pollsOf(duo.requests(), poll.command), 1U);
+        EXPECT_TRUE(std::ranges::any_of(duo.unasked, notice)) << poll.code;
+        EXPECT_TRUE(std::ranges::any_of(duo.requests(), [&](const Request &request) {
+            return request.polls && get32(request.body, 28) == poll.command;
+        }));
     }
 }
 
@@ -500,11 +474,10 @@ TEST(Takeover, EndWhileStandbysJoin)
         while (!cluster.ended(first, 1)) {
             if (cluster.log().find(HOLDS, find(HOLDS) + 1) != std::string::npos)
                 cluster.send(first, add);
-            cluster.drain();
+            while (cluster.listen(0))
+                ;
         }
-        for (int ms = 0; find(ACTIVE) == std::string::npos && ms < 20000; ++ms)
-            usleep(1000);
-        ASSERT_NE(find(ACTIVE), std::string::npos) << cluster.log();
+        ASSERT_TRUE(within([&] { return find(ACTIVE) != std::string::npos; })) << cluster.log();
         if (find(HOLDS) > find(ACTIVE))
             continue;
         ++held;

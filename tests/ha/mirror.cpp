@@ -2,12 +2,12 @@
 #include "tests/ha/mirror.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <poll.h>
+#include <span>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -29,79 +29,65 @@ bool readable(int fd)
     return poll(&entry, 1, PATIENCE_MS) == 1;
 }
 
-// A block or an object as a dump describes it. Pointers are kept apart from the bytes.
+// A block or an object as a dump describes it: its bytes that are not 0, and its pointers.
 struct Place {
     std::string head;
-    std::map<uint32_t, uint8_t> bytes; // those that are not 0
+    std::map<uint32_t, uint8_t> bytes;
     std::map<uint32_t, const uint32_t *> pointers;
-    bool met = false;
 };
 
-size_t lengthOf(const uint32_t *record)
+size_t lengthAt(const Words &words, size_t at)
 {
-    const uint32_t op = record[0] & DELTA_OP;
-    return DELTA_WORDS[op] + (op == DELTA_BYTES ? ((record[0] >> DELTA_SHIFT) + 3) / 4 : 0);
+    return deltaRecordLength(std::span<const uint32_t>(words).subspan(at));
 }
 
 std::map<uint32_t, Place> placesIn(const Words &words)
 {
     std::map<uint32_t, Place> places;
-    for (size_t at = 0; at < words.size(); at += lengthOf(&words[at])) {
-        const uint32_t *record = &words[at];
-        switch (record[0] & DELTA_OP) {
-        case DELTA_BLOCK:
-            if (record[7])
-                places[record[1]].head = std::string("size ") + std::to_string(record[3]) + " type " +
-                                         std::to_string(record[4]) + " group " + std::to_string(record[5]) + " tag " +
-                                         std::to_string(record[6]);
-            break;
-        case DELTA_BYTES:
-            for (uint32_t i = 0; i < record[0] >> DELTA_SHIFT; ++i)
+    for (size_t at = 0; at < words.size(); at += lengthAt(words, at)) {
+        const uint32_t *record = &words[at], op = record[0] & DELTA_OP, argument = record[0] >> DELTA_SHIFT;
+        Place *place = op == DELTA_COMMIT || (op == DELTA_BLOCK && !record[7]) ? nullptr : &places[record[1]];
+        if (place && op == DELTA_BLOCK) // size, type, group and tag
+            for (const uint32_t *word = record + 3; word < record + 7; ++word)
+                place->head += ' ' + std::to_string(*word);
+        if (op == DELTA_BYTES)
+            for (uint32_t i = 0; i < argument; ++i)
                 if (const uint8_t byte = reinterpret_cast<const uint8_t *>(record + 3)[i])
-                    places[record[1]].bytes[record[2] + i] = byte;
-            break;
-        case DELTA_POINTER:
-            if (record[0] >> DELTA_SHIFT != DELTA_TO_NULL)
-                places[record[1]].pointers[record[2]] = record;
-            break;
-        }
+                    place->bytes[record[2] + i] = byte;
+        if (op == DELTA_POINTER && argument != DELTA_TO_NULL)
+            place->pointers[record[2]] = record;
     }
     return places;
 }
 
+// Goes from the objects to all that they lead to. Blocks are told by the order in which it meets them.
 struct Walk {
     std::map<uint32_t, Place> places;
-    std::map<uint32_t, size_t> order; // of blocks
-    std::vector<uint32_t> queue;
+    std::map<uint32_t, size_t> order = {};
+    std::vector<uint32_t> queue = {};
 
     std::string target(const uint32_t *record)
     {
         const uint32_t kind = record[0] >> DELTA_SHIFT;
-        uint32_t number = record[3];
+        size_t number = record[3];
         if (kind == DELTA_TO_BLOCK) {
-            const auto [entry, is_new] = order.try_emplace(number, order.size());
+            const auto [entry, is_new] = order.try_emplace(record[3], order.size());
             if (is_new)
-                queue.push_back(number);
-            number = static_cast<uint32_t>(entry->second);
+                queue.push_back(record[3]);
+            number = entry->second;
         }
         return std::string("-bof").substr(kind, 1) + std::to_string(number) + "+" + std::to_string(record[4]);
     }
-    std::string line(uint32_t number, bool follow)
+    // Takes a place out: its line.
+    std::string line(const std::string &name, uint32_t number, bool follow = true)
     {
-        Place &place = places[number];
-        place.met = true;
-        std::string text =
-            (number & DELTA_OBJECT ? std::string("object") + std::to_string(number & ~DELTA_OBJECT) : "block") + ' ' +
-            place.head + ':';
-        uint32_t next = 0;
-        for (const auto &[at, byte] : place.bytes) {
-            char digits[4];
-            snprintf(digits, sizeof digits, "%02x", byte);
-            text += at == next ? digits : std::string(" @") + std::to_string(at) + "=" + digits;
-            next = at + 1;
-        }
+        const Place place = std::exchange(places[number], {});
+        places.erase(number);
+        std::string text = name + place.head + ':';
+        for (const auto &[at, byte] : place.bytes)
+            text += ' ' + std::to_string(at) + '=' + std::to_string(byte);
         for (const auto &[at, record] : place.pointers)
-            text += std::string(" @") + std::to_string(at) + "->" + (follow ? target(record) : "");
+            text += ' ' + std::to_string(at) + "->" + (follow ? target(record) : "");
         return text;
     }
 };
@@ -112,12 +98,9 @@ Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 {
     const sockaddr_un address = addressOf(run + "/ha/ethsw.1.sock");
     const int fd = packetSocket();
-    for (int ms = 0; connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0; ++ms) {
-        if (ms > PATIENCE_MS) {
-            ADD_FAILURE() << "nobody listens for standbys";
-            return {};
-        }
-        usleep(1000);
+    if (!within([&] { return connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; })) {
+        ADD_FAILURE() << "nobody listens for standbys";
+        return {};
     }
     Dump dump;
     received_t received;
@@ -148,16 +131,17 @@ bool isHolder(const std::string &run)
 
 std::vector<std::string> contentOf(const Words &words)
 {
-    Walk walk = {placesIn(words), {}, {}};
+    Walk walk = {placesIn(words)};
     std::vector<std::string> lines;
-    for (auto at = walk.places.lower_bound(DELTA_OBJECT); at != walk.places.end(); ++at)
-        lines.push_back(walk.line(at->first, true));
+    for (auto at = walk.places.lower_bound(DELTA_OBJECT); at != walk.places.end();) {
+        const uint32_t number = (at++)->first;
+        lines.push_back(walk.line("object " + std::to_string(number & ~DELTA_OBJECT), number));
+    }
     for (size_t i = 0; i < walk.queue.size(); ++i)
-        lines.push_back(std::to_string(i) + ' ' + walk.line(walk.queue[i], true));
+        lines.push_back(walk.line(std::to_string(i), walk.queue[i]));
     const size_t found = lines.size();
-    for (const auto &[number, place] : walk.places)
-        if (!place.met)
-            lines.push_back(std::string("lost ") + walk.line(number, false));
+    while (!walk.places.empty())
+        lines.push_back(walk.line("lost", walk.places.begin()->first, false));
     std::sort(lines.begin() + static_cast<std::ptrdiff_t>(found), lines.end());
     return lines;
 }
@@ -167,7 +151,7 @@ size_t recordAt(const Words &words, uint32_t op)
     const uint32_t kind = op == DELTA_POINTER ? uint32_t{DELTA_TO_BLOCK} : 0;
     size_t at = 0;
     while (at < words.size() && ((words[at] & DELTA_OP) != op || (kind && words[at] >> DELTA_SHIFT != kind)))
-        at += lengthOf(&words[at]);
+        at += lengthAt(words, at);
     return at;
 }
 

@@ -14,33 +14,47 @@ constexpr uint32_t OTHER = 0x88410000; // slot 1, chip 1
 
 struct Poke {
     size_t offset;
-    unsigned width;
     uint64_t value;
+    unsigned width = 4;
 };
+using Pokes = std::vector<Poke>;
 
-inline hslBuffer poked(hslBuffer record, const std::vector<Poke> &pokes)
+inline hslBuffer poked(hslBuffer record, const Pokes &pokes)
 {
     for (auto &poke : pokes)
         hslPut(record, poke.offset, poke.width, poke.value);
     return record;
 }
 
-inline hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const std::vector<Poke> &pokes = {})
+inline hslBuffer dce(uint32_t command, uint8_t operation, uint16_t bytes, const Pokes &pokes = {})
 {
     return poked(dceRecord(command, bytes, operation), pokes);
 }
 
-inline hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const std::vector<Poke> &pokes = {})
+inline hslBuffer cos(uint32_t command, uint32_t in, uint32_t out, const Pokes &pokes = {})
 {
     return poked(cosRecord(command, in, out), pokes);
 }
 
-inline testing::AssertionResult shows(const hslBuffer &record, const std::vector<Poke> &pokes)
+inline bool isCos(const hslBuffer &record)
+{
+    return (record.at(1) & 15) == 7;
+}
+
+inline testing::AssertionResult shows(const hslBuffer &record, const Pokes &pokes)
 {
     for (auto &poke : pokes)
         if (uint64_t found = hslGet(record, poke.offset, poke.width); found != poke.value)
             return testing::AssertionFailure() << found << " for " << poke.value << " at " << poke.offset;
     return testing::AssertionSuccess();
+}
+
+// A frame header in the machine's byte order.
+inline void expectFrame(const hslBuffer &bytes, size_t at, uint32_t length, uint32_t type, uint32_t seq)
+{
+    EXPECT_EQ(getNative(bytes, at, 4), length);
+    EXPECT_EQ(getNative(bytes, at + 4, 2), type);
+    EXPECT_EQ(getNative(bytes, at + 8, 4), seq);
 }
 
 // What `part` says is found so, and what is null in it is absent.
@@ -63,6 +77,7 @@ protected:
     hslServer_t server;
     std::unique_ptr<Peer> agent;
     uint32_t seq = 0;
+    hslBuffer response; // the record that answered the last `tell`
 
     void SetUp() override
     {
@@ -83,22 +98,25 @@ protected:
     }
     void TearDown() override { hslClose(server); }
 
-    void send(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101, uint32_t expected = 65536)
+    hslBuffer framed(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101)
     {
         const auto length = static_cast<uint32_t>(record.size());
         hslBuffer frame(48);
         putNative(frame, 0, 4, 48 + length);
         putNative(frame, 4, 2, type);
         putNative(frame, 8, 4, ++seq);
-        put(frame, {{20, target}, {28, 6}, {40, length}, {44, expected}});
-        frame = frame + record;
+        put(frame, {{20, target}, {28, 6}, {40, length}, {44, 65536}});
+        return frame + record;
+    }
+    hslBuffer exchange(const hslBuffer &frame)
+    {
         agent->send(run + "/qos/driver", frame);
+        hslStep(server, 0);
+        return agent->receive();
     }
     hslBuffer ask(const hslBuffer &record, uint32_t target = CHIP, uint16_t type = 101)
     {
-        send(record, target, type);
-        hslStep(server, 0);
-        return agent->receive();
+        return exchange(framed(record, target, type));
     }
     // The record of the answer, checked as a frame.
     hslBuffer answer(const hslBuffer &record, uint32_t target = CHIP)
@@ -109,7 +127,26 @@ protected:
         return length < 48 || length > bytes.size() ? hslBuffer()
                                                     : hslBuffer(bytes.begin() + 48, bytes.begin() + length);
     }
+    // Its status.
+    uint32_t tell(const hslBuffer &record, uint32_t target = CHIP)
+    {
+        response = answer(record, target);
+        EXPECT_GE(response.size(), isCos(record) ? 28u : 12u);
+        return isCos(record) ? get32(response, 24) : response.at(7);
+    }
+    void expectAnswer(const hslBuffer &record, const Pokes &pokes, uint32_t target = CHIP)
+    {
+        EXPECT_EQ(tell(record, target), 0u);
+        EXPECT_TRUE(shows(response, pokes)) << hslIndexText(get32(record, 0)) << " of " << record.size();
+    }
     std::string control(const std::string &command) { return hslControl(server, command); }
+    void expectErrors(const std::string &commands) // with a semicolon behind each
+    {
+        std::istringstream wrong(commands);
+        for (std::string line; std::getline(wrong, line, ';');)
+            EXPECT_EQ(control(line).substr(0, 7), "error: ") << line;
+    }
+    void expectNoWarnings() { EXPECT_EQ(json("show")["warnings"], hslJson::array()); }
     hslJson json(const std::string &command)
     {
         auto text = control(command);
@@ -129,7 +166,12 @@ protected:
         pass(0);
     }
     void pass(uint64_t ms) { hslTrafficAdvance(server.model, at += ms); }
-    hslQueue_t &queueOf(unsigned p, uint32_t port) { return server.model.ports.at(port).traffic.queues[p]; }
+    void offer(const std::string &words, uint64_t ms = 0) // and lets it go on so long
+    {
+        EXPECT_EQ(control("traffic " + words), "ok");
+        pass(ms);
+    }
+    hslQueue_t &queue(unsigned p, uint32_t port = PORT) { return server.model.ports.at(port).traffic.queues[p]; }
 };
 
 } // namespace hsld_test

@@ -5,24 +5,9 @@
 #include <cmath>
 
 #include "tests/tools/ctl_peer.h"
-#include "tools/error.h"
-#include "tools/report.h"
 #include "tools/top.h"
-#include "tools/values.h"
 
 namespace {
-
-void put(ctlMessage_t &message, const std::string &field, const std::string &value)
-{
-    const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
-    ctlSetText(body, message.body, ctlFindField(body, field), value);
-}
-
-uint32_t get(const ctlMessage_t &message, const char *field)
-{
-    return static_cast<uint32_t>(
-        ctlReadInteger(*ctlField(ctlBodyOf(*qosMsgInfo(message.code)), field), message.body, 0));
-}
 
 constexpr const char *AGENT = "qosMIStats.lc1";
 std::atomic<int> batches;
@@ -47,20 +32,15 @@ outcome stats(ctlStatsOptions_t asked, bool json = true)
 {
     ctlOptions_t options;
     options.json = json;
-    std::ostringstream out, err;
-    const int exit = ctlShowStats(options, asked, out, err);
-    return {exit, out.str(), err.str()};
+    return of([&](auto &out, auto &err) { return ctlShowStats(options, asked, out, err); });
 }
 
 } // namespace
 
 TEST(Stats, WordsChooseTheRequests)
 {
-    const struct {
-        ctlStatsOptions_t asked;
-        std::vector<unsigned> codes;
-        const char *hex; // how the last body begins
-    } rows[] = {
+    // Kinds and targets; the codes of the requests, and how the last one's body begins.
+    const std::tuple<ctlStatsOptions_t, std::vector<unsigned>, std::string> rows[] = {
         {{{"queue", "0/1"}}, {30}, "18008000ffffff9d0000"},
         {{{"queue", "1/1..1/3", "fo1/2", "1/2"}}, {30, 30, 30, 30}, "18413000"},
         {{{"flow-control", "te1/3@1,0x0c000001"}}, {29, 29}, "0c000001"},
@@ -73,19 +53,19 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"policers", "1/3"}, "7,9"}, {40}, "88400000ffffff9d000000000002184180000000000700"},
         {{{"policers", "egress", "all"}, "7,9"}, {40, 40}, "8bc00000ffffff9d0000000100018bc000000000000900"},
     };
-    for (const auto &row : rows) {
-        std::vector<unsigned> codes;
-        std::string hex;
-        for (const ctlStatsQuery_t &query : ctlPlanStats(row.asked)) {
-            codes.push_back(query.message.code);
-            hex = ctlFormatHex(query.message.body.data(), query.message.body.size());
+    for (const auto &[asked, codes, hex] : rows) {
+        std::vector<unsigned> planned;
+        std::string last;
+        for (const ctlStatsQuery_t &query : ctlPlanStats(asked)) {
+            planned.push_back(query.message.code);
+            last = ctlFormatHex(query.message.body.data(), query.message.body.size());
         }
-        EXPECT_EQ(codes, row.codes) << row.hex;
-        EXPECT_EQ(hex.substr(0, std::strlen(row.hex)), row.hex);
+        EXPECT_EQ(planned, codes) << hex;
+        EXPECT_EQ(last.substr(0, hex.size()), hex);
     }
     EXPECT_EQ(ctlPlanStats({{"policers", "1/3"}, "1..70"}).size(), 3u);
 
-    const std::tuple<ctlStatsOptions_t, const char *> refused[] = {
+    const std::pair<ctlStatsOptions_t, const char *> refused[] = {
         {{{}}, "kind is missing"},
         {{{"queues"}}, "the nearest is queue "},
         {{{"queue", "eth0"}}, "'eth0' is neither"},
@@ -96,37 +76,34 @@ TEST(Stats, WordsChooseTheRequests)
         {{{"voq", "1/3"}, "", "1,2"}, "4 values"},
         {{{"red", "0x00000001"}}, "on no chip"},
     };
-    for (const auto &[asked, says] : refused) {
-        const ctlError_t error = errorOf([&, asked = asked] { ctlPlanStats(asked); });
-        EXPECT_EQ(error.exit, CTL_USAGE);
-        EXPECT_NE(error.text.find(says), std::string::npos) << says << ": " << error.text;
-    }
+    for (const auto &row : refused)
+        expectRefused(row.second, [&] { ctlPlanStats(row.first); });
 }
 
 TEST(Stats, TablesOfReplies)
 {
     peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
-                  if (message.code == 30) {
-                      put(message, "counter1[3]", "18446744073709551615");
-                      put(message, "counter2[3]", "x:");
-                      put(message, "total[1]", "77");
-                  } else if (message.code == 65) {
-                      put(message, "num_reasons", "2");
-                      put(message, "records.text", std::string(45, 'A') + ",\x1b[2J\x9b");
-                      put(message, "records.counter", "5,6");
-                  } else if (message.code == 35 && get(message, "ifindex") == 0x18408000) {
+                  const std::tuple<unsigned, const char *, std::string> fields[] = {
+                      {30, "counter1[3]", "18446744073709551615"},
+                      {30, "total[1]", "77"},
+                      {65, "num_reasons", "2"},
+                      {65, "records.text", std::string(45, 'A') + ",\x1b[2J\x9b"},
+                      {65, "records.counter", "5,6"},
+                      {61, "pair260[6]", "1"},
+                      {61, "pair260[7]", "2"},
+                      {48, "tmc_id", "-1"},
+                      {40, "num_records", "64"}, // more than are there
+                  };
+                  for (const auto &[code, field, value] : fields)
+                      if (code == message.code)
+                          put(message, field, value);
+                  if (message.code == 40)
+                      put(message, "records.counter[2]", std::to_string(100 * get(message, "records.policer_id")));
+                  if (message.code == 35 && get(message, "ifindex") != 0x18408000)
+                      return put(message, "mrl_counter[5]", "8");
+                  if (message.code == 35) {
                       put(message, "records_valid", "1");
                       put(message, "records[0].counter[7]", "9");
-                  } else if (message.code == 35) {
-                      put(message, "mrl_counter[5]", "8");
-                  } else if (message.code == 61) {
-                      put(message, "pair260[6]", "1");
-                      put(message, "pair260[7]", "2");
-                  } else if (message.code == 48) {
-                      put(message, "tmc_id", "-1");
-                  } else if (message.code == 40) {
-                      put(message, "num_records", "64"); // more than are there
-                      put(message, "records.counter[2]", std::to_string(100 * get(message, "records.policer_id")));
                   }
               }));
     const outcome queue = stats({{"queue", "0/1"}, "", "", 0, true}, false);
@@ -142,7 +119,7 @@ TEST(Stats, TablesOfReplies)
     EXPECT_EQ(rows[0]["row"], std::string(45, 'A'));
     EXPECT_EQ(rows[1]["frames"], 6);
     const std::string shown = stats({{"drop-reasons", "1/1"}, "", "", 0, true}, false).out;
-    EXPECT_NE(shown.find("\n\\x1b[2J\\x9b  "), std::string::npos) << shown;
+    EXPECT_TRUE(has(shown, "\n\\x1b[2J\\x9b  "));
     const ctlJson red = stats({{"red", "1/1,1/2"}}).json();
     ASSERT_EQ(red[0]["rows"].size(), 1u);
     EXPECT_EQ(red[0]["rows"][0]["level3_bytes"], 9);
@@ -192,16 +169,19 @@ TEST(Stats, RatesComeOfTwoReads)
     EXPECT_EQ(rate(reasons, 1, "frames"), 30) << "a reason that was not there";
     EXPECT_EQ(rate(reasons, 2, "frames"), 60) << "cleared in between";
     reads = 0;
-    const std::string text = stats({{"rcv-queue", "1/1"}, "", "", 0.02, true}, false).out;
-    EXPECT_NE(text.find("[frames/s]"), std::string::npos) << text;
+    EXPECT_TRUE(has(stats({{"rcv-queue", "1/1"}, "", "", 0.02, true}, false).out, "[frames/s]"));
 }
 
 TEST(Stats, FailuresAreNamedAndTheRestIsShown)
 {
     ctlStatsOptions_t asked{{"queue", "1/1..1/4"}};
     EXPECT_EQ(stats(asked).exit, CTL_SILENT) << "nobody is there";
-    std::ostringstream out, err;
-    EXPECT_EQ(ctlTop({}, {{"1/1"}, 5, 0}, {false, -1, 24}, out, err), CTL_SILENT);
+    const auto top = [](const words &ports, double interval, unsigned count) {
+        return of([&](auto &out, auto &err) {
+            return ctlTop({}, {ports, interval, count}, {false, -1, 24}, out, err);
+        });
+    };
+    expectEnd(top({"1/1"}, 5, 0), CTL_SILENT);
     batches = 0;
     peer fake("mi6", AGENT, answers([](ctlMessage_t &message) {
                   const uint32_t port = get(message, "ifindex") >> 15 & 127;
@@ -212,15 +192,14 @@ TEST(Stats, FailuresAreNamedAndTheRestIsShown)
     EXPECT_EQ(result.exit, CTL_FAILED);
     for (const char *says : {"te1/1 queue: status 25, unknown interface", "te1/2 queue: the agent left the request",
                              "te1/3 queue: the agent passed the request over"})
-        EXPECT_NE(result.err.find(says), std::string::npos) << result.err;
+        EXPECT_TRUE(has(result.err, says));
     const ctlJson json = result.json();
     ASSERT_EQ(json.size(), 4u);
     EXPECT_EQ(json[0]["rows"], ctlJson::array());
     EXPECT_EQ(json[0]["status"], 25);
     EXPECT_EQ(json[3]["rows"].size(), 9u);
     EXPECT_EQ(batches, 1);
-    EXPECT_EQ(ctlTop({}, {{"1/1,1/5"}, 0.02, 1}, {false, -1, 24}, out, err), CTL_FAILED);
-    EXPECT_NE(err.str().find("te1/1: status 25"), std::string::npos) << err.str();
+    expectEnd(top({"1/1,1/5"}, 0.02, 1), CTL_FAILED, "te1/1: status 25");
     batches = 1;
     stats({{"drop-reasons", "1/4,1/5"}});
     EXPECT_EQ(batches, 3) << "a batch has room for one";
@@ -234,21 +213,21 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
             ports.push_back(query.ifindex);
         return ports;
     };
-    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_SILENT);
+    expectRefused(CTL_SILENT, "", [&] { portsOf({"queue"}); });
     std::string answer = R"(ok [{"name":"te1/3","ifindex":406945792,"chip":8},
                                 {"name":"te1/4","ifindex":406978561,"chip":9},
                                 {"name":"po1","ifindex":603979777,"chip":-1}])";
-    peer control("ctl", "dorvald", [&](peer &self, const std::string &command, const std::string &from) {
-        EXPECT_EQ(command, "cli json interfaces");
-        self.reply(answer, from);
-    });
+    peer control("ctl", "dorvald", answering([&](const std::string &command) {
+                     EXPECT_EQ(command, "cli json interfaces");
+                     return answer;
+                 }));
     using list = std::vector<uint32_t>;
     EXPECT_EQ(portsOf({"queue"}), (list{0x18418000, 0x18420001}));
     EXPECT_EQ(portsOf({"queue", "chip1/1", "all"}), (list{0x18420001, 0x18418000}));
     EXPECT_EQ(portsOf({"tmc"}), (list{0x88400000, 0x88410000}));
-    EXPECT_EQ(errorOf([&] { portsOf({"queue", "chip2/0"}); }).text, "the agent knows no port on chip2/0");
+    expectRefused(CTL_FAILED, "the agent knows no port on chip2/0", [&] { portsOf({"queue", "chip2/0"}); });
     answer += "(cut: the output is longer than an answer takes)\n"; // which leaves no JSON
-    EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).exit, CTL_FAILED);
+    expectRefused(CTL_FAILED, "", [&] { portsOf({"queue"}); });
     answer = "error: no printing function 'json interfaces'";
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).text,
               "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json interfaces'");
@@ -262,13 +241,15 @@ TEST(Stats, ClearsOnePortOrAll)
                       std::to_string(message.code) + ":" + ctlFormatHex(message.body.data(), message.body.size()) + " ";
                   put(message, "status", get(message, "ifindex") == 0x18420000 ? "22" : "0");
               }));
-    std::ostringstream out, err;
-    EXPECT_EQ(ctlClearStats({}, {}, out, err), CTL_DONE);
-    EXPECT_EQ(ctlClearStats({}, {"1/3..1/4"}, out, err), CTL_FAILED);
+    const auto clear = [](const words &ports) {
+        return of([&](auto &out, auto &err) { return ctlClearStats({}, ports, out, err); });
+    };
+    const outcome all = clear({}), two = clear({"1/3..1/4"});
+    EXPECT_EQ(two.exit, CTL_FAILED);
     EXPECT_EQ(bodies, "41:000000008bc000000000000100000000 "
                       "41:00000000184180000000000000000000 41:00000000184200000000000000000000 ");
-    EXPECT_EQ(out.str(), "all  cleared\nte1/3  cleared\n");
-    EXPECT_EQ(err.str(), "dorvctl: te1/4: status 22, driver refused\n");
+    EXPECT_EQ(all.out + two.out, "all  cleared\nte1/3  cleared\n");
+    EXPECT_EQ(two.err, "dorvctl: te1/4: status 22, driver refused\n");
 }
 
 TEST(Stats, TopPutsTheBusiestFirst)
@@ -281,10 +262,13 @@ TEST(Stats, TopPutsTheBusiestFirst)
                       std::to_string(n * (second ? 5000000 : 1000000)));
                   put(message, "total[0]", std::to_string(n * 900000000));
               }));
-    ctlTop_t top{{"1/1,1/2"}, 0.02, 2};
-    std::ostringstream out, err;
-    EXPECT_EQ(ctlTop({}, top, {false, -1, 24}, out, err), CTL_DONE);
-    const std::string text = out.str();
+    const auto top = [](unsigned count, const ctlScreen_t &screen) {
+        const ctlTop_t asked = {{"1/1,1/2"}, 0.02, count};
+        const outcome ended = of([&](auto &out, auto &err) { return ctlTop({}, asked, screen, out, err); });
+        EXPECT_EQ(ended.exit, CTL_DONE);
+        return ended.out;
+    };
+    const std::string text = top(2, {false, -1, 24});
     EXPECT_EQ(reads, 6u) << "one read ahead of two tables";
     EXPECT_EQ(text.rfind("2 busy queues on 2 ports", 0), 0u) << text;
     EXPECT_LT(text.find("te1/2      5"), text.find("te1/1      1")) << text;
@@ -299,30 +283,12 @@ TEST(Stats, TopPutsTheBusiestFirst)
             poll(nullptr, 0, 1);
         EXPECT_EQ(write(keys[1], "q", 1), 1);
     });
-    top.count = 0;
-    out.str("");
-    EXPECT_EQ(ctlTop({}, top, {true, keys[0], 4, 14}, out, err), CTL_DONE);
+    const std::string screen = top(0, {true, keys[0], 4, 14});
     finger.join();
-    EXPECT_NE(out.str().find("\033[H2 busy queues"), std::string::npos);
-    EXPECT_EQ(out.str().find("te1/1"), std::string::npos) << "no room for a second queue";
-    EXPECT_EQ(out.str().find("frames"), std::string::npos) << "no room for a third column";
-    EXPECT_EQ(out.str().substr(out.str().size() - 6), "\033[?25h") << "the cursor is back";
+    EXPECT_TRUE(has(screen, "\033[H2 busy queues"));
+    EXPECT_FALSE(has(screen, "te1/1")) << "no room for a second queue";
+    EXPECT_FALSE(has(screen, "frames")) << "no room for a third column";
+    EXPECT_TRUE(screen.ends_with("\033[?25h")) << "the cursor is back";
     close(keys[0]);
     close(keys[1]);
-}
-
-// The program: options reach the request, wrong use costs one line.
-TEST(Stats, ProgramReadsItsOptions)
-{
-    const std::tuple<const char *, int, const char *> rows[] = {
-        {"stats", CTL_USAGE, "kind is required"},
-        {"stats queue 1/1 --rate 0", CTL_USAGE, "--rate"},
-        {"stats policers 1/1 --ids 1..3 --slot 4", CTL_SILENT, "on slot 4"},
-        {"stats -j queue 1/1", CTL_SILENT, "[]"},
-        {"stats --help", CTL_DONE, "buffers [ingress|egress] [port|plc|tmc|tmc-chip]"},
-        {"clear stat", CTL_USAGE, "the nearest is stats"},
-        {"top 1/1 --interval 0.05 --count 1", CTL_SILENT, "no agent"},
-    };
-    for (const auto &[arguments, exit, says] : rows)
-        expectProgram(arguments, exit, says);
 }
