@@ -93,7 +93,10 @@ void dispatch(qosMsgHdr_t *message)
 #define NOTHING nullptr
 constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> qaMsgHandlers = {{
 #define QOS_CODE(number, name, body, least, handler, ...) {number, handlerOf<body, handler, least>()},
+#define QOS_UNNAMED QOS_CODE
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 }};
 #undef NOTHING
 #undef COUNTED

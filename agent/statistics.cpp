@@ -94,6 +94,7 @@ uint32_t plain(qosWhere_t where, const qosText_t<const char *> &received, const 
         return plain(__func__, QOS_INF_TEXT(received), row, body);                                                     \
     }
 #include "agent/statistics.def"
+#undef QA_STATISTIC
 
 void qaRcvQueSetThresholds(const qosIf_t *interface, qosRcvQueueStatsMsg_t *body)
 {

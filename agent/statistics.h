@@ -13,6 +13,7 @@
 // is left to the back end. What a failed request had not reached comes back as it was sent.
 #define QA_STATISTIC(code, handler, ...) uint32_t handler(qosBodyOf<code> *body);
 #include "agent/statistics.def"
+#undef QA_STATISTIC
 
 // Code 25. Three entries in turn, then the thresholds; the first failure ends it, and what ran keeps what it wrote.
 uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body);

@@ -40,6 +40,7 @@ constexpr void setBlocks(qaIoctlRow_t &row, chips_t whose)
     if (chips_t::chips == whose)                                                                                       \
         set<code, entry>(row);
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 }
 
 // What Tessel and both Mirelle types do alike.

@@ -6,13 +6,19 @@
 
 enum : uint8_t {
 #define QOS_CODE(number, name, ...) name = number,
+#define QOS_UNNAMED QOS_CODE
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 };
 
 #define QOS_CODE(...) +1
+#define QOS_UNNAMED QOS_CODE
 constexpr unsigned QOS_MSG_CODES = 0
 #include "agent/messages/codes.def"
     ;
+#undef QOS_UNNAMED
+#undef QOS_CODE
 
 // What a handler returns and, but where it says otherwise, leaves in the body's status. Other values are a back end's.
 enum : uint32_t {

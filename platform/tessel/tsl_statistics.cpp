@@ -58,6 +58,7 @@ void tslCopyDropRsnStats(const cosDropRsnResponse_t *response, uint32_t chip_typ
         return cosStatRun<row>(__func__, body);                                                                        \
     }
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 #undef FIELD
 #undef FLAGS
 #undef FLAG

@@ -12,6 +12,7 @@
 // output queues echoes the selector behind the counters.
 #define STAT_BLOCK(entry, code, ...) uint32_t entry(qosBodyOf<code> *body);
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body);
 uint32_t tslGetFlowControlStats(qosFlowControlStatsMsg_t *body);
 uint32_t tslGetQueueStats(qosQueueStatsMsg_t *body);
