@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/policer.h"
 #include "inventory/records.h"
 
@@ -28,8 +29,8 @@ void qaPolFreeData(void *record);
 //
 // An add with request type 1 puts a record into its list before it asks the chip; any other type updates. What a failed
 // add does to the lists is told at its undo.
-uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body);
-uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body); // the record is gone even if the chip refuses
-uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body);
+qosMsgStatus_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body);
+qosMsgStatus_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body); // the record is gone even if the chip refuses
+qosMsgStatus_t qaProcessProfileCfg(qosPolProfileMsg_t *body);
 
 #endif
