@@ -10,10 +10,10 @@
 #include "inventory/records.h"
 
 void qaRegisterCcbModule();
-int qaCcbChipUp(qosChip_t *chip);    // chip_up hook; the outcome also stands in the chip's bufStatus
-void qaCcbChipDown(qosChip_t *chip); // chip_down hook
-int qaCcbIfAdd(qosIf_t *interface);  // if_add hook: 0
-void qaCcbHaRegister();              // ha_register hook
+[[nodiscard]] int qaCcbChipUp(qosChip_t *chip); // chip_up hook; the outcome also stands in the chip's bufStatus
+void qaCcbChipDown(qosChip_t *chip);            // chip_down hook
+int qaCcbIfAdd(qosIf_t *interface);             // if_add hook: 0
+void qaCcbHaRegister();                         // ha_register hook
 
 // Handlers of codes 14, 42, 71, 72.
 qosMsgStatus_t qaProcessPriTailDrop(qosCcbMsg_t *body);

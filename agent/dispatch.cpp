@@ -111,7 +111,7 @@ void qaRegisterAgent()
 {
     QOS_FRAME();
     qosModuleRecord(QOS_MOD_AGT, "QOS AGT").slot_up = qaSlotUp;
-    qosVssStageRegister(QOS_MOD_AGT, QOS_STAGE_ACTIVE, qaStart, 0);
+    (void)qosVssStageRegister(QOS_MOD_AGT, QOS_STAGE_ACTIVE, qaStart, 0);
 }
 
 int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t length)

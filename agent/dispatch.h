@@ -22,7 +22,7 @@ void qaRegisterAgent();
 
 // Carries out a batch of `length` bytes and sends it back as its acknowledgement: 0, 18 if the echo could not be sent,
 // 20 for a code or length that no batch can have; then the messages ahead of it have been carried out and no echo goes.
-int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t length);
+[[nodiscard]] int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t length);
 
 // Sends one message of the agent's own to the manager: 0, 1 without an own slot or for a body that no message holds,
 // or 18.

@@ -68,7 +68,7 @@ void qaRegisterDropMonitorModule()
     record.chip_up = qaDropMonitorChipUp;
     record.chip_down = qaDropMonitorChipDown;
     record.ha_register = qaDropMonitorHaRegister;
-    qosVssStageRegister(QOS_MOD_DROP_MONITOR, QOS_STAGE_ACTIVE, qaDropMonitorVssActive, 0);
+    (void)qosVssStageRegister(QOS_MOD_DROP_MONITOR, QOS_STAGE_ACTIVE, qaDropMonitorVssActive, 0);
 }
 
 int qaDropMonitorInit()

@@ -16,8 +16,8 @@ extern qaDropMonitorContext_t dropMonitorContext;
 
 void qaRegisterDropMonitorModule();
 int qaDropMonitorInit();
-int qaDropMonitorChipUp(qosChip_t *chip);    // 0, 1 without a chip, 2 if the list could not be made
-void qaDropMonitorChipDown(qosChip_t *chip); // the count stays as it is
+[[nodiscard]] int qaDropMonitorChipUp(qosChip_t *chip); // 0, 1 without a chip, 2 if the list could not be made
+void qaDropMonitorChipDown(qosChip_t *chip);            // the count stays as it is
 void qaDropMonitorHaRegister();
 int qaDropMonitorVssActive(uint32_t stage, uint32_t arg); // hook of stage Active
 void qaDropMonitorVssActiveReStartPollTimer();

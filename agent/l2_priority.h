@@ -10,7 +10,7 @@
 struct qosChip_t;
 
 void qaRegisterL2PriModule();
-int qaL2PriChipUp(qosChip_t *chip); // chip_up hook
+[[nodiscard]] int qaL2PriChipUp(qosChip_t *chip); // chip_up hook
 
 // Handlers of codes 4 to 7, rows that are called. The body's values are stored in the interface before the back end is
 // asked and stay there whatever it answers; the outcome stands in the body's status.

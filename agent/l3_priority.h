@@ -11,7 +11,7 @@
 struct qosChip_t;
 
 void qaRegisterL3PriModule();
-int qaL3PriChipUp(qosChip_t *chip); // chip_up hook
+[[nodiscard]] int qaL3PriChipUp(qosChip_t *chip); // chip_up hook
 
 // Handlers of codes 8 to 11, rows by the rules of layer 2. A trust message stores the trust alone, a mutation message
 // the three maps alone, the other two everything.

@@ -165,16 +165,16 @@ void undo(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, const added_
         qaPolFreeData(added.record);
     } else if (body->poll_pol_cntr == 1) {
         qaPolRemBumPolicer(added.record);
-        listnode_delete(chip->polCfg.bum_policer_list, added.record);
+        (void)listnode_delete(chip->polCfg.bum_policer_list, added.record);
     } else {
-        listnode_delete(directionList(chip, body->dir), added.record);
+        (void)listnode_delete(directionList(chip, body->dir), added.record);
     }
 }
 
 void forget(const qosChip_t *chip, const qosPolPolicerDelMsg_t *body, qaPolPolicerInfo_t *key)
 {
     if (body->is_bum_policer != 1) {
-        list_delete_data(directionList(chip, body->dir), key);
+        (void)list_delete_data(directionList(chip, body->dir), key); // the chip is told also of one not in it
         return;
     }
     tnx_list_t *list = chip->polCfg.bum_policer_list;
@@ -210,7 +210,7 @@ void qaRegisterPolModule()
     record.if_add = qaPolIfAdd;
     record.if_del = qaPolIfDel;
     record.ha_register = qaPolHaRegister;
-    qosVssStageRegister(QOS_MOD_POL, QOS_STAGE_ACTIVE, qaPolVssActive, 0);
+    (void)qosVssStageRegister(QOS_MOD_POL, QOS_STAGE_ACTIVE, qaPolVssActive, 0);
 }
 
 int qaPolInit()

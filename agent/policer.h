@@ -13,9 +13,11 @@
 
 void qaRegisterPolModule();
 int qaPolInit();
-int qaPolChipUp(qosChip_t *chip);    // 0, 1 without a chip, 2 if a list could not be made; then there is none
+[[nodiscard]] int
+qaPolChipUp(qosChip_t *chip);        // 0, 1 without a chip, 2 if a list could not be made; then there is none
 void qaPolChipDown(qosChip_t *chip); // the monitored count stays as it is
-int qaPolIfAdd(qosIf_t *interface);  // takes the port's group from the chip's port table: 0, 1 without a chip
+[[nodiscard]] int
+qaPolIfAdd(qosIf_t *interface);      // takes the port's group from the chip's port table: 0, 1 without a chip
 void qaPolIfDel(qosIf_t *interface); // drops its BUM policers, three at most; the count stays as it is
 void qaPolHaRegister();
 int qaPolVssActive(uint32_t stage, uint32_t arg); // hook of stage Active

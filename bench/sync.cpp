@@ -76,7 +76,7 @@ void insertNode(qosIf_t *interface)
 
 void deleteNode(qosIf_t *interface)
 {
-    listnode_delete(interface->profileList, interface);
+    (void)listnode_delete(interface->profileList, interface);
 }
 
 constexpr change_t CHANGES[] = {

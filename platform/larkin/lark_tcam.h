@@ -14,8 +14,8 @@
 // transport's status.
 qosDriverStatus_t larkInitL2PSelTcam(qosChip_t *chip);
 qosDriverStatus_t larkInitL3PSelTcam(qosChip_t *chip);
-int larkL2PriChipUp(qosChip_t *chip);
-int larkL3PriChipUp(qosChip_t *chip);
+[[nodiscard]] int larkL2PriChipUp(qosChip_t *chip);
+[[nodiscard]] int larkL3PriChipUp(qosChip_t *chip);
 
 // One entry of a port; `result` is the result word. An added handle becomes valid, a deleted one ceases to be. The
 // transport's status, or 1 for an interface on no chip.
