@@ -127,6 +127,7 @@ constexpr cosStatEntry_t<qosRcvQueueStatsMsg_t, cosStatRow_t> mrlGetBusyBufStats
                                                                                     mrlCopyBusyBufStats};
 constexpr cosStatEntry_t<qosRcvQueueStatsMsg_t, cosStatRow_t> mrlGetSendQueueStats = {"mrlGetSendQueueStats",
                                                                                       SEND_QUEUE, mrlCopySendBufStats};
+
 qosDriverStatus_t mrlGetSwmStats(qosRcvQueueStatsMsg_t *)
 {
     return QOS_MSG_DONE;
