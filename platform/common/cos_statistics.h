@@ -78,8 +78,8 @@ struct cosStatEntry_t {
     Row row;
     more_t *more;
 
-    constexpr cosStatEntry_t(const char *name, const Row &read, more_t *rest = nullptr)
-        : where(name), row(read), more(rest)
+    constexpr cosStatEntry_t(qosWhere_t entry, const Row &read, more_t *rest = nullptr)
+        : where(entry), row(read), more(rest)
     {
         if (statReach(row.steps) > sizeof(Body))
             cosStatDetail::theStepsRunPastTheBody();
