@@ -43,7 +43,10 @@ uint64_t qaBodyNeeded(uint8_t code, const void *body, uint32_t least)
         [[maybe_unused]] const auto *typed = static_cast<const record *>(body);                                        \
         return needed;                                                                                                 \
     }
+#define QOS_UNNAMED QOS_CODE
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 #undef COUNTED
 #undef UP_TO
 #undef WHOLE

@@ -48,7 +48,7 @@ void compare(qaPolPolicerInfo_t *record, uint64_t counter)
     if (info.state == state)
         return;
     info.state = state;
-    qaPolSendBumStateChange(record);
+    (void)qaPolSendBumStateChange(record); // the state stays; the line is enough
 }
 
 // Reads the next monitored policers from `node` on, as many as one body names; gives the node behind them. What a
@@ -69,7 +69,7 @@ const tnx_listnode_t *poll(const qosChip_t *chip, const tnx_listnode_t *node, ui
             body->records[filled].ifindex = record->ifindex;
             body->records[filled++].policer_id = record->policer_id;
         }
-    qaProcessPolStatsGetMsg(body);
+    (void)qaProcessPolStatsGetMsg(body);
     uint32_t taken = 0;
     for (const tnx_listnode_t *at = first; at != node; at = at->next)
         if (qaPolPolicerInfo_t *record = monitored(at))
@@ -166,7 +166,7 @@ void qaBumMonitorBumPolicersOnChip(qosChip_t *chip)
         node = poll(chip, node, count);
 }
 
-uint32_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record)
+qosMsgStatus_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record)
 {
     const qosIf_t *interface = qosLookupIfEntry(record->ifindex);
     if (!interface) {
@@ -178,14 +178,14 @@ uint32_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record)
     body.pol_id = record->policer_id;
     body.dir = record->dir;
     body.bum_mon_state = record->bum_info.state;
-    const uint32_t rc = qaSendToMgr(QOS_POL_BUM_STATE_NOTIFY_MSG, &body, sizeof body);
+    const qosMsgStatus_t rc = qaSendToMgr(QOS_POL_BUM_STATE_NOTIFY_MSG, &body, sizeof body);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to send bum mon state change for interface %s", interface->ifName);
     return rc;
 }
 
 // The counters stay: the next poll that sees one move reports the violation anew.
-uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
+qosMsgStatus_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);

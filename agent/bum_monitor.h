@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/policer.h"
 #include "inventory/records.h"
 
@@ -30,8 +31,8 @@ void qaBumMonitor(); // one period over all chips
 void qaBumMonitorBumPolicersOnChip(qosChip_t *chip);
 
 // Sends code 43: 0, 24 for an unknown interface, or the channel's failure. The policer's state stays in any case.
-uint32_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record);
+qosMsgStatus_t qaPolSendBumStateChange(const qaPolPolicerInfo_t *record);
 
-uint32_t qaProcessBumResetState(qosBumResetStateMsg_t *body); // code 68
+qosMsgStatus_t qaProcessBumResetState(qosBumResetStateMsg_t *body); // code 68
 
 #endif

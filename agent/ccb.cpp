@@ -63,7 +63,7 @@ constexpr auto RED_DOWN =
 // A chip type without a pool to ask for keeps the outcome of its RED set-up.
 constexpr auto SHARED_POOL = qaOptional(qaOperation<QOS_SBP_MSG>, qaNoLine_t{}, qaNoLine_t{});
 
-uint32_t qaProcessIngrQueueDepth_iter(const qosIf_t *interface)
+qosMsgStatus_t qaProcessIngrQueueDepth_iter(const qosIf_t *interface)
 {
     if (!interface->chip)
         return QOS_MSG_REFUSED; // nothing to program without a chip
@@ -90,7 +90,7 @@ int qaCcbChipUp(qosChip_t *chip)
     QOS_INF("Chip up for %x", chip->chip_ifindex);
     if (const uint16_t own = qosChipTraits(chip->chip_type).own_red_profile)
         reserveRedEntry(chip, own);
-    uint32_t rc = qaRun(RED_UP, {__func__, chip}, chip).rc;
+    qosMsgStatus_t rc = qaRun(RED_UP, {__func__, chip}, chip).rc;
     if (const qaCalled_t pool = qaRun(SHARED_POOL, {__func__, chip}, chip); pool.made)
         rc = pool.rc;
     chip->bufStatus = rc;
@@ -111,7 +111,7 @@ void qaCcbChipDown(qosChip_t *chip)
     if (!profile)
         return;
     fillReservedProfile(profile, own, 0);
-    qaRun(RED_DOWN, {__func__, chip}, chip);
+    (void)qaRun(RED_DOWN, {__func__, chip}, chip); // the chip goes, whatever it answers
     qosFreeRecord(QOS_MOD_CCB, QOS_MEM_RED_PROFILE, profile);
 }
 
@@ -154,7 +154,7 @@ qosIf_t *qaCcbFindPort(qosWhere_t where, qosCcbMsg_t *body, const qosText_t<cons
     return nullptr;
 }
 
-uint32_t qaProcessPriTailDrop(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessPriTailDrop(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     static constexpr qosText_t<const char *> unknown =
@@ -173,7 +173,7 @@ uint32_t qaProcessPriTailDrop(qosCcbMsg_t *body)
     return qaRun(PRI_TAIL_DROP, {__func__, interface->chip, name.text}, body).rc;
 }
 
-uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
+qosMsgStatus_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
 {
     QOS_FRAME();
     const uint32_t ifindex = body->ifindex;
@@ -187,22 +187,23 @@ uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body)
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc)
         thresholds[tc] = body->thresholds[tc];
     body->tailDropThreshold = interface->ccb.tailDropThreshold;
-    qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, interface->ccb.tailDropThreshold, thresholds);
+    (void)qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, interface->ccb.tailDropThreshold,
+                                        thresholds);
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc)
         body->thresholds[tc] = thresholds[tc];
     return qosAnswer(body, QOS_MSG_DONE);
 }
 
-uint32_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body)
+qosMsgStatus_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body)
 {
     QOS_FRAME();
     ingrQueueDepth = body->queueDepth;
     for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
-        qaProcessIngrQueueDepth_iter(&interface);
+        (void)qaProcessIngrQueueDepth_iter(&interface); // a port that fails has its line, the others go on
     return QOS_MSG_DONE;
 }
 
-uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body)
+qosMsgStatus_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body)
 {
     QOS_FRAME();
     egrQueueDepth = body->queueDepth;

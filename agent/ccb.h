@@ -4,21 +4,22 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "core/text.h"
 #include "inventory/records.h"
 
 void qaRegisterCcbModule();
-int qaCcbChipUp(qosChip_t *chip);    // chip_up hook; the outcome also stands in the chip's bufStatus
-void qaCcbChipDown(qosChip_t *chip); // chip_down hook
-int qaCcbIfAdd(qosIf_t *interface);  // if_add hook: 0
-void qaCcbHaRegister();              // ha_register hook
+[[nodiscard]] int qaCcbChipUp(qosChip_t *chip); // chip_up hook; the outcome also stands in the chip's bufStatus
+void qaCcbChipDown(qosChip_t *chip);            // chip_down hook
+int qaCcbIfAdd(qosIf_t *interface);             // if_add hook: 0
+void qaCcbHaRegister();                         // ha_register hook
 
 // Handlers of codes 14, 42, 71, 72.
-uint32_t qaProcessPriTailDrop(qosCcbMsg_t *body);
-uint32_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body);
-uint32_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body); // the body's status comes back as it was sent
-uint32_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body);
+qosMsgStatus_t qaProcessPriTailDrop(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessPortPriBuffers(qosPortPriBuffersMsg_t *body);
+qosMsgStatus_t qaProcessIngrQueueDepthMsg(qosQueueDepthMsg_t *body); // the body's status comes back as it was sent
+qosMsgStatus_t qaProcessEgrQueueDepthMsg(qosQueueDepthMsg_t *body);
 
 // The step that all per-port handlers of congestion control begin with: the interface with its chip, or null with the
 // trace written and 1 in the body's status.

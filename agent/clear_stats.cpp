@@ -28,7 +28,7 @@ constexpr auto CLEAR_DEBUG =
                qaLine_t<qaChipIfindex>{QOS_INF_TEXT("Cleared dbg stats for chip %x")});
 
 // A chip that fails does not stop the walk, a chip type without the operation does.
-uint32_t clearChips(qosWhere_t where, qosClearStatsMsg_t *body, debugCounters_t debug)
+qosMsgStatus_t clearChips(qosWhere_t where, qosClearStatsMsg_t *body, debugCounters_t debug)
 {
     qaCalled_t called = {true, QOS_MSG_DONE};
     for (const qosChip_t *chip = qosFirstOwnChip(); chip; chip = tailqNext<&qosChip_t::slot_link>(chip)) {
@@ -38,13 +38,13 @@ uint32_t clearChips(qosWhere_t where, qosClearStatsMsg_t *body, debugCounters_t 
         if (!called.made)
             break;
         if (debug == debugCounters_t::Cleared)
-            qaRun(CLEAR_DEBUG, {where, chip}, body);
+            (void)qaRun(CLEAR_DEBUG, {where, chip}, body); // optional, and a failure has its line
         qaClearWalkLeave();
     }
     return called.rc;
 }
 
-uint32_t clearInterface(qosWhere_t where, qosClearStatsMsg_t *body)
+qosMsgStatus_t clearInterface(qosWhere_t where, qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
@@ -65,7 +65,7 @@ uint32_t clearInterface(qosWhere_t where, qosClearStatsMsg_t *body)
 
 } // namespace
 
-uint32_t qaProcessClearStatsMsg(qosClearStatsMsg_t *body)
+qosMsgStatus_t qaProcessClearStatsMsg(qosClearStatsMsg_t *body)
 {
     QOS_FRAME();
     if (body->ifindex != QOS_ALL_CHIPS_IFINDEX)
@@ -73,13 +73,13 @@ uint32_t qaProcessClearStatsMsg(qosClearStatsMsg_t *body)
     qosPolStatsClrAllMsg_t policers = {};
     for (const int32_t bum : {0, 1}) {
         policers.is_bum_pol_stats_clr_req = bum;
-        qaProcessPolStatsClrAll(&policers);
+        (void)qaProcessPolStatsClrAll(&policers); // always 0
     }
-    qaProcessDropMonitorClearAllMsg(body);
+    (void)qaProcessDropMonitorClearAllMsg(body); // always 0
     return clearChips(__func__, body, debugCounters_t::Cleared);
 }
 
-uint32_t qaProcessClearRedIntfStatsMsg(qosClearStatsMsg_t *body)
+qosMsgStatus_t qaProcessClearRedIntfStatsMsg(qosClearStatsMsg_t *body)
 {
     QOS_FRAME();
     return clearChips(__func__, body, debugCounters_t::Left);

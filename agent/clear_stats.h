@@ -4,14 +4,15 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/statistics.h"
 
 // Code 41. For all interfaces: the policers of all chips, what the drop monitor remembers, then the chips of the own
 // slot one by one; the status is the last chip's, and comes back as it was sent if the slot has none. For one
 // interface: its counters, then what the drop monitor remembers of it.
-uint32_t qaProcessClearStatsMsg(qosClearStatsMsg_t *body);
+qosMsgStatus_t qaProcessClearStatsMsg(qosClearStatsMsg_t *body);
 
 // Code 70. The walk over the chips alone, whatever interface is named.
-uint32_t qaProcessClearRedIntfStatsMsg(qosClearStatsMsg_t *body);
+qosMsgStatus_t qaProcessClearRedIntfStatsMsg(qosClearStatsMsg_t *body);
 
 #endif

@@ -12,7 +12,7 @@
 #include "inventory/interfaces.h"
 #include "velmar/dce.h"
 
-uint32_t qaProcessChipUp(qosChipUpMsg_t *body)
+qosMsgStatus_t qaProcessChipUp(qosChipUpMsg_t *body)
 {
     QOS_FRAME();
     qosChipCap_t record = {};
@@ -26,10 +26,10 @@ uint32_t qaProcessChipUp(qosChipUpMsg_t *body)
     if (rc != QOS_OK)
         QOS_ERR("Failed to process Chip Up message for %d/%d (%d)", static_cast<int32_t>(body->slot_id),
                 static_cast<int32_t>(body->local_chip_id), dce_get_flat_chip_id(body->chip_ifindex));
-    return static_cast<uint32_t>(rc);
+    return static_cast<qosMsgStatus_t>(rc);
 }
 
-uint32_t qaProcessIfAdd(qosIfAddMsg_t *body)
+qosMsgStatus_t qaProcessIfAdd(qosIfAddMsg_t *body)
 {
     QOS_FRAME();
     qosIf_t *interface = qosProcessPortAdd(body->ifIndex, qosNameOf(body->ifName).text);
@@ -41,7 +41,7 @@ uint32_t qaProcessIfAdd(qosIfAddMsg_t *body)
     return QOS_MSG_DONE;
 }
 
-uint32_t qaProcessIfDel(qosIfDelMsg_t *body)
+qosMsgStatus_t qaProcessIfDel(qosIfDelMsg_t *body)
 {
     QOS_FRAME();
     const qosIf_t *interface = qosLookupIfEntry(body->ifIndex);

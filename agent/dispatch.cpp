@@ -30,15 +30,18 @@
 
 namespace {
 
+struct noHandler_t {};
+constexpr noHandler_t noHandler;
+
 // The table's entry of a row: a handler takes the row's body and needs some of it.
-template <typename Body, auto Handler, auto Least>
-constexpr uint32_t (*handlerOf())(void *)
+template <typename Body, const auto &Handler, auto Least>
+constexpr qaUntyped_t handlerOf()
 {
-    if constexpr (std::is_null_pointer_v<decltype(Handler)>) {
+    if constexpr (std::is_same_v<decltype(Handler), const noHandler_t &>) {
         static_assert(std::is_null_pointer_v<decltype(Least)>, "a row without a handler needs NOTHING");
         return nullptr;
     } else {
-        static_assert(std::is_same_v<decltype(Handler), uint32_t (*)(Body *)>, "a handler of another body");
+        static_assert(std::is_same_v<qaBodyOf<Handler>, Body>, "a handler of another body");
         static_assert(!std::is_null_pointer_v<decltype(Least)>, "a row with a handler says what that needs");
         return qaUntyped<Handler>;
     }
@@ -79,21 +82,24 @@ void dispatch(qosMsgHdr_t *message)
                        static_cast<unsigned long long>(needed));
             return;
         }
-        handler(message->msg_data);
+        (void)handler(message->msg_data); // the outcome stands in the body
     }
     message->msg_ack = 1;
 }
 
 } // namespace
 
-#define none nullptr
+#define none noHandler
 #define WHOLE true
 #define UP_TO(...) true
 #define COUNTED(...) true
 #define NOTHING nullptr
 constexpr std::array<qaMsgHandler_t, QOS_MSG_CODES> qaMsgHandlers = {{
 #define QOS_CODE(number, name, body, least, handler, ...) {number, handlerOf<body, handler, least>()},
+#define QOS_UNNAMED QOS_CODE
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 }};
 #undef NOTHING
 #undef COUNTED
@@ -105,7 +111,7 @@ void qaRegisterAgent()
 {
     QOS_FRAME();
     qosModuleRecord(QOS_MOD_AGT, "QOS AGT").slot_up = qaSlotUp;
-    qosVssStageRegister(QOS_MOD_AGT, QOS_STAGE_ACTIVE, qaStart, 0);
+    (void)qosVssStageRegister(QOS_MOD_AGT, QOS_STAGE_ACTIVE, qaStart, 0);
 }
 
 int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t length)
@@ -131,7 +137,7 @@ int qaProcessMIMsg(int sock, uint16_t slot, unsigned char *buffer, uint32_t leng
     return rc;
 }
 
-uint32_t qaSendToMgr(uint8_t msg_type, const void *body, uint32_t length)
+qosMsgStatus_t qaSendToMgr(uint8_t msg_type, const void *body, uint32_t length)
 {
     qosSlot_t *slot = qosLookupOwnSlot();
     if (!slot) {
@@ -148,28 +154,28 @@ uint32_t qaSendToMgr(uint8_t msg_type, const void *body, uint32_t length)
     message->msg_len = static_cast<uint16_t>(length);
     memcpy(message->msg_data, body, length);
     const uint32_t whole = length + static_cast<uint32_t>(sizeof *message);
-    return static_cast<uint32_t>(qosSendMi6Msg(qos_velmar_state.mi_sock, 0, slot->msgBuf, whole & 0xffff, 0, 0));
+    return static_cast<qosMsgStatus_t>(qosSendMi6Msg(qos_velmar_state.mi_sock, 0, slot->msgBuf, whole & 0xffff, 0, 0));
 }
 
-uint32_t qaSendRegisterMsg()
+qosMsgStatus_t qaSendRegisterMsg()
 {
     const uint32_t slot = qosOwnSlotId();
     dORVALRegMsg_t body;
     body.slot_id = static_cast<int32_t>(slot);
     QOS_DBG("Sending Agent registration from slot %d", slot);
-    const uint32_t rc = qaSendToMgr(QOS_AGTREG_MSG, &body, sizeof body);
-    if (rc != QOS_OK)
+    const qosMsgStatus_t rc = qaSendToMgr(QOS_AGTREG_MSG, &body, sizeof body);
+    if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to send agent registration message for slot %d", slot);
     return rc;
 }
 
 void qaSlotUp(qosSlot_t *)
 {
-    qaSendRegisterMsg();
+    (void)qaSendRegisterMsg(); // traced there; the agent serves on
 }
 
 int qaStart(uint32_t, uint32_t)
 {
-    qaSendRegisterMsg();
+    (void)qaSendRegisterMsg(); // traced there; the agent serves on
     return QOS_OK;
 }

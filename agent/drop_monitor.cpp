@@ -44,7 +44,7 @@ void clearEntries(const qosChip_t *chip, const qosIf_t *interface)
 }
 
 // Takes a port off its chip's list: 0, 1 or 24.
-uint32_t stopWatching(const qosChip_t *chip, uint32_t ifindex)
+qosMsgStatus_t stopWatching(const qosChip_t *chip, uint32_t ifindex)
 {
     qaDropMonitorInfo_t key = {};
     key.ifindex = ifindex;
@@ -68,7 +68,7 @@ void qaRegisterDropMonitorModule()
     record.chip_up = qaDropMonitorChipUp;
     record.chip_down = qaDropMonitorChipDown;
     record.ha_register = qaDropMonitorHaRegister;
-    qosVssStageRegister(QOS_MOD_DROP_MONITOR, QOS_STAGE_ACTIVE, qaDropMonitorVssActive, 0);
+    (void)qosVssStageRegister(QOS_MOD_DROP_MONITOR, QOS_STAGE_ACTIVE, qaDropMonitorVssActive, 0);
 }
 
 int qaDropMonitorInit()
@@ -203,7 +203,7 @@ void qaDropMonitor()
         qaDropMonitorOnChip(&chip);
 }
 
-uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body)
+qosMsgStatus_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body)
 {
     QOS_FRAME();
     switch (body->cmd) {
@@ -217,7 +217,7 @@ uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body)
 }
 
 // The watch counts before the record is in the list, and a list that refuses it does not take that back.
-uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
+qosMsgStatus_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     QOS_DBG("Received drop monitor config request for interface %s", name.text);
@@ -240,11 +240,11 @@ uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
     return qosAnswer(body, QOS_MSG_DONE);
 }
 
-uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body)
+qosMsgStatus_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     const qosChip_t *chip = qaTargetChip(__func__, body, UNKNOWN);
-    const uint32_t rc = chip ? stopWatching(chip, body->ifindex) : uint32_t{QOS_MSG_REFUSED};
+    const qosMsgStatus_t rc = chip ? stopWatching(chip, body->ifindex) : QOS_MSG_REFUSED;
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to process drop monitor config for interface %s, error = %d", name.text, rc);
         return rc;
@@ -258,7 +258,7 @@ void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface)
     clearEntries(interface->chip, interface);
 }
 
-uint32_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *)
+qosMsgStatus_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *)
 {
     for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
         qaDropMonitorClearAllOnChip(&chip);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/drop_monitor.h"
 #include "agent/messages/statistics.h"
 #include "inventory/records.h"
@@ -15,8 +16,8 @@ extern qaDropMonitorContext_t dropMonitorContext;
 
 void qaRegisterDropMonitorModule();
 int qaDropMonitorInit();
-int qaDropMonitorChipUp(qosChip_t *chip);    // 0, 1 without a chip, 2 if the list could not be made
-void qaDropMonitorChipDown(qosChip_t *chip); // the count stays as it is
+[[nodiscard]] int qaDropMonitorChipUp(qosChip_t *chip); // 0, 1 without a chip, 2 if the list could not be made
+void qaDropMonitorChipDown(qosChip_t *chip);            // the count stays as it is
 void qaDropMonitorHaRegister();
 int qaDropMonitorVssActive(uint32_t stage, uint32_t arg); // hook of stage Active
 void qaDropMonitorVssActiveReStartPollTimer();
@@ -35,13 +36,13 @@ int qaDropMonitorPeriodicRoutine(thread *event);
 void qaDropMonitor(); // one period over all chips
 
 // Code 73. An unknown command is left as it came, and so is the status where a port to delete is not watched.
-uint32_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body);
-uint32_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body);
-uint32_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body);
+qosMsgStatus_t qaProcessCfgDropMonitorMsg(qaDropMonitorCfgMsg_t *body);
+qosMsgStatus_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body);
+qosMsgStatus_t qaProcessDropMonitorDel(qaDropMonitorCfgMsg_t *body);
 
 // Called where the chips' counters are cleared: the saved ones go with them, so the next look sees no drop.
 void qaProcessDropMonitorClearIfMsg(const qosIf_t *interface);
-uint32_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *body); // 0; the body plays no part
+qosMsgStatus_t qaProcessDropMonitorClearAllMsg(qosClearStatsMsg_t *body); // 0; the body plays no part
 void qaDropMonitorClearAllOnChip(const qosChip_t *chip);
 
 #endif

@@ -20,7 +20,7 @@ constexpr uint32_t NOTICE_RECORDS =
 
 template <typename Body, typename Port>
 struct drops_t {
-    uint32_t (*read)(Body *body);
+    qosMsgStatus_t (*read)(Body *body);
     void (*tell)(const Body *body, uint32_t n, uint32_t count); // the manager
     bool (*same)(const Port &a, const Port &b);
     void (*save)(Port &saved, const Port &now);
@@ -129,7 +129,7 @@ bool isWatched(const qaDropMonitorInfo_t &info)
 using watchList = listView<const qaDropMonitorInfo_t>;
 
 template <typename Body, typename Port>
-uint32_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n);
+qosMsgStatus_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n);
 
 template <typename Body, typename Port>
 void pollChip(const drops_t<Body, Port> &row, const qosChip_t *chip, uint32_t n)
@@ -266,9 +266,9 @@ qosDropMonitorNotifyMsg_t *fillNotice(const drops_t<Body, Port> &row, const Body
 }
 
 template <typename Body, typename Port>
-uint32_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
+qosMsgStatus_t getAndNotify(const drops_t<Body, Port> &row, Body *body, uint32_t n)
 {
-    const uint32_t rc = row.read(body);
+    const qosMsgStatus_t rc = row.read(body);
     if (rc != QOS_MSG_DONE) {
         if (row.read_failed)
             qosTrace(row.get, *row.read_failed);
@@ -341,12 +341,12 @@ void qaRedMonitorOnChip(const qosChip_t *chip, uint32_t n)
     pollChip(RED_DROPS, chip, n);
 }
 
-uint32_t qaTailDropGetStatsAndNotifyMgr(qosTdMonitorStatsMsg_t *body, uint32_t n)
+qosMsgStatus_t qaTailDropGetStatsAndNotifyMgr(qosTdMonitorStatsMsg_t *body, uint32_t n)
 {
     return getAndNotify(TAIL_DROPS, body, n);
 }
 
-uint32_t qaRedDropGetStatsAndNotifyMgr(qosRedMonitorStatsMsg_t *body, uint32_t n)
+qosMsgStatus_t qaRedDropGetStatsAndNotifyMgr(qosRedMonitorStatsMsg_t *body, uint32_t n)
 {
     return getAndNotify(RED_DROPS, body, n);
 }
@@ -384,7 +384,7 @@ void qaRedDropNotifyToMgr(const qosRedMonitorStatsMsg_t *body, uint32_t n, uint3
     free(notice);
 }
 
-uint32_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
+qosMsgStatus_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = firstPort(__func__, body);
     if (!interface)
@@ -394,12 +394,12 @@ uint32_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 }
 
 // A chip type without these reads is no failure: the monitor goes on with counters of 0.
-uint32_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
+qosMsgStatus_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = firstPort(__func__, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
     QOS_INF("Received GetTdMontiroStatsMsg for :%d ports", static_cast<uint32_t>(body->num_records));
     const qaCalled_t called = qaRun(READ_RED_DROPS, {__func__, interface->chip, interface->ifName}, body);
-    return called.made ? called.rc : uint32_t{QOS_MSG_DONE};
+    return called.made ? called.rc : QOS_MSG_DONE;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/drop_monitor.h"
 #include "inventory/records.h"
 
@@ -14,8 +15,8 @@ void qaTdMonitorOnChip(const qosChip_t *chip, uint32_t n);
 void qaRedMonitorOnChip(const qosChip_t *chip, uint32_t n);
 
 // Read, identify, notify for the body's `n` records: 0, or the failure of the read. A failed notice is traced only.
-uint32_t qaTailDropGetStatsAndNotifyMgr(qosTdMonitorStatsMsg_t *body, uint32_t n);
-uint32_t qaRedDropGetStatsAndNotifyMgr(qosRedMonitorStatsMsg_t *body, uint32_t n);
+qosMsgStatus_t qaTailDropGetStatsAndNotifyMgr(qosTdMonitorStatsMsg_t *body, uint32_t n);
+qosMsgStatus_t qaRedDropGetStatsAndNotifyMgr(qosRedMonitorStatsMsg_t *body, uint32_t n);
 // Compare with the saved counters, which become those of the records. An interface that has gone ends the walk, and the
 // records from it on keep the marks of the back end.
 void qaIdentifyRealTdIfDrops(qosTdMonitorStatsMsg_t *body, uint32_t n);
@@ -27,7 +28,7 @@ void qaRedDropNotifyToMgr(const qosRedMonitorStatsMsg_t *body, uint32_t n, uint3
 // Columns 75 and 76 of the back-end table, for the chip of the first record, which there must be room for. The status
 // in the body and the result: 0, 25 for an unknown interface or a chip type without tail-drop reads, or the back end's.
 // A type without RED reads leaves 25 in the body and gives 0: its counters stay zero.
-uint32_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body);
-uint32_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body);
+qosMsgStatus_t qaProcessGetTdMonitorStats(qosTdMonitorStatsMsg_t *body);
+qosMsgStatus_t qaProcessGetRedMonitorStats(qosRedMonitorStatsMsg_t *body);
 
 #endif

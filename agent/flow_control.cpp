@@ -67,7 +67,7 @@ bool storePfc(qosIfCcbInfo_t &ccb, const qosCcbMsg_t *body)
 
 } // namespace
 
-uint32_t qaProcessPause(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessPause(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);
@@ -81,14 +81,14 @@ uint32_t qaProcessPause(qosCcbMsg_t *body)
     setFlag(ccb.ccbFlags, QOS_CCB_PAUSE, ccb.pause.rx || ccb.pause.tx);
     const qaAbout_t about = {__func__, interface->chip, name.text};
     for (const step_t &step : AHEAD_OF_PAUSE)
-        qaRun(step, about, body);
+        (void)qaRun(step, about, body); // a failure has its line, and the setting itself follows
     const qaCalled_t called = qaRun(PAUSE, about, body);
     if (called.made && called.rc == QOS_MSG_DONE)
         QOS_INF("Set pause (rx: %d, tx: %d) for interface %s", ccb.pause.rx, ccb.pause.tx, name.text);
     return called.rc;
 }
 
-uint32_t qaProcessPfc(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessPfc(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);
@@ -101,11 +101,11 @@ uint32_t qaProcessPfc(qosCcbMsg_t *body)
     setFlag(interface->ccb.ccbFlags, QOS_CCB_PFC, storePfc(interface->ccb, body));
     const qaAbout_t about = {__func__, interface->chip, name.text};
     for (const step_t &step : AHEAD_OF_PFC)
-        qaRun(step, about, body);
+        (void)qaRun(step, about, body); // a failure has its line, and the setting itself follows
     return qaRun(PFC, about, body).rc;
 }
 
-uint32_t qaProcessW2qPri(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessW2qPri(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);

@@ -5,12 +5,13 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 
 // Handlers of codes 12, 13, 18. The record is changed before the chip is asked and keeps the change; the body's status
 // is the last step's.
-uint32_t qaProcessPause(qosCcbMsg_t *body);
-uint32_t qaProcessPfc(qosCcbMsg_t *body);
-uint32_t qaProcessW2qPri(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessPause(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessPfc(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessW2qPri(qosCcbMsg_t *body);
 
 #endif

@@ -29,58 +29,14 @@ void storeDefault(qosIf_t &interface, const qosL2PriMsg_t &body)
     storeMaps(interface, body);
 }
 
-using row_t = qaPriRow_t<qosL2PriMsg_t>;
-
-constexpr row_t COS_TRUST = {"qaProcessIfCosTrust",
-                             storeTrust,
-                             QOS_DBG_TEXT("Received cos trust update for interface %s"),
-                             QOS_ERR_TEXT("Failed to find interface %s for cos trust update"),
-                             {qaOperation<QOS_COSTRUST_MSG>,
-                              {QOS_ERR_TEXT("NULL CoS Trust IOCTL handler for chip %d")},
-                              QOS_MSG_REFUSED,
-                              {QOS_ERR_TEXT("Failed to set cos trust for interface %s, error = %d")},
-                              {QOS_INF_TEXT("Set cos trust for interface %s")}}};
-
-constexpr row_t DEF_COS = {"qaProcessIfDefCos",
-                           storeDefault,
-                           QOS_DBG_TEXT("Received default cos update for interface %s"),
-                           QOS_ERR_TEXT("Failed to find interface %s for default cos update"),
-                           {qaOperation<QOS_DEFCOS_MSG>,
-                            {QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d")},
-                            QOS_MSG_REFUSED,
-                            {QOS_ERR_TEXT("Failed to set def cos for interface %s, error = %d")},
-                            {QOS_INF_TEXT("Set default cos for interface %s")}}};
-
-constexpr row_t COS_MAP = {"qaProcessIfCosMap",
-                           storeMaps,
-                           QOS_DBG_TEXT("Received cos mutation update for interface %s"),
-                           QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
-                           {qaOperation<QOS_COSMAP_MSG>,
-                            {QOS_ERR_TEXT("NULL CoS Mutation IOCTL handler for chip %d")},
-                            QOS_MSG_REFUSED,
-                            {QOS_ERR_TEXT("Failed to set cos mutation for interface %s, error = %d")},
-                            {QOS_INF_TEXT("Set cos mutation for interface %s")}}};
-
-constexpr row_t COS_TC_MAP = {"qaProcessIfCosTcMap",
-                              storeMaps,
-                              QOS_DBG_TEXT("Received cos tc mutation update for interface %s"),
-                              QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
-                              {qaOperation<QOS_COSTCMAP_MSG>,
-                               {QOS_ERR_TEXT("NULL CoS TC Mutation IOCTL handler for chip %d")},
-                               QOS_MSG_REFUSED,
-                               {QOS_ERR_TEXT("Failed to set cos tc mutation for interface %s, error = %d")},
-                               {QOS_INF_TEXT("Set cos tc mutation for interface %s")}}};
-
 // The traffic class of the default CoS follows the map, so a changed map may bring a changed default along.
-uint32_t handleMap(const row_t &row, qosL2PriMsg_t *body)
+qosMsgStatus_t followMap(qosWhere_t where, qosIf_t *interface, qosL2PriMsg_t *body, qosMsgStatus_t rc)
 {
-    const qaPriOutcome_t outcome = qaPriHandle(row, body);
-    qosIf_t *interface = outcome.interface;
-    if (!interface || interface->l2_pri.def_tc == body->def_tc)
-        return outcome.rc;
+    if (interface->l2_pri.def_tc == body->def_tc)
+        return rc;
     interface->l2_pri.def_tc = body->def_tc;
     const qosName_t name = qosNameOf(body->ifName);
-    return qaRun(DEF_COS.call, {row.where, interface->chip, name.text, 0, 0, outcome.rc}, body).rc;
+    return qaRun(qaProcessIfDefCos.call, {where, interface->chip, name.text, 0, 0, rc}, body).rc;
 }
 
 constexpr auto W2Q_AFTER_DEF_COS = qaOptional(
@@ -89,7 +45,7 @@ constexpr auto W2Q_AFTER_DEF_COS = qaOptional(
     qaLine_t<qaName>{QOS_INF_TEXT("Set w2qpri map for interface %s")});
 
 // With pause sending on, the wire-to-queue map follows the default CoS. The body's status stays the first step's.
-uint32_t followPause(const qosIf_t *interface, const qosL2PriMsg_t *body, uint32_t rc)
+qosMsgStatus_t followPause(qosWhere_t where, qosIf_t *interface, qosL2PriMsg_t *body, qosMsgStatus_t rc)
 {
     if (interface->ccb.pause.tx != 1)
         return rc;
@@ -97,7 +53,7 @@ uint32_t followPause(const qosIf_t *interface, const qosL2PriMsg_t *body, uint32
     qosCcbMsg_t w2q = {};
     w2q.ifindex = body->ifIndex;
     memcpy(w2q.tc_map, body->tc_map, sizeof w2q.tc_map);
-    const qaCalled_t called = qaRun(W2Q_AFTER_DEF_COS, {DEF_COS.where, interface->chip, name.text}, &w2q);
+    const qaCalled_t called = qaRun(W2Q_AFTER_DEF_COS, {where, interface->chip, name.text}, &w2q);
     return called.made ? called.rc : rc;
 }
 
@@ -120,27 +76,47 @@ int qaL2PriChipUp(qosChip_t *chip)
     return init(chip);
 }
 
-uint32_t qaProcessIfCosTrust(qosL2PriMsg_t *body)
-{
-    QOS_FRAME();
-    return qaPriHandle(COS_TRUST, body).rc;
-}
+using row_t = qaPriRow_t<qosL2PriMsg_t>;
 
-uint32_t qaProcessIfDefCos(qosL2PriMsg_t *body)
-{
-    QOS_FRAME();
-    const qaPriOutcome_t outcome = qaPriHandle(DEF_COS, body);
-    return outcome.interface ? followPause(outcome.interface, body, outcome.rc) : outcome.rc;
-}
+constexpr row_t qaProcessIfCosTrust = {"qaProcessIfCosTrust",
+                                       storeTrust,
+                                       QOS_DBG_TEXT("Received cos trust update for interface %s"),
+                                       QOS_ERR_TEXT("Failed to find interface %s for cos trust update"),
+                                       {qaOperation<QOS_COSTRUST_MSG>,
+                                        {QOS_ERR_TEXT("NULL CoS Trust IOCTL handler for chip %d")},
+                                        QOS_MSG_REFUSED,
+                                        {QOS_ERR_TEXT("Failed to set cos trust for interface %s, error = %d")},
+                                        {QOS_INF_TEXT("Set cos trust for interface %s")}}};
 
-uint32_t qaProcessIfCosMap(qosL2PriMsg_t *body)
-{
-    QOS_FRAME();
-    return handleMap(COS_MAP, body);
-}
+constexpr row_t qaProcessIfDefCos = {"qaProcessIfDefCos",
+                                     storeDefault,
+                                     QOS_DBG_TEXT("Received default cos update for interface %s"),
+                                     QOS_ERR_TEXT("Failed to find interface %s for default cos update"),
+                                     {qaOperation<QOS_DEFCOS_MSG>,
+                                      {QOS_ERR_TEXT("NULL Default CoS IOCTL handler for chip %d")},
+                                      QOS_MSG_REFUSED,
+                                      {QOS_ERR_TEXT("Failed to set def cos for interface %s, error = %d")},
+                                      {QOS_INF_TEXT("Set default cos for interface %s")}},
+                                     followPause};
 
-uint32_t qaProcessIfCosTcMap(qosL2PriMsg_t *body)
-{
-    QOS_FRAME();
-    return handleMap(COS_TC_MAP, body);
-}
+constexpr row_t qaProcessIfCosMap = {"qaProcessIfCosMap",
+                                     storeMaps,
+                                     QOS_DBG_TEXT("Received cos mutation update for interface %s"),
+                                     QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
+                                     {qaOperation<QOS_COSMAP_MSG>,
+                                      {QOS_ERR_TEXT("NULL CoS Mutation IOCTL handler for chip %d")},
+                                      QOS_MSG_REFUSED,
+                                      {QOS_ERR_TEXT("Failed to set cos mutation for interface %s, error = %d")},
+                                      {QOS_INF_TEXT("Set cos mutation for interface %s")}},
+                                     followMap};
+
+constexpr row_t qaProcessIfCosTcMap = {"qaProcessIfCosTcMap",
+                                       storeMaps,
+                                       QOS_DBG_TEXT("Received cos tc mutation update for interface %s"),
+                                       QOS_ERR_TEXT("Failed to find interface %s for cos map update"),
+                                       {qaOperation<QOS_COSTCMAP_MSG>,
+                                        {QOS_ERR_TEXT("NULL CoS TC Mutation IOCTL handler for chip %d")},
+                                        QOS_MSG_REFUSED,
+                                        {QOS_ERR_TEXT("Failed to set cos tc mutation for interface %s, error = %d")},
+                                        {QOS_INF_TEXT("Set cos tc mutation for interface %s")}},
+                                       followMap};

@@ -5,17 +5,18 @@
 #include <cstdint>
 
 #include "agent/messages/priority.h"
+#include "agent/priority.h"
 
 struct qosChip_t;
 
 void qaRegisterL2PriModule();
-int qaL2PriChipUp(qosChip_t *chip); // chip_up hook
+[[nodiscard]] int qaL2PriChipUp(qosChip_t *chip); // chip_up hook
 
-// Handlers of codes 4 to 7. The body's values are stored in the interface before the back end is asked and stay there
-// whatever it answers; the outcome stands in the body's status.
-uint32_t qaProcessIfCosTrust(qosL2PriMsg_t *body);
-uint32_t qaProcessIfDefCos(qosL2PriMsg_t *body);
-uint32_t qaProcessIfCosMap(qosL2PriMsg_t *body);
-uint32_t qaProcessIfCosTcMap(qosL2PriMsg_t *body);
+// Handlers of codes 4 to 7, rows that are called. The body's values are stored in the interface before the back end is
+// asked and stay there whatever it answers; the outcome stands in the body's status.
+extern const qaPriRow_t<qosL2PriMsg_t> qaProcessIfCosTrust;
+extern const qaPriRow_t<qosL2PriMsg_t> qaProcessIfDefCos;
+extern const qaPriRow_t<qosL2PriMsg_t> qaProcessIfCosMap;
+extern const qaPriRow_t<qosL2PriMsg_t> qaProcessIfCosTcMap;
 
 #endif

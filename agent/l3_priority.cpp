@@ -27,48 +27,6 @@ void storeAll(qosIf_t &interface, const qosL3PriMsg_t &body)
     storeMaps(interface, body);
 }
 
-using row_t = qaPriRow_t<qosL3PriMsg_t>;
-
-constexpr row_t DSCP_TRUST = {"qaProcessIfDscpTrust",
-                              storeTrust,
-                              QOS_DBG_TEXT("Received dscp trust update for interface %s"),
-                              QOS_ERR_TEXT("Failed to find interface %s for dscp trust update"),
-                              {qaOperation<QOS_DSCPTRUST_MSG>,
-                               {QOS_ERR_TEXT("NULL DSCP Trust IOCTL handler for chip %d")},
-                               QOS_MSG_REFUSED,
-                               {QOS_ERR_TEXT("Failed to set dscp trust for interface %s, error = %d")},
-                               {QOS_INF_TEXT("Set dscp trust for interface %s")}}};
-
-constexpr row_t DSCP_MAP = {"qaProcessIfDscpMap",
-                            storeMaps,
-                            QOS_DBG_TEXT("Received dscp mutation update for interface %s"),
-                            QOS_ERR_TEXT("Failed to find interface %s for dscp map update"),
-                            {qaOperation<QOS_DSCPMAP_MSG>,
-                             {QOS_ERR_TEXT("NULL DSCP Mutation IOCTL handler for chip %d")},
-                             QOS_MSG_REFUSED,
-                             {QOS_ERR_TEXT("Failed to set dscp mutation for interface %s, error = %d")},
-                             {QOS_INF_TEXT("Set dscp mutation for interface %s")}}};
-
-constexpr row_t DSCP_COS_MAP = {"qaProcessIfDscpCosMap",
-                                storeAll,
-                                QOS_DBG_TEXT("Received dscp cos mutation update for interface %s"),
-                                QOS_ERR_TEXT("Failed to find interface %s for dscp cos map update"),
-                                {qaOperation<QOS_DSCPCOSMAP_MSG>,
-                                 {QOS_ERR_TEXT("NULL DSCP CoS Mutation IOCTL handler for chip %d")},
-                                 QOS_MSG_REFUSED,
-                                 {QOS_ERR_TEXT("Failed to set dscp cos mutation for interface %s, error = %d")},
-                                 {QOS_INF_TEXT("Set dscp cos mutation for interface %s")}}};
-
-constexpr row_t DSCP_TC_MAP = {"qaProcessIfDscpTcMap",
-                               storeAll,
-                               QOS_DBG_TEXT("Received dscp tc mutation update for interface %s"),
-                               QOS_ERR_TEXT("Failed to find interface %s for dscp tc map update"),
-                               {qaOperation<QOS_DSCPTCMAP_MSG>,
-                                {QOS_ERR_TEXT("NULL DSCP TC Mutation IOCTL handler for chip %d")},
-                                QOS_MSG_REFUSED,
-                                {QOS_ERR_TEXT("Failed to set dscp tc mutation for interface %s, error = %d")},
-                                {QOS_INF_TEXT("Set dscp tc mutation for interface %s")}}};
-
 } // namespace
 
 void qaRegisterL3PriModule()
@@ -88,26 +46,45 @@ int qaL3PriChipUp(qosChip_t *chip)
     return init(chip);
 }
 
-uint32_t qaProcessIfDscpTrust(qosL3PriMsg_t *body)
-{
-    QOS_FRAME();
-    return qaPriHandle(DSCP_TRUST, body).rc;
-}
+using row_t = qaPriRow_t<qosL3PriMsg_t>;
 
-uint32_t qaProcessIfDscpMap(qosL3PriMsg_t *body)
-{
-    QOS_FRAME();
-    return qaPriHandle(DSCP_MAP, body).rc;
-}
+constexpr row_t qaProcessIfDscpTrust = {"qaProcessIfDscpTrust",
+                                        storeTrust,
+                                        QOS_DBG_TEXT("Received dscp trust update for interface %s"),
+                                        QOS_ERR_TEXT("Failed to find interface %s for dscp trust update"),
+                                        {qaOperation<QOS_DSCPTRUST_MSG>,
+                                         {QOS_ERR_TEXT("NULL DSCP Trust IOCTL handler for chip %d")},
+                                         QOS_MSG_REFUSED,
+                                         {QOS_ERR_TEXT("Failed to set dscp trust for interface %s, error = %d")},
+                                         {QOS_INF_TEXT("Set dscp trust for interface %s")}}};
 
-uint32_t qaProcessIfDscpCosMap(qosL3PriMsg_t *body)
-{
-    QOS_FRAME();
-    return qaPriHandle(DSCP_COS_MAP, body).rc;
-}
+constexpr row_t qaProcessIfDscpMap = {"qaProcessIfDscpMap",
+                                      storeMaps,
+                                      QOS_DBG_TEXT("Received dscp mutation update for interface %s"),
+                                      QOS_ERR_TEXT("Failed to find interface %s for dscp map update"),
+                                      {qaOperation<QOS_DSCPMAP_MSG>,
+                                       {QOS_ERR_TEXT("NULL DSCP Mutation IOCTL handler for chip %d")},
+                                       QOS_MSG_REFUSED,
+                                       {QOS_ERR_TEXT("Failed to set dscp mutation for interface %s, error = %d")},
+                                       {QOS_INF_TEXT("Set dscp mutation for interface %s")}}};
 
-uint32_t qaProcessIfDscpTcMap(qosL3PriMsg_t *body)
-{
-    QOS_FRAME();
-    return qaPriHandle(DSCP_TC_MAP, body).rc;
-}
+constexpr row_t qaProcessIfDscpCosMap = {
+    "qaProcessIfDscpCosMap",
+    storeAll,
+    QOS_DBG_TEXT("Received dscp cos mutation update for interface %s"),
+    QOS_ERR_TEXT("Failed to find interface %s for dscp cos map update"),
+    {qaOperation<QOS_DSCPCOSMAP_MSG>,
+     {QOS_ERR_TEXT("NULL DSCP CoS Mutation IOCTL handler for chip %d")},
+     QOS_MSG_REFUSED,
+     {QOS_ERR_TEXT("Failed to set dscp cos mutation for interface %s, error = %d")},
+     {QOS_INF_TEXT("Set dscp cos mutation for interface %s")}}};
+
+constexpr row_t qaProcessIfDscpTcMap = {"qaProcessIfDscpTcMap",
+                                        storeAll,
+                                        QOS_DBG_TEXT("Received dscp tc mutation update for interface %s"),
+                                        QOS_ERR_TEXT("Failed to find interface %s for dscp tc map update"),
+                                        {qaOperation<QOS_DSCPTCMAP_MSG>,
+                                         {QOS_ERR_TEXT("NULL DSCP TC Mutation IOCTL handler for chip %d")},
+                                         QOS_MSG_REFUSED,
+                                         {QOS_ERR_TEXT("Failed to set dscp tc mutation for interface %s, error = %d")},
+                                         {QOS_INF_TEXT("Set dscp tc mutation for interface %s")}}};

@@ -6,17 +6,18 @@
 #include <cstdint>
 
 #include "agent/messages/priority.h"
+#include "agent/priority.h"
 
 struct qosChip_t;
 
 void qaRegisterL3PriModule();
-int qaL3PriChipUp(qosChip_t *chip); // chip_up hook
+[[nodiscard]] int qaL3PriChipUp(qosChip_t *chip); // chip_up hook
 
-// Handlers of codes 8 to 11, by the rules of layer 2. A trust message stores the trust alone, a mutation message the
-// three maps alone, the other two everything.
-uint32_t qaProcessIfDscpTrust(qosL3PriMsg_t *body);
-uint32_t qaProcessIfDscpMap(qosL3PriMsg_t *body);
-uint32_t qaProcessIfDscpCosMap(qosL3PriMsg_t *body);
-uint32_t qaProcessIfDscpTcMap(qosL3PriMsg_t *body);
+// Handlers of codes 8 to 11, rows by the rules of layer 2. A trust message stores the trust alone, a mutation message
+// the three maps alone, the other two everything.
+extern const qaPriRow_t<qosL3PriMsg_t> qaProcessIfDscpTrust;
+extern const qaPriRow_t<qosL3PriMsg_t> qaProcessIfDscpMap;
+extern const qaPriRow_t<qosL3PriMsg_t> qaProcessIfDscpCosMap;
+extern const qaPriRow_t<qosL3PriMsg_t> qaProcessIfDscpTcMap;
 
 #endif

@@ -85,7 +85,7 @@ target_t findTarget(qosWhere_t where, const qosLdConfigMsg_t *body, const qosTex
 using regIslAction_t = void (*)(qosChip_t *chip, qosIf_t *interface);
 
 // Both regular ISL commands; they differ in what they do when the group has a long-distance link.
-uint32_t processRegIsl(qosWhere_t where, const qosLdConfigMsg_t *body, regIslAction_t action)
+qosMsgStatus_t processRegIsl(qosWhere_t where, const qosLdConfigMsg_t *body, regIslAction_t action)
 {
     static constexpr qosText_t<> received = QOS_DBG_TEXT("Received Regular ISL Config");
     const target_t target = findTarget(where, body, received);
@@ -101,7 +101,7 @@ uint32_t processRegIsl(qosWhere_t where, const qosLdConfigMsg_t *body, regIslAct
 
 } // namespace
 
-uint32_t qaProcessLdCfg(qosLdConfigMsg_t *body)
+qosMsgStatus_t qaProcessLdCfg(qosLdConfigMsg_t *body)
 {
     QOS_FRAME();
     switch (body->cmd) {
@@ -223,7 +223,7 @@ void qaLdRollbackRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
     programPort(__func__, interface, {&taildrop_as_default, &QA_STEP_TAILDROP, &QA_STEP_PRI_TAILDROP});
 }
 
-uint32_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body)
+qosMsgStatus_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body)
 {
     static constexpr qosText_t<> received = QOS_DBG_TEXT("Received LD Self Config");
     const target_t target = findTarget(__func__, body, received);
@@ -238,7 +238,7 @@ uint32_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body)
     return QOS_MSG_DONE;
 }
 
-uint32_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body)
+qosMsgStatus_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body)
 {
     static constexpr qosText_t<> received = QOS_DBG_TEXT("Received LD Unconfig");
     const target_t target = findTarget(__func__, body, received);
@@ -257,12 +257,12 @@ uint32_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body)
     return QOS_MSG_DONE;
 }
 
-uint32_t qaLdProcessRegIslConfigUpdate(const qosLdConfigMsg_t *body)
+qosMsgStatus_t qaLdProcessRegIslConfigUpdate(const qosLdConfigMsg_t *body)
 {
     return processRegIsl(__func__, body, qaLdCommitRegIslBufferDist);
 }
 
-uint32_t qaLdProcessRegIslUnconfigUpdate(const qosLdConfigMsg_t *body)
+qosMsgStatus_t qaLdProcessRegIslUnconfigUpdate(const qosLdConfigMsg_t *body)
 {
     return processRegIsl(__func__, body, qaLdRollbackRegIslBufferDist);
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "inventory/records.h"
 
@@ -17,11 +18,11 @@ enum qaLdCommand_t : uint32_t {
 };
 
 // Handler of code 37: 0 or 1. The body's status comes back as it was sent, whatever the outcome.
-uint32_t qaProcessLdCfg(qosLdConfigMsg_t *body);
-uint32_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body);
-uint32_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body);
-uint32_t qaLdProcessRegIslConfigUpdate(const qosLdConfigMsg_t *body);
-uint32_t qaLdProcessRegIslUnconfigUpdate(const qosLdConfigMsg_t *body);
+qosMsgStatus_t qaProcessLdCfg(qosLdConfigMsg_t *body);
+qosMsgStatus_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body);
+qosMsgStatus_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body);
+qosMsgStatus_t qaLdProcessRegIslConfigUpdate(const qosLdConfigMsg_t *body);
+qosMsgStatus_t qaLdProcessRegIslUnconfigUpdate(const qosLdConfigMsg_t *body);
 
 // Fixes the buffer pool group of a new port.
 void qaLdIfAdd(qosIf_t *interface);

@@ -76,7 +76,7 @@ qaCalled_t program(const row_t &row, const qosChip_t *chip, qosCcbMsg_t *body)
     return called;
 }
 
-uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
+qosMsgStatus_t oneChip(const row_t &row, qosCcbMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(ifindex));
@@ -88,7 +88,7 @@ uint32_t oneChip(const row_t &row, qosCcbMsg_t *body)
 }
 
 // A chip that fails does not end the walk, a chip type without the operation does.
-uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
+qosMsgStatus_t allChips(const row_t &row, qosCcbMsg_t *body)
 {
     qaCalled_t called = {true, QOS_MSG_DONE};
     for (const qosChip_t *chip = qosFirstOwnChip(); chip && called.made; chip = tailqNext<&qosChip_t::slot_link>(chip))
@@ -97,7 +97,7 @@ uint32_t allChips(const row_t &row, qosCcbMsg_t *body)
 }
 
 // The receipt has the same words in both twins.
-uint32_t handle(const row_t &row, qosCcbMsg_t *body)
+qosMsgStatus_t handle(const row_t &row, qosCcbMsg_t *body)
 {
     QOS_DBG_AT(row.where, "Received mcastRateLimit update");
     return body->ifindex == QOS_ALL_CHIPS_IFINDEX ? allChips(row, body) : oneChip(row, body);
@@ -105,26 +105,26 @@ uint32_t handle(const row_t &row, qosCcbMsg_t *body)
 
 } // namespace
 
-uint32_t qaProcessMcastRateLimit(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessMcastRateLimit(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     return handle(RATE_LIMIT, body);
 }
 
-uint32_t qaProcessMcastTailDrop(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessMcastTailDrop(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     return handle(TAIL_DROP, body);
 }
 
-uint32_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     QOS_DBG("Received mcastQueuemode update");
     return allChips(QUEUE_MODE, body);
 }
 
-uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body)
+qosMsgStatus_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body)
 {
     QOS_FRAME();
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));

@@ -5,14 +5,15 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/statistics.h"
 
 // Handlers of codes 23 and 24. `ifindex` names a chip, or all chips of this node: then the result is the last one's,
 // and a chip type without the operation ends the walk. A node without chips leaves the status as it came.
-uint32_t qaProcessMcastRateLimit(qosCcbMsg_t *body);
-uint32_t qaProcessMcastTailDrop(qosCcbMsg_t *body);
-uint32_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body);                  // code 78: always all chips of this node
-uint32_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body); // code 28
+qosMsgStatus_t qaProcessMcastRateLimit(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessMcastTailDrop(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessSetMcastQueueMode(qosCcbMsg_t *body);                  // code 78: always all chips of this node
+qosMsgStatus_t qaProcessMcastRcvQueStatsMsg(qosMcastRcvQueueStatsMsg_t *body); // code 28
 
 #endif

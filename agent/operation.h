@@ -16,10 +16,10 @@
 struct qaAbout_t {
     qosWhere_t where; // the handler
     const qosChip_t *chip;
-    const char *name = "";      // of the port
-    uint32_t ifindex = 0;       // as the request gave it
-    uint32_t chip_ifindex = 0;  // likewise
-    uint32_t rc = QOS_MSG_DONE; // of the call; ahead of it that of an earlier one, which the call's is joined to
+    const char *name = "";            // of the port
+    uint32_t ifindex = 0;             // as the request gave it
+    uint32_t chip_ifindex = 0;        // likewise
+    qosMsgStatus_t rc = QOS_MSG_DONE; // of the call; ahead of it that of an earlier one, which the call's is joined to
 };
 
 // The arguments of lines.
@@ -80,18 +80,18 @@ template <typename Body, typename Null, typename Failed, typename Done, typename
 struct qaCall_t {
     qaOperation_t<Body> operation;
     Null null_entry;
-    uint32_t null_answer; // also goes into the body's status
+    qosMsgStatus_t null_answer; // also goes into the body's status
     Failed failed;
     Done done;
     qaStatus_t status = qaStatus_t::OfEntry;
     Before before = {};
 };
 template <typename B, typename N, typename F, typename D>
-qaCall_t(qaOperation_t<B>, N, uint32_t, F, D) -> qaCall_t<B, N, F, D>;
+qaCall_t(qaOperation_t<B>, N, qosMsgStatus_t, F, D) -> qaCall_t<B, N, F, D>;
 template <typename B, typename N, typename F, typename D>
-qaCall_t(qaOperation_t<B>, N, uint32_t, F, D, qaStatus_t) -> qaCall_t<B, N, F, D>;
+qaCall_t(qaOperation_t<B>, N, qosMsgStatus_t, F, D, qaStatus_t) -> qaCall_t<B, N, F, D>;
 template <typename B, typename N, typename F, typename D, typename P>
-qaCall_t(qaOperation_t<B>, N, uint32_t, F, D, qaStatus_t, P) -> qaCall_t<B, N, F, D, P>;
+qaCall_t(qaOperation_t<B>, N, qosMsgStatus_t, F, D, qaStatus_t, P) -> qaCall_t<B, N, F, D, P>;
 
 // An optional step.
 template <typename Body, typename Failed, typename Done = qaNoLine_t, typename Before = qaNoLine_t>
@@ -102,9 +102,9 @@ constexpr qaCall_t<Body, qaNoLine_t, Failed, Done, Before> qaOptional(qaOperatio
 }
 
 // How a call ended: `rc` is the row's null answer where the chip type lacks the operation.
-struct qaCalled_t {
+struct [[nodiscard]] qaCalled_t {
     bool made;
-    uint32_t rc;
+    qosMsgStatus_t rc;
 };
 
 // Runs a row: `call(entry)` calls the entry, once or more, and gives the result.
@@ -116,7 +116,7 @@ qaCalled_t qaRunWith(const Row &row, qaAbout_t about, Body *body, Call &&call)
         row.null_entry.write(about);
         if constexpr (requires { body->status; })
             if (row.null_answer != QOS_MSG_DONE)
-                qosAnswer(body, row.null_answer);
+                qosSetStatus(body, row.null_answer);
         return {false, row.null_answer};
     }
     row.before.write(about);
@@ -128,7 +128,7 @@ qaCalled_t qaRunWith(const Row &row, qaAbout_t about, Body *body, Call &&call)
         row.done.write(about);
     if constexpr (requires { body->status; })
         if (row.status == qaStatus_t::Stored || (failed && row.status == qaStatus_t::StoredIfFailed))
-            qosAnswer(body, about.rc);
+            qosSetStatus(body, about.rc);
     return {true, about.rc};
 }
 

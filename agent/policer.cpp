@@ -44,10 +44,10 @@ tnx_list_t *directionList(const qosChip_t *chip, int32_t dir)
 }
 
 template <typename Body>
-uint32_t groupOf(qosWhere_t where, Body *body, uint16_t *group)
+qosMsgStatus_t groupOf(qosWhere_t where, Body *body, uint16_t *group)
 {
     const uint32_t ifindex = body->ifindex;
-    const uint32_t rc = ifindex == QOS_ALL_CHIPS_IFINDEX ? uint32_t{QOS_MSG_DONE} : qaPolGetGroupIndex(ifindex, group);
+    const qosMsgStatus_t rc = ifindex == QOS_ALL_CHIPS_IFINDEX ? QOS_MSG_DONE : qaPolGetGroupIndex(ifindex, group);
     if (rc == QOS_MSG_DONE)
         return rc;
     QOS_ERR_AT(where, "Failed to get pol grp idx for ifindex :0x%x", ifindex);
@@ -56,10 +56,10 @@ uint32_t groupOf(qosWhere_t where, Body *body, uint16_t *group)
 
 // Calls the entry for the interface's group, or for all groups of the chip in turn. Only the last result is kept.
 template <typename Body>
-uint32_t callGroups(qosWhere_t where, const qosChip_t *chip, const qaEntry_t<Body> &entry, Body *body)
+qosMsgStatus_t callGroups(qosWhere_t where, const qosChip_t *chip, const qaEntry_t<Body> &entry, Body *body)
 {
     uint16_t group = 0;
-    uint32_t rc = groupOf(where, body, &group);
+    qosMsgStatus_t rc = groupOf(where, body, &group);
     if (rc != QOS_MSG_DONE)
         return rc;
     const bool whole = body->ifindex == QOS_ALL_CHIPS_IFINDEX;
@@ -94,7 +94,7 @@ constexpr qaCall_t PROFILE = {qaOperation<QOS_POL_PROFILE_MSG>,
                               qaStatus_t::StoredIfFailed};
 
 template <typename Row, typename Body>
-uint32_t program(qosWhere_t where, const Row &row, const qosChip_t *chip, Body *body)
+qosMsgStatus_t program(qosWhere_t where, const Row &row, const qosChip_t *chip, Body *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     const auto call = [&](const qaEntry_t<Body> &entry) { return callGroups(where, chip, entry, body); };
@@ -109,7 +109,7 @@ struct added_t {
     int32_t was_monitored;
 };
 
-uint32_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
+qosMsgStatus_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
 {
     constexpr const char *function = "qaProcessPolicerAdd";
     added->record = qosMallocRecord<qaPolPolicerInfo_t>(QOS_MOD_POL, QOS_MEM_POLICER_INFO);
@@ -118,7 +118,7 @@ uint32_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *added)
         QOS_ERR_AT(function, "Malloc failed for policer info");
         return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
-    const uint32_t rc = groupOf(function, body, &record->pol_grp_idx);
+    const qosMsgStatus_t rc = groupOf(function, body, &record->pol_grp_idx);
     if (rc != QOS_MSG_DONE)
         return rc;
     record->ifindex = body->ifindex;
@@ -165,16 +165,16 @@ void undo(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, const added_
         qaPolFreeData(added.record);
     } else if (body->poll_pol_cntr == 1) {
         qaPolRemBumPolicer(added.record);
-        listnode_delete(chip->polCfg.bum_policer_list, added.record);
+        (void)listnode_delete(chip->polCfg.bum_policer_list, added.record);
     } else {
-        listnode_delete(directionList(chip, body->dir), added.record);
+        (void)listnode_delete(directionList(chip, body->dir), added.record);
     }
 }
 
 void forget(const qosChip_t *chip, const qosPolPolicerDelMsg_t *body, qaPolPolicerInfo_t *key)
 {
     if (body->is_bum_policer != 1) {
-        list_delete_data(directionList(chip, body->dir), key);
+        (void)list_delete_data(directionList(chip, body->dir), key); // the chip is told also of one not in it
         return;
     }
     tnx_list_t *list = chip->polCfg.bum_policer_list;
@@ -210,7 +210,7 @@ void qaRegisterPolModule()
     record.if_add = qaPolIfAdd;
     record.if_del = qaPolIfDel;
     record.ha_register = qaPolHaRegister;
-    qosVssStageRegister(QOS_MOD_POL, QOS_STAGE_ACTIVE, qaPolVssActive, 0);
+    (void)qosVssStageRegister(QOS_MOD_POL, QOS_STAGE_ACTIVE, qaPolVssActive, 0);
 }
 
 int qaPolInit()
@@ -304,7 +304,7 @@ void qaPolFreeData(void *record)
     qosFree(QOS_MOD_POL, QOS_MEM_POLICER_INFO, &record, sizeof(qaPolPolicerInfo_t));
 }
 
-uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
+qosMsgStatus_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
 {
     QOS_FRAME();
     static constexpr qosText_t<const char *> unknown = QOS_ERR_TEXT("Failed to find interface %s for policer coonfig");
@@ -313,7 +313,7 @@ uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
     if (!chip)
         return QOS_MSG_REFUSED;
     added_t added = {};
-    uint32_t rc = QOS_MSG_DONE;
+    qosMsgStatus_t rc = QOS_MSG_DONE;
     if (body->policer_req_type == REQ_INSTALL)
         rc = install(chip, body, &added);
     else
@@ -326,7 +326,7 @@ uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
+qosMsgStatus_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
 {
     QOS_FRAME();
     static constexpr qosText_t<const char *> unknown = QOS_ERR_TEXT("Failed to find interface %s for policer config");
@@ -335,7 +335,7 @@ uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
     if (!chip)
         return QOS_MSG_REFUSED;
     qaPolPolicerInfo_t key = {};
-    const uint32_t rc = groupOf(__func__, body, &key.pol_grp_idx);
+    const qosMsgStatus_t rc = groupOf(__func__, body, &key.pol_grp_idx);
     if (rc != QOS_MSG_DONE)
         return rc;
     key.ifindex = body->ifindex;
@@ -344,7 +344,7 @@ uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body)
     return program(__func__, REMOVE, chip, body);
 }
 
-uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
+qosMsgStatus_t qaProcessProfileCfg(qosPolProfileMsg_t *body)
 {
     QOS_FRAME();
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));

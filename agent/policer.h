@@ -7,14 +7,17 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/policer.h"
 #include "inventory/records.h"
 
 void qaRegisterPolModule();
 int qaPolInit();
-int qaPolChipUp(qosChip_t *chip);    // 0, 1 without a chip, 2 if a list could not be made; then there is none
+[[nodiscard]] int
+qaPolChipUp(qosChip_t *chip);        // 0, 1 without a chip, 2 if a list could not be made; then there is none
 void qaPolChipDown(qosChip_t *chip); // the monitored count stays as it is
-int qaPolIfAdd(qosIf_t *interface);  // takes the port's group from the chip's port table: 0, 1 without a chip
+[[nodiscard]] int
+qaPolIfAdd(qosIf_t *interface);      // takes the port's group from the chip's port table: 0, 1 without a chip
 void qaPolIfDel(qosIf_t *interface); // drops its BUM policers, three at most; the count stays as it is
 void qaPolHaRegister();
 int qaPolVssActive(uint32_t stage, uint32_t arg); // hook of stage Active
@@ -28,8 +31,8 @@ void qaPolFreeData(void *record);
 //
 // An add with request type 1 puts a record into its list before it asks the chip; any other type updates. What a failed
 // add does to the lists is told at its undo.
-uint32_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body);
-uint32_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body); // the record is gone even if the chip refuses
-uint32_t qaProcessProfileCfg(qosPolProfileMsg_t *body);
+qosMsgStatus_t qaProcessPolicerAdd(qosPolPolicerAddMsg_t *body);
+qosMsgStatus_t qaProcessPolicerRem(qosPolPolicerDelMsg_t *body); // the record is gone even if the chip refuses
+qosMsgStatus_t qaProcessProfileCfg(qosPolProfileMsg_t *body);
 
 #endif

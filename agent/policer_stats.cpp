@@ -18,7 +18,7 @@ namespace {
 constexpr size_t CLEAR_BASE = sizeof(qosPolStatsClrMsg_t) - sizeof(qosPolStatsClrData_t);
 
 template <typename Body>
-uint32_t end(Body *body, uint32_t status, uint32_t rc)
+qosMsgStatus_t end(Body *body, qosMsgStatus_t status, qosMsgStatus_t rc)
 {
     body->status = static_cast<int32_t>(status);
     return rc;
@@ -59,12 +59,12 @@ constexpr qaCall_t CLEAR = {
         QOS_ERR_TEXT("Failed to process policer stats clear req on chip %d/%d, error = %d")},
     qaNoLine_t{}};
 
-uint32_t read(const qosChip_t *chip, qosPolStatsGetMsg_t *body)
+qosMsgStatus_t read(const qosChip_t *chip, qosPolStatsGetMsg_t *body)
 {
     return qaRun(READ, {"qaProcessPolStatsGetMsg", chip}, body).rc;
 }
 
-uint32_t readSum(qosPolStatsGetMsg_t *body)
+qosMsgStatus_t readSum(qosPolStatsGetMsg_t *body)
 {
     uint64_t total[3] = {};
     qosPolStatsRec_t &sum = body->records[0];
@@ -72,7 +72,7 @@ uint32_t readSum(qosPolStatsGetMsg_t *body)
         body->chip_ifindex = chip.chip_ifindex;
         for (uint8_t group = 0; group < qaGetNumPolicerGroups(&chip); ++group) {
             sum.pol_grp_idx = group;
-            const uint32_t rc = read(&chip, body);
+            const qosMsgStatus_t rc = read(&chip, body);
             if (rc != QOS_MSG_DONE)
                 return rc;
             for (unsigned i = 0; i < 3; ++i)
@@ -85,18 +85,18 @@ uint32_t readSum(qosPolStatsGetMsg_t *body)
 }
 
 // Any failure of a clear stands as 1 in the status.
-uint32_t clear(const qosChip_t *chip, qosPolStatsClrMsg_t *body)
+qosMsgStatus_t clear(const qosChip_t *chip, qosPolStatsClrMsg_t *body)
 {
     body->num_pol_grp = qaGetNumPolicerGroups(chip);
-    const uint32_t rc = qaRun(CLEAR, {"qaProcessPolStatsClr", chip}, body).rc;
+    const qosMsgStatus_t rc = qaRun(CLEAR, {"qaProcessPolStatsClr", chip}, body).rc;
     return end(body, rc == QOS_MSG_DONE ? QOS_MSG_DONE : QOS_MSG_REFUSED, rc);
 }
 
-uint32_t clearEverywhere(qosPolStatsClrMsg_t *body)
+qosMsgStatus_t clearEverywhere(qosPolStatsClrMsg_t *body)
 {
     for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable)) {
         body->ifindex = chip.chip_ifindex;
-        const uint32_t rc = clear(&chip, body);
+        const qosMsgStatus_t rc = clear(&chip, body);
         if (rc != QOS_MSG_DONE)
             return rc;
     }
@@ -145,7 +145,7 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
             record.bum_info.violation_cntr = 0;
         ++entry;
     }
-    const uint32_t rc = qaProcessPolStatsClr(body);
+    const qosMsgStatus_t rc = qaProcessPolStatsClr(body);
     if (rc != QOS_MSG_DONE && kind == cleared_t::BumPolicers)
         QOS_ERR_AT(function, "Failed to clear stats on chip %d/%d", qaIfindexSlot(chip->chip_ifindex),
                    qaIfindexPort(chip->chip_ifindex));
@@ -160,7 +160,7 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
 static_assert(CLEAR_BASE == 1609);
 
 // A record of an interface that has gone ends the filling in of groups, not the read.
-uint32_t qaProcessPolStatsGetMsg(qosPolStatsGetMsg_t *body)
+qosMsgStatus_t qaProcessPolStatsGetMsg(qosPolStatsGetMsg_t *body)
 {
     QOS_FRAME();
     if (noChips(__func__, body))
@@ -179,7 +179,7 @@ uint32_t qaProcessPolStatsGetMsg(qosPolStatsGetMsg_t *body)
     return read(chip, body);
 }
 
-uint32_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body)
+qosMsgStatus_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body)
 {
     QOS_FRAME();
     if (noChips(__func__, body))
@@ -194,7 +194,7 @@ uint32_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body)
     return clear(chip, body);
 }
 
-uint32_t qaProcessPolStatsClrAll(qosPolStatsClrAllMsg_t *body)
+qosMsgStatus_t qaProcessPolStatsClrAll(qosPolStatsClrAllMsg_t *body)
 {
     QOS_FRAME();
     for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))

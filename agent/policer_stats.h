@@ -4,21 +4,22 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/policer.h"
 #include "inventory/records.h"
 
 // Code 40. Reads the body's policers from its chip. With QOS_ALL_CHIPS_IFINDEX in the first record it sums that policer
 // over all chips and their groups; the first chip that fails ends that, and the sums are lost. The body has room for
 // one record whatever its count says.
-uint32_t qaProcessPolStatsGetMsg(qosPolStatsGetMsg_t *body);
+qosMsgStatus_t qaProcessPolStatsGetMsg(qosPolStatsGetMsg_t *body);
 
 // Code 44. Clears the body's policers on its chip, or on all; the body is as long as its count says. What the monitor
 // remembers of a BUM policer is cleared with it if one chip is named.
-uint32_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body);
+qosMsgStatus_t qaProcessPolStatsClr(qosPolStatsClrMsg_t *body);
 
 // Code 45, and called by the clear of all statistics: all ingress and egress policers of all chips, or all BUM
 // policers.
-uint32_t qaProcessPolStatsClrAll(qosPolStatsClrAllMsg_t *body); // 0
+qosMsgStatus_t qaProcessPolStatsClrAll(qosPolStatsClrAllMsg_t *body); // 0
 void qaPolStatsClrAllOnChip(const qosChip_t *chip, const qosPolStatsClrAllMsg_t *body);
 
 #endif

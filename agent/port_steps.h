@@ -45,7 +45,7 @@ inline qosCcbMsg_t qaPortBody(const qosIf_t *interface)
 // Runs one step for a port that has a chip; the lines are for the function whose sequence it is.
 inline void qaRunPortStep(qosWhere_t where, const qaPortStep_t &step, const qosIf_t *interface, qosCcbMsg_t *body)
 {
-    qaRun(step, {where, interface->chip, interface->ifName}, body);
+    (void)qaRun(step, {where, interface->chip, interface->ifName}, body);
 }
 
 #endif

@@ -1,5 +1,4 @@
-// What the eight priority handlers have in common: their steps, with a row of texts, code and storing function for
-// each.
+// What the eight priority handlers have in common: their steps. Each handler is a row of what differs.
 #ifndef AGENT_PRIORITY_H
 #define AGENT_PRIORITY_H
 
@@ -16,6 +15,7 @@
 template <typename Body>
 using qaPriCall_t = qaCall_t<Body, qaLine_t<qaChipId>, qaLine_t<qaName, qaRc>, qaLine_t<qaName>>;
 
+// A handler: a row of texts, code and storing function, called with its body.
 template <typename Body>
 struct qaPriRow_t {
     qosWhere_t where;
@@ -23,34 +23,30 @@ struct qaPriRow_t {
     qosText_t<const char *> received;
     qosText_t<const char *> unknown;
     qaPriCall_t<Body> call;
-};
+    // What comes behind a call that was made: gives the handler's result. Null for nothing.
+    qosMsgStatus_t (*follow)(qosWhere_t where, qosIf_t *interface, Body *body, qosMsgStatus_t rc) = nullptr;
 
-// How far a handler came: `interface` is null if the steps ended before the back end was called.
-struct qaPriOutcome_t {
-    qosIf_t *interface;
-    uint32_t rc;
+    // Finds the interface and its chip, stores the values, calls the back end. A missing interface or chip stores
+    // nothing; a missing entry leaves the values stored.
+    qosMsgStatus_t operator()(Body *body) const
+    {
+        const qosFrame_t frame(where);
+        const qosName_t name = qosNameOf(body->ifName);
+        qosTrace(where, received, name.text);
+        qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
+        if (!interface) {
+            qosTrace(where, unknown, name.text);
+            return qosAnswer(body, QOS_MSG_REFUSED);
+        }
+        const qosChip_t *chip = interface->chip;
+        if (!chip) {
+            QOS_ERR_AT(where, "Failed to find chip for interface %s", name.text);
+            return qosAnswer(body, QOS_MSG_REFUSED);
+        }
+        store(*interface, *body);
+        const qaCalled_t called = qaRun(call, {where, chip, name.text}, body);
+        return called.made && follow ? follow(where, interface, body, called.rc) : called.rc;
+    }
 };
-
-// Find the interface and its chip, store the values, call the back end. A missing interface or chip stores nothing; a
-// missing entry leaves the values stored.
-template <typename Body>
-qaPriOutcome_t qaPriHandle(const qaPriRow_t<Body> &row, Body *body)
-{
-    const qosName_t name = qosNameOf(body->ifName);
-    qosTrace(row.where, row.received, name.text);
-    qosIf_t *interface = qosLookupIfEntry(body->ifIndex);
-    if (!interface) {
-        qosTrace(row.where, row.unknown, name.text);
-        return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
-    }
-    const qosChip_t *chip = interface->chip;
-    if (!chip) {
-        QOS_ERR_AT(row.where, "Failed to find chip for interface %s", name.text);
-        return {nullptr, qosAnswer(body, QOS_MSG_REFUSED)};
-    }
-    row.store(*interface, *body);
-    const qaCalled_t called = qaRun(row.call, {row.where, chip, name.text}, body);
-    return {called.made ? interface : nullptr, called.rc};
-}
 
 #endif

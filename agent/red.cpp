@@ -54,13 +54,13 @@ constexpr qaCall_t STATISTICS = {qaOperation<QOS_GET_RED_STATS_MSG>,
                                  qaStatus_t::Stored};
 
 // A request for a port: one call, which keeps the all-chips index.
-uint32_t profileOnPort(const qosChip_t *chip, qosCcbMsg_t *body)
+qosMsgStatus_t profileOnPort(const qosChip_t *chip, qosCcbMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     return qaRun(PORT_PROFILE, {"qaProcessRedProfileMsg", chip, name.text}, body).rc;
 }
 
-uint32_t profileOnChip(qosCcbMsg_t *body)
+qosMsgStatus_t profileOnChip(qosCcbMsg_t *body)
 {
     const qosChip_t *chip = chipOf(body->chip_ifindex);
     if (!chip) {
@@ -75,7 +75,7 @@ uint32_t profileOnChip(qosCcbMsg_t *body)
 
 } // namespace
 
-uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body)
+qosMsgStatus_t qaProcessRedProfileMsg(qosCcbMsg_t *body)
 {
     QOS_FRAME();
     QOS_DBG("Received redProfile update for interface %s", qosNameOf(body->ifName).text);
@@ -89,7 +89,7 @@ uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body)
     return body->chip_ifindex == QOS_ALL_CHIPS_IFINDEX ? profileOnPort(chip, body) : profileOnChip(body);
 }
 
-uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
+qosMsgStatus_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
 {
     QOS_FRAME();
     const uint32_t ifindex = body->ifIndex;
@@ -102,7 +102,7 @@ uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
     return qaRun(IVQ_RED, {__func__, chip, "", ifindex}, body).rc;
 }
 
-uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
+qosMsgStatus_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
 {
     QOS_FRAME();
     const uint32_t ifindex = body->chip_ifindex;
@@ -115,7 +115,7 @@ uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
     return qaRun(IVQ_RED_CHIP, {__func__, chip, "", 0, ifindex}, body).rc;
 }
 
-uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
+qosMsgStatus_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body)
 {
     QOS_FRAME();
     const uint32_t ifindex = body->ifindex;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/statistics.h"
 
@@ -11,9 +12,10 @@
 //
 // Code 34. For a port of this node with QOS_ALL_CHIPS_IFINDEX as the chip, else for the chip named. 1 without an entry
 // or on a node without chips.
-uint32_t qaProcessRedProfileMsg(qosCcbMsg_t *body);
-uint32_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body);    // code 35; 25 without an entry
-uint32_t qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body);  // code 46; 25 without an entry or on a node without chips
-uint32_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body); // code 47; 1 without an entry
+qosMsgStatus_t qaProcessRedProfileMsg(qosCcbMsg_t *body);
+qosMsgStatus_t qaProcessRedStatsMsg(qosRedStatsMsg_t *body); // code 35; 25 without an entry
+qosMsgStatus_t
+qaProcessIvqRedCfg(qosCcbIvqRedIfInfo_t *body); // code 46; 25 without an entry or on a node without chips
+qosMsgStatus_t qaProcessIvqRedChipCfg(qosCcbIvqRedCfg_t *body); // code 47; 1 without an entry
 
 #endif

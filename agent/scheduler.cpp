@@ -30,7 +30,7 @@ constexpr qaCall_t MC_SCHEDULER = {
     qaLine_t<qaChipIfindex, qaRc>{QOS_ERR_TEXT("Failed to set Mc Sch Cfg for chip:0x%x error = %d\n")},
     qaLine_t<qaChipIfindex>{QOS_INF_TEXT("Set Mc Sch Cfg Successful for chip:0x%x\n")}};
 
-uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
+qosMsgStatus_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
 {
     if (interface->sch_cfg.SchFlags & QOS_SCH_OWN) {
         QOS_ERR("Failed to program Global Scheudler as per port scheduler present %s", qosNameOf(body->ifName).text);
@@ -49,7 +49,7 @@ uint32_t qaProcessGlbSchCfg_iter(const qosIf_t *interface, qosSchMsg_t *body)
     return qaRun(SCHEDULER, {__func__, chip, interface->ifName}, body).rc;
 }
 
-uint32_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
+qosMsgStatus_t qaProcessMcSchCfg_iter(const qosChip_t *chip, qosSchMsg_t *body)
 {
     body->chip_ifindex = chip->chip_ifindex;
     return qaRun(MC_SCHEDULER, {__func__, chip}, body).rc;
@@ -71,11 +71,11 @@ int qaSchchipUp(qosChip_t *chip)
     qosCopyText(body.ifName, "Allinterfaces");
     for (unsigned queue = 0; queue < QOS_NUM_COS; ++queue)
         body.Mcsch_cfg.mc_dwrr_weight[queue] = 12 + queue % 2;
-    qaProcessMcSchCfg(&body);
+    (void)qaProcessMcSchCfg(&body); // each chip has its line
     return QOS_OK;
 }
 
-uint32_t qaProcessSchCfg(qosSchMsg_t *body)
+qosMsgStatus_t qaProcessSchCfg(qosSchMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);
@@ -93,17 +93,17 @@ uint32_t qaProcessSchCfg(qosSchMsg_t *body)
     return qaRun(SCHEDULER, {__func__, interface->chip, name.text}, body).rc;
 }
 
-uint32_t qaProcessGlbSchCfg(qosSchMsg_t *body)
+qosMsgStatus_t qaProcessGlbSchCfg(qosSchMsg_t *body)
 {
     QOS_FRAME();
     QOS_DBG("Received Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
     sch_global_cfg = body->sch_cfg;
     for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
-        qaProcessGlbSchCfg_iter(&interface, body);
+        (void)qaProcessGlbSchCfg_iter(&interface, body); // in the status, where the last port counts
     return QOS_MSG_DONE;
 }
 
-uint32_t qaProcessPortShaperCfg(qosSchMsg_t *body)
+qosMsgStatus_t qaProcessPortShaperCfg(qosSchMsg_t *body)
 {
     QOS_FRAME();
     const qosName_t name = qosNameOf(body->ifName);
@@ -123,12 +123,12 @@ uint32_t qaProcessPortShaperCfg(qosSchMsg_t *body)
     return qaRun(SHAPER, {__func__, chip, name.text}, body).rc;
 }
 
-uint32_t qaProcessMcSchCfg(qosSchMsg_t *body)
+qosMsgStatus_t qaProcessMcSchCfg(qosSchMsg_t *body)
 {
     QOS_FRAME();
     QOS_DBG("Received Multicast Scheduler Cfg update for interface %s", qosNameOf(body->ifName).text);
     Mcsch_global_cfg = body->Mcsch_cfg;
     for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
-        qaProcessMcSchCfg_iter(&chip, body);
+        (void)qaProcessMcSchCfg_iter(&chip, body); // in the status, where the last chip counts
     return QOS_MSG_DONE;
 }

@@ -2,19 +2,13 @@
 #include "agent/statistics.h"
 
 #include "agent/model/thresholds.h"
-#include "agent/operation.h"
 #include "inventory/chips.h"
-#include "inventory/interfaces.h"
 #include "velmar/dce.h"
 
 namespace {
 
-// A statistic of a port: the lines of a missing entry name the chip, the others the port.
-template <typename Body>
-using port_t = qaCall_t<Body, qaLine_t<qaChipIfindex>, qaLine_t<qaName, qaRc>, qaNoLine_t>;
-
 constexpr qosText_t<const char *> RECEIVED_RCV_QUEUE = QOS_INF_TEXT("Received RcvQueueStats Msg for if: %s");
-using queue_t = port_t<qosRcvQueueStatsMsg_t>;
+using queue_t = qaPortCall_t<qosRcvQueueStatsMsg_t>;
 constexpr queue_t RCV_QUEUE = {qaOperation<QOS_GET_RCVQUEUE_STATS_MSG>,
                                {QOS_ERR_TEXT("NULL RCV QUE STATS handler for chip %x")},
                                QOS_MSG_UNSERVED,
@@ -57,49 +51,25 @@ constexpr qaCall_t ASIC = {qaOperation<QOS_GET_ASIC_INT_STATS_MSG>,
 
 constexpr int32_t MAX_PORT_THRESHOLD = 0x800000; // bytes
 
-// The interface with its chip, announced in the trace; null with 25 in the status.
-template <typename Body>
-const qosIf_t *findPort(qosWhere_t where, const qosText_t<const char *> &received, Body *body)
-{
-    const uint32_t ifindex = body->ifindex;
-    const qosIf_t *interface = qosLookupIfEntry(ifindex);
-    if (!interface) {
-        QOS_ERR_AT(where, "Unable to find interface for ifindex %x in db", ifindex);
-    } else {
-        qosTrace(where, received, interface->ifName);
-        if (interface->chip)
-            return interface;
-        QOS_ERR_AT(where, "Failed to find chip for interface %s", interface->ifName);
-    }
-    body->status = QOS_MSG_UNSERVED;
-    return nullptr;
-}
-
-template <typename Body>
-uint32_t plain(qosWhere_t where, const qosText_t<const char *> &received, const port_t<Body> &row, Body *body)
-{
-    const qosFrame_t frame(where);
-    const qosIf_t *interface = findPort(where, received, body);
-    return interface ? qaRun(row, {where, interface->chip, interface->ifName}, body).rc : uint32_t{QOS_MSG_UNSERVED};
-}
-
 } // namespace
 
 #define QA_STATISTIC(code, handler, status, received, null_entry, failed)                                              \
-    uint32_t handler(qosBodyOf<code> *body)                                                                            \
-    {                                                                                                                  \
-        static constexpr port_t<qosBodyOf<code>> row = {                                                               \
-            qaOperation<code>, {QOS_ERR_TEXT(null_entry)}, QOS_MSG_UNSERVED, {QOS_ERR_TEXT(failed)}, {},               \
-            qaStatus_t::status};                                                                                       \
-        return plain(__func__, QOS_INF_TEXT(received), row, body);                                                     \
-    }
+    constexpr qaStatistic_t<qosBodyOf<code>> handler = {#handler,                                                      \
+                                                        QOS_INF_TEXT(received),                                        \
+                                                        {qaOperation<code>,                                            \
+                                                         {QOS_ERR_TEXT(null_entry)},                                   \
+                                                         QOS_MSG_UNSERVED,                                             \
+                                                         {QOS_ERR_TEXT(failed)},                                       \
+                                                         {},                                                           \
+                                                         qaStatus_t::status}};
 #include "agent/statistics.def"
+#undef QA_STATISTIC
 
 void qaRcvQueSetThresholds(const qosIf_t *interface, qosRcvQueueStatsMsg_t *body)
 {
     qaCcbThresholds_t thresholds = {};
     uint32_t budget = body->port_threshold;
-    qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, budget, thresholds);
+    (void)qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, budget, thresholds);
     const bool sums = qosChipTraits(interface->chip->chip_type).budget_of_sums;
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc) {
         body->threshold[tc] = thresholds[tc];
@@ -111,14 +81,14 @@ void qaRcvQueSetThresholds(const qosIf_t *interface, qosRcvQueueStatsMsg_t *body
     body->port_threshold = budget;
 }
 
-uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
+qosMsgStatus_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 {
     QOS_FRAME();
-    const qosIf_t *interface = findPort(__func__, RECEIVED_RCV_QUEUE, body);
+    const qosIf_t *interface = qaStatisticPort(__func__, RECEIVED_RCV_QUEUE, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
     for (const queue_t *row : {&RCV_QUEUE, &SWM, &RMON}) {
-        const uint32_t rc = qaRun(*row, {__func__, interface->chip, interface->ifName}, body).rc;
+        const qosMsgStatus_t rc = qaRun(*row, {__func__, interface->chip, interface->ifName}, body).rc;
         if (rc != QOS_MSG_DONE)
             return rc;
     }
@@ -126,21 +96,21 @@ uint32_t qaProcessRcvQueStatsMsg(qosRcvQueueStatsMsg_t *body)
     return qosAnswer(body, QOS_MSG_DONE);
 }
 
-uint32_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
+qosMsgStatus_t qaProcessSendQueStatsMsg(qosRcvQueueStatsMsg_t *body)
 {
     QOS_FRAME();
-    const qosIf_t *interface = findPort(__func__, RECEIVED_RCV_QUEUE, body);
+    const qosIf_t *interface = qaStatisticPort(__func__, RECEIVED_RCV_QUEUE, body);
     if (!interface)
         return QOS_MSG_UNSERVED;
-    const uint32_t rc = qaRun(SEND_QUEUE, {__func__, interface->chip, interface->ifName}, body).rc;
+    const qosMsgStatus_t rc = qaRun(SEND_QUEUE, {__func__, interface->chip, interface->ifName}, body).rc;
     if (rc != QOS_MSG_DONE)
         return rc;
     qaCcbThresholds_t unused = {};
-    qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, body->port_threshold, unused);
+    (void)qaCcbGetPriTailDropThresholds(interface, interface->l2_pri.tc_map, body->port_threshold, unused);
     return qosAnswer(body, QOS_MSG_DONE);
 }
 
-uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
+qosMsgStatus_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
 {
     QOS_FRAME();
     const int32_t number = body->tsl_id;
@@ -156,7 +126,7 @@ uint32_t qaProcessGetTmcInfoMsg(qosGetTmcInfoMsg_t *body)
     return qaRun(TMC_INFO, {__func__, chip}, body).rc;
 }
 
-uint32_t qaProcessGetAsicIntStats(qosAsicIntStatsMsg_t *body)
+qosMsgStatus_t qaProcessGetAsicIntStats(qosAsicIntStatsMsg_t *body)
 {
     QOS_FRAME();
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));

@@ -76,7 +76,7 @@ void insertNode(qosIf_t *interface)
 
 void deleteNode(qosIf_t *interface)
 {
-    listnode_delete(interface->profileList, interface);
+    (void)listnode_delete(interface->profileList, interface);
 }
 
 constexpr change_t CHANGES[] = {
@@ -169,7 +169,7 @@ uint64_t sumOfTables()
 }
 
 template <typename Body>
-void handle(uint32_t (*handler)(Body *), Body body)
+void handle(qosMsgStatus_t (*handler)(Body *), Body body)
 {
     if (handler(&body) != 0)
         fail("an interface or chip cannot be added");

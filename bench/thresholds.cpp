@@ -40,7 +40,7 @@ void divide(benchmark::State &state, const way_t &way)
     const uint8_t tc_map[QOS_NUM_COS] = {0, 1, 2, 3, 4, 5, 6, 7};
     uint32_t thresholds[QOS_NUM_COS];
     for (auto _ : state) {
-        qaCcbGetPriTailDropThresholds(&port, tc_map, 2000000, thresholds);
+        (void)qaCcbGetPriTailDropThresholds(&port, tc_map, 2000000, thresholds);
         benchmark::DoNotOptimize(thresholds);
         benchmark::ClobberMemory();
     }

@@ -40,7 +40,7 @@ struct Tables {
 
     explicit Tables(size_t count) : indexes(portIndexes(count))
     {
-        avl_create(&tree, 0, qosCmpIfEntry);
+        (void)avl_create(&tree, 0, qosCmpIfEntry);
         for (const uint32_t index : indexes) {
             auto *record = static_cast<qosIf_t *>(calloc(1, sizeof(qosIf_t)));
             if (!record) {
@@ -49,7 +49,7 @@ struct Tables {
             }
             record->ifIndex = index;
             records.push_back(record);
-            avl_insert(tree, record);
+            (void)avl_insert(tree, record);
             map.emplace(record, record);
         }
         std::shuffle(indexes.begin(), indexes.end(), std::mt19937(2));

@@ -64,31 +64,31 @@ uint32_t completeResponse(unsigned char *payload, uint32_t length, uint32_t expe
     return length > sizeof(qosDriverHdr_t) ? length - static_cast<uint32_t>(sizeof(qosDriverHdr_t)) : 0;
 }
 
-uint32_t checkResponse(const transport_t &via, const unsigned char *record, uint32_t command)
+qosDriverStatus_t checkResponse(const transport_t &via, const unsigned char *record, uint32_t command)
 {
     const uint32_t answered = readWord(record);
     if (answered != command) {
         QOS_ERR_AT(via.where, "IOCTL response cmd (%d) does not match req cmd (%d)", answered, command);
-        return QOS_NL_REFUSED;
+        return QOS_MSG_DRIVER_REFUSED;
     }
     const uint32_t status = via.family == family_t::Dce ? record[offsetof(dceHdr_t, status)]
                                                         : readWord(record + offsetof(cosHdr_t, status));
     if (status != 0) {
         QOS_ERR_AT(via.where, "ASIC Driver failed to process QOS IOCTL %d, error = %d", command, status);
-        return QOS_NL_REFUSED;
+        return QOS_MSG_DRIVER_REFUSED;
     }
-    return QOS_OK;
+    return QOS_MSG_DONE;
 }
 
-uint32_t request(const transport_t &via, uint32_t target, uint32_t length, const unsigned char **response,
-                 uint32_t *response_length)
+qosDriverStatus_t request(const transport_t &via, uint32_t target, uint32_t length, const unsigned char **response,
+                          uint32_t *response_length)
 {
     const uint32_t command = readWord(qosRequestRecord());
     const uint32_t expected = *response_length;
     uint32_t seq = 0;
     int rc = sendRequest(via, target, length, expected, command, &seq);
     if (rc != QOS_OK)
-        return static_cast<uint32_t>(rc);
+        return static_cast<qosDriverStatus_t>(rc);
 
     unsigned char *payload = qosNLRspBuf;
     uint32_t payload_length = sizeof qosNLRspBuf;
@@ -97,7 +97,7 @@ uint32_t request(const transport_t &via, uint32_t target, uint32_t length, const
     rc = qosNLRecvMsgBlock(via.socket, &payload, &payload_length, &answered_seq, &type);
     if (rc != QOS_OK) {
         QOS_ERR_AT(via.where, "recvmsg failed for qosIoctl");
-        return static_cast<uint32_t>(rc);
+        return static_cast<qosDriverStatus_t>(rc);
     }
     if (type != via.frame_type)
         QOS_ERR_AT(via.where, "Unexpected netlink msg type for IOCTL response (%d)", type);
@@ -106,7 +106,7 @@ uint32_t request(const transport_t &via, uint32_t target, uint32_t length, const
     if (!payload) {
         *response_length = 0;
         QOS_ERR_AT(via.where, "Failed to get IOCTL resopnse for cmd %d", command);
-        return QOS_NL_REFUSED;
+        return QOS_MSG_DRIVER_REFUSED;
     }
     *response_length = completeResponse(payload, payload_length, expected);
     *response = payload + sizeof(qosDriverHdr_t);
@@ -115,26 +115,26 @@ uint32_t request(const transport_t &via, uint32_t target, uint32_t length, const
 
 } // namespace
 
-uint32_t qosDceIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
-                     uint32_t *response_length)
+qosDriverStatus_t qosDceIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
+                              uint32_t *response_length)
 {
     return request(DCE, target, length, response, response_length);
 }
 
-uint32_t qosDceMgrIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
-                        uint32_t *response_length)
+qosDriverStatus_t qosDceMgrIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
+                                 uint32_t *response_length)
 {
     return request(DCE_MGR, target, length, response, response_length);
 }
 
-uint32_t qosCosIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
-                     uint32_t *response_length)
+qosDriverStatus_t qosCosIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
+                              uint32_t *response_length)
 {
     return request(COS, target, length, response, response_length);
 }
 
-uint32_t qosCosMgrIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
-                        uint32_t *response_length)
+qosDriverStatus_t qosCosMgrIoctl(uint32_t target, const void *, uint32_t length, const unsigned char **response,
+                                 uint32_t *response_length)
 {
     return request(COS_MGR, target, length, response, response_length);
 }

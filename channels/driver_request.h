@@ -12,18 +12,19 @@
 #include <cstdint>
 #include <cstring>
 
+#include "agent/messages/codes.h"
 #include "channels/driver_socket.h"
 
 // The four transport calls. `record` is there for the reader: what stands in qosNLMsgBuf is sent. On entry
 // *response_length is the response length expected; on a result of 0 *response is the response record, readable for at
 // least that many bytes (those that the driver left out are 0), and *response_length what the driver sent of it.
 // 0, 1, 12, 13, 14, 22 or 28.
-using qosIoctlFn_t = uint32_t(uint32_t target, const void *record, uint32_t length, const unsigned char **response,
-                              uint32_t *response_length);
-[[nodiscard]] qosIoctlFn_t qosDceIoctl;
-[[nodiscard]] qosIoctlFn_t qosDceMgrIoctl;
-[[nodiscard]] qosIoctlFn_t qosCosIoctl;
-[[nodiscard]] qosIoctlFn_t qosCosMgrIoctl;
+using qosIoctlFn_t = qosDriverStatus_t(uint32_t target, const void *record, uint32_t length,
+                                       const unsigned char **response, uint32_t *response_length);
+qosIoctlFn_t qosDceIoctl;
+qosIoctlFn_t qosDceMgrIoctl;
+qosIoctlFn_t qosCosIoctl;
+qosIoctlFn_t qosCosMgrIoctl;
 
 inline unsigned char *qosRequestRecord()
 {
@@ -71,20 +72,20 @@ Record *qosDceRequest(uint32_t command, uint8_t operation = 0, uint16_t num_reco
 
 // Sends `record` through one of the transport calls; the typed response through `response`.
 template <typename Response, typename Record>
-[[nodiscard]] uint32_t qosSendRequest(qosIoctlFn_t *transport, uint32_t target, const Record *record,
-                                      const Response **response, uint32_t *response_length)
+qosDriverStatus_t qosSendRequest(qosIoctlFn_t *transport, uint32_t target, const Record *record,
+                                 const Response **response, uint32_t *response_length)
 {
     static_assert(sizeof(Response) <= NL_RSP_BUF_SIZE - NL_RECORD_OFFSET && alignof(Response) == 1);
     const unsigned char *bytes = nullptr;
     *response_length = sizeof(Response);
-    const uint32_t rc = transport(target, record, sizeof *record, &bytes, response_length);
+    const qosDriverStatus_t rc = transport(target, record, sizeof *record, &bytes, response_length);
     *response = reinterpret_cast<const Response *>(bytes);
     return rc;
 }
 
 // Sends a record whose response is a plain acknowledgement.
 template <typename Record>
-[[nodiscard]] uint32_t qosCosSend(uint32_t target, const Record *record)
+qosDriverStatus_t qosCosSend(uint32_t target, const Record *record)
 {
     const cosHdr_t *response;
     uint32_t length;
@@ -93,7 +94,7 @@ template <typename Record>
 
 // The same of the DCE family.
 template <typename Record>
-[[nodiscard]] uint32_t qosDceSend(uint32_t target, const Record *record)
+qosDriverStatus_t qosDceSend(uint32_t target, const Record *record)
 {
     const dceHdr_t *response;
     uint32_t length;

@@ -41,7 +41,6 @@ enum qosNLResult_t : int {
     QOS_NL_RECV_FAILED = 14, // receive failed, or the message is malformed
     QOS_NL_SHORT_EVENT = 15,
     QOS_NL_NOT_ARMED = 16, // the read event could not be added
-    QOS_NL_REFUSED = 22,   // the driver refused, or its response does not match
 };
 
 // Names a record and marks it closed; the size of a frame header through `header_size`, which may be null. 0.

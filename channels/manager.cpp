@@ -81,7 +81,7 @@ readVerdict_t receiveFailed(int sock, int error)
 {
     switch (error) {
     case ERRNO_NOTICE:
-        qosProcessMiErrQueue(sock);
+        (void)qosProcessMiErrQueue(sock); // a notice is traced, and the read goes on
         return {true, QOS_OK};
     case EINTR:
         ++qos_velmar_state.mi_eintr_errors;
@@ -128,8 +128,8 @@ void qosRegisterMiModule(qosMiReceiver_t receiver)
 {
     QOS_FRAME();
     qosModuleRecord(QOS_MOD_MI, "QOS MI").init = qosMiInit;
-    qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_CLIENT_INIT, qosMiStart, 0);
-    qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_WARM_RECON, qosMiRecon, 0);
+    (void)qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_CLIENT_INIT, qosMiStart, 0);
+    (void)qosVssStageRegister(QOS_MOD_MI, QOS_STAGE_WARM_RECON, qosMiRecon, 0);
     qos_velmar_state.mi_callback = receiver;
 }
 
@@ -177,7 +177,7 @@ int qosMiInit()
     if (state.is_agent)
         state.mi_stats_thread = addRead(state.mi_stats_sock);
     else
-        cli_install_gen(state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_miStats_cmd);
+        (void)cli_install_gen(state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_miStats_cmd);
     QOS_INF("Initialized MI sockets");
     return QOS_OK;
 }
@@ -187,7 +187,7 @@ int qosRcvMi6Msg(thread *event)
     // mi_thread follows whichever of the two sockets fired last; nothing cancels these events, so that does no harm.
     qos_velmar_state.mi_thread = nullptr;
     const int sock = thread_fd(event);
-    qosReadMiMsg(sock);
+    (void)qosReadMiMsg(sock); // the socket is waited for again, whatever ended the read
     qos_velmar_state.mi_thread = addRead(sock);
     return QOS_OK;
 }

@@ -19,18 +19,18 @@ enum qosMiResult_t : int {
 };
 
 void qosRegisterMiModule(qosMiReceiver_t receiver);
-int qosMiInit(); // init hook: 0 or 17
+[[nodiscard]] int qosMiInit(); // init hook: 0 or 17
 [[nodiscard]] int qosInitMiSock(int32_t *sock, const char *name);
 int qosRcvMi6Msg(thread *event); // read event of both sockets
 
 // Reads a socket until it is dry: 0, 19 after a receive error or end of file, or the receiver's result that ended it.
-int qosReadMiMsg(int sock);
+[[nodiscard]] int qosReadMiMsg(int sock);
 
 // The slot that a message came from, 0 for the manager; always 0.
 int qosGetMi6SrcSlotId(const mi6_addr_t *address, uint16_t *slot);
 
 // Reads one notice of the error queue and traces it: 0, or 19 if it is none.
-int qosProcessMiErrQueue(int sock);
+[[nodiscard]] int qosProcessMiErrQueue(int sock);
 
 // Sends one buffer: 0, or 18. `slot` names the destination in the manager role only.
 [[nodiscard]] int qosSendMi6Msg(int sock, uint16_t slot, const void *buffer, uint32_t length, int a, int b);

@@ -1,30 +1,51 @@
-// Handlers and back-end entries are typed functions of their body; the tables hold them in one untyped form.
+// Handlers and back-end entries: typed functions of their body, or rows of data that are called like one. The tables
+// hold both in one untyped form.
 #ifndef CORE_HANDLER_H
 #define CORE_HANDLER_H
 
 #include <cstdint>
+#include <type_traits>
+
+#include "agent/messages/codes.h"
+
+using qaUntyped_t = qosMsgStatus_t (*)(void *body);
 
 namespace qaHandlerDetail {
 
-template <auto Fn>
-struct wrapped;
-
-template <typename Body, uint32_t (*Fn)(Body *)>
-struct wrapped<Fn> {
-    static uint32_t call(void *body) { return Fn(static_cast<Body *>(body)); }
+template <typename Called>
+struct bodyOf : bodyOf<decltype(&Called::operator())> {
+};
+template <typename Body>
+struct bodyOf<qosMsgStatus_t(Body *)> {
+    using type = Body;
+};
+template <typename Row, typename Body>
+struct bodyOf<qosMsgStatus_t (Row::*)(Body *) const> {
+    using type = Body;
 };
 
 } // namespace qaHandlerDetail
 
-// `uint32_t f(Body *)` as a function of an untyped body.
-template <auto Fn>
-constexpr uint32_t (*qaUntyped)(void *) = qaHandlerDetail::wrapped<Fn>::call;
+// The body that a function or row takes.
+template <const auto &Fn>
+using qaBodyOf = typename qaHandlerDetail::bodyOf<std::remove_cvref_t<decltype(Fn)>>::type;
 
-// Leaves the outcome in a body's status and gives it: how handlers and back-end entries end.
+// `qosMsgStatus_t f(Body *)`, or a row, as a function of an untyped body.
+template <const auto &Fn>
+constexpr qaUntyped_t qaUntyped = [](void *body) { return Fn(static_cast<qaBodyOf<Fn> *>(body)); };
+
+// Leaves an outcome in a body's status.
 template <typename Body>
-uint32_t qosAnswer(Body *body, uint32_t status)
+void qosSetStatus(Body *body, qosMsgStatus_t status)
 {
     body->status = static_cast<int32_t>(status);
+}
+
+// The same, and gives it: how handlers and back-end entries end.
+template <typename Body>
+qosMsgStatus_t qosAnswer(Body *body, qosMsgStatus_t status)
+{
+    qosSetStatus(body, status);
     return status;
 }
 

@@ -87,15 +87,16 @@ void qosWalkModules(Call &&call)
             call(record);
 }
 
-// Stores a stage hook: 0, or 1 without a change for a module above 26 or a stage above 11.
-int qosVssStageRegister(uint32_t module, uint32_t stage, qosStageFn_t fn, uint32_t arg);
+// Stores a stage hook: 0, or 1 without a change for a module above 26 or a stage above 11. Modules name both by their
+// constants, which are in range.
+[[nodiscard]] int qosVssStageRegister(uint32_t module, uint32_t stage, qosStageFn_t fn, uint32_t arg);
 // Calls the hooks of one stage index with (index, stored argument).
 void qosVssStageNotification(uint32_t stage);
 
 const char *qosModuleName(int id); // "Unknown" from 27 on
 
-int qosModuleInit();     // stops at the first failing init hook and gives its code
-int qosModuleStart();    // goes on after a failing start hook; the last hook's result
-int qosModuleHaReInit(); // goes on after a failing hook; always 0
+[[nodiscard]] int qosModuleInit();  // stops at the first failing init hook and gives its code
+[[nodiscard]] int qosModuleStart(); // goes on after a failing start hook; the last hook's result
+int qosModuleHaReInit();            // goes on after a failing hook; always 0
 
 #endif

@@ -28,13 +28,13 @@ static_assert(offsetof(qosMsgQMsg_t, arg_b) == 16 && offsetof(qosMsgQMsg_t, arg_
               offsetof(qosMsgQMsg_t, arg_a) == 24);
 
 void qosRegisterMsgQModule();
-int qosMsgQInit();  // init hook; 0 also if the queue could not be made
-int qosMsgQStart(); // 0 or 2
+int qosMsgQInit();                // init hook; 0 also if the queue could not be made
+[[nodiscard]] int qosMsgQStart(); // 0 or 2
 MSG_Q_ID qosMsgQGet();
 
 // Posts a message for `module`, whose msgq_cb is called with (a, b, c) on the main thread. 0, or 8 if the queue is
 // full. May run on any thread.
-int qosMsgQSend(uint8_t module, uint32_t a, uint32_t b, uint32_t c);
+[[nodiscard]] int qosMsgQSend(uint8_t module, uint32_t a, uint32_t b, uint32_t c);
 
 // The scheduler's default receiver of queue messages. The buffer stays the caller's.
 void qosMsgQServer(void *message);

@@ -69,13 +69,14 @@ enum qosFrameResult_t : int {
     QOS_TIMED_OUT = 28,
 };
 
-// Hands every replicated change made so far to the standbys.
+// Hands every replicated change made so far to the standbys: the bytes sent, negative on failure. What did not go goes
+// with the next one.
 inline int qosHaSync()
 {
     return ha_sync(qos_velmar_state.ha, -1, 1);
 }
 
 // Blocks until `fd` is readable: 0, 1 if the wait failed (an interrupted one included), 28 after `seconds`.
-int qosWaitForResponse(int fd, int seconds);
+[[nodiscard]] int qosWaitForResponse(int fd, int seconds);
 
 #endif

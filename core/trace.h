@@ -34,12 +34,12 @@ extern trace_state_t trace_state;
 
 // Opens event log and trace for `protocol`. 0, or -1 if the event log failed; a trace that fails is reported on
 // standard error and the process runs without.
-int qos_trace_init(uint16_t module, uint32_t id, uint32_t protocol);
+[[nodiscard]] int qos_trace_init(uint16_t module, uint32_t id, uint32_t protocol);
 
 // Opens the ring `name` and stores its handle through `handle`: 0, or -1 if the platform refused. A record length below
 // 1 becomes 64. The last argument is not used.
-int dce_trace_init(int32_t *handle, uint16_t module, uint32_t size, const char *name, uint32_t protocol,
-                   int record_length, uint32_t flags);
+[[nodiscard]] int dce_trace_init(int32_t *handle, uint16_t module, uint32_t size, const char *name, uint32_t protocol,
+                                 int record_length, uint32_t flags);
 
 // The call behind every line: function name and source line are the format's first two arguments. A line longer than
 // the record length minus 1 is cut.

@@ -7,18 +7,18 @@
 const char *qosDecodeOptions(int argc, char **argv);
 
 // Brings up the platform's event machinery under the process tag: 0, or 7 with a line on standard error.
-int qosVelmarInit(const char *tag);
+[[nodiscard]] int qosVelmarInit(const char *tag);
 
 // Fills the table of modules and runs the init walk: 0, or the failing hook's code.
-int qaInit();
+[[nodiscard]] int qaInit();
 
 // Joins the platform and stays in the main loop. 6 or 7 if that fails, the worker thread's result after the loop's end.
-int qaLocalMain(int argc, char **argv);
+[[nodiscard]] int qaLocalMain(int argc, char **argv);
 
 // The platform's exit callback: releases what qosVelmarInit made; 0.
 int qosExit();
 
 // The whole program: its exit status.
-int dorvaldMain(int argc, char **argv);
+[[nodiscard]] int dorvaldMain(int argc, char **argv);
 
 #endif

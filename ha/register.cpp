@@ -35,8 +35,9 @@ void registerTreeFunction(avl_compare_t compare, const char *name)
 int qos_ha_register()
 {
     QOS_FRAME();
-    qos_ha_struct_register();
-    qos_ha_object_register();
+    // Each failure has its line, and registration goes on.
+    (void)qos_ha_struct_register();
+    (void)qos_ha_object_register();
     qos_ha_avl_register();
     return QOS_OK;
 }
@@ -91,7 +92,8 @@ int qos_ha_object_register()
 
 int qos_ha_avl_register()
 {
-    lib_tha_linklist_reg(qos_velmar_state.ha); // the lists of interfaces and modules
+    // The lists of interfaces and modules. The modules' own hooks register them again, with their functions, and tell.
+    (void)lib_tha_linklist_reg(qos_velmar_state.ha);
     registerTreeFunction(qosCmpChipEntry, "qosCmpChipEntry");
     registerTreeFunction(qosCmpIfEntry, "qosCmpIfEntry");
     return QOS_OK;

@@ -7,7 +7,7 @@
 #include "velmar/tp.h"
 
 void qosRegisterTpModule();
-int qosTpInit(); // init hook: 0 or 1
+[[nodiscard]] int qosTpInit(); // init hook: 0 or 1
 
 // Action operations; the result of the last script.
 int qos_hafailover(uintptr_t a, uintptr_t b, uintptr_t c, tp_arg_t arg);

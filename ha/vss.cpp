@@ -157,7 +157,7 @@ void qosRegisterVssModule()
     qosModule_t &record = qosModuleRecord(QOS_MOD_VSS, "QOS VSS");
     record.init = qosVssInit;
     record.start = qosVssStart;
-    qosVssStageRegister(QOS_MOD_VSS, QOS_STAGE_ACTIVE, qosVssReplayIntent, 0);
+    (void)qosVssStageRegister(QOS_MOD_VSS, QOS_STAGE_ACTIVE, qosVssReplayIntent, 0);
 }
 
 int qosVssInit()
@@ -190,7 +190,7 @@ int qosVssStart()
 {
     QOS_FRAME();
     if (!qos_velmar_state.is_agent)
-        cli_install_gen(qos_velmar_state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_vss_show_cmd);
+        (void)cli_install_gen(qos_velmar_state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_vss_show_cmd);
     return QOS_OK;
 }
 

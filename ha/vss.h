@@ -39,8 +39,8 @@ struct vss_state_t {
 extern vss_state_t vss_state;
 
 void qosRegisterVssModule();
-int qosVssInit();  // init hook: 0, or 1 if the service refused
-int qosVssStart(); // start hook
+[[nodiscard]] int qosVssInit();  // init hook: 0, or 1 if the service refused
+[[nodiscard]] int qosVssStart(); // start hook
 
 uint32_t qosVssStageGet();
 int qosVssBootmodeGet(); // 0 cold, 1 otherwise
@@ -49,13 +49,13 @@ ha_hndl_t qosVssHandleGet();
 // The service's calls. All but the first give 0; a dump that could not be handed over, the store's negative number.
 uint32_t qosVssRecover(ha_hndl_t handle, uint32_t stage); // the next stage
 int qosVssRecvUpdate(ha_hndl_t handle, const vss_update_t *update);
-int qosVssSendDump(ha_hndl_t handle, uint32_t version, uint32_t transaction);
+[[nodiscard]] int qosVssSendDump(ha_hndl_t handle, uint32_t version, uint32_t transaction);
 int qosVssRecvDump(ha_hndl_t handle, uint32_t version, uint32_t sequence);
 int qosVssObjSyncNotify(ha_hndl_t handle, uint32_t flags, uint32_t tag);
 int qosVssRecvMsg(ha_hndl_t handle, const void *message, uint32_t length);
 
 // Sends `size` bytes to the target's standby, in pieces: 0, 1 if the service refused, 2 out of memory.
-int qosVssSendUpdate(uint32_t target, uint32_t type, uint32_t flags, void *buffer, uint32_t size);
+[[nodiscard]] int qosVssSendUpdate(uint32_t target, uint32_t type, uint32_t flags, void *buffer, uint32_t size);
 
 int qosVssReplayIntent(uint32_t stage, uint32_t arg); // hook of stage Active
 

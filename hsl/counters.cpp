@@ -151,6 +151,7 @@ static constexpr block_t blocks[] = {
 #define STAT_BLOCK(entry, code, chips, command, form, block, ...)                                                      \
     {command, sizeof(block), chips, form_t::form, rowsOf<block>},
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 };
 
 void hslPutRows(std::span<const R> rows, const hslChip_t &chip, const hslQuantities_t &q, size_t base,

@@ -51,24 +51,24 @@ void copyPolicingFlags(qosChip_t *chip, uint32_t flags)
 
 } // namespace
 
-uint32_t qosGetChipCapability(qosChip_t *chip)
+qosDriverStatus_t qosGetChipCapability(qosChip_t *chip)
 {
     if (qosModelTraits(qos_velmar_state.model).records != qosRecords_t::Cos)
         return qosGetDceChipCapability(chip);
-    const uint32_t rc = qosGetCoSChipCapability(chip);
-    if (rc != QOS_OK || !qosChipTraits(chip->chip_type).extended)
+    const qosDriverStatus_t rc = qosGetCoSChipCapability(chip);
+    if (rc != QOS_MSG_DONE || !qosChipTraits(chip->chip_type).extended)
         return rc;
     return qosGetExtChipCapability(chip);
 }
 
-uint32_t qosGetDceChipCapability(qosChip_t *chip)
+qosDriverStatus_t qosGetDceChipCapability(qosChip_t *chip)
 {
     auto *request = qosDceRequest<dceChipCap_t>(DCE_CHIP_CAPABILITY, 1);
     QOS_DBG("Sending Chip Cap IOCTL, req_len = %d", static_cast<int>(sizeof *request));
     const dceChipCap_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(dceTransport(), chip->chip_ifindex, request, &response, &length);
-    if (rc != QOS_OK) {
+    const qosDriverStatus_t rc = qosSendRequest(dceTransport(), chip->chip_ifindex, request, &response, &length);
+    if (rc != QOS_MSG_DONE) {
         QOS_ERR("IOCTL failed for chip capability");
         return rc;
     }
@@ -81,17 +81,17 @@ uint32_t qosGetDceChipCapability(qosChip_t *chip)
     else
         QOS_ERR("Unsupported chip type %d in chip capability", code);
     qosLogChipCapability(chip);
-    return QOS_OK;
+    return QOS_MSG_DONE;
 }
 
-uint32_t qosGetCoSChipCapability(qosChip_t *chip)
+qosDriverStatus_t qosGetCoSChipCapability(qosChip_t *chip)
 {
     QOS_DBG("Sending chip capability ioctl");
     auto *request = qosCosRequest<cosChipCap_t>(COS_CHIP_CAPABILITY, sizeof(cosChipCap_t));
     const cosChipCap_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(cosTransport(), chip->chip_ifindex, request, &response, &length);
-    if (rc != QOS_OK) {
+    const qosDriverStatus_t rc = qosSendRequest(cosTransport(), chip->chip_ifindex, request, &response, &length);
+    if (rc != QOS_MSG_DONE) {
         QOS_ERR("IOCTL failed for chip capability");
         return rc;
     }
@@ -100,23 +100,23 @@ uint32_t qosGetCoSChipCapability(qosChip_t *chip)
     const uint32_t chip_type = qosChipTypeOfCode(code);
     if (chip_type == QOS_CHIP_TYPES || qosChipTraits(chip_type).records != qosRecords_t::Cos) {
         QOS_ERR("Unsupported chip type %d in chip capability", code);
-        return QOS_FAILED;
+        return QOS_MSG_REFUSED;
     }
     chip->chip_type = chip_type;
     chip->chip_rev = response->chip_rev;
     copyPolicers(chip, response->policers);
     chip->num_ports = response->num_ports;
-    return QOS_OK;
+    return QOS_MSG_DONE;
 }
 
-uint32_t qosGetExtChipCapability(qosChip_t *chip)
+qosDriverStatus_t qosGetExtChipCapability(qosChip_t *chip)
 {
     QOS_DBG("Sending extended chip capability request for chip %d/%d", chip->slot_id, chip->local_chip_id);
     auto *request = qosCosRequest<cosExtChipCap_t>(COS_EXT_CHIP_CAPABILITY, sizeof(cosExtChipCap_t));
     const cosExtChipCap_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(cosTransport(), chip->chip_ifindex, request, &response, &length);
-    if (rc != QOS_OK) {
+    const qosDriverStatus_t rc = qosSendRequest(cosTransport(), chip->chip_ifindex, request, &response, &length);
+    if (rc != QOS_MSG_DONE) {
         QOS_ERR("IOCTL failed for extended chip capability for chip %d/%d", chip->slot_id, chip->local_chip_id);
         return rc;
     }
@@ -125,10 +125,10 @@ uint32_t qosGetExtChipCapability(qosChip_t *chip)
     if (!qosChipTraits(qosChipTypeOfCode(code)).extended) {
         QOS_ERR("Invalid Chip Id %d in extended chip capability for chip %d/%d", code, chip->slot_id,
                 chip->local_chip_id);
-        return QOS_FAILED;
+        return QOS_MSG_REFUSED;
     }
     qosParseExtChipCapability(chip, response);
-    return QOS_OK;
+    return QOS_MSG_DONE;
 }
 
 void qosParseExtChipCapability(qosChip_t *chip, const cosExtChipCap_t *response)

@@ -4,15 +4,16 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "inventory/records.h"
 #include "platform/records/capability.h"
 
 // The driver's road, by the switch model: fills the chip record. 0, 1 for a chip code that the request does not serve,
 // or the transport's failure.
-[[nodiscard]] uint32_t qosGetChipCapability(qosChip_t *chip);
-[[nodiscard]] uint32_t qosGetDceChipCapability(qosChip_t *chip);
-[[nodiscard]] uint32_t qosGetCoSChipCapability(qosChip_t *chip);
-[[nodiscard]] uint32_t qosGetExtChipCapability(qosChip_t *chip);
+qosDriverStatus_t qosGetChipCapability(qosChip_t *chip);
+qosDriverStatus_t qosGetDceChipCapability(qosChip_t *chip);
+qosDriverStatus_t qosGetCoSChipCapability(qosChip_t *chip);
+qosDriverStatus_t qosGetExtChipCapability(qosChip_t *chip);
 void qosParseExtChipCapability(qosChip_t *chip, const cosExtChipCap_t *response);
 
 // Record to chip.

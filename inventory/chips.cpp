@@ -238,7 +238,7 @@ int qosProcessChipDown(const qosChipCap_t *event)
     qosWalkModules<&qosModule_t::chip_down>([&](qosModule_t &module) { module.chip_down(chip); });
     // The list that holds the chip, which an event that names another slot must not mistake.
     tailqRemove<&qosChip_t::slot_link>(&chip->slot->chipList, chip);
-    avl_remove(qosChipTable, chip);
+    (void)avl_remove(qosChipTable, chip); // looked up in it above
     QOS_INF("Chip %d/%d (%d) deleted", place.slot, place.chip, place.flat);
     freeChip(chip);
     return QOS_OK;

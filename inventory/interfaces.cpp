@@ -24,7 +24,8 @@ namespace {
 // Links a new record into the table and, with a chip, into the chip's list.
 void linkInterface(qosIf_t *interface, qosChip_t *chip)
 {
-    avl_insert(qosIfTable, interface);
+    // Fails for want of a node alone. The record then serves the chip's walks, and a look-up does not find it.
+    (void)avl_insert(qosIfTable, interface);
     if (chip) {
         interface->chip = chip;
         tailqInsertTail<&qosIf_t::chip_link>(&chip->ifList, interface);
@@ -67,7 +68,8 @@ int qaIfmStart()
 int qosInitIfClis()
 {
     if (!qos_velmar_state.is_agent)
-        cli_install_gen(qos_velmar_state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_ifTableCmd);
+        (void)cli_install_gen(qos_velmar_state.lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS,
+                              &qos_show_ifTableCmd);
     return QOS_OK;
 }
 
@@ -165,7 +167,7 @@ int qosProcessPortDelete(uint32_t ifindex)
         tailqRemove<&qosIf_t::memLink>(&interface->parent->memPortList, interface);
     if (qosIfType(ifindex) != IF_TYPE_31)
         qosWalkModules<&qosModule_t::if_del>([&](qosModule_t &module) { module.if_del(interface); });
-    avl_remove(qosIfTable, interface);
+    (void)avl_remove(qosIfTable, interface); // looked up in it above
     QOS_DBG("Deleted port %s", interface->ifName);
     if (interface->profileList)
         list_delete(interface->profileList);

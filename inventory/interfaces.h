@@ -11,7 +11,7 @@ extern tnx_avl_tree_t *qosIfTable;
 
 void qaRegisterIfmModule();
 int qaIfmInit();                    // init hook
-int qaIfmStart();                   // start hook
+[[nodiscard]] int qaIfmStart();     // start hook
 [[nodiscard]] int qosInitIfTable(); // 0 or 2; at a cold start only
 int qosInitIfClis();                // installs the table's command, in the manager role only
 

@@ -9,7 +9,7 @@
 #include "inventory/chips.h"
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
-#include "lib/avl.h"
+#include "lib/views.h"
 
 namespace {
 
@@ -114,10 +114,8 @@ int qos_show_ifTable(cli_t *cli)
 int qosShowInterfaces(cli_t *cli)
 {
     qosPrintText(cli, "Interface Name  ifIndex    ChipId     ChipIfIndex\n");
-    if (!qosIfTable)
-        return 0;
-    for (const tnx_avl_node_t *node = avl_getfirst(qosIfTable); node; node = avl_getnext(qosIfTable, node))
-        showInterface(cli, static_cast<const qosIf_t *>(node->info));
+    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
+        showInterface(cli, &interface);
     return 0;
 }
 
@@ -143,8 +141,8 @@ int qosShowChipTable(cli_t *cli)
         QOS_ERR("qosChipTable is NULL");
         return 0;
     }
-    for (const tnx_avl_node_t *node = avl_getfirst(qosChipTable); node; node = avl_getnext(qosChipTable, node))
-        showChip(cli, static_cast<const qosChip_t *>(node->info));
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
+        showChip(cli, &chip);
     return 0;
 }
 

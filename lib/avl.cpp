@@ -213,21 +213,21 @@ bool makePool(Tree *tree)
 
 } // namespace
 
-int avl_create(tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare)
+lib_result_t avl_create(tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare)
 {
     return avl_create_ha_dbg(0, 0, tree, max_nodes, compare, nullptr, nullptr);
 }
 
-int avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare,
-                      const char *, const char *name)
+lib_result_t avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare,
+                               const char *, const char *name)
 {
     if (!tree || !compare || max_nodes < 0)
-        return -1;
+        return LIB_FAILED;
     char kept[sizeof(Tree::avl_tree_name)];
     lib_tha_name(kept, sizeof kept, name);
     Tree *made = static_cast<Tree *>(lib_tha_alloc(ha, sizeof(Tree), TREE_TYPE, group, LIB_THA_TAG_HEAD, kept));
     if (!made)
-        return -1;
+        return LIB_FAILED;
     made->max_nodes = max_nodes;
     made->compare_function = compare;
     made->ha_hndl = ha;
@@ -235,21 +235,21 @@ int avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_no
     lib_tha_name(made->avl_tree_name, sizeof made->avl_tree_name, name);
     if (max_nodes > 0 && !makePool(made)) {
         lib_tha_free(ha, made);
-        return -1;
+        return LIB_FAILED;
     }
     *tree = made;
-    return 0;
+    return LIB_DONE;
 }
 
-int avl_insert(tnx_avl_tree_t *tree, void *info)
+lib_result_t avl_insert(tnx_avl_tree_t *tree, void *info)
 {
-    return tree && insert(tree, info, true, nullptr) ? 0 : -1;
+    return tree && insert(tree, info, true, nullptr) ? LIB_DONE : LIB_FAILED;
 }
 
-int avl_insert_nodup(tnx_avl_tree_t *tree, void *info)
+lib_result_t avl_insert_nodup(tnx_avl_tree_t *tree, void *info)
 {
     Node *equal = nullptr;
-    return tree && insert(tree, info, false, &equal) ? 0 : -1;
+    return tree && insert(tree, info, false, &equal) ? LIB_DONE : LIB_FAILED;
 }
 
 tnx_avl_node_t *avl_insert_return_node(tnx_avl_tree_t *tree, void *info, int dup)
@@ -261,34 +261,34 @@ tnx_avl_node_t *avl_insert_return_node(tnx_avl_tree_t *tree, void *info, int dup
     return node ? node : equal;
 }
 
-int avl_remove(tnx_avl_tree_t *tree, const void *key)
+lib_result_t avl_remove(tnx_avl_tree_t *tree, const void *key)
 {
     return avl_delete_node(tree, avl_search(tree, key));
 }
 
-int avl_remove_info(tnx_avl_tree_t *tree, const void *key)
+lib_result_t avl_remove_info(tnx_avl_tree_t *tree, const void *key)
 {
     return avl_remove(tree, key);
 }
 
-int avl_remove_info2(tnx_avl_tree_t *tree, const void *key, ha_hndl_t ha)
+lib_result_t avl_remove_info2(tnx_avl_tree_t *tree, const void *key, ha_hndl_t ha)
 {
     Node *node = avl_search(tree, key);
     if (!node)
-        return -1;
+        return LIB_FAILED;
     void *info = node->info;
-    avl_delete_node(tree, node);
+    (void)avl_delete_node(tree, node); // found in it
     if (ha >= 1)
         ha_free(ha, info);
     else
         free(info);
-    return 0;
+    return LIB_DONE;
 }
 
-int avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
+lib_result_t avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
 {
     if (!tree || !node)
-        return -1;
+        return LIB_FAILED;
     if (node->left && node->right)
         swapWithNext(tree, node);
     for (const Node *at = node; at->parent; at = at->parent)
@@ -299,7 +299,7 @@ int avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
     replace(tree, node, node->left ? node->left : node->right);
     retraceDelete(tree, parent, side);
     _avl_node_free(tree, node);
-    return 0;
+    return LIB_DONE;
 }
 
 int avl_tree_cleanup(tnx_avl_tree_t *tree, void (*free_fn)(void *info))

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "lib/result.h"
 #include "velmar/ha.h"
 #include "velmar/members.h"
 
@@ -39,13 +40,13 @@ QOS_RECORD(tnx_avl_tree_t, 96, F(max_nodes), F(compare_function), F(data), F(roo
 
 // Makes an empty tree and stores it in *tree, on the heap or, with `ha` at least 1, in the store. `compare_name` is
 // what lib_tha_avl_tree_reg registers the comparison under; nothing is done with it here.
-int avl_create(tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare);
-int avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare,
-                      const char *compare_name, const char *name);
+lib_result_t avl_create(tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare);
+lib_result_t avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, int max_nodes, avl_compare_t compare,
+                               const char *compare_name, const char *name);
 
 // Inserts fail for want of a node. Equal payloads stand to the left of those inserted before them.
-int avl_insert(tnx_avl_tree_t *tree, void *info);
-int avl_insert_nodup(tnx_avl_tree_t *tree, void *info); // -1 also for an equal payload
+lib_result_t avl_insert(tnx_avl_tree_t *tree, void *info);
+lib_result_t avl_insert_nodup(tnx_avl_tree_t *tree, void *info); // -1 also for an equal payload
 // The new node, null for want of one; with `dup` 0 the node that already holds an equal payload.
 tnx_avl_node_t *avl_insert_return_node(tnx_avl_tree_t *tree, void *info, int dup);
 
@@ -63,11 +64,11 @@ int avl_get_tree_size(const tnx_avl_tree_t *tree); // 0 for a null tree
 
 // Find and delete; -1 if there is none. The second name does the same; the third also frees the payload, to the store
 // when `ha` is at least 1 and else to the heap.
-int avl_remove(tnx_avl_tree_t *tree, const void *key);
-int avl_remove_info(tnx_avl_tree_t *tree, const void *key);
-int avl_remove_info2(tnx_avl_tree_t *tree, const void *key, ha_hndl_t ha);
+lib_result_t avl_remove(tnx_avl_tree_t *tree, const void *key);
+lib_result_t avl_remove_info(tnx_avl_tree_t *tree, const void *key);
+lib_result_t avl_remove_info2(tnx_avl_tree_t *tree, const void *key, ha_hndl_t ha);
 // Deletes a node of this tree. No other node and no payload moves in memory.
-int avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node);
+lib_result_t avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node);
 
 // In-order walks: `fn` may delete the node that it is called for. A negative result ends the walk and is returned.
 int avl_traverse(const tnx_avl_tree_t *tree, int (*fn)(void *info, void *a), void *a);
@@ -86,6 +87,6 @@ int avl_tree_cleanup(tnx_avl_tree_t *tree, void (*free_fn)(void *info));
 int avl_tree_free(tnx_avl_tree_t **tree, void (*free_fn)(void *info));
 
 // Registers both record types, and the comparison under its name, with the store: 0, or the store's failure.
-int lib_tha_avl_tree_reg(ha_hndl_t ha, avl_compare_t compare, const char *compare_name);
+[[nodiscard]] int lib_tha_avl_tree_reg(ha_hndl_t ha, avl_compare_t compare, const char *compare_name);
 
 #endif

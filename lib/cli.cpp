@@ -40,56 +40,56 @@ void cli_tree_free(cli_tree_t *tree)
     free(tree);
 }
 
-int cli_install_gen(cli_tree_t *tree, int mode, int level, uint64_t flags, const cli_element_t *element)
+lib_result_t cli_install_gen(cli_tree_t *tree, int mode, int level, uint64_t flags, const cli_element_t *element)
 {
     cli_mode_t *place = modeOf(tree, mode);
     if (!place || !element)
-        return -1;
+        return LIB_FAILED;
     for (const cli_installed_t *known = place->head; known; known = known->next)
         if (known->element == element)
-            return 0;
+            return LIB_DONE;
     cli_installed_t *installed = static_cast<cli_installed_t *>(calloc(1, sizeof(cli_installed_t)));
     if (!installed)
-        return -1;
+        return LIB_FAILED;
     *installed = {nullptr, element, flags, level};
     (place->tail ? place->tail->next : place->head) = installed;
     place->tail = installed;
-    return 0;
+    return LIB_DONE;
 }
 
-int cli_install_config(cli_tree_t *tree, int mode, cli_writer_t writer)
+lib_result_t cli_install_config(cli_tree_t *tree, int mode, cli_writer_t writer)
 {
     cli_mode_t *place = modeOf(tree, mode);
     if (!place)
-        return -1;
+        return LIB_FAILED;
     place->config_write = writer;
-    return 0;
+    return LIB_DONE;
 }
 
-int cli_install_default(cli_tree_t *tree, int mode)
+lib_result_t cli_install_default(cli_tree_t *tree, int mode)
 {
     cli_mode_t *place = modeOf(tree, mode);
     if (!place)
-        return -1;
+        return LIB_FAILED;
     place->has_default = true;
-    return 0;
+    return LIB_DONE;
 }
 
-int cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name)
+lib_result_t cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name)
 {
     if (!tree || strlen(name) > IFG_NAME_MAX)
-        return -1;
+        return LIB_FAILED;
     if (!tree->if_list)
         tree->if_list = list_create(nullptr, free);
     cli_if_t *entry = static_cast<cli_if_t *>(calloc(1, sizeof(cli_if_t)));
     if (!entry)
-        return -1;
+        return LIB_FAILED;
     entry->cli = cli;
     snprintf(entry->name, sizeof entry->name, "%s", name);
     if (listnode_add(tree->if_list, entry))
-        return 0;
+        return LIB_DONE;
     free(entry);
-    return -1;
+    return LIB_FAILED;
 }
 
 bool cli_if_has(const cli_tree_t *tree, const cli_t *cli, const char *name)

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "core/print.h"
+#include "lib/result.h"
 
 struct lib_instance_t;
 struct tnx_list_t;
@@ -45,17 +46,18 @@ struct cli_tree_t {
 };
 
 // Makes the instance's command tree, with "exit" in the execution mode, if it has none. 0 or -1.
-int host_vty_init(lib_instance_t *lib);
+lib_result_t host_vty_init(lib_instance_t *lib);
 // Opens the way into the configuration: "configure terminal" in the execution mode. 0, or -1 without a tree.
-int host_config_start(lib_instance_t *lib);
+lib_result_t host_config_start(lib_instance_t *lib);
 void cli_tree_free(cli_tree_t *tree);
 
 // Installs give 0, or -1 for a null tree, a mode above 138, or want of memory. `element` is kept by address; one that
-// the mode has already is not installed again, so that a start hook may run twice.
-int cli_install_gen(cli_tree_t *tree, int mode, int level, uint64_t flags, const cli_element_t *element);
-int cli_install_config(cli_tree_t *tree, int mode, cli_writer_t writer); // replaces an older writer
+// the mode has already is not installed again, so that a start hook may run twice. A command for which there was no
+// memory is missing from the tree, and nothing else is: start hooks go on.
+lib_result_t cli_install_gen(cli_tree_t *tree, int mode, int level, uint64_t flags, const cli_element_t *element);
+lib_result_t cli_install_config(cli_tree_t *tree, int mode, cli_writer_t writer); // replaces an older writer
 // The default commands: "exit", one mode up, and "end", to the execution mode.
-int cli_install_default(cli_tree_t *tree, int mode);
+lib_result_t cli_install_default(cli_tree_t *tree, int mode);
 extern const cli_element_t cli_default_cmds[2];
 
 constexpr int CLI_ARGS_MAX = 16;  // words of a command
@@ -88,13 +90,13 @@ int cli_choices(const cli_tree_t *tree, int mode, const char *line, cli_choice_t
 size_t cli_complete(const cli_tree_t *tree, int mode, const char *line, char *tail, size_t size);
 
 // A context takes part from cli_open (0 or -1) to cli_close.
-int cli_open(cli_tree_t *tree, cli_t *cli);
+lib_result_t cli_open(cli_tree_t *tree, cli_t *cli);
 void cli_close(cli_tree_t *tree, cli_t *cli);
 // The interface is going away: it is no context's current one any more.
 void cli_forget_if(cli_tree_t *tree, const void *ifp);
 
 // The interface list of a context: names that it holds on to and that no command of it deletes.
-int cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name); // 0 or -1
+lib_result_t cli_if_add(cli_tree_t *tree, const cli_t *cli, const char *name); // 0 or -1
 bool cli_if_has(const cli_tree_t *tree, const cli_t *cli, const char *name);
 void cli_if_clear(cli_tree_t *tree, const cli_t *cli);
 

@@ -45,25 +45,25 @@ constexpr uint64_t OWN_FLAGS = 0;
 
 const cli_element_t cli_default_cmds[2] = {{"exit", exitMode, exit_help}, {"end", endModes, end_help}};
 
-int host_vty_init(lib_instance_t *lib)
+lib_result_t host_vty_init(lib_instance_t *lib)
 {
     if (!lib->ctree)
         lib->ctree = static_cast<cli_tree_t *>(calloc(1, sizeof(cli_tree_t)));
     return cli_install_gen(lib->ctree, EXEC_MODE, OWN_LEVEL, OWN_FLAGS, &exec_exit_cmd);
 }
 
-int host_config_start(lib_instance_t *lib)
+lib_result_t host_config_start(lib_instance_t *lib)
 {
     return cli_install_gen(lib->ctree, EXEC_MODE, OWN_LEVEL, OWN_FLAGS, &configure_cmd);
 }
 
-int cli_open(cli_tree_t *tree, cli_t *cli)
+lib_result_t cli_open(cli_tree_t *tree, cli_t *cli)
 {
     if (!tree)
-        return -1;
+        return LIB_FAILED;
     if (!tree->contexts)
         tree->contexts = list_new();
-    return listnode_add_nodup(tree->contexts, cli) ? 0 : -1;
+    return listnode_add_nodup(tree->contexts, cli) ? LIB_DONE : LIB_FAILED;
 }
 
 void cli_close(cli_tree_t *tree, cli_t *cli)
@@ -71,7 +71,7 @@ void cli_close(cli_tree_t *tree, cli_t *cli)
     if (!tree)
         return;
     cli_if_clear(tree, cli);
-    listnode_delete(tree->contexts, cli);
+    (void)listnode_delete(tree->contexts, cli); // a context that was never opened is in no list
 }
 
 void cli_forget_if(cli_tree_t *tree, const void *ifp)

@@ -37,13 +37,13 @@ void freeInterface(void *info)
 
 } // namespace
 
-int ifg_init(ifg_t *ifg)
+lib_result_t ifg_init(ifg_t *ifg)
 {
     *ifg = {};
     if (avl_create(&ifg->by_name, 0, compareName) == 0 && avl_create(&ifg->by_index, 0, compareIndex) == 0)
-        return 0;
+        return LIB_DONE;
     ifg_finish(ifg);
-    return -1;
+    return LIB_FAILED;
 }
 
 void ifg_finish(ifg_t *ifg)
@@ -84,19 +84,19 @@ interface_t *ifg_get_by_name2(ifg_t *ifg, const char *name, uint32_t ifindex)
     return ifp;
 }
 
-int ifg_table_add(ifg_t *ifg, interface_t *ifp)
+lib_result_t ifg_table_add(ifg_t *ifg, interface_t *ifp)
 {
-    return ifp->ifindex == 0 ? -1 : avl_insert_nodup(ifg->by_index, ifp);
+    return ifp->ifindex == 0 ? LIB_FAILED : avl_insert_nodup(ifg->by_index, ifp);
 }
 
-int ifg_table_delete(ifg_t *ifg, interface_t *ifp)
+lib_result_t ifg_table_delete(ifg_t *ifg, interface_t *ifp)
 {
-    return ifg_lookup_by_index(ifg, ifp->ifindex) == ifp ? avl_remove(ifg->by_index, ifp) : -1;
+    return ifg_lookup_by_index(ifg, ifp->ifindex) == ifp ? avl_remove(ifg->by_index, ifp) : LIB_FAILED;
 }
 
 void if_delete(ifg_t *ifg, interface_t *ifp)
 {
-    ifg_table_delete(ifg, ifp);
-    avl_remove(ifg->by_name, ifp);
+    (void)ifg_table_delete(ifg, ifp); // it may never have had an index
+    (void)avl_remove(ifg->by_name, ifp);
     freeInterface(ifp);
 }

@@ -20,7 +20,7 @@ struct ifg_t {
     tnx_avl_tree_t *by_index; // those that ifg_table_add put there
 };
 
-int ifg_init(ifg_t *ifg); // 0 or -1
+lib_result_t ifg_init(ifg_t *ifg); // 0 or -1
 // Frees all records with their data.
 void ifg_finish(ifg_t *ifg);
 
@@ -33,9 +33,9 @@ interface_t *ifg_get_by_name(ifg_t *ifg, const char *name);
 interface_t *ifg_get_by_name2(ifg_t *ifg, const char *name, uint32_t ifindex);
 
 // Puts the record into the index table under its index: 0, or -1 for a record without one or an index that is taken.
-int ifg_table_add(ifg_t *ifg, interface_t *ifp);
+lib_result_t ifg_table_add(ifg_t *ifg, interface_t *ifp);
 // Takes it out; -1 if it is not there.
-int ifg_table_delete(ifg_t *ifg, interface_t *ifp);
+lib_result_t ifg_table_delete(ifg_t *ifg, interface_t *ifp);
 
 // Deletes the record, its data and its place in the index table.
 void if_delete(ifg_t *ifg, interface_t *ifp);

@@ -126,14 +126,14 @@ int qosKorStart()
         return QOS_OK;
     }
     QOS_ERR("%s:%s: Invoking host_vty_init\n", qos_velmar_state.progname, __func__);
-    host_vty_init(lib);
-    host_config_start(lib);
-    cli_install_gen(lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_memStats_cmd);
-    cli_install_config(lib->ctree, INTERFACE_MODE, qos_if_config_write);
+    (void)host_vty_init(lib);
+    (void)host_config_start(lib);
+    (void)cli_install_gen(lib->ctree, EXEC_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &qos_show_memStats_cmd);
+    (void)cli_install_config(lib->ctree, INTERFACE_MODE, qos_if_config_write);
     for (const int mode : {INTERFACE_MODE, CONFIG_MODE, VLAN_INTERFACE_MODE, PORT_CHANNEL_MODE})
-        cli_install_default(lib->ctree, mode);
+        (void)cli_install_default(lib->ctree, mode);
     for (const cli_element_t &command : interface_cmds)
-        cli_install_gen(lib->ctree, CONFIG_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &command);
+        (void)cli_install_gen(lib->ctree, CONFIG_MODE, QOS_CLI_LEVEL, QOS_CLI_FLAGS, &command);
     return QOS_OK;
 }
 
@@ -192,7 +192,7 @@ int qos_kor_interface_vlan(cli_t *cli, int argc, char **argv)
     if (!ifp)
         return QOS_NO_MEMORY;
     if (!ifg_lookup_by_index(ifg, ifp->ifindex))
-        ifg_table_add(ifg, ifp);
+        (void)ifg_table_add(ifg, ifp); // the number is free; without memory the interface is found by its name alone
     enter(cli, ifp, VLAN_INTERFACE_MODE);
     return QOS_OK;
 }
@@ -213,7 +213,7 @@ int qos_kor_no_interface_vlan(cli_t *cli, int argc, char **argv)
     if (ifp->ifindex != 0) {
         if (qos_velmar_state.stage != QOS_STAGE_STANDBY)
             nsm_lib_send_ifg_delete(lib, ifp->ifindex);
-        ifg_table_delete(&lib->ifg, ifp);
+        (void)ifg_table_delete(&lib->ifg, ifp); // it may stand there or not
         imi_client_clear_index(lib, ifp->ifindex);
     }
     leaveIf(cli, ifp); // also for one without an index: the record goes

@@ -9,7 +9,7 @@
 void qosRegisterKORModule();
 
 // Init hook: 0, -1 without memory for the instance, 5 if the library did not start. Needs the internal queue.
-int qosKorInit();
+[[nodiscard]] int qosKorInit();
 // Installs the commands, in the manager role only. 0.
 int qosKorStart();
 

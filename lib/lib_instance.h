@@ -29,11 +29,11 @@ struct lib_instance_t {
 // A new instance, without a scheduler; null for want of memory.
 lib_instance_t *lib_create(const char *name);
 // Makes ready what the instance needs beside its scheduler: 0, or not, also without a scheduler.
-int lib_start(lib_instance_t *lib);
+[[nodiscard]] int lib_start(lib_instance_t *lib);
 // Gives back the instance with all that it holds, the scheduler included.
 void lib_stop(lib_instance_t *lib);
 
 // Gives the instance a mutex, for a process in which several threads use the scheduler. 0, or -1.
-int lib_init_kor_thread_lock(lib_instance_t *lib);
+[[nodiscard]] int lib_init_kor_thread_lock(lib_instance_t *lib);
 
 #endif

@@ -108,19 +108,19 @@ tnx_listnode_t *listnode_add_sort(tnx_list_t *list, void *data)
     return add(list, at ? at->prev : list->tail, at, data);
 }
 
-int listnode_add_sort_nodup(tnx_list_t *list, void *data)
+lib_result_t listnode_add_sort_nodup(tnx_list_t *list, void *data)
 {
     if (!list || !data)
-        return 2;
+        return LIB_NO_MEMORY;
     Node *at = list->cmp ? list->head : nullptr;
     for (; at; at = at->next) {
         const int order = list->cmp(at->data, data);
         if (order == 0)
-            return 1;
+            return LIB_EQUAL_FOUND;
         if (order > 0)
             break;
     }
-    return add(list, at ? at->prev : list->tail, at, data) ? 0 : 2;
+    return add(list, at ? at->prev : list->tail, at, data) ? LIB_DONE : LIB_NO_MEMORY;
 }
 
 tnx_listnode_t *listnode_add_before(tnx_list_t *list, tnx_listnode_t *node, void *data)
@@ -143,16 +143,16 @@ tnx_listnode_t *list_add_node_prev(tnx_list_t *list, tnx_listnode_t *node, void 
     return node ? listnode_add_before(list, node, data) : nullptr;
 }
 
-int list_add_list(tnx_list_t *list, const tnx_list_t *from)
+lib_result_t list_add_list(tnx_list_t *list, const tnx_list_t *from)
 {
     if (!list)
-        return -1;
+        return LIB_FAILED;
     // The old length bounds the walk, so that a list may be added to itself.
     const Node *node = from ? from->head : nullptr;
     for (uint32_t left = from ? from->count : 0; left && node; --left, node = node->next)
         if (!listnode_add(list, node->data))
-            return -1;
-    return 0;
+            return LIB_FAILED;
+    return LIB_DONE;
 }
 
 void list_insert_node(tnx_list_t *list, tnx_listnode_t *before, tnx_listnode_t *node)
@@ -242,23 +242,23 @@ tnx_listnode_t *list_delink_node(tnx_list_t *list, tnx_listnode_t *node)
     return next;
 }
 
-int listnode_delete(tnx_list_t *list, const void *data)
+lib_result_t listnode_delete(tnx_list_t *list, const void *data)
 {
     Node *node = listnode_lookup(list, data);
     list_delete_node(list, node);
-    return node ? 0 : -1;
+    return node ? LIB_DONE : LIB_FAILED;
 }
 
-int listnode_delete_data(tnx_list_t *list, const void *data)
+lib_result_t listnode_delete_data(tnx_list_t *list, const void *data)
 {
     return listnode_delete(list, data);
 }
 
-int list_delete_data(tnx_list_t *list, const void *data)
+lib_result_t list_delete_data(tnx_list_t *list, const void *data)
 {
     Node *node = list_lookup_data_node(list, data);
     list_delete_node(list, node);
-    return node ? 0 : -1;
+    return node ? LIB_DONE : LIB_FAILED;
 }
 
 void list_delete_all_node(tnx_list_t *list)

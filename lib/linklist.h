@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "lib/result.h"
 #include "velmar/ha.h"
 #include "velmar/members.h"
 
@@ -47,7 +48,7 @@ tnx_listnode_t *listnode_add_nodup(tnx_list_t *list, void *data); // the node th
 // Ahead of the first node that compares greater, so behind equal ones; at the end of a list without `cmp`.
 tnx_listnode_t *listnode_add_sort(tnx_list_t *list, void *data);
 // The same unless an equal one is met first: 0 added, 1 equal found, 2 no memory.
-int listnode_add_sort_nodup(tnx_list_t *list, void *data);
+lib_result_t listnode_add_sort_nodup(tnx_list_t *list, void *data);
 // Beside `node`. Null stands for the places outside of the list: before null is the end, after null the start.
 tnx_listnode_t *listnode_add_before(tnx_list_t *list, tnx_listnode_t *node, void *data);
 tnx_listnode_t *listnode_add_after(tnx_list_t *list, tnx_listnode_t *node, void *data);
@@ -55,7 +56,7 @@ tnx_listnode_t *listnode_add_after(tnx_list_t *list, tnx_listnode_t *node, void 
 tnx_listnode_t *list_add_node_next(tnx_list_t *list, tnx_listnode_t *node, void *data);
 tnx_listnode_t *list_add_node_prev(tnx_list_t *list, tnx_listnode_t *node, void *data);
 // Appends all payloads of `from`, which keeps them: 0, or -1 if memory ran out on the way.
-int list_add_list(tnx_list_t *list, const tnx_list_t *from);
+lib_result_t list_add_list(tnx_list_t *list, const tnx_list_t *from);
 
 // Link a node that is in no list and came from a list with the same store handle.
 void list_insert_node(tnx_list_t *list, tnx_listnode_t *before, tnx_listnode_t *node); // at the end for a null place
@@ -82,9 +83,9 @@ void list_delete_node(tnx_list_t *list, tnx_listnode_t *node);
 tnx_listnode_t *list_delink_node(tnx_list_t *list, tnx_listnode_t *node);
 // Delete the first node that holds the pointer, or for list_delete_data the first that `cmp` finds equal: 0, or -1 if
 // there is none.
-int listnode_delete(tnx_list_t *list, const void *data);
-int listnode_delete_data(tnx_list_t *list, const void *data);
-int list_delete_data(tnx_list_t *list, const void *data);
+lib_result_t listnode_delete(tnx_list_t *list, const void *data);
+lib_result_t listnode_delete_data(tnx_list_t *list, const void *data);
+lib_result_t list_delete_data(tnx_list_t *list, const void *data);
 // Empties the list, calling `del` for each payload from the head on.
 void list_delete_all_node(tnx_list_t *list);
 // Empty the list and free it.
@@ -95,7 +96,7 @@ void list_free(tnx_list_t *list);
 
 // Registers both record types, and the two functions under their names where they are given, with the store: 0, or the
 // store's failure.
-int lib_tha_linklist_reg(ha_hndl_t ha, list_cmp_t cmp = nullptr, const char *cmp_name = nullptr,
-                         list_del_t del = nullptr, const char *del_name = nullptr);
+[[nodiscard]] int lib_tha_linklist_reg(ha_hndl_t ha, list_cmp_t cmp = nullptr, const char *cmp_name = nullptr,
+                                       list_del_t del = nullptr, const char *del_name = nullptr);
 
 #endif

@@ -40,7 +40,7 @@ void lib_tha_free(ha_hndl_t ha, void *block, lib_tha_at_t at = lib_tha_at_t::her
 void lib_tha_name(char *out, size_t size, const char *name);
 
 // Shared result of registrations: a type or function that the store knows already is as good as a new one.
-constexpr int lib_tha_registered(int rc)
+[[nodiscard]] constexpr int lib_tha_registered(int rc)
 {
     return rc == HA_EXISTS ? 0 : rc;
 }

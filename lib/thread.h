@@ -162,6 +162,6 @@ void thread_asp_start(lib_instance_t *zg, msgq_cb_t handler, MSG_Q_ID queue);
 void thread_asp_wakeup(void *zg);
 
 // Drives a GIOT engine from this loop, where it has no worker thread. 0, or the engine's failure.
-int thread_giot_start(lib_instance_t *zg, gioti_t *gioti);
+[[nodiscard]] int thread_giot_start(lib_instance_t *zg, gioti_t *gioti);
 
 #endif

@@ -1,7 +1,6 @@
 // The rows of the back-end table, one a chip type. What a row does not set is null: the type lacks the operation.
 #include "platform/qa_ioctl.h"
 
-#include "core/handler.h"
 #include "platform/larkin/lark_ccb.h"
 #include "platform/larkin/lark_sched.h"
 #include "platform/larkin/lark_statistics.h"
@@ -25,9 +24,10 @@
 namespace {
 
 // An entry takes what its code names, or the row does not compile.
-template <uint8_t Code, uint32_t (*Entry)(qosOperationOf<Code> *)>
+template <uint8_t Code, const auto &Entry>
 constexpr void set(qaIoctlRow_t &row)
 {
+    static_assert(std::is_same_v<qaBodyOf<Entry>, qosOperationOf<Code>>, "an entry of another record");
     row[Code] = qaUntyped<Entry>;
 }
 
@@ -40,6 +40,7 @@ constexpr void setBlocks(qaIoctlRow_t &row, chips_t whose)
     if (chips_t::chips == whose)                                                                                       \
         set<code, entry>(row);
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 }
 
 // What Tessel and both Mirelle types do alike.

@@ -24,10 +24,12 @@
 #include <cstdint>
 
 #include "agent/messages/bodies.h"
+#include "channels/driver_request.h"
+#include "core/handler.h"
 #include "inventory/records.h"
 
 // An entry without its record's type, as the table holds it.
-using qaIoctl_t = uint32_t (*)(void *body);
+using qaIoctl_t = qaUntyped_t;
 using qaIoctlRow_t = std::array<qaIoctl_t, QOS_MSG_CODES>;
 
 extern const std::array<qaIoctlRow_t, QOS_CHIP_TYPES> qaIoctlFn;
@@ -46,7 +48,7 @@ struct qaEntry_t {
     qaIoctl_t call;
 
     explicit operator bool() const { return call != nullptr; }
-    uint32_t operator()(Body *body) const { return call(body); }
+    qosDriverStatus_t operator()(Body *body) const { return call(body); }
 };
 
 // The entry of a chip for an operation; none without a chip.

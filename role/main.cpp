@@ -60,7 +60,7 @@ int addPorts(thread *)
             continue;
         interface_t *ifp = ifg_get_by_name2(ifg, port.name.c_str(), port.ifindex);
         if (ifp && !ifg_lookup_by_index(ifg, port.ifindex))
-            ifg_table_add(ifg, ifp);
+            (void)ifg_table_add(ifg, ifp); // the number is free
     }
     return QOS_OK;
 }
@@ -154,7 +154,7 @@ int registerModules()
     record.init = initRole;
     record.chip_up = chipUp;
     record.chip_down = chipDown;
-    qosVssStageRegister(ROLE_MODULE, QOS_STAGE_ACTIVE, active, 0);
+    (void)qosVssStageRegister(ROLE_MODULE, QOS_STAGE_ACTIVE, active, 0);
     return qosModuleInit();
 }
 

@@ -283,7 +283,8 @@ void terminalOpen(int in, int out, std::function<void()> ended)
 {
     auto *session = new Session{in, out, std::move(ended), {}, {}, {}, {}, 0, {}, false, false};
     session->cli = {print, session, nullptr, EXEC_MODE};
-    cli_open(qos_velmar_state.lib->ctree, &session->cli);
+    // One that does not take part keeps an interface that goes away, until it is left.
+    (void)cli_open(qos_velmar_state.lib->ctree, &session->cli);
     redraw(session);
     proceed(session);
 }

@@ -132,6 +132,7 @@ constexpr ctlStatsView_t views[] = {
 #define VIEW(code, ...) __VA_OPT__(ofFields(__VA_ARGS__, code), )
 #define STAT_BLOCK(entry, code, chips, command, form, block, view, ...) VIEW(code, view)
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 #undef VIEW
 #undef OWN_VIEW
 #undef FIELDS

@@ -40,7 +40,10 @@ struct row;
         using body = record;                                                                                           \
         using entry = operation<record, takes>::type;                                                                  \
     };
+#define QOS_UNNAMED QOS_CODE
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 
 } // namespace qosBodiesDetail
 

@@ -28,6 +28,8 @@ constexpr qosMsgInfo_t qosMsgCatalogue[QOS_MSG_CODES] = {
 #define QOS_CODE(number, name, body, least, ...) QOS_ROW(number, #name, body, least)
 #define QOS_UNNAMED(number, name, body, least, ...) QOS_ROW(number, "Unknown", body, least)
 #include "agent/messages/codes.def"
+#undef QOS_UNNAMED
+#undef QOS_CODE
 };
 
 #undef QOS_ROW

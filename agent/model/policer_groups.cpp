@@ -13,7 +13,7 @@ uint8_t qaGetNumPolicerGroups(const qosChip_t *chip)
     return static_cast<uint8_t>(std::min<uint16_t>(chip->num_policer_groups, QOS_MAX_POLICER_GROUPS));
 }
 
-uint32_t qaPolGetGroupIndex(uint32_t ifindex, uint16_t *group)
+qosMsgStatus_t qaPolGetGroupIndex(uint32_t ifindex, uint16_t *group)
 {
     const qosIf_t *interface = qosLookupIfEntry(ifindex);
     if (!interface) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "inventory/records.h"
 
 // Groups that a chip can have; a record's group has four bits.
@@ -14,6 +15,6 @@ constexpr uint8_t QOS_MAX_POLICER_GROUPS = 16;
 uint8_t qaGetNumPolicerGroups(const qosChip_t *chip);
 
 // The group of an interface through *group: 0, or 1 for an unknown interface, with *group as it was.
-uint32_t qaPolGetGroupIndex(uint32_t ifindex, uint16_t *group);
+qosMsgStatus_t qaPolGetGroupIndex(uint32_t ifindex, uint16_t *group);
 
 #endif

@@ -133,8 +133,8 @@ void qaCcbGetUnUsedTcs(const uint8_t tc_map[QOS_NUM_COS], uint8_t usage[QOS_NUM_
     *unused = static_cast<uint8_t>(std::count(usage, usage + QOS_NUM_COS, 0));
 }
 
-uint32_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,
-                                       qaCcbThresholds_t thresholds)
+qosMsgStatus_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS],
+                                             uint32_t budget, qaCcbThresholds_t thresholds)
 {
     QOS_INF("tc_map: (%d %d %d %d %d %d %d %d)", tc_map[0], tc_map[1], tc_map[2], tc_map[3], tc_map[4], tc_map[5],
             tc_map[6], tc_map[7]);
@@ -150,7 +150,7 @@ uint32_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t t
     }
     QOS_INF("thresholds: (%d, %d, %d, %d, %d, %d, %d, %d)", thresholds[0], thresholds[1], thresholds[2], thresholds[3],
             thresholds[4], thresholds[5], thresholds[6], thresholds[7]);
-    return 0;
+    return QOS_MSG_DONE;
 }
 
 void qaCcbGetCommonPfcTailDropThresholds(const qosIf_t *interface, const uint8_t[QOS_NUM_COS], uint32_t budget,

@@ -28,8 +28,8 @@ void qaCcbGetUnUsedTcs(const uint8_t tc_map[QOS_NUM_COS], uint8_t usage[QOS_NUM_
 
 // Splits a port's budget among its traffic classes: by the configured weights, for legacy pause, or by the PFC rule of
 // the switch model. 0. With legacy pause on a Mirelle model only the first threshold is written.
-uint32_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,
-                                       qaCcbThresholds_t thresholds);
+qosMsgStatus_t qaCcbGetPriTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS],
+                                             uint32_t budget, qaCcbThresholds_t thresholds);
 
 // The three PFC rules, with the same arguments.
 void qaCcbGetLarkinPfcTailDropThresholds(const qosIf_t *interface, const uint8_t tc_map[QOS_NUM_COS], uint32_t budget,

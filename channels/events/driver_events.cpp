@@ -69,8 +69,8 @@ void qosRegisterNLModule()
     qosModule_t &record = qosModuleRecord(QOS_MOD_NL, "QOS NL");
     record.init = qosNLInit;
     record.start = qosNLStart;
-    qosVssStageRegister(QOS_MOD_NL, QOS_STAGE_CLIENT_INIT, qosNLClientInit, 0);
-    qosVssStageRegister(QOS_MOD_NL, QOS_STAGE_WARM_RECON, qosNLRecon, 0);
+    (void)qosVssStageRegister(QOS_MOD_NL, QOS_STAGE_CLIENT_INIT, qosNLClientInit, 0);
+    (void)qosVssStageRegister(QOS_MOD_NL, QOS_STAGE_WARM_RECON, qosNLRecon, 0);
 }
 
 int qosNLInit()

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 void qosRegisterNLModule();
-int qosNLInit();  // init hook: slot table and sockets; 0 or -1
-int qosNLStart(); // start hook: chip table
+[[nodiscard]] int qosNLInit();  // init hook: slot table and sockets; 0 or -1
+[[nodiscard]] int qosNLStart(); // start hook: chip table
 int qosNLClientInit(uint32_t stage, uint32_t arg);
 int qosNLRecon(uint32_t stage, uint32_t arg);
 

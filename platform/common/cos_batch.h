@@ -32,13 +32,13 @@ Record *cosBatchRecord(cosBulk_t *batch, uint32_t command)
 }
 
 // Sends the batch; the answer, of the same length, through *response. The transport's status.
-inline uint32_t cosBatchSend(uint32_t target, cosBulk_t *batch, const cosBulk_t **response)
+inline qosDriverStatus_t cosBatchSend(uint32_t target, cosBulk_t *batch, const cosBulk_t **response)
 {
     const uint32_t length = batch->hdr.in_size;
     batch->hdr.out_size = length;
     const unsigned char *bytes = nullptr;
     uint32_t received = length;
-    const uint32_t rc = qosCosIoctl(target, batch, length, &bytes, &received);
+    const qosDriverStatus_t rc = qosCosIoctl(target, batch, length, &bytes, &received);
     *response = reinterpret_cast<const cosBulk_t *>(bytes);
     return rc;
 }

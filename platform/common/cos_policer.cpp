@@ -106,10 +106,10 @@ void fillProfile(cosPolProfile_t *record, const Body *body)
     memcpy(record->violate_cos, body->violate_cos, sizeof record->violate_cos);
 }
 
-uint32_t sendBatch(qosWhere_t where, uint32_t target, cosBulk_t *batch)
+qosDriverStatus_t sendBatch(qosWhere_t where, uint32_t target, cosBulk_t *batch)
 {
     const cosBulk_t *response;
-    const uint32_t rc = cosBatchSend(target, batch, &response);
+    const qosDriverStatus_t rc = cosBatchSend(target, batch, &response);
     const uint32_t length = batch->hdr.in_size;
     QOS_INF_AT(where, "ops.cmd:0x%x, in size %d, out size %d, num ioctls %d", static_cast<uint32_t>(batch->hdr.command),
                length, static_cast<uint32_t>(batch->hdr.out_size), static_cast<uint16_t>(batch->num_records));
@@ -145,8 +145,8 @@ cosStats_t *buildRead(const cosPolFamily_t &family, const qosPolStatsRec_t *poli
 }
 
 // 0 also for a response with another number of results, which is not looked at.
-uint32_t takeResults(const cosPolFamily_t &family, const unsigned char *response, qosPolStatsRec_t *policers,
-                     uint32_t count)
+qosDriverStatus_t takeResults(const cosPolFamily_t &family, const unsigned char *response, qosPolStatsRec_t *policers,
+                              uint32_t count)
 {
     const uint32_t returned = reinterpret_cast<const cosStats_t *>(response)->num_returned;
     if (returned != count) {
@@ -166,14 +166,14 @@ uint32_t takeResults(const cosPolFamily_t &family, const unsigned char *response
     return QOS_MSG_DONE;
 }
 
-uint32_t readSlice(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body, uint32_t first, uint32_t count)
+qosDriverStatus_t readSlice(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body, uint32_t first, uint32_t count)
 {
     qosPolStatsRec_t *policers = body->records + first;
     const cosStats_t *record = buildRead(family, policers, body->dir, count);
     const uint32_t length = readLength(count);
     const unsigned char *response = nullptr;
     uint32_t received = length;
-    const uint32_t rc = qosAnswer(body, qosCosIoctl(body->chip_ifindex, record, length, &response, &received));
+    const qosDriverStatus_t rc = qosAnswer(body, qosCosIoctl(body->chip_ifindex, record, length, &response, &received));
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(family.stats_get, "Failed to get stats , error = %d", rc);
         return rc;
@@ -189,7 +189,7 @@ struct clear_t {
     bool sent;      // a slice has gone out
 };
 
-uint32_t sendClear(clear_t &clear)
+qosDriverStatus_t sendClear(clear_t &clear)
 {
     auto *record = qosCosRequest<cosStats_t>(COS_STATS_CLEAR);
     const uint32_t length = readKeys(clear.count);
@@ -202,16 +202,16 @@ uint32_t sendClear(clear_t &clear)
 }
 
 // Adds a key for each group of an entry; a full slice is sent first.
-uint32_t clearPolicer(const cosPolFamily_t &family, clear_t &clear, const qosPolStatsClrMsg_t *body,
-                      const qosPolStatsClrData_t &policer)
+qosDriverStatus_t clearPolicer(const cosPolFamily_t &family, clear_t &clear, const qosPolStatsClrMsg_t *body,
+                               const qosPolStatsClrData_t &policer)
 {
     cosPolGroups_t groups = {0, 1};
     if (family.clear_groups)
-        if (const uint32_t rc = family.clear_groups(body, policer.ifindex, &groups))
+        if (const qosDriverStatus_t rc = family.clear_groups(body, policer.ifindex, &groups))
             return rc;
     for (uint32_t i = 0; i < groups.count; ++i) {
         if (clear.count == CLEAR_SLICE)
-            if (const uint32_t rc = sendClear(clear))
+            if (const qosDriverStatus_t rc = sendClear(clear))
                 return rc;
         cosStatsKey_t *key = keyAt(clear.count++);
         key->id = policer.policer_id;
@@ -274,7 +274,7 @@ void cosPolFillDeassoc(cosPolDeassoc_t *record, const qosPolPolicerDelMsg_t *bod
 }
 
 // Profile, policer, association: what a record names must be there before it.
-uint32_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body)
+qosDriverStatus_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body)
 {
     const uint8_t type = body->policer_req_type;
     cosBulk_t *batch = cosBatchStart();
@@ -288,14 +288,14 @@ uint32_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body
     }
     if (body->class_default == 1 && (type == REQ_POLICER || type == REQ_ASSOCIATE))
         cosPolFillAssoc(cosBatchRecord<cosPolAssoc_t>(batch, COS_POLICER_ASSOCIATE), body);
-    const uint32_t rc = sendBatch(family.add, body->chip_ifindex, batch);
+    const qosDriverStatus_t rc = sendBatch(family.add, body->chip_ifindex, batch);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.add, "Failed to add policer for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     return qosAnswer(body, rc);
 }
 
 // The order of the add turned round.
-uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body)
+qosDriverStatus_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body)
 {
     cosBulk_t *batch = cosBatchStart();
     if (body->class_default == 1)
@@ -308,14 +308,14 @@ uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body
         if (body->profile_id != 0)
             cosPolFillProfileDelete(cosBatchRecord<cosPolProfile_t>(batch, COS_POLICER_PROFILE), body->profile_id);
     }
-    const uint32_t rc = sendBatch(family.remove, body->chip_ifindex, batch);
+    const qosDriverStatus_t rc = sendBatch(family.remove, body->chip_ifindex, batch);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.remove, "Failed to remove policer  for interface %s, error = %d",
                    qosNameOf(body->ifName).text, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body)
+qosDriverStatus_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body)
 {
     auto *record = qosCosRequest<cosPolProfile_t>(COS_POLICER_PROFILE, sizeof(cosPolProfile_t));
     if (body->profile_req_type == REQ_PROFILE_DELETE)
@@ -325,13 +325,13 @@ uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body
     const uint32_t chip = body->chip_ifindex;
     const cosPolProfile_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, chip, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, chip, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(family.profile, "Failed to update/delete for chip ifindex 0x%x, error = %d", chip, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)
+qosDriverStatus_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)
 {
     return cosReadSlices(body->num_records, READ_SLICE, [&family, body](uint32_t first, uint32_t count) {
         return readSlice(family, body, first, count);
@@ -340,11 +340,11 @@ uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body)
 
 // The groups of every entry are looked for ahead of the first request, so that an unknown one leaves all counters
 // alone.
-uint32_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body)
+qosDriverStatus_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body)
 {
     const int32_t total = body->num_policers;
     clear_t clear = {body->ifindex, body->dir, 0, false};
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     cosPolGroups_t groups;
     const qosPolStatsClrData_t *entries = qosPolStatsClrEntries(body);
     for (int32_t i = 0; i < total && family.clear_groups && rc == QOS_MSG_DONE; ++i)

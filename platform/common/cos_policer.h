@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "agent/messages/policer.h"
+#include "channels/driver_request.h"
 #include "core/trace.h"
 #include "platform/records/policer.h"
 
@@ -23,22 +24,31 @@ struct cosPolFamily_t {
     qosWhere_t profile;
     qosWhere_t stats_get;
     // Fill one record; not 0 ends the request with nothing sent.
-    uint32_t (*fill_add)(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body);
-    uint32_t (*fill_remove)(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body);
+    qosDriverStatus_t (*fill_add)(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body);
+    qosDriverStatus_t (*fill_remove)(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body);
     // Second word of a statistics key.
     uint32_t (*stats_index)(const qosPolStatsRec_t *policer);
     // The groups of a clear's entry for this interface; not 0 ends the clear with nothing sent. Null where there are no
     // groups: an entry is one key, whose second word is as the buffer held it.
-    uint32_t (*clear_groups)(const qosPolStatsClrMsg_t *body, uint32_t ifindex, cosPolGroups_t *groups);
+    qosDriverStatus_t (*clear_groups)(const qosPolStatsClrMsg_t *body, uint32_t ifindex, cosPolGroups_t *groups);
 };
 
-uint32_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body);
-uint32_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body);
-uint32_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body);
+qosDriverStatus_t cosPolicerAdd(const cosPolFamily_t &family, qosPolPolicerAddMsg_t *body);
+qosDriverStatus_t cosPolicerRem(const cosPolFamily_t &family, qosPolPolicerDelMsg_t *body);
+qosDriverStatus_t cosPolProfileCfg(const cosPolFamily_t &family, qosPolProfileMsg_t *body);
 // Reads in slices of 90, which is what one request with its results holds. A failed slice ends the read.
-uint32_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body);
+qosDriverStatus_t cosPolStatsGet(const cosPolFamily_t &family, qosPolStatsGetMsg_t *body);
 // Clears in slices of 333 keys, an empty request if there is no key at all; likewise.
-uint32_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body);
+qosDriverStatus_t cosPolStatsClr(const cosPolFamily_t &family, qosPolStatsClrMsg_t *body);
+
+// An entry of a family: one of the above as it is for the family, called with its body.
+template <typename Body>
+struct cosPolEntry_t {
+    const cosPolFamily_t &family;
+    qosDriverStatus_t (*run)(const cosPolFamily_t &family, Body *body);
+
+    qosDriverStatus_t operator()(Body *body) const { return run(family, body); }
+};
 
 // The records, each with its head filled by cosBatchRecord. Rates in the body are bits per second; `step` is the chip's
 // unit in bytes per second. Filling an add reports the rates as programmed in op_cir and op_eir of the body.

@@ -59,14 +59,14 @@ cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys)
     return request;
 }
 
-uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
-                        const unsigned char **response)
+qosDriverStatus_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
+                                 const unsigned char **response)
 {
     uint32_t expected = request->head.hdr.out_size;
     return qosCosIoctl(target, request, length, response, &expected);
 }
 
-uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body)
+qosDriverStatus_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
@@ -83,7 +83,8 @@ uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosCl
     }
     const unsigned char *response = nullptr;
     uint32_t length = sizeof(cosHdr_t);
-    const uint32_t rc = qosCosIoctl(chip->chip_ifindex, request, request->head.hdr.in_size, &response, &length);
+    const qosDriverStatus_t rc =
+        qosCosIoctl(chip->chip_ifindex, request, request->head.hdr.in_size, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(where, "Failed to clear red counters for chip: %x", chip->chip_ifindex);
     return rc;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "agent/messages/chip.h"
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/drop_monitor.h"
 #include "agent/messages/policer.h"
@@ -56,11 +57,11 @@ void cosRedTakeCounters(const cosRedResult_t &result, unsigned levels, be64 *cou
 cosRedRequest_t *cosRedRead(cosStatsDevice_t device, uint32_t keys);
 // Sends `length` bytes of it: Mirelle its in size, Tessel the larger of its two sizes. The response through *response;
 // the transport's status.
-uint32_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
-                        const unsigned char **response);
+qosDriverStatus_t cosRedSendRead(uint32_t target, const cosRedRequest_t *request, uint32_t length,
+                                 const unsigned char **response);
 
 // Clears eight priorities of the body's interface, or with clearAll of the walk's chip: the transport's status, or 25
 // without a target. The lines are for `where`.
-uint32_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
+qosDriverStatus_t cosClearRedStats(qosWhere_t where, cosStatsDevice_t device, const qosClearStatsMsg_t *body);
 
 #endif

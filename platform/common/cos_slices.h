@@ -5,13 +5,15 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "agent/messages/codes.h"
+
 // Calls `read(first, count)` for `total` records, `slice` at a time, and once if there is none. The first result that
 // is not 0 ends it and is given.
 template <typename Read>
-uint32_t cosReadSlices(uint32_t total, uint32_t slice, Read &&read)
+qosDriverStatus_t cosReadSlices(uint32_t total, uint32_t slice, Read &&read)
 {
     uint32_t done = 0;
-    uint32_t rc;
+    qosDriverStatus_t rc;
     do {
         const uint32_t count = std::min(total - done, slice);
         rc = read(done, count);

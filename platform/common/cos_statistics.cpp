@@ -108,15 +108,15 @@ cosStatAnswer_t cosStatRead(qosWhere_t where, const cosPortRow_t &row, qosStatsH
     return answer;
 }
 
-uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps)
+qosDriverStatus_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps)
 {
     for (const cosClearStep_t step : steps)
-        if (const uint32_t rc = step(body))
+        if (const qosDriverStatus_t rc = step(body))
             return rc;
     return QOS_MSG_DONE;
 }
 
-uint32_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body)
+qosDriverStatus_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
@@ -135,13 +135,13 @@ uint32_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body)
         record->ifindex = ifindex;
     const unsigned char *response = nullptr;
     uint32_t length = size;
-    const uint32_t rc = qosCosIoctl(chip->chip_ifindex, record, size, &response, &length);
+    const qosDriverStatus_t rc = qosCosIoctl(chip->chip_ifindex, record, size, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(function, "failed to clear swm counters for chip %x, rc: %d", chip->chip_ifindex, rc);
     return rc;
 }
 
-uint32_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body)
+qosDriverStatus_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body)
 {
     const qosChip_t *chip = qaClearTarget(body);
     if (!chip) {
@@ -152,7 +152,7 @@ uint32_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body)
     record->num_requests = 1;
     record->ifindex = body->ifindex;
     record->flags = body->clearAll != 0 ? 1 : 0;
-    const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT(function, "Failed to clear drop rsn counters for chip: %x", chip->chip_ifindex);
     return rc;

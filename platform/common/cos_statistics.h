@@ -12,6 +12,7 @@
 #include <span>
 #include <type_traits>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/statistics.h"
 #include "core/text.h"
 #include "inventory/records.h"
@@ -22,6 +23,10 @@
 // What a request names: a port or the PLC as a whole, or with the body's selector one of the TMCs behind the chip or of
 // the output queues of a port.
 enum class cosStatForm_t : uint8_t { Port, Plc, TmcChip, TmcPort, Voq };
+
+namespace cosStatDetail {
+void theStepsRunPastTheBody(); // never defined: reaching it is the compiler's error
+}
 
 // A read of one block, and what of it goes where.
 struct cosStatRow_t {
@@ -53,7 +58,7 @@ struct cosPortRow_t {
 
 // An answer to a read. The bytes are those from the steps' origin on and are gone with the next request.
 struct cosStatAnswer_t {
-    uint32_t rc; // what also stands in the body's status; the rest counts only if it is 0
+    qosDriverStatus_t rc; // what also stands in the body's status; the rest counts only if it is 0
     const qosIf_t *interface;
     const unsigned char *bytes;
     uint32_t length;
@@ -64,28 +69,42 @@ struct cosStatAnswer_t {
 cosStatAnswer_t cosStatRead(qosWhere_t where, const cosStatRow_t &row, qosStatsHead_t *body);
 cosStatAnswer_t cosStatRead(qosWhere_t where, const cosPortRow_t &row, qosStatsHead_t *body);
 
-// Runs a row for a function whose body is of another type, then `more` for what is not a step.
-template <const auto &Row, typename Body>
-uint32_t cosStatRun(qosWhere_t where, Body *body, void (*more)(const cosStatAnswer_t &answer, Body *body) = nullptr)
-{
-    static_assert(statReach(Row.steps) <= sizeof(Body));
-    const cosStatAnswer_t answer = cosStatRead(where, Row, reinterpret_cast<qosStatsHead_t *>(body));
-    if (answer.rc != QOS_MSG_DONE)
+// A back-end entry out of a row, called with its body: runs the row, then `more` for what is not a step.
+template <typename Body, typename Row>
+struct cosStatEntry_t {
+    using more_t = void(const cosStatAnswer_t &answer, Body *body);
+
+    qosWhere_t where;
+    Row row;
+    more_t *more;
+
+    constexpr cosStatEntry_t(qosWhere_t entry, const Row &read, more_t *rest = nullptr)
+        : where(entry), row(read), more(rest)
+    {
+        if (statReach(row.steps) > sizeof(Body))
+            cosStatDetail::theStepsRunPastTheBody();
+    }
+
+    qosDriverStatus_t operator()(Body *body) const
+    {
+        const cosStatAnswer_t answer = cosStatRead(where, row, reinterpret_cast<qosStatsHead_t *>(body));
+        if (answer.rc != QOS_MSG_DONE)
+            return answer.rc;
+        if constexpr (requires { body->selector_echo; })
+            memcpy(body->selector_echo, body->selector, sizeof body->selector_echo);
+        if (more)
+            more(answer, body);
         return answer.rc;
-    if constexpr (requires { body->selector_echo; })
-        memcpy(body->selector_echo, body->selector, sizeof body->selector_echo);
-    if (more)
-        more(answer, body);
-    return answer.rc;
-}
+    }
+};
 
 // Runs the steps of a clear in turn; the first failure ends it and is the result.
-using cosClearStep_t = uint32_t (*)(qosClearStatsMsg_t *body);
-uint32_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps);
+using cosClearStep_t = qosDriverStatus_t (*)(qosClearStatsMsg_t *body);
+qosDriverStatus_t cosClearStats(qosClearStatsMsg_t *body, std::initializer_list<cosClearStep_t> steps);
 
 // Clears of port and drop reason counters, of one interface or with clearAll of the walk's chip: the transport's
 // status, or 25 without a target. The second leaves that in the body's status.
-uint32_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body);
-uint32_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body);
+qosDriverStatus_t cosClearSwmStats(qosWhere_t function, const qosClearStatsMsg_t *body);
+qosDriverStatus_t cosClearDropRsnStats(qosWhere_t function, qosClearStatsMsg_t *body);
 
 #endif

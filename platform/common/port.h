@@ -17,7 +17,7 @@ enum class portMiss_t : uint8_t {
     Statistics,   // 25 and no line, 25 in the status
 };
 
-constexpr uint32_t portMissRc(portMiss_t miss)
+constexpr qosDriverStatus_t portMissRc(portMiss_t miss)
 {
     return miss == portMiss_t::Map          ? QOS_MSG_REFUSED
            : miss == portMiss_t::Statistics ? QOS_MSG_UNSERVED
@@ -49,7 +49,7 @@ qosIf_t *portFind(qosWhere_t where, Body *body)
     else if constexpr (Miss != portMiss_t::Statistics)
         QOS_ERR_AT(where, "Failed to get ifentry for ifindex 0x%x", ifindex);
     if constexpr (Miss != portMiss_t::Config)
-        qosAnswer(body, portMissRc(Miss));
+        qosSetStatus(body, portMissRc(Miss));
     return nullptr;
 }
 

@@ -5,26 +5,30 @@
 #include <cstdint>
 
 #include "agent/messages/header.h"
+#include "channels/driver_request.h"
 #include "core/handler.h"
 #include "core/text.h"
 #include "core/trace.h"
 
+// A back-end entry: a row, called with its body.
+template <typename Body, typename Sent = Body>
 struct priorityEntry_t {
-    qosWhere_t function;
+    qosWhere_t where;
+    qosDriverStatus_t (*send)(Sent *body); // the port's whole map; the transport's status
     qosText_t<const char *, uint32_t> failed;
     qosText_t<const char *> done;
-};
 
-// Traces how the map's request ended, leaves that in the body's status and gives it.
-template <typename Body>
-uint32_t priorityFinish(const priorityEntry_t &entry, Body *body, uint32_t rc)
-{
-    const qosName_t name = qosNameOf(body->ifName);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(entry.function, entry.failed, name.text, rc);
-    else
-        qosTrace(entry.function, entry.done, name.text);
-    return qosAnswer(body, rc);
-}
+    // Sends the map, traces how that ended, leaves it in the body's status and gives it.
+    qosDriverStatus_t operator()(Body *body) const
+    {
+        const qosDriverStatus_t rc = send(body);
+        const qosName_t name = qosNameOf(body->ifName);
+        if (rc != QOS_MSG_DONE)
+            qosTrace(where, failed, name.text, rc);
+        else
+            qosTrace(where, done, name.text);
+        return qosAnswer(body, rc);
+    }
+};
 
 #endif

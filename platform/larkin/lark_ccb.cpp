@@ -17,10 +17,10 @@ using portText_t = qosText_t<const char *, uint32_t>;
 
 // Sends a port's record; a failure is traced with the port's name.
 template <typename Record>
-uint32_t sendForPort(qosWhere_t where, const portText_t &failed, const qosIf_t *interface, const Record *record,
-                     qosCcbMsg_t *body)
+qosDriverStatus_t sendForPort(qosWhere_t where, const portText_t &failed, const qosIf_t *interface,
+                              const Record *record, qosCcbMsg_t *body)
 {
-    const uint32_t rc = qosDceSend(interface->chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         qosTrace(where, failed, interface->ifName, rc);
     return qosAnswer(body, rc);
@@ -43,7 +43,7 @@ uint32_t switchRed(qosIf_t *interface, const qosCcbMsg_t *body)
 }
 
 // One request for at most LARK_CLEAR_PORTS ports.
-uint32_t clearPorts(const qosChip_t *chip, const uint32_t *ports, uint32_t count)
+qosDriverStatus_t clearPorts(const qosChip_t *chip, const uint32_t *ports, uint32_t count)
 {
     auto *record = qosDceRequest<larkClearSwm_t>(DCE_CLEAR_SWM);
     const uint32_t length = static_cast<uint32_t>(sizeof *record + count * sizeof(be32));
@@ -59,11 +59,11 @@ uint32_t clearPorts(const qosChip_t *chip, const uint32_t *ports, uint32_t count
 }
 
 // All ports of a chip, in as many requests as they take; a chip without ports gets one that names none.
-uint32_t clearChipPorts(const qosChip_t *chip)
+qosDriverStatus_t clearChipPorts(const qosChip_t *chip)
 {
     uint32_t ports[LARK_CLEAR_PORTS];
     const qosIf_t *interface = tailqFirst(&chip->ifList);
-    uint32_t rc;
+    qosDriverStatus_t rc;
     do {
         uint32_t count = 0;
         for (; interface && count < LARK_CLEAR_PORTS; interface = tailqNext<&qosIf_t::chip_link>(interface))
@@ -75,7 +75,7 @@ uint32_t clearChipPorts(const qosChip_t *chip)
 
 } // namespace
 
-uint32_t larkSetTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("tail drop ioctl for port %s failed, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -87,14 +87,14 @@ uint32_t larkSetTailDrop(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetPriTailDrop(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pri tail drop ioctl for port %s failed, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qaCcbThresholds_t thresholds = {};
-    const uint32_t computed =
+    const qosDriverStatus_t computed =
         qaCcbGetPriTailDropThresholds(interface, body->tc_map, interface->ccb.tailDropThreshold, thresholds);
     if (computed != QOS_MSG_DONE) {
         QOS_ERR("failed to retrieve cos tail drop thresholds, rc: %d", computed);
@@ -110,7 +110,7 @@ uint32_t larkSetPriTailDrop(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkSetPortBuf(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetPortBuf(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("PortBuf ioctl failed for port %s, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -122,7 +122,7 @@ uint32_t larkSetPortBuf(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetEmergencyPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("emergency pause ioctl failed for port %s, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -134,7 +134,7 @@ uint32_t larkSetEmergencyPause(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkSetPause(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetPause(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("pause ioctl failed for port %s, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -152,7 +152,7 @@ uint32_t larkSetPause(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkSetPfc(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetPfc(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("ppp ioctl failed for port %s, rc: %d");
     const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -175,7 +175,7 @@ uint32_t larkSetPfc(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
+qosDriverStatus_t larkinSetRedProfile(qosCcbMsg_t *body)
 {
     static constexpr portText_t failed = QOS_ERR_TEXT("RED profile enable ioctl failed for port %s, rc: %d");
     qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
@@ -196,7 +196,7 @@ uint32_t larkinSetRedProfile(qosCcbMsg_t *body)
     return sendForPort(__func__, failed, interface, record, body);
 }
 
-uint32_t larkinRedChipInit(qosChip_t *chip)
+qosDriverStatus_t larkinRedChipInit(qosChip_t *chip)
 {
     const qosRedProfile_t *profile = chip->chipRedCfg[LARK_RED_PROFILE].redProfile;
     if (!profile)
@@ -207,18 +207,18 @@ uint32_t larkinRedChipInit(qosChip_t *chip)
     record->maxThreshold = profile->maxThreshold;
     record->range = profile->maxThreshold - profile->minThreshold;
     record->minThreshold = profile->minThreshold;
-    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("RED profile enable ioctl failed for chip %x, rc: %d", chip->chip_ifindex, rc);
     return rc;
 }
 
-uint32_t larkGetSbpSize(qosChip_t *chip)
+qosDriverStatus_t larkGetSbpSize(qosChip_t *chip)
 {
     auto *record = qosDceRequest<larkSbpSize_t>(DCE_CCB_GET, LARK_SBP_SIZE, 1);
     const larkSbpSize_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("SBP ioctl for chip %x failed, rc: %d", chip->chip_ifindex, rc);
         return rc;
@@ -233,7 +233,7 @@ uint32_t larkGetTailDropThreshold(const qosIf_t *interface)
     return interface->chip->portBuffers;
 }
 
-uint32_t larkSetDefTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetDefTailDrop(qosCcbMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
@@ -242,19 +242,19 @@ uint32_t larkSetDefTailDrop(qosCcbMsg_t *body)
     return qosAnswer(body, QOS_MSG_DONE);
 }
 
-uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetMcastRateLimit(qosCcbMsg_t *body)
 {
     const uint32_t chip = body->chip_ifindex;
     auto *record = qosDceRequest<larkMcastRateLimit_t>(DCE_L2_CONFIG, LARK_MCAST_RATE_LIMIT, 1);
     record->burstLimit = static_cast<uint16_t>(body->burstLimit);
     record->rateLimit = body->rateLimit;
-    const uint32_t rc = qosDceSend(chip, record);
+    const qosDriverStatus_t rc = qosDceSend(chip, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("mcRateLimit ioctl failed for chip %x, rc: %d", chip, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t larkSetMcastTailDrop(qosCcbMsg_t *body)
 {
     const uint32_t chip = body->chip_ifindex;
     auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_TAIL_DROP, QOS_NUM_COS);
@@ -262,13 +262,13 @@ uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body)
         record->entry[queue].queue = static_cast<uint16_t>(queue);
         record->entry[queue].value = static_cast<uint16_t>(body->mcTailDrop[queue]);
     }
-    const uint32_t rc = qosDceSend(chip, record);
+    const qosDriverStatus_t rc = qosDceSend(chip, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("mcTailDrop ioctl failed for chip %x, rc: %d", chip, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkClearSwmStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t larkClearSwmStats(qosClearStatsMsg_t *body)
 {
     const uint32_t ifindex = body->ifindex;
     const qosChip_t *chip = qaClearTarget(body);
@@ -276,32 +276,32 @@ uint32_t larkClearSwmStats(qosClearStatsMsg_t *body)
         QOS_ERR("No chip to clear swm counters of, ifindex 0x%x", ifindex);
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const uint32_t rc = body->clearAll != 0 ? clearChipPorts(chip) : clearPorts(chip, &ifindex, 1);
+    const qosDriverStatus_t rc = body->clearAll != 0 ? clearChipPorts(chip) : clearPorts(chip, &ifindex, 1);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Clear swm counters failed for chip: %x, rc: %d", chip->chip_ifindex, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkClearQmgStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t larkClearQmgStats(qosClearStatsMsg_t *body)
 {
     const qosChip_t *chip = qaClearWalkChip(body);
     if (!chip) {
         QOS_ERR("No chip to clear qmg counters of");
         return qosAnswer(body, QOS_MSG_UNSERVED);
     }
-    const uint32_t rc = qosDceSend(chip->chip_ifindex, qosDceRequest<larkClearQmg_t>(DCE_CLEAR_QMG));
+    const qosDriverStatus_t rc = qosDceSend(chip->chip_ifindex, qosDceRequest<larkClearQmg_t>(DCE_CLEAR_QMG));
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Clear qmg counters failed for chip: %x, rc: %d", chip->chip_ifindex, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkClearStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t larkClearStats(qosClearStatsMsg_t *body)
 {
-    const uint32_t rc = larkClearSwmStats(body);
+    const qosDriverStatus_t rc = larkClearSwmStats(body);
     return body->clearAll != 0 ? larkClearQmgStats(body) : rc;
 }
 
-uint32_t larkGetChipCapability(qosChipUpMsg_t *)
+qosDriverStatus_t larkGetChipCapability(qosChipUpMsg_t *)
 {
     return QOS_MSG_DONE;
 }

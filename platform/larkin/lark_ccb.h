@@ -5,42 +5,43 @@
 #include <cstdint>
 
 #include "agent/messages/chip.h"
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
 // Each sends one record to the chip of the body's interface, stores its status in the body and returns it. 24 for an
 // unknown interface.
-uint32_t larkSetTailDrop(qosCcbMsg_t *body);
-uint32_t larkSetPriTailDrop(qosCcbMsg_t *body);
-uint32_t larkSetPortBuf(qosCcbMsg_t *body);
-uint32_t larkSetEmergencyPause(qosCcbMsg_t *body);
-uint32_t larkSetPause(qosCcbMsg_t *body); // on and off as the body says, not the interface
-uint32_t larkSetPfc(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetTailDrop(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetPriTailDrop(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetPortBuf(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetEmergencyPause(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetPause(qosCcbMsg_t *body); // on and off as the body says, not the interface
+qosDriverStatus_t larkSetPfc(qosCcbMsg_t *body);
 
 // Turns RED of one priority on or off in the interface's record, and tells the chip of all priorities.
-uint32_t larkinSetRedProfile(qosCcbMsg_t *body);
+qosDriverStatus_t larkinSetRedProfile(qosCcbMsg_t *body);
 // The chip's one profile, as its reserved entry says; nothing without one.
-uint32_t larkinRedChipInit(qosChip_t *chip);
+qosDriverStatus_t larkinRedChipInit(qosChip_t *chip);
 
 // Asks the chip for its buffers and those of a port, in bytes, and keeps both in its record.
-uint32_t larkGetSbpSize(qosChip_t *chip);
+qosDriverStatus_t larkGetSbpSize(qosChip_t *chip);
 
 // A port's default budget in bytes; the second stores it in the interface and sends nothing.
 uint32_t larkGetTailDropThreshold(const qosIf_t *interface);
-uint32_t larkSetDefTailDrop(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetDefTailDrop(qosCcbMsg_t *body);
 
 // To the chip that the body names.
-uint32_t larkSetMcastRateLimit(qosCcbMsg_t *body);
-uint32_t larkSetMcastTailDrop(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetMcastRateLimit(qosCcbMsg_t *body);
+qosDriverStatus_t larkSetMcastTailDrop(qosCcbMsg_t *body);
 
 // Clears the counters of one interface, or with clearAll of all ports and queues of the walk's chip; then the status is
 // that of the queues. 25 without a target.
-uint32_t larkClearStats(qosClearStatsMsg_t *body);
-uint32_t larkClearSwmStats(qosClearStatsMsg_t *body);
-uint32_t larkClearQmgStats(qosClearStatsMsg_t *body);
+qosDriverStatus_t larkClearStats(qosClearStatsMsg_t *body);
+qosDriverStatus_t larkClearSwmStats(qosClearStatsMsg_t *body);
+qosDriverStatus_t larkClearQmgStats(qosClearStatsMsg_t *body);
 
 // Slot 1: a Larkin chip is never asked for its capability here; 0.
-uint32_t larkGetChipCapability(qosChipUpMsg_t *body);
+qosDriverStatus_t larkGetChipCapability(qosChipUpMsg_t *body);
 
 #endif

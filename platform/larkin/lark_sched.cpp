@@ -43,7 +43,7 @@ uint32_t qos_convert_mc_wgt_to_dnld_wgt(uint32_t weight)
     return weight ? weight : 1;
 }
 
-uint32_t larkSetSchCfg(qosSchMsg_t *body)
+qosDriverStatus_t larkSetSchCfg(qosSchMsg_t *body)
 {
     const uint32_t strict = body->sch_cfg.sp_count;
     auto *record = qosDceRequest<larkScheduler_t>(DCE_CCB_SET, LARK_SCHEDULER, 1, qosRequestBuffer_t::AsIs);
@@ -54,13 +54,13 @@ uint32_t larkSetSchCfg(qosSchMsg_t *body)
     for (uint32_t tc = 0; tc < QOS_NUM_COS; ++tc)
         record->weight[LAST - qaChipPriority(tc)] = weightOf(body, tc);
     traceScheduler(record);
-    const uint32_t rc = qosDceSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
+qosDriverStatus_t larkSetMcSchCfg(qosSchMsg_t *body)
 {
     auto *record = qosDceRequest<larkMcastQueues_t>(DCE_L2_CONFIG, LARK_MCAST_SCHEDULER, QOS_NUM_COS);
     for (unsigned tc = 0; tc < QOS_NUM_COS; ++tc) {
@@ -69,7 +69,7 @@ uint32_t larkSetMcSchCfg(qosSchMsg_t *body)
         record->entry[tc].value = static_cast<uint16_t>(weight);
         QOS_DBG("Mc sch weight tc:%d, weight:%d\n", tc, weight);
     }
-    const uint32_t rc = qosDceSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler MC IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     return qosAnswer(body, rc);

@@ -119,76 +119,24 @@ void larkCopyMcastRcvQueStats(const larkMcastCounters_t *response, qosMcastRcvQu
     copyReply(MCAST_STEPS, response, body);
 }
 
-// A read of a port's counters; the response has the request's layout.
-template <typename Record, typename Body>
-struct read_t {
-    qosWhere_t function;
-    qosText_t<const char *, uint32_t> failed;
-    Record *(*request)(); // all but the interface index
-    void (*copy)(const qosIf_t *interface, const Record *response, Body *body);
-};
+} // namespace
 
-constexpr read_t<larkRcvQueue_t, qosRcvQueueStatsMsg_t> RCV_QUEUE = {
+constexpr larkPortRead_t<larkRcvQueue_t, qosRcvQueueStatsMsg_t> larkGetRcvQueStats = {
     "larkGetRcvQueStats", QOS_ERR_TEXT("RcvQCntrs ioctl for port %s failed, rc: %d"), requestRcvQueue,
     larkCopyRcvQueStats};
-constexpr read_t<larkSwmCounters_t, qosRcvQueueStatsMsg_t> SWM = {
+constexpr larkPortRead_t<larkSwmCounters_t, qosRcvQueueStatsMsg_t> larkGetSwmStats = {
     "larkGetSwmStats", QOS_ERR_TEXT("SWM ioctl for port %s failed, rc: %d"), requestSwm, larkCopySwmStats};
-constexpr read_t<larkPortCounters_t, qosRcvQueueStatsMsg_t> RMON = {
+constexpr larkPortRead_t<larkPortCounters_t, qosRcvQueueStatsMsg_t> larkGetRmonStats = {
     "larkGetRmonStats", QOS_ERR_TEXT("RMON ioctl for port %s failed, rc: %d"), requestPort<LARK_KIND_RMON>,
     larkCopyRmonStats};
-constexpr read_t<larkPortCounters_t, qosFlowControlStatsMsg_t> FLOW_CONTROL = {
+constexpr larkPortRead_t<larkPortCounters_t, qosFlowControlStatsMsg_t> larkGetFlowControlStats = {
     "larkGetFlowControlStats", QOS_ERR_TEXT("flowControl ioctl for port %s failed, rc: %d"),
     requestPort<LARK_KIND_FLOW_CONTROL>, larkCopyFlowControlStats};
-constexpr read_t<larkPortCounters_t, qosQueueStatsMsg_t> QUEUE = {
+constexpr larkPortRead_t<larkPortCounters_t, qosQueueStatsMsg_t> larkGetQueueStats = {
     "larkGetQueueStats", QOS_ERR_TEXT("QCntrs ioctl for port %s failed, rc: %d"), requestPort<LARK_KIND_QUEUE>,
     larkCopyQueueStats};
 
-template <typename Record, typename Body>
-uint32_t readPort(const read_t<Record, Body> &read, Body *body)
-{
-    const qosIf_t *interface = portFind<portMiss_t::ConfigStored>(read.function, body);
-    if (!interface)
-        return QOS_MSG_NOT_FOUND;
-    Record *record = read.request();
-    record->ifindex = interface->ifIndex;
-    const Record *response;
-    uint32_t length;
-    const uint32_t rc = qosSendRequest(qosDceIoctl, interface->chip->chip_ifindex, record, &response, &length);
-    if (rc != QOS_MSG_DONE)
-        qosTrace(read.function, read.failed, interface->ifName, rc);
-    else
-        read.copy(interface, response, body);
-    return qosAnswer(body, rc);
-}
-
-} // namespace
-
-uint32_t larkGetRcvQueStats(qosRcvQueueStatsMsg_t *body)
-{
-    return readPort(RCV_QUEUE, body);
-}
-
-uint32_t larkGetSwmStats(qosRcvQueueStatsMsg_t *body)
-{
-    return readPort(SWM, body);
-}
-
-uint32_t larkGetRmonStats(qosRcvQueueStatsMsg_t *body)
-{
-    return readPort(RMON, body);
-}
-
-uint32_t larkGetFlowControlStats(qosFlowControlStatsMsg_t *body)
-{
-    return readPort(FLOW_CONTROL, body);
-}
-
-uint32_t larkGetQueueStats(qosQueueStatsMsg_t *body)
-{
-    return readPort(QUEUE, body);
-}
-
-uint32_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)
+qosDriverStatus_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)
 {
     const int32_t flat = dce_get_flat_chip_id(body->chip_ifindex);
     const qosChip_t *chip = qosLookupChip(flat);
@@ -199,7 +147,7 @@ uint32_t larkGetMcastRcvQueStats(qosMcastRcvQueueStatsMsg_t *body)
     auto *record = qosDceRequest<larkMcastCounters_t>(DCE_MCAST_COUNTERS);
     const larkMcastCounters_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("McastRcvQCntrs ioctl for chip %x failed, rc: %d", chip->chip_ifindex, rc);
     else

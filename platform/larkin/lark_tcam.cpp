@@ -59,7 +59,7 @@ constexpr selection_t L3 = {0x2005,
 
 constexpr uint16_t REGION = 1;
 
-uint32_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTcamRegion_t *region)
+qosDriverStatus_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTcamRegion_t *region)
 {
     *region = {REGION, 0, 0, selection.entries, 256, selection.entries, 12};
     auto *record = qosDceRequest<larkTcamRegion_t>(DCE_TCAM_CREATE_REGION, 0, 0, qosRequestBuffer_t::AsIs);
@@ -73,7 +73,7 @@ uint32_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTc
     record->max_size = static_cast<uint16_t>(region->max_size);
     record->size = static_cast<uint16_t>(region->size);
     record->growth_factor = static_cast<uint16_t>(region->growth_factor);
-    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         qosTrace(selection.init, selection.create_failed);
     return rc;
@@ -103,8 +103,8 @@ void writeHandle(const dce_tcam_handle_t &from, larkTcamHandle_t *to)
     to->application_handle = from.application_handle;
 }
 
-uint32_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32_t value, uint32_t result,
-                  dce_tcam_handle_t *handle)
+qosDriverStatus_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32_t value, uint32_t result,
+                           dce_tcam_handle_t *handle)
 {
     const qosChip_t *chip = chipOf(selection.add, interface);
     if (!chip)
@@ -120,7 +120,7 @@ uint32_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32
     record->result[selection.result] = result;
     const larkTcamAdded_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosDceIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         qosTrace(selection.add, selection.add_failed);
     else
@@ -129,8 +129,8 @@ uint32_t addEntry(const selection_t &selection, const qosIf_t *interface, uint32
 }
 
 template <typename Record>
-uint32_t updateEntry(const selection_t &selection, const qosIf_t *interface, const dce_tcam_handle_t &handle,
-                     uint32_t result)
+qosDriverStatus_t updateEntry(const selection_t &selection, const qosIf_t *interface, const dce_tcam_handle_t &handle,
+                              uint32_t result)
 {
     const qosChip_t *chip = chipOf(selection.update, interface);
     if (!chip)
@@ -141,10 +141,16 @@ uint32_t updateEntry(const selection_t &selection, const qosIf_t *interface, con
     record->region = REGION;
     record->valid = selection.valid;
     record->result[selection.result] = result;
-    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         qosTrace(selection.update, selection.update_failed);
     return rc;
+}
+
+// Without trust the port's entries go.
+qosDriverStatus_t sendDscpTrust(qosL3PriMsg_t *body)
+{
+    return body->dscp_trust != 0 ? larkSetL3PriMap(body) : larkDelL3PriMap(body);
 }
 
 constexpr uint64_t bitOf(unsigned dscp)
@@ -158,23 +164,23 @@ constexpr uint32_t threeBits(uint32_t value, unsigned shift)
     return (value & 7) << shift;
 }
 
-uint32_t setL2Entry(qosIf_t *interface, unsigned cos, const qosL2PriMsg_t *body)
+qosDriverStatus_t setL2Entry(qosIf_t *interface, unsigned cos, const qosL2PriMsg_t *body)
 {
     const char *name = interface->ifName;
     const uint32_t result = threeBits(body->cos_map[cos], 24) | threeBits(qaChipPriority(body->tc_map[cos]), 13);
     if (interface->l2_pri.tcam_handle_valid & 1U << cos) {
-        const uint32_t rc = larkUpdateL2PSelTcamEntry(interface, cos, result);
+        const qosDriverStatus_t rc = larkUpdateL2PSelTcamEntry(interface, cos, result);
         if (rc != QOS_MSG_DONE)
             QOS_ERR_AT("larkSetL2PriMap", "TCAM Update failed for L2 Pri Map for interface %s, error = %d", name, rc);
         return rc;
     }
-    const uint32_t rc = larkAddL2PselTcamEntry(interface, cos, result);
+    const qosDriverStatus_t rc = larkAddL2PselTcamEntry(interface, cos, result);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT("larkSetL2PriMap", "TCAM Add failed for L2 Pri Map for interface %s, error = %d", name, rc);
     return rc;
 }
 
-uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body)
+qosDriverStatus_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body)
 {
     const char *name = interface->ifName;
     const uint32_t tc = qaChipPriority(body->tc_map[dscp]);
@@ -182,51 +188,36 @@ uint32_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMsg_t *body
     const uint32_t result = trust << 31 | threeBits(body->cos_map[dscp], 28) | threeBits(tc, 13);
     QOS_DBG_AT("larkSetL3PriMap", "\tDSCP = %d, iWirePri = %d, QPri = %d", dscp, body->cos_map[dscp], tc);
     if (interface->l3_pri.tcam_handle_valid & bitOf(dscp)) {
-        const uint32_t rc = larkUpdateL3PSelTcamEntry(interface, dscp, result);
+        const qosDriverStatus_t rc = larkUpdateL3PSelTcamEntry(interface, dscp, result);
         if (rc != QOS_MSG_DONE)
             QOS_ERR_AT("larkSetL3PriMap", "TCAM Update failed for L3 Pri Map for interface %s, error = %d", name, rc);
         return rc;
     }
-    const uint32_t rc = larkAddL3PselTcamEntry(interface, dscp, result);
+    const qosDriverStatus_t rc = larkAddL3PselTcamEntry(interface, dscp, result);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT("larkSetL3PriMap", "TCAM Add failed for L3 Pri Map for interface %s, error = %d", name, rc);
     return rc;
 }
 
-constexpr priorityEntry_t COS_TRUST = {"larkSetIfCosTrust",
-                                       QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
-                                       QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
-constexpr priorityEntry_t COS_MAP = {"larkSetIfCosMap",
-                                     QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                     QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t COS_TC_MAP = {"larkSetIfCosTcMap",
-                                        QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
-                                        QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_TRUST = {"larkSetIfDscpTrust",
-                                        QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
-                                        QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_COS_MAP = {"larkSetIfDscpCosMap",
-                                          QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                          QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_TC_MAP = {"larkSetIfDscpTcMap",
-                                         QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
-                                         QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
-
 } // namespace
 
-uint32_t larkInitL2PSelTcam(qosChip_t *chip)
+qosDriverStatus_t larkInitL2PSelTcam(qosChip_t *chip)
 {
-    return chip->l2psel_tcam_status = createRegion(L2, chip, &chip->l2psel_tcam);
+    const qosDriverStatus_t rc = createRegion(L2, chip, &chip->l2psel_tcam);
+    chip->l2psel_tcam_status = rc;
+    return rc;
 }
 
-uint32_t larkInitL3PSelTcam(qosChip_t *chip)
+qosDriverStatus_t larkInitL3PSelTcam(qosChip_t *chip)
 {
-    return chip->l3psel_tcam_status = createRegion(L3, chip, &chip->l3psel_tcam);
+    const qosDriverStatus_t rc = createRegion(L3, chip, &chip->l3psel_tcam);
+    chip->l3psel_tcam_status = rc;
+    return rc;
 }
 
 int larkL2PriChipUp(qosChip_t *chip)
 {
-    const uint32_t rc = larkInitL2PSelTcam(chip);
+    const qosDriverStatus_t rc = larkInitL2PSelTcam(chip);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to initialize L2PSel TCAM");
     return static_cast<int>(rc);
@@ -234,17 +225,17 @@ int larkL2PriChipUp(qosChip_t *chip)
 
 int larkL3PriChipUp(qosChip_t *chip)
 {
-    const uint32_t rc = larkInitL3PSelTcam(chip);
+    const qosDriverStatus_t rc = larkInitL3PSelTcam(chip);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to initialize L3PSel TCAM");
     return static_cast<int>(rc);
 }
 
-uint32_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t result)
+qosDriverStatus_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t result)
 {
     qosIfL2Pri_t &pri = interface->l2_pri;
     dce_tcam_handle_t &handle = pri.cos_trust_handle[cos];
-    const uint32_t rc = addEntry(L2, interface, cos, result, &handle);
+    const qosDriverStatus_t rc = addEntry(L2, interface, cos, result, &handle);
     if (rc != QOS_MSG_DONE)
         return rc;
     pri.tcam_handle_valid = static_cast<uint8_t>(pri.tcam_handle_valid | 1U << cos);
@@ -254,11 +245,11 @@ uint32_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t resul
     return rc;
 }
 
-uint32_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t result)
+qosDriverStatus_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t result)
 {
     qosIfL3Pri_t &pri = interface->l3_pri;
     dce_tcam_handle_t &handle = pri.dscp_trust_handle[dscp];
-    const uint32_t rc = addEntry(L3, interface, dscp, result, &handle);
+    const qosDriverStatus_t rc = addEntry(L3, interface, dscp, result, &handle);
     if (rc != QOS_MSG_DONE)
         return rc;
     pri.tcam_handle_valid |= bitOf(dscp);
@@ -268,17 +259,17 @@ uint32_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t resu
     return rc;
 }
 
-uint32_t larkUpdateL2PSelTcamEntry(const qosIf_t *interface, unsigned cos, uint32_t result)
+qosDriverStatus_t larkUpdateL2PSelTcamEntry(const qosIf_t *interface, unsigned cos, uint32_t result)
 {
     return updateEntry<larkL2TcamUpdate_t>(L2, interface, interface->l2_pri.cos_trust_handle[cos], result);
 }
 
-uint32_t larkUpdateL3PSelTcamEntry(const qosIf_t *interface, unsigned dscp, uint32_t result)
+qosDriverStatus_t larkUpdateL3PSelTcamEntry(const qosIf_t *interface, unsigned dscp, uint32_t result)
 {
     return updateEntry<larkL3TcamUpdate_t>(L3, interface, interface->l3_pri.dscp_trust_handle[dscp], result);
 }
 
-uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
+qosDriverStatus_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
 {
     const qosChip_t *chip = chipOf(__func__, interface);
     if (!chip)
@@ -288,7 +279,7 @@ uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
     record->region = REGION;
     writeHandle(interface->l3_pri.dscp_trust_handle[dscp], &record->handle);
     record->word_44 = 1;
-    const uint32_t rc = qosDceSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosDceSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("IOCTL failed for L3Psel TCAM Delete");
     else
@@ -296,10 +287,10 @@ uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
     return rc;
 }
 
-uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
+qosDriverStatus_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
 {
     constexpr unsigned LAST = QOS_NUM_COS - 1;
-    uint32_t rc = QOS_MSG_REFUSED;
+    qosDriverStatus_t rc = QOS_MSG_REFUSED;
     if (const qosChip_t *chip = chipOf(__func__, interface)) {
         auto *record = qosDceRequest<larkL2PriRegMap_t>(DCE_L2_CONFIG, LARK_L2_PRI_REG_MAP, 1);
         record->mask = LARK_REG_MAP_MASK;
@@ -315,34 +306,34 @@ uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body)
     return rc;
 }
 
-uint32_t larkSetL2PriMap(qosL2PriMsg_t *body)
+qosDriverStatus_t larkSetL2PriMap(qosL2PriMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     for (unsigned cos = 0; cos < QOS_NUM_COS && rc == QOS_MSG_DONE; ++cos)
         rc = setL2Entry(interface, cos, body);
     return qosAnswer(body, larkSetL2PriRegMap(interface, body));
 }
 
-uint32_t larkSetL3PriMap(qosL3PriMsg_t *body)
+qosDriverStatus_t larkSetL3PriMap(qosL3PriMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     for (unsigned dscp = 0; dscp < QOS_NUM_DSCP && rc == QOS_MSG_DONE; ++dscp)
         rc = setL3Entry(interface, dscp, body);
     return qosAnswer(body, rc);
 }
 
-uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
+qosDriverStatus_t larkDelL3PriMap(qosL3PriMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Map>(__func__, body);
     if (!interface)
         return QOS_MSG_REFUSED;
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     for (unsigned dscp = 0; dscp < QOS_NUM_DSCP && rc == QOS_MSG_DONE; ++dscp) {
         if (interface->l3_pri.tcam_handle_valid & bitOf(dscp))
             rc = larkDelL3PSelTcamEntry(interface, dscp);
@@ -352,43 +343,37 @@ uint32_t larkDelL3PriMap(qosL3PriMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t larkSetIfCosTrust(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_TRUST, body, larkSetL2PriMap(body));
-}
+constexpr larkL2Entry_t larkSetIfCosTrust = {"larkSetIfCosTrust", larkSetL2PriMap,
+                                             QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
+                                             QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
 
-uint32_t larkSetIfCosMap(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_MAP, body, larkSetL2PriMap(body));
-}
+constexpr larkL2Entry_t larkSetIfCosMap = {"larkSetIfCosMap", larkSetL2PriMap,
+                                           QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                           QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
 
-uint32_t larkSetIfCosTcMap(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_TC_MAP, body, larkSetL2PriMap(body));
-}
+constexpr larkL2Entry_t larkSetIfCosTcMap = {"larkSetIfCosTcMap", larkSetL2PriMap,
+                                             QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
+                                             QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
 
-uint32_t larkSetIfDefCos(qosL2PriMsg_t *body)
+qosDriverStatus_t larkSetIfDefCos(qosL2PriMsg_t *body)
 {
     auto *record = qosDceRequest<larkDefCos_t>(DCE_VLAN_CONFIG);
     record->valid = LARK_VLAN_DEF_COS;
     record->def_cos = body->def_cos;
-    const uint32_t rc = qosDceSend(body->ifIndex, record);
+    const qosDriverStatus_t rc = qosDceSend(body->ifIndex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Default CoS IOCTL failed for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     return larkSetL2PriMap(body);
 }
 
-uint32_t larkSetIfDscpTrust(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_TRUST, body, body->dscp_trust != 0 ? larkSetL3PriMap(body) : larkDelL3PriMap(body));
-}
+constexpr larkL3Entry_t larkSetIfDscpTrust = {"larkSetIfDscpTrust", sendDscpTrust,
+                                              QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
+                                              QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
 
-uint32_t larkSetIfDscpCosMap(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_COS_MAP, body, larkSetL3PriMap(body));
-}
+constexpr larkL3Entry_t larkSetIfDscpCosMap = {
+    "larkSetIfDscpCosMap", larkSetL3PriMap, QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
+    QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
 
-uint32_t larkSetIfDscpTcMap(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_TC_MAP, body, larkSetL3PriMap(body));
-}
+constexpr larkL3Entry_t larkSetIfDscpTcMap = {
+    "larkSetIfDscpTcMap", larkSetL3PriMap, QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
+    QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};

@@ -5,39 +5,44 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/priority.h"
 #include "inventory/records.h"
+#include "platform/common/priority_entry.h"
 
 // The chip's region for a selection: fills the record in the chip, creates the region and keeps the outcome there. The
 // transport's status.
-uint32_t larkInitL2PSelTcam(qosChip_t *chip);
-uint32_t larkInitL3PSelTcam(qosChip_t *chip);
-int larkL2PriChipUp(qosChip_t *chip);
-int larkL3PriChipUp(qosChip_t *chip);
+qosDriverStatus_t larkInitL2PSelTcam(qosChip_t *chip);
+qosDriverStatus_t larkInitL3PSelTcam(qosChip_t *chip);
+[[nodiscard]] int larkL2PriChipUp(qosChip_t *chip);
+[[nodiscard]] int larkL3PriChipUp(qosChip_t *chip);
 
 // One entry of a port; `result` is the result word. An added handle becomes valid, a deleted one ceases to be. The
 // transport's status, or 1 for an interface on no chip.
-uint32_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t result);
-uint32_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t result);
-uint32_t larkUpdateL2PSelTcamEntry(const qosIf_t *interface, unsigned cos, uint32_t result);
-uint32_t larkUpdateL3PSelTcamEntry(const qosIf_t *interface, unsigned dscp, uint32_t result);
-uint32_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp);
+qosDriverStatus_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint32_t result);
+qosDriverStatus_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint32_t result);
+qosDriverStatus_t larkUpdateL2PSelTcamEntry(const qosIf_t *interface, unsigned cos, uint32_t result);
+qosDriverStatus_t larkUpdateL3PSelTcamEntry(const qosIf_t *interface, unsigned dscp, uint32_t result);
+qosDriverStatus_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp);
 
 // The whole CoS map of a port: its entries as far as the driver takes them, and in any case the register map, whose
 // status is the result.
-uint32_t larkSetL2PriMap(qosL2PriMsg_t *body);
-uint32_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body);
+qosDriverStatus_t larkSetL2PriMap(qosL2PriMsg_t *body);
+qosDriverStatus_t larkSetL2PriRegMap(const qosIf_t *interface, const qosL2PriMsg_t *body);
 // The DSCP map of a port, up to the first failure; its entries removed, likewise.
-uint32_t larkSetL3PriMap(qosL3PriMsg_t *body);
-uint32_t larkDelL3PriMap(qosL3PriMsg_t *body);
+qosDriverStatus_t larkSetL3PriMap(qosL3PriMsg_t *body);
+qosDriverStatus_t larkDelL3PriMap(qosL3PriMsg_t *body);
+
+using larkL2Entry_t = priorityEntry_t<qosL2PriMsg_t>;
+using larkL3Entry_t = priorityEntry_t<qosL3PriMsg_t>;
 
 // Each stores its status in the body and returns it. The trust of CoS does not go to the chip.
-uint32_t larkSetIfCosTrust(qosL2PriMsg_t *body);
-uint32_t larkSetIfCosMap(qosL2PriMsg_t *body);
-uint32_t larkSetIfCosTcMap(qosL2PriMsg_t *body);
-uint32_t larkSetIfDefCos(qosL2PriMsg_t *body);    // the status is the map's
-uint32_t larkSetIfDscpTrust(qosL3PriMsg_t *body); // without trust the entries go
-uint32_t larkSetIfDscpCosMap(qosL3PriMsg_t *body);
-uint32_t larkSetIfDscpTcMap(qosL3PriMsg_t *body);
+extern const larkL2Entry_t larkSetIfCosTrust;
+extern const larkL2Entry_t larkSetIfCosMap;
+extern const larkL2Entry_t larkSetIfCosTcMap;
+qosDriverStatus_t larkSetIfDefCos(qosL2PriMsg_t *body); // the status is the map's
+extern const larkL3Entry_t larkSetIfDscpTrust;          // without trust the entries go
+extern const larkL3Entry_t larkSetIfDscpCosMap;
+extern const larkL3Entry_t larkSetIfDscpTcMap;
 
 #endif

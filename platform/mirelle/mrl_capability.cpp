@@ -7,12 +7,12 @@
 #include "inventory/capability.h"
 #include "platform/common/cos_capability.h"
 
-uint32_t mrlGetChipCapability(qosChipUpMsg_t *body)
+qosDriverStatus_t mrlGetChipCapability(qosChipUpMsg_t *body)
 {
     qosChip_t *chip = cosCopyPolicerCapability(__func__, body);
     if (!chip)
         return QOS_MSG_REFUSED;
-    const uint32_t rc = qosGetExtChipCapability(chip);
+    const qosDriverStatus_t rc = qosGetExtChipCapability(chip);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get extended chip capability for chip %d/%d", chip->slot_id, chip->local_chip_id);

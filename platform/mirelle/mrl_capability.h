@@ -5,9 +5,10 @@
 #include <cstdint>
 
 #include "agent/messages/chip.h"
+#include "agent/messages/codes.h"
 
 // Fills the body from the chip record, which reads its extended capability from the driver first. The status is stored
 // in the body: 0, 1 for an unknown chip, or the read's.
-uint32_t mrlGetChipCapability(qosChipUpMsg_t *body);
+qosDriverStatus_t mrlGetChipCapability(qosChipUpMsg_t *body);
 
 #endif

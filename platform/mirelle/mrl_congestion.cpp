@@ -27,7 +27,7 @@ const qosChipPortInfo_t *portInfoOf(const qosIf_t *interface)
 
 } // namespace
 
-uint32_t mrlSetDefTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t mrlSetDefTailDrop(qosCcbMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -40,7 +40,7 @@ uint32_t mrlSetDefTailDrop(qosCcbMsg_t *body)
     return QOS_MSG_NOT_FOUND;
 }
 
-uint32_t mrlSetMcastQueueMode(qosCcbMsg_t *body)
+qosDriverStatus_t mrlSetMcastQueueMode(qosCcbMsg_t *body)
 {
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
@@ -52,7 +52,7 @@ uint32_t mrlSetMcastQueueMode(qosCcbMsg_t *body)
     QOS_INF("mcastqueue Mode: %d", body->mcastQueueMode);
     const cosMcastQueueMode_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set mcast queue mode settings rc: %d", rc);
     return qosAnswer(body, rc);

@@ -4,13 +4,14 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 
 // Sets a port's budget to what the chip's port table has for it, or 0; nothing is sent and no status stored. 0, or 24
 // for an unknown interface or one that the table does not have.
-uint32_t mrlSetDefTailDrop(qosCcbMsg_t *body);
+qosDriverStatus_t mrlSetDefTailDrop(qosCcbMsg_t *body);
 
 // The queue mode of the body's chip: the status, which also stands in the body, or 24 for an unknown chip.
-uint32_t mrlSetMcastQueueMode(qosCcbMsg_t *body);
+qosDriverStatus_t mrlSetMcastQueueMode(qosCcbMsg_t *body);
 
 #endif

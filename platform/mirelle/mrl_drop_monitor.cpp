@@ -28,7 +28,7 @@ static_assert(offsetof(tdRequest_t, port) == offsetof(cosPortStats_t, ifindex));
 static_assert(sizeof(tdRequest_t) <= NL_MSG_BUF_SIZE - NL_RECORD_OFFSET);
 static_assert(sizeof(tdRequest_t) + sizeof(cosPortCounters_t) > NL_MSG_BUF_SIZE - NL_RECORD_OFFSET);
 
-uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports, uint32_t count)
+qosDriverStatus_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports, uint32_t count)
 {
     constexpr const char *function = "mrlGetTdMonitorStats";
     const auto size = static_cast<uint32_t>(offsetof(tdRequest_t, port) + count * sizeof(cosPortCounters_t));
@@ -41,7 +41,7 @@ uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports
         request->port[i].ifindex = ports[i].ifindex;
     const unsigned char *bytes = nullptr;
     uint32_t length = size;
-    const uint32_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &bytes, &length);
+    const qosDriverStatus_t rc = qosCosIoctl(interface->chip->chip_ifindex, request, size, &bytes, &length);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(function, "Failed to get rmon counters for port %s, rc: %d", interface->ifName, rc);
         return rc;
@@ -58,14 +58,15 @@ uint32_t readTailDrops(const qosIf_t *interface, qosTdMonitorStatsIfMsg_t *ports
     return rc;
 }
 
-uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports, uint32_t count)
+qosDriverStatus_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports, uint32_t count)
 {
     constexpr const char *function = "mrlGetRedMonitorStats";
     auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, count);
     for (uint32_t i = 0; i < count; ++i)
         request->key[i].id = ports[i].ifindex;
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(interface->chip->chip_ifindex, request, request->head.hdr.in_size, &response);
+    const qosDriverStatus_t rc =
+        cosRedSendRead(interface->chip->chip_ifindex, request, request->head.hdr.in_size, &response);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(function, "Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
         return rc;
@@ -84,7 +85,8 @@ uint32_t readRedDrops(const qosIf_t *interface, qosRedMonitorStatsIfMsg_t *ports
 }
 
 template <typename Body, typename Port>
-uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qosIf_t *, Port *, uint32_t))
+qosDriverStatus_t readAll(const qosIf_t *interface, Body *body,
+                          qosDriverStatus_t (*read)(const qosIf_t *, Port *, uint32_t))
 {
     const auto readSome = [interface, body, read](uint32_t first, uint32_t count) {
         return read(interface, body->records + first, count);
@@ -94,14 +96,14 @@ uint32_t readAll(const qosIf_t *interface, Body *body, uint32_t (*read)(const qo
 
 } // namespace
 
-uint32_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
+qosDriverStatus_t mrlGetTdMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
-    return interface ? readAll(interface, body, readTailDrops) : uint32_t{QOS_MSG_NOT_FOUND};
+    return interface ? readAll(interface, body, readTailDrops) : QOS_MSG_NOT_FOUND;
 }
 
-uint32_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
+qosDriverStatus_t mrlGetRedMonitorStats(qosRedMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
-    return interface ? readAll(interface, body, readRedDrops) : uint32_t{QOS_MSG_UNSERVED};
+    return interface ? readAll(interface, body, readRedDrops) : QOS_MSG_UNSERVED;
 }

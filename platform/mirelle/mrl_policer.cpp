@@ -16,14 +16,14 @@ uint32_t groupOf(const qosPolStatsRec_t *policer)
 }
 
 // All of the chip's for an entry of all interfaces.
-uint32_t groupsOf(const qosPolStatsClrMsg_t *body, uint32_t ifindex, cosPolGroups_t *groups)
+qosDriverStatus_t groupsOf(const qosPolStatsClrMsg_t *body, uint32_t ifindex, cosPolGroups_t *groups)
 {
     if (ifindex == QOS_ALL_CHIPS_IFINDEX) {
         *groups = {0, body->num_pol_grp};
         return QOS_MSG_DONE;
     }
     uint16_t group = 0;
-    const uint32_t rc = qaPolGetGroupIndex(ifindex, &group);
+    const qosDriverStatus_t rc = qaPolGetGroupIndex(ifindex, &group);
     if (rc != QOS_MSG_DONE)
         QOS_ERR_AT("mrlPolStatsClr", "Failed to get policer group id");
     *groups = {group, 1};
@@ -49,7 +49,7 @@ const qosChip_t *chipOf(const qosPolPolicerAddMsg_t *body)
 
 } // namespace
 
-uint32_t mrlPolAddPolicerAddIoctl(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body)
+qosDriverStatus_t mrlPolAddPolicerAddIoctl(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body)
 {
     const qosChip_t *chip = chipOf(body);
     if (!chip)
@@ -58,33 +58,14 @@ uint32_t mrlPolAddPolicerAddIoctl(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t
     return QOS_MSG_DONE;
 }
 
-uint32_t mrlPolAddPolicerRemIoctl(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body)
+qosDriverStatus_t mrlPolAddPolicerRemIoctl(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body)
 {
     cosPolFillRemove(record, body, body->pol_grp_idx);
     return QOS_MSG_DONE;
 }
 
-uint32_t mrlPolicerAdd(qosPolPolicerAddMsg_t *body)
-{
-    return cosPolicerAdd(MIRELLE, body);
-}
-
-uint32_t mrlPolicerRem(qosPolPolicerDelMsg_t *body)
-{
-    return cosPolicerRem(MIRELLE, body);
-}
-
-uint32_t mrlPolProfileCfg(qosPolProfileMsg_t *body)
-{
-    return cosPolProfileCfg(MIRELLE, body);
-}
-
-uint32_t mrlPolStatsGet(qosPolStatsGetMsg_t *body)
-{
-    return cosPolStatsGet(MIRELLE, body);
-}
-
-uint32_t mrlPolStatsClr(qosPolStatsClrMsg_t *body)
-{
-    return cosPolStatsClr(MIRELLE, body);
-}
+constexpr cosPolEntry_t<qosPolPolicerAddMsg_t> mrlPolicerAdd = {MIRELLE, cosPolicerAdd};
+constexpr cosPolEntry_t<qosPolPolicerDelMsg_t> mrlPolicerRem = {MIRELLE, cosPolicerRem};
+constexpr cosPolEntry_t<qosPolProfileMsg_t> mrlPolProfileCfg = {MIRELLE, cosPolProfileCfg};
+constexpr cosPolEntry_t<qosPolStatsGetMsg_t> mrlPolStatsGet = {MIRELLE, cosPolStatsGet};
+constexpr cosPolEntry_t<qosPolStatsClrMsg_t> mrlPolStatsClr = {MIRELLE, cosPolStatsClr};

@@ -79,7 +79,7 @@ void mrlPutRedMappedProfile(qosChip_t *chip, uint16_t profile)
     redProfilePut(__func__, chip, QOS_NUM_CHIP_RED_CFGS, profile);
 }
 
-uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
+qosDriverStatus_t mrlSetRedProfile(qosCcbMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -99,13 +99,13 @@ uint32_t mrlSetRedProfile(qosCcbMsg_t *body)
     if (body->set)
         fillLevels(record, body);
     QOS_DBG("red ioctl for port %s", interface->ifName);
-    const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red for port %s, rc: %d", interface->ifName, rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
+qosDriverStatus_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
 {
     const qosChip_t *chip = qosLookupChip(dce_get_flat_chip_id(body->chip_ifindex));
     if (!chip) {
@@ -119,13 +119,13 @@ uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body)
     record->profile = static_cast<uint8_t>(chip->egr_td_red_prof);
     cosRedFillLevels(record, HARD_DROP, depth, 1, depth);
     QOS_DBG("ioctl for default red settings");
-    const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red settings rc: %d", rc);
     return qosAnswer(body, rc);
 }
 
-uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
+qosDriverStatus_t mrlGetRedStats(qosRedStatsMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -133,7 +133,7 @@ uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
     auto *request = cosRedRead(STAT_DEV_RED_MIRELLE, 1);
     request->key[0].id = body->ifindex;
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.in_size, &response);
+    const qosDriverStatus_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.in_size, &response);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to get red stats for port %s, rc: %d", interface->ifName, rc);
     else
@@ -141,7 +141,7 @@ uint32_t mrlGetRedStats(qosRedStatsMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t mrlClearRedStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t mrlClearRedStats(qosClearStatsMsg_t *body)
 {
     return cosClearRedStats(__func__, STAT_DEV_RED_MIRELLE, body);
 }

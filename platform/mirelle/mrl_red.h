@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/statistics.h"
 #include "inventory/records.h"
@@ -17,9 +18,10 @@ void mrlPutRedMappedProfile(qosChip_t *chip, uint16_t profile);
 
 // Applies a profile to a priority of a port or takes it away, and keeps both in the interface's redConfig, whatever the
 // driver answers. 24 for an unknown interface, 1 and nothing sent when the chip has no profile left.
-uint32_t mrlSetRedProfile(qosCcbMsg_t *body);
-uint32_t mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body); // a chip's tail drop at the depth; 24 for an unknown chip
-uint32_t mrlGetRedStats(qosRedStatsMsg_t *body);        // 24 for an unknown interface
-uint32_t mrlClearRedStats(qosClearStatsMsg_t *body);
+qosDriverStatus_t mrlSetRedProfile(qosCcbMsg_t *body);
+qosDriverStatus_t
+mrlSetDefaultRedCfg(qosQueueDepthMsg_t *body);            // a chip's tail drop at the depth; 24 for an unknown chip
+qosDriverStatus_t mrlGetRedStats(qosRedStatsMsg_t *body); // 24 for an unknown interface
+qosDriverStatus_t mrlClearRedStats(qosClearStatsMsg_t *body);
 
 #endif

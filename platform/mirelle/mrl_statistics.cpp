@@ -118,43 +118,28 @@ void mrlCopyAsicStats(const unsigned char *response, uint32_t length, qosAsicInt
 
 } // namespace
 
-uint32_t mrlGetQueueStats(qosQueueStatsMsg_t *body)
-{
-    return cosStatRun<QUEUE>(__func__, body);
-}
+constexpr cosStatEntry_t<qosQueueStatsMsg_t, cosPortRow_t> mrlGetQueueStats = {"mrlGetQueueStats", QUEUE};
+constexpr cosStatEntry_t<qosFlowControlStatsMsg_t, cosPortRow_t> mrlGetFlowControlStats = {
+    "mrlGetFlowControlStats", FLOW_CONTROL, mrlCopyFlowControlStats};
+constexpr cosStatEntry_t<qosRcvQueueStatsMsg_t, cosPortRow_t> mrlGetRmonStats = {"mrlGetRmonStats", RMON,
+                                                                                 mrlCopyRmonStats};
+constexpr cosStatEntry_t<qosRcvQueueStatsMsg_t, cosStatRow_t> mrlGetBusyBufStats = {"mrlGetBusyBufStats", BUSY_BUF,
+                                                                                    mrlCopyBusyBufStats};
+constexpr cosStatEntry_t<qosRcvQueueStatsMsg_t, cosStatRow_t> mrlGetSendQueueStats = {"mrlGetSendQueueStats",
+                                                                                      SEND_QUEUE, mrlCopySendBufStats};
 
-uint32_t mrlGetFlowControlStats(qosFlowControlStatsMsg_t *body)
-{
-    return cosStatRun<FLOW_CONTROL>(__func__, body, mrlCopyFlowControlStats);
-}
-
-uint32_t mrlGetRmonStats(qosRcvQueueStatsMsg_t *body)
-{
-    return cosStatRun<RMON>(__func__, body, mrlCopyRmonStats);
-}
-
-uint32_t mrlGetBusyBufStats(qosRcvQueueStatsMsg_t *body)
-{
-    return cosStatRun<BUSY_BUF>(__func__, body, mrlCopyBusyBufStats);
-}
-
-uint32_t mrlGetSendQueueStats(qosRcvQueueStatsMsg_t *body)
-{
-    return cosStatRun<SEND_QUEUE>(__func__, body, mrlCopySendBufStats);
-}
-
-uint32_t mrlGetSwmStats(qosRcvQueueStatsMsg_t *)
+qosDriverStatus_t mrlGetSwmStats(qosRcvQueueStatsMsg_t *)
 {
     return QOS_MSG_DONE;
 }
 
-uint32_t mrlGetAsicIntStats(qosAsicIntStatsMsg_t *body)
+qosDriverStatus_t mrlGetAsicIntStats(qosAsicIntStatsMsg_t *body)
 {
     auto *record = qosCosRequest<cosAsicStats_t>(COS_STATS_READ, sizeof(cosAsicStats_t));
     record->device = STAT_DEV_ASIC;
     const unsigned char *response = nullptr;
     uint32_t length = sizeof(cosAsicStats_t);
-    const uint32_t rc = qosCosIoctl(body->chip_ifindex, record, sizeof *record, &response, &length);
+    const qosDriverStatus_t rc = qosCosIoctl(body->chip_ifindex, record, sizeof *record, &response, &length);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to get asic internal stats rc: %d", rc);
@@ -163,17 +148,17 @@ uint32_t mrlGetAsicIntStats(qosAsicIntStatsMsg_t *body)
     return rc;
 }
 
-uint32_t mrlClearStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t mrlClearStats(qosClearStatsMsg_t *body)
 {
     return cosClearStats(body, {mrlClearSwmStats, mrlClearRedStats, mrlClearDropRsnStats});
 }
 
-uint32_t mrlClearSwmStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t mrlClearSwmStats(qosClearStatsMsg_t *body)
 {
     return cosClearSwmStats(__func__, body);
 }
 
-uint32_t mrlClearDropRsnStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t mrlClearDropRsnStats(qosClearStatsMsg_t *body)
 {
     return cosClearDropRsnStats(__func__, body);
 }

@@ -4,7 +4,7 @@
 #include "core/handler.h"
 #include "platform/common/cos_capability.h"
 
-uint32_t tslGetChipCapability(qosChipUpMsg_t *body)
+qosDriverStatus_t tslGetChipCapability(qosChipUpMsg_t *body)
 {
     if (!cosCopyPolicerCapability(__func__, body))
         return QOS_MSG_REFUSED;

@@ -5,8 +5,9 @@
 #include <cstdint>
 
 #include "agent/messages/chip.h"
+#include "agent/messages/codes.h"
 
 // Fills the body's policer numbers from the chip record. The status is stored in the body: 0, or 1 for an unknown chip.
-uint32_t tslGetChipCapability(qosChipUpMsg_t *body);
+qosDriverStatus_t tslGetChipCapability(qosChipUpMsg_t *body);
 
 #endif

@@ -34,9 +34,10 @@ constexpr portTexts_t PAUSE = {"tslSetPause", QOS_ERR_TEXT("Failed to set pause 
                                QOS_DBG_TEXT("Set pause for port %s")};
 
 template <typename Record>
-uint32_t sendForPort(const portTexts_t &texts, const qosIf_t *interface, const Record *record, qosCcbMsg_t *body)
+qosDriverStatus_t sendForPort(const portTexts_t &texts, const qosIf_t *interface, const Record *record,
+                              qosCcbMsg_t *body)
 {
-    const uint32_t rc = qosCosSend(interface->chip->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(interface->chip->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         qosTrace(texts.where, texts.failed, interface->ifName, rc);
     else
@@ -44,7 +45,7 @@ uint32_t sendForPort(const portTexts_t &texts, const qosIf_t *interface, const R
     return qosAnswer(body, rc);
 }
 
-uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
+qosDriverStatus_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
 {
     uint32_t de_assert;
     uint32_t assert_threshold;
@@ -62,13 +63,13 @@ uint32_t sendPfc(const qosIf_t *interface, uint32_t ifindex, uint32_t priority)
 
 } // namespace
 
-uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetPriTailDrop(qosCcbMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     qaCcbThresholds_t thresholds = {};
-    const uint32_t computed =
+    const qosDriverStatus_t computed =
         qaCcbGetPriTailDropThresholds(interface, body->tc_map, interface->ccb.tailDropThreshold, thresholds);
     if (computed != QOS_MSG_DONE) {
         QOS_ERR("failed to retrieve cos tail drop thresholds, rc: %d", computed);
@@ -83,7 +84,7 @@ uint32_t tslSetPriTailDrop(qosCcbMsg_t *body)
     return sendForPort(PRI_TAIL_DROP, interface, record, body);
 }
 
-uint32_t tslSetTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetTailDrop(qosCcbMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -95,7 +96,7 @@ uint32_t tslSetTailDrop(qosCcbMsg_t *body)
     return sendForPort(TAIL_DROP, interface, record, body);
 }
 
-uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetW2qPriMap(qosCcbMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -106,7 +107,7 @@ uint32_t tslSetW2qPriMap(qosCcbMsg_t *body)
     return sendForPort(W2Q_MAP, interface, record, body);
 }
 
-uint32_t tslSetPause(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetPause(qosCcbMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
@@ -123,12 +124,12 @@ uint32_t tslSetPause(qosCcbMsg_t *body)
     return sendForPort(PAUSE, interface, record, body);
 }
 
-uint32_t tslSetPfc(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetPfc(qosCcbMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     for (uint32_t priority = 0; priority < QOS_NUM_COS && rc == QOS_MSG_DONE; ++priority) {
         rc = qosAnswer(body, sendPfc(interface, body->ifindex, priority));
         if (rc != QOS_MSG_DONE)
@@ -139,12 +140,12 @@ uint32_t tslSetPfc(qosCcbMsg_t *body)
     return rc;
 }
 
-uint32_t tslGetSbpSize(qosChip_t *chip)
+qosDriverStatus_t tslGetSbpSize(qosChip_t *chip)
 {
     auto *record = qosCosRequest<cosSbpSize_t>(COS_SBP_SIZE, sizeof(cosSbpSize_t), qosRequestBuffer_t::AsIs);
     const cosSbpSize_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get SBP size for chip: %x, rc: %d", chip->chip_ifindex, rc);
         return rc;
@@ -160,7 +161,7 @@ uint32_t tslGetTailDropThreshold(const qosIf_t *interface)
     return gigabits * interface->chip->chipBuffers / (10 * qosModelTraits(qos_velmar_state.model).tessel_ports);
 }
 
-uint32_t tslSetDefTailDrop(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetDefTailDrop(qosCcbMsg_t *body)
 {
     qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)

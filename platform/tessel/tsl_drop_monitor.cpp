@@ -36,13 +36,13 @@ bool answered(const cosBulk_t *response, uint32_t count)
     return true;
 }
 
-uint32_t takeDrops(const cosBulk_t *response, qosTdMonitorStatsIfMsg_t *ports, uint32_t first, uint32_t count)
+qosDriverStatus_t takeDrops(const cosBulk_t *response, qosTdMonitorStatsIfMsg_t *ports, uint32_t first, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         const auto *answer = cosBatchAnswer<cosTdMonitor_t>(response, i);
         if (answer->hdr.command != COS_INGRESS_BUFFERS_PORT || answer->hdr.status != 0) {
             QOS_ERR_AT(FUNCTION, "Error getting TD stats for ioctl request number:%d", first + i);
-            return QOS_NL_REFUSED;
+            return QOS_MSG_DRIVER_REFUSED;
         }
         const unsigned long long packets = answer->drop_packets;
         const unsigned long long bytes = answer->drop_bytes;
@@ -56,26 +56,26 @@ uint32_t takeDrops(const cosBulk_t *response, qosTdMonitorStatsIfMsg_t *ports, u
     return QOS_MSG_DONE;
 }
 
-uint32_t readSlice(const qosIf_t *interface, qosTdMonitorStatsMsg_t *body, uint32_t first, uint32_t count)
+qosDriverStatus_t readSlice(const qosIf_t *interface, qosTdMonitorStatsMsg_t *body, uint32_t first, uint32_t count)
 {
     qosTdMonitorStatsIfMsg_t *ports = body->records + first;
     cosBulk_t *batch = cosBatchStart();
     for (uint32_t i = 0; i < count; ++i)
         cosBatchRecord<cosTdMonitor_t>(batch, COS_INGRESS_BUFFERS_PORT)->ifindex = ports[i].ifindex;
     const cosBulk_t *response;
-    const uint32_t rc = cosBatchSend(interface->chip->chip_ifindex, batch, &response);
+    const qosDriverStatus_t rc = cosBatchSend(interface->chip->chip_ifindex, batch, &response);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR_AT(FUNCTION, "Failed to get rmon counters for port %s, rc: %d", interface->ifName, rc);
         return rc;
     }
     if (!answered(response, count))
-        return QOS_NL_REFUSED;
+        return QOS_MSG_DRIVER_REFUSED;
     return takeDrops(response, ports, first, count);
 }
 
 } // namespace
 
-uint32_t tslGetTdDropMonitorStats(qosTdMonitorStatsMsg_t *body)
+qosDriverStatus_t tslGetTdDropMonitorStats(qosTdMonitorStatsMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
     if (!interface)

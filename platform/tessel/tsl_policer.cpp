@@ -21,39 +21,20 @@ constexpr cosPolFamily_t TESSEL = {"tslPolicerAdd",
 
 } // namespace
 
-uint32_t tslPolAddPolicerAddIoctl(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body)
+qosDriverStatus_t tslPolAddPolicerAddIoctl(cosPolicerAdd_t *record, qosPolPolicerAddMsg_t *body)
 {
     cosPolFillAdd(record, body, STEP, 0);
     return QOS_MSG_DONE;
 }
 
-uint32_t tslPolAddPolicerRemIoctl(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body)
+qosDriverStatus_t tslPolAddPolicerRemIoctl(cosPolicerRemove_t *record, const qosPolPolicerDelMsg_t *body)
 {
     cosPolFillRemove(record, body, 0);
     return QOS_MSG_DONE;
 }
 
-uint32_t tslPolicerAdd(qosPolPolicerAddMsg_t *body)
-{
-    return cosPolicerAdd(TESSEL, body);
-}
-
-uint32_t tslPolicerRem(qosPolPolicerDelMsg_t *body)
-{
-    return cosPolicerRem(TESSEL, body);
-}
-
-uint32_t tslPolProfileCfg(qosPolProfileMsg_t *body)
-{
-    return cosPolProfileCfg(TESSEL, body);
-}
-
-uint32_t tslPolStatsGet(qosPolStatsGetMsg_t *body)
-{
-    return cosPolStatsGet(TESSEL, body);
-}
-
-uint32_t tslPolStatsClr(qosPolStatsClrMsg_t *body)
-{
-    return cosPolStatsClr(TESSEL, body);
-}
+constexpr cosPolEntry_t<qosPolPolicerAddMsg_t> tslPolicerAdd = {TESSEL, cosPolicerAdd};
+constexpr cosPolEntry_t<qosPolPolicerDelMsg_t> tslPolicerRem = {TESSEL, cosPolicerRem};
+constexpr cosPolEntry_t<qosPolProfileMsg_t> tslPolProfileCfg = {TESSEL, cosPolProfileCfg};
+constexpr cosPolEntry_t<qosPolStatsGetMsg_t> tslPolStatsGet = {TESSEL, cosPolStatsGet};
+constexpr cosPolEntry_t<qosPolStatsClrMsg_t> tslPolStatsClr = {TESSEL, cosPolStatsClr};

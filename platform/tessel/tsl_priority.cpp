@@ -11,25 +11,6 @@
 
 namespace {
 
-constexpr priorityEntry_t COS_TRUST = {"tslSetIfCosTrust",
-                                       QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
-                                       QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
-constexpr priorityEntry_t COS_MAP = {"tslSetIfCosMap",
-                                     QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                     QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t COS_TC_MAP = {"tslSetIfCosTcMap",
-                                        QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
-                                        QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_TRUST = {"tslSetIfDscpTrust",
-                                        QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
-                                        QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_COS_MAP = {"tslSetIfDscpCosMap",
-                                          QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
-                                          QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
-constexpr priorityEntry_t DSCP_TC_MAP = {"tslSetIfDscpTcMap",
-                                         QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
-                                         QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
-
 void fillEntry(cosL2Entry_t &entry, uint8_t tc, uint8_t cos)
 {
     entry.tc = tc;
@@ -39,7 +20,7 @@ void fillEntry(cosL2Entry_t &entry, uint8_t tc, uint8_t cos)
 
 } // namespace
 
-uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body)
+qosDriverStatus_t tslSetL2PriMap(const qosL2PriMsg_t *body)
 {
     auto *record = qosCosRequest<cosL2PriMap_t>(COS_L2_PRI_MAP, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
     record->ifIndex = body->ifIndex;
@@ -51,28 +32,25 @@ uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body)
         else
             fillEntry(record->entry[i], body->tc_map[pri], body->cos_map[pri]);
     }
-    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set L2 Priority Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     return rc;
 }
 
-uint32_t tslSetIfCosTrust(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_TRUST, body, tslSetL2PriMap(body));
-}
+constexpr tslL2Entry_t tslSetIfCosTrust = {"tslSetIfCosTrust", tslSetL2PriMap,
+                                           QOS_ERR_TEXT("Cos Trust IOCTL failed for interface %s, error = %d"),
+                                           QOS_DBG_TEXT("Cos Trust IOCTL set on interface %s")};
 
-uint32_t tslSetIfCosMap(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_MAP, body, tslSetL2PriMap(body));
-}
+constexpr tslL2Entry_t tslSetIfCosMap = {"tslSetIfCosMap", tslSetL2PriMap,
+                                         QOS_ERR_TEXT("Cos Mutation IOCTL failed for interface %s, error = %d"),
+                                         QOS_DBG_TEXT("Cos Mutation IOCTL set on interface %s")};
 
-uint32_t tslSetIfCosTcMap(qosL2PriMsg_t *body)
-{
-    return priorityFinish(COS_TC_MAP, body, tslSetL2PriMap(body));
-}
+constexpr tslL2Entry_t tslSetIfCosTcMap = {"tslSetIfCosTcMap", tslSetL2PriMap,
+                                           QOS_ERR_TEXT("Cos TC Mutation IOCTL failed for interface %s, error = %d"),
+                                           QOS_DBG_TEXT("Cos TC Mutation IOCTL set on interface %s")};
 
-uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
+qosDriverStatus_t tslSetIfDefCos(qosL2PriMsg_t *body)
 {
     const qosName_t name = qosNameOf(body->ifName);
     auto *record = qosCosRequest<cosDefCos_t>(COS_DEF_COS, sizeof(cosHdr_t), qosRequestBuffer_t::AsIs);
@@ -80,7 +58,7 @@ uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
     record->def_tc = body->def_tc;
     record->def_cos = body->def_cos;
     record->zero = 0;
-    uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    qosDriverStatus_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Default CoS IOCTL failed for interface %s, error = %d", name.text, rc);
     rc = tslSetL2PriMap(body);
@@ -91,7 +69,7 @@ uint32_t tslSetIfDefCos(qosL2PriMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
+qosDriverStatus_t tslSetL3PriMap(const qosL3PriMsg_t *body)
 {
     auto *record = qosCosRequest<cosL3PriMap_t>(COS_L3_PRI_MAP);
     record->ifIndex = body->ifIndex;
@@ -100,33 +78,30 @@ uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body)
         record->entry[dscp].tc = body->tc_map[dscp];
         record->entry[dscp].cos = body->cos_map[dscp];
     }
-    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set L3 Priority Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     return rc;
 }
 
-uint32_t tslSetIfDscpTrust(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_TRUST, body, tslSetL3PriMap(body));
-}
+constexpr tslL3Entry_t tslSetIfDscpTrust = {"tslSetIfDscpTrust", tslSetL3PriMap,
+                                            QOS_ERR_TEXT("DSCP Trust IOCTL failed for interface %s, error = %d"),
+                                            QOS_DBG_TEXT("DSCP Trust IOCTL set on interface %s")};
 
-uint32_t tslSetIfDscpCosMap(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_COS_MAP, body, tslSetL3PriMap(body));
-}
+constexpr tslL3Entry_t tslSetIfDscpCosMap = {
+    "tslSetIfDscpCosMap", tslSetL3PriMap, QOS_ERR_TEXT("DSCP Cos Mutation IOCTL failed for interface %s, error = %d"),
+    QOS_DBG_TEXT("DSCP Cos Mutation IOCTL set on interface %s")};
 
-uint32_t tslSetIfDscpTcMap(qosL3PriMsg_t *body)
-{
-    return priorityFinish(DSCP_TC_MAP, body, tslSetL3PriMap(body));
-}
+constexpr tslL3Entry_t tslSetIfDscpTcMap = {"tslSetIfDscpTcMap", tslSetL3PriMap,
+                                            QOS_ERR_TEXT("DSCP TC Mutation IOCTL failed for interface %s, error = %d"),
+                                            QOS_DBG_TEXT("DSCP TC Mutation IOCTL set on interface %s")};
 
-uint32_t tslSetIfDscpMap(qosL3PriMsg_t *body)
+qosDriverStatus_t tslSetIfDscpMap(qosL3PriMsg_t *body)
 {
     auto *record = qosCosRequest<cosDscpMap_t>(COS_DSCP_MAP);
     record->ifIndex = body->ifIndex;
     memcpy(record->dscp_map, body->dscp_map, sizeof record->dscp_map);
-    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set DSCP Map for interface %s, error = %d", qosNameOf(body->ifName).text, rc);
     else

@@ -4,21 +4,26 @@
 
 #include <cstdint>
 
+#include "agent/messages/codes.h"
 #include "agent/messages/priority.h"
+#include "platform/common/priority_entry.h"
 
 // The whole CoS map of a port: one record to the message's chip. The transport's status; the body's is the caller's.
-uint32_t tslSetL2PriMap(const qosL2PriMsg_t *body);
+qosDriverStatus_t tslSetL2PriMap(const qosL2PriMsg_t *body);
 // The whole DSCP map of a port, likewise.
-uint32_t tslSetL3PriMap(const qosL3PriMsg_t *body);
+qosDriverStatus_t tslSetL3PriMap(const qosL3PriMsg_t *body);
+
+using tslL2Entry_t = priorityEntry_t<qosL2PriMsg_t, const qosL2PriMsg_t>;
+using tslL3Entry_t = priorityEntry_t<qosL3PriMsg_t, const qosL3PriMsg_t>;
 
 // Each stores its status in the body and returns it.
-uint32_t tslSetIfCosTrust(qosL2PriMsg_t *body);
-uint32_t tslSetIfCosMap(qosL2PriMsg_t *body);
-uint32_t tslSetIfCosTcMap(qosL2PriMsg_t *body);
-uint32_t tslSetIfDefCos(qosL2PriMsg_t *body); // two records; the status is the second one's
-uint32_t tslSetIfDscpTrust(qosL3PriMsg_t *body);
-uint32_t tslSetIfDscpCosMap(qosL3PriMsg_t *body);
-uint32_t tslSetIfDscpTcMap(qosL3PriMsg_t *body);
-uint32_t tslSetIfDscpMap(qosL3PriMsg_t *body);
+extern const tslL2Entry_t tslSetIfCosTrust;
+extern const tslL2Entry_t tslSetIfCosMap;
+extern const tslL2Entry_t tslSetIfCosTcMap;
+qosDriverStatus_t tslSetIfDefCos(qosL2PriMsg_t *body); // two records; the status is the second one's
+extern const tslL3Entry_t tslSetIfDscpTrust;
+extern const tslL3Entry_t tslSetIfDscpCosMap;
+extern const tslL3Entry_t tslSetIfDscpTcMap;
+qosDriverStatus_t tslSetIfDscpMap(qosL3PriMsg_t *body);
 
 #endif

@@ -14,12 +14,12 @@ namespace {
 
 constexpr unsigned RED_ENTRIES = 3; // of a chip
 
-uint32_t tslIvqRedSet(uint32_t target, uint32_t ifindex, uint8_t pfc_map)
+qosDriverStatus_t tslIvqRedSet(uint32_t target, uint32_t ifindex, uint8_t pfc_map)
 {
     auto *record = qosCosRequest<cosIvqRed_t>(COS_IVQ_RED_MAP);
     record->ifindex = ifindex;
     record->pfc_map = pfc_map;
-    const uint32_t rc = qosCosSend(target, record);
+    const qosDriverStatus_t rc = qosCosSend(target, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set ivq red for port %x, rc: %d", ifindex, rc);
     else
@@ -46,7 +46,7 @@ void tslCopyRedStats(const unsigned char *response, uint32_t asked, qosRedStatsM
 
 } // namespace
 
-uint32_t tslRedChipInit(qosChip_t *chip)
+qosDriverStatus_t tslRedChipInit(qosChip_t *chip)
 {
     redProfilesInit(chip, RED_ENTRIES, static_cast<int32_t>(RED_ENTRIES) * (chip->chip_id % 3));
     return QOS_MSG_DONE;
@@ -67,7 +67,7 @@ void tslPutRedMappedProfile(qosChip_t *chip, uint16_t profile)
     redProfilePut(__func__, chip, RED_ENTRIES, profile);
 }
 
-uint32_t tslSetRedProfile(qosCcbMsg_t *body)
+qosDriverStatus_t tslSetRedProfile(qosCcbMsg_t *body)
 {
     const uint32_t chip = body->chip_ifindex;
     auto *record = qosCosRequest<cosRed_t>(COS_RED_TESSEL);
@@ -78,7 +78,7 @@ uint32_t tslSetRedProfile(qosCcbMsg_t *body)
         cosRedFillLevels(record, cosRedProbability(body->dropProbability), body->minThreshold,
                          body->maxThreshold - body->minThreshold, body->maxThreshold);
     QOS_DBG("red ioctl for for IfIndex: %d on chip_ifIndex %x", static_cast<uint32_t>(body->ifindex), chip);
-    const uint32_t rc = qosCosSend(chip, record);
+    const qosDriverStatus_t rc = qosCosSend(chip, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to set red for IfIndex: %d on chip_ifIndex %x, rc: %d", static_cast<uint32_t>(body->ifindex),
                 chip, rc);
@@ -87,18 +87,18 @@ uint32_t tslSetRedProfile(qosCcbMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
+qosDriverStatus_t tslIvqRedCfg(qosCcbIvqRedIfInfo_t *body)
 {
     const uint32_t ifindex = body->ifIndex;
-    const uint32_t rc = tslIvqRedSet(QOS_ALL_CHIPS_IFINDEX, ifindex, body->pfc_map);
+    const qosDriverStatus_t rc = tslIvqRedSet(QOS_ALL_CHIPS_IFINDEX, ifindex, body->pfc_map);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to do RED config for if %x, rc: %d", ifindex, rc);
     return rc;
 }
 
-uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
+qosDriverStatus_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
 {
-    uint32_t rc = QOS_MSG_DONE;
+    qosDriverStatus_t rc = QOS_MSG_DONE;
     const int32_t count = body->numEntries;
     for (int32_t i = 0; i < count; ++i) {
         const uint32_t ifindex = body->data[i].ifIndex;
@@ -109,7 +109,7 @@ uint32_t tslIvqRedChipCfg(qosCcbIvqRedCfg_t *body)
     return rc;
 }
 
-uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
+qosDriverStatus_t tslGetRedStats(qosRedStatsMsg_t *body)
 {
     const uint32_t records = qosRedStatsSingle(body) ? 1 : QOS_NUM_COS;
     auto *request = cosRedRead(STAT_DEV_RED_TESSEL, records);
@@ -118,7 +118,7 @@ uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
         request->key[priority].index = priority;
     }
     const unsigned char *response = nullptr;
-    const uint32_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.out_size, &response);
+    const qosDriverStatus_t rc = cosRedSendRead(body->chip_ifindex, request, request->head.hdr.out_size, &response);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get red stats for egress port ifIndex  %x, rc: %d", static_cast<uint32_t>(body->ifindex),
@@ -129,7 +129,7 @@ uint32_t tslGetRedStats(qosRedStatsMsg_t *body)
     return rc;
 }
 
-uint32_t tslClearRedStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t tslClearRedStats(qosClearStatsMsg_t *body)
 {
     return cosClearRedStats(__func__, STAT_DEV_RED_TESSEL, body);
 }

@@ -47,7 +47,7 @@ uint32_t tsl_qos_convert_wgt_to_dnld_wgt(uint32_t weight)
     return weight ? weight : 1;
 }
 
-uint32_t tslSetSchCfg(qosSchMsg_t *body)
+qosDriverStatus_t tslSetSchCfg(qosSchMsg_t *body)
 {
     if (!portFind<portMiss_t::Config>(__func__, body))
         return QOS_MSG_NOT_FOUND;
@@ -72,7 +72,7 @@ uint32_t tslSetSchCfg(qosSchMsg_t *body)
     traceScheduler(record);
     const cosScheduler_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, QOS_ALL_CHIPS_IFINDEX, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, QOS_ALL_CHIPS_IFINDEX, record, &response, &length);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Scheduler Cfg IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     else
@@ -80,7 +80,7 @@ uint32_t tslSetSchCfg(qosSchMsg_t *body)
     return qosAnswer(body, rc);
 }
 
-uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
+qosDriverStatus_t tslSetPortShaperCfg(qosSchMsg_t *body)
 {
     if (!portFind<portMiss_t::Config>(__func__, body))
         return QOS_MSG_NOT_FOUND;
@@ -88,7 +88,7 @@ uint32_t tslSetPortShaperCfg(qosSchMsg_t *body)
     record->valid = 1;
     record->ifIndex = body->ifIndex;
     record->if_bw = body->shaper_cfg.if_bw;
-    const uint32_t rc = qosCosSend(body->chip_ifindex, record);
+    const qosDriverStatus_t rc = qosCosSend(body->chip_ifindex, record);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Port Shaper IOCTL failed for interface %s", qosNameOf(body->ifName).text);
     else

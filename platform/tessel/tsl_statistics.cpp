@@ -1,6 +1,7 @@
 // The reads of blocks out of their rows, and the few members that are no rows.
 #include "platform/tessel/tsl_statistics.h"
 
+#include <array>
 #include <cstring>
 
 #include "agent/model/clear_walk.h"
@@ -49,32 +50,26 @@ void tslCopyDropRsnStats(const cosDropRsnResponse_t *response, uint32_t chip_typ
 #define FLAGS STAT_FLAGS
 #define FIELD STAT_FIELD
 #define STAT_BLOCK(entry, code, chips, command, form, block, view, failed, ...)                                        \
-    uint32_t entry(qosBodyOf<code> *body)                                                                              \
-    {                                                                                                                  \
+    static constexpr auto entry##Steps = [] {                                                                          \
         using A = block;                                                                                               \
         using B = qosBodyOf<code>;                                                                                     \
-        static constexpr statStep_t steps[] = {__VA_ARGS__};                                                           \
-        static constexpr cosStatRow_t row = cosStatRow<A, cosStatForm_t::form>(command, QOS_ERR_TEXT(failed), steps);  \
-        return cosStatRun<row>(__func__, body);                                                                        \
-    }
+        return std::array{__VA_ARGS__};                                                                                \
+    }();                                                                                                               \
+    constexpr tslBlock_t<code> entry = {                                                                               \
+        #entry, cosStatRow<block, cosStatForm_t::form>(command, QOS_ERR_TEXT(failed), entry##Steps)};
 #include "platform/records/statistics.def"
+#undef STAT_BLOCK
 #undef FIELD
 #undef FLAGS
 #undef FLAG
 #undef RUN
 #undef M
 
-uint32_t tslGetFlowControlStats(qosFlowControlStatsMsg_t *body)
-{
-    return cosStatRun<FLOW_CONTROL>(__func__, body);
-}
+constexpr cosStatEntry_t<qosFlowControlStatsMsg_t, cosPortRow_t> tslGetFlowControlStats = {"tslGetFlowControlStats",
+                                                                                           FLOW_CONTROL};
+constexpr cosStatEntry_t<qosQueueStatsMsg_t, cosPortRow_t> tslGetQueueStats = {"tslGetQueueStats", QUEUE};
 
-uint32_t tslGetQueueStats(qosQueueStatsMsg_t *body)
-{
-    return cosStatRun<QUEUE>(__func__, body);
-}
-
-uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
+qosDriverStatus_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
 {
     const qosIf_t *interface = portFind<portMiss_t::Statistics>(__func__, body);
     if (!interface)
@@ -86,7 +81,7 @@ uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
     record->ifindex = body->ifindex;
     const cosDropRsnResponse_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, interface->chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, interface->chip->chip_ifindex, record, &response, &length);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Failed to get drop reason stats for port %s, rc: %d", interface->ifName, rc);
@@ -95,7 +90,7 @@ uint32_t tslGetDropRsnStats(qosDropRsnStatsMsg_t *body)
     return rc;
 }
 
-uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
+qosDriverStatus_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
 {
     const int32_t number = body->tsl_id;
     const qosChip_t *chip = qosLookupChip(number);
@@ -106,7 +101,7 @@ uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
     auto *record = qosCosRequest<cosTmcInfo_t>(COS_TMC_INFO, sizeof(cosTmcInfo_t), qosRequestBuffer_t::AsIs);
     const cosTmcInfo_t *response;
     uint32_t length;
-    const uint32_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
+    const qosDriverStatus_t rc = qosSendRequest(qosCosIoctl, chip->chip_ifindex, record, &response, &length);
     body->status = static_cast<int32_t>(rc);
     if (rc != QOS_MSG_DONE) {
         QOS_ERR("Failed to get tmc info, rc: %d", rc);
@@ -117,17 +112,17 @@ uint32_t tslGetTmcInfo(qosGetTmcInfoMsg_t *body)
     return rc;
 }
 
-uint32_t tslClearStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t tslClearStats(qosClearStatsMsg_t *body)
 {
     return cosClearStats(body, {tslClearSwmStats, tslClearRedStats, tslClearDropRsnStats});
 }
 
-uint32_t tslClearSwmStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t tslClearSwmStats(qosClearStatsMsg_t *body)
 {
     return cosClearSwmStats(__func__, body);
 }
 
-uint32_t tslClearDropRsnStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t tslClearDropRsnStats(qosClearStatsMsg_t *body)
 {
     return cosClearDropRsnStats(__func__, body);
 }
@@ -139,7 +134,7 @@ uint32_t tslGetDbgStatDev(uint32_t device)
     return device >= STAT_DEV_DEBUG_FIRST && device < STAT_DEV_DEBUG_LAST ? device + 1 : STAT_DEV_END;
 }
 
-uint32_t tslClearDbgStats(qosClearStatsMsg_t *body)
+qosDriverStatus_t tslClearDbgStats(qosClearStatsMsg_t *body)
 {
     const qosChip_t *chip = qaClearWalkChip(body);
     if (!chip)
@@ -148,7 +143,7 @@ uint32_t tslClearDbgStats(qosClearStatsMsg_t *body)
         auto *record = qosCosRequest<cosStats_t>(COS_STATS_CLEAR);
         record->device = device;
         record->num_requests = 1;
-        const uint32_t rc = qosCosSend(chip->chip_ifindex, record);
+        const qosDriverStatus_t rc = qosCosSend(chip->chip_ifindex, record);
         if (rc != QOS_MSG_DONE) {
             QOS_ERR("Failed to clear dbg counters for chip: %x, dev: %d", chip->chip_ifindex, device);
             return rc;

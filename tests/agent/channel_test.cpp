@@ -220,7 +220,7 @@ TEST(DriverChannel, Events)
 TEST(Channels, BadAndClosedDescriptors)
 {
     Bare inside;
-    qosReadMiMsg(-1);
+    (void)qosReadMiMsg(-1);
     EXPECT_EQ(qos_velmar_state.mi_rcv_errors, 1U);
     qosNLSock_t sock = {};
     sock.fd = -1;

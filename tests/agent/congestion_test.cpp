@@ -432,7 +432,7 @@ protected:
         qos_velmar_state.model = model;
         chip.chip_type = type;
         uint32_t out[8] = {90, 91, 92, 93, 94, 95, 96, 97};
-        qaCcbGetPriTailDropThresholds(&port, map.data(), budget, out);
+        (void)qaCcbGetPriTailDropThresholds(&port, map.data(), budget, out);
         return std::vector<uint32_t>(out, out + 8);
     }
 
@@ -546,7 +546,7 @@ TEST_F(Thresholds, LongDistanceSplit)
 TEST_F(Thresholds, RedProfileRegisters)
 {
     chip.chip_id = 10;
-    tslRedChipInit(&chip);
+    (void)tslRedChipInit(&chip);
     EXPECT_EQ(tslGetRedMappedProfile(&chip, 500), 3);
     EXPECT_EQ(tslGetRedMappedProfile(&chip, 501), 4);
     EXPECT_EQ(tslGetRedMappedProfile(&chip, 500), 3);

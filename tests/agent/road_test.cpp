@@ -265,7 +265,7 @@ TEST(Road, EveryHandlerTracesEntryAndExit)
         if (!row.handler)
             continue;
         Bytes body(8192);
-        row.handler(body.data());
+        (void)row.handler(body.data());
         const size_t entered = inside.log.count("*****Entering qaProcess");
         EXPECT_GT(entered, before) << int{row.code};
         EXPECT_EQ(inside.log.count("*****Leaving  qaProcess"), entered) << int{row.code};
@@ -281,18 +281,18 @@ TEST(Road, WhatEachHandlerStores)
     tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
     enum : unsigned { DEFAULT = 1, TRUST = 2, COS = 4, TC = 8, DSCP = 16 };
     const struct {
-        uint32_t (*l2)(qosL2PriMsg_t *);
-        uint32_t (*l3)(qosL3PriMsg_t *);
+        const qaPriRow_t<qosL2PriMsg_t> *l2;
+        const qaPriRow_t<qosL3PriMsg_t> *l3;
         unsigned stored;
     } cases[] = {
-        {qaProcessIfCosTrust, nullptr, TRUST | COS | TC},
-        {qaProcessIfDefCos, nullptr, DEFAULT | COS | TC},
-        {qaProcessIfCosMap, nullptr, COS | TC},
-        {qaProcessIfCosTcMap, nullptr, COS | TC},
-        {nullptr, qaProcessIfDscpTrust, TRUST},
-        {nullptr, qaProcessIfDscpMap, DSCP | COS | TC},
-        {nullptr, qaProcessIfDscpCosMap, TRUST | DSCP | COS | TC},
-        {nullptr, qaProcessIfDscpTcMap, TRUST | DSCP | COS | TC},
+        {&qaProcessIfCosTrust, nullptr, TRUST | COS | TC},
+        {&qaProcessIfDefCos, nullptr, DEFAULT | COS | TC},
+        {&qaProcessIfCosMap, nullptr, COS | TC},
+        {&qaProcessIfCosTcMap, nullptr, COS | TC},
+        {nullptr, &qaProcessIfDscpTrust, TRUST},
+        {nullptr, &qaProcessIfDscpMap, DSCP | COS | TC},
+        {nullptr, &qaProcessIfDscpCosMap, TRUST | DSCP | COS | TC},
+        {nullptr, &qaProcessIfDscpTcMap, TRUST | DSCP | COS | TC},
     };
     // Both a driver that accepts and one that refuses; on Larkin a mutation map has no back end at all.
     for (const uint32_t driver_status : {0U, 9U}) {
@@ -303,7 +303,7 @@ TEST(Road, WhatEachHandlerStores)
             ASSERT_NE(port, nullptr);
             Bytes l2 = l2Body(PORT, CHIP, 5, 3);
             Bytes l3 = l3Body(PORT, CHIP);
-            const uint32_t rc = c.l2 ? c.l2(bodyIn<qosL2PriMsg_t>(l2)) : c.l3(bodyIn<qosL3PriMsg_t>(l3));
+            const uint32_t rc = c.l2 ? (*c.l2)(bodyIn<qosL2PriMsg_t>(l2)) : (*c.l3)(bodyIn<qosL3PriMsg_t>(l3));
             EXPECT_EQ(rc, driver_status ? 22U : 0U);
             unsigned stored = 0;
             if (c.l2) {

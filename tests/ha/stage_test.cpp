@@ -111,7 +111,7 @@ TEST(Stages, SequencesAndWhatModulesSee)
     memset(qos_modules, 0, sizeof qos_modules);
     qosModuleRecord(QOS_MOD_CCB, "recorder").start = [] { return noted("start"); };
     for (uint32_t stage = 0; stage < QOS_STAGE_HOOKS; ++stage)
-        qosVssStageRegister(QOS_MOD_CCB, stage, noteStage, 40 + stage);
+        (void)qosVssStageRegister(QOS_MOD_CCB, stage, noteStage, 40 + stage);
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::Message() << c.stage << " agent " << c.is_agent);
         qos_velmar_state.is_agent = c.is_agent;

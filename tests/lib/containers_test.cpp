@@ -179,8 +179,8 @@ TEST_F(ContainersTest, ARefusedDuplicateLeavesItsTraceInTheRanks)
     tnx_avl_tree_t *tree = nullptr;
     ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
     Item items[] = {{5}, {3}, {3}};
-    avl_insert_nodup(tree, &items[0]);
-    avl_insert_nodup(tree, &items[1]);
+    (void)avl_insert_nodup(tree, &items[0]);
+    (void)avl_insert_nodup(tree, &items[1]);
     EXPECT_EQ(avl_top(tree)->rank, 2);
     EXPECT_EQ(avl_insert_nodup(tree, &items[2]), -1);
     EXPECT_EQ(avl_top(tree)->rank, 3);
@@ -196,7 +196,7 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     for (int i = 0; i < COUNT; ++i)
         items.push_back({i * 7 % COUNT});
     for (Item &entry : items)
-        avl_insert(tree, &entry);
+        (void)avl_insert(tree, &entry);
     std::vector<int> seen;
     const auto stopAt3 = [](void *info, void *a, void *b) {
         static_cast<std::vector<int> *>(a)->push_back(static_cast<Item *>(info)->key);
@@ -217,7 +217,7 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     EXPECT_EQ(avl_get_tree_size(tree), COUNT / 2);
     for (Item &entry : items)
         if (entry.key % 2)
-            avl_insert(tree, &entry);
+            (void)avl_insert(tree, &entry);
 
     seen.clear();
     limit = -1;
@@ -250,7 +250,7 @@ TEST_F(ContainersTest, TheStoreGetsTypesTagsAndNames)
     const std::string kept = "123456789012345678901234567890";
     EXPECT_EQ(tree->avl_tree_name, kept);
     Item *payload = static_cast<Item *>(ha_calloc(9, sizeof(Item), "Item", 0, 1));
-    avl_insert(tree, payload);
+    (void)avl_insert(tree, payload);
     const fake_host::Block &node = fake_host::blocks.at(tree->root);
     EXPECT_EQ(node.type, "tnx_avl_node_t");
     EXPECT_EQ(node.tag, 0x4000000);
@@ -349,7 +349,7 @@ TEST_F(ContainersTest, TypedViews)
     ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
     tnx_list_t *list = list_create(compareItems, nullptr);
     for (Item &entry : i) {
-        avl_insert(tree, &entry);
+        (void)avl_insert(tree, &entry);
         listnode_add(list, &entry);
     }
     std::vector<int> keys;

@@ -150,7 +150,7 @@ TEST_F(Larkin, ChipAndPortComeUp)
     addPort();
     uint32_t thresholds[8] = {};
     const auto priorities = [&](const Bytes &tc_map) {
-        qaCcbGetPriTailDropThresholds(port, tc_map.data(), BUDGET, thresholds);
+        (void)qaCcbGetPriTailDropThresholds(port, tc_map.data(), BUDGET, thresholds);
         Bytes drops = dceRecord(SET, 140, 37, 8);
         for (uint32_t p = 0; p < 8; ++p)
             put(drops, {{12 + 16 * p, LARKIN_PORT}, {16 + 16 * p, p << 16}, {20 + 16 * p, thresholds[swapped(p)]}});
