@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr uint32_t ALL = 0x8bc00000;
 constexpr uint32_t BUDGET = 400000; // of a port
 constexpr uint32_t CONFIG = 0x17250003, SET = 0x23050002, GET = 0x23050001, COUNTERS = 0x0A050001;
 
@@ -19,20 +18,20 @@ struct Chip {
     std::map<uint32_t, Bytes> data; // by command, from offset 12
     uint32_t refused = 0;
     int accepted = 0;
+    uint32_t handles = 0;
 
-    std::vector<Bytes> answer(const Bytes &request)
+    std::vector<Bytes> reply(const Bytes &request)
     {
         const std::lock_guard<std::mutex> guard(lock);
         const uint32_t command = get32(request, 48);
-        Bytes reply(std::max<size_t>(12, get32(request, 44)));
-        put32(reply, 0, command);
-        const Bytes &own = data[command];
-        std::copy_n(own.begin(), std::min(own.size(), reply.size() - 12), reply.begin() + 12);
+        Bytes record(std::max<size_t>(12, get32(request, 44)));
+        put32(record, 0, command);
+        put(record, 12, cut(data[command], 0, record.size() - 12));
         if (command == 0x17250035) // a handle that tells one entry from the other
-            put(reply, {{12, get32(request, 48 + 56)}, {20, 0xaa}, {28, 0x12340000}, {32, ++handles}});
+            put(record, {{12, get32(request, 48 + 56)}, {20, 0xaa}, {28, 0x12340000}, {32, ++handles}});
         if (command == refused && accepted-- <= 0)
-            reply[7] = 3;
-        return {answerTo(request, reply)};
+            record[7] = 3;
+        return {answerTo(request, record)};
     }
     void refuse(uint32_t command, int after = 0)
     {
@@ -45,7 +44,6 @@ struct Chip {
         const std::lock_guard<std::mutex> guard(lock);
         data[command] = std::move(bytes);
     }
-    uint32_t handles = 0;
 };
 
 struct Larkin : testing::Test {
@@ -55,7 +53,7 @@ struct Larkin : testing::Test {
 
     void SetUp() override
     {
-        inside.driver.always([state = chip](const Bytes &request) { return state->answer(request); });
+        inside.driver.always([state = chip](const Bytes &request) { return state->reply(request); });
         Bytes buffers(8);
         put(buffers, {{0, 9000000}, {4, BUDGET}});
         chip->give(GET, buffers);
@@ -72,15 +70,7 @@ struct Larkin : testing::Test {
         addPort();
         inside.driver.requests();
     }
-    std::vector<Bytes> sent(uint32_t target = LARKIN_CHIP)
-    {
-        std::vector<Bytes> records;
-        for (const Bytes &request : inside.driver.requests()) {
-            EXPECT_EQ(get32(request, 20), target);
-            records.push_back(recordOf(request));
-        }
-        return records;
-    }
+    std::vector<Bytes> sent() { return inside.records(LARKIN_CHIP); }
 };
 
 Bytes ccbBody(uint32_t ifindex)
@@ -97,10 +87,8 @@ qosCcbMsg_t *ccb(Bytes &body)
 // The entry records that both selections fill alike; `n` counts the handles that Chip has given.
 Bytes tcamAdd(uint32_t table, uint32_t key, uint32_t port_mask, uint32_t value_mask)
 {
-    Bytes add = dceRecord(0x17250035, 140, 0, 0, {{44, 1 << 16}, {56, key}, {60, LARKIN_PORT}});
-    put16(add, 42, table);
-    put(add, {{68, port_mask}, {72, value_mask}});
-    return add;
+    return dceRecord(0x17250035, 140, 0, 0,
+                     {{40, table}, {44, 1 << 16}, {56, key}, {60, LARKIN_PORT}, {68, port_mask}, {72, value_mask}});
 }
 
 Bytes tcamUpdate(uint32_t table, uint32_t length, uint32_t key, uint32_t n)
@@ -112,11 +100,6 @@ Bytes tcamUpdate(uint32_t table, uint32_t length, uint32_t key, uint32_t n)
 uint32_t swapped(uint32_t tc)
 {
     return tc == 0 ? 1 : tc == 1 ? 0 : tc;
-}
-
-std::string textAt(const Bytes &body, size_t at)
-{
-    return reinterpret_cast<const char *>(&body[at]);
 }
 
 } // namespace
@@ -190,9 +173,8 @@ TEST_F(Larkin, CosMapAddsThenUpdates)
 {
     ready();
     Bytes body = l2Body(LARKIN_PORT, LARKIN_CHIP, 5, 0);
-    const uint8_t cos[] = {7, 6, 5, 4, 3, 2, 1, 0}, tc[] = {1, 0, 2, 3, 4, 5, 6, 3};
-    memcpy(&body[34], cos, 8);
-    memcpy(&body[42], tc, 8);
+    const Bytes cos = {7, 6, 5, 4, 3, 2, 1, 0}, tc = {1, 0, 2, 3, 4, 5, 6, 3};
+    put(body, 34, cos + tc);
     const auto result = [&](uint32_t p) { return uint32_t{cos[p]} << 24 | swapped(tc[p]) << 13; };
     const Bytes registers =
         dceRecord(CONFIG, 76, 8, 1, {{12, 0x3FC0}, {32, 0x01234567}, {72, LARKIN_PORT}}); // the last is 7, not 3
@@ -393,8 +375,8 @@ TEST_F(Larkin, MulticastQueues)
     EXPECT_EQ(tell(QOS_GET_MCAST_RCVQUEUE_STATS_MSG, stats), 0U);
     EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(0x0A050003, 164)}));
     EXPECT_EQ(get32(stats, 4), 0U);
-    EXPECT_EQ(textAt(stats, 100), "7");
-    EXPECT_EQ(textAt(stats, 100 + 7 * 33), "18446744073709551615");
+    EXPECT_EQ(getText(stats, 100), "7");
+    EXPECT_EQ(getText(stats, 100 + 7 * 33), "18446744073709551615");
 
     // A chip type without the operations, first alone, then at the end of a walk.
     tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
@@ -424,13 +406,13 @@ TEST_F(Larkin, CountersAndTexts)
         {601, "117"},  {601 + 33, "116"}, {601 + 66, "118"}, // the third and fourth with 0 and 1 exchanged
         {865, "1000"}, {865 + 33, "992"}, {1129, "132"},     {1129 + 33, "0"}, {1129 + 99, "1080"}};
     for (const auto &[at, text] : texts)
-        EXPECT_EQ(textAt(queue, at), text) << at;
+        EXPECT_EQ(getText(queue, at), text) << at;
     put32(data, 4, 2);
     chip->give(COUNTERS, data);
     EXPECT_EQ(tell(QOS_GET_FLOWCONTROL_STATS_MSG, flow), 0U);
-    EXPECT_EQ(textAt(flow, 209), "108");
-    EXPECT_EQ(textAt(flow, 275), "109");
-    EXPECT_EQ(textAt(flow, 275 + 33), "110");
+    EXPECT_EQ(getText(flow, 209), "108");
+    EXPECT_EQ(getText(flow, 275), "109");
+    EXPECT_EQ(getText(flow, 275 + 33), "110");
     const auto request = [](uint32_t kind) {
         return dceRecord(COUNTERS, 484, 0, 0, {{12, 1}, {20, kind}, {28, LARKIN_PORT}});
     };
@@ -453,10 +435,10 @@ TEST_F(Larkin, CountersAndTexts)
     for (const auto &[at, value] :
          {std::pair{4U, 0U}, {8U, 4321U}, {12U, BUDGET}, {16U, 0U}, {20U, 51U}, {24U, 50U}, {28U, 52U}, {48U, 57U}})
         EXPECT_EQ(get32(rcv, at), value) << at;
-    EXPECT_EQ(textAt(rcv, 149), "42");
+    EXPECT_EQ(getText(rcv, 149), "42");
     chip->refuse(0x0A050005);
     EXPECT_EQ(told(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 22U);
-    EXPECT_EQ(textAt(rcv, 149), "42");
+    EXPECT_EQ(getText(rcv, 149), "42");
     inside.expectErr({"If count mismatch in flowControl response, expected 1, got 2", "ASIC Driver failed",
                       "SWM ioctl for port p failed, rc: 22", "Failed to retrieve SWM Stats"});
 }

@@ -31,6 +31,18 @@ void put(Bytes &bytes, WordsAt words)
         put32(bytes, at, value);
 }
 
+void put(Bytes &bytes, size_t at, const Bytes &part)
+{
+    ASSERT_LE(at + part.size(), bytes.size());
+    std::copy(part.begin(), part.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+void putText(Bytes &bytes, size_t at, uint64_t number)
+{
+    const std::string digits = std::to_string(number);
+    put(bytes, at, text(digits, digits.size() + 1));
+}
+
 uint32_t get32(const Bytes &bytes, size_t at)
 {
     if (at + 4 > bytes.size())
@@ -41,6 +53,20 @@ uint32_t get32(const Bytes &bytes, size_t at)
 uint64_t get64(const Bytes &bytes, size_t at)
 {
     return uint64_t{get32(bytes, at)} << 32 | get32(bytes, at + 4);
+}
+
+std::string getText(const Bytes &bytes, size_t at)
+{
+    const Bytes rest = cut(bytes, at, bytes.size());
+    return {rest.begin(), std::find(rest.begin(), rest.end(), 0)};
+}
+
+std::vector<uint32_t> wordsAt(const std::vector<Bytes> &records, size_t at)
+{
+    std::vector<uint32_t> words;
+    for (const Bytes &record : records)
+        words.push_back(get32(record, at));
+    return words;
 }
 
 testing::AssertionResult holds(const Bytes &bytes, WordsAt words)

@@ -95,6 +95,13 @@ Bytes policerAddBody(uint32_t ifindex, uint32_t id, uint8_t type)
                   Field{"policer_id", id}, Field{"policer_req_type", type});
 }
 
+Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll, uint8_t type)
+{
+    Bytes body = policerAddBody(ifindex, id, type);
+    put(body, {{POL_IS_BUM, 1}, {POL_POLL, poll}});
+    return body;
+}
+
 Bytes policerDelBody(uint32_t ifindex, uint32_t id, uint8_t type)
 {
     return bodyOf(QOS_POL_POLICER_REM_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", CHIP},

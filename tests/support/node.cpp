@@ -149,11 +149,13 @@ std::vector<Bytes> Driver::requests()
     return std::exchange(seen, {});
 }
 
-std::vector<Bytes> Driver::records()
+std::vector<Bytes> Driver::records(uint32_t target)
 {
     std::vector<Bytes> found = requests();
-    for (Bytes &request : found)
+    for (Bytes &request : found) {
+        EXPECT_TRUE(target == 0 || get32(request, HEADER) == target) << std::hex << get32(request, HEADER);
         request = cut(request, RECORD, request.size());
+    }
     return found;
 }
 

@@ -40,7 +40,7 @@ public:
     void script(std::vector<Reply> replies);
     void always(Reply reply);               // in place of goodReply
     std::vector<Bytes> requests();          // since the last call
-    std::vector<Bytes> records();           // theirs, without the headers
+    std::vector<Bytes> records(uint32_t target = 0); // theirs, without the headers; all to `target`, if it is given
     std::vector<Bytes> await(size_t count); // the requests, once there are `count`
     void send(const std::string &socket, const Bytes &bytes) { server.sock.send(run + "/qos/" + socket, bytes); }
 
