@@ -4,13 +4,11 @@
 #include "agent/drop_monitor.h"
 #include "agent/drop_poll.h"
 #include "agent/policer.h"
-#include "lib/linklist.h"
 #include "lib/thread.h"
 #include "tests/support/inside.h"
 
 namespace {
 
-constexpr uint32_t BULK = 0x00070000;
 constexpr uint32_t STATS_READ = 0x06270000;
 
 Bytes words(const std::vector<uint32_t> &values)
@@ -25,13 +23,6 @@ Bytes watchBody(uint32_t ifindex, uint8_t cmd)
 {
     return bodyOf(QOS_DROP_MONITOR_CFG_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'},
                   Field{"chip_ifindex", CHIP}, Field{"cmd", cmd});
-}
-
-Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll = 1)
-{
-    Bytes body = policerAddBody(ifindex, id);
-    put(body, {{POL_IS_BUM, 1}, {POL_POLL, poll}});
-    return body;
 }
 
 std::map<uint32_t, uint16_t> portsUpTo(uint32_t last)
@@ -87,14 +78,11 @@ struct MonitorInside : testing::Test {
     }
     static qaDropMonitorInfo_t *watched(unsigned index)
     {
-        const tnx_listnode_t *node = qosLookupChip(8)->drop_monitor_list->head;
-        while (index--)
-            node = node->next;
-        return static_cast<qaDropMonitorInfo_t *>(node->data);
+        return entriesOf<qaDropMonitorInfo_t>(qosLookupChip(8)->drop_monitor_list).at(index);
     }
     static qaPolPolicerInfo_t *bum()
     {
-        return static_cast<qaPolPolicerInfo_t *>(qosLookupChip(8)->polCfg.bum_policer_list->head->data);
+        return entriesOf<qaPolPolicerInfo_t>(qosLookupChip(8)->polCfg.bum_policer_list).at(0);
     }
 
     Inside inside;
@@ -129,8 +117,7 @@ TEST(BumMonitor, TransitionsByTheTimer)
         live.chip->set(&ChipState::violations, 8, p.second);
         const std::vector<Bytes> records = live.step(&p == periods ? 1 : 5);
         ASSERT_EQ(records.size(), 1U) << "both policers in one request";
-        EXPECT_EQ(get32(records[0], 0), STATS_READ);
-        EXPECT_EQ(get32(records[0], 34) >> 16, 2U);
+        EXPECT_TRUE(holds(records[0], {{0, STATS_READ}, {32, 2}}));
         for (const auto &told : p.told)
             EXPECT_EQ(live.manager.receive(), message(43, words(told)));
         EXPECT_TRUE(live.manager.silent());
@@ -235,14 +222,10 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
         ASSERT_EQ(records.size(), requests.size());
         uint32_t port = 40 - ports;
         for (size_t i = 0; i < records.size(); ++i) {
-            const uint32_t n = requests[i];
-            Bytes wanted(36 + 448 * n);
-            put(wanted, {{0, BULK}, {8, 36 + 448 * n}, {12, 36 + 448 * n}});
-            put16(wanted, 32, n);
-            for (size_t at = 36; at < wanted.size(); at += 448) {
-                put(wanted, {{at, 0x0127080A}, {at + 8, 448}, {at + 12, 448}, {at + 28, portNumber(++port)}});
-            }
-            EXPECT_EQ(records[i], wanted);
+            std::vector<Bytes> reads;
+            for (uint32_t n = 0; n < requests[i]; ++n)
+                reads.push_back(cosRecord(0x0127080A, 448, 448, {{28, portNumber(++port)}}));
+            EXPECT_EQ(records[i], cosBulk(reads));
         }
         EXPECT_EQ(live.manager.receive(), message(74, notice));
         EXPECT_EQ(live.step(60).size(), records.size());
@@ -269,22 +252,19 @@ TEST_F(MonitorInside, ReadThatFailsChangesNothing)
 {
     for (uint32_t n = 1; n <= 3; ++n)
         watch(portNumber(n));
-    const auto with = [&](size_t at, uint32_t value, bool half) {
-        return [this, at, value, half](const Bytes &request) {
+    const auto with = [&](size_t at, uint32_t value) {
+        return [this, at, value](const Bytes &request) {
             std::vector<Bytes> answers = chipReply(chip)(request);
-            if (half)
-                put16(answers[0], 48 + at, value);
-            else
-                put32(answers[0], 48 + at, value);
+            put32(answers[0], 48 + at, value);
             return answers;
         };
     };
     chip->drops[portNumber(1)] = 3;
     const std::pair<Driver::Reply, const char *> cases[] = {
         {Driver::status(9), "Failed to get rmon counters for port p, rc: 22"},
-        {with(34, 2, true), "No of records processed were less/more than requested. Requested:3, Processed:2"},
-        {with(36 + 448, 1, false), "Error getting TD stats for ioctl request number:1"},
-        {with(36 + 896 + 24, 1, false), "Error getting TD stats for ioctl request number:2"},
+        {with(32, 3 << 16 | 2), "No of records processed were less/more than requested. Requested:3, Processed:2"},
+        {with(36 + 448, 1), "Error getting TD stats for ioctl request number:1"},
+        {with(36 + 896 + 24, 1), "Error getting TD stats for ioctl request number:2"},
     };
     for (const auto &[reply, err] : cases) {
         inside.driver.script({reply});
