@@ -35,7 +35,7 @@ public:
 // Gives a body to the handler of its code: the result.
 uint32_t tell(uint8_t code, Bytes &body);
 uint32_t tell(uint8_t code, Bytes &&body);
-uint32_t told(uint8_t code, Bytes &body); // the same, which must also be the body's status
+uint32_t told(uint8_t code, Bytes &body);                // the same, which must also be the body's status
 Bytes answer(uint8_t code, Bytes body, uint32_t rc = 0); // what becomes of the body; the result must be `rc`
 
 // The same without the feature modules, whose hooks would ask the driver for ends of their own.

@@ -359,9 +359,14 @@ LiveNode::LiveNode(const NodeOptions &options) : node(options), driver(node.run)
     EXPECT_EQ(manager.receive().size(), 9U) << "registration";
 }
 
+uint32_t LiveNode::status(uint8_t code, const Bytes &body)
+{
+    return get32(manager.tell(code, body), fieldAt(code, "status"));
+}
+
 void LiveNode::addPort()
 {
-    EXPECT_EQ(get32(manager.tell(1, chipUpBody(CHIP, 1, 0, 1)), 2003), 0U);
-    EXPECT_EQ(get32(manager.tell(2, ifAddBody(PORT, "p")), 28), 0U);
+    EXPECT_EQ(status(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1)), 0U);
+    EXPECT_EQ(status(QOS_IFADD_MSG, ifAddBody(PORT, "p")), 0U);
     driver.requests(); // what a chip and a port are programmed with is not the test's own
 }

@@ -38,10 +38,10 @@ public:
     using Reply = std::function<std::vector<Bytes>(const Bytes &request)>; // the datagrams to send
     explicit Driver(const std::string &run);
     void script(std::vector<Reply> replies);
-    void always(Reply reply);               // in place of goodReply
-    std::vector<Bytes> requests();          // since the last call
+    void always(Reply reply);                        // in place of goodReply
+    std::vector<Bytes> requests();                   // since the last call
     std::vector<Bytes> records(uint32_t target = 0); // theirs, without the headers; all to `target`, if it is given
-    std::vector<Bytes> await(size_t count); // the requests, once there are `count`
+    std::vector<Bytes> await(size_t count);          // the requests, once there are `count`
     void send(const std::string &socket, const Bytes &bytes) { server.sock.send(run + "/qos/" + socket, bytes); }
 
     static Reply status(uint32_t code); // a COS response with the driver's status
@@ -140,7 +140,8 @@ private:
 // A node at work: stage Active, one manager that has had the registration.
 struct LiveNode {
     explicit LiveNode(const NodeOptions &options = {});
-    void addPort(); // CHIP as a Tessel with PORT on it
+    void addPort();                                   // CHIP as a Tessel with PORT on it
+    uint32_t status(uint8_t code, const Bytes &body); // that a message comes back with
     TestNode node;
     Driver driver;
     Manager manager;
