@@ -52,14 +52,9 @@ void leaveSocket(const std::string &path) // as a process that was killed does
     close(fd);
 }
 
-bool receiveMi6(int fd)
+bool received(int fd)
 {
-    static char data[60000];
-    iovec vector = {data, sizeof data};
-    msghdr message = {};
-    message.msg_iov = &vector;
-    message.msg_iovlen = 1;
-    return velmar_recvmsg(fd, &message, MSG_DONTWAIT) >= 0;
+    return receive(fd).got >= 0;
 }
 
 } // namespace
@@ -153,65 +148,58 @@ TEST(Hardening, SocketsOfDeadProcessesGo)
 TEST(Hardening, ADrainEndsUnderAnyLoad)
 {
     const RunDirectory run;
-    const int manager = openMi6("svc", 0);
-    const int card = openMi6("svc", 1);
+    const Mi6 manager(0);
+    const Mi6 card(1);
     // received in a row
     const std::tuple<size_t, int> cases[] = {{1, 64}, {30000, 3}};
     for (const auto &[bytes, most] : cases)
         for (int round = 0; round < 2; ++round) {
             int got = 0;
-            EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, std::string(bytes, 0)), 0);
-            for (; got < 1000 && receiveMi6(manager); ++got)
-                EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, std::string(bytes, 0)), 0);
+            EXPECT_GE(card.send(MI6_MANAGER, 0, std::string(bytes, 0)), 0);
+            for (; got < 1000 && received(manager); ++got)
+                EXPECT_GE(card.send(MI6_MANAGER, 0, std::string(bytes, 0)), 0);
             EXPECT_EQ(EAGAIN, errno);
             EXPECT_EQ(most, got);
-            while (receiveMi6(manager))
+            while (received(manager))
                 ;
         }
-    velmar_close(manager);
-    velmar_close(card);
 }
 
 TEST(Hardening, ManagersAreKeptWithoutDescriptors)
 {
     const RunDirectory run;
-    const int card = openMi6("svc", 1);
-    const int first = openMi6("svc", 0);
-    EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
-    EXPECT_TRUE(receiveMi6(first));
-    const int second = openMi6("svc", 0); // the folder has changed
+    const Mi6 card(1);
+    const Mi6 first(0);
+    EXPECT_GE(card.send(MI6_MANAGER, 0, "x"), 0);
+    EXPECT_TRUE(received(first));
+    const Mi6 second(0); // the folder has changed
     {
         const Limit limit(RLIMIT_NOFILE, 3);
-        EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
-        EXPECT_TRUE(receiveMi6(first));
+        EXPECT_GE(card.send(MI6_MANAGER, 0, "x"), 0);
+        EXPECT_TRUE(received(first));
     }
-    EXPECT_GE(sendMi6(card, "svc", MI6_MANAGER, 0, "x"), 0);
-    EXPECT_TRUE(receiveMi6(first));
-    EXPECT_TRUE(receiveMi6(second));
-    for (const int fd : {card, first, second})
-        velmar_close(fd);
+    EXPECT_GE(card.send(MI6_MANAGER, 0, "x"), 0);
+    EXPECT_TRUE(received(first));
+    EXPECT_TRUE(received(second));
 }
 
 TEST(Hardening, SilentManagersAreWaitedForTogether)
 {
     const RunDirectory run;
-    const int card = openMi6("svc", 1);
-    std::vector<int> silent;
+    const Mi6 card(1);
+    std::deque<Mi6> silent;
     for (int i = 0; i < 40; ++i)
-        silent.push_back(openMi6("svc", 0));
+        silent.emplace_back(0);
     rusage before;
     rusage after;
     int failed = 0;
     for (int i = 0; i < 5000 && failed == 0; ++i) {
         getrusage(RUSAGE_THREAD, &before);
-        failed = sendMi6(card, "svc", MI6_MANAGER, 0, "x") < 0;
+        failed = card.send(MI6_MANAGER, 0, "x") < 0;
         getrusage(RUSAGE_THREAD, &after);
     }
     EXPECT_TRUE(failed) << "the queues never filled";
     EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20) << "waits of one datagram";
-    for (const int fd : silent)
-        velmar_close(fd);
-    velmar_close(card);
 }
 
 TEST(Hardening, RunDirectoriesThatAreNotTrusted)
