@@ -45,7 +45,11 @@ struct Pipe {
     }
     int in() const { return fd[0]; }
     int out() const { return fd[1]; }
-    void fill() const { EXPECT_EQ(write(fd[1], "x", 1), 1); }
+};
+
+// One with something to read.
+struct Filled : Pipe {
+    Filled() { EXPECT_EQ(write(out(), "x", 1), 1); }
 };
 
 class ThreadTest : public testing::Test {
@@ -89,9 +93,7 @@ protected:
 
 TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
 {
-    const Pipe a, b;
-    a.fill();
-    b.fill();
+    const Filled a, b;
     thread_asp_start(lib, noteMessage, queue);
     thread_add_write(lib, note, name("write"), a.out());
     thread_add_read(lib, note, name("read"), b.in());
@@ -136,9 +138,7 @@ TEST_F(ThreadTest, AReadyEventKeepsItsValueAndItsOwnRecordIsFreeAlready)
 
 TEST_F(ThreadTest, DescriptorsAreOneShotAndShareTheirFlag)
 {
-    const Pipe low, a;
-    low.fill();
-    a.fill();
+    const Filled low, a;
     EXPECT_EQ(thread_add_read(lib, note, nullptr, -1), nullptr);
     EXPECT_EQ(thread_enqueue_read_middle(lib, note, nullptr, -1), nullptr);
     thread_add_write(lib, note, name("write"), a.out());
@@ -164,9 +164,7 @@ TEST_F(ThreadTest, DescriptorsAreOneShotAndShareTheirFlag)
 
 TEST_F(ThreadTest, TheLibrarysOwnSocketsComeLast)
 {
-    const Pipe a, b, c;
-    for (const Pipe *p : {&a, &b, &c})
-        p->fill();
+    const Filled a, b, c;
     lib->client_fd = a.in();
     lib->second_fd = b.in();
     thread_add_read_high(lib, note, name("client"), a.in());
@@ -177,8 +175,7 @@ TEST_F(ThreadTest, TheLibrarysOwnSocketsComeLast)
 
 TEST_F(ThreadTest, TimersComeInTimeAndByList)
 {
-    const char *names[] = {"0", "1", "2", "3", "4", "5", "6", "7"};
-    for (const char *text : names)
+    for (const char *text : {"0", "1", "2", "3", "4", "5", "6", "7"})
         thread_add_timer(lib, note, name(text), 1); // equal times: one list after the other
     EXPECT_EQ(runAll(), (Names{"0", "4", "1", "5", "2", "6", "3", "7"}));
 
@@ -199,10 +196,7 @@ TEST_F(ThreadTest, TimersComeInTimeAndByList)
 
 TEST_F(ThreadTest, TimesOutOfRangeAreCutToTheEndOfTime)
 {
-    const struct {
-        timeval wait;
-        int sec, usec;
-    } cases[] = {
+    const std::tuple<timeval, int, int> cases[] = {
         {{0x7fffffff, 0}, 0x7fffffff, 0},
         {{-2000, 0}, 0x7fffffff, 0},
         {{1, -5}, 1001, 0x7fffffff},
@@ -211,10 +205,10 @@ TEST_F(ThreadTest, TimesOutOfRangeAreCutToTheEndOfTime)
         {{-1, 0}, 999, 0}, // not negative as a sum: in the past
         {{0x7fffffff - 1000, 0}, 0x7fffffff, 0},
     };
-    for (const auto &c : cases) {
-        const event_t *timer = thread_add_timer_timeval(lib, note, name("past"), &c.wait);
-        EXPECT_EQ(timer->u.due.sec, c.sec) << c.wait.tv_sec;
-        EXPECT_EQ(timer->u.due.usec, c.usec) << c.wait.tv_usec;
+    for (const auto &[wait, sec, usec] : cases) {
+        const event_t *timer = thread_add_timer_timeval(lib, note, name("past"), &wait);
+        EXPECT_EQ(timer->u.due.sec, sec) << wait.tv_sec;
+        EXPECT_EQ(timer->u.due.usec, usec) << wait.tv_usec;
     }
     // The long waits are made of the longest that poll takes.
     EXPECT_EQ(runAll().size(), std::size(cases));
@@ -258,10 +252,8 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
     // A message that was taken and will never run is freed with the master.
     fake_host::post(11);
     fake_host::post(11);
-    EXPECT_TRUE(([&] {
-        event_t event;
-        return thread_fetch(lib, &event) && thread_call(&event) == 0;
-    })());
+    event_t event;
+    EXPECT_TRUE(thread_fetch(lib, &event) && thread_call(&event) == 0);
 }
 
 TEST_F(ThreadTest, AQueueWithoutItsPipeIsStillSeen)
@@ -303,8 +295,7 @@ TEST_F(ThreadTest, TheWatchdogIsGreetedInWaitsAndInBusyTimes)
 
 TEST_F(ThreadTest, CancelFindsEveryList)
 {
-    const Pipe a;
-    a.fill();
+    const Filled a;
     thread_cancel(thread_add_read(lib, note, nullptr, a.in()));
     thread_cancel(thread_add_read_high(lib, note, nullptr, a.in()));
     thread_cancel(thread_add_write(lib, note, nullptr, a.out()));
