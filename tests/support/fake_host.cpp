@@ -19,7 +19,7 @@ namespace fake_host {
 std::vector<std::string> calls;
 std::vector<std::string> errors;
 std::map<void *, Block> blocks;
-int allocs_before_failure;
+bool refuses;
 int bad_frees;
 std::set<std::string> registered;
 int swd_handle;
@@ -35,7 +35,7 @@ void reset()
     for (auto &[address, block] : blocks)
         free(address);
     blocks.clear();
-    allocs_before_failure = -1;
+    refuses = false;
     bad_frees = 0;
     registered.clear();
     swd_handle = -1;
@@ -95,12 +95,10 @@ void *ha_calloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag)
 }
 void *ha_xcalloc(ha_hndl_t, size_t size, const char *type, int, int tag, const char *name)
 {
-    if (fake_host::allocs_before_failure == 0)
+    if (fake_host::refuses)
         return nullptr;
-    if (fake_host::allocs_before_failure > 0)
-        --fake_host::allocs_before_failure;
     void *block = calloc(1, size);
-    fake_host::blocks[block] = {size, type, tag, name};
+    fake_host::blocks[block] = {type, tag, name};
     return block;
 }
 int ha_free(ha_hndl_t, void *address)

@@ -32,16 +32,16 @@ void reset();
 namespace fake_host {
 
 struct Block {
-    size_t size;
     std::string type;
     int tag;
     std::string name;
+    bool operator==(const Block &) const = default;
 };
 
 extern std::vector<std::string> calls;
 extern std::vector<std::string> errors; // trace lines of level ERR
 extern std::map<void *, Block> blocks;  // what the store holds
-extern int allocs_before_failure;       // negative: the store never refuses
+extern bool refuses;                    // the store gives nothing
 extern int bad_frees;                   // ha_free of an address that is none of the store's
 extern std::set<std::string> registered;
 extern int swd_handle;
