@@ -39,9 +39,9 @@ struct Monitored : LiveNode {
     {
         chip->ports = portsUpTo(ports);
         driver.always(chipReply(chip));
-        EXPECT_EQ(get32(manager.tell(1, chipUpBody(CHIP, 1, 0, 1)), 2003), 0U);
+        EXPECT_EQ(status(1, chipUpBody(CHIP, 1, 0, 1)), 0U);
         for (uint32_t n = 1; n <= ports; ++n)
-            EXPECT_EQ(get32(manager.tell(2, ifAddBody(portNumber(n), "p")), 28), 0U);
+            EXPECT_EQ(status(2, ifAddBody(portNumber(n), "p")), 0U);
         driver.requests();
     }
     // Steps the clock; the requests that came of it.
@@ -69,12 +69,9 @@ struct MonitorInside : testing::Test {
         inside.add(CHIP, 1, {portNumber(1), portNumber(2), portNumber(3)});
     }
     ~MonitorInside() override { qos_velmar_state.mi_sock = mi_sock; }
-    uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
+    static uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
     {
-        Bytes body = watchBody(ifindex, cmd);
-        const uint32_t rc = tell(QOS_DROP_MONITOR_CFG_MSG, body);
-        status = get32(body, 29);
-        return rc;
+        return tell(QOS_DROP_MONITOR_CFG_MSG, watchBody(ifindex, cmd));
     }
     static qaDropMonitorInfo_t *watched(unsigned index)
     {
@@ -88,7 +85,6 @@ struct MonitorInside : testing::Test {
     Inside inside;
     const int32_t mi_sock = qos_velmar_state.mi_sock;
     std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
-    uint32_t status = 0; // that the last message came back with
 };
 
 } // namespace
@@ -101,35 +97,33 @@ TEST(BumMonitor, TransitionsByTheTimer)
     live.manager.tell(31, bumBody(portNumber(2), 9, 0)); // is not read
     live.driver.requests();
     EXPECT_TRUE(live.step(4).empty());
-    const struct {
-        uint64_t first, second;
-        std::vector<std::vector<uint32_t>> told; // port, policer, direction, state
-    } periods[] = {
+    // Both counters; port, policer, direction and state of who is told.
+    const std::tuple<uint64_t, uint64_t, std::vector<std::vector<uint32_t>>> periods[] = {
         {0, 0, {}},
         {5, 0, {{portNumber(1), 7, 0, 1}}},
         {6, 0, {}},
         {6, 3, {{portNumber(1), 7, 0, 0}, {portNumber(2), 8, 0, 1}}},
         {2, 3, {{portNumber(1), 7, 0, 1}, {portNumber(2), 8, 0, 0}}}, // a fall is a movement
     };
-    for (const auto &p : periods) {
-        SCOPED_TRACE(&p - periods);
-        live.chip->set(&ChipState::violations, 7, p.first);
-        live.chip->set(&ChipState::violations, 8, p.second);
-        const std::vector<Bytes> records = live.step(&p == periods ? 1 : 5);
+    for (unsigned wait = 1; const auto &[first, second, notices] : periods) {
+        SCOPED_TRACE(testing::Message() << first << " " << second);
+        live.chip->set(&ChipState::violations, 7, first);
+        live.chip->set(&ChipState::violations, 8, second);
+        const std::vector<Bytes> records = live.step(std::exchange(wait, 5));
         ASSERT_EQ(records.size(), 1U) << "both policers in one request";
         EXPECT_TRUE(holds(records[0], {{0, STATS_READ}, {32, 2}}));
-        for (const auto &told : p.told)
-            EXPECT_EQ(live.manager.receive(), message(43, words(told)));
+        for (const auto &notice : notices)
+            EXPECT_EQ(live.manager.receive(), message(43, words(notice)));
         EXPECT_TRUE(live.manager.silent());
     }
     // Reset tells nobody; the next movement is told anew.
     Bytes reset = bodyOf(QOS_BUM_RESET_MON_STATE_MSG, Field{"ifindex", portNumber(1)});
-    EXPECT_EQ(get32(live.manager.tell(68, reset), 24), 0U);
+    EXPECT_EQ(live.status(68, reset), 0U);
     live.chip->set(&ChipState::violations, 7, 3);
     EXPECT_EQ(live.step(5).size(), 1U);
     EXPECT_EQ(live.manager.receive(), message(43, words({portNumber(1), 7, 0, 1})));
     put32(reset, 0, portNumber(5));
-    EXPECT_EQ(get32(live.manager.tell(68, reset), 24), 1U);
+    EXPECT_EQ(live.status(68, reset), 1U);
     live.node.expectErr("Failed to find interface  for policer coonfig");
 
     // Stage Active starts the timer again, one and not two. What was told stays told.
@@ -210,7 +204,7 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
         SCOPED_TRACE(ports);
         while (added < ports) { // from the highest down; the list is sorted
             const uint32_t ifindex = portNumber(40 - added++);
-            EXPECT_EQ(get32(live.manager.tell(73, watchBody(ifindex, 1)), 29), 0U);
+            EXPECT_EQ(live.status(73, watchBody(ifindex, 1)), 0U);
         }
         ++value;
         Bytes notice = words({ports});
@@ -238,11 +232,11 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
     EXPECT_EQ(live.step(60).size(), 5U);
     EXPECT_EQ(live.manager.receive(), message(74, words({1, portNumber(3), 1, 0})));
     for (uint32_t n = 1; n <= 40; ++n)
-        EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(n), 2)), 29), 0U);
+        EXPECT_EQ(live.status(73, watchBody(portNumber(n), 2)), 0U);
     EXPECT_TRUE(live.step(600).empty());
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(1), 2)), 29), 55U) << "not watched";
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(1), 3)), 29), 55U);
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(50), 1)), 29), 1U);
+    EXPECT_EQ(live.status(73, watchBody(portNumber(1), 2)), 55U) << "not watched";
+    EXPECT_EQ(live.status(73, watchBody(portNumber(1), 3)), 55U);
+    EXPECT_EQ(live.status(73, watchBody(portNumber(50), 1)), 1U);
     live.node.expectErr({"Failed to get drop_monitor_info",
                          "Failed to process drop monitor config for interface p, error = 24",
                          "Failed to find interface p for drop monitor config"});
@@ -304,8 +298,8 @@ TEST_F(MonitorInside, RealDrops)
     auto *td = bodyIn<qosTdMonitorStatsMsg_t>(bytes);
     const auto judge = [&](const std::vector<uint64_t> &counters) {
         std::vector<uint32_t> marks;
-        for (size_t i = 0; i < 3; ++i) {
-            td->records[i].ifindex = portNumber(static_cast<uint32_t>(i) + 1);
+        for (uint32_t i = 0; i < 3; ++i) {
+            td->records[i].ifindex = portNumber(i + 1);
             td->records[i].td_drop = counters[i];
             td->records[i].is_td_if_drop = counters[i] ? 1 : 0;
         }
@@ -322,23 +316,22 @@ TEST_F(MonitorInside, RealDrops)
     EXPECT_EQ(watched(2)->tdStats.td_drop, 6U) << "both entries of the port";
 
     // RED: all three counters are compared, green alone marks; else the back end's mark stands.
-    auto *red = bodyIn<qosRedMonitorStatsMsg_t>(bytes);
-    const struct {
-        uint64_t green, red, yellow;
-        uint32_t mark, saved_mark;
-    } steps[] = {{0, 0, 0, 0, 0}, {0, 0, 3, 1, 0}, {0, 0, 3, 0, 0}, {2, 0, 3, 1, 1},
-                 {2, 1, 3, 1, 1}, {0, 1, 3, 1, 1}, {0, 1, 3, 0, 0}};
-    for (const auto &s : steps) {
-        SCOPED_TRACE(&s - steps);
-        red->records[0].ifindex = portNumber(1);
-        red->records[0].green_drop = s.green;
-        red->records[0].red_drop = s.red;
-        red->records[0].yellow_drop = s.yellow;
-        red->records[0].is_red_if_drop = s.green || s.red || s.yellow;
-        qaIdentifyRealRedIfDrops(red, 1);
-        EXPECT_EQ(red->records[0].is_red_if_drop, s.mark);
-        EXPECT_EQ(watched(0)->redStats.is_red_if_drop, s.saved_mark);
-        EXPECT_EQ(watched(0)->redStats.red_drop, s.red);
+    auto &red = bodyIn<qosRedMonitorStatsMsg_t>(bytes)->records[0];
+    red.ifindex = portNumber(1);
+    // Green, red and yellow, and the marks that are told and kept.
+    const std::tuple<uint64_t, uint64_t, uint64_t, uint32_t, uint32_t> steps[] = {
+        {0, 0, 0, 0, 0}, {0, 0, 3, 1, 0}, {0, 0, 3, 0, 0}, {2, 0, 3, 1, 1},
+        {2, 1, 3, 1, 1}, {0, 1, 3, 1, 1}, {0, 1, 3, 0, 0}};
+    for (const auto &[greens, reds, yellows, mark, kept] : steps) {
+        SCOPED_TRACE(testing::Message() << greens << reds << yellows << mark);
+        red.green_drop = greens;
+        red.red_drop = reds;
+        red.yellow_drop = yellows;
+        red.is_red_if_drop = greens || reds || yellows;
+        qaIdentifyRealRedIfDrops(bodyIn<qosRedMonitorStatsMsg_t>(bytes), 1);
+        EXPECT_EQ(red.is_red_if_drop, mark);
+        EXPECT_EQ(watched(0)->redStats.is_red_if_drop, kept);
+        EXPECT_EQ(watched(0)->redStats.red_drop, reds);
     }
     qaProcessDropMonitorClearIfMsg(qosLookupIfEntry(portNumber(2)));
     EXPECT_EQ(watched(2)->tdStats.td_drop, 0U);
@@ -356,9 +349,9 @@ TEST_F(MonitorInside, RealDrops)
     // The send fails, the counters are saved all the same, and the drops are not told later.
     chip->drops = {{portNumber(1), 50}};
     watch(portNumber(3), 2);
-    for (int i = 0; i < 2; ++i) { // the deleted port's two entries
-        list_delete_node(qosLookupChip(8)->drop_monitor_list, qosLookupChip(8)->drop_monitor_list->tail);
-    }
+    tnx_list_t *list = qosLookupChip(8)->drop_monitor_list;
+    for (int i = 0; i < 2; ++i) // the deleted port's two entries
+        list_delete_node(list, list->tail);
     qaDropMonitor();
     EXPECT_EQ(watched(0)->tdStats.td_drop, 50U);
     EXPECT_EQ(inside.log.count("Sending tail drop notification to Mgr with 1 records"), 1U);
@@ -371,15 +364,14 @@ TEST_F(MonitorInside, WatchesThatFail)
 {
     qosChip_t *record = qosLookupChip(8);
     qaDropMonitorChipDown(record);
-    EXPECT_EQ(watch(portNumber(1)), 2U); // no list takes it: the count stays raised
-    EXPECT_EQ(status, 2U);
+    const Bytes body = watchBody(portNumber(1), 1);
+    EXPECT_EQ(get32(answer(QOS_DROP_MONITOR_CFG_MSG, body, 2), 29), 2U); // no list takes it: the count stays raised
     EXPECT_EQ(dropMonitorContext.monitor_cnt, 1U);
     qaDropMonitor();
     EXPECT_EQ(watch(portNumber(1), 2), 24U);
     EXPECT_EQ(qaDropMonitorChipUp(record), 0);
     EXPECT_EQ(watch(0x8bc00000), 0U) << "the chip as a whole";
     EXPECT_EQ(watch(CHANNEL), 1U);
-    EXPECT_EQ(status, 1U);
     EXPECT_TRUE(inside.driver.requests().empty());
     qosLookupIfEntry(portNumber(1))->chip = nullptr;
     Bytes td(12 + 24);
