@@ -14,8 +14,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char *DEAD = "4194303"; // a process id that no process has
-
 size_t occurrences(const std::string &text, const std::string &part)
 {
     size_t count = 0;
@@ -43,14 +41,6 @@ struct Limit {
     }
     ~Limit() { setrlimit(what, &before); }
 };
-
-void leaveSocket(const std::string &path) // as a process that was killed does
-{
-    const sockaddr_un address = addressOf(path);
-    const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-    EXPECT_EQ(0, bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address)) << path;
-    close(fd);
-}
 
 bool received(int fd)
 {
@@ -119,30 +109,13 @@ TEST(Hardening, ForeignLocksHoldNobodyUp)
         locks.push_back(open((live.node.run + folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         EXPECT_EQ(0, flock(locks.back(), LOCK_EX));
     }
-    leaveSocket(live.node.run + "/mi6/qosMI.mgr." + DEAD);
-    for (int i = 0; i < 2; ++i) // the first echo may leave ahead of the wait
+    leaveSocket(live.node.run + "/mi6/qosMI.mgr.4194303"); // of a process that cannot be
+    for (int i = 0; i < 2; ++i)                            // the first echo may leave ahead of the wait
         EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
     TestNode second; // in a directory of its own
     for (const int fd : locks)
         close(fd);
     live.node.log.ignoreErrs();
-}
-
-TEST(Hardening, SocketsOfDeadProcessesGo)
-{
-    const RunDirectory run;
-    const std::string dead[] = {run.path + "/qos/group1." + DEAD, run.path + "/qos/group6." + DEAD + ".2",
-                                run.path + "/ctl/dorvald." + DEAD};
-    const std::string living = run.path + "/qos/group1." + std::to_string(getpid());
-    for (const std::string &path : dead)
-        leaveSocket(path);
-    leaveSocket(living);
-    char path[108];
-    for (const char *folder : {"qos", "ctl"})
-        velmar_run_close(velmar_run_bind(folder, "new", true, path, sizeof path));
-    for (const std::string &gone : dead)
-        EXPECT_FALSE(fs::exists(gone)) << gone;
-    EXPECT_TRUE(fs::exists(living));
 }
 
 TEST(Hardening, ADrainEndsUnderAnyLoad)
@@ -236,35 +209,6 @@ TEST(Hardening, RunDirectoriesThatAreNotTrusted)
     EXPECT_EQ(0600U, found.st_mode & 07777) << "others may send to it";
     velmar_run_close(fd);
     fs::remove_all(elsewhere);
-}
-
-// Behind a wait for the driver forty commands wait, and a message on the other socket.
-TEST(Hardening, MessagesHaveTheirTurnAmongTableCommands)
-{
-    LiveNode live;
-    live.addPort();
-    live.node.log.ignoreErrs();
-    Manager statistics(live.node, "qosMIStats");
-    live.driver.script({Driver::none()});
-    live.manager.send(message(6, l2Body(PORT, CHIP, 1, 2)));
-    live.driver.await(1);
-    const std::string control = live.node.run + "/ctl/dorvald." + live.node.group(1).substr(7);
-    const std::string command = "cli show dorvmd mi statistics";
-    std::vector<std::unique_ptr<Socket>> clients;
-    for (int i = 0; i < 40; ++i) {
-        clients.push_back(std::make_unique<Socket>(live.node.run + "/client" + std::to_string(i)));
-        EXPECT_TRUE(clients.back()->send(control, Bytes(command.begin(), command.end())));
-    }
-    statistics.send(message(200, {}));
-    EXPECT_EQ("ok", live.node.ctl("clock step 15"));
-    live.node.sync();
-    const std::string all = "Msg Rcvd           = " + std::to_string(live.node.counter("Msg Rcvd")) + "\n";
-    int behind = 0;
-    for (const auto &client : clients) {
-        const Bytes answer = client->receive().bytes;
-        behind += std::string(answer.begin(), answer.end()).find(all) != std::string::npos;
-    }
-    EXPECT_GT(behind, 20) << "commands that came behind the message";
 }
 
 TEST(Hardening, FewDescriptorsEndWithALine)
