@@ -5,13 +5,14 @@
 #include <list>
 #include <map>
 
+#include "host/describe.h"
+#include "host/store.h"
 #include "inventory/tailq.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
 #include "lib/views.h"
-#include "tests/support/bytes.h"
-#include "tests/support/fake_host.h"
+#include "tests/support/fake_os.h"
 
 namespace {
 
@@ -65,18 +66,32 @@ Shape check(const tnx_avl_node_t *node, const tnx_avl_node_t *parent, int side, 
     return {std::max(left.height, right.height) + 1, left.size + right.size + 1};
 }
 
-class ContainersTest : public testing::Test {
+constexpr ha_hndl_t STORE = 1, REFUSING = 2; // the store knows no handle but the first
+
+class ContainersTest : public fake_os::Test {
 protected:
+    static void registerTypes()
+    {
+        EXPECT_EQ(lib_tha_avl_tree_reg(STORE, compareItems, "compareItems"), 0);
+        EXPECT_EQ(lib_tha_linklist_reg(STORE, compareItems, "compareItems", free, "free"), 0);
+    }
     void SetUp() override
     {
-        fake_host::reset();
+        ha_register_t record = {};
+        strcpy(record.atom, "store");
+        ha_hndl_t ha = STORE;
+        static const int opened = ha_register(&record, "", &ha, nullptr);
+        ASSERT_TRUE(opened == 0 && ha == STORE);
+        registerTypes();
+        lib_tha_debug = true;
+        testing::internal::CaptureStdout();
         ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
     }
     void TearDown() override
     {
         avl_tree_free(&tree, nullptr);
-        EXPECT_EQ(fake_host::blocks.size(), 0u); // nothing of the store is lost
-        EXPECT_EQ(fake_host::bad_frees, 0);      // and nothing of the heap is given to it
+        EXPECT_EQ(store_totals.blocks, 0u); // nothing of the store is lost, and nothing of the heap is given to it
+        EXPECT_EQ(testing::internal::GetCapturedStdout().find("free_ptr"), std::string::npos);
     }
     tnx_avl_tree_t *tree = nullptr;
 };
@@ -121,14 +136,15 @@ void randomTree(unsigned seed, ha_hndl_t ha, int pool, int keys, int steps)
     std::list<Item> items;
     Model model;
     for (int i = 0; i < steps && !testing::Test::HasFatalFailure(); ++i) {
-        // The store refuses every eighth node; growth and decay alternate.
-        fake_host::refuses = random.oneIn(8);
         const int key = static_cast<int>(random.below(static_cast<unsigned>(keys)));
         const Item probe = {key};
+        // Growth and decay alternate.
         const bool grow = random.roll() % 8 < ((i / 512) % 2 ? 3u : 5u);
         if (grow) {
             Item &fresh = items.emplace_back(Item{key});
+            tree->ha_hndl = ha && random.oneIn(8) ? REFUSING : ha; // every eighth node
             fresh.node = avl_insert_return_node(tree, &fresh, 1);
+            tree->ha_hndl = ha;
             const bool full = pool && static_cast<int>(model.size()) == pool;
             ASSERT_EQ(fresh.node == nullptr, full);
             if (fresh.node)
@@ -160,8 +176,8 @@ TEST_F(ContainersTest, RandomTreesMatchTheModel)
     randomTree(1, 0, 0, 1000, 8000);
     randomTree(2, 0, 0, 12, 4000); // many equal keys
     randomTree(3, 0, 60, 100, 6000);
-    randomTree(4, 9, 0, 500, 8000);
-    randomTree(5, 9, 40, 30, 4000);
+    randomTree(4, STORE, 0, 500, 8000);
+    randomTree(5, STORE, 40, 30, 4000);
 }
 
 TEST_F(ContainersTest, TreesRefuseDuplicatesWhenAsked)
@@ -247,34 +263,36 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     EXPECT_EQ(visited, COUNT);
 }
 
-TEST_F(ContainersTest, TheStoreGetsTypesTagsAndNames)
+TEST_F(ContainersTest, TheStoreGetsTypesAndTags)
 {
+    const auto expectBlock = [](const void *address, const char *type, int tag) {
+        ASSERT_NE(storeBlock(address), nullptr) << type;
+        EXPECT_EQ(storeBlock(address)->type, describeType(type));
+        EXPECT_EQ(storeBlock(address)->tag, tag) << type;
+    };
     avl_tree_free(&tree, nullptr);
-    ASSERT_EQ(avl_create_ha_dbg(9, 0, &tree, 0, compareItems, "compareItems", "0123456789012345678901234567890"), 0);
-    const std::string kept = "123456789012345678901234567890";
-    EXPECT_EQ(tree->avl_tree_name, kept);
-    Item *payload = static_cast<Item *>(ha_calloc(9, sizeof(Item), "Item", 0, 1));
+    ASSERT_EQ(avl_create_ha_dbg(STORE, 0, &tree, 0, compareItems, "compareItems", "0123456789012345678901234567890"),
+              0);
+    EXPECT_STREQ(tree->avl_tree_name, "123456789012345678901234567890");
+    Item *payload = static_cast<Item *>(ha_calloc(STORE, sizeof(Item), "~U08", 0, 1));
     avl_insert(tree, payload);
-    EXPECT_EQ(fake_host::blocks.at(tree->root), (fake_host::Block{"tnx_avl_node_t", 0x4000000, kept}));
-    EXPECT_EQ(fake_host::blocks.at(tree).tag, 0);
+    expectBlock(tree->root, "tnx_avl_node_t", 0x4000000);
+    expectBlock(tree, "tnx_avl_tree_t", 0);
     const Item key = *payload;
-    EXPECT_EQ(avl_remove_info2(tree, &key, 9), 0);
-    EXPECT_EQ(avl_remove_info2(tree, &key, 9), -1);
+    EXPECT_EQ(avl_remove_info2(tree, &key, STORE), 0);
+    EXPECT_EQ(avl_remove_info2(tree, &key, STORE), -1);
 
-    tnx_list_t *list = list_new_ha_dbg(9, 0, nullptr);
+    tnx_list_t *list = list_new_ha_dbg(STORE, 0, nullptr);
     EXPECT_STREQ(list->list_name, "unkown");
     listnode_add(list, &tree);
-    EXPECT_EQ(fake_host::blocks.at(list->head).type, "tnx_listnode_t");
-    EXPECT_EQ(fake_host::blocks.at(list).type, "tnx_list_t");
+    expectBlock(list->head, "tnx_listnode_t", 0x4000000);
+    expectBlock(list, "tnx_list_t", 0);
     list_delete(list);
 
-    for (int twice = 0; twice < 2; ++twice) {
-        EXPECT_EQ(lib_tha_avl_tree_reg(9, compareItems, "compareItems"), 0);
-        EXPECT_EQ(lib_tha_linklist_reg(9, compareItems, "compareItems", free, "free"), 0);
-    }
-    EXPECT_EQ(fake_host::registered, (std::set<std::string>{"compareItems", "free", "tnx_avl_node_t", "tnx_avl_tree_t",
-                                                            "tnx_list_t", "tnx_listnode_t"}));
-    EXPECT_NE(lib_tha_avl_tree_reg(9, nullptr, "missing"), 0);
+    registerTypes(); // again
+    for (auto *function : {reinterpret_cast<void *>(compareItems), reinterpret_cast<void *>(free)})
+        EXPECT_GE(describeFunctionNumber(reinterpret_cast<uintptr_t>(function)), 0);
+    EXPECT_NE(lib_tha_avl_tree_reg(STORE, nullptr, "missing"), 0);
 }
 
 void randomList(unsigned seed, ha_hndl_t ha, int steps)
@@ -284,19 +302,21 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
     std::list<Item> items;
     std::list<Item *> model; // sorted, equal ones in the order of their arrival
     for (int i = 0; i < steps; ++i) {
-        fake_host::refuses = random.oneIn(8);
         Item &fresh = items.emplace_back(Item{static_cast<int>(random.roll() % 40)});
         const auto less = [](const Item *a, const Item *b) { return a->key < b->key; };
         const auto low = std::lower_bound(model.begin(), model.end(), &fresh, less);
         const bool known = low != model.end() && (*low)->key == fresh.key;
         Item *first = known ? *low : nullptr;
         EXPECT_EQ(list_lookup_data(list, &fresh), first);
+        const ha_hndl_t now = ha && random.oneIn(8) ? REFUSING : ha;
         switch (random.roll() % 4) {
         case 0:
+            list->ha_hndl = now;
             EXPECT_NE(listnode_add_sort(list, &fresh), nullptr);
             model.insert(std::upper_bound(model.begin(), model.end(), &fresh, less), &fresh);
             break;
         case 1:
+            list->ha_hndl = now;
             EXPECT_EQ(listnode_add_sort_nodup(list, &fresh), known ? 1 : 0);
             if (!known)
                 model.insert(low, &fresh);
@@ -310,6 +330,7 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
             EXPECT_EQ(listnode_delete(list, first), known ? 0 : -1);
             model.remove(first);
         }
+        list->ha_hndl = ha;
         std::list<void *> forward, backward;
         for (const tnx_listnode_t *node = list->head; node; node = node->next)
             forward.push_back(node->data);
@@ -325,7 +346,7 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
 TEST_F(ContainersTest, RandomListsMatchTheModel)
 {
     randomList(1, 0, 3000);
-    randomList(2, 9, 3000);
+    randomList(2, STORE, 3000);
 }
 
 TEST_F(ContainersTest, TypedViews)

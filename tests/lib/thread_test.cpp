@@ -1,15 +1,11 @@
 // The event scheduler on virtual time: what runs, in which order and when, and what an event leaves behind.
 #include "lib/thread.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <gtest/gtest.h>
-#include <thread>
-#include <unistd.h>
 
 #include "lib/lib_instance.h"
-#include "tests/support/fake_host.h"
+#include "tests/support/fake_os.h"
+#include "velmar/process.h"
 
 using event_t = struct thread;
 using Names = std::vector<std::string>;
@@ -52,22 +48,36 @@ struct Filled : Pipe {
     Filled() { EXPECT_EQ(write(out(), "x", 1), 1); }
 };
 
-class ThreadTest : public testing::Test {
+int engine_wait_ms = -1; // an engine asks for a pass after it, once, and has three descriptors
+} // namespace
+int gioti_start(gioti_t *)
+{
+    return 0;
+}
+unsigned gioti_pre_select(gioti_t *, struct pollfd *fds, unsigned count, unsigned, int *wait_ms)
+{
+    *wait_ms = engine_wait_ms;
+    std::fill_n(fds + count, 3, pollfd{-1, 0, 0});
+    return count + 3;
+}
+void gioti_post_select(gioti_t *gioti, const struct pollfd *, unsigned)
+{
+    if (std::exchange(engine_wait_ms, -1) >= 0)
+        gioti->add_call(
+            gioti->zg, [](void *arg) { ran.push_back(static_cast<gioti_t *>(arg) ? "engine" : ""); }, gioti, 0);
+}
+namespace {
+
+class ThreadTest : public fake_os::Test {
 protected:
     void SetUp() override
     {
-        fake_os::reset();
-        fake_host::reset();
         ran.clear();
         lib = lib_create("test");
         lib->master = thread_master_create();
         m = lib->master;
     }
-    void TearDown() override
-    {
-        lib_stop(lib);
-        EXPECT_EQ(fake_host::errors, errors);
-    }
+    void TearDown() override { lib_stop(lib); }
     bool step()
     {
         event_t event;
@@ -87,8 +97,7 @@ protected:
 
     lib_instance_t *lib = nullptr;
     thread_master *m = nullptr;
-    const MSG_Q_ID queue = fake_host::queue();
-    Names errors; // expected error lines
+    const MSG_Q_ID queue = fake_os::queue();
 };
 
 TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
@@ -106,7 +115,7 @@ TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
     thread_add_queue_low(lib, note, name("queued low"), 0);
     thread_enqueue_read_middle(lib, note, name("queued middle"), b.in());
     thread_add_read_pend(lib, note, name("pending"), 0);
-    fake_host::post(11);
+    fake_os::post(11);
     EXPECT_EQ(runAll(), (Names{"pending", "queued middle", "queued low", "event 1", "event 2", "timer", "message 11",
                                "read high", "read", "write", "low 1"}));
     EXPECT_EQ(fake_os::timeouts.front(), 0);
@@ -233,14 +242,11 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
 {
     msgQSetWakeup(queue, thread_asp_wakeup, lib);
     thread_asp_start(lib, noteMessage, queue);
-    EXPECT_EQ(fake_host::calls, (Names{"KOR_ASPMainLoop", "swd_register"}));
-    fake_host::calls.clear();
     fake_os::on_poll = [&] {
         for (const uint8_t type : {11, 15, 12, 18, 21})
-            fake_host::post(type);
+            fake_os::post(type);
     };
     EXPECT_EQ(runAll(), (Names{"message 11", "message 12"}));
-    EXPECT_EQ(fake_host::calls, (Names{"vss_process", "isc_process", "smi_process"}));
     EXPECT_EQ(fake_os::timeouts.front(), -1); // the pipe has ended a wait without limit
     char byte;
     EXPECT_EQ(read(m->asp_pipe[0], &byte, 1), -1); // and is empty again
@@ -250,8 +256,8 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
         thread_asp_wakeup(lib);
     EXPECT_NE(m->asp_read, nullptr);
     // A message that was taken and will never run is freed with the master.
-    fake_host::post(11);
-    fake_host::post(11);
+    fake_os::post(11);
+    fake_os::post(11);
     event_t event;
     EXPECT_TRUE(thread_fetch(lib, &event) && thread_call(&event) == 0);
 }
@@ -260,35 +266,29 @@ TEST_F(ThreadTest, AQueueWithoutItsPipeIsStillSeen)
 {
     fake_os::pipe_fails = true;
     thread_asp_start(lib, noteMessage, queue);
-    EXPECT_EQ(fake_host::calls, Names{});
-    fake_host::post(11);
+    fake_os::post(11);
     EXPECT_EQ(runAll(), Names{"message 11"});
     thread_asp_wakeup(lib);
-    ASSERT_EQ(fake_host::errors.size(), 2u);
-    EXPECT_NE(fake_host::errors[0].find("ASP msgQ wakeup pipe create failed"), std::string::npos);
-    EXPECT_NE(fake_host::errors[1].find("ASP msgQ wakeup pipe write failed(Bad file descriptor)"), std::string::npos);
-    errors = fake_host::errors;
+    log.expectErr({"ASP msgQ wakeup pipe create failed", "ASP msgQ wakeup pipe write failed(Bad file descriptor)"});
 }
 
 TEST_F(ThreadTest, TheWatchdogIsGreetedInWaitsAndInBusyTimes)
 {
-    fake_host::swd_handle = 3;
-    fake_host::swd_seconds = 20;
+    fake_os::swd_handle = 3;
+    fake_os::swd_seconds = 20;
     thread_asp_start(lib, noteMessage, queue);
-    fake_host::calls.clear();
     thread_add_timer(lib, note, name("timer"), 50);
     EXPECT_TRUE(step());
     EXPECT_EQ(fake_os::timeouts, (std::vector<int>{20000, 20000, 10000, 0}));
-    EXPECT_EQ(fake_host::calls, Names(4, "swd_hello"));
+    EXPECT_EQ(fake_os::greetings, 4u);
 
     // No pass while something is ready: then it is the event after the interval that greets.
-    fake_host::calls.clear();
     thread_heartbeat_set(lib, 5);
     for (int i = 0; i < 6; ++i)
         thread_add_queue_low(lib, note, name("busy"), 0);
     for (int i = 0; i < 6; ++i) {
         EXPECT_TRUE(step());
-        EXPECT_EQ(fake_host::calls.size(), i < 5 ? 0u : 1u) << i;
+        EXPECT_EQ(fake_os::greetings, i < 5 ? 4u : 5u) << i;
         fake_os::now_us += 999999 + (i == 4 ? 5 : 0);
     }
 }
@@ -330,14 +330,7 @@ TEST_F(ThreadTest, AnEngineSharesTheLoop)
 {
     static gioti_t gioti = {};
     EXPECT_EQ(thread_giot_start(lib, &gioti), 0);
-    fake_host::giot_wait_ms = 30;
-    fake_host::giot_entries = 3;
-    fake_host::giot_call = [](void *arg) {
-        EXPECT_EQ(arg, &gioti);
-        ran.push_back("engine");
-        fake_host::giot_call = nullptr;
-        fake_host::giot_wait_ms = -1;
-    };
+    engine_wait_ms = 30;
     thread_add_timer(lib, note, name("timer"), 1);
     EXPECT_EQ(runAll(), (Names{"engine", "timer"}));
     EXPECT_EQ(fake_os::timeouts[0], 30);
