@@ -650,6 +650,15 @@ TEST_F(Host, TraceReaderMeetsNoHalfLine)
 TEST_F(Host, Store)
 {
     setenv("VELMAR_VSS", "manual", 1);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which take more address space than this leaves
+    testing::GTEST_FLAG(death_test_style) = "threadsafe"; // a process of its own, with all of its address space
+    const auto alone = [this] {
+        const int rc = narrow();
+        fs::remove_all(run);
+        _exit(rc);
+    };
+    EXPECT_EXIT(alone(), testing::ExitedWithCode(0), "");
+#endif
     ha_register_t record = {};
     strcpy(record.service, "svc");
     strcpy(record.instance, "1");
@@ -658,9 +667,6 @@ TEST_F(Host, Store)
     EXPECT_NE(0, ha_register(&record, "Config=vss:", &ha, nullptr));
     strcpy(record.atom, "store");
     ASSERT_EQ(0, ha_register(&record, "Config=vss:", &ha, nullptr));
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which take more address space than this leaves
-    EXPECT_EXIT(_exit(narrow()), testing::ExitedWithCode(0), "");
-#endif
     const ha_field_t fields[] = {{"a", 0, 4, "~U32"}, {"b", 4, 8, "~U08"}};
     EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
     EXPECT_EQ(0, ha_add_struct(ha, "rec_t", 8, 2, fields));
