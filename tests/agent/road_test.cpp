@@ -232,8 +232,10 @@ TEST(Road, EveryHandlerTracesEntryAndExit)
 {
     Bare inside;
     inside.log.ignoreErrs();
-    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
     size_t before = 0;
+    tell(QOS_SCH_MSG, Bytes(8192));
+    EXPECT_EQ(inside.log.count("*****"), 0U) << "but at the highest level alone";
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
     for (const qaMsgHandler_t &row : qaMsgHandlers) {
         if (!row.handler)
             continue;

@@ -342,34 +342,26 @@ TEST_F(Statistics, TmcInfo)
 TEST_F(Statistics, ThresholdsOfTheReceiveQueue)
 {
     qosIf_t *port = qosLookupIfEntry(PORT);
-    const struct {
-        uint32_t type, before;
-        bool pause;
-        uint32_t after; // 0: the sum of the thresholds and what was there
-    } cases[] = {
-        {0, 0x900000, false, 0x800000},
-        {0, 0x800000, false, 0x800000},
-        {0, 0x80000000, false, 0x80000000}, // negative, so not above the limit
-        {2, 100000, false, 0},
-        {3, 100000, true, 0},
-        {3, 0x7fffff, false, 0x800000},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(&c - cases);
-        port->chip->chip_type = c.type;
-        port->ccb.pause.tx = c.pause ? 1 : 0;
-        qos_velmar_state.model = c.pause ? 131 : 1000; // 131 is a Mirelle, where one class has it all
+    // The type, whether pause is on, and the budget before and after; 0: the sum of the thresholds and what was there.
+    const std::tuple<uint32_t, bool, uint32_t, uint32_t> cases[] = {
+        {0, false, 0x900000, 0x800000}, {0, false, 0x800000, 0x800000}, {0, false, 0x80000000, 0x80000000},
+        {2, false, 100000, 0},          {3, true, 100000, 0},           {3, false, 0x7fffff, 0x800000}};
+    for (const auto &[type, pause, before, after] : cases) {
+        SCOPED_TRACE(testing::Message() << type << " " << std::hex << before); // 0x80000000 is negative, so not above
+        port->chip->chip_type = type;
+        port->ccb.pause.tx = pause ? 1 : 0;
+        qos_velmar_state.model = pause ? 131 : 1000; // 131 is a Mirelle, where one class has it all
         Bytes body = noise(182, 2);
-        put32(body, 12, c.before);
+        put32(body, 12, before);
         const Bytes old = body;
         qaRcvQueSetThresholds(port, bodyIn<qosRcvQueueStatsMsg_t>(body));
-        uint32_t sum = c.before;
+        uint32_t sum = before;
         for (unsigned tc = 0; tc < 8; ++tc) {
             sum += get32(body, 52 + 4 * tc);
-            EXPECT_EQ(get32(body, 52 + 4 * tc) != 0, tc == 0 || !c.pause);
+            EXPECT_EQ(get32(body, 52 + 4 * tc) != 0, tc == 0 || !pause);
         }
-        EXPECT_EQ(get32(body, 12), c.after ? c.after : sum);
-        EXPECT_NE(sum, c.before);
+        EXPECT_EQ(get32(body, 12), after ? after : sum);
+        EXPECT_NE(sum, before);
         EXPECT_EQ(cut(body, 16, 36), cut(old, 16, 36));
         EXPECT_EQ(cut(body, 84, 98), cut(old, 84, 98));
     }

@@ -197,18 +197,6 @@ TEST_F(Trace, ATextBringsItsLevelAndTheLineIsTheCallersOrTheRows)
     EXPECT_TRUE(found[3].starts_with("4 ERR(TestBody:")) << found[3];
 }
 
-TEST_F(Trace, EntryAndExitOnlyAtTheHighestLevel)
-{
-    open();
-    const auto framed = [] { QOS_FRAME(); };
-    framed();
-    EXPECT_TRUE(lines().empty());
-    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
-    framed();
-    ASSERT_EQ(lines().size(), 2u);
-    EXPECT_TRUE(lines()[1].ends_with("): *****Leaving  operator()\\n")) << lines()[1];
-}
-
 TEST_F(Trace, WithoutAHandleNothingIsLookedAt)
 {
     ASSERT_EQ(dce_dbginfo.handle, -1);

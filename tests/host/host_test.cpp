@@ -722,28 +722,27 @@ TEST_F(Host, WatchdogHearsEnoughAndNotMore)
     const Socket notified(run / "notify");
     const auto said = [&] { return notified.receiveText(0); };
     setenv("NOTIFY_SOCKET", notified.path.c_str(), 1);
-    const struct {
-        const char *limit;
-        int wait;
-        int hellos; // of 5 calls without a wait
-    } cases[] = {{"10000000", 5, 1}, {"1500000", 1, 5}, {"900000", 0, 1}, {"99999999999", 3600, 1}};
-    for (const auto &c : cases) {
-        setenv("WATCHDOG_USEC", c.limit, 1);
+    // The wait, and the hellos of 5 calls without one.
+    const std::tuple<const char *, int, int> cases[] = {
+        {"10000000", 5, 1}, {"1500000", 1, 5}, {"900000", 0, 1}, {"99999999999", 3600, 1}};
+    for (const auto &[limit_us, wait, hellos] : cases) {
+        SCOPED_TRACE(limit_us);
+        setenv("WATCHDOG_USEC", limit_us, 1);
         const int handle = swd_register(nullptr);
         ASSERT_GE(handle, 0);
         timeval last = {};
         EXPECT_EQ("", said()) << "ready before the main loop";
         for (int i = 0; i < 5; ++i)
-            EXPECT_EQ(c.wait, swd_hello(handle, &last));
+            EXPECT_EQ(wait, swd_hello(handle, &last));
         EXPECT_EQ("READY=1", said());
         EXPECT_GT(last.tv_sec, 0);
-        for (int i = 0; i < c.hellos; ++i)
-            EXPECT_EQ("WATCHDOG=1", said()) << c.limit;
-        EXPECT_EQ("", said()) << c.limit;
+        for (int i = 0; i < hellos; ++i)
+            EXPECT_EQ("WATCHDOG=1", said());
+        EXPECT_EQ("", said());
         // Whoever waits for the driver is alive.
         timeval limit = {0, 21000};
         EXPECT_EQ(0, velmar_select(0, nullptr, nullptr, nullptr, &limit));
-        EXPECT_EQ(c.hellos == 5 ? "WATCHDOG=1" : "", said()) << c.limit;
+        EXPECT_EQ(hellos == 5 ? "WATCHDOG=1" : "", said());
     }
     unsetenv("NOTIFY_SOCKET");
     unsetenv("WATCHDOG_USEC");

@@ -106,12 +106,8 @@ TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
     ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0);
     ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0); // a second time changes nothing
     EXPECT_EQ(lib->ctree->mode[CONFIG_MODE].tail->element, &ping);
-    const struct {
-        const char *text;
-        int result;
-        const char *choices; // at its end
-        const char *tail;    // what Tab adds
-    } cases[] = {
+    // The choices at its end, and what Tab adds.
+    const std::tuple<const char *, int, const char *, const char *> cases[] = {
         {"", CLI_NO_COMMAND, "interface no exit end", ""},
         {"e", CLI_AMBIGUOUS, "exit end", ""},
         {"ex", 0, "exit", "it "},
@@ -127,21 +123,21 @@ TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
         {"e y", CLI_AMBIGUOUS, nullptr, ""},
         {"1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17", CLI_NO_COMMAND, nullptr, ""},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(run(c.text), c.result) << c.text;
+    char tail[32];
+    for (const auto &[text, result, expected, added] : cases) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(run(text), result);
         cli_choice_t choices[8];
-        const int count = cli_choices(lib->ctree, CONFIG_MODE, c.text, choices, 8);
-        EXPECT_EQ(count < 0, c.choices == nullptr) << c.text;
+        const int count = cli_choices(lib->ctree, CONFIG_MODE, text, choices, 8);
+        EXPECT_EQ(count < 0, expected == nullptr);
         std::string words;
         for (int i = 0; i < count; ++i)
             words += (i ? " " : "") + std::string(choices[i].word, choices[i].length);
-        EXPECT_EQ(words, c.choices ? c.choices : "") << c.text;
-        char tail[32];
-        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, c.text, tail, sizeof tail), strlen(c.tail)) << c.text;
-        EXPECT_STREQ(tail, c.tail) << c.text;
+        EXPECT_EQ(words, expected ? expected : "");
+        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, text, tail, sizeof tail), strlen(added));
+        EXPECT_STREQ(tail, added);
     }
     // As far as the choices agree.
-    char tail[32];
     static const cli_element_t show = {"show dorvmd mi statistics", ping.handler, nullptr};
     ASSERT_EQ(cli_install_gen(lib->ctree, EXEC_MODE, 1, 0, &show), 0);
     EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "show dorvmd m", tail, sizeof tail), 0u);

@@ -53,20 +53,16 @@ Bytes recordOf(const Bytes &request)
 
 Bytes answerTo(const Bytes &request, Bytes record)
 {
-    const uint32_t length = get32(request, 44);
-    record.resize(length);
-    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-    return withEnd(frame(type, getNative(request, 8, 4), driverHeader(6, length) + record));
+    record.resize(get32(request, 44));
+    return replyWith(request, record);
 }
 
 Driver::Reply with(const Bytes &response)
 {
     return [response](const Bytes &request) {
         Bytes record = response;
-        std::copy_n(recordOf(request).begin(), 28, record.begin());
-        const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-        const Bytes header = driverHeader(6, static_cast<uint32_t>(record.size()));
-        return std::vector<Bytes>{withEnd(frame(type, getNative(request, 8, 4), header + record))};
+        put(record, 0, cut(request, RECORD, 28));
+        return std::vector<Bytes>{replyWith(request, record)};
     };
 }
 

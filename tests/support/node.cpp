@@ -93,13 +93,18 @@ Bytes driverHeader(uint32_t kind, uint32_t body_length)
     return header;
 }
 
+Bytes replyWith(const Bytes &request, const Bytes &record)
+{
+    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
+    const Bytes header = driverHeader(6, static_cast<uint32_t>(record.size()));
+    return withEnd(frame(type, getNative(request, 8, 4), header + record));
+}
+
 Bytes goodReply(const Bytes &request)
 {
-    const uint32_t length = get32(request, 44);
-    Bytes record(std::max<uint32_t>(length, 4));
+    Bytes record(std::max<uint32_t>(get32(request, 44), 4));
     put32(record, 0, get32(request, RECORD));
-    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-    return withEnd(frame(type, getNative(request, 8, 4), driverHeader(6, length) + record));
+    return replyWith(request, record);
 }
 
 Bytes eventFrame(uint16_t type, uint32_t kind, const Bytes &body)

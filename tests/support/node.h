@@ -28,7 +28,8 @@ Bytes l3Body(uint32_t ifindex, uint32_t chip);
 Bytes frame(uint16_t type, uint32_t seq, const Bytes &payload);
 Bytes withEnd(Bytes data);                               // aligned to 4, the end frame behind it
 Bytes driverHeader(uint32_t kind, uint32_t body_length); // of a response or event
-Bytes goodReply(const Bytes &request);                   // command echoed, the length asked for, all else 0
+Bytes replyWith(const Bytes &request, const Bytes &record);
+Bytes goodReply(const Bytes &request); // command echoed, the length asked for, all else 0
 Bytes eventFrame(uint16_t type, uint32_t kind, const Bytes &body);
 
 // The ASIC driver at RUN/qos/driver. A thread of its own answers each request with the next scripted reply, or with
