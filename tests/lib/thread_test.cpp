@@ -48,24 +48,31 @@ struct Filled : Pipe {
     Filled() { EXPECT_EQ(write(out(), "x", 1), 1); }
 };
 
-int engine_wait_ms = -1; // an engine asks for a pass after it, once, and has three descriptors
+gioti_t engine = {};
+int engine_wait_ms = -1; // what it asks for, once
+
 } // namespace
+
+// The platform's engine: three descriptors, and a call to add after the wait that it asked for.
 int gioti_start(gioti_t *)
 {
     return 0;
 }
+
 unsigned gioti_pre_select(gioti_t *, struct pollfd *fds, unsigned count, unsigned, int *wait_ms)
 {
     *wait_ms = engine_wait_ms;
     std::fill_n(fds + count, 3, pollfd{-1, 0, 0});
     return count + 3;
 }
+
 void gioti_post_select(gioti_t *gioti, const struct pollfd *, unsigned)
 {
+    const auto call = [](void *arg) { ran.push_back(arg == &engine ? "engine" : "another"); };
     if (std::exchange(engine_wait_ms, -1) >= 0)
-        gioti->add_call(
-            gioti->zg, [](void *arg) { ran.push_back(static_cast<gioti_t *>(arg) ? "engine" : ""); }, gioti, 0);
+        gioti->add_call(gioti->zg, call, gioti, 0);
 }
+
 namespace {
 
 class ThreadTest : public fake_os::Test {
@@ -328,8 +335,7 @@ TEST_F(ThreadTest, CancelFindsEveryList)
 
 TEST_F(ThreadTest, AnEngineSharesTheLoop)
 {
-    static gioti_t gioti = {};
-    EXPECT_EQ(thread_giot_start(lib, &gioti), 0);
+    EXPECT_EQ(thread_giot_start(lib, &engine), 0);
     engine_wait_ms = 30;
     thread_add_timer(lib, note, name("timer"), 1);
     EXPECT_EQ(runAll(), (Names{"engine", "timer"}));
