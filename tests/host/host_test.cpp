@@ -279,6 +279,8 @@ TEST_F(Host, Mi6NoticesAndOddDatagrams)
     const Mi6 fd(4);
     EXPECT_EQ(0, fd.send(MI6_MANAGER, 0, "nobody"));
     EXPECT_EQ(Notice(6, MI6_MANAGER), notice(fd));
+    EXPECT_EQ(0, fd.send(MI6_LINE_CARD, 2, "nobody"));
+    EXPECT_EQ(Notice(6, MI6_LINE_CARD), notice(fd));
     // A file without a living owner is no receiver, and goes.
     const fs::path stale = run / "mi6/svc.mgr.3999999";
     leaveSocket(stale);
