@@ -10,7 +10,7 @@ namespace {
 // Sends one trust message and gives the status that comes back.
 uint32_t trust(LiveNode &live)
 {
-    return get32(live.manager.tell(4, l2Body(PORT, CHIP, 1, 1)), 50);
+    return live.status(4, l2Body(PORT, CHIP, 1, 1));
 }
 
 Bytes patched(Bytes bytes, size_t at, unsigned width, uint32_t value)
@@ -32,8 +32,7 @@ Bytes notice(uint32_t code, uint8_t flags, uint16_t mask)
     putNative(bytes, 0, 2, 0xffff);
     putNative(bytes, 20, 4, code);
     putNative(bytes, 32, 2, 58);
-    const Bytes name = text("qosMI", 14);
-    std::copy(name.begin(), name.end(), bytes.begin() + 34);
+    put(bytes, 34, text("qosMI", 14));
     putNative(bytes, 48, 2, mask);
     bytes[51] = flags;
     return bytes;
@@ -45,15 +44,10 @@ TEST(DriverChannel, EveryCheckOfAResponse)
 {
     LiveNode live;
     live.addPort();
-    const auto good = [](const Bytes &request) { return goodReply(request); };
     constexpr size_t END = 20 + 28 + 28; // of the good response's data frame
     using Make = Bytes (*)(const Bytes &good);
-    const struct {
-        const char *what;
-        Make make;
-        uint32_t status;
-        const char *err; // null for none
-    } cases[] = {
+    const std::tuple<const char *, Make, uint32_t, const char *> cases[] = {
+        // the status, and the line if there is one
         {"no end frame", [](const Bytes &g) { return cut(g, 0, END); }, 14, "length (0) sanity check failed"},
         {"end frame cut", [](const Bytes &g) { return cut(g, 0, END + 19); }, 14, "length (19) sanity check"},
         {"data length 19", [](const Bytes &g) { return patched(g, 0, 4, 19); }, 14, "length (96) sanity check"},
@@ -78,15 +72,15 @@ TEST(DriverChannel, EveryCheckOfAResponse)
         {"other type", [](const Bytes &g) { return patched(g, 4, 2, 105); }, 0,
          "Unexpected netlink msg type for IOCTL"},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto &[what, make, status, err] : cases) {
+        SCOPED_TRACE(what);
         // An error left in the buffer must not show through a shorter answer that follows.
         live.driver.script({Driver::status(0xffffffff)});
         EXPECT_EQ(trust(live), 22U);
-        live.driver.script({[&](const Bytes &request) { return std::vector<Bytes>{c.make(good(request))}; }});
-        EXPECT_EQ(trust(live), c.status);
-        if (c.err)
-            live.node.expectErr(c.err);
+        live.driver.script({[&make = make](const Bytes &r) { return std::vector<Bytes>{make(goodReply(r))}; }});
+        EXPECT_EQ(trust(live), status);
+        if (err)
+            live.node.expectErr(err);
     }
     EXPECT_TRUE(live.node.log.has("Message has trailer (8)"));
     live.node.expectErr({"error = -1", "recvmsg failed for qosIoctl", "Failed to set L2 Priority Map",
@@ -236,12 +230,7 @@ TEST(Channels, BadAndClosedDescriptors)
 TEST(ManagerChannel, NoticesAreTracedAndNothingElse)
 {
     LiveNode live;
-    const struct {
-        uint32_t code;
-        uint8_t flags;
-        uint16_t mask;
-        const char *line;
-    } cases[] = {
+    const std::tuple<uint32_t, uint8_t, uint16_t, const char *> cases[] = {
         {4, 8, 0, "ERR MI6 Destination [am0 qosMI] exceeded High threshold"},
         {4, 2, 1, "ERR MI6 Destination [al1 qosMI] exceeded High threshold"},
         {5, 6, 0, "DBG MI6 destination [am0 qosMI] returned to normal threshold"},
@@ -249,14 +238,14 @@ TEST(ManagerChannel, NoticesAreTracedAndNothingElse)
         {6, 1, 0x8000, "ERR Invalid MI6 destination, addr = [slFFFF8000 qosMI]"},
         {77, 0, 3, "ERR Unknown MI6 error 77 from [*l3 qosMI]"},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.line);
+    for (const auto &[code, flags, mask, line] : cases) {
+        SCOPED_TRACE(line);
         // Notice and batch in one drain: the batch must not suffer.
-        EXPECT_TRUE(live.manager.sock.send(live.node.socketOf("qosMI"), notice(c.code, c.flags, c.mask)));
+        EXPECT_TRUE(live.manager.sock.send(live.node.socketOf("qosMI"), notice(code, flags, mask)));
         EXPECT_EQ(live.manager.tell(67, {1}), (Bytes{1}));
-        EXPECT_TRUE(live.node.log.has(c.line + 4));
-        if (c.line[0] == 'E')
-            live.node.expectErr(c.line + 4);
+        EXPECT_TRUE(live.node.log.has(line + 4));
+        if (line[0] == 'E')
+            live.node.expectErr(line + 4);
     }
     EXPECT_EQ(live.node.counter("Msg Rcvd "), std::size(cases)) << "a notice is no message";
 }
@@ -267,19 +256,15 @@ TEST(ManagerChannel, SourceSlots)
         NodeOptions options;
         options.node_file = chassis ? "slot_base = 1\n" : "";
         LiveNode live(options);
-        const struct {
-            uint8_t flags;
-            uint16_t mask;
-            int slot; // of a card whose slots start at 0; -1 if there is none to be found
-        } cases[] = {{8, 4, 0},       {4, 4, 0},       {2, 0x0008, 3}, {1, 0x0410, 4},
-                     {2, 0x0400, 10}, {2, 0x0800, -1}, {2, 0, -1}};
+        // of a card whose slots start at 0; -1 if there is none to be found
+        const std::tuple<uint8_t, uint16_t, int> cases[] = {
+            {8, 4, 0}, {4, 4, 0}, {2, 0x0008, 3}, {1, 0x0410, 4}, {2, 0x0400, 10}, {2, 0x0800, -1}, {2, 0, -1}};
         Bytes body;
-        for (const auto &c : cases) {
+        for (const auto &[flags, mask, from] : cases) {
             body.push_back(0); // the length tells the cases' lines apart
-            live.manager.send(message(67, body), c.flags, c.mask);
+            live.manager.send(message(67, body), flags, mask);
             EXPECT_EQ(live.manager.receive().size(), body.size() + 5) << "whatever the source";
-            const bool manager = c.flags & 12;
-            const int slot = c.slot < 0 || manager ? 0 : c.slot + chassis;
+            const int slot = from < 0 || flags & 12 ? 0 : from + chassis;
             EXPECT_TRUE(live.node.log.has("of length " + std::to_string(body.size() + 5) + " from slot " +
                                           std::to_string(slot)));
         }
@@ -294,8 +279,7 @@ TEST(ManagerChannel, MalformedAndEmptyDatagrams)
     const uint32_t before = live.node.counter("Msg Rcvd ");
     for (const size_t length : {0, 1, 19})
         live.manager.sock.send(live.node.socketOf("qosMI"), Bytes(length, 0xff));
-    Bytes cutNotice = cut(notice(6, 8, 0), 0, 51);
-    live.manager.sock.send(live.node.socketOf("qosMI"), cutNotice);
+    live.manager.sock.send(live.node.socketOf("qosMI"), cut(notice(6, 8, 0), 0, 51));
     EXPECT_EQ(live.manager.tell(67, {1}), (Bytes{1}));
     EXPECT_EQ(live.node.counter("Msg Rcvd "), before + 1);
     EXPECT_EQ(live.node.counter("Rcv EOF"), 0U);

@@ -1,7 +1,5 @@
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
-#include <atomic>
-
 #include "channels/driver_socket.h"
 #include "channels/events/driver_events.h"
 #include "core/memory.h"
@@ -99,48 +97,37 @@ Driver::Reply capability(uint32_t basic, uint32_t extended)
 
 TEST(Inventory, InterfaceOrder)
 {
-    // Ascending. Equal neighbours are told by `same`.
-    const struct {
-        uint32_t ifindex;
-        bool same; // as the one before
-    } order[] = {
-        {62u << 26 | 1 << 20, false},
-        {62u << 26 | 1 << 20 | 5, false},
-        {62u << 26 | 1 << 20 | 1 << 16 | 5, true}, // the low 16 bits alone
-        {62u << 26 | 33 << 20, false},
-        {0x88400000, false}, // type 34
-        {26u << 26 | 1 << 22 | 3 << 15, false},
-        {26u << 26 | 1 << 22 | 4 << 15 | 1, false},
-        {26u << 26 | 1 << 22 | 4 << 15 | 6, true}, // the chip does not count
-        {26u << 26 | 2 << 22, false},
-        {18u << 26 | 1, false}, // no slot: the whole index
-        {18u << 26 | 0x20000, false},
-        {14u << 26 | 1 << 22 | 0xffff, false},
-        {14u << 26 | 2 << 22, false},
-        {6u << 26 | 9 << 22 | 127 << 15, false},
-        {6u << 26 | 10 << 22, false},
-        {3u << 26 | 1 << 21 | 0 << 13, false}, // outside the port map
-        {3u << 26 | 1 << 21 | 65 << 13 | 1 << 9, true},
-        {3u << 26 | 1 << 21 | 1 << 13 | 5 << 9, true},
-        {3u << 26 | 1 << 21 | 1 << 13 | 4 << 9, false},
-        {3u << 26 | 1 << 21 | 2 << 13 | 1 << 9, false},
-        {3u << 26 | 1 << 21 | 2 << 13, true}, // column 0 stands for the first
-        {3u << 26 | 31 << 21 | 1 << 13, false},
-        {2u << 26 | 1, false},
-        {2u << 26 | 0x10000, false},
+    // Ascending; those of a line are equal.
+    const std::vector<std::vector<uint32_t>> order = {
+        {62u << 26 | 1 << 20},
+        {62u << 26 | 1 << 20 | 5, 62u << 26 | 1 << 20 | 1 << 16 | 5}, // the low 16 bits alone
+        {62u << 26 | 33 << 20},
+        {0x88400000}, // type 34
+        {26u << 26 | 1 << 22 | 3 << 15},
+        {26u << 26 | 1 << 22 | 4 << 15 | 1, 26u << 26 | 1 << 22 | 4 << 15 | 6}, // the chip does not count
+        {26u << 26 | 2 << 22},
+        {18u << 26 | 1}, // no slot: the whole index
+        {18u << 26 | 0x20000},
+        {14u << 26 | 1 << 22 | 0xffff},
+        {14u << 26 | 2 << 22},
+        {6u << 26 | 9 << 22 | 127 << 15},
+        {6u << 26 | 10 << 22},
+        // Outside the port map, as the next too.
+        {3u << 26 | 1 << 21, 3u << 26 | 1 << 21 | 65 << 13 | 1 << 9, 3u << 26 | 1 << 21 | 1 << 13 | 5 << 9},
+        {3u << 26 | 1 << 21 | 1 << 13 | 4 << 9},
+        {3u << 26 | 1 << 21 | 2 << 13 | 1 << 9, 3u << 26 | 1 << 21 | 2 << 13}, // column 0 stands for the first
+        {3u << 26 | 31 << 21 | 1 << 13},
+        {2u << 26 | 1},
+        {2u << 26 | 0x10000},
     };
     EXPECT_EQ(qosIfSlot(33U << 26 | 5 << 22), 5);
     const auto sign = [](int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; };
-    int rank_a = 0;
-    for (const auto &a : order) {
-        rank_a += !a.same;
-        int rank_b = 0;
-        for (const auto &b : order) {
-            rank_b += !b.same;
-            EXPECT_EQ(sign(qosIfIndexCompare(a.ifindex, b.ifindex)), sign(rank_a - rank_b))
-                << std::hex << a.ifindex << " " << b.ifindex;
-        }
-    }
+    for (const auto &first : order)
+        for (const auto &second : order)
+            for (const uint32_t a : first)
+                for (const uint32_t b : second)
+                    EXPECT_EQ(sign(qosIfIndexCompare(a, b)), sign(static_cast<int>(&first - &second)))
+                        << std::hex << a << " " << b;
     const std::tuple<uint32_t, int32_t> ports[] = {{6u << 26 | 127 << 15 | 7, 127},
                                                    {32u << 26 | 5 << 15, 5},
                                                    {62u << 26 | 1023 << 10, 1023},
@@ -185,7 +172,7 @@ TEST(Inventory, ChipUpOddities)
 {
     LiveNode live;
     const auto up = [&](uint32_t chip, uint32_t slot, uint32_t type, uint32_t ports = 0, uint8_t code = 1) {
-        return get32(live.manager.tell(code, chipUpBody(chip, slot, 0, type, ports)), 2003);
+        return live.status(code, chipUpBody(chip, slot, 0, type, ports));
     };
     EXPECT_EQ(up(CHIP, 1, 2, 161, 66), 0U);
     EXPECT_TRUE(live.node.log.has(" Num of ports = 161"));
@@ -239,11 +226,10 @@ TEST(Inventory, CapabilitiesFromTheDriver)
             ASSERT_EQ(requests.size(), c.requests);
             const std::pair<uint32_t, uint32_t> asked[] = {{0x70001, 460}, {0x1270810, 2016}};
             for (size_t i = 0; i < requests.size(); ++i) {
-                const Bytes &r = requests[i];
-                EXPECT_EQ(getNative(r, 4, 2), is_agent ? 101U : 105U);
-                EXPECT_TRUE(holds(r, {{20, CHIP}, {48, asked[i].first}}));
-                for (const size_t at : {40, 44, 56, 60}) // both lengths, in both headers
-                    EXPECT_EQ(get32(r, at), asked[i].second);
+                const auto &[command, length] = asked[i]; // both lengths stand in both headers
+                EXPECT_EQ(getNative(requests[i], 4, 2), is_agent ? 101U : 105U);
+                EXPECT_TRUE(holds(requests[i],
+                                  {{20, CHIP}, {48, command}, {40, length}, {44, length}, {56, length}, {60, length}}));
             }
             if (c.rc == 0) {
                 const uint32_t e = c.requests == 2;
@@ -263,30 +249,27 @@ TEST(Inventory, OldCapabilityRequest)
 {
     ManagerRole inside;
     qos_velmar_state.model = 17;
-    std::atomic<uint32_t> code = 24; // the driver's thread reads them
-    std::atomic<uint8_t> status = 0;
-    inside.driver.always([&](const Bytes &request) {
-        Bytes reply = goodReply(request);
-        putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more
-        reply[48 + 7] = status;
-        put(reply, {{48 + 12, code}, {48 + 16, 6}});
-        return std::vector<Bytes>{reply};
-    });
+    const auto answers = [&](uint32_t code, uint8_t status) {
+        inside.driver.always([=](const Bytes &request) {
+            Bytes reply = goodReply(request);
+            putNative(reply, 8, 4, 1000); // a sequence that does not match is traced and no more
+            reply[48 + 7] = status;
+            put(reply, {{48 + 12, code}, {48 + 16, 6}});
+            return std::vector<Bytes>{reply};
+        });
+    };
+    answers(24, 0);
     qosChip_t chip = {};
     chip.chip_type = 3;
     EXPECT_EQ(qosGetChipCapability(&chip), 0U);
     EXPECT_EQ(chip.chip_type, 0U);
     EXPECT_EQ(chip.chip_rev, 6U);
-    Bytes record(164);
-    put32(record, 0, 0x10050001);
-    put16(record, 4, 164);
-    record[6] = 1;
-    EXPECT_EQ(cut(inside.driver.requests().at(0), 48, 164), record);
+    EXPECT_EQ(inside.records(), std::vector<Bytes>{dceRecord(0x10050001, 164, 1)});
     chip.chip_type = 3;
-    code = 26;
+    answers(26, 0);
     EXPECT_EQ(qosGetChipCapability(&chip), 0U) << "another code is no failure";
     EXPECT_EQ(chip.chip_type, 3U);
-    status = 1;
+    answers(26, 1);
     EXPECT_EQ(qosGetChipCapability(&chip), 22U);
     inside.expectErr({"IOCTL response seqno 1000 does not match request seqno",
                       "Unsupported chip type 26 in chip capability", "error = 1", "IOCTL failed for chip capability"});
@@ -298,22 +281,24 @@ TEST(Inventory, ManagerRoleFollowsTheDriver)
     qos_modules[QOS_MOD_AGT].chip_up = noteChipUp;
     qos_modules[QOS_MOD_AGT].chip_down = noteChipDown;
     inside.driver.always(capability(26, 0));
-    addChip(CHIP, 1);
-    addChip(CHIP + 0x10000, 1);
-    addChip(CHIP + 0x20000, 1);
+    for (const uint32_t chip : {CHIP, CHIP + 0x10000, CHIP + 0x20000})
+        addChip(chip, 1);
     taken();
-    const auto event = [](uint32_t number, uint32_t chip, uint32_t slot, uint32_t local) {
-        Bytes body(2460);
-        put(body, {{0, number}, {4, slot}, {8, local}, {16, chip}, {28, 26}});
-        Bytes payload = driverHeader(2, 2460) + body;
-        return qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101);
+    const auto hear = [](const Bytes &body) {
+        Bytes payload = driverHeader(2, static_cast<uint32_t>(body.size())) + body;
+        EXPECT_EQ(qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101), 0);
     };
-    EXPECT_EQ(event(4, CHIP + 0x20000, 1, 2), 0);
+    const auto event = [&hear](uint32_t number, uint32_t chip, uint32_t local) {
+        Bytes body(2460);
+        put(body, {{0, number}, {4, 1}, {8, local}, {16, chip}, {28, 26}});
+        hear(body);
+    };
+    event(4, CHIP + 0x20000, 2);
     EXPECT_EQ(taken(), Names{"down 10"});
     EXPECT_EQ(qosLookupChip(10), nullptr);
-    event(4, CHIP + 0x20000, 1, 2);
+    event(4, CHIP + 0x20000, 2);
     inside.expectErr("Ignoring chip_down event for unknown chip 1/2 (0x88420000)");
-    event(3, CHIP + 0x30000, 1, 3);
+    event(3, CHIP + 0x30000, 3);
     EXPECT_EQ(taken(), Names{"chip 11"});
 
     // Reported: one that is known, one that is new and one that the driver refuses. All others go, highest first.
@@ -327,14 +312,13 @@ TEST(Inventory, ManagerRoleFollowsTheDriver)
     }
     inside.driver.requests();
     inside.driver.script({capability(26, 0), Driver::status(4)});
-    Bytes payload = driverHeader(2, static_cast<uint32_t>(bulk.size())) + bulk;
-    EXPECT_EQ(qosProcessHslEvent(payload.data(), static_cast<uint32_t>(payload.size()), 0, 101), 0);
+    hear(bulk);
     EXPECT_EQ(taken(), (Names{"chip 12", "down 11", "down 9"}));
     EXPECT_EQ(inside.driver.requests().size(), 2U);
     std::vector<int32_t> left;
-    for (auto *node = avl_getfirst(qosChipTable); node; node = avl_getnext(qosChipTable, node)) {
-        left.push_back(static_cast<qosChip_t *>(node->info)->chip_id);
-        EXPECT_EQ(static_cast<qosChip_t *>(node->info)->warm_up, 0U);
+    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable)) {
+        left.push_back(chip.chip_id);
+        EXPECT_EQ(chip.warm_up, 0U);
     }
     EXPECT_EQ(left, (std::vector<int32_t>{12, 8}));
     inside.expectErr({"Unable to find chip ifidx: 88440000", "Unable to find chip ifidx: 88450000", "error = 4",
@@ -354,9 +338,9 @@ TEST(Inventory, InterfacesComeAndGo)
     LiveNode live;
     live.addPort();
     const auto add = [&](uint32_t ifindex, const std::string &name) {
-        return get32(live.manager.tell(2, ifAddBody(ifindex, name)), 28);
+        return live.status(2, ifAddBody(ifindex, name));
     };
-    const auto del = [&](uint32_t ifindex) { return get32(live.manager.tell(3, ifDelBody(ifindex)), 24); };
+    const auto del = [&](uint32_t ifindex) { return live.status(3, ifDelBody(ifindex)); };
     EXPECT_EQ(add(PORT, "again"), 0U) << "an existing one is no failure";
     EXPECT_EQ(add(PORT | 3, "p3"), 0U) << "nor one of the same slot and port";
     EXPECT_EQ(add(PORT + (1 << 22), "q"), 2U) << "its chip was never announced";
@@ -368,7 +352,7 @@ TEST(Inventory, InterfacesComeAndGo)
     EXPECT_EQ(del(CHANNEL), 0U);
     EXPECT_EQ(del(CHANNEL), 55U) << "the manager's own status";
     EXPECT_EQ(del(PORT), 0U);
-    EXPECT_EQ(get32(live.manager.tell(4, l2Body(PORT, CHIP, 1, 1)), 50), 1U);
+    EXPECT_EQ(live.status(4, l2Body(PORT, CHIP, 1, 1)), 1U);
     EXPECT_EQ(add(PORT, "p"), 0U);
     live.node.expectErr({"ifEntry already exists for interface again", "ifEntry already exists for interface p3",
                          "Unknown chip 16 for port add q", "Unable to derive chip index from ifindex for port r",

@@ -4,13 +4,11 @@
 #include "agent/drop_monitor.h"
 #include "agent/drop_poll.h"
 #include "agent/policer.h"
-#include "lib/linklist.h"
 #include "lib/thread.h"
 #include "tests/support/inside.h"
 
 namespace {
 
-constexpr uint32_t BULK = 0x00070000;
 constexpr uint32_t STATS_READ = 0x06270000;
 
 Bytes words(const std::vector<uint32_t> &values)
@@ -27,13 +25,6 @@ Bytes watchBody(uint32_t ifindex, uint8_t cmd)
                   Field{"chip_ifindex", CHIP}, Field{"cmd", cmd});
 }
 
-Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll = 1)
-{
-    Bytes body = policerAddBody(ifindex, id);
-    put(body, {{POL_IS_BUM, 1}, {POL_POLL, poll}});
-    return body;
-}
-
 std::map<uint32_t, uint16_t> portsUpTo(uint32_t last)
 {
     std::map<uint32_t, uint16_t> ports;
@@ -48,9 +39,9 @@ struct Monitored : LiveNode {
     {
         chip->ports = portsUpTo(ports);
         driver.always(chipReply(chip));
-        EXPECT_EQ(get32(manager.tell(1, chipUpBody(CHIP, 1, 0, 1)), 2003), 0U);
+        EXPECT_EQ(status(1, chipUpBody(CHIP, 1, 0, 1)), 0U);
         for (uint32_t n = 1; n <= ports; ++n)
-            EXPECT_EQ(get32(manager.tell(2, ifAddBody(portNumber(n), "p")), 28), 0U);
+            EXPECT_EQ(status(2, ifAddBody(portNumber(n), "p")), 0U);
         driver.requests();
     }
     // Steps the clock; the requests that came of it.
@@ -78,29 +69,22 @@ struct MonitorInside : testing::Test {
         inside.add(CHIP, 1, {portNumber(1), portNumber(2), portNumber(3)});
     }
     ~MonitorInside() override { qos_velmar_state.mi_sock = mi_sock; }
-    uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
+    static uint32_t watch(uint32_t ifindex, uint8_t cmd = 1)
     {
-        Bytes body = watchBody(ifindex, cmd);
-        const uint32_t rc = tell(QOS_DROP_MONITOR_CFG_MSG, body);
-        status = get32(body, 29);
-        return rc;
+        return tell(QOS_DROP_MONITOR_CFG_MSG, watchBody(ifindex, cmd));
     }
     static qaDropMonitorInfo_t *watched(unsigned index)
     {
-        const tnx_listnode_t *node = qosLookupChip(8)->drop_monitor_list->head;
-        while (index--)
-            node = node->next;
-        return static_cast<qaDropMonitorInfo_t *>(node->data);
+        return entriesOf<qaDropMonitorInfo_t>(qosLookupChip(8)->drop_monitor_list).at(index);
     }
     static qaPolPolicerInfo_t *bum()
     {
-        return static_cast<qaPolPolicerInfo_t *>(qosLookupChip(8)->polCfg.bum_policer_list->head->data);
+        return entriesOf<qaPolPolicerInfo_t>(qosLookupChip(8)->polCfg.bum_policer_list).at(0);
     }
 
     Inside inside;
     const int32_t mi_sock = qos_velmar_state.mi_sock;
     std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
-    uint32_t status = 0; // that the last message came back with
 };
 
 } // namespace
@@ -113,36 +97,33 @@ TEST(BumMonitor, TransitionsByTheTimer)
     live.manager.tell(31, bumBody(portNumber(2), 9, 0)); // is not read
     live.driver.requests();
     EXPECT_TRUE(live.step(4).empty());
-    const struct {
-        uint64_t first, second;
-        std::vector<std::vector<uint32_t>> told; // port, policer, direction, state
-    } periods[] = {
+    // Both counters; port, policer, direction and state of who is told.
+    const std::tuple<uint64_t, uint64_t, std::vector<std::vector<uint32_t>>> periods[] = {
         {0, 0, {}},
         {5, 0, {{portNumber(1), 7, 0, 1}}},
         {6, 0, {}},
         {6, 3, {{portNumber(1), 7, 0, 0}, {portNumber(2), 8, 0, 1}}},
         {2, 3, {{portNumber(1), 7, 0, 1}, {portNumber(2), 8, 0, 0}}}, // a fall is a movement
     };
-    for (const auto &p : periods) {
-        SCOPED_TRACE(&p - periods);
-        live.chip->set(&ChipState::violations, 7, p.first);
-        live.chip->set(&ChipState::violations, 8, p.second);
-        const std::vector<Bytes> records = live.step(&p == periods ? 1 : 5);
+    for (unsigned wait = 1; const auto &[first, second, notices] : periods) {
+        SCOPED_TRACE(testing::Message() << first << " " << second);
+        live.chip->set(&ChipState::violations, 7, first);
+        live.chip->set(&ChipState::violations, 8, second);
+        const std::vector<Bytes> records = live.step(std::exchange(wait, 5));
         ASSERT_EQ(records.size(), 1U) << "both policers in one request";
-        EXPECT_EQ(get32(records[0], 0), STATS_READ);
-        EXPECT_EQ(get32(records[0], 34) >> 16, 2U);
-        for (const auto &told : p.told)
-            EXPECT_EQ(live.manager.receive(), message(43, words(told)));
+        EXPECT_TRUE(holds(records[0], {{0, STATS_READ}, {32, 2}}));
+        for (const auto &notice : notices)
+            EXPECT_EQ(live.manager.receive(), message(43, words(notice)));
         EXPECT_TRUE(live.manager.silent());
     }
     // Reset tells nobody; the next movement is told anew.
     Bytes reset = bodyOf(QOS_BUM_RESET_MON_STATE_MSG, Field{"ifindex", portNumber(1)});
-    EXPECT_EQ(get32(live.manager.tell(68, reset), 24), 0U);
+    EXPECT_EQ(live.status(68, reset), 0U);
     live.chip->set(&ChipState::violations, 7, 3);
     EXPECT_EQ(live.step(5).size(), 1U);
     EXPECT_EQ(live.manager.receive(), message(43, words({portNumber(1), 7, 0, 1})));
     put32(reset, 0, portNumber(5));
-    EXPECT_EQ(get32(live.manager.tell(68, reset), 24), 1U);
+    EXPECT_EQ(live.status(68, reset), 1U);
     live.node.expectErr("Failed to find interface  for policer coonfig");
 
     // Stage Active starts the timer again, one and not two. What was told stays told.
@@ -223,7 +204,7 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
         SCOPED_TRACE(ports);
         while (added < ports) { // from the highest down; the list is sorted
             const uint32_t ifindex = portNumber(40 - added++);
-            EXPECT_EQ(get32(live.manager.tell(73, watchBody(ifindex, 1)), 29), 0U);
+            EXPECT_EQ(live.status(73, watchBody(ifindex, 1)), 0U);
         }
         ++value;
         Bytes notice = words({ports});
@@ -235,14 +216,10 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
         ASSERT_EQ(records.size(), requests.size());
         uint32_t port = 40 - ports;
         for (size_t i = 0; i < records.size(); ++i) {
-            const uint32_t n = requests[i];
-            Bytes wanted(36 + 448 * n);
-            put(wanted, {{0, BULK}, {8, 36 + 448 * n}, {12, 36 + 448 * n}});
-            put16(wanted, 32, n);
-            for (size_t at = 36; at < wanted.size(); at += 448) {
-                put(wanted, {{at, 0x0127080A}, {at + 8, 448}, {at + 12, 448}, {at + 28, portNumber(++port)}});
-            }
-            EXPECT_EQ(records[i], wanted);
+            std::vector<Bytes> reads;
+            for (uint32_t n = 0; n < requests[i]; ++n)
+                reads.push_back(cosRecord(0x0127080A, 448, 448, {{28, portNumber(++port)}}));
+            EXPECT_EQ(records[i], cosBulk(reads));
         }
         EXPECT_EQ(live.manager.receive(), message(74, notice));
         EXPECT_EQ(live.step(60).size(), records.size());
@@ -255,11 +232,11 @@ TEST(DropMonitor, EveryPortIsReadAndTold)
     EXPECT_EQ(live.step(60).size(), 5U);
     EXPECT_EQ(live.manager.receive(), message(74, words({1, portNumber(3), 1, 0})));
     for (uint32_t n = 1; n <= 40; ++n)
-        EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(n), 2)), 29), 0U);
+        EXPECT_EQ(live.status(73, watchBody(portNumber(n), 2)), 0U);
     EXPECT_TRUE(live.step(600).empty());
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(1), 2)), 29), 55U) << "not watched";
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(1), 3)), 29), 55U);
-    EXPECT_EQ(get32(live.manager.tell(73, watchBody(portNumber(50), 1)), 29), 1U);
+    EXPECT_EQ(live.status(73, watchBody(portNumber(1), 2)), 55U) << "not watched";
+    EXPECT_EQ(live.status(73, watchBody(portNumber(1), 3)), 55U);
+    EXPECT_EQ(live.status(73, watchBody(portNumber(50), 1)), 1U);
     live.node.expectErr({"Failed to get drop_monitor_info",
                          "Failed to process drop monitor config for interface p, error = 24",
                          "Failed to find interface p for drop monitor config"});
@@ -269,22 +246,19 @@ TEST_F(MonitorInside, ReadThatFailsChangesNothing)
 {
     for (uint32_t n = 1; n <= 3; ++n)
         watch(portNumber(n));
-    const auto with = [&](size_t at, uint32_t value, bool half) {
-        return [this, at, value, half](const Bytes &request) {
+    const auto with = [&](size_t at, uint32_t value) {
+        return [this, at, value](const Bytes &request) {
             std::vector<Bytes> answers = chipReply(chip)(request);
-            if (half)
-                put16(answers[0], 48 + at, value);
-            else
-                put32(answers[0], 48 + at, value);
+            put32(answers[0], 48 + at, value);
             return answers;
         };
     };
     chip->drops[portNumber(1)] = 3;
     const std::pair<Driver::Reply, const char *> cases[] = {
         {Driver::status(9), "Failed to get rmon counters for port p, rc: 22"},
-        {with(34, 2, true), "No of records processed were less/more than requested. Requested:3, Processed:2"},
-        {with(36 + 448, 1, false), "Error getting TD stats for ioctl request number:1"},
-        {with(36 + 896 + 24, 1, false), "Error getting TD stats for ioctl request number:2"},
+        {with(32, 3 << 16 | 2), "No of records processed were less/more than requested. Requested:3, Processed:2"},
+        {with(36 + 448, 1), "Error getting TD stats for ioctl request number:1"},
+        {with(36 + 896 + 24, 1), "Error getting TD stats for ioctl request number:2"},
     };
     for (const auto &[reply, err] : cases) {
         inside.driver.script({reply});
@@ -324,8 +298,8 @@ TEST_F(MonitorInside, RealDrops)
     auto *td = bodyIn<qosTdMonitorStatsMsg_t>(bytes);
     const auto judge = [&](const std::vector<uint64_t> &counters) {
         std::vector<uint32_t> marks;
-        for (size_t i = 0; i < 3; ++i) {
-            td->records[i].ifindex = portNumber(static_cast<uint32_t>(i) + 1);
+        for (uint32_t i = 0; i < 3; ++i) {
+            td->records[i].ifindex = portNumber(i + 1);
             td->records[i].td_drop = counters[i];
             td->records[i].is_td_if_drop = counters[i] ? 1 : 0;
         }
@@ -342,23 +316,22 @@ TEST_F(MonitorInside, RealDrops)
     EXPECT_EQ(watched(2)->tdStats.td_drop, 6U) << "both entries of the port";
 
     // RED: all three counters are compared, green alone marks; else the back end's mark stands.
-    auto *red = bodyIn<qosRedMonitorStatsMsg_t>(bytes);
-    const struct {
-        uint64_t green, red, yellow;
-        uint32_t mark, saved_mark;
-    } steps[] = {{0, 0, 0, 0, 0}, {0, 0, 3, 1, 0}, {0, 0, 3, 0, 0}, {2, 0, 3, 1, 1},
-                 {2, 1, 3, 1, 1}, {0, 1, 3, 1, 1}, {0, 1, 3, 0, 0}};
-    for (const auto &s : steps) {
-        SCOPED_TRACE(&s - steps);
-        red->records[0].ifindex = portNumber(1);
-        red->records[0].green_drop = s.green;
-        red->records[0].red_drop = s.red;
-        red->records[0].yellow_drop = s.yellow;
-        red->records[0].is_red_if_drop = s.green || s.red || s.yellow;
-        qaIdentifyRealRedIfDrops(red, 1);
-        EXPECT_EQ(red->records[0].is_red_if_drop, s.mark);
-        EXPECT_EQ(watched(0)->redStats.is_red_if_drop, s.saved_mark);
-        EXPECT_EQ(watched(0)->redStats.red_drop, s.red);
+    auto &red = bodyIn<qosRedMonitorStatsMsg_t>(bytes)->records[0];
+    red.ifindex = portNumber(1);
+    // Green, red and yellow, and the marks that are told and kept.
+    const std::tuple<uint64_t, uint64_t, uint64_t, uint32_t, uint32_t> steps[] = {
+        {0, 0, 0, 0, 0}, {0, 0, 3, 1, 0}, {0, 0, 3, 0, 0}, {2, 0, 3, 1, 1},
+        {2, 1, 3, 1, 1}, {0, 1, 3, 1, 1}, {0, 1, 3, 0, 0}};
+    for (const auto &[greens, reds, yellows, mark, kept] : steps) {
+        SCOPED_TRACE(testing::Message() << greens << reds << yellows << mark);
+        red.green_drop = greens;
+        red.red_drop = reds;
+        red.yellow_drop = yellows;
+        red.is_red_if_drop = greens || reds || yellows;
+        qaIdentifyRealRedIfDrops(bodyIn<qosRedMonitorStatsMsg_t>(bytes), 1);
+        EXPECT_EQ(red.is_red_if_drop, mark);
+        EXPECT_EQ(watched(0)->redStats.is_red_if_drop, kept);
+        EXPECT_EQ(watched(0)->redStats.red_drop, reds);
     }
     qaProcessDropMonitorClearIfMsg(qosLookupIfEntry(portNumber(2)));
     EXPECT_EQ(watched(2)->tdStats.td_drop, 0U);
@@ -376,9 +349,9 @@ TEST_F(MonitorInside, RealDrops)
     // The send fails, the counters are saved all the same, and the drops are not told later.
     chip->drops = {{portNumber(1), 50}};
     watch(portNumber(3), 2);
-    for (int i = 0; i < 2; ++i) { // the deleted port's two entries
-        list_delete_node(qosLookupChip(8)->drop_monitor_list, qosLookupChip(8)->drop_monitor_list->tail);
-    }
+    tnx_list_t *list = qosLookupChip(8)->drop_monitor_list;
+    for (int i = 0; i < 2; ++i) // the deleted port's two entries
+        list_delete_node(list, list->tail);
     qaDropMonitor();
     EXPECT_EQ(watched(0)->tdStats.td_drop, 50U);
     EXPECT_EQ(inside.log.count("Sending tail drop notification to Mgr with 1 records"), 1U);
@@ -391,15 +364,14 @@ TEST_F(MonitorInside, WatchesThatFail)
 {
     qosChip_t *record = qosLookupChip(8);
     qaDropMonitorChipDown(record);
-    EXPECT_EQ(watch(portNumber(1)), 2U); // no list takes it: the count stays raised
-    EXPECT_EQ(status, 2U);
+    const Bytes body = watchBody(portNumber(1), 1);
+    EXPECT_EQ(get32(answer(QOS_DROP_MONITOR_CFG_MSG, body, 2), 29), 2U); // no list takes it: the count stays raised
     EXPECT_EQ(dropMonitorContext.monitor_cnt, 1U);
     qaDropMonitor();
     EXPECT_EQ(watch(portNumber(1), 2), 24U);
     EXPECT_EQ(qaDropMonitorChipUp(record), 0);
     EXPECT_EQ(watch(0x8bc00000), 0U) << "the chip as a whole";
     EXPECT_EQ(watch(CHANNEL), 1U);
-    EXPECT_EQ(status, 1U);
     EXPECT_TRUE(inside.driver.requests().empty());
     qosLookupIfEntry(portNumber(1))->chip = nullptr;
     Bytes td(12 + 24);

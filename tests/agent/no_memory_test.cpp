@@ -125,4 +125,4 @@ TEST_P(NoMemory, EveryMessageAndPoll)
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, NoMemory, testing::ValuesIn(FAMILIES),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &of) { return std::string(of.param.name); });

@@ -4,12 +4,10 @@
 #include "agent/bum_monitor.h"
 #include "agent/policer.h"
 #include "agent/policer_stats.h"
-#include "lib/linklist.h"
 #include "tests/support/inside.h"
 
 namespace {
 
-constexpr uint32_t ALL = 0x8bc00000;
 constexpr uint32_t SECOND_CHIP = 0x88430000; // slot 1, chip 3
 
 // One Tessel with three ports, of groups 0, 2 and 2.
@@ -25,27 +23,20 @@ struct Policers : testing::Test {
     static uint32_t add(Bytes &body) { return told(QOS_POL_POLICER_ADD_MSG, body); }
     static uint32_t remove(Bytes &body) { return told(QOS_POL_POLICER_REM_MSG, body); }
     // A BUM policer that is in its list.
-    void addBum(uint32_t ifindex, uint32_t id, uint32_t poll)
+    static void addBum(uint32_t ifindex, uint32_t id, uint32_t poll)
     {
-        Bytes body = policerAddBody(ifindex, id);
-        put(body, {{POL_IS_BUM, 1}, {POL_POLL, poll}});
+        Bytes body = bumBody(ifindex, id, poll);
         EXPECT_EQ(add(body), 0U);
     }
     std::vector<Bytes> records() { return inside.records(); }
     static const qosPolCfg_t &lists() { return qosLookupChip(8)->polCfg; }
-    static std::vector<uint32_t> ids(const tnx_list_t *list)
+    static std::vector<qaPolPolicerInfo_t *> bums() { return entriesOf<qaPolPolicerInfo_t>(lists().bum_policer_list); }
+    static std::vector<uint32_t> bumIds()
     {
         std::vector<uint32_t> found;
-        for (const tnx_listnode_t *node = list->head; node; node = node->next)
-            found.push_back(static_cast<const qaPolPolicerInfo_t *>(node->data)->policer_id);
+        for (const qaPolPolicerInfo_t *bum : bums())
+            found.push_back(bum->policer_id);
         return found;
-    }
-    static qaPolPolicerInfo_t *bum(unsigned index = 0)
-    {
-        const tnx_listnode_t *node = lists().bum_policer_list->head;
-        while (index--)
-            node = node->next;
-        return static_cast<qaPolPolicerInfo_t *>(node->data);
     }
 
     Inside inside;
@@ -53,6 +44,8 @@ struct Policers : testing::Test {
 };
 
 using Policer = std::pair<uint32_t, uint32_t>; // port and id
+using Words = std::vector<uint32_t>;
+using List = std::vector<Bytes>;
 
 Bytes statsBody(const std::vector<Policer> &policers)
 {
@@ -78,28 +71,21 @@ Bytes clearBody(uint32_t target, uint32_t dir, const std::vector<Policer> &polic
 TEST_F(Policers, AddBatchByteByByte)
 {
     for (const uint32_t dir : {0U, 1U}) {
+        constexpr uint64_t CBS = 0x1122334455667788, EBS = 0x99aabbccddeeff00;
         Bytes body = policerAddBody(portNumber(1), 0x12345678);
-        put32(body, 28, 0xc01); // the policer's record keeps 10 bits of it
-        for (size_t i = 0; i < 24; ++i)
-            body[32 + i] = static_cast<uint8_t>(i + 1);
-        put32(body, 62, dir);
-        put64(body, 83, 80000);
-        put64(body, 91, 0x1122334455667788);
-        put64(body, 99, 160000);
-        put64(body, 107, 0x99aabbccddeeff00);
+        set(body, 31, Field{"profile_id", 0xc01}, // the policer's record keeps 10 bits of it
+            Field{"conform_cos", 1, 1}, Field{"exceed_cos", 9, 1}, Field{"violate_cos", 17, 1}, Field{"dir", dir},
+            Field{"policer_param.cir", 80000}, Field{"policer_param.cbs", CBS}, Field{"policer_param.eir", 160000},
+            Field{"policer_param.ebs", EBS});
         const uint32_t side = dir == 0 ? 0x80000000 : 0;
-        Bytes profile = cosRecord(0x09270000, 56, 56);
-        put32(profile, 28, 0xc01 << 1);
-        std::copy_n(body.begin() + 32, 24, profile.begin() + 32);
-        Bytes policer = cosRecord(0x09270002, 88, 88);
-        put32(policer, 28, side | 1U << 21);
-        put64(policer, 32, 0x1122334455667788);
-        put64(policer, 40, 9986);
-        put64(policer, 48, 0x99aabbccddeeff00);
-        put64(policer, 56, 19972);
-        put32(policer, 80, 0x12345678);
-        Bytes assoc = cosRecord(0x09270004, 40, 40);
-        put(assoc, {{28, side | 1U << 22}, {32, portNumber(1)}, {36, 0x12345678}});
+        Bytes profile = cosRecord(0x09270000, 56, 56, {{28, 0xc01 << 1}});
+        put(profile, 32, cut(body, 32, 24));
+        Bytes policer =
+            cosRecord(0x09270002, 88, 88, {{28, side | 1U << 21}, {44, 9986}, {60, 19972}, {80, 0x12345678}});
+        put64(policer, 32, CBS);
+        put64(policer, 48, EBS);
+        const Bytes assoc =
+            cosRecord(0x09270004, 40, 40, {{28, side | 1U << 22}, {32, portNumber(1)}, {36, 0x12345678}});
         const std::tuple<uint8_t, uint32_t, uint32_t, std::vector<Bytes>> cases[] = {
             {1, 1, 1, {profile, policer, assoc}},
             {1, 0, 0, {policer}},
@@ -113,7 +99,7 @@ TEST_F(Policers, AddBatchByteByByte)
             one[66] = type;
             put(one, {{79, add_profile}, {67, class_default}});
             EXPECT_EQ(add(one), 0U);
-            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(nested)});
+            EXPECT_EQ(records(), List{cosBulk(nested)});
         }
     }
 }
@@ -121,33 +107,28 @@ TEST_F(Policers, AddBatchByteByByte)
 TEST_F(Policers, RemoveAndProfileByteByByte)
 {
     for (const uint32_t dir : {0U, 1U}) {
-        Bytes deassoc = cosRecord(0x09270005, 36, 36);
-        put(deassoc, {{28, (dir ? 0 : 0x80000000) | 1U << 23}, {32, portNumber(1)}});
-        Bytes policer = cosRecord(0x09270003, 36, 36);
-        put32(policer, 28, dir ? 0 : 1);
-        put32(policer, 32, 0x02345678); // 28 bits of the id
-        Bytes profile = cosRecord(0x09270000, 56, 56);
-        put32(profile, 28, 5 << 1 | 1);
+        const Bytes deassoc =
+            cosRecord(0x09270005, 36, 36, {{28, (dir ? 0 : 0x80000000) | 1U << 23}, {32, portNumber(1)}});
+        const Bytes policer = cosRecord(0x09270003, 36, 36, {{28, dir ? 0 : 1}, {32, 0x02345678}}); // 28 bits of the id
+        const Bytes profile = cosRecord(0x09270000, 56, 56, {{28, 5 << 1 | 1}});
         const std::tuple<uint8_t, uint32_t, uint32_t, std::vector<Bytes>> cases[] = {
             {1, 5, 1, {deassoc, policer, profile}}, {1, 0, 0, {policer}}, {2, 5, 1, {deassoc}}, {2, 5, 0, {}}};
         for (const auto &[type, profile_id, class_default, nested] : cases) {
             Bytes body = policerDelBody(portNumber(1), 0x12345678, type);
             put(body, {{28, profile_id}, {38, class_default}, {46, dir}});
             EXPECT_EQ(remove(body), 0U);
-            EXPECT_EQ(records(), std::vector<Bytes>{cosBulk(nested)});
+            EXPECT_EQ(records(), List{cosBulk(nested)});
         }
     }
     for (const uint8_t type : {1, 2}) {
         Bytes body(37, 0x2a);
         put(body, {{0, CHIP}, {4, 6}});
         body[32] = type;
-        Bytes record = cosRecord(0x09270000, 56, 56);
-        put32(record, 28, 6 << 1 | (type == 2));
+        Bytes record = cosRecord(0x09270000, 56, 56, {{28, 6 << 1 | (type == 2)}});
         if (type != 2)
-            std::fill_n(record.begin() + 32, 24, uint8_t{0x2a});
-        EXPECT_EQ(tell(QOS_POL_PROFILE_MSG, body), 0U);
-        EXPECT_EQ(records(), std::vector<Bytes>{record});
-        EXPECT_EQ(get32(body, 33), 0U);
+            put(record, 32, Bytes(24, 0x2a));
+        EXPECT_EQ(get32(answer(QOS_POL_PROFILE_MSG, body), 33), 0U);
+        EXPECT_EQ(records(), List{record});
     }
 }
 
@@ -186,15 +167,9 @@ TEST_F(Policers, RatesAndActions)
     };
     for (const auto &[flags, conform, exceed] : actions) {
         Bytes body = policerAddBody(portNumber(1), 1);
-        body[115] = 0xff;
-        body[116] = 0xfd;
-        body[117] = 0x0a;
-        body[118] = 0x06;
-        body[119] = flags;
+        put(body, 115, {0xff, 0xfd, 0x0a, 0x06, flags});
         EXPECT_EQ(add(body), 0U);
-        const Bytes record = records().at(0);
-        EXPECT_EQ(get32(record, 36 + 64), conform) << int{flags};
-        EXPECT_EQ(get32(record, 36 + 68), exceed) << int{flags};
+        EXPECT_TRUE(holds(records().at(0), {{36 + 64, conform}, {36 + 68, exceed}})) << int{flags};
     }
 }
 
@@ -219,7 +194,6 @@ TEST_F(Policers, ListsAfterAddAndFailure)
         Bytes body = policerAddBody(portNumber(1), 7);
         put(body, {{62, dir}, {POL_IS_BUM, is_bum}, {POL_POLL, poll}});
         EXPECT_EQ(add(body), status ? 22U : 0U);
-        EXPECT_EQ(get32(body, POL_STATUS), status ? 22U : 0U);
         EXPECT_EQ(lists().ingr_policer_list->count, ingress);
         EXPECT_EQ(lists().egr_policer_list->count, egress);
         EXPECT_EQ(lists().bum_policer_list->count, bum);
@@ -262,27 +236,25 @@ TEST_F(Policers, GroupsAndKeys)
     addBum(portNumber(2), 7, 1); // group 2
     addBum(portNumber(1), 9, 0); // group 0
     addBum(portNumber(1), 8, 0);
-    EXPECT_EQ(ids(lists().bum_policer_list), (std::vector<uint32_t>{8, 9, 7})) << "group, then id";
+    EXPECT_EQ(bumIds(), (Words{8, 9, 7})) << "group, then id";
     addBum(portNumber(3), 7, 0);
     EXPECT_EQ(lists().bum_policer_list->count, 4U) << "equal keys are both kept";
 
     // An update looks for group 0: id 7 is only there in group 2, 8 is found and counted each time.
     for (const uint32_t id : {7U, 8U, 8U}) {
-        Bytes body = policerAddBody(portNumber(id == 7 ? 2 : 1), id, 2);
-        put(body, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
+        Bytes body = bumBody(portNumber(id == 7 ? 2 : 1), id, 1, 2);
         EXPECT_EQ(add(body), 0U);
     }
     EXPECT_EQ(bumContext.monitor_policer_cnt, 3U);
     // A refused update leaves the record, monitored as it was before.
     chip->statuses[0x00070000] = 9;
     for (const uint32_t id : {8U, 9U}) {
-        Bytes body = policerAddBody(portNumber(1), id, 2);
-        put(body, {{POL_IS_BUM, 1}, {POL_POLL, 1}});
+        Bytes body = bumBody(portNumber(1), id, 1, 2);
         EXPECT_EQ(add(body), 22U);
     }
     EXPECT_EQ(bumContext.monitor_policer_cnt, 3U);
-    EXPECT_EQ(bum(0)->bum_info.monitor_bum_policer, 1);
-    EXPECT_EQ(bum(1)->bum_info.monitor_bum_policer, 0);
+    EXPECT_EQ(bums()[0]->bum_info.monitor_bum_policer, 1);
+    EXPECT_EQ(bums()[1]->bum_info.monitor_bum_policer, 0);
 
     // A removal uses the port's group, is not taken back when the chip refuses, and goes on without a record.
     for (const uint32_t left : {3U, 2U, 2U}) {
@@ -314,7 +286,7 @@ TEST_F(Policers, InterfaceHooks)
         addBum(portNumber(1), id, 1);
     addBum(portNumber(2), 1, 0);
     EXPECT_EQ(qosProcessPortDelete(portNumber(1)), 0);
-    EXPECT_EQ(ids(lists().bum_policer_list), (std::vector<uint32_t>{4, 1})) << "three of a port go";
+    EXPECT_EQ(bumIds(), (Words{4, 1})) << "three of a port go";
     EXPECT_EQ(bumContext.monitor_policer_cnt, 4U);
     inside.driver.requests();
 
@@ -348,11 +320,9 @@ TEST_F(Policers, ReadRecordsByteByByte)
     inside.driver.requests();
     EXPECT_EQ(tell(QOS_GET_POL_STATS_MSG, body), 0U);
     const Bytes record = records().at(0);
-    Bytes wanted = cosRecord(0x06270000, 76, 76);
-    put(wanted, {{8, 72}, {12, 140}, {28, 47}});
-    put16(wanted, 34, 2);
-    put16(wanted, 36, 2);
-    put(wanted, {{48, 3}, {56, 65535}, {60, 4}, {68, 65535}, {72, 1}});
+    const Bytes wanted = cosRecord(
+        0x06270000, 76, 76,
+        {{8, 72}, {12, 140}, {28, 47}, {32, 2}, {36, 2 << 16}, {48, 3}, {56, 65535}, {60, 4}, {68, 65535}, {72, 1}});
     EXPECT_EQ(record.size(), 140U) << "sent in as many bytes as the response takes";
     EXPECT_EQ(cut(record, 0, 76), wanted);
     EXPECT_EQ(get32(body, 4), 0U);
@@ -367,15 +337,15 @@ TEST_F(Policers, ReadRecordsByteByByte)
 
 TEST_F(Policers, ReadsAndClearsInSlices)
 {
-    const std::tuple<size_t, std::vector<uint32_t>, std::vector<uint32_t>> cases[] = {
-        {0, {0}, {0}},
-        {1, {1}, {1}},
-        {90, {90}, {90}},
-        {91, {90, 1}, {91}},
-        {333, {90, 90, 90, 63}, {333}},
-        {334, {90, 90, 90, 64}, {333, 1}}};
+    const std::tuple<size_t, Words, Words> cases[] = {{0, {0}, {0}},
+                                                      {1, {1}, {1}},
+                                                      {90, {90}, {90}},
+                                                      {91, {90, 1}, {91}},
+                                                      {333, {90, 90, 90, 63}, {333}},
+                                                      {334, {90, 90, 90, 64}, {333, 1}}};
     for (const auto &[count, reads, clears] : cases) {
         SCOPED_TRACE(count);
+        uint32_t id = 0;
         std::vector<Policer> policers;
         for (uint32_t i = 0; i < count; ++i) {
             policers.emplace_back(portNumber(1), i + 1);
@@ -386,27 +356,18 @@ TEST_F(Policers, ReadsAndClearsInSlices)
         EXPECT_EQ(tell(QOS_GET_POL_STATS_MSG, body), 0U);
         for (size_t i = 0; i < count; ++i)
             ASSERT_EQ(get64(body, 14 + 136 * i + 128), 1000 + i) << i;
-        std::vector<uint32_t> counts;
-        for (const Bytes &record : records())
-            counts.push_back(get32(record, 34) >> 16);
-        EXPECT_EQ(counts, reads);
+        EXPECT_EQ(wordsAt(records(), 32), reads);
 
         Bytes clear = clearBody(CHIP, 1, policers);
         EXPECT_EQ(told(QOS_POL_STATS_CLR_MSG, clear), 0U);
         EXPECT_EQ(clear[16], 1U);
-        counts.clear();
-        uint32_t id = 0;
-        for (const Bytes &record : records()) {
-            const uint32_t n = get32(record, 34) >> 16;
-            counts.push_back(n);
-            EXPECT_EQ(record.size(), 48 + 12 * n);
-            EXPECT_TRUE(holds(record, {{0, 0x06270001}, {8, record.size()}, {12, record.size()}, {28, 47}}));
-            EXPECT_EQ(get32(record, 36), 0U) << "no result records";
-            for (uint32_t i = 0; i < n; ++i) {
-                EXPECT_TRUE(holds(record, {{48 + 12 * i, ++id}, {56 + 12 * i, 65535}}));
-            }
+        List expected;
+        for (uint32_t n : clears) {
+            Bytes &record = expected.emplace_back(cosRecord(0x06270001, 48 + 12 * n, 48 + 12 * n, {{28, 47}, {32, n}}));
+            for (uint32_t i = 0; i < n; ++i)
+                put(record, {{48 + 12 * i, ++id}, {56 + 12 * i, 65535}});
         }
-        EXPECT_EQ(counts, clears);
+        EXPECT_EQ(records(), expected) << "no result records";
     }
     // A slice that fails ends it; the results before it stay.
     std::vector<Policer> policers(200, {portNumber(1), 5});
@@ -478,43 +439,34 @@ TEST_F(Policers, ClearsForgetViolations)
         put32(body, 62, dir);
         EXPECT_EQ(add(body), 0U);
     }
-    inside.driver.requests();
-    const auto mark = [] { bum(0)->bum_info.violation_cntr = bum(1)->bum_info.violation_cntr = 99; };
-    const auto left = [] {
-        return std::pair<uint64_t, uint64_t>(bum(0)->bum_info.violation_cntr, bum(1)->bum_info.violation_cntr);
-    };
     using Left = std::pair<uint64_t, uint64_t>;
-    const struct {
-        const char *what;
-        uint32_t target, dir;
-        Policer entry;
-        Left left;
-    } cases[] = {
+    const auto mark = [] { bums()[0]->bum_info.violation_cntr = bums()[1]->bum_info.violation_cntr = 99; };
+    const auto left = [] { return Left(bums()[0]->bum_info.violation_cntr, bums()[1]->bum_info.violation_cntr); };
+    const std::tuple<const char *, uint32_t, uint32_t, Policer, Left> cases[] = {
         {"by the port's group", CHIP, 0, {portNumber(2), 7}, {99, 0}},
         {"another port's group", CHIP, 0, {portNumber(1), 7}, {99, 99}},
         {"all interfaces are group 0", CHIP, 0, {ALL, 8}, {0, 99}},
         {"egress forgets nothing", CHIP, 1, {portNumber(2), 7}, {99, 99}},
         {"all chips neither", ALL, 0, {portNumber(2), 7}, {99, 99}},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto &[what, target, dir, entry, after] : cases) {
         mark();
-        Bytes body = clearBody(c.target, c.dir, {c.entry});
-        EXPECT_EQ(tell(QOS_POL_STATS_CLR_MSG, body), 0U);
-        EXPECT_EQ(left(), c.left);
+        answer(QOS_POL_STATS_CLR_MSG, clearBody(target, dir, {entry}));
+        EXPECT_EQ(left(), after) << what;
     }
     inside.driver.requests();
-    for (const bool whole_bum : {true, false}) {
+    const std::tuple<bool, Left, Words, Words, Words> whole[] = {{true, {0, 0}, {46}, {2}, {8}},
+                                                                 {false, {99, 99}, {46, 47}, {1, 1}, {20, 21}}};
+    for (const auto &[bum, after, devices, counts, ids] : whole) {
         mark();
         qosPolStatsClrAllMsg_t all = {};
-        all.is_bum_pol_stats_clr_req = whole_bum;
+        all.is_bum_pol_stats_clr_req = bum;
         EXPECT_EQ(qaProcessPolStatsClrAll(&all), 0U);
-        EXPECT_EQ(left(), whole_bum ? (Left{0, 0}) : (Left{99, 99}));
-        std::vector<std::vector<uint32_t>> sent;
-        for (const Bytes &record : records())
-            sent.push_back({get32(record, 28), get32(record, 34) >> 16, get32(record, 48)});
-        EXPECT_EQ(sent, whole_bum ? (std::vector<std::vector<uint32_t>>{{46, 2, 8}})
-                                  : (std::vector<std::vector<uint32_t>>{{46, 1, 20}, {47, 1, 21}}));
+        EXPECT_EQ(left(), after);
+        const List sent = records();
+        EXPECT_EQ(wordsAt(sent, 28), devices);
+        EXPECT_EQ(wordsAt(sent, 32), counts);
+        EXPECT_EQ(wordsAt(sent, 48), ids);
     }
     // More entries than the declared body holds.
     for (uint32_t id = 100; id < 350; ++id)
@@ -523,5 +475,5 @@ TEST_F(Policers, ClearsForgetViolations)
     qosPolStatsClrAllMsg_t all = {};
     all.is_bum_pol_stats_clr_req = 1;
     EXPECT_EQ(qaProcessPolStatsClrAll(&all), 0U);
-    EXPECT_EQ(get32(records().at(0), 34) >> 16, 252U);
+    EXPECT_EQ(get32(records().at(0), 32), 252U);
 }

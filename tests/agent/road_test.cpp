@@ -2,8 +2,6 @@
 // reach the driver.
 
 #include "agent/dispatch.h"
-#include "agent/l2_priority.h"
-#include "agent/l3_priority.h"
 #include "core/trace.h"
 #include "tests/support/inside.h"
 
@@ -11,9 +9,8 @@ namespace {
 
 Bytes senderAddress(const std::string &service, uint16_t mask)
 {
-    Bytes address(2);
+    Bytes address = Bytes(2) + text(service, 14) + Bytes{0, 0, 0, 2};
     putNative(address, 0, 2, 58);
-    address = address + text(service, 14) + Bytes{0, 0, 0, 2};
     putNative(address, 16, 2, mask);
     return address;
 }
@@ -23,50 +20,37 @@ Bytes senderAddress(const std::string &service, uint16_t mask)
 struct RecordModel {
     Bytes buffer = Bytes(4048);
 
-    void head(uint32_t command, uint32_t in)
+    void begin(uint32_t command, uint32_t length, const Bytes &body)
     {
-        const Bytes cleared = cosRecord(command, 28, 28, {{8, in}});
-        std::copy(cleared.begin(), cleared.end(), buffer.begin());
+        put(buffer, 0, cosRecord(command, 28, 28, {{8, length}}) + cut(body, 0, 4));
     }
-    void copy(size_t to, const Bytes &body, size_t from, size_t length) { memcpy(&buffer[to], &body[from], length); }
     Bytes l2(const Bytes &body)
     {
-        head(0x01271002, 160);
-        copy(28, body, 0, 4);
-        for (size_t i = 0; i < 32; ++i) {
-            buffer[32 + 4 * i] = i < 8 ? body[29] : body[42 + i % 8];
-            buffer[33 + 4 * i] = i < 8 ? body[28] : body[34 + i % 8];
-            buffer[34 + 4 * i] = 0;
-        }
+        begin(0x01271002, 160, body);
+        for (size_t i = 0; i < 32; ++i)
+            put(buffer, 32 + 4 * i, {i < 8 ? body[29] : body[42 + i % 8], i < 8 ? body[28] : body[34 + i % 8], 0});
         return cut(buffer, 0, 160);
     }
     Bytes defaultCos(const Bytes &body)
     {
-        head(0x01271000, 36);
-        copy(28, body, 0, 4);
-        buffer[32] = body[29];
-        buffer[33] = body[28];
-        buffer[34] = 0;
+        begin(0x01271000, 36, body);
+        put(buffer, 32, {body[29], body[28], 0});
         return cut(buffer, 0, 36);
     }
     Bytes l3(const Bytes &body)
     {
-        std::fill_n(buffer.begin(), 292, uint8_t{0});
-        head(0x01271001, 292);
-        copy(28, body, 0, 4);
+        put(buffer, 0, Bytes(292));
+        begin(0x01271001, 292, body);
         buffer[32] = body[31];
-        for (size_t d = 0; d < 64; ++d) {
-            buffer[36 + 4 * d] = body[160 + d];
-            buffer[37 + 4 * d] = body[96 + d];
-        }
+        for (size_t d = 0; d < 64; ++d)
+            put(buffer, 36 + 4 * d, {body[160 + d], body[96 + d]});
         return cut(buffer, 0, 292);
     }
     Bytes dscp(const Bytes &body)
     {
-        std::fill_n(buffer.begin(), 96, uint8_t{0});
-        head(0x01271003, 96);
-        copy(28, body, 0, 4);
-        copy(32, body, 32, 64);
+        put(buffer, 0, Bytes(96));
+        begin(0x01271003, 96, body);
+        put(buffer, 32, cut(body, 32, 64));
         return cut(buffer, 0, 96);
     }
 };
@@ -78,16 +62,7 @@ Bytes requestFrame(uint32_t seq, uint32_t target, const Bytes &record)
     return frame(101, seq, header + record);
 }
 
-std::vector<uint32_t> commandsOf(const std::vector<Bytes> &requests)
-{
-    std::vector<uint32_t> commands;
-    for (const Bytes &request : requests)
-        commands.push_back(get32(request, 48));
-    return commands;
-}
-
-constexpr uint32_t L2_MAP = 0x01271002;
-constexpr uint32_t DEF_COS = 0x01271000;
+constexpr uint32_t L2_MAP = 0x01271002, DEF_COS = 0x01271000;
 
 using Commands = std::vector<uint32_t>;
 
@@ -161,9 +136,9 @@ TEST(Road, BatchIsEchoedWholeOrNotAtAll)
         EXPECT_EQ(live.manager.exchange(tail), acked(tail)) << "the next batch, and no echo of the broken one";
     }
     // What stands ahead of an invalid message has been carried out: a delete answers 0 only for a known interface.
-    EXPECT_EQ(get32(live.manager.tell(3, ifDelBody(CHANNEL)), 24), 0U);
+    EXPECT_EQ(live.status(3, ifDelBody(CHANNEL)), 0U);
     live.manager.send(add + message(255, {}));
-    EXPECT_EQ(get32(live.manager.tell(3, ifDelBody(CHANNEL)), 24), 0U);
+    EXPECT_EQ(live.status(3, ifDelBody(CHANNEL)), 0U);
     live.node.expectErr("Invalid msg type 255");
 }
 
@@ -223,8 +198,8 @@ TEST(Road, StatusOfSeveralRequests)
     for (const auto &[code, def_tc, replies, status, commands] : cases) {
         SCOPED_TRACE(testing::Message() << int{code} << " tc " << int{def_tc});
         live.driver.script(replies);
-        EXPECT_EQ(get32(live.manager.tell(code, l2Body(PORT, CHIP, 1, def_tc)), 50), status);
-        EXPECT_EQ(commandsOf(live.driver.requests()), commands);
+        EXPECT_EQ(live.status(code, l2Body(PORT, CHIP, 1, def_tc)), status);
+        EXPECT_EQ(wordsAt(live.driver.records(), 0), commands);
     }
     live.node.expectErr({"ASIC Driver failed to process QOS IOCTL", "Failed to set L2 Priority Map",
                          "Default CoS IOCTL failed", "Default CoS IOCTL (pri map) failed",
@@ -242,14 +217,12 @@ TEST(Road, RefusedAheadOfTheDriver)
     live.manager.tell(2, ifAddBody(CHANNEL, "p"));
     live.driver.requests();
     for (uint8_t code = 4; code <= 11; ++code) {
-        SCOPED_TRACE(int{code});
-        const size_t at = code < 8 ? 50 : 224;
         for (const uint32_t ifindex : {PORT + 0x10000, CHANNEL}) {
             const Bytes body = code < 8 ? l2Body(ifindex, CHIP, 1, 1) : l3Body(ifindex, CHIP);
-            EXPECT_EQ(get32(live.manager.tell(code, body), at), 1U);
+            EXPECT_EQ(live.status(code, body), 1U) << int{code};
         }
     }
-    EXPECT_EQ(get32(live.manager.tell(9, l3Body(LARKIN_PORT, LARKIN_CHIP)), 224), 1U);
+    EXPECT_EQ(live.status(9, l3Body(LARKIN_PORT, LARKIN_CHIP)), 1U);
     EXPECT_TRUE(live.driver.requests().empty());
     live.node.expectErr({"Failed to find interface p for", "Failed to find chip for interface p",
                          "NULL DSCP Mutation IOCTL handler for chip 9"});
@@ -259,8 +232,10 @@ TEST(Road, EveryHandlerTracesEntryAndExit)
 {
     Bare inside;
     inside.log.ignoreErrs();
-    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
     size_t before = 0;
+    tell(QOS_SCH_MSG, Bytes(8192));
+    EXPECT_EQ(inside.log.count("*****"), 0U) << "but at the highest level alone";
+    dce_trace_lvl_set(VELMAR_DCEDBG_LVL_VERBOSE);
     for (const qaMsgHandler_t &row : qaMsgHandlers) {
         if (!row.handler)
             continue;
@@ -280,44 +255,37 @@ TEST(Road, WhatEachHandlerStores)
     Bare inside;
     tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
     enum : unsigned { DEFAULT = 1, TRUST = 2, COS = 4, TC = 8, DSCP = 16 };
-    const struct {
-        const qaPriRow_t<qosL2PriMsg_t> *l2;
-        const qaPriRow_t<qosL3PriMsg_t> *l3;
-        unsigned stored;
-    } cases[] = {
-        {&qaProcessIfCosTrust, nullptr, TRUST | COS | TC},
-        {&qaProcessIfDefCos, nullptr, DEFAULT | COS | TC},
-        {&qaProcessIfCosMap, nullptr, COS | TC},
-        {&qaProcessIfCosTcMap, nullptr, COS | TC},
-        {nullptr, &qaProcessIfDscpTrust, TRUST},
-        {nullptr, &qaProcessIfDscpMap, DSCP | COS | TC},
-        {nullptr, &qaProcessIfDscpCosMap, TRUST | DSCP | COS | TC},
-        {nullptr, &qaProcessIfDscpTcMap, TRUST | DSCP | COS | TC},
-    };
+    const std::pair<uint8_t, unsigned> cases[] = {{4, TRUST | COS | TC},
+                                                  {5, DEFAULT | COS | TC},
+                                                  {6, COS | TC},
+                                                  {7, COS | TC},
+                                                  {8, TRUST},
+                                                  {9, DSCP | COS | TC},
+                                                  {10, TRUST | DSCP | COS | TC},
+                                                  {11, TRUST | DSCP | COS | TC}};
     // Both a driver that accepts and one that refuses; on Larkin a mutation map has no back end at all.
     for (const uint32_t driver_status : {0U, 9U}) {
         inside.driver.always(Driver::status(driver_status));
-        for (const auto &c : cases) {
+        for (const auto &[code, all] : cases) {
             tell(QOS_IFADD_MSG, ifAddBody(PORT, "p"));
             const qosIf_t *port = qosLookupIfEntry(PORT);
             ASSERT_NE(port, nullptr);
-            Bytes l2 = l2Body(PORT, CHIP, 5, 3);
-            Bytes l3 = l3Body(PORT, CHIP);
-            const uint32_t rc = c.l2 ? (*c.l2)(bodyIn<qosL2PriMsg_t>(l2)) : (*c.l3)(bodyIn<qosL3PriMsg_t>(l3));
-            EXPECT_EQ(rc, driver_status ? 22U : 0U);
+            const Bytes body = code < 8 ? l2Body(PORT, CHIP, 5, 3) : l3Body(PORT, CHIP);
+            answer(code, body, driver_status ? 22 : 0);
+            const auto holds = [&](const auto &map, size_t at) { return memcmp(map, &body[at], sizeof map) == 0; };
             unsigned stored = 0;
-            if (c.l2) {
+            if (code < 8) {
                 stored |= port->l2_pri.def_cos == 5 ? DEFAULT : 0U;
                 stored |= port->l2_pri.cos_trust == 1 ? TRUST : 0U;
-                stored |= memcmp(port->l2_pri.cos_map, &l2[34], 8) == 0 ? COS : 0U;
-                stored |= memcmp(port->l2_pri.tc_map, &l2[42], 8) == 0 ? TC : 0U;
+                stored |= holds(port->l2_pri.cos_map, 34) ? COS : 0U;
+                stored |= holds(port->l2_pri.tc_map, 42) ? TC : 0U;
             } else {
                 stored |= port->l3_pri.dscp_trust == 1 ? TRUST : 0U;
-                stored |= memcmp(port->l3_pri.dscp_map, &l3[32], 64) == 0 ? DSCP : 0U;
-                stored |= memcmp(port->l3_pri.cos_map, &l3[96], 64) == 0 ? COS : 0U;
-                stored |= memcmp(port->l3_pri.tc_map, &l3[160], 64) == 0 ? TC : 0U;
+                stored |= holds(port->l3_pri.dscp_map, 32) ? DSCP : 0U;
+                stored |= holds(port->l3_pri.cos_map, 96) ? COS : 0U;
+                stored |= holds(port->l3_pri.tc_map, 160) ? TC : 0U;
             }
-            EXPECT_EQ(stored, c.stored) << "row " << &c - cases;
+            EXPECT_EQ(stored, all) << int{code};
             EXPECT_EQ(qosProcessPortDelete(PORT), 0);
         }
     }

@@ -7,17 +7,14 @@
 #include "agent/messages/catalogue.h"
 #include "agent/model/drop_reasons.h"
 #include "agent/statistics.h"
-#include "lib/linklist.h"
 #include "platform/common/stat_copy.h"
 #include "platform/qa_ioctl.h"
 #include "tests/support/inside.h"
 
 namespace {
 
-constexpr uint32_t ALL = 0x8bc00000;
 constexpr uint32_t SECOND_CHIP = 0x88410000; // slot 1, chip 1
-constexpr uint32_t READ = 0x06270000;
-constexpr uint32_t CLEAR = 0x06270001;
+constexpr uint32_t READ = 0x06270000, CLEAR = 0x06270001;
 
 // Where the values of a reply come from, as words of the form TO=KIND FROM[.BIT][*COUNT], all without blanks. TO is the
 // byte in the body, FROM the byte in the response. Kinds: w, q and b values of 32, 64 and 8 bits; l bytes a word apart;
@@ -95,17 +92,10 @@ const Member MEMBERS[] = {
 
 Bytes expectedRequest(const Member &member, const Bytes &body)
 {
-    Bytes record = cosRecord(member.command, member.in, member.out);
-    const bool chip = member.names == PLC_OF || member.names == TMC_CHIP;
-    const size_t selector = chip ? 28 : 32;
-    if (!chip)
-        put32(record, 28, PORT);
-    if (member.names == PORT_OF || member.names == PLC_OF) {
-        record[selector] = 0x80;
-        return record;
-    }
-    std::copy_n(&body[8], 4, &record[selector]);
-    record[selector] &= member.names == VOQ_OF ? 0x0f : 0x7f;
+    Bytes record = cosRecord(member.command, member.in, member.out, {{28, PORT}});
+    const size_t selector = member.names == PLC_OF || member.names == TMC_CHIP ? 28 : 32;
+    const bool whole = member.names == PORT_OF || member.names == PLC_OF;
+    put32(record, selector, whole ? 0x80000000 : get32(body, 8) & (member.names == VOQ_OF ? 0x0fffffff : 0x7fffffff));
     return record;
 }
 
@@ -121,16 +111,13 @@ struct Statistics : testing::Test {
         inside.add(chip, 1, {port});
         inside.expectErr("NULL Sch Cfg handler for chip"); // no multicast scheduler on a Tessel
     }
-    std::vector<Bytes> records() { return inside.records(); }
+    std::vector<Bytes> records(uint32_t target = CHIP) { return inside.records(target); }
     // The devices of the requests since the last call, all of them clears.
     std::vector<uint32_t> cleared()
     {
-        std::vector<uint32_t> found;
-        for (const Bytes &record : records()) {
-            EXPECT_EQ(get32(record, 0), CLEAR);
-            found.push_back(get32(record, 28));
-        }
-        return found;
+        const std::vector<Bytes> sent = records(0);
+        EXPECT_EQ(wordsAt(sent, 0), std::vector<uint32_t>(sent.size(), CLEAR));
+        return wordsAt(sent, 28);
     }
     static Bytes clearBody(uint32_t ifindex, uint32_t all, uint32_t chip = 0)
     {
@@ -154,7 +141,7 @@ Bytes expectedReply(const Member &member, const Bytes &response)
     put32(body, 4, 0);
     apply(member.moves, response, body);
     if (member.names == VOQ_OF)
-        std::copy_n(&body[8], 4, &body[164]);
+        put(body, 164, cut(body, 8, 4));
     return body;
 }
 
@@ -169,15 +156,10 @@ TEST_F(Statistics, EveryMemberMovesEveryValueToItsPlace)
             SCOPED_TRACE(testing::Message() << int{member.code} << " seed " << seed);
             const Bytes response = noise(member.out, seed);
             inside.driver.always(with(response));
-            Bytes body = request(member.body);
-            const Bytes expected = expectedReply(member, response);
-            EXPECT_EQ(tell(member.code, body), 0U);
-            EXPECT_EQ(body, expected);
+            const Bytes body = request(member.body);
+            EXPECT_EQ(answer(member.code, body), expectedReply(member, response));
             EXPECT_EQ(qosMsgInfo(member.code)->min_len, member.body) << "the least length covers the whole reply";
-            const std::vector<Bytes> sent = inside.driver.requests();
-            ASSERT_EQ(sent.size(), 1U);
-            EXPECT_EQ(get32(sent[0], 20), CHIP);
-            EXPECT_EQ(recordOf(sent[0]), expectedRequest(member, body));
+            EXPECT_EQ(records(), std::vector<Bytes>{expectedRequest(member, body)});
         }
 }
 
@@ -196,68 +178,73 @@ TEST_F(Statistics, UnservedRequests)
             put32(body, 0, ifindex);
             Bytes expected = body;
             put32(expected, 4, 25);
-            EXPECT_EQ(tell(code, body), 25U);
-            EXPECT_EQ(body, expected);
+            EXPECT_EQ(answer(code, body, 25), expected);
             // The back end answers the same by itself, and says nothing.
             const size_t lines = inside.log.lines().size();
             if (const qaIoctl_t entry = qaIoctlFn[QOS_CHIP_TESSEL][code]) {
-                put32(body, 4, 55);
                 EXPECT_EQ(entry(body.data()), 25U);
                 EXPECT_EQ(body, expected);
             }
             EXPECT_EQ(inside.log.lines().size(), lines);
         }
-    for (const uint8_t code : {uint8_t{25}, uint8_t{69}}) { // a Tessel has neither
-        Bytes body = request(182);
-        EXPECT_EQ(told(code, body), 25U);
-    }
+    for (const uint8_t code : {uint8_t{25}, uint8_t{69}}) // a Tessel has neither
+        EXPECT_EQ(get32(answer(code, request(182), 25), 4), 25U);
     EXPECT_TRUE(inside.driver.requests().empty());
     inside.expectErr({"Unable to find interface for ifindex 18410000 in db", "Failed to find chip for interface c"});
     inside.expectErr("Invalid if add received"); // what policers make of a port without a chip
     inside.expectErr("NULL RCV QUE STATS handler for chip 88400000");
 }
 
+// The same on Tessel and Mirelle, but for units, and for pause: with it a Mirelle gives one sum.
 TEST_F(Statistics, TextCounters)
 {
-    struct Text {
-        unsigned to, from, scale;
-    };
-    std::vector<Text> flow = {{209, 0x58, 0}, {242, 0xA0, 0}};
-    std::vector<Text> queue = {{1129, 0x118, 0}, {1162, 0x120, 3}, {1195, 0x128, 0}, {1228, 0x130, 3}};
-    for (unsigned p = 0; p < 8; ++p) {
-        const unsigned chip_priority = p == 0 ? 1 : p == 1 ? 0 : p;
-        flow.push_back({275 + 33 * p, 0x60 + 8 * chip_priority, 0});
-        for (unsigned group = 0; group < 4; ++group)
-            queue.push_back({73 + 264 * group + 33 * p, 0x18 + 64 * group + 8 * p, group % 2 ? 3U : 0U});
-    }
-    const std::tuple<uint8_t, uint32_t, uint32_t, const std::vector<Text> &> members[] = {{29, 1, 539, flow},
-                                                                                          {30, 2, 1261, queue}};
-    for (const auto &[code, kind, length, texts] : members)
+    for (const uint32_t type : {1U, 2U, 3U})
         for (const uint32_t ports : {1U, 2U}) { // another count is reported and the counters are taken
-            SCOPED_TRACE(testing::Message() << int{code} << " ports " << ports);
-            Bytes response = noise(504, code);
+            SCOPED_TRACE(testing::Message() << "type " << type << " ports " << ports);
+            qosLookupChip(8)->chip_type = type;
+            Bytes response = noise(504, type);
             put32(response, 32, ports);
             inside.driver.always(with(response));
-            Bytes body = request(length);
-            Bytes expected = body;
-            put32(expected, 4, 0);
-            for (const Text &text : texts) {
-                const std::string digits = std::to_string(get64(response, 32 + text.from) << text.scale);
-                memcpy(&expected[text.to], digits.c_str(), digits.size() + 1);
+            const auto counter = [&](size_t at, bool eights = false) {
+                return get64(response, 32 + at) << (eights && type == 1 ? 3 : 0);
+            };
+            Bytes flow = request(539), queue = request(1261), sum = flow;
+            for (Bytes *body : {&flow, &queue, &sum})
+                put32(*body, 4, 0);
+            for (Bytes *body : {&flow, &sum}) {
+                putText(*body, 209, counter(0x58));
+                putText(*body, 242, counter(0xA0));
             }
-            EXPECT_EQ(tell(code, body), 0U);
-            EXPECT_EQ(body, expected);
-            const Bytes record = cosRecord(READ, 504, 504, {{28, 49}, {32, 1}, {40, kind}, {48, PORT}});
-            EXPECT_EQ(records(), std::vector<Bytes>{record});
+            uint64_t whole = 0;
+            for (size_t p = 0; p < 8; ++p) {
+                putText(flow, 275 + 33 * p, counter(0x60 + 8 * (p < 2 ? 1 - p : p)));
+                whole += counter(0x60 + 8 * p);
+                for (size_t group = 0; group < 4; ++group)
+                    putText(queue, 73 + 264 * group + 33 * p, counter(0x18 + 64 * group + 8 * p, group % 2));
+            }
+            putText(sum, 275, whole);
+            for (size_t i = 0; i < 4; ++i)
+                putText(queue, 1129 + 33 * i, counter(0x118 + 8 * i, i % 2));
+            EXPECT_EQ(answer(29, request(539)), flow);
+            EXPECT_EQ(answer(30, request(1261)), queue);
+            std::vector<Bytes> asked;
+            for (const uint32_t kind : {1U, 2U})
+                asked.push_back(cosRecord(READ, 504, 504, {{28, 49}, {32, 1}, {40, kind}, {48, PORT}}));
+            EXPECT_EQ(records(), asked);
+            qosLookupIfEntry(PORT)->ccb.ccbFlags = 1;
+            EXPECT_EQ(answer(29, request(539)), type == 1 ? flow : sum);
+            EXPECT_EQ(records(), std::vector<Bytes>{asked[0]});
+            qosLookupIfEntry(PORT)->ccb.ccbFlags = 0;
         }
     inside.expectErr("max_ifs (2) not matching expected count (1)");
 }
 
 TEST_F(Statistics, DropReasons)
 {
+    constexpr uint32_t REASONS[] = {0, 27, 98, 127};
     Bytes response = noise(1148, 4);
-    std::fill_n(&response[68], 128 * 8, uint8_t{0});
-    for (const uint32_t reason : {0U, 27U, 98U, 127U}) // the high word alone must count too
+    put(response, 68, Bytes(128 * 8));
+    for (const uint32_t reason : REASONS) // the high word alone must count too
         put64(response, 68 + 8 * reason, uint64_t{reason + 1} << 32);
     const std::tuple<uint32_t, std::vector<const char *>> families[] = {
         {1, {"Lookup indicates drop", "Reserved", "Unknown", "Unknown"}},
@@ -267,17 +254,14 @@ TEST_F(Statistics, DropReasons)
     inside.driver.always(with(response));
     for (const auto &[type, texts] : families) {
         qosLookupChip(8)->chip_type = type;
-        Bytes body = request(7280);
-        Bytes expected = body;
+        Bytes expected = request(7280);
         put(expected, {{4, 0}, {48, 4}});
         for (size_t i = 0; i < 4; ++i) {
-            std::fill_n(&expected[56 + 56 * i], 45, uint8_t{0});
-            memcpy(&expected[56 + 56 * i], texts[i], strlen(texts[i]));
-            std::copy_n(&response[68 + 8 * std::array{0U, 27U, 98U, 127U}[i]], 8, &expected[56 + 56 * i + 48]);
+            put(expected, 56 + 56 * i, text(texts[i], 45));
+            put(expected, 56 + 56 * i + 48, cut(response, 68 + 8 * REASONS[i], 8));
         }
-        std::copy_n(&response[1092], 56, &expected[7224]);
-        EXPECT_EQ(tell(65, body), 0U);
-        EXPECT_EQ(body, expected) << type;
+        put(expected, 7224, cut(response, 1092, 56));
+        EXPECT_EQ(answer(65, request(7280)), expected) << type;
     }
     const Bytes record = cosRecord(READ, 56, 1148, {{28, 42}, {32, 1}, {36, 1U << 16}, {48, PORT}});
     EXPECT_EQ(records(), (std::vector<Bytes>{record, record, record}));
@@ -285,19 +269,24 @@ TEST_F(Statistics, DropReasons)
 
 TEST(DropReasonTexts, GapsAndFallbacks)
 {
-    std::istringstream cases(
-        "0 0 reserved;1 34 IPv4/IPv6 RPF check fail;1 35 Unknown;2 26 reserved;2 79 reserved;"
-        "2 80 L3C_MEM_ERR;2 92 reserved;2 95 L2C_L3_DECAP_INNER_IP_MC_SWITCHED_DROP;2 128 reserved;"
-        "3 92 L3C_TRAP_BY_PIM_DECAP;3 97 L2C_EXM_DA_IGMP_SNOOP_DROP;3 98 L2C_MEMERR;"
-        "3 114 M3_SHIM_ERR;3 115 reserved;4 30 reserved;3 4294967295 reserved");
-    for (std::string line; std::getline(cases, line, ';');) {
-        std::istringstream in(line);
-        int32_t type = 0;
-        uint32_t number = 0;
-        std::string text;
-        std::getline(in >> type >> number >> std::ws, text);
-        EXPECT_EQ(qaGetRteDropRsnStr(type, number), text) << line;
-    }
+    const std::tuple<int32_t, uint32_t, const char *> cases[] = {{0, 0, "reserved"},
+                                                                 {1, 34, "IPv4/IPv6 RPF check fail"},
+                                                                 {1, 35, "Unknown"},
+                                                                 {2, 26, "reserved"},
+                                                                 {2, 79, "reserved"},
+                                                                 {2, 80, "L3C_MEM_ERR"},
+                                                                 {2, 92, "reserved"},
+                                                                 {2, 95, "L2C_L3_DECAP_INNER_IP_MC_SWITCHED_DROP"},
+                                                                 {2, 128, "reserved"},
+                                                                 {3, 98, "L2C_MEMERR"},
+                                                                 {3, 97, "L2C_EXM_DA_IGMP_SNOOP_DROP"},
+                                                                 {3, 92, "L3C_TRAP_BY_PIM_DECAP"},
+                                                                 {3, 114, "M3_SHIM_ERR"},
+                                                                 {3, 115, "reserved"},
+                                                                 {3, ~0U, "reserved"},
+                                                                 {4, 30, "reserved"}};
+    for (const auto &[type, number, text] : cases)
+        EXPECT_STREQ(qaGetRteDropRsnStr(type, number), text) << type << " " << number;
 }
 
 TEST(StatText, CutsAndSums)
@@ -319,42 +308,32 @@ TEST(StatText, CutsAndSums)
 
 TEST_F(Statistics, TmcInfo)
 {
-    Bytes response = noise(36, 8);
+    const Bytes response = noise(36, 8);
     inside.driver.always(with(response));
     Bytes body = noise(20, 3);
-    put32(body, 0, 55);
-    put32(body, 8, 8); // the flat number counts, whatever chip_ifindex says
+    put(body, {{0, 55}, {8, 8}}); // the flat number counts, whatever chip_ifindex says
     Bytes expected = body;
     put32(expected, 0, 0);
-    std::copy_n(&response[28], 8, &expected[12]);
-    EXPECT_EQ(tell(48, body), 0U);
-    EXPECT_EQ(body, expected);
-    const std::vector<Bytes> sent = inside.driver.requests();
+    put(expected, 12, cut(response, 28, 8));
+    EXPECT_EQ(answer(48, body), expected);
+    const std::vector<Bytes> sent = records();
     ASSERT_EQ(sent.size(), 1U);
-    EXPECT_EQ(get32(sent[0], 20), CHIP);
-    EXPECT_EQ(get32(recordOf(sent[0]), 0), 0x00070002U);
-    EXPECT_EQ(recordOf(sent[0]).size(), 36U);
+    EXPECT_EQ(get32(sent[0], 0), 0x00070002U);
+    EXPECT_EQ(sent[0].size(), 36U);
 
     inside.driver.always(Driver::status(1));
-    EXPECT_EQ(tell(48, body), 22U);
-    put32(expected, 0, 22);
-    EXPECT_EQ(body, expected);
-
+    Bytes refused = expected;
+    put32(refused, 0, 22);
+    EXPECT_EQ(answer(48, expected, 22), refused);
     // Neither an unknown chip nor one of another type gets a status.
     put32(body, 8, 9);
-    expected = body;
-    EXPECT_EQ(tell(48, body), 25U);
-    EXPECT_EQ(body, expected);
+    EXPECT_EQ(answer(48, body, 25), body);
     put32(body, 8, 8);
     qosLookupChip(8)->chip_type = 2;
-    expected = body;
-    EXPECT_EQ(tell(48, body), 1U);
-    EXPECT_EQ(body, expected);
+    EXPECT_EQ(answer(48, body, 1), body);
     Bytes asic = noise(528, 1);
     put32(asic, 0, SECOND_CHIP);
-    expected = asic;
-    EXPECT_EQ(tell(77, asic), 24U);
-    EXPECT_EQ(asic, expected);
+    EXPECT_EQ(answer(77, asic, 24), asic);
     inside.expectErr({"ASIC Driver failed", "Failed to get tmc info, rc: 22",
                       "Failed to retrieve TMCInfo for chip 8: error = 22 ", "Failed to find chip 9",
                       "Invalid chip type for getTmcInfo", "chip is not found"});
@@ -363,34 +342,26 @@ TEST_F(Statistics, TmcInfo)
 TEST_F(Statistics, ThresholdsOfTheReceiveQueue)
 {
     qosIf_t *port = qosLookupIfEntry(PORT);
-    const struct {
-        uint32_t type, before;
-        bool pause;
-        uint32_t after; // 0: the sum of the thresholds and what was there
-    } cases[] = {
-        {0, 0x900000, false, 0x800000},
-        {0, 0x800000, false, 0x800000},
-        {0, 0x80000000, false, 0x80000000}, // negative, so not above the limit
-        {2, 100000, false, 0},
-        {3, 100000, true, 0},
-        {3, 0x7fffff, false, 0x800000},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(&c - cases);
-        port->chip->chip_type = c.type;
-        port->ccb.pause.tx = c.pause ? 1 : 0;
-        qos_velmar_state.model = c.pause ? 131 : 1000; // 131 is a Mirelle, where one class has it all
+    // The type, whether pause is on, and the budget before and after; 0: the sum of the thresholds and what was there.
+    const std::tuple<uint32_t, bool, uint32_t, uint32_t> cases[] = {
+        {0, false, 0x900000, 0x800000}, {0, false, 0x800000, 0x800000}, {0, false, 0x80000000, 0x80000000},
+        {2, false, 100000, 0},          {3, true, 100000, 0},           {3, false, 0x7fffff, 0x800000}};
+    for (const auto &[type, pause, before, after] : cases) {
+        SCOPED_TRACE(testing::Message() << type << " " << std::hex << before); // 0x80000000 is negative, so not above
+        port->chip->chip_type = type;
+        port->ccb.pause.tx = pause ? 1 : 0;
+        qos_velmar_state.model = pause ? 131 : 1000; // 131 is a Mirelle, where one class has it all
         Bytes body = noise(182, 2);
-        put32(body, 12, c.before);
+        put32(body, 12, before);
         const Bytes old = body;
         qaRcvQueSetThresholds(port, bodyIn<qosRcvQueueStatsMsg_t>(body));
-        uint32_t sum = c.before;
+        uint32_t sum = before;
         for (unsigned tc = 0; tc < 8; ++tc) {
             sum += get32(body, 52 + 4 * tc);
-            EXPECT_EQ(get32(body, 52 + 4 * tc) != 0, tc == 0 || !c.pause);
+            EXPECT_EQ(get32(body, 52 + 4 * tc) != 0, tc == 0 || !pause);
         }
-        EXPECT_EQ(get32(body, 12), c.after ? c.after : sum);
-        EXPECT_NE(sum, c.before);
+        EXPECT_EQ(get32(body, 12), after ? after : sum);
+        EXPECT_NE(sum, before);
         EXPECT_EQ(cut(body, 16, 36), cut(old, 16, 36));
         EXPECT_EQ(cut(body, 84, 98), cut(old, 84, 98));
     }
@@ -402,23 +373,25 @@ TEST_F(Statistics, ClearOfEverythingGoesChipByChip)
     Bytes policer = policerAddBody(PORT, 5);
     EXPECT_EQ(tell(31, policer), 0U);
     inside.driver.requests();
-    const Devices one_chip = {49, 41, 42, 50, 51, 52, 53, 54, 55};
     Bytes body = clearBody(ALL, 1, 77);
     EXPECT_EQ(told(41, body), 0U);
-    const std::vector<Bytes> sent = inside.driver.requests();
-    ASSERT_EQ(sent.size(), 1 + 2 * one_chip.size());
-    EXPECT_EQ(get32(recordOf(sent[0]), 28), 46U) << "policers go first";
-    for (size_t i = 1; i < sent.size(); ++i) {
-        const Bytes record = recordOf(sent[i]);
-        EXPECT_TRUE(holds(record, {{0, CLEAR}, {28, one_chip[(i - 1) % one_chip.size()]}}));
-        EXPECT_EQ(get32(sent[i], 20), i <= one_chip.size() ? CHIP : SECOND_CHIP);
-    }
+    const std::vector<Bytes> requests = inside.driver.requests();
+    ASSERT_EQ(requests.size(), 19U);
+    Devices targets(10, CHIP);
+    targets.resize(19, SECOND_CHIP);
+    EXPECT_EQ(wordsAt(requests, 20), targets);
+    std::vector<Bytes> sent;
+    for (const Bytes &one : requests)
+        sent.push_back(recordOf(one));
+    EXPECT_EQ(wordsAt(sent, 0), Devices(19, CLEAR));
+    EXPECT_EQ(wordsAt(sent, 28), (Devices{46, 49, 41, 42, 50, 51, 52, 53, 54, 55, // policers go first
+                                          49, 41, 42, 50, 51, 52, 53, 54, 55}));
     const Bytes ports = cosRecord(CLEAR, 40, 40, {{28, 49}, {36, 0x40000000}});
-    EXPECT_EQ(recordOf(sent[1]), ports);
+    EXPECT_EQ(sent[1], ports);
     const Bytes reasons = cosRecord(CLEAR, 56, 28, {{28, 42}, {32, 1}, {48, ALL}, {52, 1}});
-    EXPECT_EQ(recordOf(sent[3]), reasons);
-    EXPECT_EQ(recordOf(sent[4]).size(), 48U);
-    EXPECT_EQ(get32(recordOf(sent[4]), 32), 1U);
+    EXPECT_EQ(sent[3], reasons);
+    EXPECT_EQ(sent[4].size(), 48U);
+    EXPECT_EQ(get32(sent[4], 32), 1U);
 
     // RED alone walks the same way, without policers and debug counters.
     body = clearBody(PORT, 1);
@@ -429,8 +402,7 @@ TEST_F(Statistics, ClearOfEverythingGoesChipByChip)
 TEST_F(Statistics, AFailureInTheWalkIsOverwrittenByTheNextChip)
 {
     add(SECOND_CHIP, PORT + 0x10000);
-    const Driver::Reply refused = Driver::status(1);
-    const Driver::Reply fine = [](const Bytes &r) { return std::vector<Bytes>{goodReply(r)}; };
+    const Driver::Reply refused = Driver::status(1), fine = Driver::status(0);
     inside.driver.script({refused, fine, refused}); // port counters, then the second debug device
     Bytes body = clearBody(ALL, 1);
     EXPECT_EQ(told(41, body), 0U);
@@ -448,11 +420,8 @@ TEST_F(Statistics, AFailureInTheWalkIsOverwrittenByTheNextChip)
 
 TEST_F(Statistics, ClearOfOneInterface)
 {
-    Bytes watch(33);
-    put32(watch, 0, PORT);
-    watch[28] = 1;
-    EXPECT_EQ(tell(73, watch), 0U);
-    auto *watched = static_cast<qaDropMonitorInfo_t *>(qosLookupChip(8)->drop_monitor_list->head->data);
+    answer(73, bodyOf(QOS_DROP_MONITOR_CFG_MSG, Field{"ifindex", PORT}, Field{"cmd", 1}));
+    auto *watched = entriesOf<qaDropMonitorInfo_t>(qosLookupChip(8)->drop_monitor_list).at(0);
 
     Bytes body = clearBody(PORT, 0, 8);
     EXPECT_EQ(told(41, body), 0U);
@@ -462,7 +431,6 @@ TEST_F(Statistics, ClearOfOneInterface)
     EXPECT_EQ(sent[0], ports);
     EXPECT_EQ(get32(sent[1], 28), 41U);
     EXPECT_TRUE(holds(sent[2], {{48, PORT}, {52, 0}}));
-
     // What the monitor remembers goes even where the driver refuses.
     watched->tdStats.td_drop = 5;
     inside.driver.script({Driver::status(1)});

@@ -1,16 +1,18 @@
 // AVL trees and lists against models, in long random sequences, on the heap, in pools and in a store that refuses
 // memory now and then; and the order, limits and failures that the sequences do not meet.
 #include <algorithm>
+#include <deque>
 #include <list>
 #include <map>
 
+#include "host/describe.h"
+#include "host/store.h"
 #include "inventory/tailq.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
 #include "lib/views.h"
-#include "tests/support/bytes.h"
-#include "tests/support/fake_host.h"
+#include "tests/support/fake_os.h"
 
 namespace {
 
@@ -26,12 +28,21 @@ int compareItems(const void *a, const void *b)
 
 const Item *item(const tnx_avl_node_t *node)
 {
-    return node ? static_cast<const Item *>(node->info) : nullptr;
+    return node ? avlPayload<const Item>(node) : nullptr;
 }
 
 int keyOf(const tnx_avl_node_t *node)
 {
     return node ? item(node)->key : -1;
+}
+
+template <typename View>
+std::vector<int> keysOf(const View &view)
+{
+    std::vector<int> keys;
+    for (const Item &entry : view)
+        keys.push_back(entry.key);
+    return keys;
 }
 
 struct Shape {
@@ -55,14 +66,34 @@ Shape check(const tnx_avl_node_t *node, const tnx_avl_node_t *parent, int side, 
     return {std::max(left.height, right.height) + 1, left.size + right.size + 1};
 }
 
-class ContainersTest : public testing::Test {
+constexpr ha_hndl_t STORE = 1, REFUSING = 2; // the store knows no handle but the first
+
+class ContainersTest : public fake_os::Test {
 protected:
-    void SetUp() override { fake_host::reset(); }
+    static void registerTypes()
+    {
+        EXPECT_EQ(lib_tha_avl_tree_reg(STORE, compareItems, "compareItems"), 0);
+        EXPECT_EQ(lib_tha_linklist_reg(STORE, compareItems, "compareItems", free, "free"), 0);
+    }
+    void SetUp() override
+    {
+        ha_register_t record = {};
+        strcpy(record.atom, "store");
+        ha_hndl_t ha = STORE;
+        static const int opened = ha_register(&record, "", &ha, nullptr);
+        ASSERT_TRUE(opened == 0 && ha == STORE);
+        registerTypes();
+        lib_tha_debug = true;
+        testing::internal::CaptureStdout();
+        ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
+    }
     void TearDown() override
     {
-        EXPECT_EQ(fake_host::blocks.size(), 0u); // nothing of the store is lost
-        EXPECT_EQ(fake_host::bad_frees, 0);      // and nothing of the heap is given to it
+        avl_tree_free(&tree, nullptr);
+        EXPECT_EQ(store_totals.blocks, 0u); // nothing of the store is lost, and nothing of the heap is given to it
+        EXPECT_EQ(testing::internal::GetCapturedStdout().find("free_ptr"), std::string::npos);
     }
+    tnx_avl_tree_t *tree = nullptr;
 };
 
 // Equal keys stand with the latest first.
@@ -105,14 +136,15 @@ void randomTree(unsigned seed, ha_hndl_t ha, int pool, int keys, int steps)
     std::list<Item> items;
     Model model;
     for (int i = 0; i < steps && !testing::Test::HasFatalFailure(); ++i) {
-        // The store refuses every eighth node; growth and decay alternate.
-        fake_host::allocs_before_failure = random.roll() % 8 == 0 ? 0 : -1;
         const int key = static_cast<int>(random.below(static_cast<unsigned>(keys)));
         const Item probe = {key};
+        // Growth and decay alternate.
         const bool grow = random.roll() % 8 < ((i / 512) % 2 ? 3u : 5u);
         if (grow) {
             Item &fresh = items.emplace_back(Item{key});
+            tree->ha_hndl = ha && random.oneIn(8) ? REFUSING : ha; // every eighth node
             fresh.node = avl_insert_return_node(tree, &fresh, 1);
+            tree->ha_hndl = ha;
             const bool full = pool && static_cast<int>(model.size()) == pool;
             ASSERT_EQ(fresh.node == nullptr, full);
             if (fresh.node)
@@ -144,13 +176,13 @@ TEST_F(ContainersTest, RandomTreesMatchTheModel)
     randomTree(1, 0, 0, 1000, 8000);
     randomTree(2, 0, 0, 12, 4000); // many equal keys
     randomTree(3, 0, 60, 100, 6000);
-    randomTree(4, 9, 0, 500, 8000);
-    randomTree(5, 9, 40, 30, 4000);
+    randomTree(4, STORE, 0, 500, 8000);
+    randomTree(5, STORE, 40, 30, 4000);
 }
 
 TEST_F(ContainersTest, TreesRefuseDuplicatesWhenAsked)
 {
-    tnx_avl_tree_t *tree = nullptr;
+    avl_tree_free(&tree, nullptr);
     EXPECT_EQ(avl_create(&tree, -1, compareItems), -1);
     ASSERT_EQ(avl_create(&tree, 4, compareItems), 0);
     Item items[] = {{5}, {3}, {5}, {9}, {1}};
@@ -176,27 +208,20 @@ TEST_F(ContainersTest, TreesRefuseDuplicatesWhenAsked)
 // A refused duplicate below a left turn leaves the ranks on its way raised.
 TEST_F(ContainersTest, ARefusedDuplicateLeavesItsTraceInTheRanks)
 {
-    tnx_avl_tree_t *tree = nullptr;
-    ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
     Item items[] = {{5}, {3}, {3}};
     (void)avl_insert_nodup(tree, &items[0]);
     (void)avl_insert_nodup(tree, &items[1]);
     EXPECT_EQ(avl_top(tree)->rank, 2);
     EXPECT_EQ(avl_insert_nodup(tree, &items[2]), -1);
     EXPECT_EQ(avl_top(tree)->rank, 3);
-    avl_tree_free(&tree, nullptr);
 }
 
 TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
 {
     constexpr int COUNT = 5000;
-    tnx_avl_tree_t *tree = nullptr;
-    ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
-    std::vector<Item> items;
+    std::deque<Item> items;
     for (int i = 0; i < COUNT; ++i)
-        items.push_back({i * 7 % COUNT});
-    for (Item &entry : items)
-        (void)avl_insert(tree, &entry);
+        (void)avl_insert(tree, &items.emplace_back(Item{i * 7 % COUNT}));
     std::vector<int> seen;
     const auto stopAt3 = [](void *info, void *a, void *b) {
         static_cast<std::vector<int> *>(a)->push_back(static_cast<Item *>(info)->key);
@@ -206,14 +231,10 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     EXPECT_EQ(avl_traverse2(tree, stopAt3, &seen, &limit), -9);
     EXPECT_EQ(seen, (std::vector<int>{0, 1, 2, 3}));
     // A walk may delete what it stands on.
-    EXPECT_EQ(avl_traverse(
-                  tree,
-                  [](void *info, void *a) {
-                      return static_cast<Item *>(info)->key % 2 ? avl_remove(static_cast<tnx_avl_tree_t *>(a), info)
-                                                                : 0;
-                  },
-                  tree),
-              0);
+    const auto removeOdd = [](void *info, void *a) {
+        return static_cast<Item *>(info)->key % 2 ? avl_remove(static_cast<tnx_avl_tree_t *>(a), info) : 0;
+    };
+    EXPECT_EQ(avl_traverse(tree, removeOdd, tree), 0);
     EXPECT_EQ(avl_get_tree_size(tree), COUNT / 2);
     for (Item &entry : items)
         if (entry.key % 2)
@@ -240,41 +261,38 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
         EXPECT_TRUE(!below || avl_next(node) == below);
     }
     EXPECT_EQ(visited, COUNT);
-    avl_tree_free(&tree, nullptr);
 }
 
-TEST_F(ContainersTest, TheStoreGetsTypesTagsAndNames)
+TEST_F(ContainersTest, TheStoreGetsTypesAndTags)
 {
-    tnx_avl_tree_t *tree = nullptr;
-    ASSERT_EQ(avl_create_ha_dbg(9, 0, &tree, 0, compareItems, "compareItems", "0123456789012345678901234567890"), 0);
-    const std::string kept = "123456789012345678901234567890";
-    EXPECT_EQ(tree->avl_tree_name, kept);
-    Item *payload = static_cast<Item *>(ha_calloc(9, sizeof(Item), "Item", 0, 1));
-    (void)avl_insert(tree, payload);
-    const fake_host::Block &node = fake_host::blocks.at(tree->root);
-    EXPECT_EQ(node.type, "tnx_avl_node_t");
-    EXPECT_EQ(node.tag, 0x4000000);
-    EXPECT_EQ(node.name, kept);
-    EXPECT_EQ(fake_host::blocks.at(tree).tag, 0);
-    const Item key = *payload;
-    EXPECT_EQ(avl_remove_info2(tree, &key, 9), 0);
-    EXPECT_EQ(avl_remove_info2(tree, &key, 9), -1);
+    const auto expectBlock = [](const void *address, const char *type, int tag) {
+        ASSERT_NE(storeBlock(address), nullptr) << type;
+        EXPECT_EQ(storeBlock(address)->type, describeType(type));
+        EXPECT_EQ(storeBlock(address)->tag, tag) << type;
+    };
     avl_tree_free(&tree, nullptr);
+    ASSERT_EQ(avl_create_ha_dbg(STORE, 0, &tree, 0, compareItems, "compareItems", "0123456789012345678901234567890"),
+              0);
+    EXPECT_STREQ(tree->avl_tree_name, "123456789012345678901234567890");
+    Item *payload = static_cast<Item *>(ha_calloc(STORE, sizeof(Item), "~U08", 0, 1));
+    (void)avl_insert(tree, payload);
+    expectBlock(tree->root, "tnx_avl_node_t", 0x4000000);
+    expectBlock(tree, "tnx_avl_tree_t", 0);
+    const Item key = *payload;
+    EXPECT_EQ(avl_remove_info2(tree, &key, STORE), 0);
+    EXPECT_EQ(avl_remove_info2(tree, &key, STORE), -1);
 
-    tnx_list_t *list = list_new_ha_dbg(9, 0, nullptr);
+    tnx_list_t *list = list_new_ha_dbg(STORE, 0, nullptr);
     EXPECT_STREQ(list->list_name, "unkown");
     listnode_add(list, &tree);
-    EXPECT_EQ(fake_host::blocks.at(list->head).type, "tnx_listnode_t");
-    EXPECT_EQ(fake_host::blocks.at(list).type, "tnx_list_t");
+    expectBlock(list->head, "tnx_listnode_t", 0x4000000);
+    expectBlock(list, "tnx_list_t", 0);
     list_delete(list);
 
-    for (int twice = 0; twice < 2; ++twice) {
-        EXPECT_EQ(lib_tha_avl_tree_reg(9, compareItems, "compareItems"), 0);
-        EXPECT_EQ(lib_tha_linklist_reg(9, compareItems, "compareItems", free, "free"), 0);
-    }
-    EXPECT_EQ(fake_host::registered, (std::set<std::string>{"compareItems", "free", "tnx_avl_node_t", "tnx_avl_tree_t",
-                                                            "tnx_list_t", "tnx_listnode_t"}));
-    EXPECT_NE(lib_tha_avl_tree_reg(9, nullptr, "missing"), 0);
+    registerTypes(); // again
+    for (auto *function : {reinterpret_cast<void *>(compareItems), reinterpret_cast<void *>(free)})
+        EXPECT_GE(describeFunctionNumber(reinterpret_cast<uintptr_t>(function)), 0);
+    EXPECT_NE(lib_tha_avl_tree_reg(STORE, nullptr, "missing"), 0);
 }
 
 void randomList(unsigned seed, ha_hndl_t ha, int steps)
@@ -284,19 +302,21 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
     std::list<Item> items;
     std::list<Item *> model; // sorted, equal ones in the order of their arrival
     for (int i = 0; i < steps; ++i) {
-        fake_host::allocs_before_failure = random.roll() % 8 == 0 ? 0 : -1;
         Item &fresh = items.emplace_back(Item{static_cast<int>(random.roll() % 40)});
         const auto less = [](const Item *a, const Item *b) { return a->key < b->key; };
         const auto low = std::lower_bound(model.begin(), model.end(), &fresh, less);
         const bool known = low != model.end() && (*low)->key == fresh.key;
         Item *first = known ? *low : nullptr;
         EXPECT_EQ(list_lookup_data(list, &fresh), first);
+        const ha_hndl_t now = ha && random.oneIn(8) ? REFUSING : ha;
         switch (random.roll() % 4) {
         case 0:
+            list->ha_hndl = now;
             EXPECT_NE(listnode_add_sort(list, &fresh), nullptr);
             model.insert(std::upper_bound(model.begin(), model.end(), &fresh, less), &fresh);
             break;
         case 1:
+            list->ha_hndl = now;
             EXPECT_EQ(listnode_add_sort_nodup(list, &fresh), known ? 1 : 0);
             if (!known)
                 model.insert(low, &fresh);
@@ -310,12 +330,13 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
             EXPECT_EQ(listnode_delete(list, first), known ? 0 : -1);
             model.remove(first);
         }
-        std::vector<void *> forward, backward;
+        list->ha_hndl = ha;
+        std::list<void *> forward, backward;
         for (const tnx_listnode_t *node = list->head; node; node = node->next)
             forward.push_back(node->data);
         for (const tnx_listnode_t *node = list->tail; node; node = node->prev)
-            backward.insert(backward.begin(), node->data);
-        ASSERT_EQ(forward, std::vector<void *>(model.begin(), model.end()));
+            backward.push_front(node->data);
+        ASSERT_EQ(forward, std::list<void *>(model.begin(), model.end()));
         ASSERT_EQ(backward, forward);
         ASSERT_EQ(list->count, model.size());
     }
@@ -325,43 +346,27 @@ void randomList(unsigned seed, ha_hndl_t ha, int steps)
 TEST_F(ContainersTest, RandomListsMatchTheModel)
 {
     randomList(1, 0, 3000);
-    randomList(2, 9, 3000);
-}
-
-std::vector<int> keysOf(const tnx_list_t *list)
-{
-    std::vector<int> keys;
-    for (const Item &entry : listView<const Item>(list))
-        keys.push_back(entry.key);
-    return keys;
+    randomList(2, STORE, 3000);
 }
 
 TEST_F(ContainersTest, TypedViews)
 {
-    EXPECT_TRUE(keysOf(nullptr).empty());
-    for ([[maybe_unused]] const Item &entry : avlView<const Item>(nullptr))
-        ADD_FAILURE();
+    EXPECT_TRUE(keysOf(listView<const Item>(nullptr)).empty());
+    EXPECT_TRUE(keysOf(avlView<const Item>(nullptr)).empty());
     EXPECT_EQ(avlFind(nullptr, Item{1}), nullptr);
     EXPECT_EQ(listFind(nullptr, Item{1}), nullptr);
-
     Item i[] = {{2}, {1}, {3}};
-    tnx_avl_tree_t *tree;
-    ASSERT_EQ(avl_create(&tree, 0, compareItems), 0);
     tnx_list_t *list = list_create(compareItems, nullptr);
     for (Item &entry : i) {
         (void)avl_insert(tree, &entry);
         listnode_add(list, &entry);
     }
-    std::vector<int> keys;
-    for (const Item &entry : avlView<const Item>(tree))
-        keys.push_back(entry.key);
-    EXPECT_EQ(keys, (std::vector<int>{1, 2, 3}));
-    EXPECT_EQ(keysOf(list), (std::vector<int>{2, 1, 3}));
+    EXPECT_EQ(keysOf(avlView<const Item>(tree)), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(keysOf(listView<const Item>(list)), (std::vector<int>{2, 1, 3}));
     EXPECT_EQ(avlFind(tree, Item{3}), &i[2]);
     EXPECT_EQ(listFind(list, Item{1}), &i[1]);
     EXPECT_EQ(avlFind(tree, Item{4}), nullptr);
     EXPECT_EQ(listFind(list, Item{4}), nullptr);
-    avl_tree_free(&tree, nullptr);
     list_delete(list);
 }
 
@@ -379,7 +384,7 @@ TEST_F(ContainersTest, ListPositionsAndLookups)
     listnode_add_after(list, nullptr, &i[0]);
     list_add_node_next(list, list->tail, &i[5]);
     EXPECT_EQ(list_add_node_prev(list, nullptr, &i[5]), nullptr);
-    EXPECT_EQ(keysOf(list), (std::vector<int>{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(keysOf(listView<const Item>(list)), (std::vector<int>{0, 1, 2, 3, 4, 5}));
     EXPECT_EQ(listnode_head(list), &i[0]);
     EXPECT_EQ(list_lookup_data(list, &i[3]), nullptr); // needs a comparison
     EXPECT_EQ(list_lookup_data2(list, compareItems, &i[3]), &i[3]);

@@ -1,31 +1,40 @@
 // The library's module in both roles: what start-up leaves and installs, and the interface commands by their texts.
 #include "lib/kor.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include "core/module.h"
 #include "core/msgq.h"
 #include "core/state.h"
 #include "lib/lib_instance.h"
-#include "tests/support/fake_host.h"
+#include "tests/support/fake_os.h"
 #include "tests/support/printer.h"
+#include "velmar/lib_nsm.h"
+
+static std::vector<std::string> told; // who hears of interfaces that go
+
+int imi_client_clear_index(void *, uint32_t ifindex)
+{
+    told.push_back("management " + std::to_string(ifindex));
+    return 0;
+}
+
+int nsm_lib_send_ifg_delete(void *, uint32_t ifindex)
+{
+    told.push_back("network services " + std::to_string(ifindex));
+    return 0;
+}
 
 namespace {
 
-class KorTest : public testing::Test {
+class KorTest : public fake_os::Test {
 protected:
     void SetUp() override
     {
-        fake_os::reset();
-        fake_host::reset();
+        told.clear();
         qos_velmar_state = {};
         qos_velmar_state.progname = "dorvmd";
         qos_velmar_state.vss_handle = 21;
         qos_velmar_state.stage = QOS_STAGE_ACTIVE;
-        qos_velmar_state.msgq = fake_host::queue();
+        qos_velmar_state.msgq = fake_os::queue();
     }
     void TearDown() override { lib_stop(qos_velmar_state.lib); }
     void start(bool agent)
@@ -34,6 +43,8 @@ protected:
         ASSERT_EQ(qosKorInit(), 0);
         lib = qos_velmar_state.lib;
         cli = printer.cli(CONFIG_MODE);
+        if (!agent)
+            log.expectErr("Invoking host_vty_init");
     }
     // Runs a command in the configuration mode: its result. What it printed is in `printer`.
     int run(const char *text)
@@ -57,15 +68,14 @@ TEST_F(KorTest, TheAgentGetsASchedulerAndNoCommands)
     EXPECT_EQ(lib->protocol, 48u);
     EXPECT_EQ(lib->vss_handle, 21);
     EXPECT_EQ(lib->ctree, nullptr);
-    ASSERT_EQ(fake_host::errors.size(), 1u);
-    EXPECT_NE(fake_host::errors[0].find("): dorvmd: Bailing out\n"), std::string::npos);
+    EXPECT_EQ(log.count("): dorvmd: Bailing out"), 1u);
     // A post now wakes the scheduler that is started next.
     thread_asp_start(
         lib, [](void *) {}, qos_velmar_state.msgq);
-    fake_host::post(11);
+    fake_os::post(11);
     char byte;
     EXPECT_EQ(read(lib->master->asp_pipe[0], &byte, 1), 1);
-    for (MSG_Q_ID queue : {fake_host::queue(), MSG_Q_ID{}}) {
+    for (MSG_Q_ID queue : {fake_os::queue(), MSG_Q_ID{}}) {
         qos_velmar_state.msgq = queue;
         EXPECT_EQ(qosMsgQSend(QOS_MOD_KOR, 1, 2, 3) == QOS_OK, queue != nullptr);
     }
@@ -96,12 +106,8 @@ TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
     ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0);
     ASSERT_EQ(cli_install_gen(lib->ctree, CONFIG_MODE, 1, 0, &ping), 0); // a second time changes nothing
     EXPECT_EQ(lib->ctree->mode[CONFIG_MODE].tail->element, &ping);
-    const struct {
-        const char *text;
-        int result;
-        const char *choices; // at its end
-        const char *tail;    // what Tab adds
-    } cases[] = {
+    // The choices at its end, and what Tab adds.
+    const std::tuple<const char *, int, const char *, const char *> cases[] = {
         {"", CLI_NO_COMMAND, "interface no exit end", ""},
         {"e", CLI_AMBIGUOUS, "exit end", ""},
         {"ex", 0, "exit", "it "},
@@ -117,21 +123,21 @@ TEST_F(KorTest, WordsAreFoundByTheirBeginnings)
         {"e y", CLI_AMBIGUOUS, nullptr, ""},
         {"1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17", CLI_NO_COMMAND, nullptr, ""},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(run(c.text), c.result) << c.text;
+    char tail[32];
+    for (const auto &[text, result, expected, added] : cases) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(run(text), result);
         cli_choice_t choices[8];
-        const int count = cli_choices(lib->ctree, CONFIG_MODE, c.text, choices, 8);
-        EXPECT_EQ(count < 0, c.choices == nullptr) << c.text;
+        const int count = cli_choices(lib->ctree, CONFIG_MODE, text, choices, 8);
+        EXPECT_EQ(count < 0, expected == nullptr);
         std::string words;
         for (int i = 0; i < count; ++i)
             words += (i ? " " : "") + std::string(choices[i].word, choices[i].length);
-        EXPECT_EQ(words, c.choices ? c.choices : "") << c.text;
-        char tail[32];
-        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, c.text, tail, sizeof tail), strlen(c.tail)) << c.text;
-        EXPECT_STREQ(tail, c.tail) << c.text;
+        EXPECT_EQ(words, expected ? expected : "");
+        EXPECT_EQ(cli_complete(lib->ctree, CONFIG_MODE, text, tail, sizeof tail), strlen(added));
+        EXPECT_STREQ(tail, added);
     }
     // As far as the choices agree.
-    char tail[32];
     static const cli_element_t show = {"show dorvmd mi statistics", ping.handler, nullptr};
     ASSERT_EQ(cli_install_gen(lib->ctree, EXEC_MODE, 1, 0, &show), 0);
     EXPECT_EQ(cli_complete(lib->ctree, EXEC_MODE, "show dorvmd m", tail, sizeof tail), 0u);
@@ -211,17 +217,16 @@ TEST_F(KorTest, InterfacesComeGoAndAreForgotten)
     EXPECT_EQ(current(), "");
     EXPECT_EQ(ifg_lookup_by_index(&lib->ifg, 0x48000005), nullptr);
     const std::string index = std::to_string(0x48000005);
-    EXPECT_EQ(fake_host::calls,
-              (std::vector<std::string>{"nsm_lib_send_ifg_delete " + index, "imi_client_clear_index " + index}));
+    EXPECT_EQ(told, (std::vector<std::string>{"network services " + index, "management " + index}));
 
     // In Standby the network services are not told.
-    fake_host::calls.clear();
+    told.clear();
     qos_velmar_state.stage = QOS_STAGE_STANDBY;
     run("interface vlan 6");
     run("interface port-channel 7");
     run("no interface vlan 6");
     EXPECT_EQ(current(), "po7"); // another one stays current
-    EXPECT_EQ(fake_host::calls.size(), 1u);
+    EXPECT_EQ(told.size(), 1u);
     static_cast<interface_t *>(cli.ifindex_obj)->info = calloc(1, 8);
     EXPECT_EQ(run("no interface port-channel 7"), 0);
     EXPECT_EQ(current(), "");

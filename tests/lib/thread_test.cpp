@@ -1,15 +1,11 @@
 // The event scheduler on virtual time: what runs, in which order and when, and what an event leaves behind.
 #include "lib/thread.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <gtest/gtest.h>
-#include <thread>
-#include <unistd.h>
 
 #include "lib/lib_instance.h"
-#include "tests/support/fake_host.h"
+#include "tests/support/fake_os.h"
+#include "velmar/process.h"
 
 using event_t = struct thread;
 using Names = std::vector<std::string>;
@@ -45,25 +41,50 @@ struct Pipe {
     }
     int in() const { return fd[0]; }
     int out() const { return fd[1]; }
-    void fill() const { EXPECT_EQ(write(fd[1], "x", 1), 1); }
 };
 
-class ThreadTest : public testing::Test {
+// One with something to read.
+struct Filled : Pipe {
+    Filled() { EXPECT_EQ(write(out(), "x", 1), 1); }
+};
+
+gioti_t engine = {};
+int engine_wait_ms = -1; // what it asks for, once
+
+} // namespace
+
+// The platform's engine: three descriptors, and a call to add after the wait that it asked for.
+int gioti_start(gioti_t *)
+{
+    return 0;
+}
+
+unsigned gioti_pre_select(gioti_t *, struct pollfd *fds, unsigned count, unsigned, int *wait_ms)
+{
+    *wait_ms = engine_wait_ms;
+    std::fill_n(fds + count, 3, pollfd{-1, 0, 0});
+    return count + 3;
+}
+
+void gioti_post_select(gioti_t *gioti, const struct pollfd *, unsigned)
+{
+    const auto call = [](void *arg) { ran.push_back(arg == &engine ? "engine" : "another"); };
+    if (std::exchange(engine_wait_ms, -1) >= 0)
+        gioti->add_call(gioti->zg, call, gioti, 0);
+}
+
+namespace {
+
+class ThreadTest : public fake_os::Test {
 protected:
     void SetUp() override
     {
-        fake_os::reset();
-        fake_host::reset();
         ran.clear();
         lib = lib_create("test");
         lib->master = thread_master_create();
         m = lib->master;
     }
-    void TearDown() override
-    {
-        lib_stop(lib);
-        EXPECT_EQ(fake_host::errors, errors);
-    }
+    void TearDown() override { lib_stop(lib); }
     bool step()
     {
         event_t event;
@@ -83,15 +104,12 @@ protected:
 
     lib_instance_t *lib = nullptr;
     thread_master *m = nullptr;
-    const MSG_Q_ID queue = fake_host::queue();
-    Names errors; // expected error lines
+    const MSG_Q_ID queue = fake_os::queue();
 };
 
 TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
 {
-    const Pipe a, b;
-    a.fill();
-    b.fill();
+    const Filled a, b;
     thread_asp_start(lib, noteMessage, queue);
     thread_add_write(lib, note, name("write"), a.out());
     thread_add_read(lib, note, name("read"), b.in());
@@ -104,7 +122,7 @@ TEST_F(ThreadTest, OnePassFillsTheReadyListsInOrder)
     thread_add_queue_low(lib, note, name("queued low"), 0);
     thread_enqueue_read_middle(lib, note, name("queued middle"), b.in());
     thread_add_read_pend(lib, note, name("pending"), 0);
-    fake_host::post(11);
+    fake_os::post(11);
     EXPECT_EQ(runAll(), (Names{"pending", "queued middle", "queued low", "event 1", "event 2", "timer", "message 11",
                                "read high", "read", "write", "low 1"}));
     EXPECT_EQ(fake_os::timeouts.front(), 0);
@@ -136,9 +154,7 @@ TEST_F(ThreadTest, AReadyEventKeepsItsValueAndItsOwnRecordIsFreeAlready)
 
 TEST_F(ThreadTest, DescriptorsAreOneShotAndShareTheirFlag)
 {
-    const Pipe low, a;
-    low.fill();
-    a.fill();
+    const Filled low, a;
     EXPECT_EQ(thread_add_read(lib, note, nullptr, -1), nullptr);
     EXPECT_EQ(thread_enqueue_read_middle(lib, note, nullptr, -1), nullptr);
     thread_add_write(lib, note, name("write"), a.out());
@@ -164,9 +180,7 @@ TEST_F(ThreadTest, DescriptorsAreOneShotAndShareTheirFlag)
 
 TEST_F(ThreadTest, TheLibrarysOwnSocketsComeLast)
 {
-    const Pipe a, b, c;
-    for (const Pipe *p : {&a, &b, &c})
-        p->fill();
+    const Filled a, b, c;
     lib->client_fd = a.in();
     lib->second_fd = b.in();
     thread_add_read_high(lib, note, name("client"), a.in());
@@ -177,8 +191,7 @@ TEST_F(ThreadTest, TheLibrarysOwnSocketsComeLast)
 
 TEST_F(ThreadTest, TimersComeInTimeAndByList)
 {
-    const char *names[] = {"0", "1", "2", "3", "4", "5", "6", "7"};
-    for (const char *text : names)
+    for (const char *text : {"0", "1", "2", "3", "4", "5", "6", "7"})
         thread_add_timer(lib, note, name(text), 1); // equal times: one list after the other
     EXPECT_EQ(runAll(), (Names{"0", "4", "1", "5", "2", "6", "3", "7"}));
 
@@ -199,10 +212,7 @@ TEST_F(ThreadTest, TimersComeInTimeAndByList)
 
 TEST_F(ThreadTest, TimesOutOfRangeAreCutToTheEndOfTime)
 {
-    const struct {
-        timeval wait;
-        int sec, usec;
-    } cases[] = {
+    const std::tuple<timeval, int, int> cases[] = {
         {{0x7fffffff, 0}, 0x7fffffff, 0},
         {{-2000, 0}, 0x7fffffff, 0},
         {{1, -5}, 1001, 0x7fffffff},
@@ -211,10 +221,10 @@ TEST_F(ThreadTest, TimesOutOfRangeAreCutToTheEndOfTime)
         {{-1, 0}, 999, 0}, // not negative as a sum: in the past
         {{0x7fffffff - 1000, 0}, 0x7fffffff, 0},
     };
-    for (const auto &c : cases) {
-        const event_t *timer = thread_add_timer_timeval(lib, note, name("past"), &c.wait);
-        EXPECT_EQ(timer->u.due.sec, c.sec) << c.wait.tv_sec;
-        EXPECT_EQ(timer->u.due.usec, c.usec) << c.wait.tv_usec;
+    for (const auto &[wait, sec, usec] : cases) {
+        const event_t *timer = thread_add_timer_timeval(lib, note, name("past"), &wait);
+        EXPECT_EQ(timer->u.due.sec, sec) << wait.tv_sec;
+        EXPECT_EQ(timer->u.due.usec, usec) << wait.tv_usec;
     }
     // The long waits are made of the longest that poll takes.
     EXPECT_EQ(runAll().size(), std::size(cases));
@@ -239,14 +249,11 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
 {
     msgQSetWakeup(queue, thread_asp_wakeup, lib);
     thread_asp_start(lib, noteMessage, queue);
-    EXPECT_EQ(fake_host::calls, (Names{"KOR_ASPMainLoop", "swd_register"}));
-    fake_host::calls.clear();
     fake_os::on_poll = [&] {
         for (const uint8_t type : {11, 15, 12, 18, 21})
-            fake_host::post(type);
+            fake_os::post(type);
     };
     EXPECT_EQ(runAll(), (Names{"message 11", "message 12"}));
-    EXPECT_EQ(fake_host::calls, (Names{"vss_process", "isc_process", "smi_process"}));
     EXPECT_EQ(fake_os::timeouts.front(), -1); // the pipe has ended a wait without limit
     char byte;
     EXPECT_EQ(read(m->asp_pipe[0], &byte, 1), -1); // and is empty again
@@ -256,55 +263,46 @@ TEST_F(ThreadTest, QueueMessagesGoToTheirReceivers)
         thread_asp_wakeup(lib);
     EXPECT_NE(m->asp_read, nullptr);
     // A message that was taken and will never run is freed with the master.
-    fake_host::post(11);
-    fake_host::post(11);
-    EXPECT_TRUE(([&] {
-        event_t event;
-        return thread_fetch(lib, &event) && thread_call(&event) == 0;
-    })());
+    fake_os::post(11);
+    fake_os::post(11);
+    event_t event;
+    EXPECT_TRUE(thread_fetch(lib, &event) && thread_call(&event) == 0);
 }
 
 TEST_F(ThreadTest, AQueueWithoutItsPipeIsStillSeen)
 {
     fake_os::pipe_fails = true;
     thread_asp_start(lib, noteMessage, queue);
-    EXPECT_EQ(fake_host::calls, Names{});
-    fake_host::post(11);
+    fake_os::post(11);
     EXPECT_EQ(runAll(), Names{"message 11"});
     thread_asp_wakeup(lib);
-    ASSERT_EQ(fake_host::errors.size(), 2u);
-    EXPECT_NE(fake_host::errors[0].find("ASP msgQ wakeup pipe create failed"), std::string::npos);
-    EXPECT_NE(fake_host::errors[1].find("ASP msgQ wakeup pipe write failed(Bad file descriptor)"), std::string::npos);
-    errors = fake_host::errors;
+    log.expectErr({"ASP msgQ wakeup pipe create failed", "ASP msgQ wakeup pipe write failed(Bad file descriptor)"});
 }
 
 TEST_F(ThreadTest, TheWatchdogIsGreetedInWaitsAndInBusyTimes)
 {
-    fake_host::swd_handle = 3;
-    fake_host::swd_seconds = 20;
+    fake_os::swd_handle = 3;
+    fake_os::swd_seconds = 20;
     thread_asp_start(lib, noteMessage, queue);
-    fake_host::calls.clear();
     thread_add_timer(lib, note, name("timer"), 50);
     EXPECT_TRUE(step());
     EXPECT_EQ(fake_os::timeouts, (std::vector<int>{20000, 20000, 10000, 0}));
-    EXPECT_EQ(fake_host::calls, Names(4, "swd_hello"));
+    EXPECT_EQ(fake_os::greetings, 4u);
 
     // No pass while something is ready: then it is the event after the interval that greets.
-    fake_host::calls.clear();
     thread_heartbeat_set(lib, 5);
     for (int i = 0; i < 6; ++i)
         thread_add_queue_low(lib, note, name("busy"), 0);
     for (int i = 0; i < 6; ++i) {
         EXPECT_TRUE(step());
-        EXPECT_EQ(fake_host::calls.size(), i < 5 ? 0u : 1u) << i;
+        EXPECT_EQ(fake_os::greetings, i < 5 ? 4u : 5u) << i;
         fake_os::now_us += 999999 + (i == 4 ? 5 : 0);
     }
 }
 
 TEST_F(ThreadTest, CancelFindsEveryList)
 {
-    const Pipe a;
-    a.fill();
+    const Filled a;
     thread_cancel(thread_add_read(lib, note, nullptr, a.in()));
     thread_cancel(thread_add_read_high(lib, note, nullptr, a.in()));
     thread_cancel(thread_add_write(lib, note, nullptr, a.out()));
@@ -337,16 +335,8 @@ TEST_F(ThreadTest, CancelFindsEveryList)
 
 TEST_F(ThreadTest, AnEngineSharesTheLoop)
 {
-    static gioti_t gioti = {};
-    EXPECT_EQ(thread_giot_start(lib, &gioti), 0);
-    fake_host::giot_wait_ms = 30;
-    fake_host::giot_entries = 3;
-    fake_host::giot_call = [](void *arg) {
-        EXPECT_EQ(arg, &gioti);
-        ran.push_back("engine");
-        fake_host::giot_call = nullptr;
-        fake_host::giot_wait_ms = -1;
-    };
+    EXPECT_EQ(thread_giot_start(lib, &engine), 0);
+    engine_wait_ms = 30;
     thread_add_timer(lib, note, name("timer"), 1);
     EXPECT_EQ(runAll(), (Names{"engine", "timer"}));
     EXPECT_EQ(fake_os::timeouts[0], 30);

@@ -8,9 +8,10 @@
 
 namespace {
 
-constexpr uint32_t ALL = 0x8bc00000;
 constexpr uint32_t BUDGET = 400000; // of a port
 constexpr uint32_t CONFIG = 0x17250003, SET = 0x23050002, GET = 0x23050001, COUNTERS = 0x0A050001;
+
+using List = std::vector<Bytes>;
 
 // Answers as the chip does, with bytes of a test's own at an offset of the record; refuses the next requests of a
 // command after `accepted` of them.
@@ -19,20 +20,20 @@ struct Chip {
     std::map<uint32_t, Bytes> data; // by command, from offset 12
     uint32_t refused = 0;
     int accepted = 0;
+    uint32_t handles = 0;
 
-    std::vector<Bytes> answer(const Bytes &request)
+    List reply(const Bytes &request)
     {
         const std::lock_guard<std::mutex> guard(lock);
         const uint32_t command = get32(request, 48);
-        Bytes reply(std::max<size_t>(12, get32(request, 44)));
-        put32(reply, 0, command);
-        const Bytes &own = data[command];
-        std::copy_n(own.begin(), std::min(own.size(), reply.size() - 12), reply.begin() + 12);
+        Bytes record(std::max<size_t>(12, get32(request, 44)));
+        put32(record, 0, command);
+        put(record, 12, cut(data[command], 0, record.size() - 12));
         if (command == 0x17250035) // a handle that tells one entry from the other
-            put(reply, {{12, get32(request, 48 + 56)}, {20, 0xaa}, {28, 0x12340000}, {32, ++handles}});
+            put(record, {{12, get32(request, 48 + 56)}, {20, 0xaa}, {28, 0x12340000}, {32, ++handles}});
         if (command == refused && accepted-- <= 0)
-            reply[7] = 3;
-        return {answerTo(request, reply)};
+            record[7] = 3;
+        return {answerTo(request, record)};
     }
     void refuse(uint32_t command, int after = 0)
     {
@@ -45,7 +46,6 @@ struct Chip {
         const std::lock_guard<std::mutex> guard(lock);
         data[command] = std::move(bytes);
     }
-    uint32_t handles = 0;
 };
 
 struct Larkin : testing::Test {
@@ -55,7 +55,7 @@ struct Larkin : testing::Test {
 
     void SetUp() override
     {
-        inside.driver.always([state = chip](const Bytes &request) { return state->answer(request); });
+        inside.driver.always([state = chip](const Bytes &request) { return state->reply(request); });
         Bytes buffers(8);
         put(buffers, {{0, 9000000}, {4, BUDGET}});
         chip->give(GET, buffers);
@@ -72,15 +72,7 @@ struct Larkin : testing::Test {
         addPort();
         inside.driver.requests();
     }
-    std::vector<Bytes> sent(uint32_t target = LARKIN_CHIP)
-    {
-        std::vector<Bytes> records;
-        for (const Bytes &request : inside.driver.requests()) {
-            EXPECT_EQ(get32(request, 20), target);
-            records.push_back(recordOf(request));
-        }
-        return records;
-    }
+    List sent() { return inside.records(LARKIN_CHIP); }
 };
 
 Bytes ccbBody(uint32_t ifindex)
@@ -97,10 +89,8 @@ qosCcbMsg_t *ccb(Bytes &body)
 // The entry records that both selections fill alike; `n` counts the handles that Chip has given.
 Bytes tcamAdd(uint32_t table, uint32_t key, uint32_t port_mask, uint32_t value_mask)
 {
-    Bytes add = dceRecord(0x17250035, 140, 0, 0, {{44, 1 << 16}, {56, key}, {60, LARKIN_PORT}});
-    put16(add, 42, table);
-    put(add, {{68, port_mask}, {72, value_mask}});
-    return add;
+    return dceRecord(0x17250035, 140, 0, 0,
+                     {{40, table}, {44, 1 << 16}, {56, key}, {60, LARKIN_PORT}, {68, port_mask}, {72, value_mask}});
 }
 
 Bytes tcamUpdate(uint32_t table, uint32_t length, uint32_t key, uint32_t n)
@@ -114,11 +104,6 @@ uint32_t swapped(uint32_t tc)
     return tc == 0 ? 1 : tc == 1 ? 0 : tc;
 }
 
-std::string textAt(const Bytes &body, size_t at)
-{
-    return reinterpret_cast<const char *>(&body[at]);
-}
-
 } // namespace
 
 TEST_F(Larkin, ChipAndPortComeUp)
@@ -128,14 +113,11 @@ TEST_F(Larkin, ChipAndPortComeUp)
     ASSERT_EQ(up.size(), 5U);
     for (const auto &[at, table, size] : {std::tuple{0U, 0x1006U, 24U}, {1U, 0x2005U, 64U}}) {
         Bytes region = up[at];
-        EXPECT_EQ(region[22] & 0xc0, 0) << "the other bits are what the buffer held";
-        region[22] = 0;
+        EXPECT_EQ(std::exchange(region[22], 0) & 0xc0, 0) << "the other bits are what the buffer held";
         EXPECT_EQ(region, dceRecord(0x17250033, 32, 0, 0,
                                     {{16, table << 16 | 1}, {24, size << 16 | 256}, {28, size << 16 | 12}}));
     }
-    Bytes red = dceRecord(SET, 28, 28, 1, {{12, 1}, {16, 0xffffffff}, {24, 0xffffffff}});
-    put16(red, 8, 15);
-    EXPECT_EQ(up[2], red);
+    EXPECT_EQ(up[2], dceRecord(SET, 28, 28, 1, {{8, 15 << 16 | 1}, {12, 1}, {16, 0xffffffff}, {24, 0xffffffff}}));
     EXPECT_EQ(up[3], dceRecord(GET, 20, 34, 1));
     Bytes multicast = dceRecord(CONFIG, 44, 20, 8);
     for (uint32_t i = 0; i < 8; ++i)
@@ -159,17 +141,17 @@ TEST_F(Larkin, ChipAndPortComeUp)
     auto added = sent();
     ASSERT_EQ(added.size(), 4U);
     added.pop_back(); // the policers' question for the port's group
-    EXPECT_EQ(added, (std::vector<Bytes>{dceRecord(SET, 24, 36, 1, {{12, LARKIN_PORT}, {16, BUDGET}}),
-                                         priorities(Bytes(8, 1)), dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}})}));
+    EXPECT_EQ(added, (List{dceRecord(SET, 24, 36, 1, {{12, LARKIN_PORT}, {16, BUDGET}}), priorities(Bytes(8, 1)),
+                           dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}})}));
     Bytes weights = ccbBody(LARKIN_PORT);
     put(weights, {{108, 0x02010101}, {112, 0x01010101}, {116, 1}});
     EXPECT_EQ(tell(QOS_PRI_TAILDROP_MSG, weights), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{priorities(cut(weights, 28, 8))}));
+    EXPECT_EQ(sent(), (List{priorities(cut(weights, 28, 8))}));
     EXPECT_NE(thresholds[0], thresholds[1]);
 
     Bytes buffer = ccbBody(LARKIN_PORT);
     EXPECT_EQ(larkSetPortBuf(ccb(buffer)), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(SET, 20, 38, 1, {{12, LARKIN_PORT}, {16, BUDGET}})}));
+    EXPECT_EQ(sent(), (List{dceRecord(SET, 20, 38, 1, {{12, LARKIN_PORT}, {16, BUDGET}})}));
     qosChip_t bare = {};
     EXPECT_EQ(larkinRedChipInit(&bare), 0U) << "without a profile";
     EXPECT_TRUE(sent().empty());
@@ -190,9 +172,8 @@ TEST_F(Larkin, CosMapAddsThenUpdates)
 {
     ready();
     Bytes body = l2Body(LARKIN_PORT, LARKIN_CHIP, 5, 0);
-    const uint8_t cos[] = {7, 6, 5, 4, 3, 2, 1, 0}, tc[] = {1, 0, 2, 3, 4, 5, 6, 3};
-    memcpy(&body[34], cos, 8);
-    memcpy(&body[42], tc, 8);
+    const Bytes cos = {7, 6, 5, 4, 3, 2, 1, 0}, tc = {1, 0, 2, 3, 4, 5, 6, 3};
+    put(body, 34, cos + tc);
     const auto result = [&](uint32_t p) { return uint32_t{cos[p]} << 24 | swapped(tc[p]) << 13; };
     const Bytes registers =
         dceRecord(CONFIG, 76, 8, 1, {{12, 0x3FC0}, {32, 0x01234567}, {72, LARKIN_PORT}}); // the last is 7, not 3
@@ -209,13 +190,13 @@ TEST_F(Larkin, CosMapAddsThenUpdates)
     // The fourth add fails: three entries stay, the register map goes out and its status is the answer.
     chip->refuse(0x17250035, 3);
     EXPECT_EQ(told(QOS_COSTRUST_MSG, body), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{added(0), added(1), added(2), added(3), registers}));
+    EXPECT_EQ(sent(), (List{added(0), added(1), added(2), added(3), registers}));
     EXPECT_EQ(port->l2_pri.tcam_handle_valid, 0x07);
     chip->refuse(0);
     chip->handles = 3;
     EXPECT_EQ(tell(QOS_COSTRUST_MSG, body), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{updated(0), updated(1), updated(2), added(3), added(4), added(5), added(6),
-                                          added(7), registers}));
+    EXPECT_EQ(sent(),
+              (List{updated(0), updated(1), updated(2), added(3), added(4), added(5), added(6), added(7), registers}));
     EXPECT_EQ(port->l2_pri.tcam_handle_valid, 0xff);
 
     // The default CoS goes to the port itself; its failure has no say in the status.
@@ -279,8 +260,7 @@ TEST_F(Larkin, PauseAndPfc)
     Bytes body = ccbBody(LARKIN_PORT);
     put32(body, 36, 1);
     EXPECT_EQ(larkSetPause(ccb(body)), 0U);
-    EXPECT_EQ(sent(),
-              (std::vector<Bytes>{dceRecord(SET, 40, 31, 1, {{12, LARKIN_PORT}, {16, 1}, {24, 23600}, {28, 14000}})}));
+    EXPECT_EQ(sent(), (List{dceRecord(SET, 40, 31, 1, {{12, LARKIN_PORT}, {16, 1}, {24, 23600}, {28, 14000}})}));
     EXPECT_EQ(port->ccb.pause.rx, 0) << "the record follows the message";
     port->ccb.pfc[1].rx = 1;
     port->ccb.pfc[6].tx = 2;
@@ -290,9 +270,9 @@ TEST_F(Larkin, PauseAndPfc)
     for (uint32_t p = 0; p < 8; ++p)
         put(pfc, {{12 + 32 * p, LARKIN_PORT}, {16 + 32 * p, p << 16}, {28 + 32 * p, 23600}, {32 + 32 * p, 14000}});
     put(pfc, {{12 + 32 + 8, 1}, {12 + 6 * 32 + 12, 1}});
-    EXPECT_EQ(sent(), (std::vector<Bytes>{pfc}));
+    EXPECT_EQ(sent(), (List{pfc}));
     EXPECT_EQ(larkSetEmergencyPause(ccb(body)), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}, {16, 51684}})}));
+    EXPECT_EQ(sent(), (List{dceRecord(SET, 20, 39, 1, {{12, LARKIN_PORT}, {16, 51684}})}));
     chip->refuse(SET);
     EXPECT_EQ(told(QOS_PFC_MSG, body), 22U);
     Bytes unknown = ccbBody(LARKIN_PORT + 0x8000);
@@ -307,26 +287,22 @@ TEST_F(Larkin, RedOnAPort)
     ready();
     const auto expected = [](uint32_t mask, std::initializer_list<std::pair<size_t, uint32_t>> words) {
         Bytes red = dceRecord(SET, 52, 30, 1, words);
-        put16(red, 8, 15);
-        put(red, {{12, LARKIN_PORT}, {16, mask << 16}});
+        put(red, {{8, 15 << 16 | 1}, {12, LARKIN_PORT}, {16, mask << 16}});
         return std::vector<Bytes>{red};
     };
-    const struct {
-        uint32_t cos, set;
-        std::vector<Bytes> record;
-    } steps[] = {
+    const std::tuple<uint32_t, uint32_t, List> steps[] = {
         {2, 1, expected(0x04, {{40, 15}})},
         {7, 1, expected(0x84, {{40, 15}, {20, 15}})},
         {0, 1, expected(0x85, {{40, 15}, {20, 15}, {48, 15}})},
         {7, 1, expected(0x85, {})}, // repeated
         {7, 0, expected(0x05, {{40, 15}, {48, 15}})},
     };
-    for (const auto &step : steps) {
+    for (const auto &[cos, on, record] : steps) {
         Bytes body = ccbBody(LARKIN_PORT);
-        put(body, {{120, step.cos}, {138, step.set}});
+        put(body, {{120, cos}, {138, on}});
         put16(body, 124, 77);
         EXPECT_EQ(tell(QOS_RED_PROFILE_MSG, body), 0U);
-        EXPECT_EQ(sent(), step.record) << "step " << &step - steps;
+        EXPECT_EQ(sent(), record) << cos << " " << on;
     }
     EXPECT_EQ(port->ccb.redConfig[2].globalProfile, 77);
 
@@ -352,7 +328,7 @@ TEST_F(Larkin, Scheduler)
         auto got = sent();
         ASSERT_EQ(got.size(), 1U);
         EXPECT_EQ(get32(got[0], 12) >> 16 & 0x1FFC, 0x1FFCU);
-        std::fill_n(got[0].begin() + 12, 8, uint8_t{0}); // beyond the mask's bits nothing is written
+        put(got[0], 12, Bytes(8)); // beyond the mask's bits nothing is written
         Bytes scheduler = dceRecord(SET, 44, 35, 1, {{20, policy}, {24, 9216}, {28, 16 << 16 | 14}});
         put(scheduler, {{32, 12 << 16 | 10}, {36, 8 << 16 | 6}, {40, 2 << 16 | 4}}); // 0 ahead of 1
         EXPECT_EQ(got[0], scheduler);
@@ -372,13 +348,13 @@ TEST_F(Larkin, MulticastQueues)
         put32(body, 150 + 4 * q, 0x10100 + q);
     EXPECT_EQ(tell(QOS_MCAST_RATELIMIT_MSG, body), 0U);
     EXPECT_TRUE(holds(body, {{24, LARKIN_CHIP}, {183, 0}}));
-    EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(CONFIG, 20, 19, 1, {{12, 0x55660000}, {16, 0x11223344}})}));
+    EXPECT_EQ(sent(), (List{dceRecord(CONFIG, 20, 19, 1, {{12, 0x55660000}, {16, 0x11223344}})}));
     put32(body, 0, LARKIN_CHIP);
     EXPECT_EQ(tell(QOS_MCAST_TAILDROP_MSG, body), 0U);
     Bytes drops = dceRecord(CONFIG, 44, 21, 8);
     for (uint32_t q = 0; q < 8; ++q)
         put32(drops, 12 + 4 * q, q << 16 | (0x100 + q));
-    EXPECT_EQ(sent(), (std::vector<Bytes>{drops}));
+    EXPECT_EQ(sent(), (List{drops}));
     chip->refuse(CONFIG);
     EXPECT_EQ(told(QOS_MCAST_TAILDROP_MSG, body), 22U);
     put32(body, 0, 0x88470000);
@@ -391,10 +367,10 @@ TEST_F(Larkin, MulticastQueues)
     chip->give(0x0A050003, counters);
     inside.driver.requests();
     EXPECT_EQ(tell(QOS_GET_MCAST_RCVQUEUE_STATS_MSG, stats), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(0x0A050003, 164)}));
+    EXPECT_EQ(sent(), (List{dceRecord(0x0A050003, 164)}));
     EXPECT_EQ(get32(stats, 4), 0U);
-    EXPECT_EQ(textAt(stats, 100), "7");
-    EXPECT_EQ(textAt(stats, 100 + 7 * 33), "18446744073709551615");
+    EXPECT_EQ(getText(stats, 100), "7");
+    EXPECT_EQ(getText(stats, 100 + 7 * 33), "18446744073709551615");
 
     // A chip type without the operations, first alone, then at the end of a walk.
     tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
@@ -424,17 +400,17 @@ TEST_F(Larkin, CountersAndTexts)
         {601, "117"},  {601 + 33, "116"}, {601 + 66, "118"}, // the third and fourth with 0 and 1 exchanged
         {865, "1000"}, {865 + 33, "992"}, {1129, "132"},     {1129 + 33, "0"}, {1129 + 99, "1080"}};
     for (const auto &[at, text] : texts)
-        EXPECT_EQ(textAt(queue, at), text) << at;
+        EXPECT_EQ(getText(queue, at), text) << at;
     put32(data, 4, 2);
     chip->give(COUNTERS, data);
     EXPECT_EQ(tell(QOS_GET_FLOWCONTROL_STATS_MSG, flow), 0U);
-    EXPECT_EQ(textAt(flow, 209), "108");
-    EXPECT_EQ(textAt(flow, 275), "109");
-    EXPECT_EQ(textAt(flow, 275 + 33), "110");
+    EXPECT_EQ(getText(flow, 209), "108");
+    EXPECT_EQ(getText(flow, 275), "109");
+    EXPECT_EQ(getText(flow, 275 + 33), "110");
     const auto request = [](uint32_t kind) {
         return dceRecord(COUNTERS, 484, 0, 0, {{12, 1}, {20, kind}, {28, LARKIN_PORT}});
     };
-    EXPECT_EQ(sent(), (std::vector<Bytes>{request(2), request(1)}));
+    EXPECT_EQ(sent(), (List{request(2), request(1)}));
 
     Bytes buffers(108), swm(32), rcv(182);
     put32(buffers, 4, 4321);
@@ -447,16 +423,15 @@ TEST_F(Larkin, CountersAndTexts)
     chip->give(COUNTERS, data);
     put(rcv, {{0, LARKIN_PORT}, {4, 55}, {12, 0x900000}, {16, 7}});
     EXPECT_EQ(tell(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 0U);
-    EXPECT_EQ(sent(),
-              (std::vector<Bytes>{dceRecord(GET, 120, 33, 1, {{12, LARKIN_PORT}}),
-                                  dceRecord(0x0A050005, 44, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}}), request(0)}));
+    EXPECT_EQ(sent(), (List{dceRecord(GET, 120, 33, 1, {{12, LARKIN_PORT}}),
+                            dceRecord(0x0A050005, 44, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}}), request(0)}));
     for (const auto &[at, value] :
          {std::pair{4U, 0U}, {8U, 4321U}, {12U, BUDGET}, {16U, 0U}, {20U, 51U}, {24U, 50U}, {28U, 52U}, {48U, 57U}})
         EXPECT_EQ(get32(rcv, at), value) << at;
-    EXPECT_EQ(textAt(rcv, 149), "42");
+    EXPECT_EQ(getText(rcv, 149), "42");
     chip->refuse(0x0A050005);
     EXPECT_EQ(told(QOS_GET_RCVQUEUE_STATS_MSG, rcv), 22U);
-    EXPECT_EQ(textAt(rcv, 149), "42");
+    EXPECT_EQ(getText(rcv, 149), "42");
     inside.expectErr({"If count mismatch in flowControl response, expected 1, got 2", "ASIC Driver failed",
                       "SWM ioctl for port p failed, rc: 22", "Failed to retrieve SWM Stats"});
 }
@@ -468,7 +443,7 @@ TEST_F(Larkin, Clears)
     auto *message = bodyIn<qosClearStatsMsg_t>(body);
     put(body, {{0, 55}, {4, LARKIN_PORT}});
     EXPECT_EQ(tell(QOS_CLEAR_STATS_MSG, body), 0U);
-    EXPECT_EQ(sent(), (std::vector<Bytes>{dceRecord(0x0A050006, 24, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}})}));
+    EXPECT_EQ(sent(), (List{dceRecord(0x0A050006, 24, 0, 0, {{12, 1}, {16, 1}, {20, LARKIN_PORT}})}));
     for (uint32_t n = 1; n < 42; ++n)
         addPort(LARKIN_PORT + n * 0x8000);
     inside.driver.requests();

@@ -31,6 +31,18 @@ void put(Bytes &bytes, WordsAt words)
         put32(bytes, at, value);
 }
 
+void put(Bytes &bytes, size_t at, const Bytes &part)
+{
+    ASSERT_LE(at + part.size(), bytes.size());
+    std::copy(part.begin(), part.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+void putText(Bytes &bytes, size_t at, uint64_t number)
+{
+    const std::string digits = std::to_string(number);
+    put(bytes, at, text(digits, digits.size() + 1));
+}
+
 uint32_t get32(const Bytes &bytes, size_t at)
 {
     if (at + 4 > bytes.size())
@@ -41,6 +53,20 @@ uint32_t get32(const Bytes &bytes, size_t at)
 uint64_t get64(const Bytes &bytes, size_t at)
 {
     return uint64_t{get32(bytes, at)} << 32 | get32(bytes, at + 4);
+}
+
+std::string getText(const Bytes &bytes, size_t at)
+{
+    const Bytes rest = cut(bytes, at, bytes.size());
+    return {rest.begin(), std::find(rest.begin(), rest.end(), 0)};
+}
+
+std::vector<uint32_t> wordsAt(const std::vector<Bytes> &records, size_t at)
+{
+    std::vector<uint32_t> words;
+    for (const Bytes &record : records)
+        words.push_back(get32(record, at));
+    return words;
 }
 
 testing::AssertionResult holds(const Bytes &bytes, WordsAt words)
@@ -110,32 +136,41 @@ static void setElement(Bytes &body, const wireField &row, size_t at, const Field
         body[at + row.width - 1 - byte] = static_cast<uint8_t>(value >> 8 * byte);
 }
 
-void setField(Bytes &body, uint8_t code, const Field &field)
+// The row of a name, or null.
+static const wireField *rowOf(uint8_t code, const std::string &name)
 {
     const wireBody &layout = *qosMsgInfo(code)->body;
     const wireField *const none = layout.fields + layout.numFields;
-    const auto rowOf = [&](const std::string &name) {
-        return std::find_if(layout.fields, none, [&](const wireField &row) { return name == row.name; });
-    };
+    const wireField *row = std::find_if(layout.fields, none, [&](const wireField &r) { return name == r.name; });
+    return row == none ? nullptr : row;
+}
+
+size_t fieldAt(uint8_t code, const std::string &name)
+{
+    const wireField *row = rowOf(code, name);
+    EXPECT_NE(row, nullptr) << name << " in " << int{code};
+    return row ? row->offset : 0;
+}
+
+void setField(Bytes &body, uint8_t code, const Field &field)
+{
     std::string name = field.name;
-    const wireField *row = rowOf(name);
+    const wireField *row = rowOf(code, name);
     const size_t open = name.find('['), close = name.find(']');
-    const bool indexed = row == none && open != std::string::npos;
+    const bool indexed = !row && open != std::string::npos;
     const size_t first = indexed ? std::stoul(name.substr(open + 1)) : 0;
     if (indexed)
-        row = rowOf(name.erase(open, close + 1 - open));
-    ASSERT_NE(row, none) << field.name << " in " << layout.name;
+        row = rowOf(code, name.erase(open, close + 1 - open));
+    ASSERT_NE(row, nullptr) << field.name << " in " << int{code};
     for (size_t n = 0; n < (indexed ? 1 : std::max<size_t>(row->count, 1)); ++n)
         setElement(body, *row, row->offset + (first + n) * row->stride, field, field.value + n * field.step);
 }
 
 Bytes untouchedBody(uint8_t code)
 {
-    const wireBody &layout = *qosMsgInfo(code)->body;
-    Bytes body(layout.size);
-    for (unsigned i = 0; i < layout.numFields; ++i)
-        if (strcmp(layout.fields[i].name, "status") == 0)
-            setField(body, code, {"status", UNTOUCHED});
+    Bytes body(qosMsgInfo(code)->body->size);
+    if (rowOf(code, "status"))
+        setField(body, code, {"status", UNTOUCHED});
     return body;
 }
 

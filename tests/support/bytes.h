@@ -20,9 +20,13 @@ void put16(Bytes &bytes, size_t at, uint32_t value);
 void put32(Bytes &bytes, size_t at, uint32_t value);
 void put64(Bytes &bytes, size_t at, uint64_t value);
 void put(Bytes &bytes, WordsAt words);
+void put(Bytes &bytes, size_t at, const Bytes &part);
+void putText(Bytes &bytes, size_t at, uint64_t number); // its digits and a zero
 uint32_t get32(const Bytes &bytes, size_t at);
 uint64_t get64(const Bytes &bytes, size_t at);
-testing::AssertionResult holds(const Bytes &bytes, WordsAt words); // the first that differs, if any
+std::string getText(const Bytes &bytes, size_t at);                          // up to a zero
+std::vector<uint32_t> wordsAt(const std::vector<Bytes> &records, size_t at); // one of each
+testing::AssertionResult holds(const Bytes &bytes, WordsAt words);           // the first that differs, if any
 void putNative(Bytes &bytes, size_t at, unsigned width, uint32_t value);
 uint32_t getNative(const Bytes &bytes, size_t at, unsigned width);
 Bytes cut(const Bytes &bytes, size_t from, size_t length);
@@ -42,6 +46,7 @@ struct Field {
     std::string text;
 };
 void setField(Bytes &body, uint8_t code, const Field &field);
+size_t fieldAt(uint8_t code, const std::string &name); // its offset
 template <typename... Fields>
 void set(Bytes &body, uint8_t code, const Fields &...fields)
 {

@@ -53,20 +53,16 @@ Bytes recordOf(const Bytes &request)
 
 Bytes answerTo(const Bytes &request, Bytes record)
 {
-    const uint32_t length = get32(request, 44);
-    record.resize(length);
-    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-    return withEnd(frame(type, getNative(request, 8, 4), driverHeader(6, length) + record));
+    record.resize(get32(request, 44));
+    return replyWith(request, record);
 }
 
 Driver::Reply with(const Bytes &response)
 {
     return [response](const Bytes &request) {
         Bytes record = response;
-        std::copy_n(recordOf(request).begin(), 28, record.begin());
-        const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-        const Bytes header = driverHeader(6, static_cast<uint32_t>(record.size()));
-        return std::vector<Bytes>{withEnd(frame(type, getNative(request, 8, 4), header + record))};
+        put(record, 0, cut(request, RECORD, 28));
+        return std::vector<Bytes>{replyWith(request, record)};
     };
 }
 
@@ -93,6 +89,13 @@ Bytes policerAddBody(uint32_t ifindex, uint32_t id, uint8_t type)
 {
     return bodyOf(QOS_POL_POLICER_ADD_MSG, Field{"ifindex", ifindex}, Field{"ifName", 'p'}, Field{"chip_ifindex", CHIP},
                   Field{"policer_id", id}, Field{"policer_req_type", type});
+}
+
+Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll, uint8_t type)
+{
+    Bytes body = policerAddBody(ifindex, id, type);
+    put(body, {{POL_IS_BUM, 1}, {POL_POLL, poll}});
+    return body;
 }
 
 Bytes policerDelBody(uint32_t ifindex, uint32_t id, uint8_t type)

@@ -30,6 +30,7 @@ constexpr uint32_t portNumber(uint32_t n)
 }
 
 Bytes policerAddBody(uint32_t ifindex, uint32_t id, uint8_t type = 1);
+Bytes bumBody(uint32_t ifindex, uint32_t id, uint32_t poll = 1, uint8_t type = 1); // the same of a BUM policer
 Bytes policerDelBody(uint32_t ifindex, uint32_t id, uint8_t type = 1);
 constexpr size_t POL_IS_BUM = 75, POL_POLL = 71, POL_STATUS = 147;
 

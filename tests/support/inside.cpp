@@ -82,6 +82,12 @@ uint32_t tell(uint8_t code, Bytes &&body)
     return tell(code, body);
 }
 
+Bytes answer(uint8_t code, Bytes body, uint32_t rc)
+{
+    EXPECT_EQ(tell(code, body), rc) << "code " << int{code};
+    return body;
+}
+
 uint32_t told(uint8_t code, Bytes &body)
 {
     const uint32_t rc = tell(code, body);

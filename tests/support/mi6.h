@@ -16,21 +16,54 @@ inline mi6_addr_t mi6Address(const char *service, uint8_t flags, uint16_t mask)
     return address;
 }
 
-inline int openMi6(const char *service, uint16_t mask)
+// What a receiving call gave, by two vectors.
+struct Received {
+    ssize_t got;
+    int error, flags;
+    std::string data;
+    mi6_addr_t from;
+    size_t control;
+    alignas(cmsghdr) unsigned char cmsg[CMSG_SPACE(32)];
+};
+
+inline Received receive(int fd, int flags = MSG_DONTWAIT, size_t size = 60000, size_t control = 0)
 {
-    const mi6_addr_t local = mi6Address(service, 0, mask), peer = {};
-    return mi6_open(&local, &peer);
+    Received r = {};
+    r.data.resize(size);
+    iovec vectors[] = {{r.data.data(), std::min<size_t>(3, size)}, {r.data.data() + 3, size > 3 ? size - 3 : 0}};
+    msghdr message = {&r.from, sizeof r.from, vectors, 2, r.cmsg, control, 0};
+    r.got = velmar_recvmsg(fd, &message, flags);
+    r.error = errno;
+    r.flags = message.msg_flags;
+    r.control = message.msg_controllen;
+    r.data.resize(r.got < 0 ? 0 : static_cast<size_t>(r.got));
+    return r;
 }
 
-inline int sendMi6(int fd, const char *service, uint8_t flags, uint16_t mask, const std::string &data)
-{
-    const mi6_addr_t to = mi6Address(service, flags, mask);
-    // Two vectors, so that the payload's parts keep their order behind the address.
-    char *const bytes = const_cast<char *>(data.data());
-    const size_t half = data.size() / 2;
-    const iovec vectors[] = {{bytes, half}, {bytes + half, data.size() - half}};
-    int out_flags = 0;
-    return mi6_send(fd, &to, vectors, 2, &out_flags);
-}
+// An end of the service "svc", for a scope.
+class Mi6 {
+public:
+    explicit Mi6(uint16_t mask)
+    {
+        const mi6_addr_t local = mi6Address("svc", 0, mask), peer = {};
+        fd = mi6_open(&local, &peer);
+    }
+    ~Mi6() { velmar_close(fd); }
+    Mi6(const Mi6 &) = delete;
+    operator int() const { return fd; }
+    int send(uint8_t flags, uint16_t mask, const std::string &data) const
+    {
+        const mi6_addr_t to = mi6Address("svc", flags, mask);
+        // Two vectors, so that the payload's parts keep their order behind the address.
+        char *const bytes = const_cast<char *>(data.data());
+        const size_t half = data.size() / 2;
+        const iovec vectors[] = {{bytes, half}, {bytes + half, data.size() - half}};
+        int out_flags = 0;
+        return mi6_send(fd, &to, vectors, 2, &out_flags);
+    }
+
+private:
+    int fd;
+};
 
 #endif

@@ -93,13 +93,18 @@ Bytes driverHeader(uint32_t kind, uint32_t body_length)
     return header;
 }
 
+Bytes replyWith(const Bytes &request, const Bytes &record)
+{
+    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
+    const Bytes header = driverHeader(6, static_cast<uint32_t>(record.size()));
+    return withEnd(frame(type, getNative(request, 8, 4), header + record));
+}
+
 Bytes goodReply(const Bytes &request)
 {
-    const uint32_t length = get32(request, 44);
-    Bytes record(std::max<uint32_t>(length, 4));
+    Bytes record(std::max<uint32_t>(get32(request, 44), 4));
     put32(record, 0, get32(request, RECORD));
-    const auto type = static_cast<uint16_t>(getNative(request, 4, 2));
-    return withEnd(frame(type, getNative(request, 8, 4), driverHeader(6, length) + record));
+    return replyWith(request, record);
 }
 
 Bytes eventFrame(uint16_t type, uint32_t kind, const Bytes &body)
@@ -149,11 +154,13 @@ std::vector<Bytes> Driver::requests()
     return std::exchange(seen, {});
 }
 
-std::vector<Bytes> Driver::records()
+std::vector<Bytes> Driver::records(uint32_t target)
 {
     std::vector<Bytes> found = requests();
-    for (Bytes &request : found)
+    for (Bytes &request : found) {
+        EXPECT_TRUE(target == 0 || get32(request, HEADER) == target) << std::hex << get32(request, HEADER);
         request = cut(request, RECORD, request.size());
+    }
     return found;
 }
 
@@ -357,9 +364,14 @@ LiveNode::LiveNode(const NodeOptions &options) : node(options), driver(node.run)
     EXPECT_EQ(manager.receive().size(), 9U) << "registration";
 }
 
+uint32_t LiveNode::status(uint8_t code, const Bytes &body)
+{
+    return get32(manager.tell(code, body), fieldAt(code, "status"));
+}
+
 void LiveNode::addPort()
 {
-    EXPECT_EQ(get32(manager.tell(1, chipUpBody(CHIP, 1, 0, 1)), 2003), 0U);
-    EXPECT_EQ(get32(manager.tell(2, ifAddBody(PORT, "p")), 28), 0U);
+    EXPECT_EQ(status(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1)), 0U);
+    EXPECT_EQ(status(QOS_IFADD_MSG, ifAddBody(PORT, "p")), 0U);
     driver.requests(); // what a chip and a port are programmed with is not the test's own
 }

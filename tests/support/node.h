@@ -28,7 +28,8 @@ Bytes l3Body(uint32_t ifindex, uint32_t chip);
 Bytes frame(uint16_t type, uint32_t seq, const Bytes &payload);
 Bytes withEnd(Bytes data);                               // aligned to 4, the end frame behind it
 Bytes driverHeader(uint32_t kind, uint32_t body_length); // of a response or event
-Bytes goodReply(const Bytes &request);                   // command echoed, the length asked for, all else 0
+Bytes replyWith(const Bytes &request, const Bytes &record);
+Bytes goodReply(const Bytes &request); // command echoed, the length asked for, all else 0
 Bytes eventFrame(uint16_t type, uint32_t kind, const Bytes &body);
 
 // The ASIC driver at RUN/qos/driver. A thread of its own answers each request with the next scripted reply, or with
@@ -38,10 +39,10 @@ public:
     using Reply = std::function<std::vector<Bytes>(const Bytes &request)>; // the datagrams to send
     explicit Driver(const std::string &run);
     void script(std::vector<Reply> replies);
-    void always(Reply reply);               // in place of goodReply
-    std::vector<Bytes> requests();          // since the last call
-    std::vector<Bytes> records();           // theirs, without the headers
-    std::vector<Bytes> await(size_t count); // the requests, once there are `count`
+    void always(Reply reply);                        // in place of goodReply
+    std::vector<Bytes> requests();                   // since the last call
+    std::vector<Bytes> records(uint32_t target = 0); // theirs, without the headers; all to `target`, if it is given
+    std::vector<Bytes> await(size_t count);          // the requests, once there are `count`
     void send(const std::string &socket, const Bytes &bytes) { server.sock.send(run + "/qos/" + socket, bytes); }
 
     static Reply status(uint32_t code); // a COS response with the driver's status
@@ -140,7 +141,8 @@ private:
 // A node at work: stage Active, one manager that has had the registration.
 struct LiveNode {
     explicit LiveNode(const NodeOptions &options = {});
-    void addPort(); // CHIP as a Tessel with PORT on it
+    void addPort();                                   // CHIP as a Tessel with PORT on it
+    uint32_t status(uint8_t code, const Bytes &body); // that a message comes back with
     TestNode node;
     Driver driver;
     Manager manager;

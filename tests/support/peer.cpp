@@ -52,6 +52,14 @@ std::string Socket::receiveText(int timeout_ms) const
     return {bytes.begin(), bytes.end()};
 }
 
+void leaveSocket(const std::string &path)
+{
+    const sockaddr_un address = addressOf(path);
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << path;
+    close(fd);
+}
+
 Server::Server(const std::string &path, Serve serve) : sock(path)
 {
     EXPECT_EQ(pipe2(stop, O_CLOEXEC), 0);

@@ -49,6 +49,8 @@ public:
     std::string path;
 };
 
+void leaveSocket(const std::string &path); // as a process that was killed does
+
 // A socket whose datagrams go to `serve`, on a thread of its own, till the end.
 class Server {
 public:
