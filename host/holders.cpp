@@ -13,6 +13,7 @@
 #include <mutex>
 #include <unistd.h>
 
+#include "host/fault.h"
 #include "host/raslog.h"
 
 namespace {
@@ -63,13 +64,18 @@ bool readRecord(int file, record_t *record)
            record->magic == MAGIC && record->check == checkOf(*record);
 }
 
+bool writeRecord(int file, const record_t &record)
+{
+    return !faultFails(FAULT_WRITE) && pwrite(file, &record, sizeof record, 0) == static_cast<ssize_t>(sizeof record);
+}
+
 void writeMine()
 {
     written = recordOf(mine);
     if (lock_file < 0)
         return;
     errno = 0;
-    if (pwrite(lock_file, &written, sizeof written, 0) == static_cast<ssize_t>(sizeof written)) {
+    if (writeRecord(lock_file, written)) {
         failure = 0;
         return;
     }
@@ -78,7 +84,7 @@ void writeMine()
         rasLog("election: cannot write the lock file, a takeover must do without the list of copies: %s",
                strerror(error));
     failure = error;
-    if (ftruncate(lock_file, 0) != 0)
+    if (faultFails(FAULT_LENGTH) || ftruncate(lock_file, 0) != 0)
         failure = error;
 }
 
@@ -180,7 +186,7 @@ bool holdersMend()
 void holdersBlank(int file)
 {
     const record_t record = recordOf({true, {}, 0, {}});
-    if (pwrite(file, &record, sizeof record, 0) != static_cast<ssize_t>(sizeof record) && ftruncate(file, 0) != 0)
+    if (!writeRecord(file, record) && ftruncate(file, 0) != 0)
         return; // either way it says nothing
 }
 

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/point.h"
 #include "host/raslog.h"
 #include "host/replica.h"
@@ -245,7 +246,7 @@ int64_t monotonicMs()
 
 bool put(const receiver_t *receiver, const msghdr *message)
 {
-    return sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    return faultSend(FAULT_MANAGER_SEND, receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 // Without a wait: a receiver that would have to be waited for is marked. `address` is the receiver's, for notices.
@@ -398,7 +399,7 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
         msghdr in = {};
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
-        const ssize_t got = recvmsg(fd, &in, flags);
+        const ssize_t got = faultReceive(FAULT_MANAGER_RECEIVE, fd, &in, flags);
         if (got < 0) {
             sock->drained = 0;
             sock->drained_bytes = 0;

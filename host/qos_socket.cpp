@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/point.h"
 #include "host/run.h"
 #include "host/socket.h"
@@ -116,7 +117,7 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
         ssize_t sent;
         hostPoint();
         do
-            sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+            sent = faultSend(FAULT_DRIVER_SEND, fd, &out, flags | MSG_NOSIGNAL);
         while (sent < 0 && errno == EINTR);
         hostPoint();
         sock->unanswered = sent >= 0;
@@ -141,7 +142,7 @@ ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
     for (bool reset = false;;) {
         msghdr in = *message;
         in.msg_name = nullptr;
-        const ssize_t got = recvmsg(fd, &in, flags | MSG_DONTWAIT);
+        const ssize_t got = faultReceive(FAULT_DRIVER_RECEIVE, fd, &in, flags | MSG_DONTWAIT);
         if (got >= 0) {
             sock->unanswered = false;
             message->msg_flags = in.msg_flags;

@@ -25,6 +25,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/fault.h"
 #include "velmar/run.h"
 
 namespace {
@@ -210,7 +211,7 @@ int bindLocked(int fd, const char *path, bool pid)
     if (lock >= 0)
         sweep(lock, path);
     fchmod(fd, 0600); // the mode that the file gets
-    int rc = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    int rc = faultFails(FAULT_NAME) ? -1 : bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
     if (rc != 0 && errno == EADDRINUSE) {
         if (refused(path) && unlink(path) == 0)
             rc = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
@@ -297,7 +298,8 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
 int runOpen(const char *path, int flags, const char **why)
 {
     // Without a wait, so that a FIFO holds nobody up; a regular file knows no difference.
-    const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    const bool fails = (flags & O_CREAT) && access(path, F_OK) != 0 && faultFails(FAULT_NAME);
+    const int fd = fails ? -1 : open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     struct stat found;
     if (fd >= 0 && fstat(fd, &found) == 0 && S_ISREG(found.st_mode) && (found.st_uid == geteuid() || found.st_uid == 0))
         return fd;
