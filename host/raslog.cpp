@@ -86,8 +86,9 @@ void put(const char *text)
         makeOld();
         followName();
     }
-    if (!faultFails(FAULT_WRITE))
-        (void)!write(log_fd, line, static_cast<size_t>(length));
+    // What the disk does not take goes to standard error, which somebody else keeps.
+    if (faultFails(FAULT_WRITE) || write(log_fd, line, static_cast<size_t>(length)) != length)
+        complain("%s: %s", text, strerror(errno));
 }
 
 void putCount()
