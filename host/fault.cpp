@@ -195,7 +195,7 @@ const row_t ROWS[] = {
     // Of others: listed here, made there
     {"driver-late", "an answer comes after 15 s; by the driver: fault delay ms=16000", 0, 0, ONCE, nullptr, nullptr},
     {"driver-lost", "an answer does not come; by the driver: fault drop", 0, 0, ONCE, nullptr, nullptr},
-    {"driver-repeated", "an answer comes twice; by the driver: fault repeat", 0, 0, ONCE, nullptr, nullptr},
+    {"driver-repeated", "an answer comes twice; by a driver of one's own", 0, 0, ONCE, nullptr, nullptr},
     {"driver-sequence", "an answer has another number; by the driver: fault wrong-sequence", 0, 0, ONCE, nullptr,
      nullptr},
     {"driver-error", "an error frame instead of an answer; by the driver: fault error", 0, 0, ONCE, nullptr, nullptr},
