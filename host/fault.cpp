@@ -320,17 +320,17 @@ ssize_t faultReceive(fault_place_t place, int fd, msghdr *message, int flags)
     return wrong == FAULT_CUT && got > 0 ? got / 2 : got;
 }
 
-// Either "on", or what is armed from the start: NAME or NAME=N, with commas between.
+// "on", and what is armed from the start: NAME or NAME=N, with commas between.
 void faultOpen()
 {
     const char *given = getenv("VELMAR_FAULTS");
     allowed = given && *given;
-    if (!allowed || strcmp(given, "on") == 0)
-        return;
-    for (std::string rest = given; !rest.empty();) {
+    for (std::string rest = allowed ? given : ""; !rest.empty();) {
         const std::string one = rest.substr(0, rest.find(','));
         rest.erase(0, one.size() + 1);
         const size_t sign = one.find('=');
+        if (one == "on")
+            continue;
         const std::string wrong = arm(one.substr(0, sign), sign == std::string::npos ? "" : one.c_str() + sign + 1);
         if (!wrong.empty())
             complain("VELMAR_FAULTS: %s", wrong.c_str());
