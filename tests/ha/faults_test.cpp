@@ -162,10 +162,17 @@ struct Trial : Duo {
             << log();
         return at;
     }
-    void settle() // until every standby mirrors
+    // Until every standby counts, and has as many blocks and bytes: it counts from before its dump leaves.
+    void settle()
     {
         const std::string all = "\"standbys\":" + std::to_string(live.size() - 1) + "}";
-        EXPECT_TRUE(within([&] { return ctl(active, "stat").find(all) != std::string::npos; })) << log();
+        EXPECT_TRUE(within([&] {
+            const std::string text = ctl(active, "stat");
+            const size_t from = std::min(text.size(), text.find("\"blocks\"")), end = text.find("\"syncs\"");
+            return text.find(all) != std::string::npos && std::all_of(live.begin(), live.end(), [&](int pid) {
+                       return ctl(pid, "stat").find(text.substr(from, end - from)) != std::string::npos;
+                   });
+        })) << log();
     }
 
     const Row &row;
