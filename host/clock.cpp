@@ -122,3 +122,8 @@ bool clockStep(int64_t milliseconds)
         (void)eventfd_write(fd, 1);
     return true;
 }
+
+void clockJump(int64_t milliseconds)
+{
+    clock_offset_ms.fetch_add(milliseconds);
+}

@@ -28,5 +28,6 @@ void clockSeen(int waiter); // takes back the readiness
 // Moves the clock forward and ends every wait that looks at a waiter; false if all steps together would go further than
 // the clock can. Runs on any thread.
 bool clockStep(int64_t milliseconds);
+void clockJump(int64_t milliseconds); // either way, and nobody who waits is told
 
 #endif

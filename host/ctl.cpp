@@ -26,6 +26,7 @@
 #include "host/complain.h"
 #include "host/ctl.h"
 #include "host/election.h"
+#include "host/fault.h"
 #include "host/peer.h"
 #include "host/process.h"
 #include "host/replica.h"
@@ -300,13 +301,10 @@ struct command_t {
     bool main_thread;
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false},
-    {"trace show", traceShow, false},
-    {"clock step", step, false},
-    {"stage", stage, true},
-    {"trace level", traceLevel, true},
-    {"tp", testPoint, true},
-    {"msgq", post, true},
+    {"stat", stat, false},       {"trace show", traceShow, false},
+    {"clock step", step, false}, {"fault", faultCommand, false},
+    {"stage", stage, true},      {"trace level", traceLevel, true},
+    {"tp", testPoint, true},     {"msgq", post, true},
     {"cli", cli, true},
 };
 

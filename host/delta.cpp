@@ -8,6 +8,7 @@
 
 #include "host/delta_records.h"
 #include "host/describe.h"
+#include "host/fault.h"
 #include "host/store.h"
 #include "host/track.h"
 
@@ -244,6 +245,8 @@ void deltaCommit(delta_t *delta, uint64_t sequence)
 
 bool deltaRoomFor(size_t bytes)
 {
+    if (faultFails(FAULT_ROOM))
+        return false;
     void *const room =
         mmap(nullptr, std::max<size_t>(bytes, 1), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (room == MAP_FAILED)

@@ -19,12 +19,14 @@
 #include "host/process.h"
 #include "host/raslog.h"
 #include "host/replica.h"
+#include "host/run.h"
 
 namespace {
 
 constexpr uint32_t STAGE_COLD = 1002;
 constexpr uint32_t STAGE_THA = 1042;
 constexpr uint32_t WORD_ELECTED = 1; // the message of type 15 that the winner's thread posts
+constexpr uint32_t WORD_LOOK = 9;    // of type 18, for nothing but to be read
 constexpr timespec RETRY = {0, 10000000};
 constexpr timespec KEEP = {1, 0};
 constexpr int64_t KEPT_MS = 2000;         // a look at the names that is older was held up with the whole process
@@ -152,12 +154,22 @@ void stepBack()
     processEnd(1);
 }
 
+// A wait goes on with the socket that a descriptor led to when it began.
+void waitAnew()
+{
+    clockStep(0);
+    engineLookAgain();
+    processPost(MSGQ_TYPE_ISC, WORD_LOOK);
+}
+
 // The lock and the names by which others find this process. True if the lock's name is still unsettled.
 bool keepNames()
 {
     const std::lock_guard<std::mutex> lock(keeping);
     if (lockFileDirectoryLost())
         end("the run directory was removed or replaced");
+    if (runKeepNames())
+        waitAnew();
     if (!holds_lock.load())
         return false;
     const name_t name = lockFileKeep();
@@ -196,6 +208,7 @@ bool electionJoin(const ha_register_t *record, ha_hndl_t ha)
         errno = EINVAL;
         return false;
     }
+    (void)holderIsSelf({}); // which looks itself up while there are descriptors
     ops = record->ops;
     handle = ha;
     replicaJoin(record, ha);

@@ -38,6 +38,15 @@ constexpr uint32_t IPC_MESSAGE_MAX = 65536;
 constexpr unsigned ENGINE_FDS = 2;
 constexpr auto STOP_LIMIT = std::chrono::seconds(1);
 
+std::mutex runs_lock;
+giot_t *runs; // the engine whose loop a worker thread is in
+
+void enterLoop(giot_t *giot)
+{
+    const std::lock_guard<std::mutex> lock(runs_lock);
+    runs = giot;
+}
+
 bool serves(giot_t *giot, ioss_kind_t kind)
 {
     const std::lock_guard<std::mutex> lock(giot->lock);
@@ -74,6 +83,13 @@ void serveCalled(void *)
 }
 
 } // namespace
+
+void engineLookAgain()
+{
+    const std::lock_guard<std::mutex> lock(runs_lock);
+    if (runs)
+        giot_wakeup(runs);
+}
 
 int giot_create(giot_t **giot)
 {
@@ -138,10 +154,12 @@ void *giot_run(void *arg)
         giot->runner = pthread_self();
         giot->running = true;
     }
+    enterLoop(giot);
     for (;;) {
         {
             const std::lock_guard<std::mutex> lock(giot->lock);
             if (giot->stop) {
+                enterLoop(nullptr);
                 giot->running = false;
                 giot->left.notify_all();
                 return nullptr;

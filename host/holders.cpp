@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <mutex>
 #include <unistd.h>
 
+#include "host/fault.h"
 #include "host/raslog.h"
 
 namespace {
@@ -63,13 +65,18 @@ bool readRecord(int file, record_t *record)
            record->magic == MAGIC && record->check == checkOf(*record);
 }
 
+bool writeRecord(int file, const record_t &record)
+{
+    return !faultFails(FAULT_WRITE) && pwrite(file, &record, sizeof record, 0) == static_cast<ssize_t>(sizeof record);
+}
+
 void writeMine()
 {
     written = recordOf(mine);
     if (lock_file < 0)
         return;
     errno = 0;
-    if (pwrite(lock_file, &written, sizeof written, 0) == static_cast<ssize_t>(sizeof written)) {
+    if (writeRecord(lock_file, written)) {
         failure = 0;
         return;
     }
@@ -78,7 +85,7 @@ void writeMine()
         rasLog("election: cannot write the lock file, a takeover must do without the list of copies: %s",
                strerror(error));
     failure = error;
-    if (ftruncate(lock_file, 0) != 0)
+    if (faultFails(FAULT_LENGTH) || ftruncate(lock_file, 0) != 0)
         failure = error;
 }
 
@@ -106,7 +113,11 @@ bool isThere(const holder_t &holder, const char *states_of_none)
 {
     char state;
     uint64_t started;
-    return lookAt(holder.pid, &state, &started) && started == holder.started && !strchr(states_of_none, state);
+    errno = 0;
+    if (lookAt(holder.pid, &state, &started))
+        return started == holder.started && !strchr(states_of_none, state);
+    // Without a descriptor to look closer, whoever has the number counts.
+    return (errno == EMFILE || errno == ENFILE) && kill(holder.pid, 0) == 0;
 }
 
 } // namespace
@@ -180,7 +191,7 @@ bool holdersMend()
 void holdersBlank(int file)
 {
     const record_t record = recordOf({true, {}, 0, {}});
-    if (pwrite(file, &record, sizeof record, 0) != static_cast<ssize_t>(sizeof record) && ftruncate(file, 0) != 0)
+    if (!writeRecord(file, record) && ftruncate(file, 0) != 0)
         return; // either way it says nothing
 }
 

@@ -22,6 +22,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "host/fault.h"
 #include "host/holders.h"
 #include "host/raslog.h"
 #include "host/run.h"
@@ -76,6 +77,8 @@ std::string folder()
 // what its link in /proc says would not be the name.
 bool makeFile()
 {
+    if (faultFails(FAULT_NAME))
+        return false;
     int fd = open(folder().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     if (fd >= 0) {
         holdersBlank(fd);

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <time.h>
@@ -23,6 +24,7 @@
 #include <vector>
 
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/peer.h"
 #include "host/point.h"
 #include "host/raslog.h"
@@ -71,6 +73,7 @@ struct mi6_sock_t {
     mi6_addr_t self;  // what stands in front of every datagram
     sockaddr_un path; // where notices go
     int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
+    int spare;        // a descriptor that is given up where there is no other left to read the folder with
     bool scan_failed; // the table is as it was, and the folder has to be read again
     unsigned drained; // datagrams and bytes since the last "would block"
     size_t drained_bytes;
@@ -119,12 +122,28 @@ void forget(receiver_t *receiver)
     receiver->fd = -1;
 }
 
+void keepSpare(mi6_sock_t *sock)
+{
+    if (sock->spare < 0)
+        sock->spare = eventfd(0, EFD_CLOEXEC);
+}
+
+DIR *openFolder(mi6_sock_t *sock, const char *folder)
+{
+    DIR *dir = opendir(folder);
+    if (dir || (errno != EMFILE && errno != ENFILE) || sock->spare < 0)
+        return dir;
+    close(sock->spare);
+    sock->spare = -1;
+    return opendir(folder);
+}
+
 // Brings the table in line with the folder. Receivers that stay keep their sending socket; a name bound anew loses it,
 // since it leads to the socket that had the name before. A folder that cannot be read now changes nothing.
 void scan(mi6_sock_t *sock)
 {
     char folder[sizeof(sockaddr_un::sun_path)];
-    DIR *dir = velmar_run_path(folder, sizeof folder, "mi6", "") == 0 ? opendir(folder) : nullptr;
+    DIR *dir = velmar_run_path(folder, sizeof folder, "mi6", "") == 0 ? openFolder(sock, folder) : nullptr;
     sock->scan_failed = !dir && errno != ENOENT;
     if (sock->scan_failed)
         return;
@@ -151,6 +170,7 @@ void scan(mi6_sock_t *sock)
     }
     if (dir)
         closedir(dir);
+    keepSpare(sock);
     for (receiver_t &receiver : sock->receivers)
         if (!receiver.seen)
             forget(&receiver);
@@ -246,7 +266,20 @@ int64_t monotonicMs()
 
 bool put(const receiver_t *receiver, const msghdr *message)
 {
-    return sendmsg(receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    return faultSend(FAULT_MANAGER_SEND, receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+}
+
+// From the bound socket: where there is no descriptor for a socket of the receiver's own.
+bool putFrom(int fd, const receiver_t *receiver, const msghdr *message)
+{
+    char path[sizeof(sockaddr_un::sun_path)];
+    sockaddr_un address;
+    if (velmar_run_path(path, sizeof path, "mi6", receiver->file) != 0 || !runAddress(&address, path))
+        return false;
+    msghdr out = *message;
+    out.msg_name = &address;
+    out.msg_namelen = sizeof address;
+    return faultSend(FAULT_MANAGER_SEND, fd, &out, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 // Without a wait: a receiver that would have to be waited for is marked. `address` is the receiver's, for notices.
@@ -255,11 +288,14 @@ sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const mi6_a
     receiver->full = false;
     bool sent = receiver->fd >= 0 && put(receiver, message);
     if (!sent && (receiver->fd < 0 || isGone(errno))) {
-        if (!connectTo(receiver))
+        if (connectTo(receiver))
+            sent = put(receiver, message);
+        else if (errno == EMFILE || errno == ENFILE)
+            sent = putFrom(fd, receiver, message);
+        else
             return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
-        sent = put(receiver, message);
     }
-    receiver->full = !sent && errno == EAGAIN && !receiver->over;
+    receiver->full = !sent && errno == EAGAIN && !receiver->over && receiver->fd >= 0;
     if (!sent)
         return isGone(errno) ? sent_t::ABSENT : sent_t::FAILED;
     receiver->patience_ms = FULL_WAIT_MS;
@@ -402,7 +438,7 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
         in.msg_iovlen = message->msg_iovlen + 1;
         in.msg_control = room.bytes;
         in.msg_controllen = PEER_ROOM_ALONE;
-        const ssize_t got = recvmsg(fd, &in, flags);
+        const ssize_t got = faultReceive(FAULT_MANAGER_RECEIVE, fd, &in, flags);
         if (got < 0) {
             sock->drained = 0;
             sock->drained_bytes = 0;
@@ -441,8 +477,9 @@ void mi6Close(mi6_sock_t *sock)
 {
     for (receiver_t &receiver : sock->receivers)
         forget(&receiver);
-    if (sock->watch >= 0)
-        close(sock->watch);
+    for (const int kept : {sock->watch, sock->spare})
+        if (kept >= 0)
+            close(kept);
     delete sock;
 }
 
@@ -476,7 +513,8 @@ int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
         return -1;
     }
     mi6_sock_t *sock = new mi6_sock_t{};
-    sock->watch = -1;
+    sock->watch = sock->spare = -1;
+    keepSpare(sock);
     sock->self.family = AF_MI6;
     memcpy(sock->self.service, service, sizeof sock->self.service);
     sock->self.slot_mask = mask;

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/fault.h"
 #include "host/peer.h"
 
 namespace {
@@ -83,22 +84,7 @@ bool accepted(size_t got, int file, received_t *received)
     return received->head.length == got - sizeof received->head;
 }
 
-} // namespace
-
-int packetSocket()
-{
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd >= 0)
-        packetSetBacklog(fd);
-    return fd;
-}
-
-void packetSetBacklog(int fd)
-{
-    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
-}
-
-ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
+ssize_t sendOne(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
 {
     packet_t head = {MAGIC, VERSION, kind, number, type, static_cast<uint32_t>(length)};
     const bool is_inline = length <= PACKET_INLINE;
@@ -122,8 +108,51 @@ ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, c
     return sent < 0 ? -1 : static_cast<ssize_t>(sizeof head + length);
 }
 
+} // namespace
+
+int packetSocket()
+{
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd >= 0)
+        packetSetBacklog(fd);
+    return fd;
+}
+
+void packetSetBacklog(int fd)
+{
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
+}
+
+ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
+{
+    const int wrong = kind == PACKET_DUMP ? faultAt(FAULT_DUMP) : kind == PACKET_DELTA ? faultAt(FAULT_DELTA) : 0;
+    switch (wrong) {
+    case FAULT_NOTHING:
+        break;
+    case FAULT_CUT:
+        length = length / 2 / sizeof(uint32_t) * sizeof(uint32_t);
+        break;
+    case FAULT_LOST:
+        return static_cast<ssize_t>(length);
+    case FAULT_TWICE:
+        (void)sendOne(fd, kind, number, type, payload, length);
+        break;
+    case FAULT_OVERTAKES:
+        ++number;
+        break;
+    case FAULT_OLD_COPY:
+        ++type;
+        break;
+    default:
+        errno = wrong;
+        return -1;
+    }
+    return sendOne(fd, kind, number, type, payload, length);
+}
+
 int packetReceive(int fd, received_t *received)
 {
+    (void)faultAt(FAULT_POINT);
     *received = {};
     iovec vector = {buffer, sizeof buffer};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
@@ -132,7 +161,7 @@ int packetReceive(int fd, received_t *received)
     message.msg_iovlen = 1;
     message.msg_control = control;
     message.msg_controllen = CMSG_LEN(sizeof(int)); // one descriptor; the kernel keeps any other
-    const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    const ssize_t got = faultReceive(FAULT_PACKET, fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (got < 0)
         return -1;
     const int file = peerFile(&message);

@@ -34,6 +34,7 @@ void pass(count_t *count)
 
 void hostPoint(point_t point)
 {
+    (void)faultAt(FAULT_POINT);
     pass(&all);
     if (point == point_t::COMMIT)
         pass(&commits);

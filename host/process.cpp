@@ -12,6 +12,7 @@
 
 #include "host/complain.h"
 #include "host/election.h"
+#include "host/fault.h"
 #include "host/node.h"
 #include "host/run.h"
 #include "host/swd.h"
@@ -119,6 +120,7 @@ void velmar_sigdefaults(const char *progname)
 {
     complainAs(progname);
     nodeLoad(progname);
+    faultOpen();
     if (signals_taken)
         return;
     signal(SIGXFSZ, SIG_IGN);

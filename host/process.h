@@ -19,6 +19,7 @@ bool processThread(void *(*entry)(void *), void *arg);
 [[noreturn]] void processEnd(int status);
 // The end has begun. The main thread may be anywhere, in its start too, and goes on until the process is gone; so what
 // it may be using stays.
+void engineLookAgain(); // the loop that serves the control socket waits on what its descriptors are now
 bool processEnding();
 
 #endif

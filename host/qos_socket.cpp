@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/peer.h"
 #include "host/point.h"
 #include "host/run.h"
@@ -118,7 +119,7 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
         ssize_t sent;
         hostPoint();
         do
-            sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+            sent = faultSend(FAULT_DRIVER_SEND, fd, &out, flags | MSG_NOSIGNAL);
         while (sent < 0 && errno == EINTR);
         hostPoint();
         sock->unanswered = sent >= 0;
@@ -146,7 +147,7 @@ ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
         in.msg_name = nullptr;
         in.msg_control = room.bytes;
         in.msg_controllen = PEER_ROOM_ALONE;
-        const ssize_t got = recvmsg(fd, &in, flags | MSG_DONTWAIT);
+        const ssize_t got = faultReceive(FAULT_DRIVER_RECEIVE, fd, &in, flags | MSG_DONTWAIT);
         if (got >= 0 && !peerMaySend(fd, &in)) {
             waited = waited || sock->group == GROUP_EVENTS; // where no answer is under way
             continue;

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/run.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
@@ -85,7 +86,9 @@ void put(const char *text)
         makeOld();
         followName();
     }
-    (void)!write(log_fd, line, static_cast<size_t>(length));
+    // What the disk does not take goes to standard error, which somebody else keeps.
+    if (faultFails(FAULT_WRITE) || write(log_fd, line, static_cast<size_t>(length)) != length)
+        complain("%s: %s", text, strerror(errno));
 }
 
 void putCount()

@@ -231,6 +231,11 @@ int64_t giveDump(standby_t *standby)
         return -1;
     }
     standby->holder = holderOf(standby->pid, drawNumber());
+    if (standby->holder.started == 0) {
+        replicaSayOnce(std::string("no standby is served, who asks cannot be looked at: ") + strerror(errno));
+        refuseStandby(*standby, "the active process cannot look at who asks");
+        return -1;
+    }
     standby->state = standby_state_t::JOINED;
     const standby_t given = *standby;
     settleHolders();

@@ -23,10 +23,13 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <vector>
 
+#include "host/fault.h"
 #include "host/peer.h"
+#include "host/raslog.h"
 #include "velmar/run.h"
 
 namespace {
@@ -53,6 +56,7 @@ struct bound_t {
     pid_t owner; // a forked child must not remove its parent's files
     char path[PATH_ROOM];
     struct stat is; // the file: the name may be another's by now
+    bool told;      // that it is gone and cannot be made anew
 };
 
 std::mutex run_lock;
@@ -212,7 +216,7 @@ int bindLocked(int fd, const char *path, bool pid)
     if (lock >= 0)
         sweep(lock, path);
     fchmod(fd, 0600); // the mode that the file gets
-    int rc = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    int rc = faultFails(FAULT_NAME) ? -1 : bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
     if (rc != 0 && errno == EADDRINUSE) {
         if (refused(path) && unlink(path) == 0)
             rc = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
@@ -232,18 +236,57 @@ void remember(int fd, const char *path)
     (void)at_exit;
     // A descriptor that comes again was closed by other means: its old file is no longer ours to remove.
     std::erase_if(bound, [fd](const bound_t &old) { return old.fd == fd; });
-    bound_t entry = {fd, getpid(), {}, {}};
+    bound_t entry = {fd, getpid(), {}, {}, false};
     snprintf(entry.path, sizeof entry.path, "%s", path);
     lstat(path, &entry.is);
     bound.push_back(entry);
 }
 
-void removeOwn(const bound_t &entry)
+bool hasName(const bound_t &entry)
 {
     struct stat now;
-    if (entry.owner == getpid() && lstat(entry.path, &now) == 0 && now.st_dev == entry.is.st_dev &&
-        now.st_ino == entry.is.st_ino)
+    return lstat(entry.path, &now) == 0 && now.st_dev == entry.is.st_dev && now.st_ino == entry.is.st_ino;
+}
+
+void removeOwn(const bound_t &entry)
+{
+    if (entry.owner == getpid() && hasName(entry))
         unlink(entry.path);
+}
+
+void copyOption(int from, int to, int option, int divided_by)
+{
+    int value = 0;
+    socklen_t length = sizeof value;
+    if (getsockopt(from, SOL_SOCKET, option, &value, &length) != 0)
+        return;
+    value /= divided_by; // the kernel doubles what it is given
+    setsockopt(to, SOL_SOCKET, option, &value, sizeof value);
+}
+
+// A socket cannot be given a name again, so another one takes its place. False with errno.
+bool replaceSocket(bound_t *entry)
+{
+    const int fresh = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int old = entry->fd;
+    bool done = fresh >= 0 && bindLocked(fresh, entry->path, runOwner(entry->path) != 0) == 0;
+    if (done) {
+        timeval limit = {};
+        socklen_t length = sizeof limit;
+        if (getsockopt(old, SOL_SOCKET, SO_SNDTIMEO, &limit, &length) == 0)
+            setsockopt(fresh, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        copyOption(old, fresh, SO_RCVBUF, 2);
+        copyOption(old, fresh, SO_SNDBUF, 2);
+        fcntl(fresh, F_SETFL, fcntl(old, F_GETFL));
+        peerAsk(fresh);
+        lstat(entry->path, &entry->is);
+        done = dup3(fresh, old, O_CLOEXEC) >= 0;
+    }
+    const int error = errno;
+    if (fresh >= 0)
+        close(fresh);
+    errno = error;
+    return done;
 }
 
 // Binds and remembers in one, so that the end of the process meets either a file that it knows or none.
@@ -299,7 +342,8 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
 int runOpen(const char *path, int flags, const char **why)
 {
     // Without a wait, so that a FIFO holds nobody up; a regular file knows no difference.
-    const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    const bool fails = (flags & O_CREAT) && access(path, F_OK) != 0 && faultFails(FAULT_NAME);
+    const int fd = fails ? -1 : open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     struct stat found;
     if (fd >= 0 && fstat(fd, &found) == 0 && S_ISREG(found.st_mode) && (found.st_uid == geteuid() || found.st_uid == 0))
         return fd;
@@ -377,6 +421,27 @@ bool runRemoveStale(const char *path)
     const bool gone = refused(path) && unlink(path) == 0;
     close(lock);
     return gone;
+}
+
+bool runKeepNames()
+{
+    bool any = false;
+    const std::lock_guard<std::mutex> lock(bound_lock);
+    for (bound_t &entry : bound) {
+        int type = 0;
+        socklen_t length = sizeof type;
+        if (closed || entry.owner != getpid() || hasName(entry) ||
+            getsockopt(entry.fd, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_DGRAM)
+            continue;
+        const bool done = replaceSocket(&entry);
+        const int error = errno;
+        if (done || !entry.told)
+            rasLog("socket: the name %s was removed or replaced, it %s%s", entry.path,
+                   done ? "is made anew" : "cannot be made anew: ", done ? "" : strerror(error));
+        entry.told = !done;
+        any = any || done;
+    }
+    return any;
 }
 
 void runCleanup()

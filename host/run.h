@@ -29,6 +29,9 @@ bool runAlive(int pid);
 
 // Removes every file of this process. Runs at exit and when the platform ends the process; a thread that wants to bind
 // afterwards stands still.
+// Makes the datagram sockets anew whose names were removed or replaced, under the same descriptors; what waited in the
+// old ones is lost. Any thread. Says so in the event log. True if there was one: whoever waits on it waits in vain.
+bool runKeepNames();
 void runCleanup();
 
 #endif

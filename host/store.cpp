@@ -10,6 +10,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/fault.h"
+
 store_totals_t store_totals;
 
 namespace {
@@ -150,7 +152,7 @@ bool storeOpen()
 
 void *storeTake(size_t size, uint32_t type, int32_t group, int32_t tag)
 {
-    if (!arena.base || size > arena.reserved)
+    if (!arena.base || size > arena.reserved || faultFails(FAULT_BLOCK))
         return nullptr;
     const int64_t number = findRoom(roomFor(size));
     if (number < 0)
@@ -252,7 +254,7 @@ bool storePut(uint32_t number, const store_block_t &block)
 {
     const size_t room = roomFor(block.size);
     const bool is_new = number == arena.blocks.size();
-    if (is_new && (room > arena.reserved - arena.used || !commit(arena.used + room)))
+    if (faultFails(FAULT_BLOCK) || (is_new && (room > arena.reserved - arena.used || !commit(arena.used + room))))
         return false;
     if (is_new)
         cut(room);

@@ -26,6 +26,7 @@
 
 #include "host/clock.h"
 #include "host/complain.h"
+#include "host/fault.h"
 #include "host/mapped.h"
 #include "host/raslog.h"
 #include "host/run.h"
@@ -107,12 +108,14 @@ void removeOld(const char *name)
 // Makes and maps the file with all its blocks in place: a full disk is met here and not by a store into the map.
 void *makeFile(const char *path, size_t size)
 {
+    if (faultFails(FAULT_NAME))
+        return nullptr;
     unlink(path);
     const int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd < 0)
         return nullptr;
     void *map = MAP_FAILED;
-    int error = posix_fallocate(fd, 0, static_cast<off_t>(size));
+    int error = faultFails(FAULT_WRITE) ? errno : posix_fallocate(fd, 0, static_cast<off_t>(size));
     if (error == 0) {
         map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
         error = errno;
@@ -160,7 +163,8 @@ void copyLine(int level, const char *text, size_t length)
     size_t used = static_cast<size_t>(snprintf(line, 16, "%d\t", level));
     used += escape(line + used, text, length);
     line[used++] = '\n';
-    (void)!write(copy_fd, line, used);
+    if (!faultFails(FAULT_WRITE))
+        (void)!write(copy_fd, line, used);
 }
 
 // Where a reader finds a ring: a file, which is read and not mapped, since its owner or a third may shrink it

@@ -13,6 +13,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "host/fault.h"
 #include "host/point.h"
 #include "host/store.h"
 
@@ -50,7 +51,7 @@ bool protectAll(int protection)
 // not known any more.
 bool openPage(unsigned char *page)
 {
-    if (mprotect(page, track.page, PROT_READ | PROT_WRITE) == 0)
+    if (!faultFails(FAULT_PAGE) && mprotect(page, track.page, PROT_READ | PROT_WRITE) == 0)
         return true;
     track.lost = protectAll(PROT_READ | PROT_WRITE);
     return track.lost;

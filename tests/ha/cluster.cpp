@@ -41,9 +41,9 @@ bool ready(int fd, int timeout_ms)
 
 Cluster::Cluster()
     : run(makeRunDir()), manager(run + "/mi6/qosMI.mgr." + std::to_string(getpid())), client(run + "/client"),
-      driver(run)
+      driver(std::make_unique<Driver>(run))
 {
-    driver.always([this](const Bytes &request) { return answer(request); });
+    driver->always([this](const Bytes &request) { return answer(request); });
 }
 
 Cluster::~Cluster()
@@ -57,7 +57,7 @@ int Cluster::start(KillAt kill_at, const std::string &binary)
 {
     const int pid =
         startProgram(binary.empty() ? DORVALD_POINTS_BINARY : binary, {"dorvald", "-s", "1", "-S", "ethsw"}, run,
-                     {"VELMAR_VSS=auto", "VELMAR_KILL_AT=" + std::to_string(kill_at.point),
+                     {"VELMAR_VSS=auto", "VELMAR_FAULTS=" + faults, "VELMAR_KILL_AT=" + std::to_string(kill_at.point),
                       "VELMAR_KILL_AT_COMMIT=" + std::to_string(kill_at.commit)},
                      run + "/stderr", prepare);
     agents[pid] = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
@@ -99,8 +99,11 @@ std::string Cluster::ctl(int pid, const std::string &command)
 {
     const std::string path = run + "/ctl/dorvald." + std::to_string(pid);
     for (int ms = 0; ms < PATIENCE_MS && !ready(agents.at(pid), 1); ++ms)
-        if (client.send(path, command))
-            return client.receiveText(PATIENCE_MS);
+        if (client.send(path, command)) {
+            pollfd entries[] = {{client.fd, POLLIN, 0}, {agents.at(pid), POLLIN, 0}};
+            poll(entries, 2, PATIENCE_MS);
+            return client.receiveText(0);
+        }
     return "";
 }
 
@@ -156,6 +159,16 @@ Bytes Cluster::echo(int pid)
     return found;
 }
 
+bool Cluster::dead(int pid)
+{
+    return ready(agents.at(pid), 0);
+}
+
+bool Cluster::answered(int timeout_ms)
+{
+    return ready(manager.fd, timeout_ms);
+}
+
 bool Cluster::listen(int timeout_ms)
 {
     const Bytes got = manager.receive(timeout_ms).bytes;
@@ -172,17 +185,35 @@ Bytes Cluster::exchange(int pid, const Bytes &batch)
 std::vector<Request> Cluster::requests()
 {
     const Bytes mark = {1};
-    std::vector<Request> found;
+    std::vector<Bytes> all = std::exchange(kept, {});
     manager.send(run + "/qos/driver", mark);
-    for (bool all = false; !all;)
-        for (const Bytes &request : driver.await(1)) {
-            all = all || request == mark;
-            if (request != mark)
-                found.push_back({std::count(POLLS, POLLS + 2, get32(request, RECORD)) > 0, getNative(request, 4, 2),
-                                 getNative(request, 8, 4),
-                                 cut(request, 20, isUncleared(request) ? HEADS : request.size())});
-        }
+    while (all.empty() || all.back() != mark)
+        for (const Bytes &request : driver->await(1))
+            all.push_back(request);
+    std::vector<Request> found;
+    for (const Bytes &request : all)
+        if (request != mark)
+            found.push_back({std::count(POLLS, POLLS + 2, get32(request, RECORD)) > 0, getNative(request, 4, 2),
+                             getNative(request, 8, 4),
+                             cut(request, 20, isUncleared(request) ? HEADS : request.size())});
     return found;
+}
+
+void Cluster::tamper(std::function<std::vector<Bytes>(const Bytes &request, std::vector<Bytes> good)> with)
+{
+    driver->always([this, with](const Bytes &request) { return with(request, answer(request)); });
+}
+
+void Cluster::driverIs(bool there)
+{
+    if (there)
+        driver = std::make_unique<Driver>(run);
+    else
+        kept = driver->requests();
+    if (there)
+        tamper([](const Bytes &, std::vector<Bytes> good) { return good; });
+    else
+        driver.reset();
 }
 
 // The same request always gets the same answer.

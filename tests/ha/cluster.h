@@ -28,6 +28,7 @@ public:
     // Starts an agent: its process id.
     int start(KillAt kill_at = {}, const std::string &binary = "");
     std::function<void()> prepare;           // what an agent does ahead of its program: limits
+    std::string faults = "on";               // its VELMAR_FAULTS
     bool ended(int pid, int timeout_ms = 0); // true once it was killed, and then it is forgotten
     int status(int pid);                     // waits for its end by itself, and gives what it exited with; -1 if killed
     void kill(int pid);
@@ -42,10 +43,16 @@ public:
     bool send(int pid, const Bytes &batch) const; // false if it is gone
     // The echo of the next batch; empty if the agent died without one. Other messages go to `unasked`.
     Bytes echo(int pid);
+    bool dead(int pid);
+    bool answered(int timeout_ms);       // there is something from an agent
     bool listen(int timeout_ms = 20000); // for one message that was not asked for; false if none comes
     Bytes exchange(int pid, const Bytes &batch);
     std::vector<Request> requests();  // those that came since the last call
     std::atomic<uint32_t> refused{0}; // seed of the commands that the driver refuses from now on, 0 for none
+    void driverIs(bool there);
+    void storm(int pid, const Bytes &event) { driver->send("group6." + std::to_string(pid), event); }
+    // From now on the driver's answers to a request go through this; on the driver's thread.
+    void tamper(std::function<std::vector<Bytes>(const Bytes &request, std::vector<Bytes> good)> with);
 
     const std::string run;
     std::shared_ptr<ChipState> chip = std::make_shared<ChipState>();
@@ -57,7 +64,8 @@ private:
     std::map<int, int> agents;                          // pidfd by pid
     std::map<int, size_t> read;                         // of the event log
     Socket manager, client;
-    Driver driver;
+    std::vector<Bytes> kept; // requests to a driver that is gone
+    std::unique_ptr<Driver> driver;
 };
 
 #endif

@@ -31,10 +31,10 @@ Duo::Duo(KillAt second_ends, const std::function<void()> &limits)
         chip->ports[portNumber(n)] = 0;
     first = start();
     lead(first);
-    Bytes batch = message(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1), 0x77);
+    brought_up = message(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1), 0x77);
     for (uint32_t n = 1; n <= PORTS; ++n)
-        batch = batch + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
-    EXPECT_FALSE(exchange(first, batch).empty());
+        brought_up = brought_up + message(QOS_IFADD_MSG, ifAddBody(portNumber(n), "p"), 0x77);
+    EXPECT_FALSE(exchange(first, brought_up).empty());
     second = start(second_ends);
     join(second);
 }

@@ -27,6 +27,7 @@ struct Duo : Cluster {
     Bytes configure(int pid, uint32_t n);
     // Kills `from`: `to` must go on with the same content.
     void handOver(int from, int to);
+    Bytes brought_up; // the first batch
     int first, second;
 };
 

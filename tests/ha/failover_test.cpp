@@ -485,19 +485,3 @@ TEST(Takeover, EndWhileStandbysJoin)
     }
     EXPECT_GT(held, 0U);
 }
-
-// Whoever wins first ends while it takes over: the other standby's copy is still good.
-TEST(Takeover, SecondEndBeforeAnythingChanged)
-{
-    for (long point = 1; point <= 6; ++point) {
-        SCOPED_TRACE(point);
-        Duo duo({point, 0});
-        const int third = duo.start();
-        duo.join(third);
-        const auto before = content(duo);
-        EXPECT_TRUE(duo.logged(duo.first, "has left"));
-        duo.kill(duo.first);
-        EXPECT_TRUE(duo.logged(third, "active, with its predecessor's state"));
-        expectSame(content(duo), before);
-    }
-}

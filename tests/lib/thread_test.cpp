@@ -3,6 +3,7 @@
 
 #include <climits>
 
+#include "host/process.h"
 #include "lib/lib_instance.h"
 #include "tests/support/fake_os.h"
 #include "velmar/process.h"
@@ -72,6 +73,8 @@ void gioti_post_select(gioti_t *gioti, const struct pollfd *, unsigned)
     if (std::exchange(engine_wait_ms, -1) >= 0)
         gioti->add_call(gioti->zg, call, gioti, 0);
 }
+
+void engineLookAgain() {}
 
 namespace {
 
