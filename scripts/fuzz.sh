@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
 
-RUNS=3000
+RUNS=2000
 limit=${1-}
 if ! [[ $limit =~ ^([0-9]+m?|bounded)$ ]]; then
     echo "fuzz.sh: give the seconds for each target, or the minutes for all, as in: scripts/fuzz.sh 60, scripts/fuzz.sh 60m" >&2
