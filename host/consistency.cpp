@@ -342,8 +342,8 @@ bool checkRange(image_t *image, const part_t &part, uint64_t from, uint64_t end)
     return true;
 }
 
-// The objects, and of the blocks what the words put something into: nothing leads to what is all zeros, and there may
-// be a thousand times as much of it as there are words.
+// The objects, and of the blocks what the words put something into or lead to: of the rest, all zeros, there may be a
+// thousand times as much as there are words.
 void checkAll(image_t *image, std::span<const uint32_t> words)
 {
     for (const uint64_t begin : image->objects)
@@ -357,6 +357,11 @@ void checkAll(image_t *image, std::span<const uint32_t> words)
         const uint64_t length = op == DELTA_BYTES ? record[0] >> DELTA_SHIFT : sizeof(void *);
         const part_t *const part = partAround(*image, beginOf(*image, record[1]) + 1);
         if (part && !checkRange(image, *part, record[2], record[2] + length))
+            return;
+        if (op != DELTA_POINTER || record[0] >> DELTA_SHIFT != DELTA_TO_BLOCK)
+            continue;
+        const part_t *const target = partAround(*image, image->blocks[record[3]] + 1);
+        if (target && !checkRange(image, *target, record[4], uint64_t{record[4]} + 1))
             return;
     }
 }

@@ -63,6 +63,9 @@ void fuzzOne(const uint8_t *data, size_t size)
 
 void fuzzSeeds(const fuzzAdd_t &add)
 {
+    const uint32_t large[] = {DELTA_BLOCK, 0, 0, 1U << 29, 0, 0, 0, 1}; // a block of zeros
+    add("\1\1");                                                        // nothing at all
+    add("\1\1" + std::string(reinterpret_cast<const char *>(large), sizeof large));
     for (uint8_t type = 0; type < 4; type++) {
         agentBegin(type);
         for (const uint8_t code : {4, 9, 12, 14, 19, 31, 33, 34, 37, 73})
