@@ -41,7 +41,8 @@ std::string deltaWrong(std::span<const uint32_t> words, bool dump, uint64_t sequ
 // What objects hold ahead of the first dump, kept once; and the way back to it, with an empty store.
 void deltaKeepStart();
 void deltaBackToStart();
-// Takes a checked one; the store is empty before a dump. False if memory ran out on the way.
+void deltaClear(); // the store empty and objects zeroed, as a dump is told against
+// Takes a checked one, a dump behind deltaClear. False if memory ran out on the way.
 bool deltaTake(std::span<const uint32_t> words);
 
 #endif

@@ -205,6 +205,20 @@ uintptr_t targetAddress(uint32_t kind, uint32_t number, uint32_t offset)
 
 std::vector<std::vector<unsigned char>> start; // every object's bytes; empty before deltaKeepStart
 
+// What a copy takes along of an object: from other bytes, or zeros for null.
+void setObject(const describe_object_t &object, const unsigned char *from)
+{
+    const describe_plan_t *plan = describePlan(object.type);
+    for (uint32_t record = 0; record + plan->size <= object.size; record += plan->size)
+        for (const describe_leaf_t &leaf : plan->leaves) {
+            unsigned char *const to = object.address + record + leaf.offset;
+            if (from)
+                memcpy(to, from + record + leaf.offset, leaf.size);
+            else
+                memset(to, 0, leaf.size);
+        }
+}
+
 } // namespace
 
 void deltaKeepStart()
@@ -218,12 +232,15 @@ void deltaBackToStart()
 {
     storeClear();
     const auto &objects = describeObjects();
-    for (size_t i = 0; i < start.size() && i < objects.size(); ++i) {
-        const describe_plan_t *plan = describePlan(objects[i].type);
-        for (uint32_t record = 0; record + plan->size <= objects[i].size; record += plan->size)
-            for (const describe_leaf_t &leaf : plan->leaves)
-                memcpy(objects[i].address + record + leaf.offset, &start[i][record + leaf.offset], leaf.size);
-    }
+    for (size_t i = 0; i < start.size() && i < objects.size(); ++i)
+        setObject(objects[i], start[i].data());
+}
+
+void deltaClear()
+{
+    storeClear();
+    for (const describe_object_t &object : describeObjects())
+        setObject(object, nullptr);
 }
 
 std::string deltaWrong(words_t words, bool dump, uint64_t sequence)

@@ -1,6 +1,7 @@
 // The node file: `key = value` lines, "#" starts a comment. Keys: model, slot, slot_base, instance.
 #include "host/node.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -76,6 +77,22 @@ const char *takeLine(char *line)
 
 expm_t __expm = {{0, 0}, 1, 1, {0, 0, 0, 0, 0}, 0, {0, 0}};
 
+std::string nodeTake(FILE *file)
+{
+    std::string wrong;
+    char *line = nullptr;
+    size_t room = 0;
+    ssize_t length;
+    for (int number = 1; wrong.empty() && (length = getline(&line, &room, file)) >= 0; ++number) {
+        const bool whole = strlen(line) == static_cast<size_t>(length);
+        const std::string shown(line, std::min(strcspn(line, "\r\n"), SHOWN_MAX));
+        if (const char *why = whole ? takeLine(line) : "there is a NUL byte in it")
+            wrong = "line " + std::to_string(number) + ": " + why + ": '" + shown + "'";
+    }
+    free(line);
+    return wrong;
+}
+
 void nodeLoad(const char *progname)
 {
     char text[2 * PATH_MAX];
@@ -95,23 +112,15 @@ void nodeLoad(const char *progname)
         fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, fd < 0 ? why : strerror(errno));
         exit(1);
     }
-    char *line = nullptr;
-    size_t room = 0;
-    ssize_t length;
-    for (int number = 1; (length = getline(&line, &room, file)) >= 0; ++number) {
-        const bool whole = strlen(line) == static_cast<size_t>(length);
-        char shown[SHOWN_MAX + 1];
-        snprintf(shown, sizeof shown, "%.*s", static_cast<int>(strcspn(line, "\r\n")), line);
-        if (const char *wrong = whole ? takeLine(line) : "there is a NUL byte in it") {
-            fprintf(stderr, "%s: %s line %d: %s: '%s'\n", progname, path, number, wrong, shown);
-            exit(1);
-        }
+    const std::string wrong = nodeTake(file);
+    if (!wrong.empty()) {
+        fprintf(stderr, "%s: %s %s\n", progname, path, wrong.c_str());
+        exit(1);
     }
     if (ferror(file)) {
         fprintf(stderr, "%s: cannot read %s: %s\n", progname, path, strerror(errno));
         exit(1);
     }
-    free(line);
     fclose(file);
 }
 

@@ -2,6 +2,13 @@
 #ifndef HOST_NODE_H
 #define HOST_NODE_H
 
+#include <cstdio>
+#include <string>
+
+// Takes the lines of a node file into __expm and the model, up to the first malformed one: empty, or its number, what
+// is wrong and the line.
+std::string nodeTake(FILE *file);
+
 // Reads RUN/node into __expm and the model. A file with a malformed line, or a run directory that cannot be used, is
 // reported on standard error with `progname` in front and ends the process with status 1.
 void nodeLoad(const char *progname);

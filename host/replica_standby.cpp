@@ -106,7 +106,7 @@ bool takeDump(const received_t &received, std::span<const uint32_t> words)
     if (replica.ops->recv_dump)
         replica.ops->recv_dump(replica.handle, REPLICA_VERSION, static_cast<uint32_t>(received.head.number));
     setContent(content_t::OUTDATED);
-    storeClear();
+    deltaClear(); // a dump that leaves out an object must not leave it with pointers into the old store
     replica.sequence = received.head.number;
     if (!deltaTake(words)) {
         replicaSayOnce("no memory for a dump");

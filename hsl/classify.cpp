@@ -48,9 +48,11 @@ static choice_t mapChoice(const hslPort_t &port, const hslFlow_t &flow)
     return {tc ? "default of the L2 map" : "no map", tc.value_or(0)};
 }
 
-void hslClassify(hslModel_t &model)
+void hslClassify(hslModel_t &model, int flat)
 {
     for (auto &[ifindex, port] : model.ports) {
+        if (flat >= 0 && flat != port.flat)
+            continue;
         auto chip = model.chips.find(port.flat);
         for (auto &flow : port.traffic.flows) {
             if (chip == model.chips.end() || (!flow.cos && !flow.dscp))

@@ -6,6 +6,6 @@
 struct hslModel_t;
 
 // Gives every flow with a CoS or a DSCP its priority, and the name of what decided. For hslModelFollow.
-void hslClassify(hslModel_t &model);
+void hslClassify(hslModel_t &model, int flat);
 
 #endif

@@ -75,6 +75,8 @@ static std::string controlShow(hslServer_t &server, const words_t &words)
     }
     if (words.size() != 1)
         return "error: show takes nothing, 'port PORT', 'chip SLOT/CHIP' or 'tcam SLOT/CHIP [REGION]'";
+    if (auto error = hslTooLong(server, hslModelJsonLeast(server.model)); !error.empty())
+        return error;
     hslJson out{{"pid", getpid()},
                 {"time", static_cast<double>(hslNow(server)) / 1000},
                 {"requests", server.requests},
@@ -115,11 +117,16 @@ static std::string controlLog(hslServer_t &server, const words_t &words)
     auto first = server.log.size() - std::min<uint64_t>(count, server.log.size());
     auto list = hslJson::array();
     std::string lines = "ok";
+    size_t least = 0;
     for (size_t i = first; i < server.log.size(); ++i) {
-        if (json)
+        if (json) {
             list.push_back(logJson(server.log[i]));
-        else
+            least += 2 * server.log[i].record.size(); // their digits
+        } else {
             lines += "\n" + hslLogText(server.log[i]);
+        }
+        if (auto error = hslTooLong(server, std::max(least, lines.size())); !error.empty())
+            return error;
     }
     return json ? okJson(list) : lines;
 }
@@ -219,6 +226,7 @@ static std::string controlChip(hslServer_t &server, const words_t &words)
     if (words.size() != 2)
         return "error: chip needs SLOT/CHIP:TYPE:PORTS[:buffers=BYTES]";
     auto error = hslModelDeclare(server.model, words[1]);
+    hslModelFollow(server.model, -1);
     return error.empty() ? "ok" : "error: " + error;
 }
 

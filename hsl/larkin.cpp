@@ -134,10 +134,10 @@ static void followMulticast(hslModel_t &model, hslChip_t &chip)
     }
 }
 
-void hslLarkinFollow(hslModel_t &model)
+void hslLarkinFollow(hslModel_t &model, int only)
 {
     for (auto &[flat, chip] : model.chips) {
-        if (chip.type->family != HSL_LARKIN)
+        if (chip.type->family != HSL_LARKIN || (only >= 0 && only != flat))
             continue;
         chip.red.clear();
         for (auto &[ifindex, port] : model.ports)

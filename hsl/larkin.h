@@ -11,7 +11,7 @@ constexpr uint32_t HSL_MCAST_LIMIT = 0xFFFFFFFF;
 
 // Applies what chips and ports were told to the setup that the queues follow, and takes multicast flows to the chip's
 // own queues, which stand as a port with the chip's interface index. For hslModelFollow, behind hslClassify.
-void hslLarkinFollow(hslModel_t &model);
+void hslLarkinFollow(hslModel_t &model, int flat);
 
 // Cuts the growth of a port's queues to what its budget and its reserve leave, behind hslSettlePort.
 void hslLarkinShare(hslPort_t &port);

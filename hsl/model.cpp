@@ -12,7 +12,7 @@
 
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
 constexpr size_t MAX_PORTS = 4096;     // that requests may name
-constexpr size_t MAX_POLICERS = 16384; // of a chip
+constexpr size_t MAX_POLICERS = 16384; // of a chip, and four times as many of all
 constexpr size_t MAX_WARNINGS = 500;   // different texts; then only known ones count on
 
 static const hslChipType_t types[] = {
@@ -200,6 +200,14 @@ static void tellTcam(hslModel_t &model, hslChip_t &chip, const hslCommand_t &row
         hslModelWarn(model, hslIndexName(dce_get_ifindex(chip.flat)) + " " + warning);
 }
 
+static bool roomForPolicer(const hslModel_t &model, const hslChip_t &chip)
+{
+    size_t all = 0;
+    for (auto &entry : model.chips)
+        all += entry.second.policers.size();
+    return chip.policers.size() < MAX_POLICERS && all < 4 * MAX_POLICERS;
+}
+
 static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, const hslCommand_t &row, hslBytes record)
 {
     auto value = [&](const char *name) {
@@ -217,7 +225,7 @@ static void tellPolicer(hslModel_t &model, hslChip_t &chip, hslPort_t *port, con
     case COS_POLICER_ADD:
         if (id < numbers[0] || id >= uint64_t{numbers[0]} + numbers[1])
             hslModelWarn(model, who + ": the chip has no such number");
-        if (chip.policers.size() >= MAX_POLICERS && !chip.policers.count(key))
+        if (!chip.policers.count(key) && !roomForPolicer(model, chip))
             return hslModelWarn(model, "a chip's policers beyond " + std::to_string(MAX_POLICERS) + " are left out");
         hslPolicerSet(chip.policers[key], bytes("cir"), bytes("cbs"), bytes("eir"), bytes("ebs"));
         break;
@@ -291,10 +299,10 @@ static void tellTables(hslModel_t &model, hslChip_t &chip, hslPort_t *port, cons
     }
 }
 
-void hslModelFollow(hslModel_t &model)
+void hslModelFollow(hslModel_t &model, int flat)
 {
-    hslClassify(model);
-    hslLarkinFollow(model);
+    hslClassify(model, flat);
+    hslLarkinFollow(model, flat);
 }
 
 uint32_t hslModelRefuses(const hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record,
@@ -345,5 +353,5 @@ void hslModelTell(hslModel_t &model, uint32_t target, const hslCommand_t &row, h
         hslLarkinClear(model, target, row, record);
     if (chip)
         tellTables(model, *chip, isPort ? &model.ports.at(port) : nullptr, row, record);
-    hslModelFollow(model);
+    hslModelFollow(model, isPort && dce_get_flat_chip_id(port) != flat ? -1 : flat);
 }

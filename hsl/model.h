@@ -110,8 +110,8 @@ void hslStatsRead(hslModel_t &model, uint32_t target, hslBytes record, hslBuffer
 void hslStatsClear(hslModel_t &model, uint32_t target, hslBytes record);
 
 // Applies what chips and ports were told to the traffic that depends on it: its priorities, and what a Larkin follows.
-// To be called when either has changed, behind hslTrafficAdvance.
-void hslModelFollow(hslModel_t &model);
+// To be called when either has changed, behind hslTrafficAdvance. `flat` is the one chip that it is about, or -1.
+void hslModelFollow(hslModel_t &model, int flat);
 
 // Fills the data of a response whose head stands; it has the length that the table gives.
 void hslModelAnswer(hslModel_t &model, uint32_t target, const hslCommand_t &row, hslBytes record, hslBuffer &response);
@@ -121,6 +121,7 @@ hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event);
 
 hslJson hslChipJson(const hslChip_t &chip, bool whole); // whole: with its policers and their counters
 hslJson hslModelJson(const hslModel_t &model);
+size_t hslModelJsonLeast(const hslModel_t &model);      // characters that its text has at least
 hslJson hslPortJson(const hslPort_t &port, bool whole); // whole: with every record's bytes, setup and traffic
 
 #endif

@@ -10,6 +10,7 @@ static constexpr const char *FORMS =
     "traffic takes PORT SELECTION rate=R [kind=K] [policer=ID], where SELECTION is priority=P, cos=N, dscp=N or the "
     "last "
     "two, PORT drop reason=N rate=R, PORT pause priority=P|all on|off, 'PORT off', or 'list'";
+constexpr size_t MAX_FLOWS = 4096; // of all ports together
 static constexpr const char *kinds[] = {"unicast", "broadcast", "multicast", "unknown-unicast"};
 static constexpr const char *drops[DROP_KINDS] = {"tail-drop",      "red",    "ingress-policer",
                                                   "egress-policer", "reason", "pause"};
@@ -125,6 +126,11 @@ static std::string setTraffic(hslModel_t &model, uint32_t ifindex, const std::ve
     if (auto error = parseFlow(words, &flow); !error.empty())
         return error;
     std::erase_if(traffic.flows, [&](auto &old) { return sameFrames(old, flow); });
+    size_t flows = 0; // copies of what is offered to ports left out
+    for (auto &[index, port] : model.ports)
+        flows += hslIsPort(index) ? port.traffic.flows.size() : 0;
+    if (flow.rate > 0 && flows >= MAX_FLOWS)
+        return "there are " + std::to_string(MAX_FLOWS) + " flows already; rate=0 ends one, 'off' all of a port";
     if (flow.rate > 0)
         traffic.flows.push_back(flow);
     return "";
@@ -133,7 +139,7 @@ static std::string setTraffic(hslModel_t &model, uint32_t ifindex, const std::ve
 std::string hslTrafficSet(hslModel_t &model, uint32_t ifindex, const std::vector<std::string> &words)
 {
     auto error = setTraffic(model, ifindex, words);
-    hslModelFollow(model);
+    hslModelFollow(model, dce_get_flat_chip_id(ifindex));
     return error;
 }
 

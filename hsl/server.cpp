@@ -210,6 +210,22 @@ static bool receive(int fd, hslBuffer &buffer, std::string *path)
     return true;
 }
 
+static std::string tooLong(size_t bytes, const char *more)
+{
+    return std::string("error: the answer of ") + more + std::to_string(bytes) +
+           " bytes does not fit a datagram; ask for less ('show port IFINDEX', 'log N')";
+}
+
+// The kernel takes no datagram that is longer than the buffer.
+std::string hslTooLong(const hslServer_t &server, size_t bytes)
+{
+    int most = SOCKET_BUFFER;
+    socklen_t length = sizeof most;
+    if (server.control >= 0)
+        getsockopt(server.control, SOL_SOCKET, SO_SNDBUF, &most, &length);
+    return bytes > static_cast<size_t>(most) ? tooLong(bytes, "more than ") : "";
+}
+
 static void serveControl(hslServer_t &server)
 {
     hslBuffer buffer;
@@ -220,9 +236,7 @@ static void serveControl(hslServer_t &server)
             return hslBytes(reinterpret_cast<const uint8_t *>(text.data()), text.size());
         };
         if (sendTo(server.control, path, bytes(answer)) == EMSGSIZE)
-            sendTo(server.control, path,
-                   bytes("error: the answer of " + std::to_string(answer.size()) +
-                         " bytes does not fit a datagram; ask for less ('show port IFINDEX', 'log N')"));
+            sendTo(server.control, path, bytes(tooLong(answer.size(), "")));
     }
 }
 

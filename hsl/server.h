@@ -73,6 +73,9 @@ unsigned hslSendRaw(hslServer_t &server, hslBytes datagram);
 
 // One request, as read from the socket of `path`.
 void hslServe(hslServer_t &server, hslBytes datagram, const std::string &path);
+// What is said in the place of an answer of that many bytes and more, which is not made then; empty for one that may
+// fit a datagram.
+std::string hslTooLong(const hslServer_t &server, size_t bytes);
 // One control command: its answer.
 std::string hslControl(hslServer_t &server, const std::string &command);
 

@@ -83,6 +83,17 @@ hslJson hslPortJson(const hslPort_t &port, bool whole)
     return out;
 }
 
+size_t hslModelJsonLeast(const hslModel_t &model)
+{
+    constexpr size_t ENTRY = 60; // names, quotes and the least values of a port or a record
+    size_t least = 0;
+    for (auto &entry : model.ports)
+        least += ENTRY * (1 + entry.second.told.size());
+    for (auto &entry : model.chips)
+        least += ENTRY * (1 + entry.second.told.size());
+    return least;
+}
+
 hslJson hslModelJson(const hslModel_t &model)
 {
     hslJson out{{"chips", hslJson::array()}, {"ports", hslJson::array()}, {"warnings", hslJson::array()}};

@@ -7,15 +7,24 @@
 
 #include "hsl/queues.h"
 
-// Ports and policers that are settled in strides of one advance, which takes a tenth of a second then. What exact
-// strides do not reach goes by in as many that grow.
+// Ports, flows and policers that are settled in strides of one advance, which takes a tenth of a second then. What
+// exact strides do not reach goes by in as many that grow.
 constexpr size_t ADVANCE_WORK = 20000;
+constexpr size_t FLOWS_OF_WORK = 8; // that cost as much as a port
+constexpr size_t POLICERS_OF_WORK = 4;
 constexpr size_t LEAST_STRIDES = 4;
 
 struct active_t {
     hslChip_t *chip;
     hslPort_t *port;
     uint32_t group;
+};
+
+// What moves in an advance. A port or a policer that rests goes on to rest until it is told something, so one look at
+// all there are does for all strides.
+struct moving_t {
+    std::vector<active_t> ports;
+    std::vector<hslPolicer_t *> policers[2]; // egress, ingress
 };
 
 // Policers.
@@ -38,15 +47,12 @@ static double pay(hslLevel_t &bucket, double rate, double in)
     return paid;
 }
 
-static void settlePolicers(hslModel_t &model, bool ingress)
+static void settlePolicers(const std::vector<hslPolicer_t *> &policers)
 {
-    for (auto &chip : model.chips)
-        for (auto &[key, policer] : chip.second.policers) {
-            if (key.first != ingress)
-                continue;
-            policer.conform_rate = pay(policer.committed, policer.cir, policer.in);
-            policer.exceed_rate = pay(policer.excess, policer.eir, policer.in - policer.conform_rate);
-        }
+    for (auto policer : policers) {
+        policer->conform_rate = pay(policer->committed, policer->cir, policer->in);
+        policer->exceed_rate = pay(policer->excess, policer->eir, policer->in - policer->conform_rate);
+    }
 }
 
 // The part of what a policer takes that conforms, and the part that exceeds.
@@ -88,6 +94,28 @@ static bool entersPort(const hslFlow_t &flow)
     return !flow.reason && !flow.elsewhere;
 }
 
+// The active ports, and the policers that fill up or that a port leads to.
+static moving_t findMoving(hslModel_t &model)
+{
+    moving_t moving{activePorts(model), {}};
+    for (auto &chip : model.chips)
+        for (auto &[key, policer] : chip.second.policers)
+            if (!hslAtBound(policer.committed) || !hslAtBound(policer.excess))
+                moving.policers[key.first].push_back(&policer);
+    for (auto &at : moving.ports) {
+        for (auto &flow : at.port->traffic.flows)
+            if (auto policer = entersPort(flow) ? policerOf(at, flow) : nullptr)
+                moving.policers[1].push_back(policer);
+        if (auto policer = policerOf(at, false, at.port->traffic.policer[0]))
+            moving.policers[0].push_back(policer);
+    }
+    for (auto &list : moving.policers) {
+        std::sort(list.begin(), list.end());
+        list.erase(std::unique(list.begin(), list.end()), list.end());
+    }
+    return moving;
+}
+
 // What the ingress policers leave of the flows, as the arrivals of the queues.
 static void arrive(const active_t &at)
 {
@@ -120,35 +148,35 @@ static void depart(const active_t &at)
 }
 
 // All rates as they are until the next bend.
-static void settle(hslModel_t &model, const std::vector<active_t> &active)
+static void settle(const moving_t &moving)
 {
-    for (auto &chip : model.chips)
-        for (auto &entry : chip.second.policers)
-            entry.second.in = 0;
-    for (auto &at : active)
+    for (auto &list : moving.policers)
+        for (auto policer : list)
+            policer->in = 0;
+    for (auto &at : moving.ports)
         for (auto &flow : at.port->traffic.flows)
             if (auto policer = entersPort(flow) ? policerOf(at, flow) : nullptr)
                 policer->in += flow.rate;
-    settlePolicers(model, true);
-    for (auto &at : active) {
+    settlePolicers(moving.policers[1]);
+    for (auto &at : moving.ports) {
         arrive(at);
         hslSettlePort(*at.chip, *at.port);
         if (auto policer = policerOf(at, false, at.port->traffic.policer[0]))
             for (auto &queue : at.port->traffic.queues)
                 policer->in += queue.out;
     }
-    settlePolicers(model, false);
-    for (auto &at : active)
+    settlePolicers(moving.policers[0]);
+    for (auto &at : moving.ports)
         depart(at);
 }
 
-static double nextBend(const hslModel_t &model, const std::vector<active_t> &active)
+static double nextBend(const moving_t &moving)
 {
     double soonest = HSL_NEVER;
-    for (auto &chip : model.chips)
-        for (auto &entry : chip.second.policers)
-            soonest = std::min({soonest, hslUntilBend(entry.second.committed), hslUntilBend(entry.second.excess)});
-    for (auto &at : active) {
+    for (auto &list : moving.policers)
+        for (auto policer : list)
+            soonest = std::min({soonest, hslUntilBend(policer->committed), hslUntilBend(policer->excess)});
+    for (auto &at : moving.ports) {
         auto &traffic = at.port->traffic;
         soonest = std::min({soonest, hslUntilBend(traffic.pool), hslUntilBend(traffic.reserve)});
         for (auto &queue : traffic.queues)
@@ -174,50 +202,51 @@ static void raisePeaks(const std::vector<active_t> &active)
     }
 }
 
-static void pass(hslModel_t &model, const std::vector<active_t> &active, double seconds)
+static void pass(const moving_t &moving, double seconds)
 {
-    for (auto &chip : model.chips)
-        for (auto &entry : chip.second.policers) {
-            auto &policer = entry.second;
-            policer.conform += policer.conform_rate * seconds;
-            policer.exceed += policer.exceed_rate * seconds;
-            policer.violate += (policer.in - policer.conform_rate - policer.exceed_rate) * seconds;
-            hslMove(policer.committed, seconds);
-            hslMove(policer.excess, seconds);
+    for (auto &list : moving.policers)
+        for (auto policer : list) {
+            policer->conform += policer->conform_rate * seconds;
+            policer->exceed += policer->exceed_rate * seconds;
+            policer->violate += (policer->in - policer->conform_rate - policer->exceed_rate) * seconds;
+            hslMove(policer->committed, seconds);
+            hslMove(policer->excess, seconds);
         }
-    for (auto &at : active)
+    for (auto &at : moving.ports)
         hslPassPort(*at.port, seconds);
-    raisePeaks(active);
+    raisePeaks(moving.ports);
 }
 
 // How many strides an advance may take to the bends themselves.
-static size_t exactStrides(const hslModel_t &model, size_t active)
+static size_t exactStrides(const moving_t &moving)
 {
-    size_t policers = 0;
-    for (auto &chip : model.chips)
-        policers += chip.second.policers.size();
-    return std::max(LEAST_STRIDES, ADVANCE_WORK / (1 + active + policers / 4));
+    size_t policers = moving.policers[0].size() + moving.policers[1].size(), flows = 0;
+    for (auto &at : moving.ports)
+        flows += at.port->traffic.flows.size();
+    auto work = 1 + moving.ports.size() + flows / FLOWS_OF_WORK + policers / POLICERS_OF_WORK;
+    return std::max(LEAST_STRIDES, ADVANCE_WORK / work);
 }
 
 void hslTrafficAdvance(hslModel_t &model, uint64_t now)
 {
     double all = static_cast<double>(now - std::min(now, model.traffic_at)) / 1000;
     double left = all, growth = 0;
-    size_t exact = LEAST_STRIDES;
     model.traffic_at = std::max(now, model.traffic_at);
+    if (!model.traffic_runs || left <= 0)
+        return;
+    auto moving = findMoving(model);
+    auto exact = exactStrides(moving);
     for (size_t stride = 0; model.traffic_runs && left > 0; ++stride) {
-        auto active = activePorts(model);
-        settle(model, active);
-        double bend = nextBend(model, active);
+        settle(moving);
+        double bend = nextBend(moving);
         // Nothing flows, waits or fills: the model rests until a flow is set.
-        model.traffic_runs = !active.empty() || bend != HSL_NEVER;
-        if (stride == 0)
-            exact = exactStrides(model, active.size());
+        model.traffic_runs = !moving.ports.empty() || bend != HSL_NEVER;
         double gone = std::max(all - left, all * 1e-12);
         if (stride == exact)
             growth = std::pow(all / gone, 1.0 / static_cast<double>(exact)) - 1;
         double seconds = stride < 2 * exact ? std::min(left, std::max(bend, gone * growth)) : left;
-        pass(model, active, seconds);
+        pass(moving, seconds);
         left -= seconds;
+        std::erase_if(moving.ports, [](auto &at) { return !hslPortActive(at.port->traffic); });
     }
 }

@@ -1,36 +1,97 @@
-// The entry points of libFuzzer.
+// What is common to all targets.
 #include "tests/fuzz/fuzz.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv);
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
-
-int LLVMFuzzerInitialize(int *argc, char ***argv)
-{
-    if (*argc != 3 || std::string((*argv)[1]) != "seeds")
-        return 0;
-    unsigned number = 0;
-    bool good = true;
-    fuzzSeeds([&](std::string_view input) {
-        std::ofstream file((*argv)[2] + std::string("/seed-") + std::to_string(number++), std::ios::binary);
-        good = file.write(input.data(), static_cast<std::streamsize>(input.size())).flush() && good;
-    });
-    std::exit(good && number != 0 ? 0 : 1);
-}
-
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
-{
-    fuzzOne(data, size);
-    return 0;
-}
+#include <filesystem>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 void fuzzFail(const char *file, int line, const char *what, const std::string &seen)
 {
     std::fprintf(stderr, "%s:%d: not so: %s\n%.*s\n", file, line, what, static_cast<int>(seen.size()), seen.c_str());
     std::abort();
+}
+
+uint8_t fuzzBytes_t::byte()
+{
+    if (left == 0)
+        return 0;
+    left--;
+    return *at++;
+}
+
+uint16_t fuzzBytes_t::half()
+{
+    const uint8_t high = byte();
+    return static_cast<uint16_t>(high << 8 | byte());
+}
+
+fuzzBytes_t fuzzBytes_t::part(size_t most)
+{
+    const fuzzBytes_t front = {at, std::min(most, left)};
+    at += front.left;
+    left -= front.left;
+    return front;
+}
+
+fuzzBuffer_t fuzzBytes_t::take(size_t most)
+{
+    const fuzzBytes_t front = part(most);
+    return {front.at, front.at + front.left};
+}
+
+void fuzzBytes_t::over(fuzzBuffer_t &bytes, size_t from, size_t most)
+{
+    for (size_t i = from; i < bytes.size() && i < from + most && left > 0; i++)
+        bytes[i] = byte();
+}
+
+std::vector<std::string> fuzzParts(std::string_view text)
+{
+    std::vector<std::string> parts(1);
+    for (const char c : text)
+        if (c == '|')
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    return parts;
+}
+
+std::string fuzzHalf(size_t value)
+{
+    return {static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
+std::string fuzzText(const fuzzBuffer_t &bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+uint32_t fuzzWord(const fuzzBuffer_t &bytes, size_t at)
+{
+    uint32_t word = 0;
+    for (size_t i = at; i < at + 4; i++)
+        word = word << 8 | (i < bytes.size() ? bytes[i] : 0U);
+    return word;
+}
+
+void fuzzRunDirectory()
+{
+    static std::string path = (std::filesystem::temp_directory_path() / "dorvald-fuzz-XXXXXX").string();
+    if (!mkdtemp(path.data()) || setenv("VELMAR_RUN", path.c_str(), 1) != 0)
+        fuzzFail(__FILE__, __LINE__, "a run directory", path);
+    std::atexit([] { std::filesystem::remove_all(path); });
+}
+
+bool fuzzSendTo(int from, int to, const fuzzBuffer_t &datagram)
+{
+    sockaddr_un address = {};
+    socklen_t length = sizeof address;
+    getsockname(to, reinterpret_cast<sockaddr *>(&address), &length);
+    return sendto(from, datagram.data(), datagram.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&address),
+                  length) >= 0;
 }
 
 bool fuzzIsShown(std::string_view text)

@@ -1,0 +1,83 @@
+// What another process sends of its store, a dump or (FUZZ_DELTA) what changed: a dump that is taken is consistent, the
+// agent answers from it whatever it holds, and from the next good one it serves.
+#include <cstring>
+
+#include "host/delta.h"
+#include "host/delta_records.h"
+#include "host/store.h"
+#include "tests/fuzz/agent.h"
+
+namespace {
+
+#ifdef FUZZ_DELTA
+constexpr bool DUMP = false;
+#else
+constexpr bool DUMP = true;
+#endif
+
+// The input's words as they are, or with a commit mark behind them that is right.
+std::vector<uint32_t> wordsOf(fuzzBytes_t in)
+{
+    const bool sealed = in.byte() % 2;
+    delta_t delta = {};
+    delta.words.resize(in.left / sizeof(uint32_t));
+    if (!delta.words.empty())
+        memcpy(delta.words.data(), in.at, delta.words.size() * sizeof(uint32_t));
+    size_t at = 0;
+    for (size_t length = 1; sealed && length > 0 && at<delta.words.size(); at += length, delta.records += length> 0)
+        length = deltaRecordLength(std::span<const uint32_t>(delta.words).subspan(at));
+    if (sealed) {
+        delta.words.resize(at);
+        deltaCommit(&delta, 0);
+    }
+    return delta.words;
+}
+
+bool taken(const std::vector<uint32_t> &words, bool dump)
+{
+    if (!deltaWrong(words, dump, 0).empty())
+        return false;
+    if (dump)
+        deltaClear();
+    FUZZ_CHECK(deltaTake(words), "");
+    return true;
+}
+
+} // namespace
+
+void fuzzOne(const uint8_t *data, size_t size)
+{
+    fuzzBytes_t in{data, size};
+    agentBegin(in.byte());
+    const std::vector<uint32_t> good = agentDump();
+    if (taken(wordsOf(in), DUMP) && DUMP) {
+        const bool large = store_totals.bytes > (64U << 20); // looking for what is not zero in it takes seconds
+        const std::string wrong = large ? "" : deltaWrong(agentDump(), true, 0);
+        FUZZ_CHECK(wrong.empty(), wrong);
+        for (const uint8_t code : {QOS_CHIPUP_MSG, QOS_IFADD_MSG, QOS_COSTRUST_MSG, QOS_SCH_MSG, QOS_IFDEL_MSG})
+            agentSend(AGENT_MI, agentGood(code, 0, 1));
+    }
+    FUZZ_CHECK(taken(good, true), "");
+    agentCheck();
+}
+
+void fuzzSeeds(const fuzzAdd_t &add)
+{
+    const uint32_t large[] = {DELTA_BLOCK, 0, 0, 1U << 29, 0, 0, 0, 1}; // a block of zeros
+    add("\1\1");                                                        // nothing at all
+    add("\1\1" + std::string(reinterpret_cast<const char *>(large), sizeof large));
+    for (uint8_t type = 0; type < 4; type++) {
+        agentBegin(type);
+        for (const uint8_t code : {4, 9, 12, 14, 19, 31, 33, 34, 37, 73})
+            agentSend(AGENT_MI, agentGood(code, 1, 1));
+        std::vector<uint32_t> words = agentDump();
+        words.resize(words.size() - DELTA_WORDS[DELTA_COMMIT]);
+        for (size_t at = 0, number = 0; at < words.size(); number++) {
+            const size_t length = DUMP ? words.size() : deltaRecordLength(std::span<const uint32_t>(words).subspan(at));
+            if (number % 16 == 0)
+                add(std::string{static_cast<char>(type), '\1'} +
+                    std::string(reinterpret_cast<const char *>(&words[at]), length * sizeof(uint32_t)));
+            at += length;
+        }
+    }
+}
