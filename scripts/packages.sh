@@ -29,7 +29,7 @@ fi
 ls "$work"/*.deb | sed 's|.*/|  |'
 
 say "lintian"
-lintian --fail-on error,warning --display-level ">=info" --tag-display-limit 0 "$work"/*.changes
+lintian --allow-root --fail-on error,warning --display-level ">=info" --tag-display-limit 0 "$work"/*.changes
 
 say "units"
 mkdir -p "$work/units"
@@ -39,17 +39,21 @@ for unit in dorvald@ dorvald; do
 done
 
 say "a fresh root"
-mapfile -t packages < <(
-    { dpkg-query -W -f '${Essential} ${Package}\n' | sed -n 's/^yes //p'
-      for deb in "$work"/*.deb; do dpkg-deb -f "$deb" Depends; done |
-          tr ',|' '\n\n' | sed 's/(.*//; s/ //g' | grep -v '^dorvald' | while read -r name; do
-          dpkg-query -W -f '${Package} ${Status}\n' "$name" 2>/dev/null | sed -n 's/ .* installed$//p'
-      done; } | sort -u |
-        xargs apt-cache depends --recurse --installed --no-recommends --no-suggests --no-conflicts --no-breaks \
-            --no-replaces --no-enhances | grep '^[a-z]' | sort -u)
-mkdir -p "$root"/{dev,proc,run,tmp,etc,var/lib/dpkg/info,var/lib/dpkg/updates}
+installed() { # of the names on standard input
+    sort -u | xargs dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' 2>/dev/null | sed -n 's/^ii //p' || true
+}
+wanted() {
+    dpkg-query -W -f '${Essential} ${Package}\n' | sed -n 's/^yes //p'
+    for deb in "$work"/*.deb; do
+        dpkg-deb -f "$deb" Depends | tr ',|' '\n\n' | sed 's/(.*//; s/ //g'
+    done
+}
+mapfile -t packages < <(wanted | installed |
+    xargs apt-cache depends --recurse --installed --no-recommends --no-suggests --no-conflicts --no-breaks \
+        --no-replaces --no-enhances | grep '^[a-z]' | installed | sort -u)
+mkdir -p "$root"/{dev,proc,run,tmp,etc,usr/{bin,sbin,lib,lib32,lib64,libx32},var/lib/dpkg/info,var/lib/dpkg/updates}
 dpkg-query -L "${packages[@]}" | grep '^/' | sort -u |
-    tar -C / --no-recursion --ignore-failed-read -cf - -T - 2>/dev/null | tar -C "$root" -xf -
+    tar -C / --no-recursion --ignore-failed-read -cf - -T - 2>/dev/null | tar -C "$root" --keep-directory-symlink -xf -
 for package in "${packages[@]}"; do
     dpkg-query -s "$package" && echo
     cp /var/lib/dpkg/info/"$package"[.:]*list "$root/var/lib/dpkg/info/"

@@ -2,22 +2,22 @@
 # The half of scripts/packages.sh that runs in the fresh root, in a process and a mount namespace of its own: installs the
 # packages and starts a node from them, the agents with the user, capabilities and view of /proc that their unit gives.
 set -euo pipefail
+mount -t proc proc /proc
 mount -t tmpfs -o mode=755 tmpfs /dev
 mknod -m 666 /dev/null c 1 3
-mount -t proc proc /proc
 ldconfig
 dpkg -i /packages/*.deb >/packages/log 2>&1 || {
     cat /packages/log
     exit 1
 }
 grep '^dorvald:' /etc/passwd
-systemd-analyze verify dorvald.service dorvald@a.service
+systemd-analyze verify --man=no dorvald.service dorvald@a.service
 
 export VELMAR_RUN=/run/velmar
 install -d -o dorvald -g dorvald -m 0700 "$VELMAR_RUN"
 mount -t proc -o hidepid=invisible,subset=pid proc /proc
 sandboxed() {
-    setpriv --reuid dorvald --regid dorvald --clear-groups --no-new-privs --bounding-set=-all --inh-caps=-all "$@"
+    exec setpriv --reuid dorvald --regid dorvald --clear-groups --no-new-privs --bounding-set=-all --inh-caps=-all "$@"
 }
 await() {
     local tries
@@ -51,7 +51,7 @@ kill -HUP "${agents[@]}"
 kill -KILL "${agents[0]}"
 await "^dorvald .* active " 1
 dorvctl stats thresholds te1/3 | head -3
-[ "$(dorvctl node | grep -c "version $(dorvctl --version | cut -d' ' -f2)")" = 1 ]
+await "version $(dorvctl --version | cut -d" " -f2)" 1
 
 # The pauses of the unit after failures, with a sleep that tells instead of pausing.
 mkdir /packages/bin
