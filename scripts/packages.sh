@@ -38,6 +38,13 @@ for unit in dorvald@ dorvald; do
     systemd-analyze security --offline=yes --threshold=20 "$work/units/$unit.service" | tail -1
 done
 
+built=$(dpkg-parsechangelog -l debian/changelog -S Version)
+named=$(sed -n 's/^project(dorvald VERSION \([^ ]*\).*/\1/p' CMakeLists.txt)
+[ "$built" = "$named" ] || {
+    echo "packages: debian/changelog has version $built, CMakeLists.txt $named" >&2
+    exit 1
+}
+
 say "a fresh root"
 installed() { # of the names on standard input
     sort -u | xargs dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' 2>/dev/null | sed -n 's/^ii //p' || true
@@ -45,7 +52,7 @@ installed() { # of the names on standard input
 wanted() {
     dpkg-query -W -f '${Essential} ${Package}\n' | sed -n 's/^yes //p'
     for deb in "$work"/*.deb; do
-        dpkg-deb -f "$deb" Depends | tr ',|' '\n\n' | sed 's/(.*//; s/ //g'
+        dpkg-deb --show --showformat '${Depends}\n${Recommends}\n' "$deb" | tr ',|' '\n\n' | sed 's/(.*//; s/ //g'
     done
 }
 mapfile -t packages < <(wanted | installed |

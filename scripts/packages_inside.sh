@@ -14,7 +14,8 @@ grep '^dorvald:' /etc/passwd
 systemd-analyze verify --man=no dorvald.service dorvald@a.service
 
 export VELMAR_RUN=/run/velmar
-install -d -o dorvald -g dorvald -m 0700 "$VELMAR_RUN"
+export VELMAR_TRACE=/var/log/dorvald/trace.log
+install -d -o dorvald -g dorvald -m 0700 "$VELMAR_RUN" /var/log/dorvald
 mount -t proc -o hidepid=invisible,subset=pid proc /proc
 sandboxed() {
     exec setpriv --reuid dorvald --regid dorvald --clear-groups --no-new-privs --bounding-set=-all --inh-caps=-all "$@"
@@ -46,6 +47,13 @@ dorvctl --version
 hsld --version
 dorvctl apply /usr/share/doc/dorvald-tools/examples/tessel.json | tail -1
 dorvctl node
+
+logrotate --force /etc/logrotate.d/dorvald
+dorvctl stats thresholds te1/3 >/dev/null
+[ -s "$VELMAR_TRACE.1" ] && [ -s "$VELMAR_TRACE" ] || {
+    echo "packages: the agent does not follow its trace file" >&2
+    exit 1
+}
 
 kill -HUP "${agents[@]}"
 kill -KILL "${agents[0]}"
