@@ -37,6 +37,7 @@
 #include "velmar/ha.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
+#include "velmar/version.h"
 
 namespace {
 
@@ -180,10 +181,10 @@ std::string stat(const char *arg)
     const ctl_ops_t *ops = offered.load();
     const election_role_t role = electionRole();
     return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
-                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u}",
+                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u,\"version\":\"%s\"}",
                      ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
                      role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
-                     replicaStandbys(), peersRefused());
+                     replicaStandbys(), peersRefused(), VELMAR_VERSION);
 }
 
 std::string traceShow(const char *arg)
@@ -197,6 +198,13 @@ std::string traceShow(const char *arg)
     const int used = traceReadFirst(lines, text.data(), text.size());
     text.resize(static_cast<size_t>(used));
     return "ok\n" + text;
+}
+
+std::string reopen(const char *arg)
+{
+    if (*arg)
+        return formatted("error: reopen takes no argument, '%s' was given", arg);
+    return traceReopen() ? "ok" : formatted("error: the trace goes on where it was: %s", strerror(errno));
 }
 
 std::string step(const char *arg)
@@ -301,10 +309,15 @@ struct command_t {
     bool main_thread;
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false},       {"trace show", traceShow, false},
-    {"clock step", step, false}, {"fault", faultCommand, false},
-    {"stage", stage, true},      {"trace level", traceLevel, true},
-    {"tp", testPoint, true},     {"msgq", post, true},
+    {"stat", stat, false},
+    {"trace show", traceShow, false},
+    {"reopen", reopen, false},
+    {"clock step", step, false},
+    {"fault", faultCommand, false},
+    {"stage", stage, true},
+    {"trace level", traceLevel, true},
+    {"tp", testPoint, true},
+    {"msgq", post, true},
     {"cli", cli, true},
 };
 

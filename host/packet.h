@@ -8,7 +8,7 @@
 #include <sys/types.h>
 
 enum packet_kind_t : uint16_t {
-    PACKET_HELLO = 1, // standby's first: `number` is the hash of its descriptions
+    PACKET_HELLO = 1, // standby's first: `number` is the hash of its descriptions, the payload its version as text
     PACKET_DUMP = 2,  // `number` is the sequence
     PACKET_DELTA = 3, // likewise
     PACKET_UPDATE = 4,

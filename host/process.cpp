@@ -16,6 +16,7 @@
 #include "host/node.h"
 #include "host/run.h"
 #include "host/swd.h"
+#include "host/trace.h"
 #include "velmar/process.h"
 
 namespace {
@@ -27,22 +28,29 @@ std::atomic<int> workers;
 bool signals_taken;
 thread_local bool ends_here; // this thread has the end in hand
 
-sem_t end_asked;
+sem_t signalled;
+std::atomic<bool> end_asked;
 
-// A signal that ends the process is caught and handed on to a thread, so the end is orderly whatever the main thread is
-// waiting for. It is not blocked instead: programs that the process starts would have it blocked too.
-void askEnd(int)
+// A signal is caught and handed on to a thread, so the end is orderly whatever the main thread is waiting for. It is
+// not blocked instead: programs that the process starts would have it blocked too.
+void onSignal(int number)
 {
     const int error = errno;
-    sem_post(&end_asked);
+    if (number != SIGHUP)
+        end_asked = true;
+    sem_post(&signalled);
     errno = error;
 }
 
-void *endThread(void *)
+void *signalThread(void *)
 {
-    while (sem_wait(&end_asked) != 0)
-        ;
-    processEnd(0);
+    for (;;) {
+        if (sem_wait(&signalled) != 0)
+            continue;
+        if (end_asked)
+            processEnd(0);
+        traceReopen();
+    }
 }
 
 } // namespace
@@ -114,8 +122,8 @@ void leaveTheEndAlone()
 
 } // namespace
 
-// A file that grows against its limit fails in its write, and ends nobody. SIGINT and SIGTERM end the process, and
-// SIGHUP unless whoever started it has it ignored.
+// A file that grows against its limit fails in its write, and ends nobody. SIGINT and SIGTERM end the process.
+// SIGHUP says that the trace file was moved, and ends nothing.
 void velmar_sigdefaults(const char *progname)
 {
     complainAs(progname);
@@ -125,19 +133,16 @@ void velmar_sigdefaults(const char *progname)
         return;
     signal(SIGXFSZ, SIG_IGN);
     atexit(leaveTheEndAlone);
-    sem_init(&end_asked, 0, 0);
-    signals_taken = processThread(endThread, nullptr);
+    sem_init(&signalled, 0, 0);
+    signals_taken = processThread(signalThread, nullptr);
     if (!signals_taken)
         return;
     struct sigaction action = {};
-    action.sa_handler = askEnd;
+    action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
     sigset_t set;
     sigemptyset(&set);
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-        struct sigaction before;
-        if (number == SIGHUP && sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN)
-            continue;
         sigaction(number, &action, nullptr);
         sigaddset(&set, number);
     }

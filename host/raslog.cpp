@@ -4,6 +4,7 @@
 // the new file with its next line. What one process says again and again is counted.
 #include "host/raslog.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -21,6 +22,7 @@
 #include "host/run.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
+#include "velmar/version.h"
 
 namespace {
 
@@ -149,6 +151,9 @@ int rasevt_init(const char *service, uint32_t instance, const char *tag)
         snprintf(log_origin, sizeof log_origin, "%.15s.%u %.15s[%d]", service, static_cast<unsigned>(instance), tag,
                  static_cast<int>(getpid()));
     }
+    static std::atomic_flag told;
+    if (!told.test_and_set())
+        rasLog("version " VELMAR_VERSION);
     rasLog("started");
     return 0;
 }

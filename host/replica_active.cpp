@@ -29,10 +29,12 @@
 #include "host/store.h"
 #include "host/track.h"
 #include "velmar/run.h"
+#include "velmar/version.h"
 
 namespace {
 
 constexpr size_t CONNECTIONS_MOST = 2 * HOLDERS_MOST;
+constexpr size_t VERSION_MOST = 32;    // characters of a version that are shown
 constexpr int64_t SILENT_US = 1000000; // a connection that has said no hello until then may go
 
 // A standby's connection: each state follows the one before it, and all end with the connection.
@@ -249,12 +251,26 @@ int64_t giveDump(standby_t *standby)
     return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
 }
 
-void greetStandby(standby_t *standby, uint64_t hash)
+// What a hello tells of the build that said it.
+std::string versionIn(const received_t &hello)
 {
-    if (hash != describeHash()) {
+    const std::string version(static_cast<const char *>(hello.payload),
+                              std::min<size_t>(hello.head.length, VERSION_MOST));
+    const bool plain = std::all_of(version.begin(), version.end(), [](char c) { return c > ' ' && c <= '~'; });
+    return version.empty() || !plain ? "unknown" : version;
+}
+
+void greetStandby(standby_t *standby, const received_t &hello)
+{
+    if (hello.head.number != describeHash()) {
+        const std::string version = versionIn(hello);
         replicaSayOnce("process " + std::to_string(standby->pid) +
-                       " has other record layouts than this one and is not mirrored to");
-        refuseStandby(*standby, "the active process has other record layouts than this one");
+                       " has other record layouts than this one and is not mirrored to: its version is " + version +
+                       ", this one's " VELMAR_VERSION);
+        refuseStandby(*standby,
+                      "the active process has other record layouts than this one: its version is " VELMAR_VERSION
+                      ", this one's " +
+                          version);
         return;
     }
     if (joined_count.load() >= HOLDERS_MOST) {
@@ -283,7 +299,7 @@ void hearStandby(int fd)
     if (rc < 0 && errno == EAGAIN)
         return;
     if (rc > 0 && received.head.kind == PACKET_HELLO && !isJoined(*standby)) {
-        greetStandby(&*standby, received.head.number);
+        greetStandby(&*standby, received);
     } else {
         rasLog("store: standby %d has left%s", standby->pid, rc == 0 ? "" : ", or cannot be understood");
         dropStandby(fd);

@@ -17,6 +17,7 @@
 #include "host/raslog.h"
 #include "host/replica.h"
 #include "host/store.h"
+#include "velmar/version.h"
 
 namespace {
 
@@ -186,7 +187,8 @@ void seekActive()
     int pid;
     errno = EPERM; // of an active process that is somebody else's
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
-        peerMayConnect(fd, &pid) && packetSend(fd, PACKET_HELLO, describeHash(), 0, nullptr, 0) >= 0 &&
+        peerMayConnect(fd, &pid) &&
+        packetSend(fd, PACKET_HELLO, describeHash(), 0, VELMAR_VERSION, strlen(VELMAR_VERSION)) >= 0 &&
         replicaWatch(fd)) {
         side.active = fd;
         side.state = state_t::GREETED;

@@ -80,7 +80,7 @@ struct ring_t {
     bool told;
 };
 ring_t rings[RINGS_MAX];
-int copy_fd = -1; // the file named by VELMAR_TRACE
+std::atomic<int> copy_fd = -1; // the file named by VELMAR_TRACE
 
 // Removes the oldest rings `name` of processes that are gone.
 void removeOld(const char *name)
@@ -305,17 +305,34 @@ void *firstMap(ring_t *ring)
     return map;
 }
 
-void openCopy()
+// The file named by VELMAR_TRACE, -1 with errno if it cannot be opened; without a name -1 and 0.
+int openCopy()
 {
     const char *path = getenv("VELMAR_TRACE");
-    if (!path || !*path || copy_fd >= 0)
-        return;
-    copy_fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (copy_fd < 0)
+    errno = 0;
+    if (!path || !*path)
+        return -1;
+    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0)
         complain("cannot open VELMAR_TRACE file %s: %s", path, strerror(errno));
+    return fd;
 }
 
 } // namespace
+
+// The new file takes the old one's number, so a line that is just written goes into either.
+bool traceReopen()
+{
+    const int fd = openCopy();
+    if (fd < 0)
+        return errno == 0;
+    int none = -1;
+    if (copy_fd.compare_exchange_strong(none, fd))
+        return true;
+    const bool done = dup3(fd, copy_fd, O_CLOEXEC) >= 0;
+    close(fd);
+    return done;
+}
 
 int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const char *name, const trace_params_t *params)
 {
@@ -350,7 +367,8 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     mappedGuard(map, ring.size, &ring.lost);
     ring.head = static_cast<ring_head_t *>(map);
     putHead(ring, ring.head);
-    openCopy();
+    if (copy_fd < 0)
+        copy_fd = openCopy();
     *handle = row + 1;
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "hsl/server.h"
+#include "velmar/version.h"
 
 static volatile sig_atomic_t ended;
 
@@ -82,6 +83,7 @@ static int run(int argc, char **argv)
         ->type_name("CHIP")
         ->check([&server](const std::string &text) { return hslModelDeclare(server.model, text); });
     app.add_flag("-v,--verbose", verbose, "Prints each request in words");
+    app.set_version_flag("--version", "hsld " VELMAR_VERSION);
     app.set_config("--config", "", "A file of these options, as: chip = [\"1/0:tessel:48\"]");
     app.allow_config_extras(CLI::config_extras_mode::error);
     app.footer(footer);
@@ -89,6 +91,9 @@ static int run(int argc, char **argv)
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
         std::fputs(app.help().c_str(), stdout);
+        return 0;
+    } catch (const CLI::CallForVersion &version) {
+        std::printf("%s\n", version.what());
         return 0;
     } catch (const CLI::ParseError &error) {
         std::fprintf(stderr, "hsld: %s; 'hsld --help' lists what it takes\n", error.what());

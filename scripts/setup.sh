@@ -2,6 +2,7 @@
 
 BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 TEST_PACKAGES=(libgtest-dev libbenchmark-dev clang-format)
+PACKAGING_PACKAGES=(debhelper dpkg-dev fakeroot lintian logrotate systemd)
 
 say() {
     printf '\n== %s\n' "$*"

@@ -4,8 +4,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <grp.h>
 #include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tools/error.h"
 #include "velmar/run.h"
@@ -104,6 +108,21 @@ std::string sendBatch(const ctlLink_t &link, const mi6_addr_t &to, const ctlByte
     }
 }
 
+// What another user's processes answer would not reach a socket of root's, so root asks in the name of the user whose
+// run directory it is.
+void becomeOwner()
+{
+    const char *const given = getenv("VELMAR_RUN");
+    const std::string run = given && *given ? given : "/run/velmar";
+    struct stat found {};
+    if (geteuid() != 0 || lstat(run.c_str(), &found) != 0 || !S_ISDIR(found.st_mode) || found.st_uid == 0)
+        return;
+    if (setgroups(0, nullptr) != 0 || setgid(found.st_gid) != 0 || setuid(found.st_uid) != 0)
+        throw ctlError_t{CTL_SILENT,
+                         run + " belongs to another user, whom this one cannot become: " + std::strerror(errno)};
+    setenv("VELMAR_RUN", run.c_str(), 1);
+}
+
 } // namespace
 
 ctlClock::time_point ctlDeadline(double seconds)
@@ -111,17 +130,23 @@ ctlClock::time_point ctlDeadline(double seconds)
     return ctlClock::now() + std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
 }
 
-ctlLink_t ctlOpenLink(const std::string &service)
+std::string ctlRunDir()
 {
+    becomeOwner();
     char error[256] = "";
     const char *run = velmar_run_dir(error, sizeof error);
     if (run == nullptr)
         throw ctlError_t{CTL_SILENT, error};
+    return run;
+}
+
+ctlLink_t ctlOpenLink(const std::string &service)
+{
+    const std::string run = ctlRunDir();
     const mi6_addr_t local = addressOf(service), peer{};
     const int fd = mi6_open(&local, &peer);
     if (fd < 0)
-        throw ctlError_t{CTL_SILENT,
-                         "cannot open a manager's socket in " + std::string(run) + "/mi6: " + std::strerror(errno)};
+        throw ctlError_t{CTL_SILENT, "cannot open a manager's socket in " + run + "/mi6: " + std::strerror(errno)};
     return {fd, service};
 }
 

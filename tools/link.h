@@ -17,6 +17,9 @@ using ctlClock = std::chrono::steady_clock;
 // So many seconds from now.
 ctlClock::time_point ctlDeadline(double seconds);
 
+// The node's run directory; throws with CTL_SILENT if it is of no use. Who runs as root becomes its owner here.
+std::string ctlRunDir();
+
 struct ctlLink_t {
     int fd;
     std::string service; // "qosMI" or "qosMIStats"

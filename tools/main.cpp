@@ -19,6 +19,7 @@
 #include "tools/stats.h"
 #include "tools/text.h"
 #include "tools/top.h"
+#include "velmar/version.h"
 
 namespace {
 
@@ -378,6 +379,7 @@ int program(int argc, char **argv)
                  "dorvctl");
     arguments args;
     app.require_subcommand(1);
+    app.set_version_flag("--version", "dorvctl " VELMAR_VERSION);
     addMessageCommands(app, args);
     addStatsCommands(app, args);
     addNodeCommands(app, args);

@@ -34,11 +34,7 @@ constexpr unsigned FOLLOW_LINES = 500;
 
 std::string controlFolder()
 {
-    char error[256] = "";
-    const char *run = velmar_run_dir(error, sizeof error);
-    if (run == nullptr)
-        throw ctlError_t{CTL_SILENT, error};
-    return std::string(run) + "/ctl";
+    return ctlRunDir() + "/ctl";
 }
 
 sockaddr_un addressOf(const std::string &path)
@@ -187,9 +183,9 @@ std::string further(const ctlJson &row)
 }
 
 // What a process tells with "stat", and what is said of it; null where it has no such thing.
-constexpr const char *STAT_KEYS[] = {"process",  "pid",    "role",   "stage", "stage_name",
-                                     "since",    "blocks", "bytes",  "syncs", "standbys",
-                                     "requests", "events", "errors", "chips", "error"};
+constexpr const char *STAT_KEYS[] = {"process", "pid",   "role",    "stage",    "stage_name", "since",
+                                     "blocks",  "bytes", "syncs",   "standbys", "requests",   "events",
+                                     "errors",  "chips", "version", "error"};
 
 ctlJson statJson(const ctlJson &row)
 {

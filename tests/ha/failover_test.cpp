@@ -325,9 +325,11 @@ TEST(Takeover, OtherLayoutsDoNotMirrorAndSaySo)
 {
     Duo duo;
     const int other = duo.start({}, DORVALD_OTHER_BINARY);
-    EXPECT_TRUE(duo.logged(duo.first, std::string("process ") + std::to_string(other) +
-                                          " has other record layouts than this one and is not mirrored to"));
-    EXPECT_TRUE(duo.logged(other, "not mirrored: the active process has other record layouts than this one"));
+    EXPECT_TRUE(
+        duo.logged(duo.first, std::string("process ") + std::to_string(other) +
+                                  " has other record layouts than this one and is not mirrored to: its version is "));
+    EXPECT_TRUE(
+        duo.logged(other, "not mirrored: the active process has other record layouts than this one: its version is "));
     duo.handOver(duo.first, duo.second);             // and not to the one that has nothing
     EXPECT_TRUE(duo.logged(duo.second, "has left")); // this test, which held a dump too
     duo.kill(duo.second);

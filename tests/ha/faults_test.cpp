@@ -300,7 +300,7 @@ const Row ROWS[] = {
     {"slow", A_ALL | S_ALL},
     {"stopped", A_ALL | S_ALL, STOPS},
     {"terminated", A_ALL | S_ALL, ENDS},
-    {"hangup", A_ALL | S_ALL, ENDS},
+    {"hangup", A_ALL | S_ALL},
     {"killed", A_ALL | S_ALL, DIES},
     {"driver-late", A_TRAFFIC, 0, nullptr, 28, LATE, GOOD},
     {"driver-lost", A_TRAFFIC, 0, nullptr, 28, LOST, GOOD},

@@ -83,6 +83,28 @@ TEST(Hardening, NoRoomForTheTraceRing)
     node->log.ignoreErrs();
 }
 
+TEST(Hardening, TraceFileThatIsMovedAway)
+{
+    LiveNode live;
+    const fs::path trace = live.node.run + "/trace.txt";
+    for (const bool by_signal : {false, true}) {
+        fs::rename(trace, trace.string() + ".1");
+        if (by_signal)
+            EXPECT_EQ(0, kill(std::stoi(live.node.group(1).substr(7)), SIGHUP));
+        else
+            EXPECT_EQ("ok", live.node.ctl("reopen"));
+        EXPECT_TRUE(within([&] {
+            EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
+            return fs::exists(trace) && fs::file_size(trace) > 0;
+        })) << by_signal;
+    }
+    fs::rename(trace, trace.string() + ".2");
+    fs::create_directory(trace);
+    EXPECT_EQ("error: the trace goes on where it was: Is a directory", live.node.ctl("reopen"));
+    EXPECT_FALSE(live.manager.exchange(message(60, {}, 0x77)).empty());
+    live.node.log.ignoreErrs();
+}
+
 TEST(Hardening, EventLogIsBoundedAndCountsRepeats)
 {
     const RunDirectory run;
@@ -91,6 +113,8 @@ TEST(Hardening, EventLogIsBoundedAndCountsRepeats)
     for (int i = 0; i < 99; ++i)
         rasevt_init("svc", 1, "TEST");
     EXPECT_EQ(3U, occurrences(slurp(log), ": started\n"));
+    EXPECT_EQ(1U, occurrences(slurp(log), ": version "));
+    fs::rename(log, run.path + "/moved"); // as who rotates logs does
     rasevt_exit();
     EXPECT_EQ(1U, occurrences(slurp(log), ": the line before came 99 times in a row\n"));
     for (int i = 0; i < 12000; ++i) {

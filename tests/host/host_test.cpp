@@ -474,6 +474,7 @@ TEST(Control, Commands)
         {"", "error: "},
         {"statistics", "error: unknown"},
         {"stat x", "error: stat takes"},
+        {"reopen x", "error: reopen takes"},
         {"stat\n", "ok {\"stage\":12,"},
     };
     for (const auto &[command, answer] : cases) {
@@ -481,8 +482,8 @@ TEST(Control, Commands)
         EXPECT_TRUE(got.starts_with(answer)) << command << ": " << got;
     }
     const string stat = node.ctl("stat");
-    for (const char *key :
-         {"\"role\":\"manual\"", "\"since\":", "\"blocks\":", "\"bytes\":", "\"syncs\":", "\"standbys\":0"})
+    for (const char *key : {"\"role\":\"manual\"", "\"since\":", "\"blocks\":", "\"bytes\":", "\"syncs\":",
+                            "\"standbys\":0", "\"version\":\""})
         EXPECT_NE(string::npos, stat.find(key)) << key << " in " << stat;
 
     // An answer that is too long is cut behind a line, and all of it comes in a memory file.

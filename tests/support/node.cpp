@@ -288,6 +288,7 @@ std::string TestNode::ctl(const std::string &command)
 
 void TestNode::cold()
 {
+    within([this] { return ctl("stat").find("\"role\":\"standby\"") == std::string::npos; }); // the election is its own
     EXPECT_EQ(ctl("stage 1002"), "ok 1002 1 1001 1000");
 }
 
