@@ -349,17 +349,15 @@ TEST(Dorvctl, SaysWhoIsSilent)
 
 TEST(Dorvctl, WatchShowsWhatAgentsStart)
 {
-    const ctlBytes notice = {74, 0, 16, 0, 0, 0, 0, 0, 1, 0x18, 0x41, 0x80, 0, 0, 0, 0, 1, 0, 0, 0, 0};
-    const ctlBytes echo = {4, 0, 0, 7, 1};
     std::atomic<bool> stop{false};
     peer fake("mi6", "qosMI.lc1", silent);
     // The watcher's socket may open at any time: say it again and again.
     std::thread talker([&] {
         for (; !stop; poll(nullptr, 0, 10)) {
-            fake.tellManagers(echo);
+            fake.tellManagers({4, 0, 0, 7, 1});
             fake.tellManagers({4, 0, 0, 7, 0});                  // too short to be acknowledged
             fake.tellManagers({67, 0, 0, 0, 0, 67, 0, 0, 0, 0}); // an agent starts one at a time
-            fake.tellManagers(notice, 3);
+            fake.tellManagers({74, 0, 16, 0, 0, 0, 0, 0, 1, 0x18, 0x41, 0x80, 0, 0, 0, 0, 1, 0, 0, 0, 0}, 3);
         }
     });
     const auto watch = [](const ctlWatch_t &asked) {
@@ -372,13 +370,10 @@ TEST(Dorvctl, WatchShowsWhatAgentsStart)
     talker.join();
     expectEnd(started, CTL_DONE);
     expectEnd(all, CTL_DONE, "QOS_COSTRUST_MSG");
-    std::istringstream lines(started.out);
-    for (std::string line; std::getline(lines, line);) {
-        const ctlJson json = ctlJson::parse(line);
-        EXPECT_EQ(json["msg"], "QOS_DROP_MONITOR_NOTIFY_MSG");
-        EXPECT_EQ(json["slot"], 3);
-        EXPECT_EQ(json["fields"]["records.ifindex"], ctlJson({0x18418000}));
-    }
+    for (const std::string &line : ctlLinesOf(started.out))
+        for (const char *part :
+             {R"("msg":"QOS_DROP_MONITOR_NOTIFY_MSG")", R"("slot":3)", R"("records.ifindex":[406945792])"})
+            EXPECT_TRUE(has(line, part));
     EXPECT_EQ(watch({1, 0.05, false}).exit, CTL_SILENT);
 }
 
@@ -460,9 +455,7 @@ TEST(Dorvctl, BearsWhatProcessesAnswer)
                                      {"pipe", "ok\n(cut)\n"},
                                      {"good", "ok\nall\n"},
                                      {"text", "ok a\\x1b[2J\tb\n\\xff\\xc2\\x9b\\xe2\\x80\\xae\xc3\xa9\\x0d\n"}}) {
-        const outcome answered = command(pid, word);
-        EXPECT_EQ(answered.exit, CTL_DONE);
-        EXPECT_EQ(answered.out, says) << word;
+        EXPECT_EQ(command(pid, word).out, says) << word;
     }
     EXPECT_EQ(openFiles(), before);
     for (const int fd : {endless, good, pipes[0], pipes[1]})
