@@ -376,30 +376,22 @@ TEST_F(Host, MessageQueue)
     EXPECT_EQ(nullptr, msgQCreate(16, 0, 0, "none"));
     msgQSetWakeup(
         queue, [](void *arg) { ++*static_cast<std::atomic<int> *>(arg); }, &woken);
-    char text[16] = {};
-    EXPECT_EQ(-1, msgQReceive(queue, text, sizeof text, 0));
-    EXPECT_NE(0, msgQSend(queue, text, 17, 0, 1));
+    uint32_t got[4] = {};
+    EXPECT_EQ(-1, msgQReceive(queue, reinterpret_cast<char *>(got), sizeof got, 0));
+    EXPECT_NE(0, msgQSend(queue, got, 17, 0, 1));
     // Two threads post more than the queue holds, while this one takes: no message is lost or doubled.
     std::atomic<int> refused = 0;
-    const auto poster = [&](char who) {
-        for (uint32_t i = 0; i < 2000;) {
-            char message[16] = {who};
-            memcpy(message + 4, &i, 4);
-            if (msgQSend(queue, message, 8, 0, 1) == 0)
-                ++i;
-            else
-                ++refused;
-        }
+    const auto poster = [&](uint32_t who) {
+        for (uint32_t message[] = {who, 0}; message[1] < 2000;)
+            msgQSend(queue, message, sizeof message, 0, 1) == 0 ? void(++message[1]) : void(++refused);
     };
     std::thread posters[] = {std::thread(poster, 0), std::thread(poster, 1)};
     uint32_t next[2] = {};
     within([&] { return queue->queued == 100; });
     for (int taken = 0; taken < 4000;) {
-        if (msgQReceive(queue, text, sizeof text, 0) != 8)
+        if (msgQReceive(queue, reinterpret_cast<char *>(got), sizeof got, 0) != 8)
             continue;
-        uint32_t number;
-        memcpy(&number, text + 4, 4);
-        ASSERT_EQ(next[static_cast<int>(text[0])]++, number);
+        ASSERT_EQ(next[got[0]]++, got[1]);
         ++taken;
     }
     for (std::thread &each : posters)
