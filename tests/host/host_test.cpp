@@ -660,6 +660,7 @@ TEST_F(Host, Store)
     EXPECT_EQ(0, ha_free_all(ha));
     unsigned char *fresh = static_cast<unsigned char *>(ha_calloc(ha, 100, "rec_t", 0, 1));
     EXPECT_EQ(0, fresh[0] | fresh[99]);
+    EXPECT_EQ(0, ha_sync(ha, -1, 1));
     EXPECT_LT(ha_sync(0, -1, 1), 0);
     EXPECT_EQ(0, ha_get_state(ha));
     EXPECT_EQ(0, ha_configure(ha, HA_MODE_STANDBY));
