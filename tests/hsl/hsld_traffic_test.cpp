@@ -70,23 +70,18 @@ protected:
 TEST_F(Traffic, QueuesFillToTheirThresholdAndDrop)
 {
     answer(thresholdOf(3, 1000000));
-    offer("te1/1 priority=3 rate=9G", 1000);
-    EXPECT_EQ(drops(), (Counts{0, 0}));
     // 2 of 12 Gbit/s are too many: 4 ms to fill the queue, then 250 MB a second.
     offer("te1/1 priority=3 rate=12G", 3);
     EXPECT_EQ(hslCount(queue(3).level.now), 750000u);
-    EXPECT_EQ(drops()[1], 0u);
+    EXPECT_EQ(drops(), (Counts{0, 0}));
     pass(1001);
     EXPECT_EQ(drops(), (Counts{250000, 250000000}));
-    EXPECT_EQ(hslCount(queue(3).forwarded), 1125000000u + 1255000000);
-    EXPECT_EQ(hslCount(queue(3).enqueued), 1125000000u + 1256000000);
-    EXPECT_EQ(counter(2, 0x18 + 24), 2380000u);
-    EXPECT_EQ(counter(2, 0x58 + 24), 2380000000u / 8);
-    EXPECT_EQ(counter(2, 0x128), 2381000u);
+    EXPECT_EQ(counter(2, 0x18 + 24), 1255000u);
+    EXPECT_EQ(counter(2, 0x58 + 24), 1255000000u / 8);
+    EXPECT_EQ(counter(2, 0x128), 1256000u);
     EXPECT_EQ(counter(0, 0x188), 250000u);
     // Cleared, a lower threshold takes nothing until the queue has drained to it, and then all is as before.
     clearCounters();
-    EXPECT_EQ(drops()[1], 0u);
     answer(thresholdOf(3, 500000));
     for (int i = 0; i < 100; ++i) // many short strides are one long one
         pass(10);
@@ -132,7 +127,6 @@ TEST_F(Traffic, RedThinsOutUntilTheQueueStandsStill)
     answer(redOf(0x01270811, 0, 255, 1000, 2000, PORT + 0x8000));
     pass(1000);
     EXPECT_EQ(hslCount(queue(3).level.bound), 2000u);
-    EXPECT_EQ(json("show chip 1/0")["red_profiles"].size(), 1u);
     // A clear of another priority or port takes nothing away, one of everything does.
     clearRed(PORT, 4);
     clearRed(PORT + 0x8000, 3);
@@ -174,8 +168,6 @@ TEST_F(Traffic, PauseGoesBothWays)
     EXPECT_EQ(hslCount(queue(3).paused * 1000), 1000u);
     offer("te1/1 pause priority=3 off", 1000);
     EXPECT_NEAR(queue(3).forwarded - three, 0.625e9, 1);
-    clearCounters();
-    EXPECT_EQ(counter(1, 0x58) + counter(1, 0xA0), 0u);
 }
 
 TEST_F(Traffic, EveryDropHasItsReason)

@@ -1,5 +1,5 @@
-// AVL trees and lists against models, in long random sequences, on the heap, in pools and in a store that refuses
-// memory now and then; and the order, limits and failures that the sequences do not meet.
+// AVL trees, lists and tail queues against models, in long random sequences, on the heap, in pools and in a store that
+// refuses memory now and then; and the order, limits and failures that the sequences do not meet.
 #include <algorithm>
 #include <deque>
 #include <list>
@@ -36,30 +36,23 @@ int keyOf(const tnx_avl_node_t *node)
     return node ? item(node)->key : -1;
 }
 
-template <typename View>
-std::vector<int> keysOf(const View &view)
-{
-    std::vector<int> keys;
-    for (const Item &entry : view)
-        keys.push_back(entry.key);
-    return keys;
-}
-
 struct Shape {
     int height = 0;
     int size = 0;
 };
 
-// Checks links, sides, balance and rank of a subtree and appends its payloads in order.
-Shape check(const tnx_avl_node_t *node, const tnx_avl_node_t *parent, int side, std::vector<const Item *> &order)
+// Checks links, sides, balance and rank of a subtree, and that the walk from above it meets each node ahead of what
+// hangs below.
+Shape check(const tnx_avl_node_t *node, const tnx_avl_node_t *parent, int side, const tnx_avl_node_t *&walked)
 {
     if (!node)
         return {};
+    EXPECT_EQ(node, walked);
+    walked = avl_next(node);
     EXPECT_EQ(node->parent, parent);
     EXPECT_TRUE(!parent || node->flag == side);
-    const Shape left = check(node->left, node, 0, order);
-    order.push_back(item(node));
-    const Shape right = check(node->right, node, 1, order);
+    const Shape left = check(node->left, node, 0, walked);
+    const Shape right = check(node->right, node, 1, walked);
     EXPECT_EQ(node->balance, right.height - left.height);
     EXPECT_LE(std::abs(node->balance), 1);
     EXPECT_EQ(node->rank, left.size + 1);
@@ -101,29 +94,28 @@ using Model = std::multimap<int, Item *>;
 
 void compare(const tnx_avl_tree_t *tree, const Model &model)
 {
-    std::vector<const Item *> order, expected;
-    const Shape shape = check(tree->root, nullptr, 0, order);
+    const tnx_avl_node_t *walked = avl_top(tree), *last = avl_getlast(tree);
+    ASSERT_EQ(check(tree->root, nullptr, 0, walked).size, avl_get_tree_size(tree));
+    ASSERT_EQ(walked, nullptr);
+    std::vector<Item *> seen, expected;
     for (const auto &[key, entry] : model)
         expected.push_back(entry);
-    ASSERT_EQ(order, expected);
-    ASSERT_EQ(avl_get_tree_size(tree), shape.size);
-    size_t at = 0;
-    for (const tnx_avl_node_t *node = avl_getnext(tree, nullptr); node; node = avl_getnext(tree, node))
-        ASSERT_EQ(item(node), expected[at++]);
-    ASSERT_EQ(at, expected.size());
-    for (const tnx_avl_node_t *node = avl_getlast(tree); node; node = avl_getprev(tree, node))
-        ASSERT_EQ(item(node), expected[--at]);
-    for (const Item *entry : expected)
-        ASSERT_EQ(item(entry->node), entry); // no payload has changed its node
+    for (Item &entry : avlView<Item>(tree)) {
+        seen.push_back(&entry);
+        ASSERT_EQ(item(entry.node), &entry); // no payload has changed its node
+    }
+    ASSERT_EQ(seen, expected);
+    for (; last; last = avl_getprev(tree, last), seen.pop_back())
+        ASSERT_EQ(item(last), seen.back());
+    ASSERT_TRUE(seen.empty());
 }
 
 void compareLookups(const tnx_avl_tree_t *tree, const Model &model, int key)
 {
-    const Item probe = {key};
-    EXPECT_EQ(keyOf(avl_search(tree, &probe)), model.count(key) ? key : -1);
-    const auto after = model.upper_bound(key);
+    const Item probe = {key}, *found = avlFind(tree, probe);
+    EXPECT_EQ(found ? found->key : -1, model.count(key) ? key : -1);
+    const auto after = model.upper_bound(key), from = model.lower_bound(key);
     EXPECT_EQ(keyOf(avl_get_next(tree, &probe)), after == model.end() ? -1 : after->first);
-    const auto from = model.lower_bound(key);
     EXPECT_EQ(keyOf(avl_get_prev(tree, &probe)), from == model.begin() ? -1 : std::prev(from)->first);
 }
 
@@ -185,35 +177,22 @@ TEST_F(ContainersTest, TreesRefuseDuplicatesWhenAsked)
     avl_tree_free(&tree, nullptr);
     EXPECT_EQ(avl_create(&tree, -1, compareItems), -1);
     ASSERT_EQ(avl_create(&tree, 4, compareItems), 0);
-    Item items[] = {{5}, {3}, {5}, {9}, {1}};
+    Item items[] = {{5}, {3}, {3}, {9}, {1}, {7}};
     EXPECT_EQ(avl_insert_nodup(tree, &items[0]), 0);
     EXPECT_EQ(avl_insert_nodup(tree, &items[1]), 0);
-    EXPECT_EQ(avl_insert_nodup(tree, &items[2]), -1);
-    EXPECT_EQ(item(avl_insert_return_node(tree, &items[2], 0)), &items[0]);
-    EXPECT_EQ(avl_get_tree_size(tree), 2); // the node went back to the pool
-    EXPECT_EQ(avl_insert(tree, &items[2]), 0);
-    EXPECT_EQ(avl_insert(tree, &items[3]), 0);
-    EXPECT_EQ(avl_insert(tree, &items[4]), -1); // the pool is empty
-    EXPECT_EQ(avl_remove_info(tree, &items[1]), 0);
-    EXPECT_EQ(avl_insert(tree, &items[4]), 0);
-    EXPECT_EQ(avl_tree_cleanup(tree, nullptr), 0);
-    EXPECT_EQ(avl_top(tree), nullptr);
-    EXPECT_EQ(avl_get_tree_size(tree), 0);
-    EXPECT_EQ(avl_tree_free(&tree, nullptr), 0);
-    EXPECT_EQ(avl_tree_free(&tree, nullptr), 0);
-    EXPECT_EQ(avl_search(nullptr, &items[0]), nullptr);
-    EXPECT_EQ(avl_getfirst(nullptr), nullptr);
-}
-
-// A refused duplicate below a left turn leaves the ranks on its way raised.
-TEST_F(ContainersTest, ARefusedDuplicateLeavesItsTraceInTheRanks)
-{
-    Item items[] = {{5}, {3}, {3}};
-    (void)avl_insert_nodup(tree, &items[0]);
-    (void)avl_insert_nodup(tree, &items[1]);
     EXPECT_EQ(avl_top(tree)->rank, 2);
     EXPECT_EQ(avl_insert_nodup(tree, &items[2]), -1);
-    EXPECT_EQ(avl_top(tree)->rank, 3);
+    EXPECT_EQ(avl_top(tree)->rank, 3); // a left turn on its way leaves its trace
+    EXPECT_EQ(item(avl_insert_return_node(tree, &items[2], 0)), &items[1]);
+    EXPECT_EQ(avl_get_tree_size(tree), 2); // the node went back to the pool
+    EXPECT_EQ(avl_insert(tree, &items[3]), 0);
+    EXPECT_EQ(avl_insert(tree, &items[4]), 0);
+    EXPECT_EQ(avl_insert(tree, &items[5]), -1); // the pool is empty
+    EXPECT_EQ(avl_remove_info(tree, &items[1]), 0);
+    EXPECT_EQ(avl_insert(tree, &items[5]), 0);
+    EXPECT_EQ(avl_tree_free(&tree, nullptr), 0);
+    EXPECT_EQ(avl_tree_free(&tree, nullptr), 0);
+    EXPECT_TRUE(!avlFind(tree, items[0]) && !avl_getfirst(tree) && avl_get_tree_size(tree) == 0);
 }
 
 TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
@@ -223,44 +202,33 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     for (int i = 0; i < COUNT; ++i)
         (void)avl_insert(tree, &items.emplace_back(Item{i * 7 % COUNT}));
     std::vector<int> seen;
-    const auto stopAt3 = [](void *info, void *a, void *b) {
+    const auto stopAt = [](void *info, void *a, void *b) {
         static_cast<std::vector<int> *>(a)->push_back(static_cast<Item *>(info)->key);
         return static_cast<Item *>(info)->key == *static_cast<int *>(b) ? -9 : 1;
     };
     int limit = 3;
-    EXPECT_EQ(avl_traverse2(tree, stopAt3, &seen, &limit), -9);
+    EXPECT_EQ(avl_traverse2(tree, stopAt, &seen, &limit), -9);
     EXPECT_EQ(seen, (std::vector<int>{0, 1, 2, 3}));
+
+    seen.clear();
+    limit = -1;
+    int counter = 0;
+    tnx_avl_node_t *resume = nullptr;
+    EXPECT_EQ(avl_paginate_traverse3(tree, avl_getfirst(tree), stopAt, &seen, &limit, &counter, &resume), 0);
+    EXPECT_EQ(counter, AVL_PAGE);
+    EXPECT_EQ(keyOf(resume), AVL_PAGE);
+    counter = 0;
+    EXPECT_EQ(avl_paginate_traverse3(tree, resume, stopAt, &seen, &limit, &counter, &resume), 0);
+    EXPECT_EQ(resume, nullptr);
+    EXPECT_EQ(seen.size(), static_cast<size_t>(COUNT));
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+
     // A walk may delete what it stands on.
     const auto removeOdd = [](void *info, void *a) {
         return static_cast<Item *>(info)->key % 2 ? avl_remove(static_cast<tnx_avl_tree_t *>(a), info) : 0;
     };
     EXPECT_EQ(avl_traverse(tree, removeOdd, tree), 0);
     EXPECT_EQ(avl_get_tree_size(tree), COUNT / 2);
-    for (Item &entry : items)
-        if (entry.key % 2)
-            (void)avl_insert(tree, &entry);
-
-    seen.clear();
-    limit = -1;
-    int counter = 0;
-    tnx_avl_node_t *resume = nullptr;
-    EXPECT_EQ(avl_paginate_traverse3(tree, avl_getfirst(tree), stopAt3, &seen, &limit, &counter, &resume), 0);
-    EXPECT_EQ(counter, AVL_PAGE);
-    EXPECT_EQ(keyOf(resume), AVL_PAGE);
-    counter = 0;
-    EXPECT_EQ(avl_paginate_traverse3(tree, resume, stopAt3, &seen, &limit, &counter, &resume), 0);
-    EXPECT_EQ(resume, nullptr);
-    EXPECT_EQ(seen.size(), static_cast<size_t>(COUNT));
-    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
-
-    // Pre-order: each node ahead of what hangs below it, every node once.
-    int visited = 0;
-    for (const tnx_avl_node_t *node = avl_top(tree); node; node = avl_next(node)) {
-        ++visited;
-        const tnx_avl_node_t *below = node->left ? node->left : node->right;
-        EXPECT_TRUE(!below || avl_next(node) == below);
-    }
-    EXPECT_EQ(visited, COUNT);
 }
 
 TEST_F(ContainersTest, TheStoreGetsTypesAndTags)
@@ -297,47 +265,54 @@ TEST_F(ContainersTest, TheStoreGetsTypesAndTags)
 
 void randomList(unsigned seed, ha_hndl_t ha, int steps)
 {
+    SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
     tnx_list_t *list = list_create_ha_dbg(ha, 0, compareItems, nullptr, "compareItems", nullptr, "items");
     std::list<Item> items;
-    std::list<Item *> model; // sorted, equal ones in the order of their arrival
+    std::list<void *> model; // sorted, equal ones in the order of their arrival
+    const auto less = [](const void *a, const void *b) { return compareItems(a, b) < 0; };
     for (int i = 0; i < steps; ++i) {
-        Item &fresh = items.emplace_back(Item{static_cast<int>(random.roll() % 40)});
-        const auto less = [](const Item *a, const Item *b) { return a->key < b->key; };
-        const auto low = std::lower_bound(model.begin(), model.end(), &fresh, less);
-        const bool known = low != model.end() && (*low)->key == fresh.key;
-        Item *first = known ? *low : nullptr;
-        EXPECT_EQ(list_lookup_data(list, &fresh), first);
-        const ha_hndl_t now = ha && random.oneIn(8) ? REFUSING : ha;
-        switch (random.roll() % 4) {
-        case 0:
-            list->ha_hndl = now;
+        Item &fresh = items.emplace_back(Item{static_cast<int>(random.below(40))});
+        const auto [low, high] =
+            std::equal_range<std::list<void *>::iterator, void *>(model.begin(), model.end(), &fresh, less);
+        const bool known = low != high;
+        void *const first = known ? *low : nullptr, *const last = known ? *std::prev(high) : nullptr;
+        EXPECT_EQ(listFind(list, fresh), first);
+        EXPECT_EQ(list_lookup_data2(list, compareItems, &fresh), first);
+        EXPECT_EQ(list_lookup_data_tail(list, &fresh), last);
+        EXPECT_EQ(list_lookup_data_tail_sorted(list, &fresh), last);
+        tnx_listnode_t *next = list_lookup_next_data_node(list, listnode_lookup(list, first), &fresh);
+        EXPECT_EQ(next ? next->data : first, first == last ? first : *std::next(low));
+        const auto nodeOf = [&](auto at) { return at == model.end() ? nullptr : listnode_lookup(list, *at); };
+        const unsigned action = random.below(7);
+        list->ha_hndl = ha && action < 4 && random.oneIn(8) ? REFUSING : ha;
+        if (action == 0)
             EXPECT_NE(listnode_add_sort(list, &fresh), nullptr);
-            model.insert(std::upper_bound(model.begin(), model.end(), &fresh, less), &fresh);
-            break;
-        case 1:
-            list->ha_hndl = now;
+        else if (action == 1)
+            EXPECT_NE(listnode_add_before(list, nodeOf(high), &fresh), nullptr);
+        else if (action == 2)
+            EXPECT_NE(listnode_add_after(list, high == model.begin() ? nullptr : nodeOf(std::prev(high)), &fresh),
+                      nullptr);
+        else if (action == 3)
             EXPECT_EQ(listnode_add_sort_nodup(list, &fresh), known ? 1 : 0);
-            if (!known)
-                model.insert(low, &fresh);
-            break;
-        case 2:
+        else if (action == 4)
             EXPECT_EQ(list_delete_data(list, &fresh), known ? 0 : -1);
-            if (known)
-                model.erase(low);
-            break;
-        default:
+        else if (action == 5)
             EXPECT_EQ(listnode_delete(list, first), known ? 0 : -1);
-            model.remove(first);
-        }
+        else
+            EXPECT_EQ(list_delink_node(list, known ? nodeOf(low) : nullptr), known ? nodeOf(std::next(low)) : nullptr);
+        if (action < 3 || (action == 3 && !known))
+            model.insert(high, &fresh);
+        else if (action > 3 && known)
+            model.erase(low);
         list->ha_hndl = ha;
         std::list<void *> forward, backward;
-        for (const tnx_listnode_t *node = list->head; node; node = node->next)
-            forward.push_back(node->data);
+        for (Item &entry : listView<Item>(list))
+            forward.push_back(&entry);
         for (const tnx_listnode_t *node = list->tail; node; node = node->prev)
             backward.push_front(node->data);
-        ASSERT_EQ(forward, std::list<void *>(model.begin(), model.end()));
-        ASSERT_EQ(backward, forward);
+        ASSERT_EQ(forward, model);
+        ASSERT_EQ(backward, model);
         ASSERT_EQ(list->count, model.size());
     }
     list_delete(list);
@@ -349,104 +324,76 @@ TEST_F(ContainersTest, RandomListsMatchTheModel)
     randomList(2, STORE, 3000);
 }
 
-TEST_F(ContainersTest, TypedViews)
+TEST_F(ContainersTest, ListsWithoutOrderAndTheirEnds)
 {
-    EXPECT_TRUE(keysOf(listView<const Item>(nullptr)).empty());
-    EXPECT_TRUE(keysOf(avlView<const Item>(nullptr)).empty());
-    EXPECT_EQ(avlFind(nullptr, Item{1}), nullptr);
-    EXPECT_EQ(listFind(nullptr, Item{1}), nullptr);
-    Item i[] = {{2}, {1}, {3}};
-    tnx_list_t *list = list_create(compareItems, nullptr);
-    for (Item &entry : i) {
-        (void)avl_insert(tree, &entry);
-        listnode_add(list, &entry);
-    }
-    EXPECT_EQ(keysOf(avlView<const Item>(tree)), (std::vector<int>{1, 2, 3}));
-    EXPECT_EQ(keysOf(listView<const Item>(list)), (std::vector<int>{2, 1, 3}));
-    EXPECT_EQ(avlFind(tree, Item{3}), &i[2]);
-    EXPECT_EQ(listFind(list, Item{1}), &i[1]);
-    EXPECT_EQ(avlFind(tree, Item{4}), nullptr);
-    EXPECT_EQ(listFind(list, Item{4}), nullptr);
-    list_delete(list);
-}
-
-TEST_F(ContainersTest, ListPositionsAndLookups)
-{
-    Item i[] = {{0}, {1}, {2}, {3}, {4}, {5}};
+    Item i[] = {{0}, {1}, {2}, {3}, {4}};
     tnx_list_t *list = list_new();
     EXPECT_EQ(listnode_add(list, nullptr), nullptr);
     EXPECT_EQ(listnode_add(nullptr, &i[0]), nullptr);
-    tnx_listnode_t *middle = listnode_add_sort(list, &i[2]); // without a comparison: at the end
-    EXPECT_EQ(listnode_add_nodup(list, &i[2]), middle);
-    listnode_add_before(list, middle, &i[1]);
-    listnode_add_after(list, middle, &i[3]);
-    listnode_add_before(list, nullptr, &i[4]);
-    listnode_add_after(list, nullptr, &i[0]);
-    list_add_node_next(list, list->tail, &i[5]);
-    EXPECT_EQ(list_add_node_prev(list, nullptr, &i[5]), nullptr);
-    EXPECT_EQ(keysOf(listView<const Item>(list)), (std::vector<int>{0, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(listnode_head(list), &i[0]);
+    EXPECT_EQ(listnode_head(list), nullptr);
+    tnx_listnode_t *last = listnode_add_sort(list, &i[4]); // without a comparison: at the end
+    last = listnode_add_sort(list, &i[3]);
+    EXPECT_EQ(listnode_add_nodup(list, &i[3]), last);
+    EXPECT_EQ(list_add_node_next(list, nullptr, &i[0]), nullptr);
+    EXPECT_EQ(list_add_node_prev(list, nullptr, &i[0]), nullptr);
+    EXPECT_EQ(listnode_head(list), &i[4]);
     EXPECT_EQ(list_lookup_data(list, &i[3]), nullptr); // needs a comparison
-    EXPECT_EQ(list_lookup_data2(list, compareItems, &i[3]), &i[3]);
-    EXPECT_EQ(list_delink_node(list, middle), listnode_lookup(list, &i[3]));
 
-    tnx_list_t *other = list_create(compareItems, [](void *data) { static_cast<Item *>(data)->key = 100; });
-    Item same = {3};
-    listnode_add(other, &same);
+    tnx_list_t *other = list_create(compareItems, [](void *data) { static_cast<Item *>(data)->key += 100; });
     EXPECT_EQ(list_add_list(other, list), 0);
-    EXPECT_EQ(list_lookup_data_tail(other, &i[3]), &i[3]);
-    EXPECT_EQ(list_lookup_data_node(other, &i[3])->data, &same);
-    EXPECT_EQ(list_lookup_next_data_node(other, other->head, &i[3])->data, &i[3]);
-    // In a sorted list the search from the tail ends at the first smaller one.
-    EXPECT_EQ(list_lookup_data_tail_sorted(other, &i[4]), &i[4]);
-    listnode_add(other, &i[0]);
-    EXPECT_EQ(list_lookup_data_tail_sorted(other, &i[4]), nullptr);
+    EXPECT_EQ(list_add_list(other, other), 0);
+    EXPECT_EQ(other->count, 4u);
+    EXPECT_EQ(list_lookup_data_tail_sorted(other, &i[4]), nullptr); // the first smaller one ends it
     list_delete(other);
-    EXPECT_EQ(same.key, 100);
-    EXPECT_EQ(i[0].key, 100);
+    EXPECT_EQ(i[3].key + i[4].key, 407);
     list_delete(list);
     list_delete(nullptr);
+    EXPECT_TRUE(!listFind(nullptr, i[0]) && listView<Item>(nullptr).begin() == listView<Item>(nullptr).end());
 }
 
 struct Queued {
     tailqEntry<Queued> link, other;
 };
 
+template <auto Link>
+std::vector<Queued *> walked(const tailqHead<Queued> &head)
+{
+    std::vector<Queued *> found;
+    Queued *const *back = &head.tqh_first;
+    for (Queued *elem = tailqFirst(&head); elem; elem = tailqNext<Link>(elem)) {
+        EXPECT_EQ(std::exchange(back, &(elem->*Link).tqe_next), (elem->*Link).tqe_prev);
+        found.push_back(elem);
+    }
+    EXPECT_EQ(head.tqh_last, back);
+    EXPECT_EQ(tailqEmpty(&head), found.empty());
+    return found;
+}
+
 TEST(Tailq, MatchesAListUnderRandomInsertsAndRemovals)
 {
     Random random(20);
     Queued items[12] = {};
-    tailqHead<Queued> head, second;
-    std::list<Queued *> expected;
+    tailqHead<Queued> head, second; // membership in another queue stays as it is
+    std::vector<Queued *> expected, all;
     tailqInit(&head);
     tailqInit(&second);
-    for (Queued &i : items) // membership in another queue must stay as it is
+    for (Queued &i : items) {
         tailqInsertTail<&Queued::other>(&second, &i);
-    for (int step = 0; step < 2000; ++step) {
-        Queued *elem = &items[random.roll() % std::size(items)];
-        if (elem->link.tqe_prev == nullptr) {
+        all.push_back(&i);
+    }
+    for (int step = 0; step < 2000 && !testing::Test::HasFailure(); ++step) {
+        Queued *elem = &items[random.below(std::size(items))];
+        if (elem->link.tqe_prev) {
+            tailqRemove<&Queued::link>(&head, elem);
+            std::erase(expected, elem);
+            ASSERT_TRUE(!elem->link.tqe_next && !elem->link.tqe_prev);
+        } else {
             tailqInsertTail<&Queued::link>(&head, elem);
             expected.push_back(elem);
-        } else {
-            tailqRemove<&Queued::link>(&head, elem);
-            expected.remove(elem);
-            ASSERT_TRUE(elem->link.tqe_next == nullptr && elem->link.tqe_prev == nullptr);
         }
-        ASSERT_EQ(expected.empty(), tailqEmpty(&head));
-        Queued **last = &head.tqh_first;
-        Queued *walk = tailqFirst(&head);
-        for (Queued *want : expected) {
-            ASSERT_EQ(want, walk);
-            ASSERT_EQ(last, walk->link.tqe_prev);
-            last = &walk->link.tqe_next;
-            walk = tailqNext<&Queued::link>(walk);
-        }
-        ASSERT_TRUE(walk == nullptr && head.tqh_last == last);
+        ASSERT_EQ(walked<&Queued::link>(head), expected);
+        ASSERT_EQ(walked<&Queued::other>(second), all);
     }
-    unsigned others = 0;
-    for (Queued *i = tailqFirst(&second); i; i = tailqNext<&Queued::other>(i))
-        ASSERT_EQ(&items[others++], i);
-    EXPECT_EQ(std::size(items), others);
 }
 
 } // namespace
