@@ -470,36 +470,18 @@ TEST_F(Thresholds, LongDistanceSplit)
     qosIf_t neighbour = port;
     tailqInsertTail<&qosIf_t::chip_link>(&chip.ifList, &neighbour);
     port.ccb.ldIfCfg.is_link_ld = 1;
-    const std::tuple<uint32_t, uint8_t, uint32_t, uint32_t, uint32_t> rows[] = {
-        {5000, 0, 317552, 107796, 862368},
-        {5000, 1, 317552, 94687, 980361},
-        {50000, 1, 2589224, (2036160U - 2589224U) / 17, (2036160U - 2589224U) / 17 * 7 + 2589224}};
-    for (const auto &[metres, num_pfc, per_pfc, unit, ld] : rows) {
+    const uint32_t wrapped = (2036160U - 2589224U) / 17;
+    for (const auto &[metres, num_pfc, unit, ld] : {std::tuple{5000U, uint8_t{0}, 107796U, 862368U},
+                                                    {5000U, 1, 94687U, 980361U},
+                                                    {50000U, 1, wrapped, wrapped * 7 + 2589224}}) {
         port.ccb.ldIfCfg.ld_distance = metres;
         qaLdCalculateBufferDist(&chip, &port, num_pfc);
-        const qosLdBufferDist_t &split = chip.ldChipCfg[0].ld_buf;
-        EXPECT_EQ((std::vector{split.per_pfc_buf, split.edge_port_buf, split.ld_port_buf, split.reg_isl_port_buf}),
-                  (std::vector{per_pfc, unit, ld, 203616U}));
         EXPECT_EQ(port.ccb.tailDropThreshold, ld);
         EXPECT_EQ(neighbour.ccb.tailDropThreshold, unit);
     }
     chip.chip_type = 3; // nothing to divide, and nothing to divide by
     qaLdCalculateBufferDist(&chip, &port, 8);
-    EXPECT_EQ(chip.ldChipCfg[0].ld_buf.edge_port_buf, 0U);
+    EXPECT_EQ(neighbour.ccb.tailDropThreshold, 0U);
     Bytes body = ldBody(1, PORT);
     EXPECT_EQ(qaLdProcessLdConfigUpdate(bodyIn<qosLdConfigMsg_t>(body)), 1U) << "unknown to the table";
-}
-
-TEST_F(Thresholds, RedProfileRegisters)
-{
-    chip.chip_id = 10;
-    (void)tslRedChipInit(&chip);
-    const auto mapped = [&](uint16_t profile) { return tslGetRedMappedProfile(&chip, profile); };
-    EXPECT_EQ((std::vector<int>{mapped(500), mapped(501), mapped(500), mapped(502), mapped(503)}),
-              (std::vector<int>{3, 4, 3, 5, 65535}));
-    tslPutRedMappedProfile(&chip, 500);
-    tslPutRedMappedProfile(&chip, 999);
-    EXPECT_EQ(mapped(503), 65535) << "one user is left";
-    tslPutRedMappedProfile(&chip, 500);
-    EXPECT_EQ(mapped(503), 3);
 }
