@@ -222,6 +222,7 @@ TEST_F(Congestion, Schedulers)
             EXPECT_TRUE(holds(sent, {{44 + 4 * p, weight}, {76 + 4 * p, weight}, {108 + 4 * p, bandwidth}})) << p;
         }
     }
+    EXPECT_TRUE(live.node.log.has("strict bndry 6, Pri 7, group = 7, grp wt = 17, qpri wt = 17, bw = 700"));
     Bytes limited = schBody(PORT, 8); // the lowest queue keeps a bandwidth of its own
     put32(limited, 48, 250);
     live.manager.tell(19, limited);

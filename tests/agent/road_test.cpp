@@ -168,8 +168,6 @@ TEST(Road, StatusOfSeveralRequests)
         {6, 5, {refused, fine, fine}, 0, {L2_MAP, DEF_COS, L2_MAP}},
         {7, 5, {refused}, 22, {L2_MAP}},
         {7, 6, {fine, fine, refused}, 22, {L2_MAP, DEF_COS, L2_MAP}},
-        {4, 7, {fine}, 0, {L2_MAP}}, // trust stores no default
-        {7, 6, {fine}, 0, {L2_MAP}},
     };
     for (const auto &[code, def_tc, replies, status, commands] : cases) {
         SCOPED_TRACE(testing::Message() << int{code} << " tc " << int{def_tc});
