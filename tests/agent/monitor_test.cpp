@@ -322,6 +322,12 @@ TEST_F(MonitorInside, WatchesThatFail)
     EXPECT_EQ(watch(0x8bc00000), 0U) << "the chip as a whole";
     EXPECT_EQ(watch(CHANNEL), 1U);
     EXPECT_TRUE(inside.driver.requests().empty());
-    inside.expectErr({"Failed to add interface to drop monitor list", "Failed to get drop_monitor_info",
-                      "Failed to process drop monitor config", "Failed to find interface p for drop monitor"});
+    qosLookupIfEntry(portNumber(1))->chip = nullptr;
+    Bytes td(12 + 24);
+    putNative(td, 12, 4, portNumber(1));
+    EXPECT_EQ(qaProcessGetTdMonitorStats(bodyIn<qosTdMonitorStatsMsg_t>(td)), 25U);
+    qaIdentifyRealTdIfDrops(bodyIn<qosTdMonitorStatsMsg_t>(td), 1);
+    inside.expectErr({"Failed to find chip for interface 0x18408000", "Failed to add interface to drop monitor list",
+                      "Failed to get drop_monitor_info", "Failed to process drop monitor config",
+                      "Failed to find interface p for drop monitor"});
 }

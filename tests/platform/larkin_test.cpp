@@ -268,6 +268,7 @@ TEST_F(Larkin, PauseAndPfc)
     EXPECT_EQ(told(QOS_PFC_MSG, body), 22U);
     Bytes unknown = ccbBody(LARKIN_PORT + 0x8000);
     EXPECT_EQ(larkSetPfc(bodyIn<qosCcbMsg_t>(unknown)), 24U);
+    EXPECT_EQ(larkSetEmergencyPause(bodyIn<qosCcbMsg_t>(unknown)), 24U);
     EXPECT_EQ(get32(unknown, 183), 24U);
     inside.log.ignoreErrs();
 }

@@ -128,6 +128,9 @@ TEST_P(Mirelle, RedProfilesAreMappedAndScaledToTheDepth)
     const auto &entries = qosLookupChip(FLAT)->chipRedCfg;
     EXPECT_EQ(entries[0].activeRedCount, 2);
     EXPECT_EQ(entries[2].activeRedCount, 1);
+    answer(34, redBody(2, 5, 300, 0)); // another user is left
+    EXPECT_EQ(entries[0].globalProfile, 300);
+    records();
 
     EXPECT_EQ(get32(answer(34, redBody(1, 1, 303, 1), 1), 183), 1U) << "a fourth profile";
     EXPECT_TRUE(records().empty());
