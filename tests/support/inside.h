@@ -28,6 +28,10 @@ public:
     // A chip of slot 1 with ports by the name of "p", both accepted, and what they asked of the driver forgotten.
     void add(uint32_t chip, uint32_t type, const std::vector<uint32_t> &ports);
 
+    // What the driver's request for a message and the reply that is made of noise come to, over several responses, as
+    // one number (FNV-1a): for messages that copy a response to its places and no more.
+    uint32_t traffic(uint8_t code, const Bytes &body);
+
     Driver driver;
     TraceLog log;
 };
