@@ -269,6 +269,7 @@ bool replaceSocket(bound_t *entry)
 {
     const int fresh = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int old = entry->fd;
+    peerAsk(fresh); // ahead of its first datagram
     bool done = fresh >= 0 && bindLocked(fresh, entry->path, runOwner(entry->path) != 0) == 0;
     if (done) {
         timeval limit = {};
@@ -278,7 +279,6 @@ bool replaceSocket(bound_t *entry)
         copyOption(old, fresh, SO_RCVBUF, 2);
         copyOption(old, fresh, SO_SNDBUF, 2);
         fcntl(fresh, F_SETFL, fcntl(old, F_GETFL));
-        peerAsk(fresh);
         lstat(entry->path, &entry->is);
         done = dup3(fresh, old, O_CLOEXEC) >= 0;
     }
