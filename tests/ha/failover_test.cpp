@@ -247,14 +247,19 @@ struct Chain {
     std::map<uint32_t, uint32_t> last_seq;
 };
 
-// Where what the program has mapped and what it has reserved ends.
+// Where what the program has mapped and the arena, which is reserved as a whole, end.
 std::set<std::string> placesOf(int pid)
 {
     std::istringstream maps(slurp("/proc/" + std::to_string(pid) + "/maps"));
     std::set<std::string> found;
-    for (std::string line; std::getline(maps, line);)
-        if (line.find(" ---p ") != line.npos || line.ends_with("/dorvald_points"))
-            found.insert(line.substr(line.find('-'), line.find(' ') - line.find('-')));
+    for (std::string line; std::getline(maps, line);) {
+        size_t used = 0;
+        const uint64_t from = std::stoull(line, &used, 16),
+                       size = std::stoull(line.substr(used + 1), nullptr, 16) - from;
+        const bool arena = line.find(" ---p ") != line.npos && size > 0x3c000000 && size <= 0x40000000;
+        if (arena || line.ends_with("/dorvald_points"))
+            found.insert(line.substr(used, line.find(' ') - used));
+    }
     return found;
 }
 
