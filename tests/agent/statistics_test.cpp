@@ -10,7 +10,7 @@
 namespace {
 
 constexpr uint32_t SECOND_CHIP = 0x88410000; // slot 1, chip 1
-constexpr uint32_t READ = 0x06270000, CLEAR = 0x06270001;
+constexpr uint32_t CLEAR = 0x06270001;
 
 // The binary replies: what the requests and the replies come to.
 const std::pair<uint8_t, uint32_t> MEMBERS[] = {
