@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The codes whose bodies carry a number of records.
 #include "agent/body_length.h"
 

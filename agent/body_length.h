@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long a body must be when what stands in it decides: counts of records, and the form of a reply that is written in
 // place.
 #ifndef AGENT_BODY_LENGTH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Poll, transitions and timer of the BUM monitor.
 #include "agent/bum_monitor.h"
 

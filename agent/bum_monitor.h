@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // BUM monitor: reads the violation counters of the monitored broadcast, unknown-unicast and multicast policers every
 // five seconds and tells the manager when one begins or ceases to drop. The timer runs while any policer is monitored.
 #ifndef AGENT_BUM_MONITOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip and interface hooks of congestion control, the weights, the queue depths, the buffer query.
 #include "agent/ccb.h"
 

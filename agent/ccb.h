@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion control: how much buffer each traffic class of a port gets. Module "QOS CCB".
 #ifndef AGENT_CCB_H
 #define AGENT_CCB_H

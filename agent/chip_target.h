@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chip that a configuration body means: the chip that it names if it is for all interfaces, else its interface's.
 #ifndef AGENT_CHIP_TARGET_H
 #define AGENT_CHIP_TARGET_H

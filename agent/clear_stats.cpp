@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The walk over the node's chips, and what goes ahead of it.
 #include "agent/clear_stats.h"
 

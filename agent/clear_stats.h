@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clearing of statistics: everything of this node, one interface, or the RED counters of the node's chips.
 #ifndef AGENT_CLEAR_STATS_H
 #define AGENT_CLEAR_STATS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip up, interface add, interface delete.
 #include "agent/core_handlers.h"
 

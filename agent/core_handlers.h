@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handlers that belong to no feature: chips and interfaces come and go.
 #ifndef AGENT_CORE_HANDLERS_H
 #define AGENT_CORE_HANDLERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches in, echoes out.
 #include "agent/dispatch.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's side of the conversation with the manager: the dispatcher that walks a batch and echoes it, and the road
 // of the messages that the agent starts itself. Module "QOS AGT". docs/architecture.md follows a message through here.
 #ifndef AGENT_DISPATCH_H

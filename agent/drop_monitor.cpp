@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hooks, watch list and timer of the drop monitor.
 #include "agent/drop_monitor.h"
 

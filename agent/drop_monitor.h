@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Drop monitor: once a minute it reads what the watched ports have dropped and tells the manager which of them dropped
 // since the last look. The timer runs while any port is watched. Module "QOS DROP MONITOR".
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tail drops and RED drops go the same way; a row for each says where they differ.
 #include "agent/drop_poll.h"
 

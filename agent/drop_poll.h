@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One period of the drop monitor on a chip: read the watched ports, tell real drops from counters that merely stand
 // above zero, notify the manager. Called by agent/drop_monitor.cpp.
 #ifndef AGENT_DROP_POLL_H

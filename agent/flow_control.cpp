@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pause, PFC and wire-to-queue handlers.
 #include "agent/flow_control.h"
 

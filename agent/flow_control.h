@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pause, priority flow control and the wire-to-queue map of a port. Flow control is never programmed alone: thresholds
 // and map go first, since they depend on it.
 #ifndef AGENT_FLOW_CONTROL_H

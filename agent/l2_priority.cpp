@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The four layer 2 handlers: the common steps, and what follows them.
 #include "agent/l2_priority.h"
 

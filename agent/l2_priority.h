@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Layer 2 priority of an interface: CoS trust, default CoS, CoS mutation and CoS to traffic class. Module "QOS L2PRI".
 #ifndef AGENT_L2_PRIORITY_H
 #define AGENT_L2_PRIORITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The four layer 3 handlers, each the common steps with a row of its own.
 #include "agent/l3_priority.h"
 

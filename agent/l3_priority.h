@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Layer 3 priority of an interface: DSCP trust, DSCP mutation, DSCP to CoS and DSCP to traffic class. Module "QOS
 // L3PRI".
 #ifndef AGENT_L3_PRIORITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The split of a buffer pool and the orders in which its ports are programmed.
 #include "agent/long_distance.h"
 

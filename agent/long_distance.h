@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Long-distance links: taking buffer from the ports of a pool for a port whose link is kilometres long, and giving it
 // back. The state is kept for each buffer pool group of a chip.
 #ifndef AGENT_LONG_DISTANCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three settings as rows of one mechanism, and the read.
 #include "agent/mcast_queues.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Multicast queues, which a chip has once for all its ports: rate limit, tail drop, queue mode and counters. Nothing is
 // kept here, so a chip that comes up later gets nothing.
 #ifndef AGENT_MCAST_QUEUES_H

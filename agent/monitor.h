@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the two monitors have in common: a one-shot timer that rearms itself, and how their records are registered with
 // the store.
 #ifndef AGENT_MONITOR_H

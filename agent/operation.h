@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The call of a chip's operation, the same for all modules: a row says which operation it is, what a chip type without
 // it answers, and what is said before and after.
 #ifndef AGENT_OPERATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hooks of the policer module, and the messages that change policers.
 #include "agent/policer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer module: installs, updates and removes policers and profiles on the chips, and keeps for each chip three
 // replicated lists of what it has installed (ingress, egress, BUM), sorted by qaPolCmpData. Module "QOS POL".
 //

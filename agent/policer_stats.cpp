@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer statistics and clears.
 #include "agent/policer_stats.h"
 

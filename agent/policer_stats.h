@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer counters: read for the manager and for the BUM monitor, and cleared. Part of module "QOS POL".
 #ifndef AGENT_POLICER_STATS_H
 #define AGENT_POLICER_STATS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Programming a port step by step: the optional steps that congestion control and long-distance links put together in
 // their own orders. A step that the chip type does not have is left out silently; one that fails is traced, and the
 // sequence goes on.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the eight priority handlers have in common: their steps. Each handler is a row of what differs.
 #ifndef AGENT_PRIORITY_H
 #define AGENT_PRIORITY_H

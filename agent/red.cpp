@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The RED handlers. What a back end has changed stays after a failure; nothing is changed here.
 #include "agent/red.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random early detection: routing of the RED messages to the chips.
 #ifndef AGENT_RED_H
 #define AGENT_RED_H

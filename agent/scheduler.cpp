@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scheduler and shaper handlers.
 #include "agent/scheduler.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Egress scheduling of ports and chips, and the port shaper. Module "QOS SCH".
 #ifndef AGENT_SCHEDULER_H
 #define AGENT_SCHEDULER_H

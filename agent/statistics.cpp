@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The plain handlers as rows of one mechanism, the two queue handlers, the two of a chip.
 #include "agent/statistics.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics that the manager asks for. A request's body has the size of its answer; the back end of the port's chip
 // fills it in place, and nothing is kept.
 #ifndef AGENT_STATISTICS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long others wait while managers keep the agent busy: a command for the main thread and a question on the
 // statistics socket, with SENDERS processes that send full batches as fast as the agent takes them, and without.
 //

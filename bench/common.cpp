@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sockets, processes and messages of the measuring programs.
 #include "bench/common.h"
 

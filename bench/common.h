@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the measuring programs share: failing with a line, pinning, datagram sockets, the manager's messages, and a node
 // of processes in a run directory of its own.
 #ifndef BENCH_COMMON_H

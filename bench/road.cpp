@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The road of one message, measured: from the manager to the agent, its requests to the driver and back, and the echo.
 // The message is QOS_COSTRUST_MSG to a Tessel port, or with --workload one that takes more requests. Two nodes stand
 // side by side, each with a bare driver of its own, and this process is the manager of both:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events per second of the scheduler. Reads are compared with a bare poll loop that waits on the same descriptors and
 // makes the same reads; both take turns inside one measurement, so that a disturbance meets both, and the counter
 // "ratio" is the scheduler's time over the bare loop's.

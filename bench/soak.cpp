@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is left behind after much of the same: messages that change ports, policers that come and go, standbys that join
 // and are killed. Memory, descriptors and records of the active process are read after every tenth of each; at the end
 // they must stand where they stood after the first. Ends with 1 where they do not.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What replication costs the active process: microseconds of each ha_sync after one change, and what a dump holds it
 // up.
 //

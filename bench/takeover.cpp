@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long a takeover takes: from SIGKILL of the active dorvald to the first acknowledgement by its standby.
 //
 // The daemons and the driver emulator are the real ones, in a run directory of their own; this process is the manager.

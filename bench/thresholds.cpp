@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The threshold arithmetic: nanoseconds for each way in which a port's buffer is divided, and for a whole
 // long-distance split of a pool of twelve ports. What a message that uses them costs from end to end is measured by
 // road --workload pause and road --workload ld.

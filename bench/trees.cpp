@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Look-ups of interfaces in the agent's tree and in a std::map with the same comparison over the same records. Both
 // take turns inside one measurement; the counter "ratio" is the tree's time over the map's.
 #include <algorithm>

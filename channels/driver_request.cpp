@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The four transport calls, which differ in socket, frame type, status field and one check.
 #include "channels/driver_request.h"
 

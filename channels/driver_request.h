@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One synchronous request to the ASIC driver, and how its record is built in the shared buffer.
 //
 // A back-end function reads as its table:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Socket records and framing of the driver channel.
 #include "channels/driver_socket.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sockets to the ASIC driver: their records, the framing, and every check of a received frame.
 #ifndef CHANNELS_DRIVER_SOCKET_H
 #define CHANNELS_DRIVER_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manager channel: the two MI6 sockets, what is read from them, and how a buffer goes out. It knows nothing of what
 // a buffer holds: a received one goes to the receiver given at registration.
 #ifndef CHANNELS_MANAGER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small vsnprintf: %s %c %d %i %u %x %X %% with the flags '0' and '-', a width, and h, l, ll, z. A format with
 // anything else is handed to the library's.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Formatting for trace lines: printf's rules on the conversions that lines use, at a fraction of its cost. Up to a
 // dozen lines are written for one message, so this is on the message path.
 #ifndef CORE_FORMAT_H

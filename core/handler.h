@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Handlers and back-end entries: typed functions of their body, or rows of data that are called like one. The tables
 // hold both in one untyped form.
 #ifndef CORE_HANDLER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // qosMalloc and qosFree with their counters.
 #include "core/memory.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The allocators of the agent's modules: by memory type either in the replicated store or on the heap, counted per
 // module and type.
 #ifndef CORE_MEMORY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table of allocation types and its look-ups.
 #include "core/memtypes.h"
 

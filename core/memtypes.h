@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The allocation types of qosMalloc and qosFree: what memory of each type is called in the store and in the memory
 // statistics. The list is shared with the manager.
 #ifndef CORE_MEMTYPES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module table's walks that belong to no subsystem: init, start, re-init, stages.
 #include "core/module.h"
 

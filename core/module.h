@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table of modules and its walks. A module registers by filling its record; every walk goes over all 27 records in
 // ascending id and skips a null hook.
 #ifndef CORE_MODULE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The internal queue's module.
 #include "core/msgq.h"
 

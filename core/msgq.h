@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The internal queue "qos_mq": how anything off the main thread reaches it.
 #ifndef CORE_MSGQ_H
 #define CORE_MSGQ_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The context of a show function or command: where it prints, and what a configuring command works on.
 #ifndef CORE_PRINT_H
 #define CORE_PRINT_H

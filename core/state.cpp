@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process-wide record and the one blocking wait of the driver channel.
 #include "core/state.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one process-wide record, what the start arguments were, and the result numbers that every layer reads.
 #ifndef CORE_STATE_H
 #define CORE_STATE_H

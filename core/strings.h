@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts in fields of fixed size.
 #ifndef CORE_STRINGS_H
 #define CORE_STRINGS_H

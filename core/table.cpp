@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The JSON of a printed table, written piece by piece as the values come.
 #include "core/table.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tables that a printing function writes once and that come out in two forms: as lines of text, to the byte as people
 // and scripts know them, or as JSON, an array of one object a record. Which one it is stands in the context.
 //

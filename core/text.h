@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trace texts that stand in tables: a text together with its level and the types of its arguments, checked against its
 // conversions when the table is compiled, as the macros' own formats are.
 #ifndef CORE_TEXT_H

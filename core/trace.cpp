@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace front end's state, filter and calls into the platform's ring.
 #include "core/trace.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace front end: every line that the agent reports goes through here into the platform's ring.
 //
 // A line is filtered by area and level before anything of it is formatted: the macros test both and evaluate no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stage, the trace level and the printing functions, for the control socket. Nothing here changes a table.
 #include "dorvald/control.h"
 

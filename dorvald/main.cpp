@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dorvald, the quality-of-service agent.
 #include "dorvald/startup.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Start-up in its fixed order. Until trace is up, and for what ends the process, reports go to standard error.
 #include "dorvald/startup.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Start-up and main loop of the daemon, step by step.
 #ifndef DORVALD_STARTUP_H
 #define DORVALD_STARTUP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The list of records that the store learns at start, nested records ahead of their users. Four stand in it twice.
 #include "ha/fields.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records that are described to the replicated store: name, size and field table of each, in the order in which
 // they are registered.
 #ifndef HA_FIELDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration with the replicated store. A failure is traced and stops nothing.
 #include "ha/register.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the agent tells the replicated store of itself at start: record types, root objects, functions.
 #ifndef HA_REGISTER_H
 #define HA_REGISTER_H

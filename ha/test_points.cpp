@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration of the test points, and the actions.
 #include "ha/test_points.h"
 

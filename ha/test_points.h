@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module "QOS_TP": test points and the actions that the platform can trigger at them.
 #ifndef HA_TEST_POINTS_H
 #define HA_TEST_POINTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stage machine, dumps and updates.
 #include "ha/vss.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module "QOS VSS": registers the daemon with the state synchronisation service, follows the stages that it drives,
 // tells every module of each, and answers its dump and update calls.
 #ifndef HA_VSS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Steps of the clock. Each waiting thread has an event descriptor of its own, so that no thread takes the wake-up of
 // another.
 #include "host/clock.h"

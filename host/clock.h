@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the clock, its steps, and how a wait learns of one. With VELMAR_CLOCK=stepped the clock
 // stands still between two steps; what the host does for itself goes by the machine's time either way.
 #ifndef HOST_CLOCK_H

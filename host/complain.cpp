@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failures at start, one line each on standard error.
 #include "host/complain.h"
 

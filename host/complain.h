@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: failures at start, told on standard error.
 #ifndef HOST_COMPLAIN_H
 #define HOST_COMPLAIN_H

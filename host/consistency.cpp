@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Consistency of a dump. It is laid out in memory of its own, with every pointer as the place that it leads to; then
 // each list, tree and queue in it is walked as its users will walk it. A link is believed only if the other end leads
 // back, so no walk is longer than what there is.

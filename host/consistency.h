@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: whether the lists, trees and tail queues of a dump hold together. The host knows them by the
 // names of their records and fields, as every process describes them.
 #ifndef HOST_CONSISTENCY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The control socket RUN/ctl/ATOM.PID: one command a datagram, one answer to the sender's path.
 //
 // Commands that touch the process's own data wait in a table, and a message of type 21 with their number brings the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the control socket.
 #ifndef HOST_CTL_H
 #define HOST_CTL_H

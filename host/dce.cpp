@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip and port numbering, and the port map.
 //
 // Chip index: type 34 in bits 26-31, slot in 22-25, chip in the slot in 16-18, rest 0. Port index: slot in bits 22-25

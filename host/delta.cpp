@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding what changed: written pages against their twins, registered objects against a copy, and both mapped onto the
 // ranges that the records' descriptions name.
 #include "host/delta.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: what one process tells another about its store, in words of 32 bits in native order.
 //
 // A delta is a row of records and ends in a commit mark; a dump is a delta against an empty store and zeroed objects.

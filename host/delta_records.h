@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the words of a delta's records, for who writes and who reads them.
 #ifndef HOST_DELTA_RECORDS_H
 #define HOST_DELTA_RECORDS_H

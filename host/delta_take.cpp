@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checking a delta that another process sent, and taking it over. Nothing is written before all of it was checked, and
 // the check trusts no number in it.
 #include <algorithm>

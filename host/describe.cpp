@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The store's tables of records, objects and functions, by name, and what follows from them for a copy.
 #include "host/describe.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: what the process told the store about its records, objects and functions.
 #ifndef HOST_DESCRIBE_H
 #define HOST_DESCRIBE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The election: processes of one service and instance wait for a lock on RUN/ha/SERVICE.INSTANCE.lock, in a thread of
 // its own. Whoever holds the lock is active; the kernel hands it on at once when that process dies.
 #include "host/election.h"

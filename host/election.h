@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: who is active, and driving the stages.
 #ifndef HOST_ELECTION_H
 #define HOST_ELECTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The generic I/O and timer engine (GIOT). It runs as the loop of a worker thread, or piece by piece inside a
 // scheduler's loop. Its IPC subsystem serves the control socket; nothing on this host uses the timer subsystem, which
 // is there to be attached and asks for no time.

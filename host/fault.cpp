@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table of faults. A row counts the passages of its places down, and bites at the last: once, or from there on
 // until it is cleared.
 #include "host/fault.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: faults by name, which a person or a test puts into the running process through its control
 // socket, or from its start by VELMAR_FAULTS. Without that variable nothing can be armed, and a place costs one load.
 #ifndef HOST_FAULT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The state synchronisation service as the process calls it: registration, the store's operations and updates.
 #include "velmar/ha.h"
 

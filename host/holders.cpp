@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The list of holders: one record at the start of the lock file, written as a whole and never mapped, since anybody may
 // cut the file. A check at its end tells it from anything else; holders with process id 0 are none.
 #include "host/holders.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the processes that hold a complete copy of the active one's store. The list stands in the
 // lock file and is written by the lock's owner alone, so that it outlives him. Any thread may call these.
 #ifndef HOST_HOLDERS_H

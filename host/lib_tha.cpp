@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The management library's calls, on a host that has none.
 #include "velmar/lib_tha.h"
 

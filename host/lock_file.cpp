@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lock file. It comes into being with its list already in it, so a file without one has been cut or written over.
 //
 // Who has a lock on a file that has lost its name holds nothing. A standby finds out when it gets such a lock, and goes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the lock file RUN/ha/SERVICE.INSTANCE.lock. Anybody may remove or replace it, or move the
 // run directory away: a lock counts only on the file that has the name.
 #ifndef HOST_LOCK_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handler of SIGBUS. It runs on whatever thread meets the hole, and makes one system call.
 #include "host/mapped.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: maps of files that somebody else may shrink, or that a full disk leaves a hole in.
 #ifndef HOST_MAPPED_H
 #define HOST_MAPPED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // MI6: datagram sockets at RUN/mi6/SERVICE.END.PID, END being "mgr" or "lcN". Whatever stands behind "SERVICE.END."
 // makes a receiver; the process id in it only tells whether a file is stale.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's message queue. Messages lie in chunks that are linked and recycled, so an empty queue of many possible
 // messages takes little memory. The count is atomic: looking at an empty queue takes no lock.
 #include "velmar/msgq.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The node file: `key = value` lines, "#" starts a comment. Keys: model, slot, slot_base, instance.
 #include "host/node.h"
 

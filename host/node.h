@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the facts about this node.
 #ifndef HOST_NODE_H
 #define HOST_NODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time and waiting on the machine's own clock. Nothing else of the host library stands here, so that a simulated host
 // can take this object's place. A poll takes errors of the closed families' sockets away, or they would end every poll.
 //

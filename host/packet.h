@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: datagrams between the active process and a standby, on a connection that keeps their
 // boundaries. What is too long for one goes along as a sealed file, so a dump holds nobody up.
 #ifndef HOST_PACKET_H

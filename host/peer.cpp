@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's word on who sent a datagram (SCM_CREDENTIALS) or holds a connection's other end (SO_PEERCRED).
 #include "host/peer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: who is at the other end. The modes of the run directory keep strangers out; what comes in
 // all the same (a socket file whose mode somebody changed, a descriptor that was passed on) is thrown away and counted.
 #ifndef HOST_PEER_H

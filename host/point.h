@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: named places at which a fault can be put in, and at which a build for tests can end the
 // process from its environment, so that a takeover is tried at each of them.
 #ifndef HOST_POINT_H

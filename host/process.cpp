@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process framework: signals, the exit callback, worker threads and the gate behind which host threads may post.
 #include "host/process.h"
 

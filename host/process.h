@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the main thread's queue and the end of the process.
 #ifndef HOST_PROCESS_H
 #define HOST_PROCESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AF_QOS: datagram sockets between the agent and the ASIC driver, which is the process at RUN/qos/driver.
 //
 // The command socket is connected to the driver, which spares the look-up of its path in every send. A request that got

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The event log RUN/trace/raslog, shared by all processes of the run directory: one write a line, so lines stay whole.
 //
 // It is bounded: who finds it full makes it the old one, in place of the one before, and every other process follows to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the event log.
 #ifndef HOST_RASLOG_H
 #define HOST_RASLOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replication: what both sides stand on, and which of them this process is on. One thread waits for anything to happen
 // on the connections and rings for the main thread, by a message of type 18; the main thread does the rest.
 #include "host/replica.h"

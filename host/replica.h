@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the store's replication between the active process and its standbys, at
 // RUN/ha/SERVICE.INSTANCE.sock. Main thread only, except where it says otherwise.
 #ifndef HOST_REPLICA_H

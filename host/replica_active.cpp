@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The active's side: gives each standby that joins a dump and then every delta. It never waits: a standby that does not
 // take what it is sent is cut off, and comes back for a new dump.
 #include "host/replica.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the replication: what the active's and the standby's side share, and what each offers to replica.cpp. All of
 // it on the main thread.
 #ifndef HOST_REPLICA_SIDES_H

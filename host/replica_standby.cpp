@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The standby's side: looks for the active process, asks it for a dump, and takes that and every later delta.
 #include "host/replica_sides.h"
 

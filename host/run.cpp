@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The run directory: where it lies, its folders, and the socket files in it.
 //
 // Who binds or removes a socket file holds a lock on its folder. A file that refuses a connect under that lock has no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: names in the run directory and the socket files that this process bound there.
 #ifndef HOST_RUN_H
 #define HOST_RUN_H

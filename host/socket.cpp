@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system calls of the two closed socket families, by the kind of the descriptor. Any other descriptor goes to the
 // system call itself.
 #include "velmar/socket.h"

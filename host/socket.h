@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: what stands behind a descriptor of the two closed socket families.
 #ifndef HOST_SOCKET_H
 #define HOST_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The arena: blocks are cut from its end and, once given back, kept by size for the next of the same size. Where a
 // block begins, a side table of one word for each 16 bytes holds its number.
 #include "host/store.h"

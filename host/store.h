@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the replicated store's memory.
 //
 // One reservation at whatever address the process gets, committed as it is used. Records of blocks stand outside of the

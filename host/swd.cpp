@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The software watchdog: the service manager's notification socket, named by NOTIFY_SOCKET. WATCHDOG_USEC is the time
 // after which it gives the process up. The main loop's first hello also says that the process is ready.
 #include "host/swd.h"

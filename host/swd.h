@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: what the service manager is told beside the hellos of velmar/swd.h.
 #ifndef HOST_SWD_H
 #define HOST_SWD_H

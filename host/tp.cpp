@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Test points. On this host an action is run from the control socket; nothing arms one at a point.
 #include "velmar/tp.h"
 

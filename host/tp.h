@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: running a registered test point action.
 #ifndef HOST_TP_H
 #define HOST_TP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace ring: a mapped file RUN/trace/NAME.PID that stays when the process is gone. A file that is cut short is
 // made anew at the next line; while that cannot be, the lines stay in memory.
 //

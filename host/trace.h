@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: the trace rings of this process.
 #ifndef HOST_TRACE_H
 #define HOST_TRACE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Page tracking by write faults. A fault and its two changes of protection cost ten times the comparison of a page, and
 // one message makes several syncs: so a few written pages stay open, their twins brought up to date instead, until
 // others are written or nothing is for a while.

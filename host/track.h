@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Inside the host library: which pages of the store were written, and what they held before.
 //
 // While it runs the arena is read-only. The first write to a page faults; the handler keeps a copy of the page, its

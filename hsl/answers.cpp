@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What responses and chip events carry: capabilities, buffer sizes, TCAM handles, the frame of statistics, what the
 // model counts, and bytes that a user has set. All else is zero, as of an idle chip.
 #include "hsl/model.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Priority selection. Frames with a trusted DSCP go by it, else those with a tag by its CoS, else by the port's
 // default.
 #include "hsl/classify.h"

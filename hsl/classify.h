@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The priority of frames that arrive with a CoS or a DSCP: a Larkin looks it up in its TCAM, the other chips in the
 // maps that the port was told.
 #ifndef HSL_CLASSIFY_H

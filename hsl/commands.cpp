@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command table. Offsets count from the start of the record, its head included. Relies on the command numbers and
 // the statistics head of platform/records/frame.h, for lengths on the blocks.
 #include "hsl/commands.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table of every command that the driver takes: its lengths, where its port stands, its name and fields for people.
 // One row for a command, or for an operation of a command that has several.
 #ifndef HSL_COMMANDS_H

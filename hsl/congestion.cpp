@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Gathers a port's congestion setup from records, judges them, and shows the result. Records are taken by their field
 // names, so one function serves both families.
 #include "hsl/congestion.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a port was told about congestion, gathered from the records of both families: budgets and thresholds, flow
 // control, scheduler, shaper, queue map and RED. A record names one priority or all of them; here each priority stands
 // on its own. Relies on the names of the command table's fields.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands of the control socket: one line in, one answer out, "ok", "ok ..." or "error: ...".
 #include "hsl/server.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The layout of every read of state, buffers and port counters, as rows. Depths, bounds and thresholds are bytes unless
 // the row says frames.
 #include "hsl/counters.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rows that put quantities into the responses of reads, and what runs them. Relies on hsl/quantities.h.
 #ifndef HSL_COUNTERS_H
 #define HSL_COUNTERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads and clears of the statistics devices: policers, RED, drop reasons, port counters, the chip's own. A clear sets
 // to 0 what it names and nothing else.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The faults' names, options and matching.
 #include "hsl/faults.h"
 

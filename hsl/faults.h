@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the driver is told to misbehave: a list of faults, each with a count and an optional command that it waits for.
 // Relies on nothing; the server carries out what hslFaultsTake hands it.
 #ifndef HSL_FAULTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads, writes and names values of driver records. Relies on nothing but the numbering of interface indexes.
 #include "hsl/fields.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How one value, or a row of equal values, stands in a driver record, and its words for people. Records are big-endian;
 // a read behind the record's end gives 0, so a decoder needs no length of its own.
 #ifndef HSL_FIELDS_H

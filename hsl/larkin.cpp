@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Settings of a Larkin as its queues follow them, its multicast queues, and the buffer that a port's queues share.
 #include "hsl/larkin.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a Larkin does with traffic in its own way. Scheduler, RED curve and multicast limits are told to the chip and
 // hold for all its ports; flow control and RED name wire priorities, which the port's register map turns into the
 // chip's; a port's queues share its budget, and the lossless ones a reserve.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads and clears of Larkin's counters. Offsets count from the start of the record.
 #include <algorithm>
 #include <utility>

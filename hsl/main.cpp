@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hsld, the driver emulator: takes the place of the ASIC driver in a run directory. Options, signals and the loop.
 #include <csignal>
 #include <cstdio>

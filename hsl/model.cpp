@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chips, ports and tables behind the driver: declaring and learning them, taking records, and the warnings of what
 // hardware would refuse. What a response carries is in answers.cpp, what people see in show.cpp.
 #include "hsl/model.h"

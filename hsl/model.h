@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the driver knows of the hardware: its chips, and what each chip and port was told, as records that can be
 // decoded at any time. The model takes everything; what real hardware would have refused it keeps as warnings. Relies
 // on the command table and on the platform's chip numbering.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Traffic as a user tells it and as it is shown.
 #include <algorithm>
 

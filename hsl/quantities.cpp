@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Gathers the quantities of a port, and sums them up over a chip.
 #include "hsl/quantities.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the model holds of a port or a whole chip, as numbers by name: the sources that rows of a read point to. Each
 // has a value for every priority and one for all together.
 #ifndef HSL_QUANTITIES_H

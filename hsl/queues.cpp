@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What arrives at a queue waits up to a bound, is thinned out by RED on the way there, and leaves as peer, scheduler,
 // shaper and line speed allow.
 #include "hsl/queues.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Queues of a port and token buckets as levels: how fast each moves, when it bends next, and what it has counted by
 // then. Relies on rates that stay as they are for a stride.
 #ifndef HSL_QUEUES_H

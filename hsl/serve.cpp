@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request from its datagram to its answer: checks, faults, the model, the frames of the answer and the log.
 #include "hsl/server.h"
 

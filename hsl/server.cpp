@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sockets, outbox, clock and the step of the loop.
 #include "hsl/server.h"
 

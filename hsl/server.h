@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The driver's end of the two sockets: takes requests at RUN/qos/driver and commands at RUN/ctl/hsld.PID, answers each
 // to its sender's path, and sends events to every RUN/qos/group6.*. One thread, one poll loop; answers that wait, or
 // that a full receiver did not take, stand in an outbox with the time they are due. Relies on the run directory of the

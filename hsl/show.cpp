@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The model as JSON.
 #include "hsl/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // TCAM regions and entries. The two selections differ in where key and result stand in their words.
 #include "hsl/tcam.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A Larkin's TCAM: regions of entries that select CoS and traffic class by port and CoS, or by port and DSCP. It
 // refuses what it cannot take, and says so with a status of its own. Relies on the records of the Larkin family.
 #ifndef HSL_TCAM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The course of traffic over time. What arrives at a port passes its ingress policer, waits in the queue of its
 // priority, and passes the egress policer; every stride settles all rates, finds the next bend and passes up to it.
 #include "hsl/traffic.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Offered traffic: what arrives at a port, what its policers and queues make of it, and what is counted on the way.
 // Rates are constant between two changes, so buckets and queues move along known curves, and time passes in one stride
 // from one bend to the next; nothing runs on a timer. Bytes, bytes a second and seconds throughout; frames are all of

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # bash completion for dorvctl(1).
 #
 # The program knows what can follow: messages, fields, ports of the running node. The line is split at blanks here, as

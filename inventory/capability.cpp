@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Both capability roads.
 #include "inventory/capability.h"
 

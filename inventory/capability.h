@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a chip can do: from the manager's chip-up message by way of the capability record, or from the driver.
 #ifndef INVENTORY_CAPABILITY_H
 #define INVENTORY_CAPABILITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A chip.
 #ifndef INVENTORY_CHIP_RECORDS_H
 #define INVENTORY_CHIP_RECORDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chips: look-up, creation, deletion, the driver's chip events.
 #include "inventory/chips.h"
 

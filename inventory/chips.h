@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chip table: one record per switching chip, in a tree by flat chip number and in its slot's list.
 #ifndef INVENTORY_CHIPS_H
 #define INVENTORY_CHIPS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What chips and interfaces keep of congestion control: RED, long distance, thresholds, pause and PFC.
 #ifndef INVENTORY_CONGESTION_RECORDS_H
 #define INVENTORY_CONGESTION_RECORDS_H

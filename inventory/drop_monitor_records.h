@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The watched ports.
 #ifndef INVENTORY_DROP_MONITOR_RECORDS_H
 #define INVENTORY_DROP_MONITOR_RECORDS_H

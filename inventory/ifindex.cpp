@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Slot, port, speed and order of interface indexes.
 #include "inventory/ifindex.h"
 

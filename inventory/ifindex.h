@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface indexes: what type, slot, port and speed a 32-bit index names. The type stands in the top six bits; where
 // slot and port stand depends on it.
 #ifndef INVENTORY_IFINDEX_H

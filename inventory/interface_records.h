@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An interface.
 #ifndef INVENTORY_INTERFACE_RECORDS_H
 #define INVENTORY_INTERFACE_RECORDS_H

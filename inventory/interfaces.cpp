@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module "QOS IFM": interface add, delete, look-up.
 #include "inventory/interfaces.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface table: one record for each interface that the manager has announced, in a tree that lists them by type,
 // slot and port, and physical ports in their chip's list as well.
 #ifndef INVENTORY_INTERFACES_H

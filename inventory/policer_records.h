@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What chips and interfaces keep of policers, and the monitored ones.
 #ifndef INVENTORY_POLICER_RECORDS_H
 #define INVENTORY_POLICER_RECORDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What chips and interfaces keep of layer 2 and layer 3 priority.
 #ifndef INVENTORY_PRIORITY_RECORDS_H
 #define INVENTORY_PRIORITY_RECORDS_H

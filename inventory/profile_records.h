@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CEE maps and port profiles: the manager's, described for the shared layout and never allocated here.
 #ifndef INVENTORY_PROFILE_RECORDS_H
 #define INVENTORY_PROFILE_RECORDS_H

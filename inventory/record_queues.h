@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The queues that records hang in, as the store knows them.
 #ifndef INVENTORY_RECORD_QUEUES_H
 #define INVENTORY_RECORD_QUEUES_H

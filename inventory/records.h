@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every record that lives in memory and is replicated to a standby: slots, chips, interfaces and what the modules keep
 // inside them, the monitored policers and ports, and the update entries. Data only.
 //

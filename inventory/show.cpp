@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The inventory as text or JSON. The formats and keys are read by people and scripts alike and stay as they are.
 #include "inventory/show.h"
 

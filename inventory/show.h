@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints the inventory: slots, chips, interfaces with their priority settings.
 #ifndef INVENTORY_SHOW_H
 #define INVENTORY_SHOW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Slots and the updates that wait for them.
 #ifndef INVENTORY_SLOT_RECORDS_H
 #define INVENTORY_SLOT_RECORDS_H

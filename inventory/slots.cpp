@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Slots: table, events, replay of interface adds.
 #include "inventory/slots.h"
 

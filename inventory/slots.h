@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The slot table and the two slot events that fan out to the modules.
 #ifndef INVENTORY_SLOTS_H
 #define INVENTORY_SLOTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tail queues whose heads and links are plain members of the records that they join, so that they live in the
 // replicated store with them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AVL trees: their shape, from insert to delete, and their memory. lib/avl_walk.cpp looks them up and walks them.
 #include "lib/avl.h"
 

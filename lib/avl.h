@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AVL trees with parent links and ranks. A tree and its nodes live on the heap or in the replicated store; nothing of
 // them is kept outside their records, so a tree that the store has restored is used as it is.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Steps between the nodes of an AVL tree, for lib/avl*.cpp alone. Both sides of a node are handled by the same code: a
 // side is the `flag` of the child that hangs there.
 #ifndef LIB_AVL_NODES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AVL trees: look-ups and walks. Nothing here changes a tree.
 #include "lib/avl.h"
 

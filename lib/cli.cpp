@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command tree: installs, and the interfaces that contexts hold on to.
 #include "lib/cli.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command tree of the manager role: commands by mode, found by the unique beginnings of their words and run on a
 // context; and what a terminal asks it, which words may come next and how a half-typed one goes on.
 //

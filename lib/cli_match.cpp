@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The words of command lines: which command they name, what may come next, how a half-typed one goes on.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The contexts that are open on a command tree, and the commands that lead them from mode to mode.
 #include <cstdlib>
 

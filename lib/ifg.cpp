@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library instance's interface table.
 #include "lib/ifg.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library instance's interfaces, by name and by index. Main thread only; only the manager role uses them.
 #ifndef LIB_IFG_H
 #define LIB_IFG_H

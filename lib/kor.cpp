@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library instance's module and the interface commands of the manager role.
 #include "lib/kor.h"
 

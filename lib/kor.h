@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module "QOS KOR": makes the library instance and its scheduler, and in the manager role installs the interface
 // commands.
 #ifndef LIB_KOR_H

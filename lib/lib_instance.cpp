@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library instance's life.
 #include "lib/lib_instance.h"
 

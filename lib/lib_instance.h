@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library instance: one a process, made at start. It carries the scheduler and, in the manager role, the command
 // tree and the interface table.
 #ifndef LIB_LIB_INSTANCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Doubly linked lists.
 #include "lib/linklist.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Doubly linked lists of payload pointers, on the heap or in the replicated store. Main thread only.
 //
 // A null list is tolerated everywhere: adds give null, look-ups give null, deletes do nothing. A null payload is never

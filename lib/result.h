@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library's containers and tables answer.
 #ifndef LIB_RESULT_H
 #define LIB_RESULT_H

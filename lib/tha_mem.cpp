@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory of the containers. Main thread only.
 #include "lib/tha_mem.h"
 

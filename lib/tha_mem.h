@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory of the containers: from the replicated store, with the heap behind it when the store refuses.
 //
 // A block that had to come from the heap although its container lives in the store is remembered beside the block, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The event scheduler: its life, adds and cancels.
 #include "lib/thread.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The event scheduler: one thread of the operating system, one poll. A `thread` here is a queued call: a function, an
 // argument and a kind. thread_fetch sleeps until something is due and gives one event, which the caller runs with
 // thread_call. Read, write and timer events are one-shot.

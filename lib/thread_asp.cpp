@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What else feeds the scheduler: the platform's message queue with its wake-up pipe, and a GIOT engine.
 #include <cerrno>
 #include <cstdlib>

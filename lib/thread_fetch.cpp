@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scheduler's loop: what is due, the wait, the event that comes next.
 #include <algorithm>
 #include <cerrno>

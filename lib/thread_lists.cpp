@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scheduler's lists of events and its poll table.
 #include "lib/thread_lists.h"
 

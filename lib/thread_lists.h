@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the files of the scheduler share: the lists and the poll table, the instance's mutex, the length of a wait. For
 // lib/thread*.cpp alone.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Typed looks at the containers of untyped payloads: walks, look-ups and the payload of a node. The type named is the
 // one that the container was filled with.
 //

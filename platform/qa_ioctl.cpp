@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rows of the back-end table, one a chip type. What a row does not set is null: the type lacks the operation.
 #include "platform/qa_ioctl.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The back-end table: what each chip type does for each message code. Modules call an entry and never a family.
 //
 // An entry takes the record that agent/messages/codes.def names for its code: as a rule the body of the message, on the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dorvmd-role: the process frame in the manager role, with its command tree behind a terminal. It is not the manager:
 // it has the frame's modules, a module of its own that looks after ports, and takes in what agents send.
 //

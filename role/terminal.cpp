@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Terminal sessions: keys in, lines run, text out.
 #include "role/terminal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Terminals on the command tree of the library instance: a line editor with history, help on '?' and completion on Tab.
 // A session runs on the scheduler, on any pair of descriptors; echo and line breaks are the session's, so the other end
 // is a terminal in raw mode.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Prints, for each folder, what share of its lines and branches the tests reached, and the lines that nobody reached.
 
   scripts/coverage.py FILE.json [--lines]

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds with counters, runs the tests, and prints what share of lines and branches they reached, folder by folder, and
 # the lines of the agent's rooms that none reached. Of the tests one is left out: its limit on file sizes is the
 # counters' too. What a process counted that was killed is lost.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the fuzzing targets under AddressSanitizer and UndefinedBehaviorSanitizer and runs them, as many at a time as
 # there are processors. Fails on any finding; the input that led to it stays in build/fuzz/findings.
 #

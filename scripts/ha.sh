@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Two agents on one node, live: the active one is killed in the middle of a stream of messages and its standby goes on.
 # Called by ./run with the built programs.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A Larkin node, live: priorities looked up in its TCAM, offered traffic, congestion, and a TCAM that is full. Called by
 # ./run with the built programs.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Shared by the demonstrations: a node in a run directory of its own, and commands shown as a person would type them. To
 # be sourced from the project's root, with `keep` set to "yes" or "no".
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A Mirelle node, live: a policer in every group of the chip, an egress queue depth with RED below it, traffic that meets
 # both, and what the statistics show of it. Called by ./run with the built programs.
 #

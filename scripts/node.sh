@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A node, live: driver emulator, agent and manager tool as three processes. Called by ./run with the built programs.
 #
 #   scripts/node.sh yes|no      "yes" leaves the node running until Ctrl-C

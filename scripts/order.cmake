@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Holds the rooms of the house to their order: a file may include headers of its own room and of the rooms ahead of it
 # in the list, and what stands beside the house only what it is given.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian packages in a copy of the tree, has lintian look at them, installs them into a fresh root and starts
 # there what they brought: a pair of agents as the unit would, the emulator, and the tool. Needs root, or sudo.
 #

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # The half of scripts/packages.sh that runs in the fresh root, in a process and a mount namespace of its own: installs the
 # packages and starts a node from them, the agents with the user, capabilities and view of /proc that their unit gives.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Shared by ./run and ./test: packages, build, format check. To be sourced from the project's root.
 
 BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
@@ -68,4 +69,8 @@ test_preset() {
 check_format() {
     say "format"
     git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
+    if git grep -L 'SPDX-License-Identifier: Apache-2.0' -- '*.cpp' '*.h' '*.def' '*.h.in' '*.cmake' '*CMakeLists.txt' '*.sh' | grep .; then
+        echo "these begin without their licence line (SPDX-License-Identifier: Apache-2.0)" >&2
+        return 1
+    fi
 }

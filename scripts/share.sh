@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Prints the lines of code, of tests and their ratio, and says so if that is above a third (0.33); neither blank lines
 # nor lines of comment count, and benchmarks are neither.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The list of a record's members holds the record: one that is right compiles, and what follows from it is right; one that
 # leaves a member out, twists an offset, an order, a size or a store type is refused with a line that says so.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The order of the rooms is held: the tree as it is passes, and a planted upward include, an include of what stands
 # beside the house and a folder that is no room each end the check with a line that names the place.
 #

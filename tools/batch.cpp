@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds, encodes, decodes and matches batches.
 #include "tools/batch.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches of messages: built from names and values, taken apart again, and matched with their echo.
 #ifndef TOOLS_BATCH_H
 #define TOOLS_BATCH_H

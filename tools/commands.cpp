@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // send, apply, watch and decode, once their arguments are read.
 #include "tools/commands.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands that deal in messages. Each prints to `out`, complaints to `err`, and gives the exit status.
 #ifndef TOOLS_COMMANDS_H
 #define TOOLS_COMMANDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A row for each command says what its words are.
 #include "tools/complete.h"
 

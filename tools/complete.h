@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Words that can follow on a command line of dorvctl, for the shell's completion. Knows messages and fields from the
 // catalogue, ports and processes from the node; an agent that does not answer at once is done without.
 #ifndef TOOLS_COMPLETE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a command of dorvctl ends early: the exit status and the one line that says why. Thrown by everything in tools/
 // and caught in main.
 #ifndef TOOLS_ERROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manager's MI6 socket.
 #include "tools/link.h"
 

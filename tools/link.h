@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manager's end of MI6: sends batches to the agent of one slot and reads what agents send to managers.
 //
 // Every manager socket gets every datagram of every agent, so an answer is looked for among those of others. Relies on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dorvctl: the manager's side of the agent protocol, and the control sockets of a node. This file reads options alone.
 #include <CLI/CLI.hpp>
 #include <algorithm>

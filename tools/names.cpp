@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of messages and fields: exact, shortened, or the nearest right one.
 #include "tools/names.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds messages and fields by the names a person types. Relies on the catalogue of agent/messages/ alone.
 #ifndef TOOLS_NAMES_H
 #define TOOLS_NAMES_H

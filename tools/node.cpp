@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Asks the processes of a node over their control sockets.
 #include "tools/node.h"
 

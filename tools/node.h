@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The control sockets of the processes of a node: who runs, in which role and stage, and what they answer to commands.
 // Relies on velmar/run.h for the run directory.
 #ifndef TOOLS_NODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text and JSON of messages, bodies and the catalogue.
 #include "tools/report.h"
 

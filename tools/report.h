@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What dorvctl prints about messages and bodies: text for people, JSON with -j.
 #ifndef TOOLS_REPORT_H
 #define TOOLS_REPORT_H

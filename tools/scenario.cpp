@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads scenarios: a list of batches, a batch being one message, a list of messages, or a repetition of either.
 #include "tools/scenario.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scenarios: batches of messages written down in JSON. docs/dorvctl.md has the format.
 #ifndef TOOLS_SCENARIO_H
 #define TOOLS_SCENARIO_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of dorvctl show: names, and what the control socket's cli calls them.
 #include "tools/show.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's own tables, as text or JSON: both come from its printing functions and are passed on. Relies on the
 // control socket's `cli` command.
 #ifndef TOOLS_SHOW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests, tables and rates of statistics.
 #include "tools/stats.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics: asks for them over the statistics service and makes tables of the replies. A counter is taken as it
 // comes, be it a number or decimal text; two reads make rates.
 #ifndef TOOLS_STATS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is printed of statistics, and the commands that print it.
 #include <algorithm>
 #include <cstdio>

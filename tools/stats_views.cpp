@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The views of statistics.
 #include "tools/stats_views.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a person may ask statistics of: for each view the message that carries it, how its request is filled, and which
 // fields of the reply make rows and columns. Data only; tools/stats.cpp reads it. Relies on agent/messages/.
 #ifndef TOOLS_STATS_VIEWS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading, numbers and escapes.
 #include "tools/text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What comes in and what goes out, each at one place: bounded reading, numbers with their range, text fit for a
 // terminal, complaints of one line.
 #ifndef TOOLS_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Draws the busiest queues.
 #include "tools/top.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The busiest queues, drawn anew at every interval.
 #ifndef TOOLS_TOP_H
 #define TOOLS_TOP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parsing and formatting of field values.
 #include "tools/values.h"
 

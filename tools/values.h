@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Field values as a person writes them and as they stand in a body.
 //
 // Integers are decimal or hexadecimal (0x), arrays are lists: "0,1,2", "7*8" for a repeated value, "0..7" and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process offers to its control socket: commands that run on the main thread, by its message queue.
 #ifndef VELMAR_CTL_H
 #define VELMAR_CTL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip and port numbering, shared with the driver.
 #ifndef VELMAR_DCE_H
 #define VELMAR_DCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The field table by which the replicated store knows a record, made from the record's list of members.
 #ifndef VELMAR_FIELDS_H
 #define VELMAR_FIELDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // State synchronisation (VSS), its replicated store (THA) and what they call back.
 #ifndef VELMAR_HA_H
 #define VELMAR_HA_H

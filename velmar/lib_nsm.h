@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The management library's clients that the manager role's interface commands tell of a deleted interface. On a host
 // without that library they do nothing and give 0.
 #ifndef VELMAR_LIB_NSM_H

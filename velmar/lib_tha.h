@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The management library's share of state synchronisation and of its network services client. On a host without that
 // library they do nothing and give 0.
 #ifndef VELMAR_LIB_THA_H

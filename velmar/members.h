@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a record tells its members: one row each, in a list below the struct.
 //
 //     struct example_t {

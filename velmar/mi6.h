@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // MI6, the datagram transport between manager and agents.
 #ifndef VELMAR_MI6_H
 #define VELMAR_MI6_H

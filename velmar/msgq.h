@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's message queue: messages of fixed length, first in first out, posted by any thread.
 #ifndef VELMAR_MSGQ_H
 #define VELMAR_MSGQ_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time and waiting. The agent reads the clock and waits here and nowhere else, so that a host on virtual time can take
 // the place of these operations at link time.
 #ifndef VELMAR_OS_H

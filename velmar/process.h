@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's process framework, its I/O and timer engine, and the facts about this node.
 #ifndef VELMAR_PROCESS_H
 #define VELMAR_PROCESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The run directory and the node file, for the programs beside the agent: driver emulator, manager tool, tests.
 #ifndef VELMAR_RUN_H
 #define VELMAR_RUN_H

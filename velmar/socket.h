@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The descriptors of the two closed socket families: MI6 (58) and AF_QOS (64). On a switch these are plain system
 // calls.
 #ifndef VELMAR_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stages of a process in the numbers that its control socket gives, with their names.
 #ifndef VELMAR_STAGES_H
 #define VELMAR_STAGES_H

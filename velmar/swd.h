@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The software watchdog.
 #ifndef VELMAR_SWD_H
 #define VELMAR_SWD_H

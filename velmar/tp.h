@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Test points: named places and actions that the platform can trigger.
 #ifndef VELMAR_TP_H
 #define VELMAR_TP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's trace ring, event log and assertion.
 #ifndef VELMAR_TRACE_H
 #define VELMAR_TRACE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fields of records that leave the process: big-endian or native, always with alignment 1.
 //
 // A packed record is a plain struct of these types and of char arrays, so the compiler lays it out without padding and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which body a code carries and what the chip operation of the same code takes, for tables that are typed by code.
 // Includes every body: for the dispatcher and the table of chip operations, not for modules.
 #ifndef AGENT_MESSAGES_BODIES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The field table of a body, made from its list of members and those of the records inside it.
 //
 // A member of a nested record comes as "shaper_cfg.if_bw", one of an array of records as "portInfo.ifindex" with the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catalogue of message codes.
 #include "agent/messages/catalogue.h"
 #include "agent/messages/bodies.h"

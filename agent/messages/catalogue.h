@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catalogue of message codes: name, least length and field table of each.
 #ifndef AGENT_MESSAGES_CATALOGUE_H
 #define AGENT_MESSAGES_CATALOGUE_H

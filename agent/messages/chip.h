@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration, and the bodies that tell of chips and interfaces.
 #ifndef AGENT_MESSAGES_CHIP_H
 #define AGENT_MESSAGES_CHIP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message codes, what a handler answers, and the index that means everything.
 #ifndef AGENT_MESSAGES_CODES_H
 #define AGENT_MESSAGES_CODES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bodies of congestion control: thresholds, pause, PFC, RED, queue depths and long-distance links.
 #ifndef AGENT_MESSAGES_CONGESTION_H
 #define AGENT_MESSAGES_CONGESTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bodies of the drop monitor: what to watch, its reads, its notices.
 #ifndef AGENT_MESSAGES_DROP_MONITOR_H
 #define AGENT_MESSAGES_DROP_MONITOR_H

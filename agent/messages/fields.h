@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a message body is described to those that read it by name: the manager's tool, the tests, the fuzzers.
 //
 // A table is made from the body's own struct, so a layout is written down once.

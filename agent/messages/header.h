@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The header of every message. A batch is messages end to end, each a qosMsgHdr_t and its body; all integers are
 // big-endian and nothing is padded. docs/wire.md draws it.
 #ifndef AGENT_MESSAGES_HEADER_H

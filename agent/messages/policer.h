@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bodies of policers, their counters and their BUM states.
 #ifndef AGENT_MESSAGES_POLICER_H
 #define AGENT_MESSAGES_POLICER_H

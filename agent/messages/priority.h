@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bodies of layer 2 and layer 3 priority.
 #ifndef AGENT_MESSAGES_PRIORITY_H
 #define AGENT_MESSAGES_PRIORITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The body of scheduler and shaper messages. Its three parts also stand in memory records as they are.
 #ifndef AGENT_MESSAGES_SCHEDULER_H
 #define AGENT_MESSAGES_SCHEDULER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bodies of statistics requests and clears.
 //
 // A request is as long as its reply, which the back end fills in place. A counter that only passes through has no name

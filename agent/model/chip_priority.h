@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the chips count priorities. Threshold arithmetic and the back ends both ask here; which value is exchanged and
 // which is not is a matter of the record.
 #ifndef AGENT_MODEL_CHIP_PRIORITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the walk of a clear stands.
 #include "agent/model/clear_walk.h"
 

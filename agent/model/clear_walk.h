@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The walk of a clear over the node's own chips. A clear of everything names no interface, so the body's `chip` tells
 // the back end which chip is meant; it counts only while the agent itself walks, never as it came from the manager.
 #ifndef AGENT_MODEL_CLEAR_WALK_H

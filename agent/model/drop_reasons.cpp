@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The texts, by number.
 #include "agent/model/drop_reasons.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the drop reasons of each chip type are called. A chip's counters come in a fixed numbering of 128 reasons; the
 // manager shows texts.
 #ifndef AGENT_MODEL_DROP_REASONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer groups of chips and interfaces.
 #include "agent/model/policer_groups.h"
 

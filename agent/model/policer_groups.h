@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer groups: the parts that a chip's policers are divided into, each with ids of its own. The policer module and
 // the chip back ends both ask here.
 #ifndef AGENT_MODEL_POLICER_GROUPS_H

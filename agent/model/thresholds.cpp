@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Threshold arithmetic: unsigned 32-bit with truncating divisions, single precision where weights are in force.
 #include "agent/model/thresholds.h"
 

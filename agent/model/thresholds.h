@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much buffer a port's traffic classes get: the pause reserve, the tail-drop split and the two global queue depths.
 // Congestion control and the chip back ends both ask here. Thresholds are bytes of chip buffer; nothing is stored and
 // no request buffer is touched.

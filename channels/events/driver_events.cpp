@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip events from the driver, and the driver module's hooks.
 #include "channels/events/driver_events.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module "QOS NL": what ties the driver's sockets to the inventory, its hooks and the driver's chip events.
 #ifndef CHANNELS_EVENTS_DRIVER_EVENTS_H
 #define CHANNELS_EVENTS_DRIVER_EVENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several COS records in one request: they stand end to end behind an envelope in the request buffer, reach the driver
 // in one round trip and are answered in the same layout.
 #ifndef PLATFORM_COMMON_COS_BATCH_H

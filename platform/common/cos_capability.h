@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the capability entries of Tessel and Mirelle have in common.
 #ifndef PLATFORM_COMMON_COS_CAPABILITY_H
 #define PLATFORM_COMMON_COS_CAPABILITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches, rates, actions and counters of policers.
 #include "platform/common/cos_policer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer requests of the COS family: what Tessel and both Mirelle types do alike. A family says in a cosPolFamily_t
 // where it differs: its rate step, the group in its records, the names in its trace lines.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED records and the clear of RED counters.
 #include "platform/common/cos_red.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED requests of the COS family: what Tessel and both Mirelle types do alike.
 #ifndef PLATFORM_COMMON_COS_RED_H
 #define PLATFORM_COMMON_COS_RED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads of more records than one request holds: one request a slice, results joined in the body.
 #ifndef PLATFORM_COMMON_COS_SLICES_H
 #define PLATFORM_COMMON_COS_SLICES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests of the rows, and the clears.
 #include "platform/common/cos_statistics.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the statistics of Tessel and both Mirelle types have in common: reads of a block of state, of port counters and
 // of TMCs as rows of data, and the clears.
 //

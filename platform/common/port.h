@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The port of an operation, and what the operation answers where there is none.
 #ifndef PLATFORM_COMMON_PORT_H
 #define PLATFORM_COMMON_PORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The thin priority entries of all chip families: they send a port's whole map and differ in the words of their lines.
 #ifndef PLATFORM_COMMON_PRIORITY_ENTRY_H
 #define PLATFORM_COMMON_PRIORITY_ENTRY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The allocator of RED profile registers.
 #include "platform/common/red_profiles.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The few RED profile registers of a chip: which manager profile holds which, with how many users. Tessel and Mirelle
 // differ in the number of entries alone.
 #ifndef PLATFORM_COMMON_RED_PROFILES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interpreter of copy steps.
 #include "platform/common/stat_copy.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics replies as data: what of a driver's response goes where in a message body.
 //
 // A family's table is a constant list of steps, made by the macros below from members of the block that the driver

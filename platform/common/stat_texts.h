@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The copy steps of replies whose counters are decimal texts: queues and flow control of a port. The sources stand
 // in the driver's port data, which every chip family lays out alike.
 #ifndef PLATFORM_COMMON_STAT_TEXTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion control as DCE records. A port's records go to the chip of its interface.
 #include "platform/larkin/lark_ccb.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion control on Larkin: entries 12 to 17, 23, 24, 34, 36, 38, 39 and 41 of the back-end table.
 #ifndef PLATFORM_LARKIN_LARK_CCB_H
 #define PLATFORM_LARKIN_LARK_CCB_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scheduler records. That of a port is not cleared first, and keeps what else stands in the word of its enable mask.
 #include "platform/larkin/lark_sched.h"
 

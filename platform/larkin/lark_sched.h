@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scheduling on Larkin: entries 19 and 22 of the back-end table.
 #ifndef PLATFORM_LARKIN_LARK_SCHED_H
 #define PLATFORM_LARKIN_LARK_SCHED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads of counters as rows of one mechanism, and their copy steps.
 #include "platform/larkin/lark_statistics.h"
 

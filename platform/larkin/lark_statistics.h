@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics on Larkin: entries 25 to 30 of the back-end table.
 #ifndef PLATFORM_LARKIN_LARK_STATISTICS_H
 #define PLATFORM_LARKIN_LARK_STATISTICS_H

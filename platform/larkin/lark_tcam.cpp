@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Regions, entries and maps. The two selections differ in table number, bit places and words, which stand in a row.
 #include "platform/larkin/lark_tcam.h"
 

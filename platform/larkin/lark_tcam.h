@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Priority selection on Larkin: one TCAM entry for each CoS and each DSCP of a port. Entries 4 to 8, 10 and 11 of the
 // back-end table, and what the priority modules do at a chip up.
 #ifndef PLATFORM_LARKIN_LARK_TCAM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer numbers, buffers and ports of a chip for a chip-up body.
 #include "platform/mirelle/mrl_capability.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Budgets out of the port table, and the multicast queue mode.
 #include "platform/mirelle/mrl_congestion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion control that both Mirelle types do in their own way: entries 39 and 78 of the back-end table.
 #ifndef PLATFORM_MIRELLE_MRL_CONGESTION_H
 #define PLATFORM_MIRELLE_MRL_CONGESTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tail drops out of port counters, RED drops out of the RED device.
 #include "platform/mirelle/mrl_drop_monitor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The drop monitor's reads on both Mirelle types: entries 75 and 76 of the back-end table.
 #ifndef PLATFORM_MIRELLE_MRL_DROP_MONITOR_H
 #define PLATFORM_MIRELLE_MRL_DROP_MONITOR_H

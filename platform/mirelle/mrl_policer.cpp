@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policers of a chip with groups.
 #include "platform/mirelle/mrl_policer.h"
 

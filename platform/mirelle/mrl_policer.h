@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policers on both Mirelle types: entries 31, 32, 33, 40 and 44 of the back-end table, and the builders of the batch's
 // records. A chip's policers stand in groups, and its rate step depends on its type.
 #ifndef PLATFORM_MIRELLE_MRL_POLICER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED with profiles that are shared by the ports of a chip.
 #include "platform/mirelle/mrl_red.h"
 

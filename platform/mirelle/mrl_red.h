@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED on both Mirelle types: entries 34, 35 and 72 of the back-end table, and the RED step of a clear. Thresholds of a
 // profile are percentages of the depth of the egress queues.
 #ifndef PLATFORM_MIRELLE_MRL_RED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rows and copy steps of the reads, and what is more than a copy.
 #include "platform/mirelle/mrl_statistics.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics on both Mirelle types: entries 25 to 27, 29, 30, 41, 69 and 77 of the back-end table. The members that are
 // read as on Tessel are Tessel's.
 #ifndef PLATFORM_MIRELLE_MRL_STATISTICS_H

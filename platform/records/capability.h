@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chip capability records of both families, and the driver's chip events.
 #ifndef PLATFORM_RECORDS_CAPABILITY_H
 #define PLATFORM_RECORDS_CAPABILITY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One page for what differs by chip type or switch model and can be told by a value: codes and names, what capability
 // records carry, the numbers of the buffer arithmetic, the forms of replies. What differs in requests stands in the
 // back-end table, platform/qa_ioctl.

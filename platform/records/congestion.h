@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion, RED and scheduler records of Tessel and Mirelle.
 #ifndef PLATFORM_RECORDS_CONGESTION_H
 #define PLATFORM_RECORDS_CONGESTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What passes between the agent and the ASIC driver: frames, the heads of both record families, and their commands.
 //
 // A datagram holds a frame header in native byte order; everything behind it is big-endian. A request is frame header,

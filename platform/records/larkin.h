@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Request and response records of the Larkin family: a 12-byte head and big-endian fields, offset 0 being the command
 // word. Relies on the head and the command numbers of platform/records/frame.h.
 #ifndef PLATFORM_RECORDS_LARKIN_H

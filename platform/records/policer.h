@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer records of Tessel and Mirelle.
 #ifndef PLATFORM_RECORDS_POLICER_H
 #define PLATFORM_RECORDS_POLICER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Priority map records of Tessel and Mirelle.
 #ifndef PLATFORM_RECORDS_PRIORITY_H
 #define PLATFORM_RECORDS_PRIORITY_H

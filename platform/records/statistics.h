@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics and drop monitor records of Tessel and Mirelle.
 #ifndef PLATFORM_RECORDS_STATISTICS_H
 #define PLATFORM_RECORDS_STATISTICS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What state and counter reads of Tessel and Mirelle return: a block for each, its request's head included.
 //
 // A value that only passes through has no name but its offset in the block: pri36 holds a value for each priority,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policer numbers of a chip for a chip-up body.
 #include "platform/tessel/tsl_capability.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Capability of Tessel: entry 1 of the back-end table, of the shared layout; chips come up by another road.
 #ifndef PLATFORM_TESSEL_TSL_CAPABILITY_H
 #define PLATFORM_TESSEL_TSL_CAPABILITY_H

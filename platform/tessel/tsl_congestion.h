@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tail drop, wire-to-queue map, pause and PFC on Tessel; all but the pool size and the default tail drop serve both
 // Mirelle types as well. Thresholds are bytes of chip buffer.
 #ifndef PLATFORM_TESSEL_TSL_CONGESTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tail drops of watched ports, out of the driver's ingress buffer records.
 #include "platform/tessel/tsl_drop_monitor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The drop monitor's read on Tessel: entry 75 of the back-end table.
 #ifndef PLATFORM_TESSEL_TSL_DROP_MONITOR_H
 #define PLATFORM_TESSEL_TSL_DROP_MONITOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policers of a chip without groups, its rates in steps of its own.
 #include "platform/tessel/tsl_policer.h"
 

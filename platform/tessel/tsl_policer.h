@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policers on Tessel: entries 31, 32, 33, 40 and 44 of the back-end table, and the builders of the batch's records.
 #ifndef PLATFORM_TESSEL_TSL_POLICER_H
 #define PLATFORM_TESSEL_TSL_POLICER_H

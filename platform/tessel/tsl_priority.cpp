@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Priority maps as COS records. The target is always the chip that the message names; the interface is not looked up.
 #include "platform/tessel/tsl_priority.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Priority maps on Tessel and, unchanged, on both Mirelle types: entries 4 to 11 of the back-end table.
 #ifndef PLATFORM_TESSEL_TSL_PRIORITY_H
 #define PLATFORM_TESSEL_TSL_PRIORITY_H

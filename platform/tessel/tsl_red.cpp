@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED as COS records.
 #include "platform/tessel/tsl_red.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RED on Tessel: profiles of ports, the map of the ingress virtual queues, counters. The chip set-up serves both
 // Mirelle types as well.
 #ifndef PLATFORM_TESSEL_TSL_RED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scheduler records go to all chips, shaper records to the chip that the message names. Neither is cleared first.
 #include "platform/tessel/tsl_scheduler.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scheduler and shaper of a port, on Tessel and both Mirelle types.
 #ifndef PLATFORM_TESSEL_TSL_SCHEDULER_H
 #define PLATFORM_TESSEL_TSL_SCHEDULER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reads of blocks out of their rows, and the few members that are no rows.
 #include "platform/tessel/tsl_statistics.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics on Tessel: entries 29, 30, 41, 48 to 65 and 67 of the back-end table. Those of ports and of the PLC, and
 // the drop reasons, serve both Mirelle types as well.
 #ifndef PLATFORM_TESSEL_TSL_STATISTICS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The links to driver and manager: what a node makes of every frame that is not as it should be, of a driver or manager
 // that is late, gone or full, and of notices and source addresses.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Congestion control, scheduling, RED and long-distance links on a Tessel chip: the whole sequence of driver requests
 // of each message, byte by byte, what a failure half way leaves, and the arithmetic behind the thresholds.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Slots, chips and interfaces: what comes to exist by which message or event, with what in it, in which order, and
 // which modules hear of it.
 #include "channels/driver_socket.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two monitors: their timers on a stepped clock, what they read, whom they tell, and what stays when a step fails.
 
 #include "agent/bum_monitor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory runs out in the middle of each message: at its first allocation, its second, and so on until it passes
 // without. What was refused holds nothing, and the next message finds the tables whole.
 #include <fnmatch.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policers: the batches byte by byte, rates and actions, the slices of counters and clears, and what the three lists
 // hold after a success and after a failure.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The road of a message: registration, batches and their echoes, and the eight priority handlers down to the bytes that
 // reach the driver.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics: what of a driver's response reaches which byte of a reply, the requests that ask for it, what a failure
 // leaves alone, and the order of clears.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The formatter against the library's own, and the filter in front of the ring: what is stored, cut and dropped.
 #include "core/trace.h"
 

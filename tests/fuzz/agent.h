@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent inside a fuzzing target, on the real host but for two things: behind the driver's sockets stands a driver
 // that answers from the input's bytes, and the clock moves only while the agent waits. The run directory is the
 // process's own. Every input meets the same agent: empty tables, then a chip of one type with three ports.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What must hold for every message that dorvctl has made or taken apart.
 #ifndef TESTS_FUZZ_BATCHES_H
 #define TESTS_FUZZ_BATCHES_H

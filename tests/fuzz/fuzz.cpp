@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is common to all targets.
 #include "tests/fuzz/fuzz.h"
 

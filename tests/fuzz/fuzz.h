@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every fuzzing target shares. A target defines fuzzOne, which ends the process by FUZZ_CHECK or by a sanitizer
 // when something is wrong, and fuzzSeeds, which makes a first corpus of the system's own descriptions. "TARGET seeds
 // FOLDER" writes that corpus.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What processes of a node say on their control sockets: a byte for what it is taken for, then the text.
 #include <sstream>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Good messages, and a driver whose answers are the input: late, of another sequence or type, short, refused, or any
 // bytes. Which messages is the target's: FUZZ_CODES.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches that agents send: taken apart as far as they go, and no further than their end.
 #include <cstring>
 #include <sstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands at the agent's control socket: each is answered once, and the agent serves as before.
 #include <sys/socket.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a driver sends unasked: events to either role, and late answers to the command socket, between good messages.
 #include "core/state.h"
 #include "inventory/chips.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets of the replication as either side reads them, with a file along that is sealed or not: what is taken has the
 // length that it says, and behind it comes the hello of a standby.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands at the driver emulator's control socket, a line each: one answer to each, in a bounded time. "*N TEXT" says
 // TEXT N times with the number in the place of each '#', "!HEX" serves a request.
 #include <ctime>

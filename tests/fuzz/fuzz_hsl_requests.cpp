@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests to the driver emulator: each is answered by one frame that says its length, and so is the next good one.
 // The first corpus is what the agent asks.
 #include "hsl/server.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches of a manager, with the handlers behind them and a driver that answers from the same bytes: messages of their
 // codes' lengths, bytes as they come, and time in which the monitors poll.
 #include "tests/fuzz/agent.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Node files: taken as a whole, or refused in one line that names the place.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trace rings of another process: lines in their order, as many as were asked for and there is room for.
 #include <algorithm>
 #include <sys/mman.h>

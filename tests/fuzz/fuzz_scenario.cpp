@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scenario files: what they make goes out and comes back the same, what they do not is refused in one line.
 #include "tests/fuzz/batches.h"
 #include "tests/fuzz/fuzz.h"

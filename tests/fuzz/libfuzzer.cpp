@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A target under libFuzzer. "TARGET seeds FOLDER" writes its first corpus.
 #include <cstdlib>
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A target without libFuzzer, for any compiler: "TARGET RUNS" gives it every seed and then RUNS inputs made of them,
 // "TARGET FILE ..." these files.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes, sockets and the driver's answers of a cluster.
 #include "tests/ha/cluster.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several agents of one service in a run directory of their own, which elect the active one, with a driver that
 // remembers nothing and a manager. An agent may be killed at any time; it must not end in another way.
 #ifndef TESTS_HA_CLUSTER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two agents' road to work.
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two agents, one at work and one that holds its dump, and what either holds told so that it can be compared.
 #ifndef TESTS_HA_DUO_H
 #define TESTS_HA_DUO_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Takeover: agents are killed at random moments under random messages, and what the next active one holds is compared
 // with an agent that was never killed and was told what has been acknowledged.
 //

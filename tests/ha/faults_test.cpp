@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every named fault, put into an active process or a standby under traffic, at a count of its place: while little
 // happens, in a batch, in a dump and at a takeover. What must hold then is the same for all; rows say the rest.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Both ends of the replication, by hand.
 #include "tests/ha/mirror.h"
 

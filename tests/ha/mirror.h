@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The replicated store seen from outside: a test joins an active agent as a standby does, or plays the active one for
 // an agent that waits. Relies on the packets and records of host/.
 #ifndef TESTS_HA_MIRROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent with a record that no other build has described.
 #include "dorvald/startup.h"
 #include "velmar/ha.h"

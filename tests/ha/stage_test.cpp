@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process frame: module walks, the stages that the state synchronisation service drives, its dumps and updates, the
 // command line and the node file, the trace filter and the internal queue.
 #include <sys/uio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What happens around a pair of agents: files of the run directory are cut, removed and replaced, address space is
 // short, a dump holds nonsense. Nothing acknowledged is lost, nobody works twice, and whoever cannot go on says why.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What surrounds the agent cannot kill it or hold it up: files that shrink, limits, locks and links that others set,
 // peers that keep sending or never read, and an end at any moment of the start.
 #include <fcntl.h>

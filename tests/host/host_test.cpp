@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform on plain Linux, through its own operations and the sockets that other programs meet. What needs a whole
 // process runs the agent, or a child of this one.
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the emulator's tests share: records built by offset, an agent's socket, and an emulator with three chips.
 #ifndef TESTS_HSL_HSLD_FIXTURE_H
 #define TESTS_HSL_HSLD_FIXTURE_H

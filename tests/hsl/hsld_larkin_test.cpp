@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The emulator's Larkin: TCAM regions and what they refuse, the priority that offered traffic gets from entries and
 // maps, queues that share a budget, multicast, and its counters. Offsets stand here as numbers, apart from the
 // emulator's own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The driver emulator, through its sockets: every command's lengths and echo, bulks, faults, events, the state behind
 // it and its control commands. Offsets stand here as numbers, apart from the emulator's own table.
 #include "tests/hsl/hsld_fixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The emulator's traffic model: queues, RED, flow control and policers, what every read shows of them, and what the
 // clears take away.
 #include "tests/hsl/hsld_fixture.h"

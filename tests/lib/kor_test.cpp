@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's module in both roles: what start-up leaves and installs, and the interface commands by their texts.
 #include "lib/kor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The event scheduler on virtual time: what runs, in which order and when, and what an event leaves behind.
 #include "lib/thread.h"
 

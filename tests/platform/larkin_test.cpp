@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Larkin family: its records byte by byte, what it keeps of the driver's answers, and what a failure half way
 // leaves.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Both Mirelle types: policer groups and rate steps, RED profiles as they are mapped and scaled, budgets out of the
 // port table, the statistics that Tessel does not share, and what a failure leaves.
 

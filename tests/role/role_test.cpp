@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process frame in the manager role: dorvmd-role as a process beside the driver emulator, asked through its
 // terminal as a person would.
 #include "tests/support/node.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes by hand, and bodies out of the field tables of the messages.
 #include "tests/support/bytes.h"
 

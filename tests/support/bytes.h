@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes of the wires, put and read by hand or by the names of a body's fields, and random numbers. Offsets count from
 // the front; what stands behind the end of a short text of bytes reads as 0xdeadbeef.
 #ifndef TESTS_SUPPORT_BYTES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes of the chip's answers.
 #include "tests/support/chip_reply.h"
 

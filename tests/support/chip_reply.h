@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A chip for policer and drop monitor tests: answers the driver's requests as an idle chip does, with the ports and
 // counters that a test has set.
 #ifndef TESTS_SUPPORT_CHIP_REPLY_H

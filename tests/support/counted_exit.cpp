@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // In a build that counts what runs: a process that ends at once writes its counts first.
 extern "C" {
 void __gcov_dump();

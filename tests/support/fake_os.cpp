@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stands in host/os.cpp and host/swd.cpp on a machine, whose place this takes.
 #include "tests/support/fake_os.h"
 

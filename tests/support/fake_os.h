@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host with a clock, a watchdog and waits of a test's own, for tests of single pieces: time stands still but for
 // waits, which take none. Descriptors are real, so a pipe with data in it ends a wait.
 #ifndef TESTS_SUPPORT_FAKE_OS_H

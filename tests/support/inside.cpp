@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One initialisation a process, empty tables a test.
 #include "tests/support/inside.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's code inside the test process: modules initialised once over the host platform, in a run directory of its
 // own and without the main loop, for tables, hooks and records that no socket shows.
 #ifndef TESTS_SUPPORT_INSIDE_H

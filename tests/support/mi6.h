@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ends of the manager channel by the platform's own calls.
 #ifndef TESTS_SUPPORT_MI6_H
 #define TESTS_SUPPORT_MI6_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The test node: the agent as a child process, its driver and managers.
 #include "tests/support/node.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A test's own node: the built agent in a run directory of its own, with a scripted driver and managers at the real
 // socket paths. Every byte is put and read here by hand, apart from the agent's own records.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sockets and children by the system's own calls.
 #include "tests/support/peer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The other side of an agent's or tool's sockets, and programs as children: what every test over sockets shares.
 #ifndef TESTS_SUPPORT_PEER_H
 #define TESTS_SUPPORT_PEER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A printing function's other end: what it prints is kept as text.
 #ifndef TESTS_SUPPORT_PRINTER_H
 #define TESTS_SUPPORT_PRINTER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of dorvctl share: a run directory of their own, processes on the other side that follow a script, and
 // the program itself.
 #ifndef TESTS_TOOLS_CTL_PEER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dorvctl's statistics: which requests leave, what tables and rates come of the replies, and what a screen gets to see.
 // The agent is a plain socket with a script, bound where a real one would be.
 #include "tools/stats.h"

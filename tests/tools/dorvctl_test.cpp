@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dorvctl: values and names as a person types them, the bytes that leave, and what its exit status says about echoes.
 // The agent here is a plain socket with a script, bound where a real one would be.
 #include "tests/tools/ctl_peer.h"
