@@ -4,6 +4,7 @@
 
 #include "channels/manager.h"
 #include "tests/support/inside.h"
+#include "tests/support/mi6.h"
 
 namespace {
 
@@ -22,19 +23,6 @@ Bytes patched(Bytes bytes, size_t at, unsigned width, uint32_t value)
 Bytes patchedWord(Bytes bytes, size_t at, uint32_t value)
 {
     put32(bytes, at, value);
-    return bytes;
-}
-
-// A notice of the error queue about an address, as its datagram.
-Bytes notice(uint32_t code, uint8_t flags, uint16_t mask)
-{
-    Bytes bytes(52);
-    putNative(bytes, 0, 2, 0xffff);
-    putNative(bytes, 20, 4, code);
-    putNative(bytes, 32, 2, 58);
-    put(bytes, 34, text("qosMI", 14));
-    putNative(bytes, 48, 2, mask);
-    bytes[51] = flags;
     return bytes;
 }
 

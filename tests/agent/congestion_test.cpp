@@ -289,52 +289,6 @@ TEST_F(Congestion, IngressRed)
                          "Failed to do ivq red cfg for if 18408000"});
 }
 
-TEST_F(Congestion, RedCounters)
-{
-    live.driver.always([](const Bytes &request) {
-        Bytes reply = goodReply(request);
-        const uint32_t asked = get32(request, 48 + 34) >> 16;
-        put32(reply, 48 + 36, (asked + 5) << 16); // more than was asked for
-        for (uint32_t k = 0; k < asked; ++k) {
-            const size_t result = 48 + 48 + 12 * asked + 4 + 72 * k;
-            put32(reply, result + 4, 0x100 + k);
-            for (uint32_t level = 0; level < 8; ++level)
-                put32(reply, result + 12 + 8 * level, 1000 * k + level);
-        }
-        return List{reply};
-    });
-    for (const uint32_t count : {1U, 8U}) {
-        Bytes body(76 + 88 * count, 0);
-        put(body, {{0, CHIP}, {28, PORT}, {32, count == 1 ? 1 : 0}});
-        for (uint32_t k = 0; k < 8; ++k)
-            body[13 + 2 * k] = static_cast<uint8_t>(40 + k);
-        // The message behind it in the batch is out of the reply's reach.
-        const Bytes behind = message(67, Bytes(6 * 88, 0x5a));
-        const Bytes batch = live.manager.exchange(message(35, body) + behind);
-        const Bytes echo = cut(batch, 5, body.size());
-        EXPECT_EQ(cut(batch, 5 + body.size() + 5, 6 * 88), Bytes(6 * 88, 0x5a));
-        EXPECT_EQ(batch[4], 1);
-        EXPECT_EQ(get32(echo, 4), 0U);
-        EXPECT_EQ(get32(echo, 36) >> 16, 0x100 | (count + 5));
-        for (uint32_t k = 0; k < count; ++k) {
-            const size_t at = 76 + 88 * k;
-            EXPECT_EQ(echo[at], k);
-            EXPECT_EQ(get32(echo, at + 4), 40 + k);
-            for (uint32_t j = 0; j < 4; ++j)
-                EXPECT_TRUE(holds(echo, {{at + 12 + 16 * j, 1000 * k + j}, {at + 20 + 16 * j, 1000 * k + 4 + j}}));
-        }
-    }
-    // A refused read leaves the reply as it came.
-    Bytes body(164, 0xab), refused = body;
-    for (Bytes *one : {&body, &refused})
-        put(*one, {{0, CHIP}, {32, 1}});
-    put32(refused, 4, 22);
-    live.driver.script({Driver::status(9)});
-    EXPECT_EQ(live.manager.tell(35, body), refused);
-    live.node.expectErr({"ASIC Driver failed", "Failed to get red stats for egress port ifIndex  abababab, rc: 22",
-                         "Failed to retrieve redIntf Stats for if: abababab on chip_if: 88400000, rc: 22"});
-}
-
 // Without a chip, on chips that lack the operation and for bodies that are too short the driver hears nothing.
 TEST(Routing, NothingIsSent)
 {

@@ -183,26 +183,6 @@ TEST(Road, StatusOfSeveralRequests)
                          "Failed to set cos tc mutation for interface p, error = 22"});
 }
 
-TEST(Road, RefusedAheadOfTheDriver)
-{
-    LiveNode live;
-    live.addPort();
-    live.manager.tell(1, chipUpBody(LARKIN_CHIP, 1, 1, 0));
-    live.manager.tell(2, ifAddBody(LARKIN_PORT, "p"));
-    live.manager.tell(2, ifAddBody(CHANNEL, "p"));
-    live.driver.requests();
-    for (uint8_t code = 4; code <= 11; ++code) {
-        for (const uint32_t ifindex : {PORT + 0x10000, CHANNEL}) {
-            const Bytes body = code < 8 ? l2Body(ifindex, CHIP, 1, 1) : l3Body(ifindex, CHIP);
-            EXPECT_EQ(live.status(code, body), 1U) << int{code};
-        }
-    }
-    EXPECT_EQ(live.status(9, l3Body(LARKIN_PORT, LARKIN_CHIP)), 1U);
-    EXPECT_TRUE(live.driver.requests().empty());
-    live.node.expectErr({"Failed to find interface p for", "Failed to find chip for interface p",
-                         "NULL DSCP Mutation IOCTL handler for chip 9"});
-}
-
 TEST(Road, EveryHandlerTracesEntryAndExit)
 {
     Bare inside;
@@ -221,11 +201,12 @@ TEST(Road, EveryHandlerTracesEntryAndExit)
     dce_trace_lvl_set(VELMAR_DCEDBG_LVL_DBG);
 }
 
-// Which values a handler stores, whatever the back end makes of the rest.
+// Which values a handler stores, whatever the back end makes of the rest, once there is a port on a chip.
 TEST(Road, WhatEachHandlerStores)
 {
     Bare inside;
     tell(QOS_CHIPUP_MSG, chipUpBody(CHIP, 1, 0, 1));
+    tell(QOS_IFADD_MSG, ifAddBody(CHANNEL, "p"));
     enum : unsigned { DEFAULT = 1, TRUST = 2, COS = 4, TC = 8, DSCP = 16 };
     const std::pair<uint8_t, unsigned> cases[] = {
         {4, TRUST | COS | TC},
@@ -241,6 +222,12 @@ TEST(Road, WhatEachHandlerStores)
     for (const uint32_t driver_status : {0U, 9U}) {
         inside.driver.always(Driver::status(driver_status));
         for (const auto &[code, all] : cases) {
+            inside.driver.requests();
+            for (const uint32_t none : {PORT, CHANNEL}) {
+                Bytes refused = code < 8 ? l2Body(none, CHIP, 1, 1) : l3Body(none, CHIP);
+                EXPECT_EQ(told(code, refused), 1U) << int{code};
+            }
+            EXPECT_TRUE(inside.driver.requests().empty());
             tell(QOS_IFADD_MSG, ifAddBody(PORT, "p"));
             const qosIf_t *port = qosLookupIfEntry(PORT);
             ASSERT_NE(port, nullptr);
@@ -256,7 +243,8 @@ TEST(Road, WhatEachHandlerStores)
             EXPECT_EQ(qosProcessPortDelete(PORT), 0);
         }
     }
-    inside.expectErr({"ASIC Driver failed", "IOCTL failed for interface p", "(pri map) failed", "Failed to set"});
+    inside.expectErr({"ASIC Driver failed", "IOCTL failed for interface p", "(pri map) failed", "Failed to set",
+                      "Failed to find interface p for", "Failed to find chip for interface p"});
 
     Bytes map = l3Body(LARKIN_PORT, LARKIN_CHIP);
     inside.add(LARKIN_CHIP, 0, {LARKIN_PORT});

@@ -66,6 +66,22 @@ TEST_F(Statistics, EveryMemberMovesEveryValueToItsPlace)
         EXPECT_EQ(inside.traffic(code, request(qosMsgInfo(code)->min_len)), sum) << int{code};
 }
 
+TEST_F(Statistics, RedCountersOfOneClassAndOfAll)
+{
+    Bytes body = noise(836, 7) + Bytes(6 * 88, 0x5a); // what stands behind it in the batch is out of the reply's reach
+    put(body, {{0, CHIP}, {4, 55}, {28, PORT}});
+    for (const auto &[selected, sum] : {std::pair{0U, 0x3941dd2eU}, {1U, 0xe2685a3cU}}) {
+        put32(body, 32, selected);
+        EXPECT_EQ(inside.traffic(35, body), sum) << selected;
+    }
+    inside.driver.always(Driver::status(9));
+    Bytes refused = body;
+    put32(refused, 4, 22);
+    EXPECT_EQ(answer(35, body, 22), refused);
+    inside.expectErr({"ASIC Driver failed", "Failed to get red stats for egress port ifIndex  18408000, rc: 22",
+                      "Failed to retrieve redIntf Stats for if: 18408000 on chip_if: 88400000, rc: 22"});
+}
+
 TEST_F(Statistics, UnservedRequests)
 {
     EXPECT_EQ(tell(QOS_IFADD_MSG, ifAddBody(CHANNEL, "c")), 0U);

@@ -111,20 +111,18 @@ TEST(Format, TextsBetweenTextOfAnyLength)
 
 class Trace : public testing::Test {
 protected:
-    static inline std::string file; // the process keeps its first one
+    static inline const RunDirectory run;
+    static inline const std::string file = run.path + "/trace.txt"; // the process keeps its first one
     dce_dbginfo_t before = dce_dbginfo;
     size_t start = slurp(file).size();
 
-    static void SetUpTestSuite()
-    {
-        const std::string run = makeRunDir();
-        file = run + "/trace.txt";
-        setenv("VELMAR_RUN", run.c_str(), 1);
-        setenv("VELMAR_TRACE", file.c_str(), 1);
-    }
-    static void TearDownTestSuite() { std::filesystem::remove_all(getenv("VELMAR_RUN")); }
     void TearDown() override { dce_dbginfo = before; }
-    static void open() { ASSERT_EQ(qos_trace_init(284, 200, 48), 0); }
+    static void open()
+    {
+        run.own();
+        setenv("VELMAR_TRACE", file.c_str(), 1);
+        ASSERT_EQ(qos_trace_init(284, 200, 48), 0);
+    }
     // Levels and texts of all lines stored so far.
     std::vector<std::string> lines() const
     {

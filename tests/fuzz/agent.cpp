@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/fuzz/agent.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <iterator>
 #include <poll.h>
-#include <unistd.h>
 #include <utility>
 
 #include "agent/bum_monitor.h"
@@ -31,6 +29,7 @@
 #include "lib/thread.h"
 #include "lib/views.h"
 #include "tests/fuzz/batches.h"
+#include "tests/support/stepped_os.h"
 #include "tools/values.h"
 #include "velmar/dce.h"
 #include "velmar/os.h"
@@ -48,9 +47,8 @@ constexpr size_t ANSWER_MOST = 60000;
 struct agent_t {
     fuzzBytes_t answers;
     fuzzBuffer_t before; // the last answer
-    int64_t now_us = 1000 * int64_t{1000000}, until_us = 0;
-    int managers[2]; // of qosMI and qosMIStats
-    int ends[9];     // of the driver, by group
+    int managers[2];     // of qosMI and qosMIStats
+    int ends[9];         // of the driver, by group
     qosModule_t modules[QOS_MODULES];
     uint32_t kind;          // the type of the chip
     uint32_t blocks, bytes; // of the empty store
@@ -131,47 +129,6 @@ void qosClose(qos_sock_t *sock)
     delete sock;
 }
 
-// ---- The clock, in the place of the host's
-
-void velmar_now(struct timeval *now)
-{
-    *now = {static_cast<time_t>(agent.now_us / 1000000), static_cast<suseconds_t>(agent.now_us % 1000000)};
-}
-
-uint64_t velmar_time_base()
-{
-    return static_cast<uint64_t>(agent.now_us / 1000);
-}
-
-// The main loop's wait: it ends with an error when there is nothing more to do in the time that agentRun gives.
-int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
-{
-    const int found = poll(fds, count, 0);
-    if (found != 0)
-        return found;
-    agent.now_us += timeout_ms > 0 ? timeout_ms * int64_t{1000} : timeout_ms == 0 ? 100 : 0;
-    if (timeout_ms >= 0 && agent.now_us <= agent.until_us)
-        return 0;
-    agent.now_us = agent.until_us;
-    errno = EDEADLK;
-    return -1;
-}
-
-// The wait for an answer, which stands in the socket already or never comes.
-int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout)
-{
-    timeval none = {};
-    const int found = select(nfds, readable, writable, except, &none);
-    if (found == 0 && timeout)
-        agent.now_us += timeout->tv_sec * int64_t{1000000} + timeout->tv_usec;
-    return found;
-}
-
-int velmar_pipe(int fds[2])
-{
-    return pipe(fds);
-}
-
 // ---- The agent
 
 namespace {
@@ -195,57 +152,41 @@ void initialise()
     deltaKeepStart();
 }
 
-template <typename Body>
-uint32_t ask(uint8_t code, const Body &body)
+// A message as a person writes it: its status.
+uint32_t ask(const std::string &message)
 {
-    const fuzzBuffer_t message = agentMessage(code, fuzzBytesOf(body));
-    agentSendRaw(AGENT_MI, agentFrom(message));
+    std::istringstream in(message);
+    const std::vector<std::string> words(std::istream_iterator<std::string>(in), {});
+    const fuzzBuffer_t sent = ctlEncode(ctlParseWords(words, {}));
+    agentSendRaw(AGENT_MI, agentFrom(sent));
     fuzzBuffer_t echo;
     for (const fuzzBuffer_t &heard : agentHeard())
-        if (heard.size() == message.size() && heard[0] == code)
+        if (heard.size() == sent.size() && heard[0] == sent[0])
             echo = heard;
-    FUZZ_CHECK(!echo.empty() && echo[4] == 1, "no answer to a good message " + std::to_string(code));
-    return fuzzWord(echo, echo.size() - 4); // the status of those that are asked here
+    FUZZ_CHECK(!echo.empty() && echo[4] == 1, "no answer to " + message);
+    return fuzzWord(echo, echo.size() - 4);
 }
 
 void chipUp(uint32_t type)
 {
-    qosChipUpMsg_t up = {};
-    up.chip_ifindex = FUZZ_CHIP;
-    up.slot_id = 1;
-    up.num_ports = 3;
-    up.chip_type = type;
-    up.num_ingr_policer_ids = 64;
-    up.num_egr_policer_ids = 64;
-    up.num_policer_groups = 2;
-    up.numChipBuffPools = 1;
-    up.chipBuffers = 1 << 20;
-    for (unsigned i = 0; i < 3; i++) {
-        up.portInfo[i].ifindex = fuzzPort(i);
-        up.portInfo[i].polGroupId = static_cast<uint16_t>(i % 2);
-    }
-    FUZZ_CHECK(ask(QOS_CHIPUP_MSG, up) == 0, "");
+    FUZZ_CHECK(ask("CHIPUP chip_ifindex=chip1/0 slot_id=1 num_ports=3 num_ingr_policer_ids=64 num_egr_policer_ids=64 "
+                   "num_policer_groups=2 numChipBuffPools=1 chipBuffers=1048576 portInfo.ifindex=te1/1..te1/3 "
+                   "portInfo.polGroupId=0,1,0 chip_type=" +
+                   std::to_string(type)) == 0,
+               "");
 }
 
 void portUp(unsigned n)
 {
-    qosIfAddMsg_t add = {};
-    add.ifIndex = fuzzPort(n);
-    memcpy(add.ifName, "te1/1", 6);
-    FUZZ_CHECK(ask(QOS_IFADD_MSG, add) == 0, std::to_string(n));
+    FUZZ_CHECK(ask("IFADD ifName=te1/1 ifIndex=" + std::to_string(fuzzPort(n))) == 0, std::to_string(n));
 }
 
 void checkPort()
 {
     chipUp(agent.kind);
-    qosIfDelMsg_t gone = {};
-    gone.ifIndex = FUZZ_PORT;
-    ask(QOS_IFDEL_MSG, gone);
+    ask("IFDEL ifIndex=te1/1");
     portUp(0);
-    qosL2PriMsg_t trust = {};
-    trust.ifIndex = FUZZ_PORT;
-    trust.chip_ifindex = FUZZ_CHIP;
-    ask(QOS_COSTRUST_MSG, trust);
+    ask("COSTRUST ifIndex=te1/1 chip_ifindex=chip1/0");
 }
 
 void removeChips()
@@ -281,6 +222,7 @@ void agentBegin(uint8_t kind)
     (void)once;
     agent.answers = {};
     agent.requests.clear();
+    fake_os::timeouts.clear();
     qaDropMonitorSchedulePeriodicRoutine(0);
     qaBumSchedulePeriodicRoutine(0);
     memcpy(qos_modules, agent.modules, sizeof agent.modules);
@@ -312,10 +254,10 @@ void agentDriver(fuzzBytes_t answers)
 
 void agentRun(unsigned ms)
 {
-    agent.until_us = agent.now_us + ms * int64_t{1000};
+    fake_os::until_us = fake_os::now_us + ms * int64_t{1000};
     for (thread event; thread_fetch(qos_velmar_state.lib, &event);) {
         thread_call(&event);
-        agent.until_us = std::max(agent.until_us, agent.now_us);
+        fake_os::until_us = std::max(fake_os::until_us, fake_os::now_us);
         if (qos_velmar_state.stage != QOS_STAGE_STANDBY)
             qosHaSync();
     }
@@ -418,11 +360,8 @@ void agentRemovePorts()
     std::vector<uint32_t> ports;
     for (const qosIf_t &port : avlView<const qosIf_t>(qosIfTable))
         ports.push_back(port.ifIndex);
-    for (const uint32_t port : ports) {
-        qosIfDelMsg_t gone = {};
-        gone.ifIndex = port;
-        ask(QOS_IFDEL_MSG, gone);
-    }
+    for (const uint32_t port : ports)
+        ask("IFDEL ifIndex=" + std::to_string(port));
 }
 
 void agentCheck()

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/fuzz/batches.h"
 
-#include <sstream>
-
 #include "tests/fuzz/fuzz.h"
 #include "tools/error.h"
 #include "tools/report.h"

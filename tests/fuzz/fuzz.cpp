@@ -2,11 +2,9 @@
 // What is common to all targets.
 #include "tests/fuzz/fuzz.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <sys/socket.h>
 #include <sys/un.h>
 
 void fuzzFail(const char *file, int line, const char *what, const std::string &seen)

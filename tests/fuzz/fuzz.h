@@ -5,11 +5,15 @@
 #ifndef TESTS_FUZZ_FUZZ_H
 #define TESTS_FUZZ_FUZZ_H
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <vector>
 
 void fuzzOne(const uint8_t *data, size_t size);

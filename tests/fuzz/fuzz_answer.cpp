@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What processes of a node say on their control sockets: a byte for what it is taken for, then the text.
-#include <sstream>
-
 #include "tests/fuzz/fuzz.h"
 #include "tools/error.h"
 #include "tools/node.h"
@@ -40,20 +38,6 @@ void checkTable(const std::string &text)
     }
 }
 
-// The slow way of finding what two looks at a ring share.
-void checkRing(const std::vector<std::string> &lines)
-{
-    const auto middle = lines.begin() + static_cast<std::ptrdiff_t>(lines.size() / 2);
-    const std::vector<std::string> before(lines.begin(), middle), now(middle, lines.end());
-    size_t shared = std::min(before.size(), now.size());
-    while (!std::equal(before.end() - static_cast<std::ptrdiff_t>(shared), before.end(), now.begin()))
-        shared--;
-    bool lost = false;
-    const std::vector<std::string> fresh = ctlNewLines(before, now, lost);
-    FUZZ_CHECK(fresh.size() == now.size() - shared, std::to_string(shared));
-    FUZZ_CHECK(lost == (shared == 0 && !before.empty()), std::to_string(shared));
-}
-
 void checkName(const std::string &text)
 {
     if (const auto process = ctlProcessOf(text)) {
@@ -81,8 +65,6 @@ void fuzzOne(const uint8_t *data, size_t size)
     switch (data[0]) {
     case 's':
         return checkStat(text);
-    case 'r':
-        return checkRing(ctlLinesOf(text));
     case 'n':
         return checkName(text);
     case 'e':
@@ -97,7 +79,6 @@ void fuzzSeeds(const fuzzAdd_t &add)
     add(R"(sok {"stage":4,"pid":7,"role":"active","since":12,"blocks":1,"bytes":2,"syncs":3,"standbys":1})");
     add(R"(sok {"role":7,"stage":18446744073709551615,"since":1e308,"more":[{"a":null},[[]]],"error":"\u001b\u009b"})");
     add("serror: the main loop is not running yet");
-    add("rx\ny\nx\ny\nx\ny");
     add("ndorvald.4711.2");
     add("nmy.name.99999999999999999999");
     add("e\x1b[31m\t\n\xc2\x9b\xe2\x80\xae\xff\xf0\x9f\x90\x80\x7f\\x1b");

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Batches that agents send: taken apart as far as they go, and no further than their end.
-#include <cstring>
-#include <sstream>
-
 #include "tests/fuzz/batches.h"
 #include "tests/fuzz/fuzz.h"
 #include "tools/commands.h"
@@ -45,8 +42,11 @@ void fuzzOne(const uint8_t *data, size_t size)
 void fuzzSeeds(const fuzzAdd_t &add)
 {
     for (unsigned code = 0; code < QOS_MSG_CODES; code++)
-        for (const uint8_t byte : {0, 0x41, 0xff}) {
-            const ctlMessage_t message = fuzzMessage(code, byte, 3);
+        for (const uint8_t byte : {0, 0x41, 0xff, 1}) {
+            ctlMessage_t message = fuzzMessage(code, byte, 3);
+            const size_t head = ctlTailOf(ctlBodyOf(*qosMsgInfo(code))).head;
+            for (size_t i = head; byte == 1 && i < message.body.size(); i++) // each place unlike the others around it
+                message.body[i] = static_cast<uint8_t>(1 + (i * 51 + i / 97) % 127);
             for (const ctlBytes &bytes : {ctlEncode({message}), ctlEncode({message, fuzzMessage(67, 0, 0)})})
                 add({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
         }

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands at the agent's control socket: each is answered once, and the agent serves as before.
-#include <sys/socket.h>
-
 #include "host/ctl.h"
 #include "tests/fuzz/agent.h"
 #include "velmar/run.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What another process sends of its store, a dump or (FUZZ_DELTA) what changed: a dump that is taken is consistent, the
 // agent answers from it whatever it holds, and from the next good one it serves.
-#include <cstring>
-
 #include "host/delta.h"
 #include "host/delta_records.h"
 #include "host/store.h"

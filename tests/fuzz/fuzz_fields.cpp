@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a person types: a byte for the message, then words with ends of lines between them, as "cos_map=0..7".
-#include <sstream>
-
 #include "tests/fuzz/batches.h"
 #include "tests/fuzz/fuzz.h"
 #include "tools/error.h"

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Packets of the replication as either side reads them, with a file along that is sealed or not: what is taken has the
 // length that it says, and behind it comes the hello of a standby.
-#include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "host/packet.h"
 #include "tests/fuzz/fuzz.h"

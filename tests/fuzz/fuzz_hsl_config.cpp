@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Configuration of the driver emulator: a file of --config, each chip of which is refused in one line or declared.
-#include <sstream>
-
 #include <CLI/CLI.hpp>
 
 #include "hsl/model.h"

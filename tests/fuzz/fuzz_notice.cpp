@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whatever arrives at the two sockets of the manager channel: notices of the error queue, other addresses, cut ones.
-#include <cstring>
-
 #include "tests/fuzz/agent.h"
 #include "velmar/mi6.h"
 

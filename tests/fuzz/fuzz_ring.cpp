@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Trace rings of another process: lines in their order, as many as were asked for and there is room for.
-#include <algorithm>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "tests/fuzz/fuzz.h"
 #include "velmar/trace.h"

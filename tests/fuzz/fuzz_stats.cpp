@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replies to statistics requests: a byte for the view, one for what is asked, then the reply's body.
 #include <cmath>
-#include <sstream>
 
 #include "tests/fuzz/fuzz.h"
 #include "tools/report.h"

@@ -2,14 +2,7 @@
 // Processes, sockets and the driver's answers of a cluster.
 #include "tests/ha/cluster.h"
 
-#include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <poll.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "platform/records/frame.h"
 #include "platform/records/larkin.h"
@@ -207,14 +200,12 @@ void Cluster::tamper(std::function<std::vector<Bytes>(const Bytes &request, std:
 
 void Cluster::driverIs(bool there)
 {
-    if (there)
-        driver = std::make_unique<Driver>(run);
-    else
+    if (!there) {
         kept = driver->requests();
-    if (there)
-        tamper([](const Bytes &, std::vector<Bytes> good) { return good; });
-    else
-        driver.reset();
+        return driver.reset();
+    }
+    driver = std::make_unique<Driver>(run);
+    tamper([](const Bytes &, std::vector<Bytes> good) { return good; });
 }
 
 // The same request always gets the same answer.

@@ -4,8 +4,6 @@
 #ifndef TESTS_HA_CLUSTER_H
 #define TESTS_HA_CLUSTER_H
 
-#include <atomic>
-#include <functional>
 #include <optional>
 
 #include "tests/support/chip_reply.h"

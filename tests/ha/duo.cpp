@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The two agents' road to work.
-#include <algorithm>
-#include <gtest/gtest.h>
 
-#include "agent/messages/codes.h"
 #include "tests/ha/duo.h"
+#include "agent/messages/codes.h"
 #include "tests/ha/mirror.h"
 
 uint64_t layoutHash()

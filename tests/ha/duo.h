@@ -3,9 +3,6 @@
 #ifndef TESTS_HA_DUO_H
 #define TESTS_HA_DUO_H
 
-#include <string>
-#include <vector>
-
 #include "tests/ha/cluster.h"
 
 constexpr unsigned PORTS = 4; // of a chip

@@ -3,15 +3,10 @@
 // with an agent that was never killed and was told what has been acknowledged.
 //
 // FAILOVER_SEED and FAILOVER_ROUNDS repeat a run or lengthen it.
-#include <algorithm>
-#include <csignal>
 #include <numeric>
 #include <set>
-#include <sstream>
-#include <unistd.h>
 
 #include "agent/messages/catalogue.h"
-#include "host/delta_records.h"
 #include "platform/records/frame.h"
 #include "tests/ha/duo.h"
 #include "tests/ha/mirror.h"
@@ -331,58 +326,6 @@ TEST(Takeover, OtherLayoutsDoNotMirrorAndSaySo)
     EXPECT_TRUE(duo.logged(duo.second, "has left")); // this test, which held a dump too
     duo.kill(duo.second);
     EXPECT_TRUE(duo.logged(other, "this process is active, from the start"));
-}
-
-TEST(Takeover, MalformedDumpIsRefusedWhole)
-{
-    Dump good;
-    {
-        Duo duo;
-        duo.configure(duo.first, 5);
-        good = takeDump(duo.run, layoutHash());
-    }
-    const auto at = [](Words &words, uint32_t op, uint32_t word) -> uint32_t & {
-        return words.at(recordAt(words, op) + word);
-    };
-    const struct {
-        const char *reason;
-        std::function<void(Words &)> spoil;
-    } rows[] = {
-        {"is of unknown type 9999", [&](Words &words) { at(words, DELTA_BLOCK, 4) = 9999; }},
-        {"does not follow the one before it", [&](Words &words) { at(words, DELTA_BLOCK, 2) += 16; }},
-        {"is none", [&](Words &words) { at(words, DELTA_BLOCK, 1) = ~0U; }},
-        {"of unknown kind", [&](Words &words) { at(words, DELTA_BYTES, 0) = 77; }},
-        {"there is no block 123456", [&](Words &words) { at(words, DELTA_BYTES, 1) = 123456; }},
-        {"there is no object 77", [&](Words &words) { at(words, DELTA_BYTES, 1) = DELTA_OBJECT | 77; }},
-        {"no field of", [&](Words &words) { at(words, DELTA_BYTES, 2) = ~0U; }},
-        {"no pointer of 8 bytes", [&](Words &words) { at(words, DELTA_POINTER, 2) += 1; }},
-        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 3) = 1 << 30; }},
-        {"leads nowhere", [&](Words &words) { at(words, DELTA_POINTER, 4) = 1 << 30; }},
-        {"cut short", [](Words &words) { words.pop_back(); }},
-        {"the commit mark is missing", [](Words &words) { words.resize(words.size() - 4); }},
-        {"the commit mark is for", [](Words &words) { ++words.end()[-3]; }},
-        {"where", [](Words &words) { ++words.end()[-2]; }},
-    };
-    Cluster cluster;
-    FakeActive active(cluster.run);
-    int pid = 0;
-    for (const auto &row : rows) {
-        if (pid)
-            cluster.kill(pid);
-        pid = cluster.start();
-        active.give(active.accept(), good.sequence, good.words);
-        cluster.join(pid);
-        active.hangUp();
-        Words words = good.words;
-        row.spoil(words);
-        active.give(active.accept(), good.sequence, words);
-        EXPECT_TRUE(cluster.logged(pid, "a dump is refused, this process keeps what it had"));
-        EXPECT_NE(cluster.last.find(row.reason), std::string::npos) << row.reason << ": " << cluster.last;
-    }
-    active.setHolders({pid});
-    active.end();
-    cluster.lead(pid);
-    expectSame(content(cluster), contentOf(good.words));
 }
 
 TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)

@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every named fault, put into an active process or a standby under traffic, at a count of its place: while little
 // happens, in a batch, in a dump and at a takeover. What must hold then is the same for all; rows say the rest.
-#include <algorithm>
-#include <csignal>
-#include <gtest/gtest.h>
-#include <map>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 #include "platform/records/frame.h"
 #include "tests/ha/duo.h"

@@ -2,16 +2,9 @@
 // Both ends of the replication, by hand.
 #include "tests/ha/mirror.h"
 
-#include <algorithm>
-#include <cstring>
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <map>
-#include <poll.h>
 #include <span>
 #include <sys/file.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "host/delta_records.h"
 #include "host/holders.h"

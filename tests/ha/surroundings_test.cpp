@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // What happens around a pair of agents: files of the run directory are cut, removed and replaced, address space is
 // short, a dump holds nonsense. Nothing acknowledged is lost, nobody works twice, and whoever cannot go on says why.
-#include <algorithm>
-#include <csignal>
 #include <cstddef>
-#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include "agent/messages/chip.h"
 #include "agent/messages/congestion.h"
@@ -43,30 +35,15 @@ size_t countOf(const std::string &text, const std::string &part)
     return count;
 }
 
-void writeAt(const std::string &path, const std::string &bytes)
-{
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    close(fd);
-}
-
-const struct {
-    const char *name;
-    void (*to)(const std::string &lock);
-    bool removes;
-} HARMS[] = {
-    {"truncated", [](const std::string &lock) { fs::resize_file(lock, 0); }, false},
-    {"cut", [](const std::string &lock) { fs::resize_file(lock, 100); }, false},
-    {"written over", [](const std::string &lock) { writeAt(lock, std::string(400, '\xff')); }, false},
-    {"removed", [](const std::string &lock) { fs::remove(lock); }, true},
-    {"renamed", [](const std::string &lock) { fs::rename(lock, lock + ".old"); }, true},
-    {"replaced",
-     [](const std::string &lock) {
-         writeAt(lock + ".new", "");
-         fs::rename(lock + ".new", lock);
-     },
-     true},
-    {"folder removed", [](const std::string &lock) { fs::remove_all(fs::path(lock).parent_path()); }, true},
+// What a shell does to the lock file L in its folder D, and whether it is another one then.
+constexpr std::pair<const char *, bool> HARMS[] = {
+    {"truncate -s 0 $L", false},
+    {"truncate -s 100 $L", false},
+    {"head -c 400 /dev/zero | tr '\\0' '\\377' > $L", false},
+    {"rm $L", true},
+    {"mv $L $L.old", true},
+    {"> $L.new; mv $L.new $L", true},
+    {"rm -r $D", true},
 };
 
 // The first record of `op` for the place that holds `offset`; its own offset is given back.
@@ -120,21 +97,21 @@ Bytes watchOf(uint32_t port)
 
 TEST(Surroundings, LockFileIsHarmedUnderAPair)
 {
-    for (const auto &harm : HARMS)
+    for (const auto &[harm, removes] : HARMS)
         for (const bool dies_at_once : {false, true}) {
-            SCOPED_TRACE(harm.name);
+            SCOPED_TRACE(harm);
             SCOPED_TRACE(dies_at_once);
             Duo duo;
             duo.configure(duo.first, 5);
             const auto before = content(duo);
             ASSERT_TRUE(duo.logged(duo.first, "has left"));
-            harm.to(duo.run + "/ha/ethsw.1.lock");
+            EXPECT_EQ(system(("D=" + duo.run + "/ha; L=$D/ethsw.1.lock; " + harm).c_str()), 0);
             if (!dies_at_once) {
                 EXPECT_FALSE(duo.configure(duo.first, 5).empty());
                 const int third = duo.start(); // which finds no lock in its way
                 duo.join(third);
                 EXPECT_EQ(countOf(duo.log(), ACTIVE), 1U);
-                EXPECT_TRUE(!harm.removes || duo.logged(duo.first, "the lock file was removed or replaced"));
+                EXPECT_TRUE(!removes || duo.logged(duo.first, "the lock file was removed or replaced"));
                 duo.kill(third);
                 EXPECT_TRUE(duo.logged(duo.first, "has left"));
             }
@@ -289,8 +266,8 @@ TEST(Surroundings, AddressSpaceIsShort)
 }
 #endif
 
-// What is well-formed and would end whoever walks it.
-TEST(Surroundings, DumpHoldsNonsense)
+// What breaks the form of a dump, and what is well-formed and would end whoever walks it.
+TEST(Surroundings, DumpThatIsMalformedOrNonsenseIsRefusedWhole)
 {
     Dump good;
     {
@@ -309,10 +286,25 @@ TEST(Surroundings, DumpHoldsNonsense)
     for (unsigned n = 0; !list || !recordOf(good.words, DELTA_BYTES, list, offsetof(tnx_list_t, count)); ++n)
         list = blockOf(words, sizeof(tnx_list_t), n);
     const uint32_t node = recordOf(good.words, DELTA_POINTER, list, offsetof(tnx_list_t, head))[3];
+    const auto at = [](Words &w, uint32_t op, uint32_t word) -> uint32_t & { return w.at(recordAt(w, op) + word); };
     const struct {
         const char *reason;
         std::function<void(Words &)> spoil;
     } rows[] = {
+        {"is of unknown type 9999", [&](Words &w) { at(w, DELTA_BLOCK, 4) = 9999; }},
+        {"does not follow the one before it", [&](Words &w) { at(w, DELTA_BLOCK, 2) += 16; }},
+        {"is none", [&](Words &w) { at(w, DELTA_BLOCK, 1) = ~0U; }},
+        {"of unknown kind", [&](Words &w) { at(w, DELTA_BYTES, 0) = 77; }},
+        {"there is no block 123456", [&](Words &w) { at(w, DELTA_BYTES, 1) = 123456; }},
+        {"there is no object 77", [&](Words &w) { at(w, DELTA_BYTES, 1) = DELTA_OBJECT | 77; }},
+        {"no field of", [&](Words &w) { at(w, DELTA_BYTES, 2) = ~0U; }},
+        {"no pointer of 8 bytes", [&](Words &w) { at(w, DELTA_POINTER, 2) += 1; }},
+        {"leads nowhere", [&](Words &w) { at(w, DELTA_POINTER, 3) = 1 << 30; }},
+        {"leads nowhere", [&](Words &w) { at(w, DELTA_POINTER, 4) = 1 << 30; }},
+        {"cut short", [](Words &w) { w.pop_back(); }},
+        {"the commit mark is missing", [](Words &w) { w.resize(w.size() - 4); }},
+        {"the commit mark is for", [](Words &w) { ++w.end()[-3]; }},
+        {"where", [](Words &w) { ++w.end()[-2]; }},
         {"a tree counts 77 nodes", [&](Words &w) { setByte(w, tree, offsetof(tnx_avl_tree_t, count), 77); }},
         {"a tree leads to something that is no node",
          [&](Words &w) { setPointer(w, tree, offsetof(tnx_avl_tree_t, root), port); }},
@@ -342,14 +334,15 @@ TEST(Surroundings, DumpHoldsNonsense)
         if (pid)
             cluster.kill(pid);
         pid = cluster.start();
+        active.give(active.accept(), good.sequence, good.words);
+        cluster.join(pid);
+        active.hangUp();
         Words spoilt = good.words;
         row.spoil(spoilt);
         active.give(active.accept(), good.sequence, spoilt);
         EXPECT_TRUE(cluster.logged(pid, "a dump is refused, this process keeps what it had"));
         EXPECT_NE(cluster.last.find(row.reason), std::string::npos) << cluster.last;
     }
-    active.give(active.accept(), good.sequence, good.words);
-    cluster.join(pid);
     active.setHolders({pid});
     active.end();
     cluster.lead(pid);

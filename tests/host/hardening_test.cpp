@@ -5,7 +5,6 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include "tests/support/mi6.h"
 #include "tests/support/node.h"
@@ -25,10 +24,8 @@ size_t occurrences(const std::string &text, const std::string &part)
 }
 
 // A run directory for the host library in this process.
-struct RunDirectory {
-    const std::string path = makeRunDir();
-    RunDirectory() { setenv("VELMAR_RUN", path.c_str(), 1); }
-    ~RunDirectory() { fs::remove_all(path); }
+struct OwnDirectory : RunDirectory {
+    OwnDirectory() { own(); }
 };
 
 // The soft limit of a resource, for a scope.
@@ -108,7 +105,7 @@ TEST(Hardening, TraceFileThatIsMovedAway)
 
 TEST(Hardening, EventLogIsBoundedAndCountsRepeats)
 {
-    const RunDirectory run;
+    const OwnDirectory run;
     const fs::path log = run.path + "/trace/raslog";
     close(STDIN_FILENO); // the log may get that descriptor
     for (int i = 0; i < 99; ++i)
@@ -146,7 +143,7 @@ TEST(Hardening, ForeignLocksHoldNobodyUp)
 
 TEST(Hardening, ADrainEndsUnderAnyLoad)
 {
-    const RunDirectory run;
+    const OwnDirectory run;
     const Mi6 manager(0);
     const Mi6 card(1);
     // received in a row
@@ -166,7 +163,7 @@ TEST(Hardening, ADrainEndsUnderAnyLoad)
 
 TEST(Hardening, ManagersAreKeptWithoutDescriptors)
 {
-    const RunDirectory run;
+    const OwnDirectory run;
     const Mi6 card(1);
     const Mi6 first(0);
     EXPECT_GE(card.send(MI6_MANAGER, 0, "x"), 0);
@@ -184,7 +181,7 @@ TEST(Hardening, ManagersAreKeptWithoutDescriptors)
 
 TEST(Hardening, SilentManagersAreWaitedForTogether)
 {
-    const RunDirectory run;
+    const OwnDirectory run;
     const Mi6 card(1);
     std::deque<Mi6> silent;
     for (int i = 0; i < 40; ++i)
@@ -203,38 +200,36 @@ TEST(Hardening, SilentManagersAreWaitedForTogether)
 
 TEST(Hardening, RunDirectoriesThatAreNotTrusted)
 {
-    const std::string elsewhere = makeRunDir();
+    const RunDirectory elsewhere;
     const std::tuple<const char *, std::function<void(const std::string &)>> cases[] = {
         {"others may write to it (mode 0777)", [](auto &run) { chmod(run.c_str(), 0777); }},
         {"others may write to it (mode 0720)", [](auto &run) { chmod((run + "/ctl").c_str(), 0720); }},
         {"it is a link",
          [&](auto &run) {
              fs::remove(run + "/mi6");
-             fs::create_symlink(elsewhere, run + "/mi6");
+             fs::create_symlink(elsewhere.path, run + "/mi6");
          }},
         {"/node: it is not a regular file", [](auto &run) { mkfifo((run + "/node").c_str(), 0600); }},
         {"/node: it is a link", [](auto &run) { fs::create_symlink("/etc/hostname", run + "/node"); }},
     };
     for (const auto &[what, spoil] : cases) {
-        const std::string run = makeRunDir();
-        spoil(run);
-        const RunResult result = runAgent({"-s", "1", "-S", "ethsw"}, run);
+        const RunDirectory run;
+        spoil(run.path);
+        const RunResult result = runAgent({"-s", "1", "-S", "ethsw"}, run.path);
         EXPECT_EQ(1, result.status) << what;
         EXPECT_NE(std::string::npos, result.err.find(what)) << result.err;
         EXPECT_EQ(1U, occurrences(result.err, "\n")) << result.err;
-        fs::remove_all(run);
     }
-    const RunDirectory run;
-    fs::create_symlink(elsewhere + "/target", run.path + "/trace/raslog");
+    const OwnDirectory run;
+    fs::create_symlink(elsewhere.path + "/target", run.path + "/trace/raslog");
     EXPECT_EQ(-1, rasevt_init("svc", 1, "TEST"));
-    EXPECT_TRUE(!fs::exists(elsewhere + "/target"));
+    EXPECT_TRUE(!fs::exists(elsewhere.path + "/target"));
     char path[108];
     const int fd = velmar_run_bind("ctl", "mode", true, path, sizeof path);
     struct stat found = {};
     EXPECT_EQ(0, stat(path, &found));
     EXPECT_EQ(0600U, found.st_mode & 07777) << "others may send to it";
     velmar_run_close(fd);
-    fs::remove_all(elsewhere);
 }
 
 // An administrator's slip opens every door of the run directory: whoever comes through is told by his credentials.
@@ -274,24 +269,23 @@ TEST(Hardening, StrangersAreNotLetIn)
 
 TEST(Hardening, FewDescriptorsEndWithALine)
 {
-    const std::string run = makeRunDir();
+    const RunDirectory run;
     for (int most = 4; most < 9; ++most) {
-        const std::string out = run + "/out";
+        const std::string out = run.path + "/out";
         const std::string command = "exec 2>" + out + "; ulimit -n " + std::to_string(most) + "; VELMAR_VSS=manual " +
-                                    "VELMAR_RUN=" + run + " exec " + DORVALD_BINARY + " -s 1 -S ethsw";
+                                    "VELMAR_RUN=" + run.path + " exec " + DORVALD_BINARY + " -s 1 -S ethsw";
         const int status = system(command.c_str());
         EXPECT_NE(0, status) << most;
         EXPECT_GE(occurrences(slurp(out), "dorvald: "), 1U) << most;
     }
-    fs::remove_all(run);
 }
 
 TEST(Hardening, AnEndDuringTheStartLeavesNothing)
 {
-    const std::string run = makeRunDir();
+    const RunDirectory run;
     for (int i = 0; i < 120; ++i) {
-        const int pid = startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "ethsw"}, run, {"VELMAR_VSS=manual"},
-                                     run + "/out");
+        const int pid = startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "ethsw"}, run.path,
+                                     {"VELMAR_VSS=manual"}, run.path + "/out");
         usleep(static_cast<useconds_t>(i) * 200);
         kill(pid, SIGTERM);
         int status = -1;
@@ -299,7 +293,6 @@ TEST(Hardening, AnEndDuringTheStartLeavesNothing)
         // Ahead of its first line the signal itself ends it.
         EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM)) << status;
         for (const char *folder : {"/mi6", "/qos", "/ctl"})
-            EXPECT_TRUE(fs::is_empty(run + folder)) << folder << " after " << i * 200 << " us";
+            EXPECT_TRUE(fs::is_empty(run.path + folder)) << folder << " after " << i * 200 << " us";
     }
-    fs::remove_all(run);
 }

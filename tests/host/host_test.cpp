@@ -29,15 +29,14 @@ double seconds(const std::function<void()> &work)
 
 class Host : public testing::Test {
 protected:
-    const fs::path run = makeRunDir();
-
-    void SetUp() override
+    Host()
     {
-        setenv("VELMAR_RUN", run.c_str(), 1);
+        directory.own();
         unsetenv("VELMAR_VSS");
         unsetenv("VELMAR_TRACE");
     }
-    void TearDown() override { fs::remove_all(run); }
+    const RunDirectory directory;
+    const fs::path run = directory.path;
 };
 
 // What a memory file holds that comes with an answer which is too long for its datagram.
@@ -60,7 +59,7 @@ string wholeAnswer(const TestNode &node, const string &command)
 
 // The notice at the head of the queue: its code and the flags of its destination, both -1 if there is none.
 using Notice = std::pair<int, int>;
-Notice notice(int fd)
+Notice noticeAt(int fd)
 {
     const Received head = receive(fd);
     if (head.got >= 0 || head.error != 68)
@@ -257,30 +256,27 @@ TEST_F(Host, Mi6NoticesAndOddDatagrams)
 {
     const Mi6 fd(4);
     EXPECT_EQ(0, fd.send(MI6_MANAGER, 0, "nobody"));
-    EXPECT_EQ(Notice(6, MI6_MANAGER), notice(fd));
+    EXPECT_EQ(Notice(6, MI6_MANAGER), noticeAt(fd));
     EXPECT_EQ(0, fd.send(MI6_LINE_CARD, 2, "nobody"));
-    EXPECT_EQ(Notice(6, MI6_LINE_CARD), notice(fd));
+    EXPECT_EQ(Notice(6, MI6_LINE_CARD), noticeAt(fd));
     // A file without a living owner is no receiver, and goes.
     const fs::path stale = run / "mi6/svc.mgr.3999999";
     leaveSocket(stale);
     EXPECT_EQ(0, fd.send(MI6_MANAGER, 0, "nobody"));
     EXPECT_FALSE(fs::exists(stale));
-    EXPECT_EQ(6, notice(fd).first);
+    EXPECT_EQ(6, noticeAt(fd).first);
     EXPECT_EQ(EAGAIN, receive(fd, MSG_ERRQUEUE | MSG_DONTWAIT).error);
 
     // Anyone may send a notice: 20 bytes of family 0xffff, then code, 8 bytes, destination.
-    string raw(52, '\0');
-    raw[0] = raw[1] = '\xff';
-    const uint32_t code = 77;
-    memcpy(raw.data() + 20, &code, 4);
-    raw[32 + 19] = 2;
+    const Bytes bytes = notice(77, 2, 0);
+    const string raw(bytes.begin(), bytes.end());
     string payload = string("\x3a\0qosMI", 7) + string(13, '\0');
     throwAt(mi6File(run, "lc3"), raw.substr(0, 51)); // too short for a notice
     throwAt(mi6File(run, "lc3"), string(19, 'x'));   // too short for an address
     throwAt(mi6File(run, "lc3"), raw);
     throwAt(mi6File(run, "lc3"), payload);
     throwAt(mi6File(run, "lc3"), payload + "longer");
-    EXPECT_EQ(Notice(77, 2), notice(fd));
+    EXPECT_EQ(Notice(77, 2), noticeAt(fd));
     EXPECT_EQ(0, receive(fd).got);
     const Received cut = receive(fd, MSG_DONTWAIT, 4);
     EXPECT_EQ("long", cut.data);
@@ -308,10 +304,10 @@ TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
     EXPECT_GE(sent, 10);
     EXPECT_GE(last, 0.045);
     EXPECT_LT(last, 1);
-    EXPECT_EQ(4, notice(card).first);
+    EXPECT_EQ(4, noticeAt(card).first);
     EXPECT_LT(seconds([&] { EXPECT_EQ(-1, card.send(MI6_MANAGER, 0, "y")); }), 0.04);
     EXPECT_EQ(EAGAIN, errno);
-    EXPECT_EQ(-1, notice(card).first); // said once
+    EXPECT_EQ(-1, noticeAt(card).first); // said once
     // The other manager takes the datagram: no failure.
     const Mi6 second(0);
     EXPECT_EQ(1, card.send(MI6_MANAGER, 0, "z"));
@@ -319,7 +315,7 @@ TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
     for (int i = 0; i < sent; ++i)
         EXPECT_EQ("x", receive(manager).data) << i;
     EXPECT_EQ(1, card.send(MI6_MANAGER, 0, "w"));
-    EXPECT_EQ(5, notice(card).first);
+    EXPECT_EQ(5, noticeAt(card).first);
     EXPECT_EQ("w", receive(manager).data);
 }
 

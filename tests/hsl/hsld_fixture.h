@@ -74,7 +74,8 @@ struct Peer : Socket {
 
 class Hsld : public ::testing::Test {
 protected:
-    std::string run;
+    static inline const RunDirectory directory; // the host library looks at the variable once in a process
+    const std::string &run = directory.path;
     hslServer_t server;
     std::unique_ptr<Peer> agent;
     uint32_t seq = 0;
@@ -82,15 +83,8 @@ protected:
 
     void SetUp() override
     {
-        // The host library looks at the variable once in a process.
-        static const std::string once = [] {
-            std::string dir = makeRunDir();
-            setenv("VELMAR_RUN", dir.c_str(), 1);
-            setenv("VELMAR_CLOCK", "stepped", 1);
-            atexit([] { std::filesystem::remove_all(getenv("VELMAR_RUN")); });
-            return dir;
-        }();
-        run = once;
+        directory.own();
+        setenv("VELMAR_CLOCK", "stepped", 1);
         ASSERT_EQ(hslOpen(server), "");
         ASSERT_EQ(hslModelDeclare(server.model, "1/0:tessel:24"), "");
         ASSERT_EQ(hslModelDeclare(server.model, "1/1:larkin:4"), "");

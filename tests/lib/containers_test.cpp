@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // AVL trees, lists and tail queues against models, in long random sequences, on the heap, in pools and in a store that
 // refuses memory now and then; and the order, limits and failures that the sequences do not meet.
-#include <algorithm>
-#include <deque>
 #include <list>
-#include <map>
 
 #include "host/describe.h"
 #include "host/store.h"

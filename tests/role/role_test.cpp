@@ -54,15 +54,12 @@ struct Client {
 };
 
 struct RoleTest : testing::Test {
-    const std::string run = makeRunDir();
+    const RunDirectory directory;
+    const std::string &run = directory.path;
     TraceLog log{run + "/trace.txt"};
     Program driver{run, {HSLD_BINARY, "--chip", "1/0:mirelle:4"}};
     Socket control{run + "/client"};
-    ~RoleTest() override
-    {
-        log.check();
-        std::filesystem::remove_all(run);
-    }
+    ~RoleTest() override { log.check(); }
     // A command to the emulator, which must be up.
     std::string hsld(const std::string &command)
     {

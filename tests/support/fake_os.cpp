@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands in host/os.cpp and host/swd.cpp on a machine, whose place this takes.
+// What stands in host/swd.cpp on a machine, whose place this takes.
 #include "tests/support/fake_os.h"
 
 #include "core/trace.h"
@@ -10,12 +10,6 @@
 
 namespace fake_os {
 
-int64_t now_us;
-std::vector<int> timeouts;
-unsigned last_count;
-std::function<void()> on_poll;
-int poll_errno;
-bool pipe_fails;
 int swd_handle;
 int swd_seconds;
 size_t greetings;
@@ -35,10 +29,7 @@ void post(uint8_t type)
 
 static std::string traceFile()
 {
-    static const struct Directory {
-        std::string path = makeRunDir();
-        ~Directory() { std::filesystem::remove_all(path); }
-    } run;
+    static const RunDirectory run;
     static const std::string file = run.path + "/trace.txt";
     static const int ready = setenv("VELMAR_RUN", run.path.c_str(), 1) | setenv("VELMAR_VSS", "manual", 1) |
                              setenv("VELMAR_TRACE", file.c_str(), 1) | qos_trace_init(284, 200, 48);
@@ -77,52 +68,3 @@ int swd_hello(int, struct timeval *last)
 void swdWaits() {}
 
 void swdStopping() {}
-
-void velmar_now(struct timeval *now)
-{
-    now->tv_sec = static_cast<time_t>(fake_os::now_us / 1000000);
-    now->tv_usec = static_cast<suseconds_t>(fake_os::now_us % 1000000);
-}
-
-uint64_t velmar_time_base()
-{
-    return static_cast<uint64_t>(fake_os::now_us / 1000);
-}
-
-// A wait without limit that nothing ends would last for ever: it fails with EDEADLK.
-int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
-{
-    fake_os::timeouts.push_back(timeout_ms);
-    fake_os::last_count = count;
-    if (auto action = std::exchange(fake_os::on_poll, nullptr))
-        action();
-    if (fake_os::poll_errno != 0) {
-        errno = std::exchange(fake_os::poll_errno, 0);
-        return -1;
-    }
-    const int found = poll(fds, count, 0);
-    if (found != 0)
-        return found;
-    if (timeout_ms < 0) {
-        errno = EDEADLK;
-        return -1;
-    }
-    // A pass without a wait takes time too, or a timer due in less than a millisecond would never come.
-    fake_os::now_us += timeout_ms > 0 ? timeout_ms * int64_t{1000} : 100;
-    return 0;
-}
-
-int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *)
-{
-    timeval none = {0, 0};
-    return select(nfds, readable, writable, except, &none);
-}
-
-int velmar_pipe(int fds[2])
-{
-    if (fake_os::pipe_fails) {
-        errno = EMFILE;
-        return -1;
-    }
-    return pipe(fds);
-}

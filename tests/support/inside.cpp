@@ -12,11 +12,6 @@ namespace {
 
 qosModule_t registered[QOS_MODULES];
 
-struct Directory {
-    std::string path = makeRunDir();
-    ~Directory() { std::filesystem::remove_all(path); }
-};
-
 void initialise()
 {
     setenv("VELMAR_RUN", Inside::run().c_str(), 1);
@@ -32,10 +27,7 @@ void initialise()
 
 const std::string &ready()
 {
-    static const bool once = [] {
-        initialise();
-        return true;
-    }();
+    static const bool once = (initialise(), true);
     (void)once;
     return Inside::run();
 }
@@ -44,7 +36,7 @@ const std::string &ready()
 
 const std::string &Inside::run()
 {
-    static const Directory directory;
+    static const RunDirectory directory;
     return directory.path;
 }
 

@@ -17,6 +17,17 @@ inline mi6_addr_t mi6Address(const char *service, uint8_t flags, uint16_t mask)
     return address;
 }
 
+// A notice of the error queue about an address, as its datagram.
+inline Bytes notice(uint32_t code, uint8_t flags, uint16_t mask)
+{
+    Bytes bytes(52);
+    putNative(bytes, 0, 2, 0xffff);
+    putNative(bytes, 20, 4, code);
+    const mi6_addr_t about = mi6Address("qosMI", flags, mask);
+    memcpy(&bytes[32], &about, sizeof about);
+    return bytes;
+}
+
 // What a receiving call gave, by two vectors.
 struct Received {
     ssize_t got;

@@ -225,13 +225,11 @@ void TraceLog::check()
 
 RunResult runAgent(const std::vector<std::string> &args, const std::string &run_dir, const std::string &vss)
 {
-    const std::string own = makeRunDir();
-    const int pid = startAgent(args, run_dir.empty() ? own : run_dir, vss, own + "/stderr");
+    const RunDirectory own;
+    const int pid = startAgent(args, run_dir.empty() ? own.path : run_dir, vss, own.path + "/stderr");
     int status = 0;
     waitpid(pid, &status, 0);
-    const RunResult result = {statusOf(status), slurp(own + "/stderr")};
-    std::filesystem::remove_all(own);
-    return result;
+    return {statusOf(status), slurp(own.path + "/stderr")};
 }
 
 TestNode::TestNode(const NodeOptions &wanted)

@@ -68,6 +68,11 @@ private:
 
 std::string slurp(const std::string &path);
 std::string makeRunDir(); // with its folders
+struct RunDirectory {
+    const std::string path = makeRunDir();
+    ~RunDirectory() { std::filesystem::remove_all(path); }
+    void own() const { setenv("VELMAR_RUN", path.c_str(), 1); } // for the host library in this process
+};
 // Waits for at most a minute.
 bool within(const std::function<bool()> &holds);
 

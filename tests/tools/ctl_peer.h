@@ -12,19 +12,12 @@
 #include "velmar/run.h"
 
 // The run directory of this test process, made before anything asks for it and removed at the end.
-struct ownRun : testing::Environment {
-    static std::string path;
-    void SetUp() override
-    {
-        path = makeRunDir();
-        setenv("VELMAR_RUN", path.c_str(), 1);
-        char error[256];
-        ASSERT_STREQ(velmar_run_dir(error, sizeof error), path.c_str());
-    }
-    void TearDown() override { std::filesystem::remove_all(path); }
-};
-inline std::string ownRun::path;
-inline testing::Environment *const environment = testing::AddGlobalTestEnvironment(new ownRun);
+inline const RunDirectory &ownRun()
+{
+    static const RunDirectory run;
+    return run;
+}
+inline const bool isOwn = (ownRun().own(), true);
 
 // A process on the other side, which hands each datagram to `serve` with its sender's path.
 class peer {
@@ -32,7 +25,7 @@ public:
     using server = std::function<void(peer &, const std::string &data, const std::string &from)>;
 
     peer(const std::string &folder, const std::string &name, server serve)
-        : socket_(ownRun::path + "/" + folder + "/" + name + "." + std::to_string(getpid()),
+        : socket_(ownRun().path + "/" + folder + "/" + name + "." + std::to_string(getpid()),
                   [this, serve](const Datagram &got) {
                       serve(*this, std::string(got.bytes.begin(), got.bytes.end()), got.from);
                   })
@@ -46,7 +39,7 @@ public:
     {
         const mi6_addr_t own = mi6Address(service.c_str(), 2, static_cast<uint16_t>(1u << (slot - 1)));
         const auto *head = reinterpret_cast<const uint8_t *>(&own);
-        for (const auto &entry : std::filesystem::directory_iterator(ownRun::path + "/mi6"))
+        for (const auto &entry : std::filesystem::directory_iterator(ownRun().path + "/mi6"))
             if (entry.path().filename().string().starts_with(service + ".mgr."))
                 socket_.sock.send(entry.path(), Bytes(head, head + sizeof own) + bytes);
     }

@@ -162,38 +162,6 @@ TEST(Dorvctl, RefusesWithOneClearLine)
     EXPECT_NO_THROW(batchHex("CHIPUP + CHIPUP + CHIPUP + CHIPUP"));
 }
 
-// Every field of every body, with a value of its own in each element, must come back the same from its JSON form.
-TEST(Dorvctl, WhatIsShownAsJsonCanBeSent)
-{
-    for (unsigned code = 0; code < QOS_MSG_CODES; code++) {
-        const qosMsgInfo_t &info = *qosMsgInfo(code);
-        const wireBody &body = ctlBodyOf(info);
-        const ctlTail_t tail = ctlTailOf(body);
-        ctlMessage_t message{info.code, 0, 0, true, ctlBytes(body.size)};
-        if (tail.stride != 0)
-            message.body.assign(tail.head + 3 * tail.stride, 0);
-        // What nobody asks for: no records, but for one that is read whatever their count.
-        const size_t empty = tail.head + (code == QOS_GET_POL_STATS_MSG ? tail.stride : 0);
-        EXPECT_EQ(ctlBuildMessage(ctlMessageName(code), {}).body.size(), tail.stride == 0 ? body.size : empty);
-        uint64_t value = 0x8899aabbccddee01;
-        for (unsigned i = 0; i < body.numFields; i++)
-            for (size_t n = 0; n < ctlCount(body, body.fields[i], message.body.size()); n++) {
-                const wireField &field = body.fields[i];
-                uint8_t *at = &message.body[field.offset + n * field.stride];
-                if (field.kind == wireKind::Chars)
-                    std::snprintf(reinterpret_cast<char *>(at), field.width, "%u,%zu*2", i, n);
-                else
-                    ctlWriteInteger(field, message.body, n, value = value * 6364136223846793005 + 1442695040888963407);
-            }
-        if (tail.stride != 0)
-            ctlWriteInteger(*ctlField(body, tail.count), message.body, 0, 3);
-        ctlJson json = ctlMessageJson(message)["fields"];
-        json["msg"] = ctlMessageName(code);
-        const ctlScenario_t again = ctlReadScenario(ctlJson::array({json}).dump(), "again");
-        EXPECT_EQ(hexOf(again.batches.at(0).at(0).body), hexOf(message.body)) << ctlMessageName(code);
-    }
-}
-
 TEST(Dorvctl, DecodesAsFarAsABatchGoes)
 {
     const std::tuple<const char *, size_t, const char *> rows[] = {
@@ -398,7 +366,7 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
         expectRefused(CTL_SILENT, "nearest is dorvald", [] { ctlFindProcess("dorvlad"); });
     }
     // A file that a dead process has left behind is no process.
-    const Socket left(ownRun::path + "/ctl/dorvald.1");
+    const Socket left(ownRun().path + "/ctl/dorvald.1");
     EXPECT_EQ(ctlProcesses("dorvald").size(), 1u);
     close(left.fd);
     EXPECT_TRUE(ctlProcesses("").empty());
@@ -470,7 +438,7 @@ TEST(Dorvctl, BearsWhatProcessesAnswer)
     peer second("ctl", "dorvald.2", answering([](auto &) { return R"(ok {"role":["active"]})"; }));
     expectRefused("none of them active", [] { ctlFindAgent("", 20); });
     peer huge("ctl", "dorvald.99999999999999999999", silent);
-    std::ofstream(ownRun::path + "/ctl/" + std::string(200, 'x') + ".1");
+    std::ofstream(ownRun().path + "/ctl/" + std::string(200, 'x') + ".1");
     EXPECT_EQ(ctlProcesses("").size(), 2u);
 
     std::ostringstream err;
@@ -577,7 +545,7 @@ TEST(Dorvctl, ProgramReadsItsOptions)
     };
     for (const auto &[arguments, exit, says] : rows)
         expectProgram(arguments, exit, says);
-    const std::string file = ownRun::path + "/scenario";
+    const std::string file = ownRun().path + "/scenario";
     std::ofstream(file) << R"({"service": "qosMIStats", "batches": [{"msg": "0"}]})";
     expectProgram("apply " + file, CTL_SILENT, "no agent serves qosMIStats");
 }

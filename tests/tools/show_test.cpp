@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the agent prints of its tables, to the letter, and what dorvctl reads out of it.
-#include <cstring>
 #include <utility>
 
 #include "core/memory.h"
