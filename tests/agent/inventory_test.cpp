@@ -314,26 +314,27 @@ TEST(Inventory, InterfacesComeAndGo)
 {
     LiveNode live;
     live.addPort();
-    const auto add = [&](uint32_t ifindex, const std::string &name) {
-        return live.status(2, ifAddBody(ifindex, name));
+    const std::string longest(19, 'n');
+    // An interface with its name, or without one to be deleted; what comes back, and the line if there is one.
+    const std::tuple<uint32_t, std::string, uint32_t, const char *> steps[] = {
+        {PORT, "again", 0, "ifEntry already exists for interface again"}, // no failure
+        {PORT | 3, "p3", 0, "ifEntry already exists for interface p3"},   // nor one of the same slot and port
+        {PORT + (1 << 22), "q", 2, "Unknown chip 16 for port add q"},     // its chip was never announced
+        {3u << 26 | 31 << 21, "r", 2, "Unable to derive chip index from ifindex for port r"},
+        {CHANNEL, longest + "n", 0, nullptr}, // a name that is not terminated is cut
+        {18u << 26 | 5, "vlan5", 0, nullptr},
+        {CHANNEL, "", 0, nullptr},
+        {CHANNEL, "", UNTOUCHED, "Failed to find interface 0x38000001 for ifindex"},
+        {PORT, "", 0, nullptr},
+        {PORT, "p", 0, nullptr},
     };
-    const auto del = [&](uint32_t ifindex) { return live.status(3, ifDelBody(ifindex)); };
-    EXPECT_EQ(add(PORT, "again"), 0U) << "an existing one is no failure";
-    EXPECT_EQ(add(PORT | 3, "p3"), 0U) << "nor one of the same slot and port";
-    EXPECT_EQ(add(PORT + (1 << 22), "q"), 2U) << "its chip was never announced";
-    EXPECT_EQ(add(3u << 26 | 31 << 21, "r"), 2U);
-    EXPECT_EQ(add(CHANNEL, std::string(20, 'n')), 0U);
-    EXPECT_TRUE(live.node.log.has("Added Interface " + std::string(19, 'n')));
-    EXPECT_FALSE(live.node.log.has(std::string(20, 'n'))) << "a name that is not terminated is cut";
-    EXPECT_EQ(add(18u << 26 | 5, "vlan5"), 0U);
-    EXPECT_EQ(del(CHANNEL), 0U);
-    EXPECT_EQ(del(CHANNEL), 55U) << "the manager's own status";
-    EXPECT_EQ(del(PORT), 0U);
-    EXPECT_EQ(live.status(4, l2Body(PORT, CHIP, 1, 1)), 1U);
-    EXPECT_EQ(add(PORT, "p"), 0U);
-    live.node.expectErr({"ifEntry already exists for interface again", "ifEntry already exists for interface p3",
-                         "Unknown chip 16 for port add q", "Unable to derive chip index from ifindex for port r",
-                         "Failed to find interface 0x38000001 for ifindex", "Failed to find interface p for cos"});
+    for (const auto &[ifindex, name, status, err] : steps) {
+        EXPECT_EQ(name.empty() ? live.status(3, ifDelBody(ifindex)) : live.status(2, ifAddBody(ifindex, name)), status);
+        if (err)
+            live.node.expectErr(err);
+    }
+    EXPECT_TRUE(live.node.log.has("Added Interface " + longest));
+    EXPECT_FALSE(live.node.log.has(longest + "n"));
 }
 
 TEST(Inventory, HooksOfChipsAndInterfaces)

@@ -5,19 +5,12 @@
 #include "agent/dispatch.h"
 #include "core/trace.h"
 #include "tests/support/inside.h"
+#include "tests/support/mi6.h"
 
 namespace {
 
 constexpr uint32_t L2_MAP = 0x01271002, DEF_COS = 0x01271000, L3_MAP = 0x01271001, DSCP_MAP = 0x01271003;
 using Commands = std::vector<uint32_t>;
-
-Bytes senderAddress(const std::string &service, uint16_t mask)
-{
-    Bytes address = Bytes(2) + text(service, 14) + Bytes{0, 0, 0, 2};
-    putNative(address, 0, 2, 58);
-    putNative(address, 16, 2, mask);
-    return address;
-}
 
 // What stands in the request buffer behind the headers once a priority message has been carried out. A record that is
 // not cleared keeps what an older one left.
@@ -68,7 +61,7 @@ TEST(Road, StandbyIsSilentAndActiveRegisters)
 
     node.cold();
     EXPECT_EQ(manager.receive(), message(0, {0, 0, 0, 5}));
-    EXPECT_EQ(manager.from, senderAddress("qosMI", 1 << 4));
+    EXPECT_EQ(manager.from, mi6Head("qosMI", 2, 1 << 4));
     EXPECT_EQ(node.stat("stage"), 5U);
     const uint32_t before = node.stat("syncs");
     node.sync();
@@ -77,7 +70,7 @@ TEST(Road, StandbyIsSilentAndActiveRegisters)
     EXPECT_EQ(manager.receive(), message(0, {0, 0, 0, 5})) << "again at each Active";
     for (const uint8_t i : {8, 9}) // its read event is armed again
         EXPECT_EQ(statistics.tell(67, {i}), (Bytes{i}));
-    EXPECT_EQ(statistics.from, senderAddress("qosMIStats", 1 << 4));
+    EXPECT_EQ(statistics.from, mi6Head("qosMIStats", 2, 1 << 4));
     EXPECT_TRUE(manager.silent());
     EXPECT_TRUE(driver.requests().empty());
 }

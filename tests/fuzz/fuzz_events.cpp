@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a driver sends unasked: events to either role, and late answers to the command socket, between good messages.
+// What arrives unasked: events of the driver to either role and late answers at the command socket; at the two sockets
+// of the manager channel notices of the error queue, other addresses and cut ones.
 #include "core/state.h"
 #include "inventory/chips.h"
 #include "platform/records/frame.h"
 #include "tests/fuzz/agent.h"
+#include "velmar/mi6.h"
 
 void fuzzOne(const uint8_t *data, size_t size)
 {
@@ -17,7 +19,7 @@ void fuzzOne(const uint8_t *data, size_t size)
         qos_velmar_state.is_agent = 0;
     }
     for (unsigned n = 0; script.left > 0 && n < 8; n++) {
-        const auto to = script.byte() % 4 ? AGENT_EVENTS : AGENT_COMMANDS;
+        const auto to = static_cast<agentSocket_t>(script.byte() % 4);
         agentSendRaw(to, script.take(script.half()));
     }
     qos_velmar_state.is_agent = 1;
@@ -48,6 +50,26 @@ void fuzzSeeds(const fuzzAdd_t &add)
     for (const fuzzBuffer_t &event : events)
         for (const uint8_t kind : {1, 9, 10}) {
             const std::string text = fuzzHalf(event.size()) + fuzzText(event);
-            add(agentSeed(kind, '\1' + text + '\0' + text, std::string(30, '\2')));
+            add(agentSeed(kind, char{AGENT_EVENTS} + text + char{AGENT_COMMANDS} + text, std::string(30, '\2')));
         }
+    std::vector<fuzzBuffer_t> datagrams;
+    for (const uint32_t code : {0U, MI6_THRESHOLD_HIGH, MI6_THRESHOLD_NORMAL, MI6_DESTINATION_INVALID, 7U, ~0U}) {
+        mi6_notice_t notice = {};
+        notice.code = code;
+        notice.destination.slot_mask = uint16_t{0x8001};
+        notice.destination.flags = static_cast<uint8_t>(code);
+        memset(notice.destination.service, code == 7 ? 'x' : 0, sizeof notice.destination.service);
+        fuzzBuffer_t datagram = fuzzBytesOf(notice);
+        datagram.insert(datagram.begin(), 20, 0);
+        datagram[0] = datagram[1] = 0xff;
+        for (const size_t size : {datagram.size(), datagram.size() - 1, size_t{20}, size_t{19}, size_t{0}})
+            datagrams.emplace_back(datagram.begin(), datagram.begin() + static_cast<std::ptrdiff_t>(size));
+    }
+    for (const uint8_t flags : {0, 1, 2, 4, 8, 15}) {
+        datagrams.push_back(agentFrom(agentGood(QOS_COSTRUST_MSG, 1, 0)));
+        datagrams.back()[17] = datagrams.back()[19] = flags;
+    }
+    for (const fuzzBuffer_t &datagram : datagrams)
+        for (const char to : {AGENT_MI, AGENT_STATS})
+            add(agentSeed(4, to + fuzzHalf(datagram.size()) + fuzzText(datagram), ""));
 }

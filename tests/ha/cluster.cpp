@@ -25,12 +25,6 @@ bool isUncleared(const Bytes &request)
            (command == DCE_CCB_SET && request[RECORD + 6] == LARK_SCHEDULER);
 }
 
-bool ready(int fd, int timeout_ms)
-{
-    pollfd entry = {fd, POLLIN, 0};
-    return poll(&entry, 1, timeout_ms) > 0;
-}
-
 } // namespace
 
 Cluster::Cluster()
@@ -134,9 +128,7 @@ void Cluster::join(int pid)
 
 bool Cluster::send(int pid, const Bytes &batch) const
 {
-    const mi6_addr_t to = mi6Address("qosMI", 8, 0);
-    const auto *head = reinterpret_cast<const uint8_t *>(&to);
-    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), Bytes(head, head + sizeof to) + batch);
+    return manager.send(run + "/mi6/qosMI.lc1." + std::to_string(pid), mi6Head("qosMI", 8, 0) + batch);
 }
 
 Bytes Cluster::echo(int pid)

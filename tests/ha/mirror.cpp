@@ -17,12 +17,6 @@ constexpr uint32_t DUMP_NUMBER = 1; // that a copy goes by
 
 constexpr int PATIENCE_MS = 20000;
 
-bool readable(int fd)
-{
-    pollfd entry = {fd, POLLIN, 0};
-    return poll(&entry, 1, PATIENCE_MS) == 1;
-}
-
 // A block or an object as a dump describes it: its bytes that are not 0, and its pointers.
 struct Place {
     std::string head;
@@ -90,16 +84,15 @@ struct Walk {
 
 Dump takeDump(const std::string &run, uint64_t hash, int *stay)
 {
-    const sockaddr_un address = addressOf(run + "/ha/ethsw.1.sock");
     const int fd = packetSocket();
-    if (!within([&] { return connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; })) {
+    if (!within([&] { return reach(fd, run + "/ha/ethsw.1.sock"); })) {
         ADD_FAILURE() << "nobody listens for standbys";
         return {};
     }
     Dump dump;
     received_t received;
     packetSend(fd, PACKET_HELLO, hash, 0, nullptr, 0);
-    const bool got = readable(fd) && packetReceive(fd, &received) > 0;
+    const bool got = ready(fd, PATIENCE_MS) && packetReceive(fd, &received) > 0;
     EXPECT_TRUE(got) << "no dump";
     if (got) {
         EXPECT_EQ(received.head.kind, PACKET_DUMP);
@@ -164,9 +157,9 @@ FakeActive::FakeActive(const std::string &run)
 
 int FakeActive::accept(uint64_t *hash)
 {
-    const int fd = readable(listener) ? accept4(listener, nullptr, nullptr, SOCK_CLOEXEC) : -1;
+    const int fd = ready(listener, PATIENCE_MS) ? accept4(listener, nullptr, nullptr, SOCK_CLOEXEC) : -1;
     received_t received = {};
-    EXPECT_TRUE(fd >= 0 && readable(fd) && packetReceive(fd, &received) > 0);
+    EXPECT_TRUE(fd >= 0 && ready(fd, PATIENCE_MS) && packetReceive(fd, &received) > 0);
     EXPECT_EQ(received.head.kind, PACKET_HELLO);
     if (hash)
         *hash = received.head.number;

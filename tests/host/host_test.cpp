@@ -533,26 +533,6 @@ TEST_F(Host, ClockStepsEndWaits)
     }
 }
 
-TEST_F(Host, OrderlyEnd)
-{
-    for (const int number : {SIGTERM, SIGINT, 0}) {
-        const pid_t pid =
-            startProgram(DORVALD_BINARY, {"dorvald", "-s", "1", "-S", "svc"}, run, {"VELMAR_VSS=manual"}, run / "out");
-        Socket client(run / "client");
-        const string control = run / ("ctl/dorvald." + std::to_string(pid));
-        EXPECT_TRUE(within([&] { return client.send(control, string("stat")) && !client.receiveText().empty(); }));
-        if (number)
-            kill(pid, number);
-        else
-            client.send(control, string("quit"));
-        int status = -1;
-        EXPECT_EQ(pid, waitpid(pid, &status, 0));
-        EXPECT_EQ(0, status);
-        for (const char *folder : {"ctl", "mi6", "qos"})
-            EXPECT_TRUE(fs::is_empty(run / folder)) << folder;
-    }
-}
-
 TEST_F(Host, TraceRingHoldsTheNewestLines)
 {
     setenv("VELMAR_TRACE", (run / "copy").c_str(), 1);

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// AVL trees, lists and tail queues against models, in long random sequences, on the heap, in pools and in a store that
+// AVL trees and lists against models, in long random sequences, on the heap, in pools and in a store that
 // refuses memory now and then; and the order, limits and failures that the sequences do not meet.
 #include <list>
 
 #include "host/describe.h"
 #include "host/store.h"
-#include "inventory/tailq.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
@@ -347,51 +346,6 @@ TEST_F(ContainersTest, ListsWithoutOrderAndTheirEnds)
     list_delete(list);
     list_delete(nullptr);
     EXPECT_TRUE(!listFind(nullptr, i[0]) && listView<Item>(nullptr).begin() == listView<Item>(nullptr).end());
-}
-
-struct Queued {
-    tailqEntry<Queued> link, other;
-};
-
-template <auto Link>
-std::vector<Queued *> walked(const tailqHead<Queued> &head)
-{
-    std::vector<Queued *> found;
-    Queued *const *back = &head.tqh_first;
-    for (Queued *elem = tailqFirst(&head); elem; elem = tailqNext<Link>(elem)) {
-        EXPECT_EQ(std::exchange(back, &(elem->*Link).tqe_next), (elem->*Link).tqe_prev);
-        found.push_back(elem);
-    }
-    EXPECT_EQ(head.tqh_last, back);
-    EXPECT_EQ(tailqEmpty(&head), found.empty());
-    return found;
-}
-
-TEST(Tailq, MatchesAListUnderRandomInsertsAndRemovals)
-{
-    Random random(20);
-    Queued items[12] = {};
-    tailqHead<Queued> head, second; // membership in another queue stays as it is
-    std::vector<Queued *> expected, all;
-    tailqInit(&head);
-    tailqInit(&second);
-    for (Queued &i : items) {
-        tailqInsertTail<&Queued::other>(&second, &i);
-        all.push_back(&i);
-    }
-    for (int step = 0; step < 2000 && !testing::Test::HasFailure(); ++step) {
-        Queued *elem = &items[random.below(std::size(items))];
-        if (elem->link.tqe_prev) {
-            tailqRemove<&Queued::link>(&head, elem);
-            std::erase(expected, elem);
-            ASSERT_TRUE(!elem->link.tqe_next && !elem->link.tqe_prev);
-        } else {
-            tailqInsertTail<&Queued::link>(&head, elem);
-            expected.push_back(elem);
-        }
-        ASSERT_EQ(walked<&Queued::link>(head), expected);
-        ASSERT_EQ(walked<&Queued::other>(second), all);
-    }
 }
 
 } // namespace

@@ -26,9 +26,7 @@ struct Client {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     explicit Client(const std::string &run)
     {
-        const sockaddr_un address = addressOf(run + "/vty");
-        const auto *to = reinterpret_cast<const sockaddr *>(&address);
-        EXPECT_TRUE(within([&] { return connect(fd, to, sizeof address) == 0; }));
+        EXPECT_TRUE(within([&] { return reach(fd, run + "/vty"); }));
         EXPECT_TRUE(read().ends_with("dorvmd# "));
     }
     ~Client() { close(fd); }
@@ -68,11 +66,6 @@ struct RoleTest : testing::Test {
         return control.receiveText();
     }
 };
-
-testing::AssertionResult has(const std::string &text, const char *part)
-{
-    return (text.find(part) != text.npos ? testing::AssertionSuccess() : testing::AssertionFailure()) << text;
-}
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The test node: the agent as a child process, its driver and managers.
 #include "tests/support/node.h"
+#include "tests/support/mi6.h"
 
 namespace {
 
@@ -329,12 +330,7 @@ Manager::Manager(const TestNode &node, const std::string &name)
 
 void Manager::send(const Bytes &batch, uint8_t flags, uint16_t mask, int socket_flags) const
 {
-    Bytes address(20);
-    putNative(address, 0, 2, 58);
-    std::copy(service.begin(), service.end(), address.begin() + 2);
-    putNative(address, 16, 2, mask);
-    address[19] = flags;
-    EXPECT_TRUE(sock.send(agent, address + batch, socket_flags)) << strerror(errno);
+    EXPECT_TRUE(sock.send(agent, mi6Head(service, flags, mask) + batch, socket_flags)) << strerror(errno);
 }
 
 Bytes Manager::receive(int timeout_ms)

@@ -16,6 +16,18 @@ sockaddr_un addressOf(const std::string &path)
     return address;
 }
 
+bool reach(int fd, const std::string &path)
+{
+    const sockaddr_un address = addressOf(path);
+    return connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
+bool ready(int fd, int timeout_ms)
+{
+    pollfd entry = {fd, POLLIN, 0};
+    return poll(&entry, 1, timeout_ms) > 0;
+}
+
 Socket::Socket(const std::string &file) : fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)), path(file)
 {
     const sockaddr_un address = addressOf(path);
@@ -37,8 +49,7 @@ bool Socket::send(const std::string &to, const Bytes &bytes, int flags) const
 
 Datagram Socket::receive(int timeout_ms) const
 {
-    pollfd entry = {fd, POLLIN, 0};
-    if (poll(&entry, 1, timeout_ms) <= 0)
+    if (!ready(fd, timeout_ms))
         return {};
     static thread_local Bytes buffer(300000);
     sockaddr_un from{};
@@ -89,6 +100,20 @@ std::string slurp(const std::string &path)
 {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+size_t countOf(const std::string &text, const std::string &part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+        ++count;
+    return count;
+}
+
+testing::AssertionResult has(const std::string &text, const std::string &part)
+{
+    return (text.find(part) != text.npos ? testing::AssertionSuccess() : testing::AssertionFailure() << "no " << part)
+           << " in: " << text;
 }
 
 std::string makeRunDir()

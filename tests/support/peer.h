@@ -50,7 +50,9 @@ public:
     std::string path;
 };
 
-void leaveSocket(const std::string &path); // as a process that was killed does
+bool reach(int fd, const std::string &path); // connects
+bool ready(int fd, int timeout_ms);          // to be read, or at its end
+void leaveSocket(const std::string &path);   // as a process that was killed does
 
 // A socket whose datagrams go to `serve`, on a thread of its own, till the end.
 class Server {
@@ -73,6 +75,8 @@ struct RunDirectory {
     ~RunDirectory() { std::filesystem::remove_all(path); }
     void own() const { setenv("VELMAR_RUN", path.c_str(), 1); } // for the host library in this process
 };
+size_t countOf(const std::string &text, const std::string &part);
+testing::AssertionResult has(const std::string &text, const std::string &part);
 // Waits for at most a minute.
 bool within(const std::function<bool()> &holds);
 

@@ -37,11 +37,10 @@ public:
     // Sends to every manager's socket, as the agent of a slot.
     void tellManagers(const ctlBytes &bytes, unsigned slot = 1, const std::string &service = "qosMI") const
     {
-        const mi6_addr_t own = mi6Address(service.c_str(), 2, static_cast<uint16_t>(1u << (slot - 1)));
-        const auto *head = reinterpret_cast<const uint8_t *>(&own);
+        const Bytes head = mi6Head(service, 2, static_cast<uint16_t>(1u << (slot - 1)));
         for (const auto &entry : std::filesystem::directory_iterator(ownRun().path + "/mi6"))
             if (entry.path().filename().string().starts_with(service + ".mgr."))
-                socket_.sock.send(entry.path(), Bytes(head, head + sizeof own) + bytes);
+                socket_.sock.send(entry.path(), head + bytes);
     }
 
 private:
@@ -65,12 +64,6 @@ inline words split(const std::string &line)
     for (const char c : line)
         c == ' ' ? void(found.emplace_back()) : found.back().push_back(c);
     return found;
-}
-
-inline testing::AssertionResult has(const std::string &text, const std::string &part)
-{
-    return (text.find(part) != text.npos ? testing::AssertionSuccess() : testing::AssertionFailure() << "no " << part)
-           << " in: " << text;
 }
 
 // A field of a message, by its name.
