@@ -63,6 +63,12 @@ void fuzzOne(const uint8_t *data, size_t size)
         if (end != at)
             sayAll(server, text.substr(at, end - at), &left);
     }
+    for (auto &[flat, chip] : server.model.chips) {
+        FUZZ_CHECK(flat >= 0 && flat < 128 && chip.flat == flat && chip.ports >= 1 && chip.ports <= CHIP_PORTS, "");
+        const auto first = hslChipPort(chip, 0), last = hslChipPort(chip, chip.ports - 1);
+        FUZZ_CHECK(hslIsPort(first) && hslIsPort(last) && (first != last || chip.ports == 1), std::to_string(last));
+        FUZZ_CHECK(hslChipJson(chip, true)["ports"] == chip.ports, "");
+    }
     for (const char *command : {"stat", "show", "traffic list", "fault list", "log json 3", "clock step 3600"})
         say(server, command);
     FUZZ_CHECK(hslControl(server, "stat").rfind("ok {", 0) == 0, "");
@@ -72,6 +78,8 @@ void fuzzSeeds(const fuzzAdd_t &add)
 {
     const std::string chips = "chip 1/0:tessel:40\nchip 1/1:larkin:40\nchip 2/0:mirelle:160\nchip 2/1:mirelle2:8\n";
     for (const std::string &lines : fuzzParts(
+             "chip 15/7:mirelle2:160:buffers=9M\nchip 15/0:tessel:1\nchip 1/0:tessel:161\nchip 1/0:none:1\n"
+             "chip 1/0:tessel:1:buffers=0x10K\nchip 1/0:mirelle:8\nchip 1/0:tessel:99999999999999999999|"
              "stat\nshow\nshow port te1/1\nshow chip 1/0\nshow tcam 1/1 l2\nlog 3\nlog json 9\nclear log\nquit|"
              "event chip-up 1/0\nevent chip-down 2/0\nevent ready\nevent bulk 1/0 2/0\nevent raw 00ff\nclear warnings|"
              "fault refuse status=7 count=3\nfault drop command=0x1\nfault late ms=3\nfault truncate bytes=9\nfault "
