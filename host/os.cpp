@@ -150,11 +150,8 @@ uint64_t velmar_time_base()
 // Only a wait with a limit that is not over yet has anything to do with a step.
 int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
 {
-    if (qosAnyKeeps()) {
-        const int ready = std::max(pollPlain(fds, count, 0), 0) + socketMarkKept(fds, count);
-        if (ready > 0)
-            return ready;
-    }
+    if (const int kept = qosMarkKept(fds, count); kept > 0)
+        return kept;
     if (timeout_ms <= 0)
         return pollPlain(fds, count, timeout_ms < 0 ? -1 : 0);
     const int waiter = clockWaiter(); // poll passes over -1

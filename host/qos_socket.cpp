@@ -96,9 +96,17 @@ bool qosKeeps(const qos_sock_t *sock)
     return sock->kept;
 }
 
-bool qosAnyKeeps()
+int qosMarkKept(struct pollfd *fds, unsigned count)
 {
-    return sockets_that_keep.load(std::memory_order_relaxed) != 0;
+    if (sockets_that_keep.load(std::memory_order_relaxed) == 0)
+        return 0;
+    int marked = 0;
+    for (pollfd *entry = fds; entry != fds + count; ++entry) {
+        const qos_sock_t *sock = entry->fd >= 0 && entry->fd < SOCKET_FDS ? socket_slots[entry->fd].qos : nullptr;
+        entry->revents = sock && sock->kept ? static_cast<short>(entry->events & POLLIN) : short{0};
+        marked += entry->revents != 0;
+    }
+    return marked;
 }
 
 int qosAwait(qos_sock_t *sock, int fd)

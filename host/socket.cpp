@@ -51,19 +51,6 @@ qos_sock_t *socketAlone(int nfds, const fd_set *readable, const fd_set *writable
     return memcmp(&alone, readable, sizeof alone) == 0 ? slot->qos : nullptr;
 }
 
-int socketMarkKept(struct pollfd *fds, unsigned count)
-{
-    int marked = 0;
-    for (pollfd *entry = fds; entry != fds + count; ++entry) {
-        const socket_slot_t *slot = slotOf(entry->fd);
-        if (!slot->qos || !(entry->events & POLLIN) || !qosKeeps(slot->qos))
-            continue;
-        marked += entry->revents == 0;
-        entry->revents |= POLLIN;
-    }
-    return marked;
-}
-
 int velmar_socket(int family, int type, int protocol)
 {
     return family == AF_QOS ? qosOpen() : socket(family, type | SOCK_CLOEXEC, protocol);

@@ -28,8 +28,6 @@ int socketDropErrors(struct pollfd *fds, unsigned count);
 
 // The driver's socket if it, `nfds` - 1, is all that a select asks for, or null.
 qos_sock_t *socketAlone(int nfds, const fd_set *readable, const fd_set *writable, const fd_set *except);
-// Marks those of our descriptors as readable whose datagram is kept already. Gives the number that had nothing else.
-int socketMarkKept(struct pollfd *fds, unsigned count);
 
 ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags);
 void mi6Close(mi6_sock_t *sock);
@@ -45,6 +43,7 @@ void qosClose(qos_sock_t *sock);
 // if none came, -1 if it has to be waited for by other means.
 int qosAwait(qos_sock_t *sock, int fd);
 bool qosKeeps(const qos_sock_t *sock);
-bool qosAnyKeeps();
+// Marks the entries as readable whose datagram is kept already, and no others. Gives their number.
+int qosMarkKept(struct pollfd *fds, unsigned count);
 
 #endif
