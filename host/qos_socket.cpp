@@ -111,6 +111,8 @@ int qosMarkKept(struct pollfd *fds, unsigned count)
 
 int qosAwait(qos_sock_t *sock, int fd)
 {
+    if (sock->group == GROUP_EVENTS) // where a stranger's datagram, thrown away, ends the wait
+        return -1;
     if (!sock->kept_bytes)
         sock->kept_bytes.reset(new (std::nothrow) unsigned char[KEPT_MOST]);
     if (!sock->kept_bytes || faults_armed.load(std::memory_order_relaxed))
