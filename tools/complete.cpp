@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "tools/drops.h"
 #include "tools/error.h"
 #include "tools/names.h"
 #include "tools/node.h"
@@ -109,6 +110,8 @@ words_t statsWords(const words_t &before)
     }
     if (!before.empty())
         append(list, interfaceNames());
+    else
+        list.push_back(ctlDropsView.kind);
     return list;
 }
 

@@ -126,6 +126,7 @@ std::string kindsText()
         add(sources, view.source);
     }
     flush();
+    text += "  drops: what each queue holds and drops, from several kinds together\n";
     return text + "Targets: 1/3 or te1/3 (ge, fo likewise), te1/1..te1/8, chip1/0, all. None: every port there is.";
 }
 
@@ -147,7 +148,7 @@ void addStatsCommands(CLI::App &app, arguments &args)
     clear->add_flag("-j,--json", args.options.json, "one JSON array");
     addAgentOptions(clear, args);
 
-    CLI::App *top = app.add_subcommand("top", "the busiest queues, redrawn until a key is pressed");
+    CLI::App *top = app.add_subcommand("top", "the queues that drop most, redrawn until q is pressed");
     top->add_option("ports", args.top.words, "ports and chips; none is all");
     top->add_option("--interval", args.top.interval, "seconds between two reads")
         ->check(secondsFrom(0.01))
@@ -155,6 +156,10 @@ void addStatsCommands(CLI::App &app, arguments &args)
     top->add_option("--count", args.top.count,
                     "end after this many tables; where output is no terminal, 1 if not given")
         ->transform(wholeNumber(0, MOST));
+    top->add_option("--sort", args.top.sort, "what comes first: " + CLI::detail::join(ctlTopOrders(), ", "))
+        ->check(CLI::IsMember(ctlTopOrders()))
+        ->capture_default_str();
+    top->add_flag("-j,--json", args.options.json, "one JSON array a table");
     addAgentOptions(top, args);
 }
 
