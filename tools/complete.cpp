@@ -11,6 +11,7 @@
 #include "tools/node.h"
 #include "tools/show.h"
 #include "tools/stats.h"
+#include "tools/top.h"
 #include "tools/values.h"
 #include "velmar/dce.h"
 
@@ -124,7 +125,7 @@ words_t controlWords(const words_t &before)
     if (before[0].rfind("hsld", 0) == 0)
         return {"stat", "show",    "log",   "clear",  "chip",  "event", "fault",
                 "data", "traffic", "stall", "resume", "clock", "quit"};
-    return {"stat", "trace", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
+    return {"stat", "trace", "log", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
 }
 
 words_t plainWords(const std::string &command, const words_t &before, const std::string &last)
@@ -144,8 +145,10 @@ words_t plainWords(const std::string &command, const words_t &before, const std:
         list = ctlShowNames();
         append(list, messageNames());
     }
-    if (command == "trace" && before.empty())
+    if (command == "trace" && before.empty()) {
         list = processNames("dorvald", false);
+        append(list, processNames("dorvald", true));
+    }
     return list;
 }
 
@@ -153,6 +156,8 @@ words_t valuesOf(const std::string &option)
 {
     if (option == "--service" || option == "-S")
         return {"qosMI", "qosMIStats"};
+    if (option == "--sort")
+        return ctlTopOrders();
     if (option == "--pid")
         return processNames("dorvald", true);
     return {};
