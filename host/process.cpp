@@ -15,6 +15,7 @@
 #include "host/complain.h"
 #include "host/election.h"
 #include "host/fault.h"
+#include "host/lock_file.h"
 #include "host/node.h"
 #include "host/raslog.h"
 #include "host/run.h"
@@ -175,6 +176,7 @@ void velmar_sigdefaults(const char *progname)
     watchCrashes();
     atexit(leaveTheEndAlone);
     sem_init(&signalled, 0, 0);
+    lockFileMakeRoom();
     signals_taken = processThread(signalThread, nullptr);
     if (!signals_taken)
         return;
