@@ -107,7 +107,7 @@ void batchesSent(const char *service, const iovec *vector, size_t count)
         refuse(0, ETIMEDOUT);
     batch_t batch = {};
     batch.at_ms = wallMs();
-    snprintf(batch.service, sizeof batch.service, "%.15s", service);
+    memcpy(batch.service, service, strnlen(service, sizeof batch.service - 1));
     const auto *at = static_cast<const unsigned char *>(vector[0].iov_base);
     bool echo = false;
     ctl_message_t message;

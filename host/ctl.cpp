@@ -440,7 +440,7 @@ void tellTheDead(const char *atom)
     while (const dirent *entry = readdir(folder)) {
         const int owner = runOwner(entry->d_name);
         if (strncmp(entry->d_name, atom, length) == 0 && entry->d_name[length] == '.' && owner > 0 &&
-            !runAlive(owner) && velmar_run_path(path, sizeof path, "ctl", entry->d_name) == 0 && unlink(path) == 0)
+            !runAlive(owner) && velmar_run_path(path, sizeof path, "ctl", entry->d_name) == 0 && runRemoveStale(path))
             rasLog("%s is gone without a word: it was killed or crashed", entry->d_name);
     }
     closedir(folder);

@@ -28,8 +28,9 @@ const char *errorText(int error)
 
 void become(state_t next)
 {
-    if (state.exchange(next, std::memory_order_relaxed) == next)
+    if (state.load(std::memory_order_relaxed) == next)
         return;
+    state.store(next, std::memory_order_relaxed);
     since_us.store(machineUs(), std::memory_order_relaxed);
     if (next == THERE)
         rasLog("driver: found, it answers");

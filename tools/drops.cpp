@@ -114,7 +114,9 @@ void take(const figure_t &figure, const ctlStatsTable_t &from, ctlStatsTable_t &
             add(table.rows[q].cells[figure.to].value, row.cells[q].value);
         if (figure.cell == ACROSS)
             continue;
-        const size_t to = figure.row != nullptr ? PORT : row.label.size() == 1 ? row.label[0] - '0' : SIZE_MAX;
+        const size_t to = figure.row != nullptr   ? PORT
+                          : row.label.size() == 1 ? static_cast<size_t>(row.label[0] - '0')
+                                                  : SIZE_MAX;
         if (to <= PORT && (figure.row != nullptr || to < QUEUES))
             add(table.rows[to].cells[figure.to].value, row.cells[figure.cell].value);
     }
