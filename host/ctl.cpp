@@ -8,6 +8,7 @@
 // of a memory file with the whole answer; a client that does not take it loses nothing else.
 #include "velmar/ctl.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <map>
 #include <mutex>
 #include <string>
@@ -23,13 +25,16 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "host/batches.h"
 #include "host/clock.h"
 #include "host/complain.h"
 #include "host/ctl.h"
+#include "host/driver.h"
 #include "host/election.h"
 #include "host/fault.h"
 #include "host/peer.h"
 #include "host/process.h"
+#include "host/raslog.h"
 #include "host/replica.h"
 #include "host/run.h"
 #include "host/store.h"
@@ -174,6 +179,33 @@ std::string formatted(const char *format, ...)
     return text;
 }
 
+// A text as a member of JSON, null for an empty one.
+std::string member(const char *key, std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c >= 0x7f || c == '"' || c == '\\'; }, '?');
+    return std::string(",\"") + key + "\":" + (text.empty() ? "null" : '"' + text + '"');
+}
+
+// Whose copy of the store this is: of a standby alone.
+std::string mirrorState(const char *role)
+{
+    if (strcmp(role, "standby") != 0)
+        return "";
+    if (!replicaIsConnected())
+        return "no active process is followed";
+    return replicaHoldsCopy() ? "a complete copy" : "no copy yet";
+}
+
+// What came later stands behind, so that the first members stay where they are.
+std::string laterStat(const char *role)
+{
+    char host[256] = "";
+    (void)gethostname(host, sizeof host - 1);
+    return driverStat() + member("service", replicaService()) + member("host", host) +
+           member("mirror", mirrorState(role)) + member("mirror_trouble", replicaTrouble());
+}
+
 // The stage is read when it is asked for, as a stage may be waiting in the middle of its work.
 std::string stat(const char *arg)
 {
@@ -182,23 +214,35 @@ std::string stat(const char *arg)
     const ctl_ops_t *ops = offered.load();
     const election_role_t role = electionRole();
     return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
-                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u,\"version\":\"%s\"}",
+                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u,\"version\":\"%s\"%s}",
                      ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
                      role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
-                     replicaStandbys(), peersRefused(), VELMAR_VERSION);
+                     replicaStandbys(), peersRefused(), VELMAR_VERSION, laterStat(role.name).c_str());
 }
 
 std::string traceShow(const char *arg)
 {
     uint32_t lines = SHOWN_LINES;
-    if (*arg && !takeOnly(arg, UINT_MAX, &lines))
+    const char *rest = arg;
+    if (*rest)
+        (void)takeNumber(&rest, UINT_MAX, &lines);
+    const bool utc = strcmp(rest, "utc") == 0; // the time of day, in place of seconds since an arbitrary start
+    if (*rest && !utc)
         return formatted("error: '%s' is no number of lines", arg);
     if (!traceFirstFile())
         return "error: there is no trace ring";
     std::string text(ANSWER_MAX, '\0');
-    const int used = traceReadFirst(lines, text.data(), text.size());
+    const int used = traceReadFirst(lines, utc, text.data(), text.size());
     text.resize(static_cast<size_t>(used));
     return "ok\n" + text;
+}
+
+std::string batches(const char *arg)
+{
+    uint32_t most = UINT_MAX;
+    if (*arg && !takeOnly(arg, UINT_MAX, &most))
+        return formatted("error: '%s' is no number of batches", arg);
+    return "ok " + batchesShow(most);
 }
 
 std::string reopen(const char *arg)
@@ -310,15 +354,11 @@ struct command_t {
     bool main_thread;
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false},
-    {"trace show", traceShow, false},
-    {"reopen", reopen, false},
-    {"clock step", step, false},
-    {"fault", faultCommand, false},
-    {"stage", stage, true},
-    {"trace level", traceLevel, true},
-    {"tp", testPoint, true},
-    {"msgq", post, true},
+    {"stat", stat, false},       {"trace show", traceShow, false},
+    {"log", batches, false},     {"reopen", reopen, false},
+    {"clock step", step, false}, {"fault", faultCommand, false},
+    {"stage", stage, true},      {"trace level", traceLevel, true},
+    {"tp", testPoint, true},     {"msgq", post, true},
     {"cli", cli, true},
 };
 
@@ -377,7 +417,7 @@ void serveOne(const velmar_sender_t &client, const char *text)
 {
     if (strcmp(text, "quit") == 0) {
         answer(client, "ok");
-        processEnd(0);
+        processEnd(0, "as quit asked");
     }
     const char *arg;
     const command_t *command = findCommand(text, &arg);
@@ -389,12 +429,30 @@ void serveOne(const velmar_sender_t &client, const char *text)
         answer(client, command->run(arg));
 }
 
+// Who was killed leaves its socket and says nothing: who removes the socket says it.
+void tellTheDead(const char *atom)
+{
+    char path[sizeof(sockaddr_un::sun_path)];
+    DIR *folder = velmar_run_path(path, sizeof path, "ctl", "") == 0 ? opendir(path) : nullptr;
+    if (!folder)
+        return;
+    const size_t length = strlen(atom);
+    while (const dirent *entry = readdir(folder)) {
+        const int owner = runOwner(entry->d_name);
+        if (strncmp(entry->d_name, atom, length) == 0 && entry->d_name[length] == '.' && owner > 0 &&
+            !runAlive(owner) && velmar_run_path(path, sizeof path, "ctl", entry->d_name) == 0 && runRemoveStale(path))
+            rasLog("%s is gone without a word: it was killed or crashed", entry->d_name);
+    }
+    closedir(folder);
+}
+
 } // namespace
 
 int ctlOpen(const char *atom)
 {
     if (ctl_fd >= 0)
         return 0;
+    tellTheDead(atom);
     char path[sizeof(sockaddr_un::sun_path)] = "";
     ctl_fd = velmar_run_bind("ctl", atom, true, path, sizeof path);
     if (ctl_fd >= 0) {
@@ -435,6 +493,7 @@ void ctlServe()
 void ctl_offer(const ctl_ops_t *ops)
 {
     offered.store(ops);
+    batchesOffer(ops->log);
 }
 
 void smi_process(void *message)

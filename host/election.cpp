@@ -152,7 +152,7 @@ void stepBack()
 {
     rasLog("election: %s, this process ends", why);
     complain("%s, this process ends", why);
-    processEnd(1);
+    processEnd(1, "by itself");
 }
 
 // A wait goes on with the socket that a descriptor led to when it began.

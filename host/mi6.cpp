@@ -24,7 +24,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "host/batches.h"
 #include "host/complain.h"
+#include "host/driver.h"
 #include "host/fault.h"
 #include "host/peer.h"
 #include "host/point.h"
@@ -532,6 +534,8 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
         errno = sock ? EMSGSIZE : ENOTSOCK;
         return -1;
     }
+    driverLeft();
+    batchesSent(to->service, vector, static_cast<size_t>(count));
     replicaCommit();
     refresh(sock);
     iovec vectors[SOCKET_VECTORS + 1];

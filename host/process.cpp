@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <pthread.h>
@@ -16,6 +17,7 @@
 #include "host/fault.h"
 #include "host/lock_file.h"
 #include "host/node.h"
+#include "host/raslog.h"
 #include "host/run.h"
 #include "host/swd.h"
 #include "host/trace.h"
@@ -31,7 +33,7 @@ bool signals_taken;
 thread_local bool ends_here; // this thread has the end in hand
 
 sem_t signalled;
-std::atomic<bool> end_asked;
+std::atomic<int> end_asked; // the signal that did
 
 // A signal is caught and handed on to a thread, so the end is orderly whatever the main thread is waiting for. It is
 // not blocked instead: programs that the process starts would have it blocked too.
@@ -39,7 +41,7 @@ void onSignal(int number)
 {
     const int error = errno;
     if (number != SIGHUP)
-        end_asked = true;
+        end_asked = number;
     sem_post(&signalled);
     errno = error;
 }
@@ -49,9 +51,42 @@ void *signalThread(void *)
     for (;;) {
         if (sem_wait(&signalled) != 0)
             continue;
-        if (end_asked)
-            processEnd(0);
+        if (const int number = end_asked) {
+            char why[64];
+            snprintf(why, sizeof why, "by signal %d (%s)", number, strsignal(number));
+            processEnd(0, why);
+        }
         traceReopen();
+    }
+}
+
+constexpr struct {
+    int number;
+    const char *line;
+} FATAL[] = {{SIGSEGV, "ends by signal 11, a crash"},
+             {SIGABRT, "ends by signal 6, aborted"},
+             {SIGFPE, "ends by signal 8, a crash"},
+             {SIGILL, "ends by signal 4, a crash"}};
+
+// The signal comes again once this is left, and ends the process as it would have.
+void onFatal(int number)
+{
+    for (const auto &row : FATAL)
+        if (row.number == number)
+            rasDying(row.line);
+    raise(number);
+}
+
+// Whoever has a handler already, such as a sanitizer, keeps it.
+void watchCrashes()
+{
+    struct sigaction action = {};
+    action.sa_handler = onFatal;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const auto &row : FATAL) {
+        struct sigaction before;
+        if (sigaction(row.number, nullptr, &before) == 0 && before.sa_handler == SIG_DFL)
+            sigaction(row.number, &action, nullptr);
     }
 }
 
@@ -100,12 +135,13 @@ bool processEnding()
     return ending.test();
 }
 
-void processEnd(int status)
+void processEnd(int status, const char *why)
 {
     if (ending.test_and_set())
         for (;;)
             pause();
     ends_here = true;
+    rasLog("ends %s, status %d", why, status);
     swdStopping();
     if (int (*callback)() = exit_callback.load())
         callback();
@@ -120,6 +156,9 @@ void leaveTheEndAlone()
 {
     while (ending.test() && !ends_here)
         pause();
+    static std::atomic_flag told;
+    if (!ending.test() && !told.test_and_set())
+        rasLog("ends by itself");
 }
 
 } // namespace
@@ -134,6 +173,7 @@ void velmar_sigdefaults(const char *progname)
     if (signals_taken)
         return;
     signal(SIGXFSZ, SIG_IGN);
+    watchCrashes();
     atexit(leaveTheEndAlone);
     sem_init(&signalled, 0, 0);
     lockFileMakeRoom();

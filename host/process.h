@@ -17,7 +17,8 @@ uint32_t processWord(const void *message);
 bool processThread(void *(*entry)(void *), void *arg);
 
 // The orderly end: exit callback, files of the run directory, then the process with `status`. Any thread may call it.
-[[noreturn]] void processEnd(int status);
+// The event log says why.
+[[noreturn]] void processEnd(int status, const char *why);
 // The end has begun. The main thread may be anywhere, in its start too, and goes on until the process is gone; so what
 // it may be using stays.
 void engineLookAgain(); // the loop that serves the control socket waits on what its descriptors are now

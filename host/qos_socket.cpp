@@ -17,7 +17,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "host/batches.h"
 #include "host/complain.h"
+#include "host/driver.h"
 #include "host/fault.h"
 #include "host/peer.h"
 #include "host/point.h"
@@ -68,6 +70,32 @@ int connectDriver(qos_sock_t *sock, int fd)
     }
     sock->connected = true;
     return 0;
+}
+
+ssize_t sendCommand(qos_sock_t *sock, int fd, msghdr *out, int flags)
+{
+    // A second try serves a driver that was restarted since the last send.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (sock->unanswered)
+            sock->connected = false;
+        if (!sock->connected && connectDriver(sock, fd) != 0)
+            return -1;
+        ssize_t sent;
+        hostPoint();
+        do
+            sent = faultSend(FAULT_DRIVER_SEND, fd, out, flags | MSG_NOSIGNAL);
+        while (sent < 0 && errno == EINTR);
+        hostPoint();
+        sock->unanswered = sent >= 0;
+        if (sent < 0 && errno == EAGAIN) {
+            swdWaits();
+            errno = EAGAIN;
+        }
+        if (sent >= 0 || !driverGone(errno))
+            return sent;
+        sock->connected = false;
+    }
+    return -1;
 }
 
 // As the receive would have given it: cut to the caller's vectors, or -1 with errno.
@@ -194,28 +222,15 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
     }
     out.msg_name = nullptr;
     out.msg_namelen = 0;
-    // A second try serves a driver that was restarted since the last send.
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        if (sock->unanswered)
-            sock->connected = false;
-        if (!sock->connected && connectDriver(sock, fd) != 0)
-            return -1;
-        ssize_t sent;
-        hostPoint();
-        do
-            sent = faultSend(FAULT_DRIVER_SEND, fd, &out, flags | MSG_NOSIGNAL);
-        while (sent < 0 && errno == EINTR);
-        hostPoint();
-        sock->unanswered = sent >= 0;
-        if (sent < 0 && errno == EAGAIN) {
-            swdWaits();
-            errno = EAGAIN;
-        }
-        if (sent >= 0 || !driverGone(errno))
-            return sent;
-        sock->connected = false;
-    }
-    return -1;
+    driverLeft();
+    batchesAsked(message->msg_iov, message->msg_iovlen);
+    const ssize_t sent = sendCommand(sock, fd, &out, flags);
+    const int error = errno;
+    driverAsked(sent < 0 ? error : 0);
+    if (sent < 0)
+        batchesFailed(error);
+    errno = error;
+    return sent;
 }
 
 // The kernel's receive here is never a blocking one: a caller that was told "readable" for an error of the connection,
@@ -240,6 +255,10 @@ ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
         }
         if (got >= 0) {
             sock->unanswered = false;
+            if (sock->group != GROUP_EVENTS) {
+                driverAnswered();
+                batchesAnswered(message->msg_iov, message->msg_iovlen, static_cast<size_t>(got));
+            }
             message->msg_flags = in.msg_flags;
             message->msg_controllen = 0;
             return got;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The event log RUN/trace/raslog, shared by all processes of the run directory: one write a line, so lines stay whole.
+// Where standard error is a service manager's journal, which says so in JOURNAL_STREAM, the lines go there too.
 //
 // It is bounded: who finds it full makes it the old one, in place of the one before, and every other process follows to
 // the new file with its next line. What one process says again and again is counted.
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
@@ -30,9 +32,9 @@ namespace {
 constexpr off_t SIZE_MOST = 1 << 20; // bytes; a line beyond them begins a new file
 constexpr unsigned REPEATS_SHOWN = 3;
 
-std::mutex log_lock; // what follows
-int log_fd = -1;
-char log_origin[64]; // "service.instance tag[pid]"
+std::mutex log_lock;          // what follows
+std::atomic<int> log_fd = -1; // a crash looks at it without the lock
+char log_origin[64];          // "service.instance tag[pid]"
 char log_path[sizeof(sockaddr_un::sun_path)];
 char last_text[512];
 unsigned repeats;  // of it, the first one included
@@ -76,13 +78,48 @@ off_t followName()
     return reopen(&why) && fstat(log_fd, &own) == 0 ? own.st_size : 0;
 }
 
+void putDigits(char *to, unsigned value, int digits)
+{
+    for (; digits > 0; value /= 10)
+        to[--digits] = static_cast<char>('0' + value % 10);
+}
+
+constexpr char STAMP[] = "YYYY-MM-DDTHH:MM:SSZ";
+
+// By hand, as a crash may be in the middle of the library's own. Days are counted from the first of March of the year
+// 0, so that a leap day ends its year; an era has 400 years.
+void stampOf(time_t now, char (&stamp)[sizeof STAMP])
+{
+    const unsigned days = static_cast<unsigned>(now / 86400) + 719468, second = static_cast<unsigned>(now % 86400);
+    const unsigned era = days / 146097, day = days % 146097;
+    const unsigned year = (day - day / 1460 + day / 36524 - day / 146096) / 365;
+    const unsigned rest = day - (365 * year + year / 4 - year / 100), month = (5 * rest + 2) / 153;
+    memcpy(stamp, STAMP, sizeof STAMP);
+    putDigits(stamp, era * 400 + year + (month >= 10), 4);
+    putDigits(stamp + 5, month < 10 ? month + 3 : month - 9, 2);
+    putDigits(stamp + 8, rest - (153 * month + 2) / 5 + 1, 2);
+    putDigits(stamp + 11, second / 3600, 2);
+    putDigits(stamp + 14, second / 60 % 60, 2);
+    putDigits(stamp + 17, second % 60, 2);
+}
+
+// Whether standard error is the journal that the environment names, by its device and inode, and not something that the
+// process or its parent put there since.
+bool isJournal()
+{
+    const char *named = getenv("JOURNAL_STREAM");
+    struct stat own;
+    unsigned long long device, inode;
+    return named && sscanf(named, "%llu:%llu", &device, &inode) == 2 && fstat(STDERR_FILENO, &own) == 0 &&
+           own.st_dev == device && own.st_ino == inode;
+}
+
 void put(const char *text)
 {
-    const time_t now = time(nullptr);
-    tm utc;
-    gmtime_r(&now, &utc);
-    char stamp[32];
-    strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    char stamp[sizeof STAMP];
+    stampOf(time(nullptr), stamp);
+    if (isJournal())
+        dprintf(STDERR_FILENO, "%s: %s\n", log_origin, text);
     char line[sizeof stamp + sizeof log_origin + sizeof last_text];
     const int length = snprintf(line, sizeof line, "%s %s: %s\n", stamp, log_origin, text);
     if (followName() + length > SIZE_MOST) {
@@ -136,6 +173,21 @@ void rasLog(const char *format, ...)
     } else if (isRound(repeats)) {
         putCount();
     }
+}
+
+// What may run in a handler of a signal: no lock, no memory, one write.
+void rasDying(const char *why)
+{
+    char line[sizeof STAMP + sizeof log_origin + 128];
+    char stamp[sizeof STAMP];
+    stampOf(time(nullptr), stamp);
+    size_t used = 0;
+    for (const char *part :
+         {static_cast<const char *>(stamp), " ", static_cast<const char *>(log_origin), ": ", why, "\n"})
+        for (; *part && used < sizeof line; ++part)
+            line[used++] = *part;
+    if (log_fd >= 0)
+        (void)!write(log_fd, line, used);
 }
 
 int rasevt_init(const char *service, uint32_t instance, const char *tag)

@@ -6,4 +6,7 @@
 // Appends one line to RUN/trace/raslog, with time, service and process in front. Nothing before rasevt_init.
 void rasLog(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
+// The same from a handler of a signal that ends the process, of a text without numbers.
+void rasDying(const char *why);
+
 #endif

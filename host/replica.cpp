@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <semaphore.h>
 #include <set>
 #include <sys/epoll.h>
@@ -69,6 +70,11 @@ void onTimer()
         activeOnTimer();
 }
 
+// For "stat", which another thread asks for.
+std::mutex trouble_lock;
+std::string trouble; // why there is no standby, or no copy here; empty if nothing is in the way
+std::string service; // SERVICE.INSTANCE
+
 } // namespace
 
 bool replicaRuns()
@@ -98,8 +104,27 @@ void replicaSetTimer(long ms, bool at_once)
     timerfd_settime(engine.timer, 0, &times, nullptr);
 }
 
+void replicaTrouble(const std::string &line)
+{
+    const std::lock_guard<std::mutex> lock(trouble_lock);
+    trouble = line;
+}
+
+std::string replicaTrouble()
+{
+    const std::lock_guard<std::mutex> lock(trouble_lock);
+    return trouble;
+}
+
+std::string replicaService()
+{
+    const std::lock_guard<std::mutex> lock(trouble_lock);
+    return service;
+}
+
 void replicaSayOnce(const std::string &line)
 {
+    replicaTrouble(line);
     if (engine.said.size() >= SAID_MOST)
         engine.said.clear();
     if (engine.said.insert(line).second)
@@ -108,6 +133,7 @@ void replicaSayOnce(const std::string &line)
 
 void replicaSaidEnough()
 {
+    replicaTrouble("");
     engine.said.clear();
 }
 
@@ -125,6 +151,8 @@ void replicaJoin(const ha_register_t *record, ha_hndl_t ha)
     replica.ops = record->ops;
     replica.handle = ha;
     replica.file = file;
+    const std::lock_guard<std::mutex> lock(trouble_lock);
+    service = replica.file.substr(0, replica.file.rfind('.'));
 }
 
 void replicaStart()

@@ -5,6 +5,7 @@
 #define HOST_REPLICA_H
 
 #include <cstdint>
+#include <string>
 #include <sys/uio.h>
 
 #include "velmar/ha.h"
@@ -38,5 +39,10 @@ enum replica_message_t : uint16_t { REPLICA_UPDATE = 4, REPLICA_MESSAGE = 5 };
 unsigned replicaSend(replica_message_t kind, uint32_t type, const iovec *vectors, unsigned count);
 
 unsigned replicaStandbys(); // those that were given a dump; any thread
+
+// What keeps a copy from being made or followed, as the event log has it; empty if nothing is known to. Any thread.
+std::string replicaTrouble();
+void replicaTrouble(const std::string &line);
+std::string replicaService(); // "SERVICE.INSTANCE", empty before replicaJoin; any thread
 
 #endif

@@ -135,10 +135,12 @@ bool giveDelta(const standby_t &standby, packet_kind_t kind, uint64_t number, ui
 {
     if (packetSend(standby.fd, kind, number, type, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
         return true;
-    if (errno == EAGAIN)
+    if (errno == EAGAIN) {
         rasLog("store: standby %d does not read and is cut off", standby.pid);
-    else
+        replicaTrouble("standby " + std::to_string(standby.pid) + " did not read and was cut off");
+    } else {
         replicaSayOnce("standby " + std::to_string(standby.pid) + " is lost: " + strerror(errno));
+    }
     dropStandby(standby.fd);
     return false;
 }
@@ -248,6 +250,7 @@ int64_t giveDump(standby_t *standby)
     // Until here an inherited copy of its own was as good.
     if (std::erase_if(side.inherited, [&given](const holder_t &old) { return old.pid == given.pid; }) > 0)
         settleHolders();
+    replicaTrouble("");
     rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
     return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
 }

@@ -137,6 +137,7 @@ bool takeDelta(const received_t &received, std::span<const uint32_t> words)
         return true;
     }
     rasLog("store: an update is refused, a new dump is needed: %s", wrong.empty() ? "no memory" : wrong.c_str());
+    replicaTrouble("an update was refused, a new dump is needed: " + (wrong.empty() ? "no memory" : wrong));
     return false;
 }
 

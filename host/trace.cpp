@@ -21,6 +21,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -36,7 +37,7 @@
 
 namespace {
 
-constexpr char MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '1'};
+constexpr char MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '2'};
 constexpr uint32_t LINES_MAX = 1U << 20;
 constexpr uint32_t RECORD_MAX = 4096;
 constexpr int RINGS_MAX = 8;
@@ -62,9 +63,11 @@ struct ring_slot_t {
     uint32_t id;
     uint32_t time_high; // milliseconds of the monotonic clock, two words
     uint32_t time_low;
+    uint32_t wall_high; // milliseconds since 1970 by the machine's clock, which steps do not move
+    uint32_t wall_low;
     // record_length bytes of text follow.
 };
-static_assert(sizeof(ring_slot_t) == 20);
+static_assert(sizeof(ring_slot_t) == 28);
 
 struct ring_t {
     ring_head_t *head; // null for a free row
@@ -177,6 +180,7 @@ struct source_t {
     uint32_t slot_size;
     uint32_t record_length;
     uint32_t next;
+    bool utc; // what time the lines show
 };
 
 struct line_t {
@@ -209,7 +213,27 @@ bool takeFromFile(const source_t &source, uint32_t number, line_t *line)
            sequence == number + 1;
 }
 
-// Copies line `number` as "SECONDS.mmm LEVEL TEXT\n"; 0 if the writer has it in hand.
+uint64_t joined(uint32_t high, uint32_t low)
+{
+    return static_cast<uint64_t>(high) << 32 | low;
+}
+
+// "SECONDS.mmm", or the time of day.
+void formatTime(const ring_slot_t *slot, bool utc, char (&to)[40])
+{
+    const uint64_t ms = utc ? joined(slot->wall_high, slot->wall_low) : joined(slot->time_high, slot->time_low);
+    const unsigned part = static_cast<unsigned>(ms % 1000);
+    const time_t seconds = static_cast<time_t>(ms / 1000);
+    tm date = {};
+    if (utc && gmtime_r(&seconds, &date) && date.tm_year < 8000) {
+        const size_t used = strftime(to, sizeof to, "%Y-%m-%dT%H:%M:%S", &date);
+        snprintf(to + used, 8, ".%03uZ", part);
+    } else {
+        snprintf(to, sizeof to, "%llu.%03u", static_cast<unsigned long long>(ms / 1000), part);
+    }
+}
+
+// Copies line `number` as "SECONDS.mmm LEVEL TEXT\n", or with the time of day; 0 if the writer has it in hand.
 size_t formatLine(const source_t &source, uint32_t number, char *to)
 {
     alignas(ring_slot_t) line_t line;
@@ -217,10 +241,10 @@ size_t formatLine(const source_t &source, uint32_t number, char *to)
         return 0;
     const ring_slot_t *slot = reinterpret_cast<const ring_slot_t *>(line.head);
     const size_t length = std::min<size_t>(slot->length, source.record_length);
-    const uint64_t ms = static_cast<uint64_t>(slot->time_high) << 32 | slot->time_low;
+    char time[40];
+    formatTime(slot, source.utc, time);
     const unsigned level = slot->level;
-    size_t used = static_cast<size_t>(snprintf(to, 48, "%llu.%03u %u ", static_cast<unsigned long long>(ms / 1000),
-                                               static_cast<unsigned>(ms % 1000), level));
+    size_t used = static_cast<size_t>(snprintf(to, 48, "%s %u ", time, level));
     used += escape(to + used, line.text, length);
     to[used++] = '\n';
     return used;
@@ -385,11 +409,16 @@ void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, co
     slot->sequence.store(0, std::memory_order_relaxed);
     std::atomic_thread_fence(std::memory_order_release);
     const uint64_t now = clockCoarseMs();
+    timespec wall;
+    clock_gettime(CLOCK_REALTIME_COARSE, &wall);
+    const uint64_t wall_ms = static_cast<uint64_t>(wall.tv_sec) * 1000 + static_cast<uint64_t>(wall.tv_nsec) / 1000000;
     slot->level = static_cast<uint16_t>(level);
     slot->length = static_cast<uint16_t>(length);
     slot->id = id;
     slot->time_high = static_cast<uint32_t>(now >> 32);
     slot->time_low = static_cast<uint32_t>(now);
+    slot->wall_high = static_cast<uint32_t>(wall_ms >> 32);
+    slot->wall_low = static_cast<uint32_t>(wall_ms);
     memcpy(textOf(slot), text, length);
     slot->sequence.store(number + 1, std::memory_order_release);
     if (ring.lost.load(std::memory_order_relaxed)) [[unlikely]]
@@ -403,7 +432,7 @@ const char *traceFirstFile()
     return rings[0].head ? rings[0].path : nullptr;
 }
 
-int traceReadFirst(unsigned lines, char *out, size_t size)
+int traceReadFirst(unsigned lines, bool utc, char *out, size_t size)
 {
     const ring_t &ring = rings[0];
     const source_t source = {-1,
@@ -411,11 +440,12 @@ int traceReadFirst(unsigned lines, char *out, size_t size)
                              ring.shape.lines,
                              ring.slot_size,
                              ring.record_length,
-                             ring.head->next.load(std::memory_order_acquire)};
+                             ring.head->next.load(std::memory_order_acquire),
+                             utc};
     return static_cast<int>(readRing(source, lines, out, size));
 }
 
-int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size)
+int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size, bool utc)
 {
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
@@ -424,7 +454,7 @@ int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size)
     ring_head_t head;
     const bool is_ring = fstat(fd, &found) == 0 && S_ISREG(found.st_mode) &&
                          pread(fd, static_cast<void *>(&head), sizeof head, 0) == sizeof head && isRing(&head);
-    const source_t source = {fd, nullptr, head.lines, head.slot_size, head.record_length, head.next.load()};
+    const source_t source = {fd, nullptr, head.lines, head.slot_size, head.record_length, head.next.load(), utc};
     const size_t used = is_ring ? readRing(source, lines, out, size) : 0;
     close(fd);
     if (!is_ring)

@@ -9,7 +9,7 @@
 const char *traceFirstFile();
 
 // The newest lines of that ring, as velmar_trace_read gives them; whatever became of the file.
-int traceReadFirst(unsigned lines, char *out, size_t size);
+int traceReadFirst(unsigned lines, bool utc, char *out, size_t size);
 
 // Follows VELMAR_TRACE to the file that has the name now, after somebody moved the old one. Any thread. False with
 // errno, and the old one stays.

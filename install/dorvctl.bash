@@ -12,7 +12,7 @@ _dorvctl()
     COMPREPLY=()
     ((${#words[@]} > 1)) || return
     word=${words[-1]}
-    if [[ ${words[1]} == apply && ${#words[@]} -gt 2 && $word != -* ]]; then
+    if [[ (${words[1]} == apply && ${#words[@]} -gt 2 && $word != -*) || ${words[-2]} == --file ]]; then
         compopt -o default
         return
     fi

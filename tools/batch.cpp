@@ -131,6 +131,7 @@ ctlMessage_t ctlBuildMessage(const std::string &name, const std::vector<ctlAssig
         if (!takeShaping(assign, shape, message))
             fields.push_back(&assign);
 
+    message.raw = shape.raw.has_value();
     message.body = shape.raw ? *shape.raw : ctlBytes(tail.stride != 0 ? tail.head : body.size);
     bool countGiven = false;
     for (const ctlAssign_t *assign : fields) {
@@ -148,6 +149,24 @@ ctlMessage_t ctlBuildMessage(const std::string &name, const std::vector<ctlAssig
     if (shape.length)
         message.body.resize(*shape.length);
     return message;
+}
+
+void ctlCheckMaps(const std::vector<ctlMessage_t> &batch)
+{
+    for (const ctlMessage_t &message : batch) {
+        const wireBody &body = ctlBodyOf(*qosMsgInfo(message.code));
+        for (unsigned i = 0; i < body.numFields && !message.raw; i++) {
+            const wireField &field = body.fields[i];
+            const std::string name = field.name;
+            if (name != "cos_map" && name != "tc_map" && name != "def_cos" && name != "def_tc")
+                continue;
+            for (size_t n = 0; n < ctlCount(body, field, message.body.size()); n++)
+                if (const uint64_t value = ctlReadInteger(field, message.body, n); value > 7)
+                    ctlRefuse(ctlMessageName(message.code) + ": " + name +
+                              (field.count > 1 ? "[" + std::to_string(n) + "]" : "") + ": " + std::to_string(value) +
+                              " is above 7, the highest class; --force sends it");
+        }
+    }
 }
 
 std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra)

@@ -19,6 +19,7 @@ struct ctlMessage_t {
     uint8_t ack;
     bool own_seq; // the person chose seq
     ctlBytes body;
+    bool raw = false; // the person gave the body as bytes
 };
 
 // One value for one field: a text as typed, or a text for each element. Names that begin with @ shape the message:
@@ -32,6 +33,10 @@ struct ctlAssign_t {
 // Builds a message; fields that nobody names are 0. Where a body's own count says how many records follow, the count
 // is filled in from the records given, and a count given alone brings zeroed records. Refuses what does not fit.
 ctlMessage_t ctlBuildMessage(const std::string &name, const std::vector<ctlAssign_t> &assigns);
+
+// Refuses a value above 7 in a map of classes, which the agent stores as it came and takes the low three bits of. A
+// body that was given as bytes may hold anything.
+void ctlCheckMaps(const std::vector<ctlMessage_t> &batch);
 
 // Messages from words: NAME field=value ... + NAME field=value ...; `extra` is added to the only message there is.
 std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra);

@@ -92,10 +92,11 @@ void reportSpontaneous(const ctlOptions_t &options, unsigned slot, const ctlMess
     if (options.json) {
         ctlJson json = {{"slot", slot}};
         json.update(ctlMessageJson(message));
+        json["time"] = ctlUtc(std::chrono::system_clock::now(), true);
         ctlPrintJson(out, json);
         return;
     }
-    out << "slot " << slot << "  ";
+    out << ctlUtc() << "  slot " << slot << "  ";
     ctlPrintMessage(out, message, true);
     out.flush();
 }

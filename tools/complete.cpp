@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cctype>
 
+#include "tools/drops.h"
 #include "tools/error.h"
 #include "tools/names.h"
 #include "tools/node.h"
 #include "tools/show.h"
 #include "tools/stats.h"
+#include "tools/top.h"
 #include "tools/values.h"
 #include "velmar/dce.h"
 
@@ -109,6 +111,8 @@ words_t statsWords(const words_t &before)
     }
     if (!before.empty())
         append(list, interfaceNames());
+    else
+        list.push_back(ctlDropsView.kind);
     return list;
 }
 
@@ -121,7 +125,7 @@ words_t controlWords(const words_t &before)
     if (before[0].rfind("hsld", 0) == 0)
         return {"stat", "show",    "log",   "clear",  "chip",  "event", "fault",
                 "data", "traffic", "stall", "resume", "clock", "quit"};
-    return {"stat", "trace", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
+    return {"stat", "trace", "log", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
 }
 
 words_t plainWords(const std::string &command, const words_t &before, const std::string &last)
@@ -141,8 +145,10 @@ words_t plainWords(const std::string &command, const words_t &before, const std:
         list = ctlShowNames();
         append(list, messageNames());
     }
-    if (command == "trace" && before.empty())
+    if (command == "trace" && before.empty()) {
         list = processNames("dorvald", false);
+        append(list, processNames("dorvald", true));
+    }
     return list;
 }
 
@@ -150,6 +156,8 @@ words_t valuesOf(const std::string &option)
 {
     if (option == "--service" || option == "-S")
         return {"qosMI", "qosMIStats"};
+    if (option == "--sort")
+        return ctlTopOrders();
     if (option == "--pid")
         return processNames("dorvald", true);
     return {};

@@ -12,7 +12,9 @@
 #include "tools/commands.h"
 #include "tools/complete.h"
 #include "tools/error.h"
+#include "tools/history.h"
 #include "tools/link.h"
+#include "tools/log.h"
 #include "tools/node.h"
 #include "tools/report.h"
 #include "tools/scenario.h"
@@ -30,13 +32,14 @@ struct arguments {
     ctlStatsOptions_t asked;
     ctlTop_t top;
     ctlShow_t show;
-    bool stats = false;
+    bool stats = false, force = false;
     std::vector<std::string> words;
     std::string raw, raw_tail, file, name, process = "dorvald";
     int length = -1;
     double ask_seconds = 30;
-    unsigned lines = 20;
-    bool follow = false;
+    ctlHistory_t history;
+    ctlLog_t log;
+    std::string ring;
 };
 
 constexpr unsigned MOST = 1000000;        // of what is counted out
@@ -101,6 +104,7 @@ void addSendOptions(CLI::App *command, arguments &args)
     command->add_option("--seq", args.options.seq, "sequence number of the first message, 0 to 255")
         ->transform(wholeNumber(0, 255));
     command->add_flag("-v,--verbose", args.options.verbose, "the decoded fields of every message");
+    command->add_flag("--force", args.force, "send maps with values above 7 too");
     command->add_flag("--dry-run", args.options.dry_run, "show the batches and send nothing");
 }
 
@@ -126,6 +130,7 @@ std::string kindsText()
         add(sources, view.source);
     }
     flush();
+    text += "  drops: what each queue holds and drops, from several kinds together\n";
     return text + "Targets: 1/3 or te1/3 (ge, fo likewise), te1/1..te1/8, chip1/0, all. None: every port there is.";
 }
 
@@ -147,7 +152,7 @@ void addStatsCommands(CLI::App &app, arguments &args)
     clear->add_flag("-j,--json", args.options.json, "one JSON array");
     addAgentOptions(clear, args);
 
-    CLI::App *top = app.add_subcommand("top", "the busiest queues, redrawn until a key is pressed");
+    CLI::App *top = app.add_subcommand("top", "the queues that drop most, redrawn until q is pressed");
     top->add_option("ports", args.top.words, "ports and chips; none is all");
     top->add_option("--interval", args.top.interval, "seconds between two reads")
         ->check(secondsFrom(0.01))
@@ -155,6 +160,10 @@ void addStatsCommands(CLI::App &app, arguments &args)
     top->add_option("--count", args.top.count,
                     "end after this many tables; where output is no terminal, 1 if not given")
         ->transform(wholeNumber(0, MOST));
+    top->add_option("--sort", args.top.sort, "what comes first: " + CLI::detail::join(ctlTopOrders(), ", "))
+        ->check(CLI::IsMember(ctlTopOrders()))
+        ->capture_default_str();
+    top->add_flag("-j,--json", args.options.json, "one JSON array a table");
     addAgentOptions(top, args);
 }
 
@@ -202,12 +211,18 @@ int runSend(arguments &args, const CLI::App &command)
         extra.push_back({"@tail", args.raw_tail});
     if (command.count("--len") != 0)
         extra.push_back({"@len", std::to_string(args.length)});
-    return ctlSendBatches(args.options, {ctlParseWords(args.words, extra)}, std::cout, std::cerr);
+    const std::vector<ctlMessage_t> batch = ctlParseWords(args.words, extra);
+    if (!args.force)
+        ctlCheckMaps(batch);
+    return ctlSendBatches(args.options, {batch}, std::cout, std::cerr);
 }
 
 int runApply(arguments &args, const CLI::App &command)
 {
     const ctlScenario_t scenario = ctlReadScenario(readAll(args.file), args.file);
+    for (const std::vector<ctlMessage_t> &batch : scenario.batches)
+        if (!args.force)
+            ctlCheckMaps(batch);
     ctlCatchSignals(); // not before: a signal ends the wait for standard input as ever
     if (scenario.service && command.count("--service") == 0 && !args.stats)
         args.options.service = *scenario.service;
@@ -309,18 +324,40 @@ void addNodeCommands(CLI::App &app, arguments &args)
     node->add_flag("-j,--json", args.options.json, "one JSON array");
 
     CLI::App *ctl = app.add_subcommand("ctl", "send one control command to a process and print its answer");
+    ctl->add_flag("-j,--json", args.options.json, "an answer in JSON without the ok ahead of it");
     ctl->add_option("process", args.process, "dorvald, hsld, or a pid")->required();
     ctl->add_option("command", args.words, "the command's words, as in: trace level 8")->required();
     ctl->add_option("--timeout", args.ask_seconds, "seconds to wait for the answer")
         ->check(secondsFrom(0))
         ->capture_default_str();
+}
 
-    CLI::App *trace = app.add_subcommand("trace", "the newest trace lines of a process");
-    trace->add_option("process", args.process, "dorvald, or a pid where several run")->capture_default_str();
-    trace->add_option("-n,--lines", args.lines, "number of lines")
+void addHistoryCommands(CLI::App &app, arguments &args)
+{
+    const auto addOptions = [&args](CLI::App *command) {
+        command->add_option("-n,--lines", args.history.lines, "number of lines")
+            ->transform(wholeNumber(0, MOST))
+            ->capture_default_str();
+        command->add_flag("-f,--follow", args.history.follow, "go on with new lines until interrupted");
+        command->add_flag("-j,--json", args.options.json, "one JSON array; with -f one object a line");
+    };
+    CLI::App *log = app.add_subcommand("log", "the last batches that the agent acknowledged, and what failed in them");
+    log->add_option("-n,--batches", args.log.batches, "number of batches")
         ->transform(wholeNumber(0, MOST))
         ->capture_default_str();
-    trace->add_flag("-f,--follow", args.follow, "go on with new lines until interrupted");
+    log->add_flag("--failed", args.log.failed, "only batches in which something failed");
+    log->add_flag("-j,--json", args.options.json, "one JSON array");
+    log->add_option("--pid", args.log.pid, "the agent with this pid; else the only one, or the active one");
+    log->add_option("--timeout", args.log.timeout, "seconds to wait for the agent")
+        ->check(secondsFrom(0))
+        ->capture_default_str();
+    CLI::App *events = app.add_subcommand("events", "the newest lines of the node's event log");
+    addOptions(events);
+    CLI::App *trace = app.add_subcommand("trace", "the newest trace lines of a process, also of a dead one by its pid");
+    CLI::Option *process =
+        trace->add_option("process", args.process, "dorvald, or a pid where several run")->capture_default_str();
+    trace->add_option("--file", args.ring, "the file of a trace ring")->excludes(process);
+    addOptions(trace);
 }
 
 int run(CLI::App &app, arguments &args)
@@ -347,20 +384,25 @@ int run(CLI::App &app, arguments &args)
     if (name == "node")
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")
-        return ctlCommand(args.process, args.words, args.ask_seconds, std::cout);
-    return ctlShowTrace(args.process, args.lines, args.follow, std::cout);
+        return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
+    args.history.json = args.log.json = args.options.json;
+    if (name == "log")
+        return ctlShowLog(args.log, std::cout);
+    if (name == "events")
+        return ctlShowEvents(args.history, std::cout);
+    return ctlShowTrace(args.process, args.ring, args.history, std::cout);
 }
 
 // A first word that is no command gets the nearest one, which the parser would not name.
-void checkCommand(const CLI::App &app, int argc, char **argv)
+void checkCommand(const CLI::App &app, const std::vector<std::string> &words)
 {
     std::vector<std::string> names;
     for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
         names.push_back(command->get_name());
-    if (argc < 2 || argv[1][0] == '\0')
+    if (words.empty() || words[0].empty())
         ctlRefuse("a command is missing; 'dorvctl --help' lists them");
-    if (argv[1][0] != '-' && std::find(names.begin(), names.end(), argv[1]) == names.end())
-        ctlRefuse("no command is called '" + std::string(argv[1]) + "'; the nearest is " + ctlNearest(argv[1], names) +
+    if (words[0][0] != '-' && std::find(names.begin(), names.end(), words[0]) == names.end())
+        ctlRefuse("no command is called '" + words[0] + "'; the nearest is " + ctlNearest(words[0], names) +
                   " ('dorvctl --help' lists all)");
 }
 
@@ -374,6 +416,36 @@ ctlGrammar_t grammarOf(CLI::App &app)
     return grammar;
 }
 
+// The words as they are meant: "help COMMAND" is "COMMAND --help", a command may be cut short where that leaves no
+// doubt, and -j may stand ahead of it.
+std::vector<std::string> settleWords(const CLI::App &app, std::vector<std::string> words)
+{
+    const auto isJson = [](const std::string &word) { return word == "-j" || word == "--json"; };
+    const auto command = std::find_if_not(words.begin(), words.end(), isJson);
+    if (command == words.end())
+        return words;
+    std::rotate(words.begin(), command, command + 1);
+    if (words[0] == "help") {
+        words.erase(words.begin());
+        words.push_back("--help");
+    }
+    std::string meant, all;
+    for (const CLI::App *each : app.get_subcommands([](const CLI::App *) { return true; })) {
+        const std::string name = each->get_name();
+        if (name == words[0])
+            return words;
+        if (!words[0].empty() && name.rfind(words[0], 0) == 0) {
+            all += (meant.empty() ? "" : ", ") + name;
+            meant = name;
+        }
+    }
+    if (all != meant)
+        ctlRefuse("'" + words[0] + "' may be " + all);
+    if (!meant.empty())
+        words[0] = meant;
+    return words;
+}
+
 int program(int argc, char **argv)
 {
     CLI::App app("The manager's side of the quality-of-service agent: sends messages, shows what comes back.",
@@ -384,6 +456,7 @@ int program(int argc, char **argv)
     addMessageCommands(app, args);
     addStatsCommands(app, args);
     addNodeCommands(app, args);
+    addHistoryCommands(app, args);
     app.footer(EXAMPLES);
     int result = CTL_DONE;
     try {
@@ -391,8 +464,10 @@ int program(int argc, char **argv)
             for (const std::string &word : ctlComplete(grammarOf(app), {argv + 2, argv + argc}))
                 std::cout << word << "\n";
         } else {
-            checkCommand(app, argc, argv);
-            app.parse(argc, argv);
+            std::vector<std::string> words = settleWords(app, {argv + std::min(argc, 1), argv + argc});
+            checkCommand(app, words);
+            std::reverse(words.begin(), words.end()); // as the parser takes them
+            app.parse(words);
             result = run(app, args);
         }
     } catch (const CLI::Success &help) {

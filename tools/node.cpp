@@ -28,10 +28,7 @@ constexpr size_t LONGEST_ANSWER =
     (64 << 20) + 8192; // in a memory file: the most that a process prints, and its last line
 constexpr size_t LONGEST_STAT = 65536;
 constexpr size_t LONGEST_ERROR = 512; // of what a process says in place of its "stat"
-constexpr double TRACE_SECONDS = 3;
-constexpr int SILENT_ONES = 4; // processes whose silence is waited for to the end
-constexpr int TRACE_PAUSE_MS = 200;
-constexpr unsigned FOLLOW_LINES = 500;
+constexpr int SILENT_ONES = 4;        // processes whose silence is waited for to the end
 
 std::string controlFolder()
 {
@@ -175,7 +172,14 @@ std::string cell(const ctlJson &row, const char *key)
 // Whatever else a process says of itself, or why it says nothing.
 std::string further(const ctlJson &row)
 {
-    static const std::set<std::string> columns = {"process", "pid", "role", "stage", "stage_name", "since"};
+    static const std::set<std::string> columns = {"process",       "pid",
+                                                  "role",          "stage",
+                                                  "stage_name",    "since",
+                                                  "driver",        "driver_since",
+                                                  "driver_error",  "driver_error_since",
+                                                  "service",       "driver_pending",
+                                                  "host",          "mirror",
+                                                  "mirror_trouble"};
     std::string text;
     for (const auto &[key, value] : row.items())
         if (columns.count(key) == 0)
@@ -184,15 +188,54 @@ std::string further(const ctlJson &row)
 }
 
 // What a process tells with "stat", and what is said of it; null where it has no such thing.
-constexpr const char *STAT_KEYS[] = {"process", "pid",   "role",    "stage",    "stage_name", "since",
-                                     "blocks",  "bytes", "syncs",   "standbys", "requests",   "events",
-                                     "errors",  "chips", "version", "error"};
+constexpr const char *STAT_KEYS[] = {
+    "process", "pid",   "role",     "stage",         "stage_name",     "since",        "blocks",
+    "bytes",   "syncs", "standbys", "requests",      "events",         "errors",       "chips",
+    "version", "error", "driver",   "driver_since",  "driver_pending", "driver_error", "driver_error_since",
+    "service", "host",  "mirror",   "mirror_trouble"};
+
+// So many seconds ago as a time; empty if the row does not say.
+std::string timeOf(const ctlJson &row, const char *key)
+{
+    if (!row.contains(key) || !row[key].is_number_unsigned() || row[key] > UINT32_MAX)
+        return "";
+    return ctlUtc(std::chrono::system_clock::now() - std::chrono::seconds(row[key].get<uint32_t>()));
+}
+
+std::string textIn(const ctlJson &row, const char *key)
+{
+    return row.contains(key) && row[key].is_string() ? ctlShown(row[key].get<std::string>()) : "";
+}
+
+// What else a person should know of an agent, a line each.
+std::string below(const ctlJson &row)
+{
+    std::string text;
+    const auto add = [&text](const std::string &line) { text += "    " + line + "\n"; };
+    const std::string service = textIn(row, "service"), pending = timeOf(row, "driver_pending"),
+                      error = textIn(row, "driver_error"), driver = textIn(row, "driver"),
+                      mirror = textIn(row, "mirror"), trouble = textIn(row, "mirror_trouble");
+    if (!service.empty())
+        add("service " + service + " on " + textIn(row, "host") + ", " + cell(row, "role") + " since " +
+            timeOf(row, "since"));
+    if (!driver.empty())
+        add("driver " + driver + (timeOf(row, "driver_since").empty() ? "" : " since " + timeOf(row, "driver_since")) +
+            (error.empty() ? "" : "; last error " + timeOf(row, "driver_error_since") + ": " + error));
+    if (!pending.empty())
+        add("waits for the driver's answer to a request since " + pending + ", and does nothing else");
+    if (!mirror.empty())
+        add("copy of the store: " + mirror);
+    if (!trouble.empty())
+        add("mirroring: " + trouble);
+    return text;
+}
 
 ctlJson statJson(const ctlJson &row)
 {
     ctlJson json;
     for (const char *key : STAT_KEYS)
         json[key] = row.contains(key) ? row[key] : ctlJson();
+    json["since_time"] = timeOf(row, "since").empty() ? ctlJson() : ctlJson(timeOf(row, "since"));
     json.update(row);
     return json;
 }
@@ -367,19 +410,23 @@ int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out)
         }
         out << std::left << std::setw(8) << cell(row, "process") << " " << std::setw(10) << cell(row, "pid") << " "
             << std::setw(8) << cell(row, "role") << " " << std::setw(27) << cell(row, "stage_name") << " "
-            << cell(row, "since") << (row.contains("since") ? " s" : "") << further(row) << "\n";
+            << cell(row, "since") << (row.contains("since") ? " s" : "") << further(row) << "\n"
+            << below(row);
     }
     if (json)
         ctlPrintJson(out, list);
     return silent ? CTL_SILENT : CTL_DONE;
 }
 
-int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, std::ostream &out)
+int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, bool json,
+               std::ostream &out)
 {
     std::string command;
     for (const std::string &word : words)
         command += (command.empty() ? "" : " ") + word;
-    const std::string answer = ctlAsk(ctlFindProcess(who), command, seconds);
+    const std::string whole = ctlAsk(ctlFindProcess(who), command, seconds);
+    const bool data = whole.rfind("ok", 0) == 0 && whole.size() > 3 && (whole[3] == '{' || whole[3] == '[');
+    const std::string answer = json && data ? withoutOk(whole) : whole;
     out << ctlShownLines(answer) << (answer.empty() || answer.back() != '\n' ? "\n" : "");
     return answer.rfind("error:", 0) == 0 ? CTL_FAILED : CTL_DONE;
 }
@@ -402,33 +449,4 @@ std::vector<std::string> ctlNewLines(const std::vector<std::string> &before, con
         shared = longer(shared, line);
     lost = shared == 0 && !before.empty();
     return {now.begin() + static_cast<std::ptrdiff_t>(shared), now.end()};
-}
-
-int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out)
-{
-    const ctlProcess_t process = ctlFindProcess(who);
-    if (process.name == "hsld")
-        ctlRefuse("hsld keeps no trace; 'dorvctl ctl hsld log' shows its requests");
-    // Following needs more than a person asked for, so that a burst between two looks is not missed.
-    const unsigned reach = follow ? std::max(lines, FOLLOW_LINES) : lines;
-    const std::string command = "trace show " + std::to_string(reach);
-    std::vector<std::string> seen = ctlAskLines(process, command, TRACE_SECONDS);
-    for (size_t i = seen.size() - std::min<size_t>(seen.size(), lines); i < seen.size(); i++)
-        out << ctlShown(seen[i]) << "\n";
-    out.flush();
-    while (follow && !ctlInterrupted()) {
-        poll(nullptr, 0, TRACE_PAUSE_MS);
-        if (ctlInterrupted())
-            break;
-        std::vector<std::string> now = ctlAskLines(process, command, TRACE_SECONDS);
-        bool lost = false;
-        const std::vector<std::string> fresh = ctlNewLines(seen, now, lost);
-        if (lost)
-            out << "... lines lost ...\n";
-        for (const std::string &line : fresh)
-            out << ctlShown(line) << "\n";
-        out.flush();
-        seen = std::move(now);
-    }
-    return CTL_DONE;
 }

@@ -49,10 +49,10 @@ ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer);
 // The rows as a table, or as JSON. CTL_SILENT if one of them has an error.
 int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out);
 
-// The commands: each prints to `out` and gives the exit status.
+// The commands: each prints to `out` and gives the exit status. With `json` the ok ahead of an answer is left out.
 int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err);
-int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, std::ostream &out);
-int ctlShowTrace(const std::string &who, unsigned lines, bool follow, std::ostream &out);
+int ctlCommand(const std::string &who, const std::vector<std::string> &words, double seconds, bool json,
+               std::ostream &out);
 
 // The lines of `now` that came after those of `before`, both being the newest lines of one ring. `lost` is set if the
 // ring has gone on further than `now` reaches back.

@@ -119,9 +119,9 @@ choice choose(const std::vector<std::string> &words)
 {
     if (words.empty())
         ctlRefuse("the kind is missing; 'dorvctl stats --help' lists them");
-    std::vector<std::string> kinds, own;
+    std::vector<std::string> kinds = {"drops"}, own;
     for (const ctlStatsView_t &view : ctlStatsViews()) {
-        if (kinds.empty() || kinds.back() != view.kind)
+        if (kinds.back() != view.kind)
             kinds.push_back(view.kind);
         if (view.kind == words[0])
             for (const char *word : {view.side, view.source})
@@ -186,7 +186,7 @@ std::optional<uint64_t> numberOf(const wireField &field, const ctlBytes &data, s
     if (field.kind != wireKind::Chars)
         return ctlReadInteger(field, data, n);
     const std::string text = ctlReadChars(field, data, n);
-    return text.empty() ? 0 : ctlParseNumber(text, UINT64_MAX); // nothing written is a counter that never moved
+    return ctlParseNumber(text, UINT64_MAX); // nothing where the chip wrote none
 }
 
 uint64_t fieldValue(const wireBody &body, const ctlBytes &data, const char *name)

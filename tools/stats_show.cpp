@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iomanip>
 
+#include "tools/drops.h"
 #include "tools/error.h"
 #include "tools/report.h"
 #include "tools/stats.h"
@@ -22,11 +23,15 @@ std::string titleOf(const ctlStatsView_t &view)
     return title;
 }
 
-bool isZero(const ctlStatsRow_t &row, bool rates)
+bool isZero(const ctlStatsTable_t &table, const ctlStatsRow_t &row, bool rates)
 {
-    return std::all_of(row.cells.begin(), row.cells.end(), [&](const ctlStatsCell_t &cell) {
-        return rates && cell.counter ? cell.rate.value_or(0) == 0 : cell.value.value_or(0) == 0;
-    });
+    for (size_t c = 0; c < row.cells.size(); c++) {
+        const ctlStatsCell_t &cell = row.cells[c];
+        const bool moves = rates && cell.counter ? cell.rate.value_or(0) != 0 : cell.value.value_or(0) != 0;
+        if (moves && !table.view->columns[c].setting)
+            return false;
+    }
+    return true;
 }
 
 std::string cellText(const ctlStatsCell_t &cell, bool rates)
@@ -58,7 +63,7 @@ bool printTable(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked, bo
         lines[1].push_back(std::string("[") + column.unit + (rates && column.counter ? "/s]" : "]"));
     }
     for (const ctlStatsRow_t &row : table.rows) {
-        if (asked.nonzero && isZero(row, rates))
+        if (asked.nonzero && isZero(table, row, rates))
             continue;
         lines.push_back({row.label});
         for (const ctlStatsCell_t &cell : row.cells)
@@ -97,7 +102,7 @@ ctlJson tableJson(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked)
     for (const ctlStatsColumn_t &column : table.view->columns)
         units[column.name] = column.unit;
     for (const ctlStatsRow_t &row : table.rows)
-        if (!asked.nonzero || !isZero(row, asked.rate > 0))
+        if (!asked.nonzero || !isZero(table, row, asked.rate > 0))
             rows.push_back(rowJson(table, row));
     return {{"kind", table.view->kind},
             {"side", table.view->side},
@@ -106,10 +111,22 @@ ctlJson tableJson(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked)
             {"ifindex", table.ifindex},
             {"status", table.status},
             {"error", table.fault},
+            {"at", ctlUtc(std::chrono::system_clock::now() -
+                          std::chrono::round<std::chrono::system_clock::duration>(ctlClock::now() - table.at))},
             {"seconds", table.seconds},
             {"by", table.view->by},
             {"units", units},
             {"rows", rows}};
+}
+
+// A kind that is made of others, and takes ports alone.
+bool isDrops(const ctlStatsOptions_t &asked)
+{
+    if (asked.words.empty() || asked.words[0] != ctlDropsView.kind)
+        return false;
+    if (!asked.ids.empty() || !asked.selector.empty())
+        ctlRefuse("--ids goes with policers and --selector with voq, tmc and tmc-chip, and not with drops");
+    return true;
 }
 
 // Lets time pass and reads what comes meanwhile, since an agent waits for a manager that does not.
@@ -168,13 +185,20 @@ int ctlPrintStats(const ctlStatsReading_t &reading, const ctlOptions_t &options,
 
 int ctlShowStats(const ctlOptions_t &options, const ctlStatsOptions_t &asked, std::ostream &out, std::ostream &err)
 {
-    std::vector<ctlStatsQuery_t> queries = ctlPlanStats(asked);
+    const bool drops = isDrops(asked);
+    std::vector<ctlStatsQuery_t> queries =
+        drops ? ctlPlanDrops({asked.words.begin() + 1, asked.words.end()}) : ctlPlanStats(asked);
     ctlLink_t link = ctlOpenLink(SERVICE);
-    ctlFillBudgets(link, options, queries);
-    ctlStatsReading_t reading = ctlReadStats(link, options, queries);
+    if (!drops)
+        ctlFillBudgets(link, options, queries);
+    const auto read = [&] {
+        ctlStatsReading_t reading = ctlReadStats(link, options, queries);
+        return drops ? ctlJoinDrops(std::move(reading)) : reading;
+    };
+    ctlStatsReading_t reading = read();
     if (asked.rate > 0 && reading.fault.empty()) {
         waitOn(link, asked.rate);
-        ctlStatsReading_t second = ctlReadStats(link, options, queries);
+        ctlStatsReading_t second = read();
         ctlRateStats(reading, second);
         reading = std::move(second);
     }

@@ -10,7 +10,8 @@
 struct ctlStatsColumn_t {
     const char *name;
     const char *unit;
-    bool counter; // grows, so that two reads make a rate; else a state
+    bool counter;         // grows, so that two reads make a rate; else a state
+    bool setting = false; // stays what it is whatever happens: a row with nothing else is as good as zero
 };
 
 // One cell of a run of rows: element `first` + n of the field in row n. Without a field the cell stays empty.

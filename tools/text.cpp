@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <unistd.h>
 
@@ -150,4 +151,18 @@ std::vector<std::string> ctlLinesOf(const std::string &text)
         at = end + 1;
     }
     return lines;
+}
+
+std::string ctlUtc(std::chrono::system_clock::time_point at, bool milliseconds)
+{
+    const auto whole = std::chrono::floor<std::chrono::seconds>(at);
+    const time_t seconds = std::chrono::system_clock::to_time_t(whole);
+    tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[64], part[32] = "Z";
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+    if (milliseconds)
+        std::snprintf(part, sizeof part, ".%03dZ",
+                      static_cast<int>(std::chrono::floor<std::chrono::milliseconds>(at - whole).count()));
+    return std::string(text) + part;
 }

@@ -4,6 +4,7 @@
 #ifndef TOOLS_TEXT_H
 #define TOOLS_TEXT_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -35,5 +36,9 @@ std::optional<uint64_t> ctlParseNumber(std::string_view text, uint64_t most, int
 std::optional<std::string> ctlReadAll(int fd, size_t most, std::string &fault);
 
 std::vector<std::string> ctlLinesOf(const std::string &text);
+
+// A time as 2026-11-23T14:05:09Z, now if none is given; with milliseconds on request.
+std::string ctlUtc(std::chrono::system_clock::time_point at = std::chrono::system_clock::now(),
+                   bool milliseconds = false);
 
 #endif

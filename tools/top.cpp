@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// Draws the busiest queues.
+// Draws the queues that drop most.
 #include "tools/top.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <poll.h>
+#include <set>
 #include <sstream>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <tuple>
 #include <unistd.h>
 
+#include "tools/drops.h"
 #include "tools/error.h"
 #include "tools/link.h"
 #include "tools/report.h"
-#include "tools/stats.h"
 #include "tools/text.h"
 #include "tools/values.h"
 
@@ -56,10 +59,21 @@ private:
     bool saved_ = false;
 };
 
+constexpr const char *const ORDERS[] = {"drops", "tail", "red", "pause", "used", "bytes", "name"};
+constexpr const char *HELP =
+    "sort by: d drops  t tail drops  r RED drops  p pause frames  u bytes used  b bytes moved  "
+    "n name;  h no help  q or Ctrl-C ends";
+
+// A queue, or a reason for which a port drops.
 struct line {
-    std::string port, queue;
-    double busy; // bytes a second
     std::vector<std::string> cells;
+    double weight; // what the order asked for goes by
+    double drops, bytes;
+};
+
+struct view {
+    std::vector<line> queues, reasons;
+    size_t dropping = 0; // of the queues
 };
 
 std::string decimals(double value, int digits)
@@ -69,42 +83,112 @@ std::string decimals(double value, int digits)
     return text;
 }
 
-bool isBytes(const ctlStatsColumn_t &column)
+double rateOf(const ctlStatsRow_t &row, size_t column)
 {
-    return std::strcmp(column.unit, "bytes") == 0;
+    return row.cells[column].rate.value_or(0);
 }
 
-std::vector<line> linesOf(const ctlStatsReading_t &reading)
+double dropsOf(const ctlStatsRow_t &row)
 {
-    std::vector<line> lines;
-    for (const ctlStatsTable_t &table : reading.tables)
-        for (const ctlStatsRow_t &row : table.rows) {
-            if (row.label == "total")
-                continue;
-            line each{ctlShowInterface(table.ifindex), row.label, 0, {}};
-            double sum = 0;
-            for (size_t c = 0; c < row.cells.size(); c++) {
-                const double rate = row.cells[c].rate.value_or(0);
-                const bool bytes = isBytes(table.view->columns[c]);
-                each.busy += bytes ? rate : 0;
-                sum += rate;
-                each.cells.push_back(decimals(bytes ? rate * MBIT_OF_BYTES : rate, bytes ? 3 : 1));
-            }
-            if (sum > 0)
-                lines.push_back(std::move(each));
-        }
-    std::stable_sort(lines.begin(), lines.end(), [](const line &a, const line &b) { return a.busy > b.busy; });
-    return lines;
+    return std::max(rateOf(row, CTL_DROPS), rateOf(row, CTL_TAIL) + rateOf(row, CTL_RED));
 }
 
-std::vector<std::string> headings(const ctlStatsView_t &view)
+double weightOf(const ctlStatsRow_t &row, char order)
 {
-    std::vector<std::string> texts = {"port", "queue"};
-    for (const ctlStatsColumn_t &column : view.columns) {
-        const std::string way = std::string(column.name).substr(0, 2);
-        texts.push_back(way + (isBytes(column) ? " [Mbit/s]" : " [frames/s]"));
+    switch (order) {
+    case 't':
+        return rateOf(row, CTL_TAIL);
+    case 'r':
+        return rateOf(row, CTL_RED);
+    case 'p':
+        return rateOf(row, CTL_PAUSE_SENT) + rateOf(row, CTL_PAUSE_RECEIVED);
+    case 'u':
+        return static_cast<double>(row.cells[CTL_USED].value.value_or(0));
+    case 'b':
+        return rateOf(row, CTL_SENT) + rateOf(row, CTL_RECEIVED);
+    case 'n':
+        return 0;
+    default:
+        return dropsOf(row);
     }
-    return texts;
+}
+
+std::string figure(const ctlStatsRow_t &row, size_t column)
+{
+    const ctlStatsCell_t &cell = row.cells[column];
+    if (!cell.value || (cell.counter && !cell.rate))
+        return "-";
+    if (column == CTL_FULL)
+        return *cell.value != 0 ? "yes" : "no";
+    if (!cell.counter)
+        return std::to_string(*cell.value);
+    return column >= CTL_SENT ? decimals(*cell.rate * MBIT_OF_BYTES, 1) : decimals(*cell.rate, 1);
+}
+
+// The queues of a port that hold or move anything, and the port itself where it drops and its family tells no queue.
+void addQueues(const ctlStatsTable_t &table, char order, view &found)
+{
+    for (const ctlStatsRow_t &row : table.rows) {
+        double moves = static_cast<double>(row.cells[CTL_USED].value.value_or(0));
+        for (const ctlStatsCell_t &cell : row.cells)
+            moves += cell.rate.value_or(0);
+        const bool port = &row == &table.rows.back();
+        if (port ? table.rows[0].cells[CTL_DROPS].value || dropsOf(row) <= 0 : moves <= 0)
+            continue;
+        line each{{ctlShowInterface(table.ifindex), row.label}, weightOf(row, order), dropsOf(row), weightOf(row, 'b')};
+        for (size_t column = 0; column < CTL_DROP_COLUMNS; column++)
+            each.cells.push_back(figure(row, column));
+        found.dropping += each.drops > 0;
+        found.queues.push_back(std::move(each));
+    }
+}
+
+view viewOf(const ctlStatsReading_t &reading, char order)
+{
+    view found;
+    for (const ctlStatsTable_t &table : reading.tables) {
+        if (table.view == &ctlDropsView)
+            addQueues(table, order, found);
+        else
+            for (const ctlStatsRow_t &row : table.rows)
+                if (rateOf(row, 0) > 0 && row.label.rfind("total ", 0) != 0)
+                    found.reasons.push_back({{ctlShowInterface(table.ifindex), row.label, decimals(rateOf(row, 0), 1)},
+                                             0,
+                                             rateOf(row, 0),
+                                             0});
+    }
+    const auto before = [order](const line &a, const line &b) {
+        return order == 'n' ? false : std::tie(b.weight, b.drops, b.bytes) < std::tie(a.weight, a.drops, a.bytes);
+    };
+    std::stable_sort(found.queues.begin(), found.queues.end(), before);
+    std::stable_sort(found.reasons.begin(), found.reasons.end(), before);
+    return found;
+}
+
+using table_t = std::vector<std::vector<std::string>>;
+
+// Leaves out the columns on the right that a line has no room for, whole ones, but for the first.
+void fitColumns(table_t &table, unsigned room)
+{
+    size_t width = 0, kept = 0;
+    for (; kept < table[0].size(); kept++) {
+        size_t widest = 0;
+        for (const auto &row : table)
+            widest = std::max(widest, row[kept].size());
+        width += widest + (kept > 0 ? 2 : 0);
+        if (room != 0 && kept > 0 && width > room)
+            break;
+    }
+    for (auto &row : table)
+        row.resize(kept);
+}
+
+void printLines(std::ostream &out, table_t table, const std::vector<line> &lines, size_t most, unsigned room)
+{
+    for (size_t i = 0; i < std::min(lines.size(), most); i++)
+        table.push_back(lines[i].cells);
+    fitColumns(table, room);
+    ctlPrintColumns(out, std::move(table));
 }
 
 // What went wrong, empty if nothing did; `exit` becomes what the program would end with.
@@ -120,19 +204,46 @@ std::string faultOf(const ctlStatsReading_t &reading, int &exit)
     return text;
 }
 
-std::string frameOf(const ctlStatsReading_t &reading, const std::vector<ctlStatsQuery_t> &queries, double seconds,
-                    unsigned most, const std::string &fault)
+struct state {
+    char order;
+    bool help = false, ended = false;
+};
+
+size_t portsOf(const std::vector<ctlStatsQuery_t> &queries)
 {
-    const std::vector<line> lines = linesOf(reading);
+    std::set<uint32_t> ports;
+    for (const ctlStatsQuery_t &query : queries)
+        ports.insert(query.ifindex);
+    return ports.size();
+}
+
+std::string orderName(char order)
+{
+    return *std::find_if(std::begin(ORDERS), std::end(ORDERS), [&](const char *name) { return name[0] == order; });
+}
+
+std::string frameOf(const ctlStatsReading_t &reading, size_t ports, double seconds, const state &now,
+                    const ctlScreen_t &screen, const std::string &fault)
+{
+    const view found = viewOf(reading, now.order);
+    size_t most = screen.lines > FRAME_LINES ? screen.lines - FRAME_LINES : 1;
+    const bool reasons = !found.reasons.empty() && most > 6;
+    const size_t below = reasons ? std::min(found.reasons.size(), most / 3) : 0;
+    most -= std::min(most - 1, (reasons ? below + 2 : 0) + (now.help ? 1 : 0));
     std::ostringstream text;
-    text << ctlCounted(lines.size(), "busy queue") << " on " << ctlCounted(queries.size(), "port") << ", over "
-         << decimals(seconds, 1) << " s\n";
-    std::vector<std::vector<std::string>> table = {headings(*queries[0].view)};
-    for (size_t i = 0; i < std::min<size_t>(lines.size(), most); i++) {
-        table.push_back({lines[i].port, lines[i].queue});
-        table.back().insert(table.back().end(), lines[i].cells.begin(), lines[i].cells.end());
+    text << ctlUtc().substr(11) << "  " << ctlCounted(found.dropping, "queue")
+         << (found.dropping == 1 ? " drops" : " drop") << ", " << found.queues.size() << " in use, on "
+         << ctlCounted(ports, "port") << ", over " << decimals(seconds, 1) << " s, by " << orderName(now.order)
+         << (screen.terminal ? "; h for help" : "") << "\n";
+    if (now.help)
+        text << HELP << "\n";
+    table_t head = {{"port", "queue", "used [B]", "bound [B]", "full", "tail [/s]", "RED [/s]", "drops [/s]",
+                     "pause sent [/s]", "received [/s]", "sent [Mbit/s]", "received [Mbit/s]"}};
+    printLines(text, head, found.queues, most, screen.columns);
+    if (reasons) {
+        text << "\n";
+        printLines(text, {{"port", "dropped for", "frames/s"}}, found.reasons, below, screen.columns);
     }
-    ctlPrintColumns(text, table);
     if (!fault.empty())
         text << fault << "\n";
     return text.str();
@@ -158,10 +269,19 @@ void draw(const std::string &frame, const ctlScreen_t &screen, std::ostream &out
     out << "\033[J" << std::flush;
 }
 
-// Whether a key came before the interval was over. Reads what agents send meanwhile.
-bool keyWithin(const ctlLink_t &link, int &keys, double seconds)
+void obey(char key, state &now)
 {
-    const auto deadline = ctlDeadline(seconds);
+    if (key == 'q')
+        now.ended = true;
+    else if (key == 'h' || key == '?')
+        now.help = !now.help;
+    else if (std::any_of(std::begin(ORDERS), std::end(ORDERS), [&](const char *name) { return name[0] == key; }))
+        now.order = key;
+}
+
+// Waits for the interval to pass, or for a key that changes something: then true. Reads what agents send meanwhile.
+bool keyWithin(const ctlLink_t &link, int &keys, ctlClock::time_point deadline, state &now)
+{
     while (!ctlInterrupted()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - ctlClock::now()).count();
         if (left <= 0)
@@ -172,11 +292,14 @@ bool keyWithin(const ctlLink_t &link, int &keys, double seconds)
         if (ready[0].revents != 0)
             ctlReceive(link, ctlClock::now());
         char key;
-        if (ready[1].revents != 0 && read(keys, &key, 1) == 1)
+        if (ready[1].revents != 0 && read(keys, &key, 1) == 1) {
+            obey(key, now);
             return true;
+        }
         if (ready[1].revents != 0)
             keys = -1; // nobody is left to press one
     }
+    now.ended = true;
     return true;
 }
 
@@ -208,31 +331,44 @@ ctlScreen_t ctlOwnScreen()
     return {true, STDIN_FILENO, LINES_OFF_TERMINAL, 0, STDOUT_FILENO};
 }
 
+std::vector<std::string> ctlTopOrders()
+{
+    return {std::begin(ORDERS), std::end(ORDERS)};
+}
+
 int ctlTop(const ctlOptions_t &options, const ctlTop_t &top, ctlScreen_t screen, std::ostream &out, std::ostream &err)
 {
-    std::vector<std::string> words = {"queue"};
-    words.insert(words.end(), top.words.begin(), top.words.end());
-    const std::vector<ctlStatsQuery_t> queries = ctlPlanStats({words});
+    const std::vector<ctlStatsQuery_t> queries = ctlPlanDrops(top.words);
+    screen.terminal = screen.terminal && !options.json;
     const unsigned count = top.count == 0 && !screen.terminal ? 1 : top.count;
-    int keys = screen.keys, exit = CTL_DONE;
+    int keys = screen.terminal ? screen.keys : -1, exit = CTL_DONE;
+    state now{top.sort[0]};
     ctlLink_t link = ctlOpenLink("qosMIStats");
     {
         const rawKeys raw(screen, out);
-        ctlStatsReading_t before = ctlReadStats(link, options, queries);
+        ctlStatsReading_t before = ctlJoinDrops(ctlReadStats(link, options, queries)), last;
         std::string fault = faultOf(before, exit);
-        for (unsigned drawn = 0; (count == 0 || drawn < count) && (exit != CTL_SILENT || screen.terminal); drawn++) {
-            if (keyWithin(link, keys, top.interval))
-                break;
-            ctlStatsReading_t now = ctlReadStats(link, options, queries);
-            ctlRateStats(before, now);
-            fault = faultOf(now, exit);
+        const auto show = [&] {
             measure(screen);
-            const unsigned most = screen.lines > FRAME_LINES ? screen.lines - FRAME_LINES : 1;
-            if (screen.terminal || exit != CTL_SILENT)
-                draw(frameOf(now, queries, secondsOf(now), most, screen.terminal ? fault : ""), screen, out);
-            before = std::move(now);
+            if (options.json)
+                (void)ctlPrintStats(last, options, {{}, {}, {}, top.interval, true}, out, err);
+            else if (screen.terminal || exit != CTL_SILENT)
+                draw(frameOf(last, portsOf(queries), secondsOf(last), now, screen, screen.terminal ? fault : ""),
+                     screen, out);
+        };
+        for (unsigned drawn = 0; (count == 0 || drawn < count) && (exit != CTL_SILENT || screen.terminal); drawn++) {
+            const auto deadline = ctlDeadline(top.interval);
+            while (keyWithin(link, keys, deadline, now) && !now.ended)
+                show();
+            if (now.ended)
+                break;
+            last = ctlJoinDrops(ctlReadStats(link, options, queries));
+            ctlRateStats(before, last);
+            fault = faultOf(last, exit);
+            show();
+            before = last;
         }
-        if (!fault.empty() && !ctlInterrupted())
+        if (!fault.empty() && !ctlInterrupted() && !(options.json && exit != CTL_SILENT))
             ctlComplain(err, fault);
     }
     ctlCloseLink(link);

@@ -191,8 +191,23 @@ std::vector<std::string> expandRange(const std::string &text, size_t dots)
     return list;
 }
 
-void expandItem(const std::string &item, std::vector<std::string> &list)
+// "te1/1-3" and "te1/1-3@1" as "te1/1..te1/3" and so on; any other text as it is.
+std::string spelledOut(const std::string &item)
 {
+    const size_t slash = item.rfind('/'), dash = item.find('-', slash == std::string::npos ? item.size() : slash);
+    if (dash == std::string::npos)
+        return item;
+    const size_t at = std::min(item.find('@', dash), item.size());
+    const std::string from = item.substr(slash + 1, dash - slash - 1), to = item.substr(dash + 1, at - dash - 1);
+    const bool digits =
+        !from.empty() && !to.empty() && (from + to).find_first_not_of("0123456789") == std::string::npos;
+    const std::string port = item.substr(0, slash + 1), chip = item.substr(at);
+    return digits ? port + from + chip + ".." + port + to + chip : item;
+}
+
+void expandItem(const std::string &typed, std::vector<std::string> &list)
+{
+    const std::string item = spelledOut(typed);
     const size_t star = item.rfind('*'), dots = item.find("..");
     if ((star != std::string::npos || dots != std::string::npos) && item.size() > LONGEST_REPEATED)
         ctlRefuse("'" + item + "': no value of a range or repetition is that long");

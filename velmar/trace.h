@@ -18,8 +18,9 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
 void trace_module_store_lvl(int32_t handle, uint16_t module, uint32_t id, int level, const char *text);
 
 // For other programs, also after the process died: the newest `lines` lines of a ring file as "SECONDS.mmm LEVEL
-// TEXT\n", oldest first, as many of them as fit `size` bytes. The bytes written, not terminated, or -1 with errno.
-int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size);
+// TEXT\n", with `utc` as "2026-11-23T14:05:09.123Z LEVEL TEXT\n", oldest first, as many of them as fit `size` bytes.
+// The bytes written, not terminated, or -1 with errno.
+int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size, bool utc = false);
 
 // The event log of a service. Negative on failure.
 int rasevt_init(const char *service, uint32_t instance, const char *tag);

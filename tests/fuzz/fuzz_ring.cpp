@@ -23,12 +23,12 @@ std::string word(uint32_t value)
 
 std::string ring(uint32_t lines, uint32_t slot_size, uint32_t record, uint32_t next)
 {
-    std::string text = "trcring1" + word(lines) + word(slot_size) + word(record) + word(284) + word(7) + word(next);
+    std::string text = "trcring2" + word(lines) + word(slot_size) + word(record) + word(284) + word(7) + word(next);
     text.resize(HEAD);
     for (uint32_t n = 0; n < std::min(lines, 8U); n++) {
         const size_t begin = text.size();
         text +=
-            word(n + 1 + (next > 8 ? next - 8 : 0)) + word(n << 16 | 4) + std::string(12, '\1') + "line\n" + word(n);
+            word(n + 1 + (next > 8 ? next - 8 : 0)) + word(n << 16 | 4) + std::string(20, '\1') + "line\n" + word(n);
         text.resize(begin + std::min(slot_size, 512U), 'x');
     }
     return text;
@@ -44,7 +44,7 @@ void fuzzOne(const uint8_t *data, size_t size)
     const int fd = fileOf(in.take(in.left));
     const std::string path = "/proc/self/fd/" + std::to_string(fd);
     std::vector<char> out(room);
-    const int used = velmar_trace_read(path.c_str(), lines, out.data(), room);
+    const int used = velmar_trace_read(path.c_str(), lines, out.data(), room, lines % 2 != 0);
     close(fd);
     FUZZ_CHECK(used < 0 || static_cast<size_t>(used) <= room, std::to_string(used));
     if (used <= 0)

@@ -111,8 +111,8 @@ TEST(Stats, TablesOfReplies)
     EXPECT_EQ(queue.out, "te0/1  queue\n"
                          "priority             tx frames  tx bytes  rx frames  rx bytes\n"
                          "                      [frames]   [bytes]   [frames]   [bytes]\n"
-                         "3         18446744073709551615         0          0         0\n"
-                         "total                        0        77          0         0\n");
+                         "3         18446744073709551615         -          -         -\n"
+                         "total                        -        77          -         -\n");
     EXPECT_EQ(stats({{"flow-control", "0/1..0/2"}, "", "", 0, true}, false).out, "all zero\n");
 
     ctlJson rows = stats({{"drop-reasons", "1/1"}, "", "", 0, true}).json()[0]["rows"];
@@ -200,6 +200,7 @@ TEST(Stats, FailuresAreNamedAndTheRestIsShown)
     EXPECT_EQ(json[3]["rows"].size(), 9u);
     EXPECT_EQ(batches, 1);
     expectEnd(top({"1/1,1/5"}, 0.02, 1), CTL_FAILED, "te1/1: status 25");
+    expectEnd(stats({{"drops", "1/1,1/2,1/5"}}, false), CTL_FAILED, "te1/2 queue: the agent left");
     batches = 1;
     stats({{"drop-reasons", "1/4,1/5"}});
     EXPECT_EQ(batches, 3) << "a batch has room for one";
@@ -252,16 +253,81 @@ TEST(Stats, ClearsOnePortOrAll)
     EXPECT_EQ(two.err, "dorvctl: te1/4: status 22, driver refused\n");
 }
 
-TEST(Stats, TopPutsTheBusiestFirst)
+// Ports 1, 2 and 3 are on chips of the three families: what one lacks it answers with 25. Counters count the reads.
+peer::server families(std::atomic<uint64_t> &reads)
+{
+    return answers([&reads](ctlMessage_t &message) {
+        const bool larkin = get(message, "ifindex") == 0x18408000, tessel = get(message, "ifindex") == 0x18410000;
+        const uint64_t n = message.code == 30 ? ++reads : reads.load();
+        const std::tuple<unsigned, bool, const char *, std::string> fields[] = {
+            {30, true, "counter2[5]", std::to_string(n * 5000000)},
+            {29, true, larkin || tessel ? "pri" : "pri[0]",
+             larkin || tessel ? "1,2,3,4,5,6,7,8" : "36"}, // paused as a whole
+            {29, true, "global", "36"},
+            {29, !larkin, "global2", "9"},
+            {25, !tessel, "port_pri_bufs[5]", "500"},
+            {25, !tessel, "threshold[5]", "700"},
+            {25, !tessel, "drop_total", std::to_string(n * (larkin ? 100 : 900))},
+            {52, !larkin, "pri48[5]", "600"},
+            {52, !larkin, "pri112[5]", "600"},
+            {52, !larkin, "pri152[5]", "1"},
+            {62, tessel, "pair92[75]", std::to_string(n * 50)}, // the low word of queue 5's tail drops
+            {62, tessel, "pair92[187]", "4"},
+            {35, !larkin, tessel ? "records[5].counter[2]" : "mrl_counter[2]", std::to_string(n * 3)},
+            {65, !larkin, "records.counter", std::to_string(n * 7)},
+        };
+        for (const auto &[code, has, field, value] : fields)
+            if (code == message.code && has)
+                put(message, field, value);
+            else if (code == message.code && std::string(field) != "global2")
+                put(message, "status", "25");
+        if (message.code == 35 && tessel) {
+            put(message, "records_valid", "8");
+            put(message, "records.priority", "0..7");
+        }
+        if (message.code == 65) {
+            put(message, "num_reasons", "1");
+            put(message, "records.text", "Tail Drop");
+        }
+    });
+}
+
+TEST(Stats, DropsOfAllFamiliesStandSideBySide)
 {
     std::atomic<uint64_t> reads{0};
-    peer fake("mi6", AGENT, answers([&](ctlMessage_t &message) {
-                  const uint64_t n = ++reads;
-                  const bool second = get(message, "ifindex") == 0x18410000;
-                  put(message, second ? "counter2[5]" : "counter4[1]",
-                      std::to_string(n * (second ? 5000000 : 1000000)));
-                  put(message, "total[0]", std::to_string(n * 900000000));
-              }));
+    peer fake("mi6", AGENT, families(reads));
+    const outcome ended = stats({{"drops", "1/1..1/3"}});
+    EXPECT_EQ(ended.exit, CTL_DONE) << ended.err;
+    const ctlJson tables = ended.json();
+    std::string kinds;
+    std::map<std::string, std::string> found; // queue 5 and the port of each port
+    for (const ctlJson &table : tables) {
+        kinds += table["kind"].get<std::string>() + " ";
+        for (const size_t row : {5, 8})
+            if (table["kind"] == "drops") {
+                std::string &cells = found[table["interface"].get<std::string>() + (row == 5 ? " 5" : " port")];
+                for (const auto &[key, value] : table["rows"][row].items())
+                    cells += key == "row" || key == "rates" || key == "received" ? "" : value.dump() + " ";
+            }
+    }
+    EXPECT_EQ(kinds, "drops drops drop-reasons drops drop-reasons ");
+    // used, bound, full, tail, RED, all drops, pause sent and received, sent
+    const std::map<std::string, std::string> expected = {
+        {"te1/1 5", "500 700 null null null null 6 null 5000000 "},
+        {"te1/1 port", "0 0 null null null 300 36 null null "},
+        {"te1/2 5", "600 600 1 150 9 159 6 4 10000000 "},
+        {"te1/2 port", "600 null null 150 9 159 36 9 null "},
+        {"te1/3 5", "600 600 1 null null null null null 15000000 "},
+        {"te1/3 port", "600 null null 2700 9 2709 36 9 null "},
+    };
+    EXPECT_EQ(found, expected);
+    expectRefused("not with drops", [] { stats({{"drops", "1/1"}, "1"}); });
+}
+
+TEST(Stats, TopPutsWhatDropsFirst)
+{
+    std::atomic<uint64_t> reads{0};
+    peer fake("mi6", AGENT, families(reads));
     const auto top = [](unsigned count, const ctlScreen_t &screen) {
         const ctlTop_t asked = {{"1/1,1/2"}, 0.02, count};
         const outcome ended = of([&](auto &out, auto &err) { return ctlTop({}, asked, screen, out, err); });
@@ -270,24 +336,28 @@ TEST(Stats, TopPutsTheBusiestFirst)
     };
     const std::string text = top(2, {false, -1, 24});
     EXPECT_EQ(reads, 6u) << "one read ahead of two tables";
-    EXPECT_EQ(text.rfind("2 busy queues on 2 ports", 0), 0u) << text;
-    EXPECT_LT(text.find("te1/2      5"), text.find("te1/1      1")) << text;
-    EXPECT_NE(text.find("2 busy queues", 1), std::string::npos) << "the second table";
+    EXPECT_EQ(text.find("Z  2 queues drop, 3 in use, on 2 ports, over"), 8u) << text;
+    EXPECT_LT(text.find("te1/1   port"), text.find("te1/2      5")) << text;
+    EXPECT_TRUE(has(text, "te1/2    Tail Drop"));
+    EXPECT_NE(text.find("2 queues drop", 20), std::string::npos) << "the second table";
     EXPECT_FALSE(has(text, "\033"));
 
-    // On a terminal it goes on until a key, however long the interval; the table is cut to the screen.
+    // On a terminal it goes on until q, whatever else is pressed; the table is cut to the screen.
     int keys[2];
     ASSERT_EQ(pipe(keys), 0);
     std::thread finger([&] {
         for (const uint64_t before = reads; reads < before + 8;)
             poll(nullptr, 0, 1);
-        EXPECT_EQ(write(keys[1], "q", 1), 1);
+        EXPECT_EQ(write(keys[1], "x hbq", 5), 5);
     });
-    const std::string screen = top(0, {true, keys[0], 4, 14});
+    const std::string screen = top(0, {true, keys[0], 6, 35});
     finger.join();
-    EXPECT_TRUE(has(screen, "\033[H2 busy queues"));
-    EXPECT_FALSE(has(screen, "te1/1")) << "no room for a second queue";
-    EXPECT_FALSE(has(screen, "frames")) << "no room for a third column";
+    for (const char *shown : {"Z  2 queues drop, 3 in use,\033[K", "port   queue  used [B]  bound [B]\033[K",
+                              "sort by: d drops", "te1/1   port         0"})
+        EXPECT_TRUE(has(screen, shown));
+    EXPECT_FALSE(has(screen, "full")) << "no room for a column";
+    EXPECT_LT(screen.rfind("   port  "), screen.rfind("      5  "))
+        << "by bytes, and room for one line beside the help";
     EXPECT_TRUE(screen.ends_with("\033[?25h")) << "the cursor is back";
     close(keys[0]);
     close(keys[1]);

@@ -9,6 +9,7 @@
 
 #include "tools/commands.h"
 #include "tools/complete.h"
+#include "tools/history.h"
 #include "tools/node.h"
 #include "tools/scenario.h"
 #include "tools/show.h"
@@ -58,7 +59,7 @@ outcome node(bool json, double seconds)
 
 outcome command(const std::string &process, const std::string &typed)
 {
-    return of([&](auto &out, auto &) { return ctlCommand(process, split(typed), 20, out); });
+    return of([&](auto &out, auto &) { return ctlCommand(process, split(typed), 20, false, out); });
 }
 
 const std::string pid = std::to_string(getpid());
@@ -357,7 +358,7 @@ TEST(Dorvctl, AsksTheProcessesOfANode)
                   }));
         expectEnd(node(false, 1), CTL_DONE, "standby  Standby                     12 s  syncs 3");
         expectEnd(command("dorvald", "trace level"), CTL_FAILED, "error: no command trace level\n");
-        const auto trace = [](auto &out, auto &) { return ctlShowTrace(pid, 3, false, out); };
+        const auto trace = [](auto &out, auto &) { return ctlShowTrace(pid, "", {3}, out); };
         EXPECT_EQ(of(trace).out, "a\nb\n");
 
         peer second("ctl", "hsld", silent);
