@@ -220,7 +220,8 @@ void storeClear()
     if (!arena.base)
         return;
     if (arena.used > 0) {
-        madvise(arena.back, arena.committed, arena.back != arena.base ? MADV_REMOVE : MADV_DONTNEED);
+        if (madvise(arena.back, arena.committed, arena.back != arena.base ? MADV_REMOVE : MADV_DONTNEED) != 0)
+            memset(arena.back, 0, arena.used);
         madvise(arena.numbers, tableBytes(arena.committed), MADV_DONTNEED);
     }
     arena.used = 0;
