@@ -163,7 +163,7 @@ qosMsgStatus_t qaProcessPriTailDrop(qosCcbMsg_t *body)
     qosIf_t *interface = qaCcbFindPort(__func__, body, unknown);
     if (!interface)
         return QOS_MSG_REFUSED;
-    qosIfCcbInfo_t &ccb = interface->ccb;
+    qosIfCcbInfo_t &ccb = qosEdit(interface->ccb);
     for (unsigned cos = 0; cos < QOS_NUM_COS; ++cos)
         ccb.priTailDropThreshold[cos] = body->pri_tail_drop_threshold[cos];
     if (body->priTailDropSet)

@@ -4,6 +4,7 @@
 
 #include "agent/ccb.h"
 #include "agent/operation.h"
+#include "core/state.h"
 
 namespace {
 
@@ -76,7 +77,7 @@ qosMsgStatus_t qaProcessPause(qosCcbMsg_t *body)
     qosIf_t *interface = qaCcbFindPort(__func__, body, UNKNOWN_FOR_PAUSE);
     if (!interface)
         return QOS_MSG_REFUSED;
-    qosIfCcbInfo_t &ccb = interface->ccb;
+    qosIfCcbInfo_t &ccb = qosEdit(interface->ccb);
     ccb.pause.rx = body->pause_rx;
     ccb.pause.tx = body->pause_tx;
     setFlag(ccb.ccbFlags, QOS_CCB_PAUSE, ccb.pause.rx || ccb.pause.tx);
@@ -99,7 +100,8 @@ qosMsgStatus_t qaProcessPfc(qosCcbMsg_t *body)
         return QOS_MSG_REFUSED;
     const auto on = [body](unsigned priority) { return body->pfc_rx[priority] != 0 ? 1 : 0; };
     QOS_DBG("pfc map: (%d %d %d %d %d %d %d %d)", on(0), on(1), on(2), on(3), on(4), on(5), on(6), on(7));
-    setFlag(interface->ccb.ccbFlags, QOS_CCB_PFC, storePfc(interface->ccb, body));
+    qosIfCcbInfo_t &ccb = qosEdit(interface->ccb);
+    setFlag(ccb.ccbFlags, QOS_CCB_PFC, storePfc(ccb, body));
     const qaAbout_t about = {__func__, interface->chip, name.text};
     for (const step_t &step : AHEAD_OF_PFC)
         (void)qaRun(step, about, body); // a failure has its line, and the setting itself follows

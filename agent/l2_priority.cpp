@@ -13,20 +13,22 @@ namespace {
 
 void storeMaps(qosIf_t &interface, const qosL2PriMsg_t &body)
 {
-    memcpy(interface.l2_pri.cos_map, body.cos_map, sizeof interface.l2_pri.cos_map);
-    memcpy(interface.l2_pri.tc_map, body.tc_map, sizeof interface.l2_pri.tc_map);
+    qosIfL2Pri_t &stored = qosEdit(interface.l2_pri);
+    memcpy(stored.cos_map, body.cos_map, sizeof stored.cos_map);
+    memcpy(stored.tc_map, body.tc_map, sizeof stored.tc_map);
 }
 
 void storeTrust(qosIf_t &interface, const qosL2PriMsg_t &body)
 {
-    interface.l2_pri.cos_trust = body.cos_trust;
+    qosEdit(interface.l2_pri).cos_trust = body.cos_trust;
     storeMaps(interface, body);
 }
 
 void storeDefault(qosIf_t &interface, const qosL2PriMsg_t &body)
 {
-    interface.l2_pri.def_cos = body.def_cos;
-    interface.l2_pri.def_tc = body.def_tc;
+    qosIfL2Pri_t &stored = qosEdit(interface.l2_pri);
+    stored.def_cos = body.def_cos;
+    stored.def_tc = body.def_tc;
     storeMaps(interface, body);
 }
 
@@ -35,7 +37,7 @@ qosMsgStatus_t followMap(qosWhere_t where, qosIf_t *interface, qosL2PriMsg_t *bo
 {
     if (interface->l2_pri.def_tc == body->def_tc)
         return rc;
-    interface->l2_pri.def_tc = body->def_tc;
+    qosEdit(interface->l2_pri).def_tc = body->def_tc;
     const qosName_t name = qosNameOf(body->ifName);
     return qaRun(qaProcessIfDefCos.call, {where, interface->chip, name.text, 0, 0, rc}, body).rc;
 }

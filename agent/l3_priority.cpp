@@ -12,14 +12,15 @@ namespace {
 
 void storeTrust(qosIf_t &interface, const qosL3PriMsg_t &body)
 {
-    interface.l3_pri.dscp_trust = body.dscp_trust;
+    qosEdit(interface.l3_pri).dscp_trust = body.dscp_trust;
 }
 
 void storeMaps(qosIf_t &interface, const qosL3PriMsg_t &body)
 {
-    memcpy(interface.l3_pri.dscp_map, body.dscp_map, sizeof interface.l3_pri.dscp_map);
-    memcpy(interface.l3_pri.cos_map, body.cos_map, sizeof interface.l3_pri.cos_map);
-    memcpy(interface.l3_pri.tc_map, body.tc_map, sizeof interface.l3_pri.tc_map);
+    qosIfL3Pri_t &stored = qosEdit(interface.l3_pri);
+    memcpy(stored.dscp_map, body.dscp_map, sizeof stored.dscp_map);
+    memcpy(stored.cos_map, body.cos_map, sizeof stored.cos_map);
+    memcpy(stored.tc_map, body.tc_map, sizeof stored.tc_map);
 }
 
 void storeAll(qosIf_t &interface, const qosL3PriMsg_t &body)

@@ -180,7 +180,8 @@ void qaLdCalculateBufferDist(qosChip_t *chip, qosIf_t *interface, uint8_t pfcCou
     QOS_DBG(" Reg ISL Port:(%d)", state->ld_buf.reg_isl_port_buf);
     QOS_DBG(" Edge Port:(%d)", state->ld_buf.edge_port_buf);
     forEachInGroup(chip, interface, [state](qosIf_t *port) {
-        port->ccb.tailDropThreshold = isLongDistance(port) ? state->ld_buf.ld_port_buf : state->ld_buf.edge_port_buf;
+        qosEdit(port->ccb.tailDropThreshold) =
+            isLongDistance(port) ? state->ld_buf.ld_port_buf : state->ld_buf.edge_port_buf;
     });
 }
 

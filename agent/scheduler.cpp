@@ -86,7 +86,7 @@ qosMsgStatus_t qaProcessSchCfg(qosSchMsg_t *body)
         QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
-    interface->sch_cfg = body->sch_cfg;
+    qosEdit(interface->sch_cfg) = body->sch_cfg;
     if (!interface->chip) {
         QOS_ERR("NULL chip pointer for interface %s", name.text);
         return QOS_MSG_REFUSED;
@@ -114,7 +114,7 @@ qosMsgStatus_t qaProcessPortShaperCfg(qosSchMsg_t *body)
         QOS_ERR("Failed to find interface %s for Sch Cfg update", name.text);
         return qosAnswer(body, QOS_MSG_REFUSED);
     }
-    interface->shaper_cfg = body->shaper_cfg;
+    qosEdit(interface->shaper_cfg) = body->shaper_cfg;
     const qosChip_t *chip = interface->chip;
     if (!chip) {
         QOS_ERR("Failed to find chip for interface %s", name.text);

@@ -12,6 +12,10 @@
 // it hands poll its whole table by descriptor, the unused places as -1. Neither is in the floor. In both the sockets
 // towards driver and manager are connected.
 //
+// With --standby a third node has a daemon and a standby that mirrors it, and each message of every node changes what
+// the store holds: it goes to the next of so many ports, with other maps than the last time. What counts there is the
+// daemon with a standby over the one without; both, and the standby, by their processor time as well.
+//
 // Everything is pinned to one core: unpinned figures swing by a factor of ten. All run as SCHED_BATCH, so that a
 // process that is woken does not preempt the one that woke it: otherwise it is chance whether the next batch is there
 // before the agent looks for it, and one of the two is spared its poll. So both wait equally often, as their voluntary
@@ -38,6 +42,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "agent/messages/chip.h"
 #include "agent/messages/congestion.h"
 #include "agent/messages/drop_monitor.h"
 #include "agent/messages/fields.h"
@@ -61,7 +66,7 @@ struct Options {
     int messages = 2048; // a round of one row
     int core = -1;       // the last one that is allowed
     bool json = false;
-    bool standby = false; // the daemon has one that mirrors it
+    bool standby = false; // measured is a daemon that has one beside one that has none
     std::string workload = "trust";
     std::string daemon = DORVALD_BINARY;
 };
@@ -293,15 +298,16 @@ void startDaemon(node_t &node, const std::string &program)
     awaitAgent(node);
 }
 
-void startStandby(node_t &node, const std::string &program)
+pid_t startStandby(node_t &node, const std::string &program)
 {
-    startProgram(node, {program, "-S", "ethsw", "-s", "0"});
+    const pid_t standby = startProgram(node, {program, "-S", "ethsw", "-s", "0"});
     constexpr int PATIENCE_MS = 10000;
     for (int ms = 0; control(node, node.agent, "stat").find("\"standbys\":1") == std::string::npos; ++ms) {
         if (ms == PATIENCE_MS)
             fail("the standby does not join");
         usleep(1000);
     }
+    return standby;
 }
 
 // ---- Measuring
@@ -361,8 +367,6 @@ std::vector<row_t> measureAll(const Options &options)
     const Bytes setup = setupBatch();
     exchange(daemon, setup, answer);
     checkEcho(answer, setup.size());
-    if (options.standby)
-        startStandby(daemon, options.daemon);
     std::vector<row_t> rows;
     for (const int level : LEVELS)
         for (const int batch : workload.batches)
@@ -376,6 +380,201 @@ std::vector<row_t> measureAll(const Options &options)
         }
     }
     return rows;
+}
+
+// ---- With a standby: values that differ
+
+constexpr int PORT_COUNTS[] = {1, 48, 160, 1280};
+constexpr int BATCHES[] = {1, 8, 32};
+constexpr int PORTS_OF_SLOT = 128;
+constexpr size_t SLICE = 128;    // messages that are timed as one: a neighbour of the core disturbs some, not all
+constexpr int SETTLE_US = 20000; // until a standby has taken what it was sent, for its processor time
+
+uint32_t slotOf(int port)
+{
+    return static_cast<uint32_t>(port / PORTS_OF_SLOT);
+}
+
+uint32_t chipOf(int port)
+{
+    return 34U << 26 | slotOf(port) << 22;
+}
+
+// Adds a chip in each slot and all ports, some of them at a time.
+void addPorts(const node_t &node, int count)
+{
+    Bytes answer(8192 + sizeof(mi6_addr_t));
+    for (int port = 0; port < count;) {
+        Bytes batch = batchHead();
+        for (const int end = std::min(port + PORTS_OF_SLOT / 2, count); port < end; ++port) {
+            if (port % PORTS_OF_SLOT == 0) {
+                qosChipUpMsg_t chip = {};
+                chip.chip_id = slotOf(port) * 8;
+                chip.chip_ifindex = chipOf(port);
+                chip.slot_id = slotOf(port);
+                chip.num_ports = PORTS_OF_SLOT;
+                chip.chip_type = 1;
+                appendMessage(batch, QOS_CHIPUP_MSG, chip);
+            }
+            qosIfAddMsg_t body = {};
+            body.ifIndex = 6U << 26 | slotOf(port) << 22 | static_cast<uint32_t>(port % PORTS_OF_SLOT) << 15;
+            snprintf(body.ifName, sizeof body.ifName, "te%u/%d", slotOf(port), port % PORTS_OF_SLOT);
+            body.chip_id = slotOf(port) * 8;
+            appendMessage(batch, QOS_IFADD_MSG, body);
+        }
+        exchange(node, batch, answer);
+        checkEcho(answer, batch.size());
+    }
+}
+
+// What a node is sent: to one port after the other, each time with other maps. They come again after a number of laps
+// that no batch is a multiple of, so that a batch leaves none of its ports as it was.
+class Traffic {
+public:
+    Bytes next(int ports, int count)
+    {
+        constexpr uint32_t TURNS = 7;
+        Bytes batch = batchHead();
+        for (int i = 0; i < count; ++i, ++sent_) {
+            const int port = static_cast<int>(sent_ % static_cast<uint32_t>(ports));
+            const uint32_t turn = sent_ / static_cast<uint32_t>(ports) % TURNS;
+            qosL2PriMsg_t body = {};
+            body.ifIndex = 6U << 26 | slotOf(port) << 22 | static_cast<uint32_t>(port % PORTS_OF_SLOT) << 15;
+            snprintf(body.ifName, sizeof body.ifName, "te%u/%d", slotOf(port), port % PORTS_OF_SLOT);
+            body.chip_ifindex = chipOf(port);
+            body.cos_trust = 1;
+            for (uint32_t k = 0; k < 8; ++k)
+                body.cos_map[k] = body.tc_map[k] = static_cast<uint8_t>((k + turn) % 8);
+            appendMessage(batch, QOS_COSTRUST_MSG, body);
+        }
+        return batch;
+    }
+
+private:
+    uint32_t sent_ = 0;
+};
+
+double cpuUs(pid_t process)
+{
+    clockid_t clock;
+    timespec used;
+    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &used) != 0)
+        fail("no processor time of process " + std::to_string(process));
+    return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1000;
+}
+
+// A node under measurement, and what a row's rounds gave: microseconds a message.
+struct subject_t {
+    node_t node;
+    Traffic traffic;
+    pid_t standby = 0;
+    double us, agent_us, standby_us;
+};
+
+void measureSubject(subject_t &subject, int ports, int count, int messages)
+{
+    Bytes answer(8192 + sizeof(mi6_addr_t));
+    const int batches = std::max(1, messages / count);
+    std::vector<Bytes> sent(static_cast<size_t>(batches));
+    for (Bytes &batch : sent)
+        batch = subject.traffic.next(ports, count);
+    usleep(SETTLE_US);
+    const double agent = cpuUs(subject.node.agent);
+    const double standby = subject.standby ? cpuUs(subject.standby) : 0;
+    std::vector<double> times;
+    const size_t slice = std::max<size_t>(1, SLICE / static_cast<size_t>(count));
+    for (size_t i = 0; i < sent.size();) {
+        const size_t first = i;
+        const int64_t start = nowNs();
+        for (const size_t end = std::min(first + slice, sent.size()); i < end; ++i)
+            exchange(subject.node, sent[i], answer);
+        times.push_back(static_cast<double>(nowNs() - start) / 1000 / (static_cast<double>(i - first) * count));
+    }
+    subject.us = median(times);
+    const double all = static_cast<double>(batches) * count;
+    usleep(SETTLE_US);
+    subject.agent_us = (cpuUs(subject.node.agent) - agent) / all;
+    subject.standby_us = subject.standby ? (cpuUs(subject.standby) - standby) / all : 0;
+}
+
+struct mirrored_row_t {
+    int ports;
+    int batch;
+    std::vector<double> columns[9];
+};
+
+// Headings and members of JSON of the columns, in order.
+constexpr const char *COLUMNS[] = {"floor_us",  "alone_us",   "standby_us",    "alone_ratio", "standby_ratio",
+                                   "alone_cpu", "active_cpu", "mirroring_cpu", "cpu_ratio"};
+
+void measureMirrored(mirrored_row_t &row, subject_t (&subjects)[3], int messages, int round)
+{
+    for (int i = 0; i < 3; ++i)
+        measureSubject(subjects[(i + round) % 3], row.ports, row.batch, messages);
+    const auto &[floor, alone, standby] = subjects;
+    const double values[] = {floor.us,
+                             alone.us,
+                             standby.us,
+                             alone.us / floor.us,
+                             standby.us / alone.us,
+                             alone.agent_us,
+                             standby.agent_us,
+                             standby.standby_us,
+                             (standby.agent_us + standby.standby_us) / alone.agent_us};
+    for (size_t i = 0; i < std::size(values); ++i)
+        row.columns[i].push_back(values[i]);
+}
+
+void printMirrored(const std::vector<mirrored_row_t> &rows, const Options &options)
+{
+    if (!options.json) {
+        printf("values that differ: %d rounds of %d messages, medians, all on core %d; times and cpu in us a message\n"
+               "%5s  %5s",
+               options.rounds, options.messages, options.core, "ports", "batch");
+        for (const char *column : COLUMNS)
+            printf("  %13s", column);
+        printf("\n");
+    } else {
+        printf("{\"workload\":\"standby\",\"rounds\":%d,\"messages\":%d,\"core\":%d,\"rows\":[", options.rounds,
+               options.messages, options.core);
+    }
+    const char *comma = "";
+    for (const mirrored_row_t &row : rows) {
+        printf(options.json ? "%s{\"ports\":%d,\"batch\":%d" : "%s%5d  %5d", comma, row.ports, row.batch);
+        for (size_t i = 0; i < std::size(COLUMNS); ++i)
+            if (options.json)
+                printf(",\"%s\":%.3f", COLUMNS[i], median(row.columns[i]));
+            else
+                printf("  %13.2f", median(row.columns[i]));
+        printf(options.json ? "}" : "\n");
+        comma = options.json ? "," : "";
+    }
+    if (options.json)
+        printf("]}\n");
+}
+
+void runMirrored(const Options &options)
+{
+    subject_t subjects[3];
+    auto &[floor, alone, mirrored] = subjects;
+    startFloor(floor.node, workloadOf("trust"));
+    for (subject_t *subject : {&alone, &mirrored}) {
+        startDaemon(subject->node, options.daemon);
+        addPorts(subject->node, PORT_COUNTS[std::size(PORT_COUNTS) - 1]);
+    }
+    mirrored.standby = startStandby(mirrored.node, options.daemon);
+    std::vector<mirrored_row_t> rows;
+    for (const int ports : PORT_COUNTS)
+        for (const int batch : BATCHES)
+            rows.push_back({ports, batch, {}});
+    for (int round = -1; round < options.rounds;
+         ++round) // one that does not count: pages and caches are warm behind it
+        for (mirrored_row_t &row : rows) {
+            measureMirrored(row, subjects, options.messages, round + 1);
+            if (round < 0)
+                row = {row.ports, row.batch, {}};
+        }
+    printMirrored(rows, options);
 }
 
 // ---- Output, options
@@ -442,7 +641,10 @@ int main(int argc, char **argv)
         for (const int number : {SIGINT, SIGTERM, SIGCHLD})
             sigaction(number, &stop, nullptr);
         pin(&options.core);
-        print(measureAll(options), options);
+        if (options.standby)
+            runMirrored(options);
+        else
+            print(measureAll(options), options);
         return 0;
     } catch (const std::exception &error) {
         fprintf(stderr, "road: %s\n", error.what());

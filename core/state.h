@@ -77,6 +77,14 @@ inline int qosHaSync()
     return ha_sync(qos_velmar_state.ha, -1, 1);
 }
 
+// The same record or part of one, to be written at once: the store then need not find out by itself what changed. Plain
+// values only, no link. Nothing goes wrong without it, but a standby costs more.
+template <typename Record>
+Record &qosEdit(Record &record)
+{
+    return *static_cast<Record *>(ha_edit(qos_velmar_state.ha, &record, sizeof record));
+}
+
 // Blocks until `fd` is readable: 0, 1 if the wait failed (an interrupted one included), 28 after `seconds`.
 [[nodiscard]] int qosWaitForResponse(int fd, int seconds);
 

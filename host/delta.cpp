@@ -163,6 +163,21 @@ place_t placeOf(uint32_t number)
     return {number, describePlan(block.type), storeBase() + block.offset, nullptr};
 }
 
+// A block as a whole against zeros. `written` is the stretch that the block before it has ended in.
+void compareWritten(delta_t *delta, uint32_t number, store_stretch_t *written)
+{
+    const store_block_t &block = storeBlocks()[number];
+    const size_t end = size_t{block.offset} + block.size;
+    for (size_t at = block.offset; at < end; at = written->end) {
+        if (at >= written->end)
+            *written = storeWritten(at);
+        if (written->from >= end)
+            return;
+        compare(delta, placeOf(number), static_cast<uint32_t>(std::max(at, written->from) - block.offset),
+                static_cast<uint32_t>(std::min(end, written->end) - block.offset));
+    }
+}
+
 // The blocks of one written page. A block that was taken anew is compared with zeros, as the standby has zeroed it.
 void comparePage(delta_t *delta, uint32_t page, const std::vector<uint32_t> &touched)
 {
@@ -184,6 +199,21 @@ void comparePage(delta_t *delta, uint32_t page, const std::vector<uint32_t> &tou
             place.before = twin - from + block.offset;
         compare(delta, place, start - block.offset, stop - block.offset);
     }
+}
+
+void compareEdit(delta_t *delta, const track_edit_t &edit, const std::vector<uint32_t> &touched)
+{
+    if (memcmp(storeBase() + edit.offset, edit.before, edit.size) == 0 && touched.empty())
+        return;
+    const uint32_t number = static_cast<uint32_t>(storeBlockAround(edit.offset));
+    const store_block_t &block = storeBlocks()[number];
+    const uint32_t start = edit.offset - block.offset;
+    if (!block.used || start >= block.size)
+        return;
+    place_t place = placeOf(number);
+    if (!std::binary_search(touched.begin(), touched.end(), number))
+        place.before = edit.before - start;
+    compare(delta, place, start, std::min(start + edit.size, block.size));
 }
 
 void compareObjects(delta_t *delta)
@@ -222,6 +252,8 @@ void deltaChanges(delta_t *delta)
     // A block that was taken anew may look as before, and yet the standby has zeroed it.
     for (const uint32_t page : trackWritten(!touched.empty()))
         comparePage(delta, page, touched);
+    for (const track_edit_t &edit : trackEdits())
+        compareEdit(delta, edit, touched);
     compareObjects(delta);
 }
 
@@ -230,9 +262,10 @@ void deltaWhole(delta_t *delta)
     const auto &blocks = storeBlocks();
     for (uint32_t number = 0; number < blocks.size(); ++number)
         putBlock(delta, number);
+    store_stretch_t written = {0, 0};
     for (uint32_t number = 0; number < blocks.size(); ++number)
         if (blocks[number].used)
-            compare(delta, placeOf(number), 0, blocks[number].size);
+            compareWritten(delta, number, &written);
     const auto &objects = describeObjects();
     for (uint32_t i = 0; i < objects.size(); ++i)
         putRange(delta, {DELTA_OBJECT | i, describePlan(objects[i].type), objects[i].address, nullptr}, 0,

@@ -103,10 +103,10 @@ std::string findPlace(const view_t &view, uint32_t place, const describe_plan_t 
 bool isDescribed(const describe_plan_t &plan, uint32_t offset, uint32_t length, bool pointer)
 {
     const uint32_t at = plan.size ? offset % plan.size : 0;
-    for (const describe_leaf_t &leaf : plan.leaves)
-        if (leaf.pointer == pointer && at >= leaf.offset && at - leaf.offset < leaf.size)
-            return length <= leaf.size - (at - leaf.offset) && (!pointer || (at - leaf.offset) % sizeof(void *) == 0);
-    return false;
+    const auto leaf = std::partition_point(plan.leaves.begin(), plan.leaves.end(),
+                                           [at](const describe_leaf_t &l) { return l.offset + l.size <= at; });
+    return leaf != plan.leaves.end() && leaf->pointer == pointer && at >= leaf->offset &&
+           length <= leaf->size - (at - leaf->offset) && (!pointer || (at - leaf->offset) % sizeof(void *) == 0);
 }
 
 std::string checkRange(const view_t &view, uint32_t place, uint32_t offset, uint32_t length, bool pointer)

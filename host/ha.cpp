@@ -13,6 +13,7 @@
 #include "host/election.h"
 #include "host/replica.h"
 #include "host/store.h"
+#include "host/track.h"
 
 namespace {
 
@@ -93,6 +94,11 @@ int ha_free_all(ha_hndl_t ha)
         return BAD_HANDLE;
     storeClear();
     return 0;
+}
+
+void *ha_edit(ha_hndl_t ha, void *address, size_t size)
+{
+    return ha == STORE_HANDLE ? trackEdit(address, size) : address;
 }
 
 void *ha_convert_address(ha_hndl_t ha, void *address)

@@ -3,6 +3,7 @@
 // on the connections and rings for the main thread, by a message of type 18; the main thread does the rest.
 #include "host/replica.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -31,6 +32,9 @@ constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread p
 constexpr uint32_t WORD_NAME = 3;    // likewise, that the socket's name is gone
 constexpr size_t SAID_MOST = 64;
 constexpr timespec POST_RETRY = {0, 10000000};
+// A standby with a copy looks again after this time: to wake it costs more than to take many updates, and what waits in
+// its connection is as safe as what it has taken. The connection has room for far more than comes in the meantime.
+constexpr timespec STANDBY_CALM = {0, 1000000};
 
 enum class part_t {
     STANDBY,
@@ -42,6 +46,7 @@ struct engine_t {
     int epoll = -1;
     int timer = -1;
     sem_t served;
+    std::atomic<bool> calm;     // the last look need not be followed by another at once
     std::set<std::string> said; // by replicaSayOnce
 };
 engine_t engine;
@@ -56,6 +61,8 @@ void *ringMainThread(void *)
             nanosleep(&POST_RETRY, nullptr);
         while (sem_wait(&engine.served) != 0)
             ;
+        if (engine.calm.load())
+            nanosleep(&STANDBY_CALM, nullptr);
     }
 }
 
@@ -220,5 +227,6 @@ void isc_process(void *message)
         else if (!standbyOnReady(fd))
             activeOnReady(fd);
     }
+    engine.calm.store(engine.part == part_t::STANDBY && standbyCopy() != 0);
     sem_post(&engine.served);
 }

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The arena: blocks are cut from its end and, once given back, kept by size for the next of the same size. Where a
 // block begins, a side table of one word for each 16 bytes holds its number.
+//
+// The arena's pages are those of a memory file and stand in the address space twice: at its base, where they may be
+// protected, and at its back door, where they never are. Nothing of the store ever points there. The file's descriptor
+// stays open, so that the kernel gives the pages of a dead process back behind its lock and not ahead of it.
 #include "host/store.h"
 
 #include <algorithm>
@@ -8,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/mman.h>
+#include <unistd.h>
 #include <unordered_map>
 #include <vector>
 
@@ -25,6 +30,8 @@ constexpr size_t EXACT_MOST = size_t{1} << 16; // larger blocks have a power of 
 
 struct arena_t {
     unsigned char *base;
+    unsigned char *back; // the same pages again; the base itself where there is no file
+    int file;
     unsigned char *shadow;
     size_t reserved;
     size_t committed;
@@ -71,6 +78,7 @@ bool commit(size_t end)
     if (upto > arena.reserved)
         upto = arena.reserved;
     if (!openPages(arena.base, arena.committed, upto, arena.noting ? PROT_READ : PROT_READ | PROT_WRITE) ||
+        (arena.back != arena.base && !openPages(arena.back, arena.committed, upto, PROT_READ | PROT_WRITE)) ||
         !openPages(arena.shadow, arena.committed, upto, PROT_READ | PROT_WRITE) ||
         !openPages(arena.numbers, tableBytes(arena.committed), tableBytes(upto), PROT_READ | PROT_WRITE))
         return false;
@@ -131,12 +139,36 @@ int64_t numberOf(const void *address)
 
 } // namespace
 
-// Half as much at a time, until there is room for arena, shadow, table and all else. The least is taken without the
-// rest.
+namespace {
+
+// Maps a file at both places. Without one both stay as they are reserved, and the second is not used.
+void openBackDoor(unsigned char *place)
+{
+    constexpr int SHARED = MAP_SHARED | MAP_NORESERVE | MAP_FIXED;
+    constexpr int RESERVED = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED;
+    arena.back = arena.base;
+    arena.file = memfd_create("store", MFD_CLOEXEC);
+    if (arena.file < 0)
+        return;
+    if (ftruncate(arena.file, static_cast<off_t>(arena.reserved)) == 0 &&
+        mmap(place, arena.reserved, PROT_NONE, SHARED, arena.file, 0) != MAP_FAILED &&
+        mmap(arena.base, arena.reserved, PROT_NONE, SHARED, arena.file, 0) != MAP_FAILED) {
+        arena.back = place;
+        return;
+    }
+    (void)mmap(arena.base, arena.reserved, PROT_NONE, RESERVED, -1, 0);
+    close(arena.file);
+    arena.file = -1;
+}
+
+} // namespace
+
+// Half as much at a time, until there is room for arena, back door, shadow, table and all else. The least is taken
+// without the rest.
 bool storeOpen()
 {
     for (size_t size = STORE_WHOLE; !arena.base && size >= RESERVE_LEAST; size /= 2) {
-        const size_t whole = size + size + tableBytes(size);
+        const size_t whole = 3 * size + tableBytes(size);
         const size_t rest = size == RESERVE_LEAST ? 0 : LEFT_FREE;
         unsigned char *const all = static_cast<unsigned char *>(reserve(whole + rest));
         if (!all)
@@ -147,6 +179,7 @@ bool storeOpen()
         arena.numbers = reinterpret_cast<uint32_t *>(all + size);
         arena.base = all + size + tableBytes(size);
         arena.reserved = size;
+        openBackDoor(arena.base + size);
     }
     return arena.base;
 }
@@ -187,7 +220,8 @@ void storeClear()
     if (!arena.base)
         return;
     if (arena.used > 0) {
-        madvise(arena.base, arena.committed, MADV_DONTNEED);
+        if (madvise(arena.back, arena.committed, arena.back != arena.base ? MADV_REMOVE : MADV_DONTNEED) != 0)
+            memset(arena.back, 0, arena.used);
         madvise(arena.numbers, tableBytes(arena.committed), MADV_DONTNEED);
     }
     arena.used = 0;
@@ -215,6 +249,11 @@ unsigned char *storeBase()
     return arena.base;
 }
 
+unsigned char *storeBack()
+{
+    return arena.back;
+}
+
 size_t storeReserved()
 {
     return arena.reserved;
@@ -233,6 +272,17 @@ size_t storeCommitted()
 const std::vector<store_block_t> &storeBlocks()
 {
     return arena.blocks;
+}
+
+store_stretch_t storeWritten(size_t from)
+{
+    if (arena.back == arena.base)
+        return {from, arena.committed};
+    const off_t data = lseek(arena.file, static_cast<off_t>(from), SEEK_DATA);
+    if (data < 0)
+        return {errno == ENXIO ? arena.committed : from, arena.committed};
+    const off_t hole = lseek(arena.file, data, SEEK_HOLE);
+    return {static_cast<size_t>(data), hole < 0 ? arena.committed : static_cast<size_t>(hole)};
 }
 
 size_t storeRoom(size_t size)

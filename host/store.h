@@ -40,10 +40,17 @@ const store_block_t *storeBlock(const void *address);                    // the 
 // For replication. Blocks are numbered in ascending order of their offsets, those given back included, and keep number,
 // offset and room for good.
 unsigned char *storeBase();
+unsigned char *storeBack(); // where the same bytes can be written whatever protection the arena has, or the base again
 size_t storeReserved();
 unsigned char *storeShadow(); // a second reservation of the same size, usable as far as the arena, for the pages' twins
 size_t storeCommitted();
 const std::vector<store_block_t> &storeBlocks();
+// The next stretch at or behind an offset, or around it, that may hold anything but zeros; both ends are storeCommitted
+// where none follows. To read the rest would give it memory.
+struct store_stretch_t {
+    size_t from, end;
+};
+store_stretch_t storeWritten(size_t from);
 size_t storeRoom(size_t size);             // bytes that a block of the size takes
 int64_t storeBlockAround(uint32_t offset); // number of the block whose room the offset lies in, -1 for none
 // Puts in a block as another process's store has it, zeroed. The caller has checked that its number is the next one, or

@@ -10,12 +10,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include "host/fault.h"
 #include "host/point.h"
+#include "host/raslog.h"
 #include "host/store.h"
 
 namespace {
@@ -30,12 +32,18 @@ struct track_t {
     size_t differing;
     uint32_t idle; // settles in a row without any
     bool lost;     // the arena was opened as a whole
+    track_edit_t *edits;
+    size_t edited;
+    unsigned char *kept; // what the edits' places held
+    size_t kept_bytes;
     struct sigaction before;
 };
 track_t track;
 
-constexpr size_t OPEN_MOST = 4;    // pages that stay open
-constexpr uint32_t IDLE_MOST = 32; // settles
+constexpr size_t OPEN_MOST = 4;     // pages that stay open
+constexpr size_t EDITS_MOST = 256;  // from one settle to the next
+constexpr size_t KEPT_MOST = 32768; // bytes
+constexpr uint32_t IDLE_MOST = 32;  // settles
 
 void *reserve(size_t size)
 {
@@ -78,6 +86,38 @@ void onFault(int, siginfo_t *info, void *)
     errno = error;
 }
 
+#ifdef VELMAR_KILL_POINTS
+
+// Builds for tests compare the whole arena with a copy of their own at each settle: a change that neither a fault nor
+// an edit has found ends the process.
+unsigned char *audited;
+
+void auditBegin()
+{
+    if (!audited)
+        audited = static_cast<unsigned char *>(reserve(storeReserved()));
+    memcpy(audited, storeBase(), storeCommitted());
+}
+
+void auditSettle()
+{
+    for (size_t i = 0; i < track.differing; ++i)
+        memcpy(audited + track.written[i] * track.page, storeBase() + track.written[i] * track.page, track.page);
+    for (const track_edit_t &edit : trackEdits())
+        memcpy(audited + edit.offset, storeBase() + edit.offset, edit.size);
+    if (memcmp(audited, storeBase(), storeCommitted()) == 0)
+        return;
+    rasLog("store: something has changed in a way that no standby is told");
+    abort();
+}
+
+#else
+
+void auditBegin() {}
+void auditSettle() {}
+
+#endif
+
 bool takeFaults()
 {
     struct sigaction action = {};
@@ -100,9 +140,15 @@ bool trackStart()
             *table = static_cast<uint32_t *>(reserve(storeReserved() / track.page * sizeof **table));
     if (!track.twins || !track.open || !track.written || !takeFaults())
         return false;
+    if (!track.edits)
+        track.edits = static_cast<track_edit_t *>(reserve(EDITS_MOST * sizeof *track.edits));
+    if (!track.kept)
+        track.kept = static_cast<unsigned char *>(reserve(KEPT_MOST));
     track.count = track.differing = track.idle = 0;
+    track.edited = track.kept_bytes = 0;
     track.lost = false;
     track.runs = true;
+    auditBegin();
     storeNote(true);
     if (protectAll(PROT_READ))
         return true;
@@ -118,7 +164,7 @@ void trackStop()
     storeNote(false);
     sigaction(SIGSEGV, &track.before, nullptr);
     madvise(track.twins, storeCommitted(), MADV_DONTNEED);
-    track.count = track.differing = 0;
+    track.count = track.differing = track.edited = 0;
     track.runs = false;
 }
 
@@ -153,8 +199,39 @@ const unsigned char *trackTwin(uint32_t page)
     return track.twins + size_t{page} * track.page;
 }
 
+// A range that is inside an earlier one goes along with it. One whose page is open is left to that: the page is
+// compared as a whole.
+void *trackEdit(void *address, size_t size)
+{
+    const size_t offset = static_cast<size_t>(static_cast<unsigned char *>(address) - storeBase());
+    if (!track.runs || !storeHolds(address) || storeBack() == storeBase() || !track.edits || !track.kept)
+        return address;
+    for (size_t i = 0; i < track.edited; ++i) {
+        const track_edit_t &edit = track.edits[i];
+        if (offset >= edit.offset && offset + size <= edit.offset + edit.size)
+            return storeBack() + offset;
+    }
+    for (size_t i = 0; i < std::min(track.count, OPEN_MOST); ++i)
+        if (offset / track.page == track.open[i])
+            return address;
+    if (track.edited == EDITS_MOST || size > KEPT_MOST - track.kept_bytes)
+        return address;
+    unsigned char *const before = track.kept + track.kept_bytes;
+    memcpy(before, address, size);
+    track.kept_bytes += size;
+    track.edits[track.edited++] = {static_cast<uint32_t>(offset), static_cast<uint32_t>(size), before};
+    return storeBack() + offset;
+}
+
+std::span<const track_edit_t> trackEdits()
+{
+    return {track.edits, track.edited};
+}
+
 bool trackSettle()
 {
+    auditSettle();
+    track.edited = track.kept_bytes = 0;
     if (track.count == 0)
         return true;
     track.idle = track.differing > 0 ? 0 : track.idle + 1;

@@ -3,7 +3,7 @@
 //
 // While it runs the arena is read-only. The first write to a page faults; the handler keeps a copy of the page, its
 // twin, and opens it. So a sync costs what was touched and not what exists. Pages written last may stay open and are
-// compared with their twins again.
+// compared with their twins again. A writer that says ahead what it is going to write spares the fault.
 #ifndef HOST_TRACK_H
 #define HOST_TRACK_H
 
@@ -21,7 +21,18 @@ size_t trackPage(); // bytes
 // last trackSettle, in no order.
 std::span<const uint32_t> trackWritten(bool all);
 const unsigned char *trackTwin(uint32_t page); // what such a page held
-// What trackWritten gave last has been taken note of. False if pages could not be protected again.
+
+// Where to write [address, size) of the arena, until trackSettle at the latest: what it held is kept, and whatever is
+// written there is found. The address itself if a fault is to find it, or if nothing is followed.
+void *trackEdit(void *address, size_t size);
+struct track_edit_t {
+    uint32_t offset; // in the arena
+    uint32_t size;
+    const unsigned char *before;
+};
+std::span<const track_edit_t> trackEdits(); // since the last trackSettle, earlier ones first; they may meet
+
+// What trackWritten and trackEdits gave last has been taken note of. False if pages could not be protected again.
 bool trackSettle();
 
 #endif

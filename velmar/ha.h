@@ -93,6 +93,9 @@ void *ha_calloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag)
 void *ha_xcalloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag, const char *name);
 int ha_free(ha_hndl_t ha, void *address);
 int ha_free_all(ha_hndl_t ha);
+// Where to write [address, size), a part of a record, so that the store knows of it ahead: the bytes are the same, the
+// address may be another. To be used at once, for plain values: a pointer to there means nothing in the store.
+void *ha_edit(ha_hndl_t ha, void *address, size_t size);
 void *ha_convert_address(ha_hndl_t ha, void *address); // a replicated address as it is valid here, or null
 
 int ha_add_struct(ha_hndl_t ha, const char *name, size_t size, uint32_t num_fields, const ha_field_t *fields);

@@ -3,8 +3,11 @@
 // refuses memory now and then; and the order, limits and failures that the sequences do not meet.
 #include <list>
 
+#include "host/delta.h"
+#include "host/delta_records.h"
 #include "host/describe.h"
 #include "host/store.h"
+#include "host/track.h"
 #include "lib/avl.h"
 #include "lib/linklist.h"
 #include "lib/tha_mem.h"
@@ -258,6 +261,38 @@ TEST_F(ContainersTest, TheStoreGetsTypesAndTags)
     for (auto *function : {reinterpret_cast<void *>(compareItems), reinterpret_cast<void *>(free)})
         EXPECT_GE(describeFunctionNumber(reinterpret_cast<uintptr_t>(function)), 0);
     EXPECT_NE(lib_tha_avl_tree_reg(STORE, nullptr, "missing"), 0);
+}
+
+// A change is found whether it was told ahead or meets the protection, in any mixture over the same pages.
+TEST_F(ContainersTest, TheStoreFindsEveryChange)
+{
+    constexpr uint32_t SIZE = 6 * 4096;
+    auto *bytes = static_cast<unsigned char *>(ha_calloc(STORE, SIZE, "~U08", 0, 0));
+    const auto number = static_cast<uint32_t>(storeBlock(bytes) - storeBlocks().data());
+    std::vector<unsigned char> copy(SIZE);
+    ASSERT_TRUE(trackStart());
+    deltaRemember();
+    Random random(1);
+    for (int sync = 0; sync < 500; ++sync) {
+        for (uint32_t left = random.below(sync % 20 ? 6 : 800); left > 0; --left) {
+            if (random.oneIn(100) && ha_free(STORE, bytes) == 0)
+                bytes = static_cast<unsigned char *>(ha_calloc(STORE, SIZE, "~U08", 0, 0));
+            const uint32_t size = 1 + random.below(random.oneIn(9) ? 4096 : 16);
+            unsigned char *const at = bytes + random.below(SIZE - size);
+            memset(random.percent(80) ? ha_edit(STORE, at, size) : at, static_cast<int>(random.below(3)), size);
+        }
+        delta_t delta = {};
+        deltaChanges(&delta);
+        ASSERT_TRUE(trackSettle());
+        for (std::span<const uint32_t> rest = delta.words; !rest.empty(); rest = rest.subspan(deltaRecordLength(rest)))
+            if (rest[1] == number && (rest[0] & DELTA_OP) == DELTA_BLOCK)
+                std::fill(copy.begin(), copy.end(), 0);
+            else if (rest[1] == number)
+                memcpy(&copy[rest[2]], &rest[3], rest[0] >> DELTA_SHIFT);
+        ASSERT_EQ(memcmp(copy.data(), bytes, SIZE), 0) << sync;
+    }
+    trackStop();
+    EXPECT_EQ(ha_free(STORE, bytes), 0);
 }
 
 void randomList(unsigned seed, ha_hndl_t ha, int steps)
