@@ -32,6 +32,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "agent/messages/chip.h"
 #include "agent/messages/header.h"
 #include "bench/common.h"
 #include "velmar/mi6.h"
@@ -45,6 +46,7 @@ constexpr size_t HEAD = sizeof(mi6_addr_t);
 
 struct Options {
     int kills = 120;
+    int interfaces = BENCH_PORTS;
     int core = -1;
     std::string daemon = DORVALD_BINARY;
     std::string driver = HSLD_BINARY;
@@ -121,6 +123,14 @@ void startNode(node_t &node, const Options &options)
     receiveAnswer(node, registration);
     turnTo(node, agent);
     exchange(node, setupBatch());
+    for (int number = BENCH_PORTS + 1; number <= options.interfaces; ++number) {
+        Bytes batch = batchHead();
+        qosIfAddMsg_t port = {};
+        port.ifIndex = 14U << 26 | static_cast<uint32_t>(number);
+        snprintf(port.ifName, sizeof port.ifName, "po%d", number);
+        appendMessage(batch, QOS_IFADD_MSG, port);
+        exchange(node, batch);
+    }
 }
 
 // Sends every millisecond until the first acknowledgement; the new active one's registration comes ahead of it.
@@ -239,12 +249,16 @@ Options readOptions(int argc, char **argv)
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (option == "--kills")
             options.kills = numberOf("--kills", value, 1);
+        else if (option == "--interfaces")
+            options.interfaces = numberOf("--interfaces", value, 1);
         else if (option == "--core")
             options.core = numberOf("--core", value, 0);
         else if (option == "--daemon" && value)
             options.daemon = value;
         else
-            fail("unknown option '" + option + "'\nusage: takeover [--kills N] [--core N] [--daemon FILE]");
+            fail("unknown option '" + option +
+                 "'\nusage: takeover [--kills N] [--interfaces N] [--core N] "
+                 "[--daemon FILE]");
     }
     return options;
 }

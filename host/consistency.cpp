@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Consistency of a dump. It is laid out in memory of its own, with every pointer as the place that it leads to; then
-// each list, tree and queue in it is walked as its users will walk it. A link is believed only if the other end leads
-// back, so no walk is longer than what there is.
+// Consistency of a dump, or of the store as it is. A dump is laid out in memory of its own, with every pointer as the
+// place that it leads to; the store is looked at where it lies. Then each list, tree and queue is walked as its users
+// will walk it. A link is believed only if the other end leads back, so no walk is longer than what there is.
 //
 //   tnx_list_t      head, tail, count      tnx_listnode_t  next, prev, data
 //   tnx_avl_tree_t  root, count, free_list  tnx_avl_node_t  left, right, parent, balance, rank, flag, info
@@ -13,11 +13,13 @@
 #include <cstdio>
 #include <cstring>
 #include <sys/mman.h>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "host/delta_records.h"
 #include "host/describe.h"
+#include "host/store.h"
 
 namespace {
 
@@ -39,16 +41,24 @@ struct tree_fields_t {
     uint32_t type, root, count, compare, pool, spare, node, left, right, parent, balance, rank, flag, info;
 };
 
-struct image_t {
-    unsigned char *bytes = nullptr;
-    uint64_t size = 0;
-    std::vector<part_t> parts;     // blocks in use, then objects: in ascending order
-    std::vector<uint64_t> objects; // where they begin
-    std::vector<uint64_t> blocks;  // likewise by number
+// What the descriptions have that is walked; found anew when there are more of them.
+struct shape_t {
+    uint64_t hash = 0; // of all descriptions
     list_fields_t list = {};
     tree_fields_t tree = {};
     bool has_lists = false;
     bool has_trees = false;
+    std::unordered_map<uint32_t, std::vector<describe_part_t>> walked; // by type: its lists, trees and queues
+};
+shape_t shape;
+
+struct image_t {
+    bool is_store = false; // its pointers are addresses, and objects lie apart
+    unsigned char *bytes = nullptr;
+    uint64_t size = 0;
+    std::vector<part_t> parts;            // blocks in use, then objects: in ascending order
+    std::vector<uint64_t> objects;        // where they begin
+    std::vector<uint64_t> blocks;         // likewise by number
     std::unordered_set<place_t> nodes;    // of lists and trees, met so far
     std::unordered_set<uint64_t> checked; // where records begin that were looked at
     std::string wrong;
@@ -130,19 +140,63 @@ void fillIn(image_t *image, std::span<const uint32_t> words)
     }
 }
 
+// ---- The store
+
+void layOutStore(image_t *image)
+{
+    image->is_store = true;
+    image->bytes = storeBase();
+    const auto &blocks = storeBlocks();
+    image->parts.reserve(blocks.size() + describeObjects().size());
+    for (const store_block_t &block : blocks)
+        if (block.used && block.size > 0)
+            image->parts.push_back({block.offset, block.size, block.type});
+    layOutObjects(image, blocks.empty() ? 0 : blocks.back().offset + storeRoom(blocks.back().size));
+}
+
+// As a dump would tell it: null for what no block, object or function is at.
+place_t placeOf(const image_t &image, uintptr_t address)
+{
+    if (address == 0)
+        return 0;
+    if (storeHolds(reinterpret_cast<const void *>(address))) {
+        const uint32_t at = static_cast<uint32_t>(address - reinterpret_cast<uintptr_t>(storeBase()));
+        const store_block_t &block = storeBlocks()[static_cast<size_t>(storeBlockAround(at))];
+        return block.used && at - block.offset < std::max(block.size, 1U) ? place_t{at} + 1 : 0;
+    }
+    if (const int64_t function = describeFunctionNumber(address); function >= 0)
+        return FUNCTION + static_cast<place_t>(function);
+    const auto &objects = describeObjects();
+    for (size_t i = 0; i < objects.size(); ++i) {
+        const uintptr_t distance = address - reinterpret_cast<uintptr_t>(objects[i].address);
+        if (distance < objects[i].size)
+            return image.objects[i] + distance + 1;
+    }
+    return 0;
+}
+
+const unsigned char *bytesAt(const image_t &image, place_t record)
+{
+    const uint64_t at = record - 1;
+    if (!image.is_store || image.objects.empty() || at < image.objects.front())
+        return image.bytes + at;
+    const auto behind = std::upper_bound(image.objects.begin(), image.objects.end(), at);
+    return describeObjects()[static_cast<size_t>(behind - image.objects.begin()) - 1].address + (at - behind[-1]);
+}
+
 // ---- Reading it
 
 place_t pointerAt(const image_t &image, place_t record, uint32_t offset)
 {
     uintptr_t value;
-    memcpy(&value, image.bytes + record - 1 + offset, sizeof value);
-    return value;
+    memcpy(&value, bytesAt(image, record) + offset, sizeof value);
+    return image.is_store ? placeOf(image, value) : value;
 }
 
 int32_t numberAt(const image_t &image, place_t record, uint32_t offset)
 {
     int32_t value;
-    memcpy(&value, image.bytes + record - 1 + offset, sizeof value);
+    memcpy(&value, bytesAt(image, record) + offset, sizeof value);
     return value;
 }
 
@@ -180,7 +234,7 @@ bool isMetAgain(image_t *image, place_t node)
 
 bool checkList(image_t *image, place_t list)
 {
-    const list_fields_t &f = image->list;
+    const list_fields_t &f = shape.list;
     uint32_t count = 0;
     place_t before = 0;
     for (place_t node = pointerAt(*image, list, f.head); node; node = pointerAt(*image, node, f.next)) {
@@ -207,7 +261,7 @@ struct subtree_t {
 
 bool checkSubtree(image_t *image, place_t node, place_t parent, int32_t flag, unsigned depth, subtree_t *found)
 {
-    const tree_fields_t &f = image->tree;
+    const tree_fields_t &f = shape.tree;
     *found = {0, 0};
     if (!node)
         return true;
@@ -233,7 +287,7 @@ bool checkSubtree(image_t *image, place_t node, place_t parent, int32_t flag, un
 
 bool checkTree(image_t *image, place_t tree)
 {
-    const tree_fields_t &f = image->tree;
+    const tree_fields_t &f = shape.tree;
     const place_t root = pointerAt(*image, tree, f.root);
     subtree_t found;
     if (!checkSubtree(image, root, 0, 0, 0, &found))
@@ -288,13 +342,23 @@ bool checkEntry(image_t *image, place_t record, uint32_t offset, const describe_
     return true;
 }
 
+const std::vector<describe_part_t> &walkedIn(uint32_t type)
+{
+    const auto [entry, is_new] = shape.walked.try_emplace(type);
+    for (const describe_part_t &part : is_new ? describeParts(type) : std::span<const describe_part_t>())
+        if ((shape.has_lists && part.type == shape.list.type) || (shape.has_trees && part.type == shape.tree.type) ||
+            describeQueue(part.type))
+            entry->second.push_back(part);
+    return entry->second;
+}
+
 bool checkRecord(image_t *image, place_t record, uint32_t type)
 {
-    for (const describe_part_t &part : describeParts(type)) {
+    for (const describe_part_t &part : walkedIn(type)) {
         const place_t at = record + part.offset;
-        if (image->has_lists && part.type == image->list.type && !checkList(image, at))
+        if (shape.has_lists && part.type == shape.list.type && !checkList(image, at))
             return false;
-        if (image->has_trees && part.type == image->tree.type && !checkTree(image, at))
+        if (shape.has_trees && part.type == shape.tree.type && !checkTree(image, at))
             return false;
         const describe_queue_t *const queue = describeQueue(part.type);
         if (!queue)
@@ -306,8 +370,12 @@ bool checkRecord(image_t *image, place_t record, uint32_t type)
     return true;
 }
 
-void findFields(image_t *image)
+void findShape()
 {
+    if (shape.hash == describeHash())
+        return;
+    shape = {};
+    shape.hash = describeHash();
     const auto type = [](const char *name, uint32_t *to) {
         const int64_t found = describeType(name);
         *to = static_cast<uint32_t>(found);
@@ -318,12 +386,12 @@ void findFields(image_t *image)
         *to = static_cast<uint32_t>(found);
         return found >= 0;
     };
-    list_fields_t &l = image->list;
-    image->has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
-                       has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
-                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
-    tree_fields_t &t = image->tree;
-    image->has_trees =
+    list_fields_t &l = shape.list;
+    shape.has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
+                      has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
+                      has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
+    tree_fields_t &t = shape.tree;
+    shape.has_trees =
         type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
         has(t.type, "count", &t.count) && has(t.type, "compare_function", &t.compare) &&
         has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
@@ -335,10 +403,11 @@ void findFields(image_t *image)
 bool checkRange(image_t *image, const part_t &part, uint64_t from, uint64_t end)
 {
     const uint32_t size = describePlan(part.type)->size;
-    if (size == 0 || describeParts(part.type).empty())
+    if (size == 0 || walkedIn(part.type).empty())
         return true;
     for (uint64_t at = from / size * size; at < end && at + size <= part.size; at += size)
-        if (image->checked.insert(part.begin + at).second && !checkRecord(image, part.begin + at + 1, part.type))
+        if ((image->is_store || image->checked.insert(part.begin + at).second) &&
+            !checkRecord(image, part.begin + at + 1, part.type))
             return false;
     return true;
 }
@@ -374,7 +443,7 @@ std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena)
     image_t image;
     layOutBlocks(&image, words);
     layOutObjects(&image, arena);
-    findFields(&image);
+    findShape();
     const size_t size = std::max<size_t>(image.size, 1);
     void *const map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (map == MAP_FAILED)
@@ -383,5 +452,16 @@ std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena)
     fillIn(&image, words);
     checkAll(&image, words);
     munmap(map, size);
+    return image.wrong;
+}
+
+std::string consistencyOfStore()
+{
+    image_t image;
+    layOutStore(&image);
+    findShape();
+    for (const part_t &part : image.parts)
+        if (!checkRange(&image, part, 0, part.size))
+            break;
     return image.wrong;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Inside the host library: whether the lists, trees and tail queues of a dump hold together. The host knows them by the
-// names of their records and fields, as every process describes them.
+// Inside the host library: whether the lists, trees and tail queues of a dump or of the store hold together. The host
+// knows them by the names of their records and fields, as every process describes them.
 #ifndef HOST_CONSISTENCY_H
 #define HOST_CONSISTENCY_H
 
@@ -10,5 +10,6 @@
 
 // Of a dump that is well-formed: empty, or what does not hold. `arena` is the bytes that its blocks take.
 std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena);
+std::string consistencyOfStore(); // likewise of the store and the objects as they are
 
 #endif

@@ -406,6 +406,8 @@ void handOver(const velmar_sender_t &client, const char *text)
         room = waiting.size() < WAITING_MOST;
         if (room)
             waiting[++last_number] = {client, text};
+        if (posted >= POSTED_MOST) // should the loop have dropped them all, none would bring it here again
+            (void)processPost(MSGQ_TYPE_SMI, last_posted);
     }
     if (room)
         postWaiting();
@@ -496,20 +498,23 @@ void ctl_offer(const ctl_ops_t *ops)
     batchesOffer(ops->log);
 }
 
+// The command of that number, and those ahead of it: the loop drops a message that it has no memory for.
 void smi_process(void *message)
 {
-    waiting_t taken;
-    {
-        const std::lock_guard<std::mutex> lock(waiting_lock);
-        const auto found = waiting.find(processWord(message));
-        if (found == waiting.end())
-            return;
-        taken = found->second;
-        waiting.erase(found);
-        --posted;
+    for (;;) {
+        waiting_t taken;
+        {
+            const std::lock_guard<std::mutex> lock(waiting_lock);
+            const auto first = waiting.begin();
+            if (first == waiting.end() || first->first > processWord(message))
+                return;
+            taken = first->second;
+            waiting.erase(first);
+            --posted;
+        }
+        postWaiting();
+        const char *arg;
+        if (const command_t *command = findCommand(taken.command.c_str(), &arg))
+            answer(taken.client, command->run(arg));
     }
-    postWaiting();
-    const char *arg;
-    if (const command_t *command = findCommand(taken.command.c_str(), &arg))
-        answer(taken.client, command->run(arg));
 }

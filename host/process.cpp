@@ -127,6 +127,8 @@ bool processThread(void *(*entry)(void *), void *arg)
     const int rc = pthread_create(&thread, &attributes, entry, arg);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     pthread_attr_destroy(&attributes);
+    if (rc != 0)
+        errno = rc;
     return rc == 0;
 }
 

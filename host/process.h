@@ -13,7 +13,7 @@ constexpr unsigned PROCESS_WORD_OFFSET = 28;
 int processPost(uint8_t type, uint32_t word); // 0, or not if there is no queue yet or it is full
 uint32_t processWord(const void *message);
 
-// Starts a detached thread of the host with every signal blocked: false on failure.
+// Starts a detached thread of the host with every signal blocked: false with errno on failure.
 bool processThread(void *(*entry)(void *), void *arg);
 
 // The orderly end: exit callback, files of the run directory, then the process with `status`. Any thread may call it.

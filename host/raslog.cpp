@@ -127,6 +127,7 @@ void put(const char *text)
         followName();
     }
     // What the disk does not take goes to standard error, which somebody else keeps.
+    errno = ENOSPC; // where only a part of it was written
     if (faultFails(FAULT_WRITE) || write(log_fd, line, static_cast<size_t>(length)) != length)
         complain("%s: %s", text, strerror(errno));
 }

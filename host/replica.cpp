@@ -180,13 +180,12 @@ void replicaStart()
     standbyBegin();
 }
 
-bool replicaCatchUp()
+namespace {
+
+// The active process counted the copy to its end.
+bool isUpToDate(uint32_t copy)
 {
-    standbyReadAll();
-    const uint32_t copy = standbyCopy();
     const holders_t list = holdersMine();
-    if (!copy)
-        return false;
     if (!list.known) {
         rasLog("store: the list of copies is lost, this process relies on its own");
         return true;
@@ -196,6 +195,15 @@ bool replicaCatchUp()
             return true;
     rasLog("store: this process was cut off before its predecessor ended, its copy is too old");
     return false;
+}
+
+} // namespace
+
+bool replicaCatchUp()
+{
+    standbyReadAll();
+    const uint32_t copy = standbyCopy();
+    return copy && isUpToDate(copy) && standbyCopyHolds();
 }
 
 void replicaLead(bool complete, bool was_free)

@@ -49,6 +49,8 @@ enum class content_t {
 };
 content_t standbyContent();
 uint32_t standbyCopy(); // number of the dump that the copy began with, 0 if it is none
+// Updates are checked one by one: whether what they came to can be worked with. If not it is no copy any more.
+bool standbyCopyHolds();
 
 void standbyBegin(); // to look for an active process
 void standbyOnTimer();

@@ -11,6 +11,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "host/consistency.h"
 #include "host/delta.h"
 #include "host/describe.h"
 #include "host/packet.h"
@@ -187,7 +188,8 @@ void seekActive()
     sockaddr_un address;
     const int fd = replicaAddress(&address) ? packetSocket() : -1;
     int pid;
-    errno = EPERM; // of an active process that is somebody else's
+    if (fd >= 0)
+        errno = EPERM; // of an active process that is somebody else's
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
         peerMayConnect(fd, &pid) &&
         packetSend(fd, PACKET_HELLO, describeHash(), 0, VELMAR_VERSION, strlen(VELMAR_VERSION)) >= 0 &&
@@ -228,6 +230,16 @@ content_t standbyContent()
 uint32_t standbyCopy()
 {
     return side.content == content_t::COPY ? side.copy : 0;
+}
+
+bool standbyCopyHolds()
+{
+    const std::string wrong = consistencyOfStore();
+    if (wrong.empty())
+        return true;
+    rasLog("store: the copy does not hold together and is dropped: %s", wrong.c_str());
+    spoilCopy();
+    return false;
 }
 
 void standbyBegin()

@@ -270,7 +270,8 @@ bool replaceSocket(bound_t *entry)
 {
     const int fresh = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int old = entry->fd;
-    peerAsk(fresh); // ahead of its first datagram
+    if (fresh >= 0)
+        peerAsk(fresh); // ahead of its first datagram
     bool done = fresh >= 0 && bindLocked(fresh, entry->path, runOwner(entry->path) != 0) == 0;
     if (done) {
         for (const int option : {SO_SNDTIMEO, SO_RCVTIMEO}) {

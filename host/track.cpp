@@ -152,7 +152,9 @@ bool trackStart()
     storeNote(true);
     if (protectAll(PROT_READ))
         return true;
+    const int error = errno;
     trackStop();
+    errno = error;
     return false;
 }
 

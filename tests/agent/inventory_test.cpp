@@ -139,6 +139,17 @@ TEST(Inventory, InterfaceOrder)
     };
     for (const auto &[ifindex, port] : ports)
         EXPECT_EQ(qosIfPort(ifindex), port) << std::hex << ifindex;
+    // Where the code of a speed lies, and the port as the driver's messages have it.
+    const std::map<uint32_t, unsigned> speeds = {{6, 12}, {26, 12}, {32, 12}, {3, 6}, {62, 6}, {61, 4}};
+    for (const auto &[type, low] : speeds)
+        for (const uint32_t mbps : {10000, 0, 1000, 40000, 100000, 0}) {
+            static uint32_t code;
+            EXPECT_EQ(qaSchGetSpeedFromIf(type << 26 | (code++ % 6) << low), mbps) << type;
+        }
+    for (const auto &[type, low] : std::map<uint32_t, unsigned>{{6, 7}, {33, 7}, {14, 9}, {30, 9}})
+        EXPECT_EQ(qaIfindexPort(type << 26 | 5U << low), 5) << type;
+    EXPECT_EQ(qaIfindexPort(18U << 26), -1);
+    EXPECT_EQ(qaSchGetSpeedFromIf(18U << 26), 0U);
 }
 
 TEST(Inventory, ChipUpMessageToRecord)

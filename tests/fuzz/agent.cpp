@@ -19,6 +19,7 @@
 #include "core/trace.h"
 #include "dorvald/control.h"
 #include "dorvald/startup.h"
+#include "host/consistency.h"
 #include "host/delta.h"
 #include "host/socket.h"
 #include "host/store.h"
@@ -370,7 +371,7 @@ void agentCheck()
     agentRun(0);
     agentHeard();
     checkPort();
-    const std::string wrong = deltaWrong(agentDump(), true, 0);
+    const std::string wrong = consistencyOfStore();
     FUZZ_CHECK(wrong.empty(), wrong);
 }
 

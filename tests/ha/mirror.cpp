@@ -167,9 +167,10 @@ int FakeActive::accept(uint64_t *hash)
     return fd;
 }
 
-void FakeActive::give(int fd, uint64_t sequence, const Words &words)
+void FakeActive::give(int fd, uint64_t sequence, const Words &words, bool is_dump)
 {
-    EXPECT_GE(packetSend(fd, PACKET_DUMP, sequence, DUMP_NUMBER, words.data(), words.size() * sizeof(uint32_t)), 0);
+    const packet_kind_t kind = is_dump ? PACKET_DUMP : PACKET_DELTA;
+    EXPECT_GE(packetSend(fd, kind, sequence, DUMP_NUMBER, words.data(), words.size() * sizeof(uint32_t)), 0);
 }
 
 void FakeActive::setHolders(const std::vector<int> &pids)

@@ -35,7 +35,7 @@ public:
     ~FakeActive() { end(); }
     FakeActive(const FakeActive &) = delete;
     int accept(uint64_t *hash = nullptr); // the next standby's connection, which has said hello
-    void give(int fd, uint64_t sequence, const Words &words);
+    void give(int fd, uint64_t sequence, const Words &words, bool is_dump = true);
     void setHolders(const std::vector<int> &pids);
     void hangUp(); // on all standbys
     void end();    // as if it died

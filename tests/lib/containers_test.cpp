@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // AVL trees and lists against models, in long random sequences, on the heap, in pools and in a store that
 // refuses memory now and then; and the order, limits and failures that the sequences do not meet.
+#include <deque>
 #include <list>
 
 #include "host/delta.h"
@@ -378,7 +379,8 @@ TEST_F(ContainersTest, ListsWithoutOrderAndTheirEnds)
     EXPECT_EQ(list_lookup_data_tail_sorted(other, &i[4]), nullptr); // the first smaller one ends it
     list_delete(other);
     EXPECT_EQ(i[3].key + i[4].key, 407);
-    list_delete(list);
+    EXPECT_EQ(listnode_delete_data(list, &i[3]), 0);
+    list_delete_list(list);
     list_delete(nullptr);
     EXPECT_TRUE(!listFind(nullptr, i[0]) && listView<Item>(nullptr).begin() == listView<Item>(nullptr).end());
 }
