@@ -181,11 +181,13 @@ std::string stat(const char *arg)
         return formatted("error: stat takes no argument, '%s' was given", arg);
     const ctl_ops_t *ops = offered.load();
     const election_role_t role = electionRole();
+    const std::string why = replicaNotMirrored();
     return formatted("ok {\"stage\":%d,\"pid\":%d,\"role\":\"%s\",\"since\":%u,\"blocks\":%u,\"bytes\":%u,"
-                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u,\"version\":\"%s\"}",
+                     "\"syncs\":%u,\"standbys\":%u,\"refused\":%u,\"version\":\"%s\"%s%s%s}",
                      ops && ops->stage_index ? ops->stage_index() : -1, static_cast<int>(getpid()), role.name,
                      role.seconds, store_totals.blocks.load(), store_totals.bytes.load(), store_totals.syncs.load(),
-                     replicaStandbys(), peersRefused(), VELMAR_VERSION);
+                     replicaStandbys(), peersRefused(), VELMAR_VERSION, why.empty() ? "" : ",\"not_mirrored\":\"",
+                     why.c_str(), why.empty() ? "" : "\"");
 }
 
 std::string traceShow(const char *arg)

@@ -3,9 +3,12 @@
 // on the connections and rings for the main thread, by a message of type 18; the main thread does the rest.
 #include "host/replica.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <semaphore.h>
 #include <set>
 #include <sys/epoll.h>
@@ -30,6 +33,7 @@ constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread p
 constexpr uint32_t WORD_NAME = 3;    // likewise, that the socket's name is gone
 constexpr size_t SAID_MOST = 64;
 constexpr timespec POST_RETRY = {0, 10000000};
+constexpr size_t PLAIN_MOST = 400; // characters
 
 enum class part_t {
     STANDBY,
@@ -44,6 +48,10 @@ struct engine_t {
     std::set<std::string> said; // by replicaSayOnce
 };
 engine_t engine;
+
+std::mutex note_lock; // what follows
+int note_pid;
+std::string note;
 
 void *ringMainThread(void *)
 {
@@ -111,6 +119,27 @@ void replicaSaidEnough()
     engine.said.clear();
 }
 
+void replicaNote(int pid, const std::string &why)
+{
+    const std::lock_guard<std::mutex> lock(note_lock);
+    note_pid = pid;
+    note = why;
+}
+
+std::string replicaNotMirrored()
+{
+    const std::lock_guard<std::mutex> lock(note_lock);
+    return note.empty() || (kill(note_pid, 0) != 0 && errno == ESRCH) ? std::string() : note;
+}
+
+std::string replicaPlain(const void *text, size_t length)
+{
+    std::string plain(static_cast<const char *>(text), std::min(length, PLAIN_MOST));
+    std::replace_if(
+        plain.begin(), plain.end(), [](char c) { return c < ' ' || c > '~' || c == '"' || c == '\\'; }, '?');
+    return plain;
+}
+
 bool replicaAddress(sockaddr_un *address)
 {
     char path[sizeof address->sun_path];
@@ -167,6 +196,7 @@ void replicaLead(bool complete, bool was_free)
 {
     standbyEnd(true);
     replicaSaidEnough();
+    replicaNote(0, "");
     engine.part = part_t::ACTIVE;
     activeBegin(complete, was_free);
 }

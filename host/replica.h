@@ -5,6 +5,7 @@
 #define HOST_REPLICA_H
 
 #include <cstdint>
+#include <string>
 #include <sys/uio.h>
 
 #include "velmar/ha.h"
@@ -38,5 +39,7 @@ enum replica_message_t : uint16_t { REPLICA_UPDATE = 4, REPLICA_MESSAGE = 5 };
 unsigned replicaSend(replica_message_t kind, uint32_t type, const iovec *vectors, unsigned count);
 
 unsigned replicaStandbys(); // those that were given a dump; any thread
+// Why this process is not mirrored to, or another not by it: empty if nothing is known against it; any thread.
+std::string replicaNotMirrored();
 
 #endif
