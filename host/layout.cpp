@@ -158,7 +158,8 @@ void settle(std::vector<layout_range_t> *ranges)
     std::vector<layout_range_t> settled;
     for (const layout_range_t &range : *ranges) {
         layout_range_t *const last = settled.empty() ? nullptr : &settled.back();
-        if (last && !last->pointer && !range.pointer && range.from <= last->from + last->size &&
+        const bool plain = range.kind == layout_kind_t::PLAIN;
+        if (last && plain && last->kind == layout_kind_t::PLAIN && range.from <= last->from + last->size &&
             range.to - range.from == last->to - last->from)
             last->size = std::max(last->from + last->size, range.from + range.size) - last->from;
         else if (range.size > 0)
@@ -167,11 +168,19 @@ void settle(std::vector<layout_range_t> *ranges)
     *ranges = settled;
 }
 
-// The last pointer of a queue's head and a link's way back lead to the pointer ahead of them.
-bool leadsBack(std::string_view record, std::string_view row)
+layout_kind_t kindOf(std::string_view record, const describe_row_t &row)
 {
-    return (record.starts_with("struct th_") && row == "tqh_last") ||
-           (record.starts_with("struct te_") && row == "tqe_prev");
+    constexpr std::string_view BACK[][2] = {{"struct th_", "tqh_last"}, {"struct te_", "tqe_prev"}};
+    constexpr std::string_view ELEMENTS[][2] = {{"tnx_listnode_t", "data"}, {"tnx_avl_node_t", "info"}};
+    if (row.type != DESCRIBE_POINTER)
+        return layout_kind_t::PLAIN;
+    for (const auto &back : BACK)
+        if (record.starts_with(back[0]) && row.name == back[1])
+            return layout_kind_t::BACK;
+    for (const auto &element : ELEMENTS)
+        if (record == element[0] && row.name == element[1])
+            return layout_kind_t::ELEMENT;
+    return layout_kind_t::POINTER;
 }
 
 // A record of both processes: its type's ranges and initials from those of the types ahead of it. Empty, or the row
@@ -196,8 +205,7 @@ std::string matchRow(const describe_record_t &here, const describe_row_t &to, co
         return text("%s size: it is %u bytes there and %u here", field.c_str(), from.size, to.size);
     const layout_type_t &nested = match.types[from.type];
     if (plain) {
-        made->ranges.push_back(
-            {from.offset, to.offset, to.size, to.type == DESCRIBE_POINTER, leadsBack(here.name, to.name)});
+        made->ranges.push_back({from.offset, to.offset, to.size, kindOf(here.name, to)});
         return {};
     }
     for (uint32_t i = 0; i < count; ++i) {
@@ -224,7 +232,8 @@ std::string matchRecord(const describe_record_t &here, const describe_layout_t &
     if (isBuiltIn(here) && here.size != there.size)
         return text("%s changed its size: it is %u bytes there and %u here", name.c_str(), there.size, here.size);
     if (isBuiltIn(here))
-        made->ranges.push_back({0, 0, here.size, made->own == DESCRIBE_POINTER, false});
+        made->ranges.push_back(
+            {0, 0, here.size, made->own == DESCRIBE_POINTER ? layout_kind_t::POINTER : layout_kind_t::PLAIN});
     for (const describe_row_t &row : here.rows) {
         const auto same = std::find_if(there.rows.begin(), there.rows.end(),
                                        [&row](const describe_row_t &other_row) { return other_row.name == row.name; });

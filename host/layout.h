@@ -20,12 +20,17 @@
 std::vector<uint32_t> layoutWords(); // of this process
 
 // A range of another process's record, and where it stands in this one's.
+enum class layout_kind_t {
+    PLAIN,
+    POINTER,
+    BACK,    // a pointer that leads to a pointer, also where a record begins at the same place
+    ELEMENT, // a pointer of a list's or a tree's node to what it holds, which must be something
+};
 struct layout_range_t {
     uint32_t from;
     uint32_t to;
     uint32_t size;
-    bool pointer;
-    bool back; // a pointer that leads to a pointer and not to a record, where both begin at the same place
+    layout_kind_t kind;
 };
 // What this process's record has in a field that the other one lacks.
 struct layout_initial_t {

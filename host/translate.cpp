@@ -19,7 +19,7 @@ using words_t = std::span<const uint32_t>;
 
 constexpr size_t GROWTH_MOST = 64;              // words that come of one, on the whole,
 constexpr size_t GROWTH_FREE = size_t{1} << 20; // and so many more
-constexpr uint32_t PLACEHOLDER_TYPE = 0;        // a byte, for a block whose records this process does not have
+constexpr uint32_t PLACEHOLDER_TYPE = 0;        // bytes, for a block whose records this process does not have
 
 // A block of the other process.
 struct block_t {
@@ -125,12 +125,11 @@ uint32_t findRoom(uint32_t size)
 std::string ownSize(const block_t &block, uint64_t *size)
 {
     const layout_type_t &type = now.match.types[block.type];
-    *size = 1;
-    if (type.own < 0)
-        return {};
-    if (block.size % type.from_size != 0)
+    *size = block.size;
+    if (type.own >= 0 && block.size % type.from_size != 0)
         return "a block holds a part of a record";
-    *size = uint64_t{block.size / type.from_size} * type.to_size;
+    if (type.own >= 0)
+        *size = *size / type.from_size * type.to_size;
     return *size < storeReserved() ? std::string()
                                    : "there is no room for a block of " + std::to_string(*size) + " bytes";
 }
@@ -226,7 +225,7 @@ void translateBytes(said_t *said, words_t record)
             const uint64_t begin = n * type.from_size + range.from;
             const uint64_t start = std::max<uint64_t>(from, begin);
             const uint64_t stop = std::min(end, begin + range.size);
-            if (!range.pointer && start < stop)
+            if (range.kind == layout_kind_t::PLAIN && start < stop)
                 putBytes(said, static_cast<uint32_t>(spot.own),
                          static_cast<uint32_t>(n * type.to_size + range.to + (start - begin)), bytes + (start - from),
                          static_cast<uint32_t>(stop - start));
@@ -236,16 +235,19 @@ void translateBytes(said_t *said, words_t record)
 const layout_range_t *rangeAround(const layout_type_t &type, uint32_t offset, bool pointer)
 {
     for (const layout_range_t &range : type.ranges)
-        if (range.pointer >= pointer && offset >= range.from && offset - range.from < range.size)
+        if ((!pointer || range.kind != layout_kind_t::PLAIN) && offset >= range.from &&
+            offset - range.from < range.size)
             return &range;
     return nullptr;
 }
 
-// Where an offset into the other process's records lies here, -1 for nowhere: a field that this process lacks.
-int64_t ownOffset(const layout_type_t &type, uint32_t offset, bool back)
+// Where an offset into the other process's records lies here, -1 for nowhere: a field or a record that this process
+// lacks. What a list or tree holds of such records stays something, as nobody here knows that list.
+int64_t ownOffset(const layout_type_t &type, uint32_t offset, layout_kind_t kind)
 {
     if (type.own < 0)
-        return back ? -1 : 0;
+        return kind == layout_kind_t::ELEMENT ? 0 : -1;
+    const bool back = kind == layout_kind_t::BACK;
     const uint32_t within = offset % type.from_size;
     const int64_t record = int64_t{offset / type.from_size} * type.to_size;
     if (within == 0 && !back)
@@ -261,7 +263,7 @@ struct target_t {
 };
 
 // What a pointer leads to here, or nowhere. False if it leads nowhere there either.
-bool translateTarget(words_t record, bool back, target_t *target)
+bool translateTarget(words_t record, layout_kind_t pointer, target_t *target)
 {
     const uint32_t kind = record[0] >> DELTA_SHIFT;
     *target = {DELTA_TO_NULL, 0, 0};
@@ -278,7 +280,7 @@ bool translateTarget(words_t record, bool back, target_t *target)
     const spot_t spot = spotOf(record[3] | (object ? DELTA_OBJECT : 0));
     if (!spot.type || record[4] >= std::max(spot.size, 1U))
         return false;
-    const int64_t offset = spot.own < 0 ? -1 : ownOffset(*spot.type, record[4], back);
+    const int64_t offset = spot.own < 0 ? -1 : ownOffset(*spot.type, record[4], pointer);
     if (offset >= 0)
         *target = {kind, static_cast<uint32_t>(spot.own) & ~DELTA_OBJECT, static_cast<uint32_t>(offset)};
     return true;
@@ -298,7 +300,7 @@ void translatePointer(said_t *said, words_t record)
     if (!range || (within - range->from) % sizeof(void *) != 0)
         return;
     target_t target;
-    if (!translateTarget(record, range->back, &target)) {
+    if (!translateTarget(record, range->kind, &target)) {
         said->wrong = "a reference leads nowhere";
         return;
     }
