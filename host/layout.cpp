@@ -195,14 +195,15 @@ std::string matchRow(const describe_record_t &here, const describe_row_t &to, co
     const describe_record_t &type = own.records[to.type];
     const describe_record_t &its = other.records[from.type];
     if (type.name != its.name)
-        return text("%s type: it is %.*s there and %.*s here", field.c_str(), static_cast<int>(its.name.size()),
-                    its.name.data(), static_cast<int>(type.name.size()), type.name.data());
+        return text("%s type: %.*s in the active process, %.*s in the standby", field.c_str(),
+                    static_cast<int>(its.name.size()), its.name.data(), static_cast<int>(type.name.size()),
+                    type.name.data());
     if (to.big_endian != from.big_endian)
         return field + " byte order";
     const uint32_t count = type.size ? to.size / type.size : 0;
     const bool plain = isBuiltIn(type);
     if (plain ? from.size != to.size : (its.size ? from.size / its.size : 0) != count)
-        return text("%s size: it is %u bytes there and %u here", field.c_str(), from.size, to.size);
+        return text("%s size: %u bytes in the active process, %u in the standby", field.c_str(), from.size, to.size);
     const layout_type_t &nested = match.types[from.type];
     if (plain) {
         made->ranges.push_back({from.offset, to.offset, to.size, kindOf(here.name, to)});
@@ -227,10 +228,11 @@ std::string matchRecord(const describe_record_t &here, const describe_layout_t &
 {
     const std::string name(here.name);
     if (here.version != there.version)
-        return text("%s changed its meaning: its version is %u there and %u here", name.c_str(), there.version,
-                    here.version);
+        return text("%s changed its meaning: version %u in the active process, %u in the standby", name.c_str(),
+                    there.version, here.version);
     if (isBuiltIn(here) && here.size != there.size)
-        return text("%s changed its size: it is %u bytes there and %u here", name.c_str(), there.size, here.size);
+        return text("%s changed its size: %u bytes in the active process, %u in the standby", name.c_str(), there.size,
+                    here.size);
     if (isBuiltIn(here))
         made->ranges.push_back(
             {0, 0, here.size, made->own == DESCRIBE_POINTER ? layout_kind_t::POINTER : layout_kind_t::PLAIN});

@@ -347,11 +347,11 @@ TEST(Takeover, AddressesDifferAndMonitorsGoOn)
 // Either way round, the standby says what it is, and both tell.
 TEST(Takeover, FieldThatChangedItsMeaningIsRefusedByName)
 {
-    const std::string field = "qosPauseProfile_t.minThreshold changed its type: it is ";
+    const std::string field = "qosPauseProfile_t.minThreshold changed its type: ";
     Duo duo;
     const int other = duo.start({}, DORVALD_OTHER_BINARY);
     EXPECT_TRUE(duo.logged(duo.first, "process " + std::to_string(other) + " cannot take this one's records: " + field +
-                                          "~U32 there and ~I32 here, it is not mirrored to"));
+                                          "~U32 in the active process, ~I32 in the standby, it is not mirrored to"));
     EXPECT_TRUE(duo.logged(other, "not mirrored: the active process's records cannot be taken: " + field));
     for (const int pid : {duo.first, other})
         EXPECT_NE(duo.ctl(pid, "stat").find(field), std::string::npos) << duo.ctl(pid, "stat");
@@ -360,7 +360,7 @@ TEST(Takeover, FieldThatChangedItsMeaningIsRefusedByName)
     duo.kill(duo.second);
     EXPECT_TRUE(duo.logged(other, "this process is active, from the start"));
     const int ordinary = duo.start();
-    EXPECT_TRUE(duo.logged(ordinary, field + "~I32 there and ~U32 here"));
+    EXPECT_TRUE(duo.logged(ordinary, field + "~I32 in the active process, ~U32 in the standby"));
 }
 
 // As one of a build that knows none.
