@@ -47,9 +47,10 @@ lock_file_t file;
 
 // The kernel closes a dead process's descriptors from the highest down and waits some 10 ms for an inotify one: the
 // lock stands above all others, so that nobody waits for those. A limit that forbids it leaves the lock where it is.
+constexpr int ABOVE_OTHERS = 1000;
+
 int raised(int fd)
 {
-    constexpr int ABOVE_OTHERS = 1000;
     const int high = fcntl(fd, F_DUPFD_CLOEXEC, ABOVE_OTHERS);
     if (high < 0)
         return fd;
@@ -188,6 +189,15 @@ bool lockWaiting(int fd)
 }
 
 } // namespace
+
+void lockFileMakeRoom()
+{
+    const int any = open("/", O_PATH | O_CLOEXEC);
+    const int high = fcntl(any, F_DUPFD_CLOEXEC, ABOVE_OTHERS);
+    for (const int fd : {any, high})
+        if (fd >= 0)
+            close(fd);
+}
 
 bool lockFileOpen(const ha_register_t *record)
 {

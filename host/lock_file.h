@@ -6,6 +6,10 @@
 
 #include "velmar/ha.h"
 
+// Makes the kernel's table of descriptors as large as the lock will need it. That takes microseconds, but some 20 ms
+// where the process has a second thread.
+void lockFileMakeRoom();
+
 // Opens the file or makes it, with a list of nobody: false with errno, and the path or the name in lockFilePath.
 bool lockFileOpen(const ha_register_t *record);
 const char *lockFilePath(); // "" before lockFileOpen

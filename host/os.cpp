@@ -150,6 +150,8 @@ uint64_t velmar_time_base()
 // Only a wait with a limit that is not over yet has anything to do with a step.
 int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
 {
+    if (const int kept = qosMarkKept(fds, count); kept > 0)
+        return kept;
     if (timeout_ms <= 0)
         return pollPlain(fds, count, timeout_ms < 0 ? -1 : 0);
     const int waiter = clockWaiter(); // poll passes over -1
@@ -167,6 +169,9 @@ int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms)
 // has come already; one that comes in that first moment is seen at its end.
 int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout)
 {
+    qos_sock_t *const driver = socketAlone(nfds, readable, writable, except);
+    if (driver && qosKeeps(driver))
+        return 1;
     timeval wait = timeout ? *timeout : timeval{};
     if (wait.tv_sec <= 0 && wait.tv_usec <= 0)
         return select(nfds, readable, writable, except, timeout ? &wait : nullptr);
@@ -181,8 +186,11 @@ int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, 
             FD_ZERO(&asked[i]);
     }
     if (clock_offset_ms.load(std::memory_order_relaxed) == offset_read_ms) {
+        const int came = driver && limit > SOON_US ? qosAwait(driver, nfds - 1) : -1;
+        if (came > 0)
+            return came;
         wait = timevalOf(std::min(limit, SOON_US));
-        const int ready = select(nfds, readable, writable, except, &wait);
+        const int ready = came < 0 ? select(nfds, readable, writable, except, &wait) : 0;
         if (ready > 0 || (ready < 0 && errno != EINTR))
             return ready;
     }

@@ -14,6 +14,7 @@
 #include "host/complain.h"
 #include "host/election.h"
 #include "host/fault.h"
+#include "host/lock_file.h"
 #include "host/node.h"
 #include "host/run.h"
 #include "host/swd.h"
@@ -135,6 +136,7 @@ void velmar_sigdefaults(const char *progname)
     signal(SIGXFSZ, SIG_IGN);
     atexit(leaveTheEndAlone);
     sem_init(&signalled, 0, 0);
+    lockFileMakeRoom();
     signals_taken = processThread(signalThread, nullptr);
     if (!signals_taken)
         return;

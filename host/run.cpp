@@ -273,10 +273,12 @@ bool replaceSocket(bound_t *entry)
     peerAsk(fresh); // ahead of its first datagram
     bool done = fresh >= 0 && bindLocked(fresh, entry->path, runOwner(entry->path) != 0) == 0;
     if (done) {
-        timeval limit = {};
-        socklen_t length = sizeof limit;
-        if (getsockopt(old, SOL_SOCKET, SO_SNDTIMEO, &limit, &length) == 0)
-            setsockopt(fresh, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        for (const int option : {SO_SNDTIMEO, SO_RCVTIMEO}) {
+            timeval limit = {};
+            socklen_t length = sizeof limit;
+            if (getsockopt(old, SOL_SOCKET, option, &limit, &length) == 0)
+                setsockopt(fresh, SOL_SOCKET, option, &limit, sizeof limit);
+        }
         copyOption(old, fresh, SO_RCVBUF, 2);
         copyOption(old, fresh, SO_SNDBUF, 2);
         fcntl(fresh, F_SETFL, fcntl(old, F_GETFL));

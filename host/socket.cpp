@@ -4,6 +4,7 @@
 #include "velmar/socket.h"
 
 #include <cerrno>
+#include <cstring>
 #include <unistd.h>
 
 #include "host/run.h"
@@ -36,6 +37,18 @@ int socketDropErrors(struct pollfd *fds, unsigned count)
         dropped += entry->revents == 0;
     }
     return dropped;
+}
+
+qos_sock_t *socketAlone(int nfds, const fd_set *readable, const fd_set *writable, const fd_set *except)
+{
+    const int fd = nfds - 1;
+    const socket_slot_t *slot = slotOf(fd);
+    if (!slot->qos || fd >= FD_SETSIZE || !readable || writable || except || !FD_ISSET(fd, readable))
+        return nullptr;
+    fd_set alone;
+    FD_ZERO(&alone);
+    FD_SET(fd, &alone);
+    return memcmp(&alone, readable, sizeof alone) == 0 ? slot->qos : nullptr;
 }
 
 int velmar_socket(int family, int type, int protocol)

@@ -24,23 +24,20 @@ uint16_t read16(const uint8_t *at)
 // cell for each (row, column) of each slot; a cell's answer is the 16 bits at offset 3 of its place.
 int32_t portOfMap(uint32_t ifindex)
 {
-    constexpr uint32_t HEAD_CELLS = 7;
-    constexpr uint32_t CELL = 4;
+    constexpr int32_t HEAD_CELLS = 7;
+    constexpr int32_t CELL = 4; // bytes
     if (!ifm_mmap_xsfp)
         ifm_hsl_mmap_xsfp_init();
     if (!ifm_mmap_xsfp)
         return -1;
-    const uint32_t rows = read16(ifm_mmap_xsfp + 20);
-    const uint32_t columns = read16(ifm_mmap_xsfp + 22);
-    const uint32_t slot_field = bits(ifindex, 21, 25);
-    const uint32_t slot = slot_field ? slot_field - 1 : 0;
-    const uint32_t row = bits(ifindex, 13, 20);
-    const uint32_t column = bits(ifindex, 9, 12);
-    if (row == 0 || row > rows || column > columns)
-        return -1;
-    const uint32_t cell = (row - 1) * columns + slot * rows * columns + HEAD_CELLS;
-    const uint8_t *place = ifm_mmap_xsfp + CELL * cell + (column ? CELL * (column - 1) : 0);
-    return read16(place + 3);
+    const int32_t rows = read16(ifm_mmap_xsfp + 20);
+    const int32_t columns = read16(ifm_mmap_xsfp + 22);
+    const int32_t slot_field = static_cast<int32_t>(bits(ifindex, 21, 25));
+    const int32_t slot = slot_field ? slot_field - 1 : 0;
+    const int32_t row = static_cast<int32_t>(bits(ifindex, 13, 20));
+    const int32_t column = static_cast<int32_t>(bits(ifindex, 9, 12));
+    const int32_t cell = (row - 1) * columns + slot * rows * columns + HEAD_CELLS;
+    return read16(ifm_mmap_xsfp + CELL * (cell + (column ? column - 1 : 0)) + 3);
 }
 
 // What stands for the port in the table's order.

@@ -36,7 +36,8 @@ constexpr bool qosIfIsPhysical(uint32_t ifindex)
 // Slot number, -1 for a type that has no slot.
 int32_t qosIfSlot(uint32_t ifindex);
 
-// Physical port number, -1 for a type that has none and for a place outside the shared port map.
+// Physical port number, -1 for a type that has none. That of type 3 is what the shared port map holds, which goes on
+// behind the last slot as far as any index reaches: a row or column past its slot's reads the next one's.
 int32_t qosIfPort(uint32_t ifindex);
 
 // The two numbers that policer lines print for an index, "slot/port", -1 where there is none. Their port counts from

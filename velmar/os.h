@@ -18,7 +18,8 @@ uint64_t velmar_time_base();
 // As poll(2); `timeout_ms` counts on velmar_now's clock, -1 waits without limit.
 int velmar_poll(struct pollfd *fds, unsigned count, int timeout_ms);
 
-// As select(2); a null `timeout` waits without limit. `timeout` is not changed.
+// As select(2), but a signal whose handler returns does not end the wait; a null `timeout` waits without limit.
+// `timeout` is not changed.
 int velmar_select(int nfds, fd_set *readable, fd_set *writable, fd_set *except, const struct timeval *timeout);
 
 // As pipe(2): result 0, or -1 with errno.

@@ -3,8 +3,7 @@
 #include "platform/common/stat_copy.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 
@@ -49,7 +48,13 @@ void statCopy(std::span<const statStep_t> steps, const unsigned char *response, 
 
 void statWriteText(char *text, size_t size, uint64_t counter)
 {
-    snprintf(text, size, "%" PRIu64, counter);
+    if (size == 0)
+        return;
+    char digits[20]; // of 64 bits
+    const size_t length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, counter).ptr - digits);
+    const size_t shown = std::min(length, size - 1);
+    memcpy(text, digits, shown);
+    text[shown] = '\0';
 }
 
 void statAddText(char *text, size_t size, uint64_t counter)

@@ -13,7 +13,7 @@
 
 qosDriverStatus_t tslRedChipInit(qosChip_t *chip); // slot 36: 0
 
-// The chip's number of a manager profile, or 65535; see platform/red_profiles.h.
+// The chip's number of a manager profile, or 65535; see platform/common/red_profiles.h.
 uint16_t tslGetRedMappedProfile(qosChip_t *chip, uint16_t profile);
 uint16_t tslAllocRedMappedProfile(qosChip_t *chip, uint16_t profile);
 void tslPutRedMappedProfile(qosChip_t *chip, uint16_t profile);

@@ -323,7 +323,7 @@ TEST_F(Host, Mi6FullReceiverIsWaitedForOnce)
     EXPECT_EQ("w", receive(manager).data);
 }
 
-TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
+TEST_F(Host, WaitsForTheDriver)
 {
     const int fd = velmar_socket(AF_QOS, SOCK_RAW, 0);
     qosSockAddr_t address = {};
@@ -332,13 +332,14 @@ TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
     EXPECT_EQ(-1, velmar_bind(fd, &address, 27));
     EXPECT_EQ(0, velmar_bind(fd, &address, sizeof address));
     const Socket driver(run / "qos/driver");
+    const sockaddr_un own = addressOf(run / "qos" / ("group1." + std::to_string(getpid())));
     // A driver that connects and lets go with a datagram unread leaves an error at the other end.
     const auto leaveError = [&] {
         char frame[] = "two";
         iovec vector = {frame, 3};
         const msghdr message = {&address, sizeof address, &vector, 1, nullptr, 0, 0};
         EXPECT_EQ(3, velmar_sendmsg(fd, &message, 0));
-        sockaddr_un to = addressOf(run / "qos" / ("group1." + std::to_string(getpid())));
+        sockaddr_un to = own;
         EXPECT_EQ(0, connect(driver.fd, reinterpret_cast<sockaddr *>(&to), sizeof to));
         to.sun_family = AF_UNSPEC;
         EXPECT_EQ(0, connect(driver.fd, reinterpret_cast<sockaddr *>(&to), sizeof to));
@@ -348,6 +349,29 @@ TEST_F(Host, ErrorOfTheConnectionEndsNoPoll)
     };
     leaveError();
     EXPECT_EQ(EAGAIN, receive(fd).error); // nor is it anything to be received
+    fd_set alone;
+    FD_ZERO(&alone);
+    FD_SET(fd, &alone);
+    const timeval second = {1, 0};
+    leaveError(); // but a wait for this socket alone ends with it
+    EXPECT_EQ(1, velmar_select(fd + 1, &alone, nullptr, nullptr, &second));
+    char start[3];
+    iovec vector = {start, sizeof start};
+    msghdr message = {nullptr, 0, &vector, 1, nullptr, 0, 0};
+    EXPECT_EQ(-1, velmar_recvmsg(fd, &message, 0));
+    EXPECT_EQ(ECONNRESET, errno);
+    // What such a wait received is there for whoever looks, until it is taken, cut to the room.
+    EXPECT_EQ(5, sendto(driver.fd, "first", 5, 0, reinterpret_cast<const sockaddr *>(&own), sizeof own));
+    EXPECT_EQ(1, velmar_select(fd + 1, &alone, nullptr, nullptr, &second));
+    EXPECT_EQ(1, velmar_select(fd + 1, &alone, nullptr, nullptr, &second));
+    pollfd kept[] = {{-1, POLLIN, 0}, {fd, POLLIN, 0}};
+    EXPECT_EQ(1, velmar_poll(kept, 2, -1));
+    EXPECT_EQ(POLLIN, kept[1].revents);
+    EXPECT_EQ(3, velmar_recvmsg(fd, &message, 0));
+    EXPECT_EQ(MSG_TRUNC, message.msg_flags & MSG_TRUNC);
+    EXPECT_EQ(0, memcmp(start, "fir", 3));
+    EXPECT_EQ(0, velmar_poll(kept, 2, 0));
+    EXPECT_EQ(EAGAIN, receive(fd).error);
     int pipe_fds[2];
     ASSERT_EQ(0, velmar_pipe(pipe_fds));
     for (const int limit : {0, 60, -1}) {
