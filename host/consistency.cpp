@@ -326,15 +326,16 @@ void findFields(image_t *image)
     list_fields_t &l = image->list;
     image->has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
                        has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
-                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data) && has(l.type, "ha_hndl", &l.store);
+                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
+    image->has_lists = image->has_lists && has(l.type, "ha_hndl", &l.store);
     tree_fields_t &t = image->tree;
-    image->has_trees = type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) &&
-                       has(t.type, "root", &t.root) && has(t.type, "count", &t.count) &&
-                       has(t.type, "compare_function", &t.compare) && has(t.type, "max_nodes", &t.pool) &&
-                       has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
-                       has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) &&
-                       has(t.node, "balance", &t.balance) && has(t.node, "rank", &t.rank) &&
-                       has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info) && has(t.type, "ha_hndl", &t.store);
+    image->has_trees =
+        type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
+        has(t.type, "count", &t.count) && has(t.type, "compare_function", &t.compare) &&
+        has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
+        has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
+        has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
+    image->has_trees = image->has_trees && has(t.type, "ha_hndl", &t.store);
 }
 
 // The records of a part that lie in [from, end), each once.
