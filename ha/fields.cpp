@@ -17,8 +17,8 @@
 namespace {
 
 template <typename Record>
-constexpr qosHaStruct_t described = {qosMembersOf<Record>::name, sizeof(Record), qosStoreRows<Record>.size(),
-                                     qosStoreRows<Record>.data()};
+constexpr qosHaStruct_t described = {qosMembersOf<Record>::name,  sizeof(Record),       qosStoreRows<Record>.size(),
+                                     qosStoreRows<Record>.data(), qosVersionOf<Record>, qosStoreDetails<Record>.data()};
 
 } // namespace
 
@@ -129,7 +129,7 @@ static_assert(
             rows += record.rows;
         return std::size(qosHaStructs) == 95 && rows == 530;
     }(),
-    "the replicated format has changed: nodes of the format before it can't stand by for this one");
+    "the replicated format has changed: docs/upgrading.md tells what nodes of the format before it need");
 
 static_assert(
     [] {

@@ -15,6 +15,8 @@ struct qosHaStruct_t {
     uint32_t size; // bytes
     uint32_t rows;
     const ha_field_t *fields;
+    uint32_t version;
+    const ha_detail_t *details; // one for each row
 };
 
 // Read by qos_ha_struct_register. The records of trees and lists and those of the modules' own hooks are not in it.

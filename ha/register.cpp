@@ -53,6 +53,8 @@ int qos_ha_struct_register()
             QOS_ERR("Failed to register %s, rc: %d", record.name, rc);
         else
             QOS_INF("Successfully registered %s with THA", record.name);
+        if (rc == 0)
+            (void)ha_add_details(qos_velmar_state.ha, record.name, record.version, record.rows, record.details);
     }
     return rc;
 }

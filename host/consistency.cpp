@@ -3,9 +3,10 @@
 // place that it leads to; the store is looked at where it lies. Then each list, tree and queue is walked as its users
 // will walk it. A link is believed only if the other end leads back, so no walk is longer than what there is.
 //
-//   tnx_list_t      head, tail, count      tnx_listnode_t  next, prev, data
+//   tnx_list_t      head, tail, count       tnx_listnode_t  next, prev, data
 //   tnx_avl_tree_t  root, count, free_list  tnx_avl_node_t  left, right, parent, balance, rank, flag, info
-//   struct th_X     tqh_first, tqh_last    struct te_X     tqe_next, tqe_prev; the element is a record X
+//   both            ha_hndl: by which their users give back what they have
+//   struct th_X     tqh_first, tqh_last     struct te_X     tqe_next, tqe_prev; the element is a record X
 #include "host/consistency.h"
 
 #include <algorithm>
@@ -35,10 +36,10 @@ struct part_t {
 };
 
 struct list_fields_t {
-    uint32_t type, head, tail, count, node, next, prev, data;
+    uint32_t type, head, tail, count, store, node, next, prev, data;
 };
 struct tree_fields_t {
-    uint32_t type, root, count, compare, pool, spare, node, left, right, parent, balance, rank, flag, info;
+    uint32_t type, root, count, compare, pool, spare, store, node, left, right, parent, balance, rank, flag, info;
 };
 
 // What the descriptions have that is walked; found anew when there are more of them.
@@ -237,6 +238,8 @@ bool checkList(image_t *image, place_t list)
     const list_fields_t &f = shape.list;
     uint32_t count = 0;
     place_t before = 0;
+    if (numberAt(*image, list, f.store) < 1)
+        return fail(image, "a list is of no store");
     for (place_t node = pointerAt(*image, list, f.head); node; node = pointerAt(*image, node, f.next)) {
         if (!isRecord(*image, node, f.node))
             return fail(image, "a list leads to something that is no node of one");
@@ -290,6 +293,8 @@ bool checkTree(image_t *image, place_t tree)
     const tree_fields_t &f = shape.tree;
     const place_t root = pointerAt(*image, tree, f.root);
     subtree_t found;
+    if (numberAt(*image, tree, f.store) < 1)
+        return fail(image, "a tree is of no store");
     if (!checkSubtree(image, root, 0, 0, 0, &found))
         return false;
     if (found.count != numberAt(*image, tree, f.count))
@@ -390,6 +395,7 @@ void findShape()
     shape.has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
                       has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
+    shape.has_lists = shape.has_lists && has(l.type, "ha_hndl", &l.store);
     tree_fields_t &t = shape.tree;
     shape.has_trees =
         type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
@@ -397,6 +403,7 @@ void findShape()
         has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
         has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
         has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
+    image->has_trees = image->has_trees && has(t.type, "ha_hndl", &t.store);
 }
 
 // The records of a part that lie in [from, end), each once.

@@ -272,6 +272,13 @@ void deltaWhole(delta_t *delta)
                  objects[i].size);
 }
 
+void deltaStartOf(delta_t *delta, uint32_t object)
+{
+    const describe_object_t &is = describeObjects()[object];
+    if (const unsigned char *const bytes = deltaStart(object))
+        putRange(delta, {DELTA_OBJECT | object, describePlan(is.type), bytes, nullptr}, 0, is.size);
+}
+
 void deltaCommit(delta_t *delta, uint64_t sequence)
 {
     put(delta, {DELTA_COMMIT, delta->records, static_cast<uint32_t>(sequence), static_cast<uint32_t>(sequence >> 32)});

@@ -34,13 +34,18 @@ void deltaChanges(delta_t *delta);
 // Everything. Leaves what deltaChanges compares with alone.
 void deltaWhole(delta_t *delta);
 void deltaCommit(delta_t *delta, uint64_t sequence);
+// An object with the bytes that it had when the process started (deltaKeepStart), which are put in its place.
+void deltaStartOf(delta_t *delta, uint32_t object);
 // Memory of that many bytes is to be had: asked ahead of a dump, as a machine that has none would end the process.
 bool deltaRoomFor(size_t bytes);
 
+// Empty, or what is wrong with the row of records itself: one that is cut short, or the commit mark.
+std::string deltaRowWrong(std::span<const uint32_t> words, uint64_t sequence);
 // Checks a delta against the store as it is, or a dump against an empty one: empty, or what is wrong with it.
 std::string deltaWrong(std::span<const uint32_t> words, bool dump, uint64_t sequence);
 // What objects hold ahead of the first dump, kept once; and the way back to it, with an empty store.
 void deltaKeepStart();
+const unsigned char *deltaStart(uint32_t object); // null before that
 void deltaBackToStart();
 void deltaClear(); // the store empty and objects zeroed, as a dump is told against
 // Takes a checked one, a dump behind deltaClear. False if memory ran out on the way.

@@ -229,6 +229,11 @@ void deltaKeepStart()
             start.emplace_back(object.address, object.address + object.size);
 }
 
+const unsigned char *deltaStart(uint32_t object)
+{
+    return object < start.size() ? start[object].data() : nullptr;
+}
+
 void deltaBackToStart()
 {
     storeClear();
@@ -242,6 +247,17 @@ void deltaClear()
     storeClear();
     for (const describe_object_t &object : describeObjects())
         setObject(object, nullptr);
+}
+
+std::string deltaRowWrong(words_t words, uint64_t sequence)
+{
+    for (size_t at = 0; at < words.size();) {
+        const size_t length = deltaRecordLength(words.subspan(at));
+        if (length == 0)
+            return text("the record at word %zu is cut short or of unknown kind", at);
+        at += length;
+    }
+    return checkCommit(words, sequence);
 }
 
 std::string deltaWrong(words_t words, bool dump, uint64_t sequence)

@@ -17,6 +17,8 @@ struct struct_t {
     uint32_t index; // order of registration
     size_t size;
     std::vector<ha_field_t> fields; // names and types stay where the process keeps them
+    uint32_t version = 1;
+    const ha_detail_t *details = nullptr; // one for each field, or none
 };
 
 struct object_t {
@@ -38,8 +40,7 @@ constexpr built_in_t BUILT_IN[] = {{"~U08", 1},
                                    {"~Ptr", sizeof(void *)},
                                    {"~Hdl", sizeof(ha_hndl_t)}};
 constexpr uint32_t BUILT_INS = sizeof BUILT_IN / sizeof *BUILT_IN;
-constexpr uint32_t POINTER = 6;
-static_assert(std::string_view(BUILT_IN[POINTER].name) == "~Ptr");
+static_assert(std::string_view(BUILT_IN[DESCRIBE_POINTER].name) == "~Ptr");
 
 std::map<std::string, struct_t, std::less<>> structs;
 std::map<std::string, object_t, std::less<>> objects;
@@ -54,7 +55,9 @@ struct derived_t {
     std::vector<describe_object_t> objects;
     std::vector<uintptr_t> functions;
     std::unordered_map<uintptr_t, uint32_t> numbers;
+    describe_layout_t layout;
     uint64_t hash;
+    uint32_t format;
 };
 derived_t derived;
 
@@ -75,7 +78,7 @@ bool sameFields(const struct_t &known, uint32_t num_fields, const ha_field_t *fi
 void addField(std::vector<describe_leaf_t> &leaves, const ha_field_t &field, uint32_t type)
 {
     if (type < BUILT_INS) {
-        leaves.push_back({field.offset, field.size, type == POINTER});
+        leaves.push_back({field.offset, field.size, type == DESCRIBE_POINTER});
         return;
     }
     const describe_plan_t &nested = derived.plans[type];
@@ -161,7 +164,7 @@ void makePlans()
         ordered[entry.second.index - BUILT_INS] = &entry;
     derived.plans.clear();
     for (uint32_t i = 0; i < BUILT_INS; ++i)
-        derived.plans.push_back({BUILT_IN[i].width, {{0, BUILT_IN[i].width, i == POINTER}}});
+        derived.plans.push_back({BUILT_IN[i].width, {{0, BUILT_IN[i].width, i == DESCRIBE_POINTER}}});
     derived.parts.assign(BUILT_INS, {});
     for (const auto *entry : ordered) {
         describe_plan_t plan = {static_cast<uint32_t>(entry->second.size), {}};
@@ -213,6 +216,8 @@ void makeHash()
         mix(&hash, name);
         mix(&hash, record.index);
         mix(&hash, record.size);
+        if (record.version != 1) // which builds that know no versions take for granted
+            mix(&hash, record.version);
         for (const ha_field_t &field : record.fields) {
             mix(&hash, field.name);
             mix(&hash, field.offset);
@@ -228,6 +233,46 @@ void makeHash()
     for (const auto &entry : functions)
         mix(&hash, entry.first);
     derived.hash = hash;
+}
+
+void makeFormat()
+{
+    uint64_t orders = 0xcbf29ce484222325;
+    for (const describe_record_t &record : derived.layout.records)
+        for (const describe_row_t &row : record.rows)
+            mix(&orders, row.big_endian);
+    derived.format = DESCRIBE_FORMAT << 24 | static_cast<uint32_t>((orders ^ orders >> 32) & 0xffffff);
+}
+
+// Rows whose type was not described before them stay out, as they are not copied; one that reaches over the end is cut.
+describe_record_t recordOf(const std::string &name, const struct_t &record)
+{
+    describe_record_t made = {name, record.version, static_cast<uint32_t>(record.size), {}};
+    for (size_t i = 0; i < record.fields.size(); ++i) {
+        const ha_field_t &field = record.fields[i];
+        const int64_t type = describeType(field.type);
+        const ha_detail_t detail = record.details ? record.details[i] : ha_detail_t{};
+        if (type >= 0 && type < record.index)
+            made.rows.push_back({field.name, field.offset, std::min(field.size, made.size - field.offset),
+                                 static_cast<uint32_t>(type), detail.big_endian, detail.initial});
+    }
+    return made;
+}
+
+void makeLayout()
+{
+    describe_layout_t &layout = derived.layout;
+    layout = {};
+    for (const built_in_t &type : BUILT_IN)
+        layout.records.push_back({type.name, 1, type.width, {}});
+    layout.records.resize(BUILT_INS + structs.size());
+    for (const auto &[name, record] : structs)
+        layout.records[record.index] = recordOf(name, record);
+    for (const auto &[name, object] : objects)
+        layout.objects.push_back(
+            {name, static_cast<uint32_t>(object.size), static_cast<uint32_t>(describeType(object.type.c_str()))});
+    for (const auto &entry : functions)
+        layout.functions.push_back(entry.first);
 }
 
 const derived_t &derive()
@@ -248,6 +293,8 @@ const derived_t &derive()
         derived.functions.push_back(address);
     }
     makeHash();
+    makeLayout();
+    makeFormat();
     derived.made = true;
     return derived;
 }
@@ -265,7 +312,18 @@ int describeStruct(const char *name, size_t size, uint32_t num_fields, const ha_
         if (!fields[i].name || !fields[i].type || fields[i].offset > size)
             return -1;
     const uint32_t index = BUILT_INS + static_cast<uint32_t>(structs.size());
-    structs[name] = {index, size, std::vector<ha_field_t>(fields, fields + num_fields)};
+    structs[name] = {index, size, std::vector<ha_field_t>(fields, fields + num_fields), 1, nullptr};
+    derived.made = false;
+    return 0;
+}
+
+int describeDetails(const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details)
+{
+    const auto known = structs.find(std::string_view(name));
+    if (known == structs.end() || known->second.fields.size() != num_fields)
+        return -1;
+    known->second.version = version;
+    known->second.details = details;
     derived.made = false;
     return 0;
 }
@@ -352,7 +410,17 @@ uintptr_t describeFunctionAt(uint32_t number)
     return number < now.functions.size() ? now.functions[number] : 0;
 }
 
+const describe_layout_t &describeLayout()
+{
+    return derive().layout;
+}
+
 uint64_t describeHash()
 {
     return derive().hash;
+}
+
+uint32_t describeFormat()
+{
+    return derive().format;
 }

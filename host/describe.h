@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "velmar/ha.h"
@@ -13,6 +14,7 @@
 // 0; HA_EXISTS if the name is taken by something else; -1 for a description that makes no sense. An identical repeat is
 // accepted.
 int describeStruct(const char *name, size_t size, uint32_t num_fields, const ha_field_t *fields);
+int describeDetails(const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details);
 int describeObject(const char *name, void *address, size_t size, const char *type);
 int describeFunction(const char *name, void (*function)());
 
@@ -58,7 +60,39 @@ const std::vector<describe_object_t> &describeObjects();
 int64_t describeFunctionNumber(uintptr_t address); // -1 for a function that has no name
 uintptr_t describeFunctionAt(uint32_t number);     // 0 for no such number
 
-// Of all descriptions: processes whose hashes differ cannot hold each other's records.
+// All of it by name, as a process of another build is told. Types go by their place among the records.
+constexpr uint32_t DESCRIBE_POINTER = 6; // the built-in type of a pointer
+struct describe_row_t {
+    std::string_view name;
+    uint32_t offset;
+    uint32_t size;
+    uint32_t type; // ahead of the record's own
+    bool big_endian;
+    uint64_t initial;
+};
+struct describe_record_t {
+    std::string_view name;
+    uint32_t version;
+    uint32_t size;
+    std::vector<describe_row_t> rows; // none of a built-in type
+};
+struct describe_root_t {
+    std::string_view name;
+    uint32_t size;
+    uint32_t type;
+};
+struct describe_layout_t {
+    std::vector<describe_record_t> records; // built-in types first
+    std::vector<describe_root_t> objects;   // by number, as the functions
+    std::vector<std::string_view> functions;
+};
+const describe_layout_t &describeLayout();
+
+// Of all descriptions: processes whose hashes differ cannot hold each other's records as they are.
 uint64_t describeHash();
+// How this process describes its layout to one of another hash, in the highest 8 bits, and a hash of the byte orders in
+// the others. 0 from builds that describe nothing.
+constexpr uint32_t DESCRIBE_FORMAT = 1;
+uint32_t describeFormat();
 
 #endif

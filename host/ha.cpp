@@ -111,6 +111,11 @@ int ha_add_struct(ha_hndl_t ha, const char *name, size_t size, uint32_t num_fiel
     return ha == STORE_HANDLE ? describeStruct(name, size, num_fields, fields) : BAD_HANDLE;
 }
 
+int ha_add_details(ha_hndl_t ha, const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details)
+{
+    return ha == STORE_HANDLE ? describeDetails(name, version, num_fields, details) : BAD_HANDLE;
+}
+
 int ha_add_object(ha_hndl_t ha, const char *name, void *address, size_t size, const char *type, int, int)
 {
     return ha == STORE_HANDLE ? describeObject(name, address, size, type) : BAD_HANDLE;

@@ -9,12 +9,15 @@
 #include <sys/types.h>
 
 enum packet_kind_t : uint16_t {
-    PACKET_HELLO = 1, // standby's first: `number` is the hash of its descriptions, the payload its version as text
+    PACKET_HELLO = 1, // standby's first: `number` is the hash of its descriptions, `type` how it describes them
+                      // (describeFormat), the payload its version as text. Also its answer to a description that it can
+                      // translate, with the number and type that came with that
     PACKET_DUMP = 2,  // `number` is the sequence
     PACKET_DELTA = 3, // likewise
     PACKET_UPDATE = 4,
     PACKET_MESSAGE = 5,
-    PACKET_REFUSED = 6, // the reason as text
+    PACKET_REFUSED = 6, // the reason as text; a standby's, if it cannot translate what the active process described
+    PACKET_LAYOUT = 7, // host/layout.h, for a standby whose hello was another; number and type as in a hello of its own
 };
 
 struct packet_t {
@@ -22,7 +25,7 @@ struct packet_t {
     uint16_t version;
     uint16_t kind;
     uint64_t number;
-    uint32_t type;   // of an update; of a dump the number that its copy goes by
+    uint32_t type;   // of an update; of a dump the number that its copy goes by; see also above
     uint32_t length; // bytes of the payload, behind this or in the file
 };
 static_assert(sizeof(packet_t) == 24);

@@ -3,8 +3,10 @@
 // on the connections and rings for the main thread, by a message of type 18; the main thread does the rest.
 #include "host/replica.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -35,6 +37,7 @@ constexpr timespec POST_RETRY = {0, 10000000};
 // A standby with a copy looks again after this time: to wake it costs more than to take many updates, and what waits in
 // its connection is as safe as what it has taken. The connection has room for far more than comes in the meantime.
 constexpr timespec STANDBY_CALM = {0, 1000000};
+constexpr size_t PLAIN_MOST = 400; // characters
 
 enum class part_t {
     STANDBY,
@@ -80,6 +83,7 @@ void onTimer()
 // For "stat", which another thread asks for.
 std::mutex trouble_lock;
 std::string trouble; // why there is no standby, or no copy here; empty if nothing is in the way
+int trouble_pid;     // as long as this process runs, 0 for always
 std::string service; // SERVICE.INSTANCE
 
 } // namespace
@@ -111,16 +115,18 @@ void replicaSetTimer(long ms, bool at_once)
     timerfd_settime(engine.timer, 0, &times, nullptr);
 }
 
-void replicaTrouble(const std::string &line)
+void replicaTrouble(const std::string &line, int pid)
 {
     const std::lock_guard<std::mutex> lock(trouble_lock);
     trouble = line;
+    trouble_pid = pid;
 }
 
 std::string replicaTrouble()
 {
     const std::lock_guard<std::mutex> lock(trouble_lock);
-    return trouble;
+    const bool over = trouble_pid != 0 && kill(trouble_pid, 0) != 0 && errno == ESRCH;
+    return over ? std::string() : trouble;
 }
 
 std::string replicaService()
@@ -142,6 +148,14 @@ void replicaSaidEnough()
 {
     replicaTrouble("");
     engine.said.clear();
+}
+
+std::string replicaPlain(const void *text, size_t length)
+{
+    std::string plain(static_cast<const char *>(text), std::min(length, PLAIN_MOST));
+    std::replace_if(
+        plain.begin(), plain.end(), [](char c) { return c < ' ' || c > '~' || c == '"' || c == '\\'; }, '?');
+    return plain;
 }
 
 bool replicaAddress(sockaddr_un *address)
@@ -210,6 +224,7 @@ void replicaLead(bool complete, bool was_free)
 {
     standbyEnd(true);
     replicaSaidEnough();
+    replicaTrouble("");
     engine.part = part_t::ACTIVE;
     activeBegin(complete, was_free);
 }

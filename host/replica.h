@@ -42,7 +42,7 @@ unsigned replicaStandbys(); // those that were given a dump; any thread
 
 // What keeps a copy from being made or followed, as the event log has it; empty if nothing is known to. Any thread.
 std::string replicaTrouble();
-void replicaTrouble(const std::string &line);
+void replicaTrouble(const std::string &line, int pid = 0);
 std::string replicaService(); // "SERVICE.INSTANCE", empty before replicaJoin; any thread
 
 #endif

@@ -20,6 +20,7 @@
 #include "host/describe.h"
 #include "host/election.h"
 #include "host/holders.h"
+#include "host/layout.h"
 #include "host/packet.h"
 #include "host/peer.h"
 #include "host/point.h"
@@ -41,6 +42,7 @@ constexpr int64_t SILENT_US = 1000000; // a connection that has said no hello un
 // A standby's connection: each state follows the one before it, and all end with the connection.
 enum class standby_state_t {
     KNOCKED, // has not said hello
+    SHOWN,   // has said hello with other layouts than this process's, and was sent these
     DUE,     // has said hello and is due a dump
     JOINED,  // has been given it, and is given every delta
 };
@@ -264,17 +266,41 @@ std::string versionIn(const received_t &hello)
     return version.empty() || !plain ? "unknown" : version;
 }
 
+// A build that describes nothing goes by the hash alone.
+bool isSameLayout(const packet_t &hello)
+{
+    constexpr uint32_t ORDERS = 0xffffff;
+    return hello.number == describeHash() && (hello.type == 0 || ((hello.type ^ describeFormat()) & ORDERS) == 0);
+}
+
+// A standby of another build that can translate says hello again, with this process's layout.
+void showLayout(standby_t *standby, const std::string &version)
+{
+    replicaSayOnce("process " + std::to_string(standby->pid) +
+                   " has other record layouts than this one and is shown these: its version is " + version +
+                   ", this one's " VELMAR_VERSION);
+    const delta_t layout = {layoutWords(), 0};
+    standby->state = standby_state_t::SHOWN;
+    giveDelta(*standby, PACKET_LAYOUT, describeHash(), describeFormat(), layout);
+}
+
+void refuseLayout(const standby_t &standby, const std::string &version)
+{
+    const std::string about = " has other record layouts than this one";
+    const std::string who = "process " + std::to_string(standby.pid);
+    replicaSayOnce(who + about + " and is not mirrored to: its version is " + version + ", this one's " VELMAR_VERSION);
+    replicaTrouble(who + about + ": its version is " + version, standby.pid);
+    refuseStandby(standby, "the active process" + about + ": its version is " VELMAR_VERSION ", this one's " + version);
+}
+
 void greetStandby(standby_t *standby, const received_t &hello)
 {
-    if (hello.head.number != describeHash()) {
+    if (!isSameLayout(hello.head)) {
         const std::string version = versionIn(hello);
-        replicaSayOnce("process " + std::to_string(standby->pid) +
-                       " has other record layouts than this one and is not mirrored to: its version is " + version +
-                       ", this one's " VELMAR_VERSION);
-        refuseStandby(*standby,
-                      "the active process has other record layouts than this one: its version is " VELMAR_VERSION
-                      ", this one's " +
-                          version);
+        if (standby->state == standby_state_t::KNOCKED && hello.head.type >> 24 == DESCRIBE_FORMAT)
+            showLayout(standby, version);
+        else
+            refuseLayout(*standby, version);
         return;
     }
     if (joined_count.load() >= HOLDERS_MOST) {
@@ -304,6 +330,12 @@ void hearStandby(int fd)
         return;
     if (rc > 0 && received.head.kind == PACKET_HELLO && !isJoined(*standby)) {
         greetStandby(&*standby, received);
+    } else if (rc > 0 && received.head.kind == PACKET_REFUSED && standby->state == standby_state_t::SHOWN) {
+        const std::string why = "process " + std::to_string(standby->pid) + " cannot take this one's records: " +
+                                replicaPlain(received.payload, received.head.length);
+        replicaSayOnce(why + ", it is not mirrored to");
+        replicaTrouble(why, standby->pid);
+        dropStandby(fd);
     } else {
         rasLog("store: standby %d has left%s", standby->pid, rc == 0 ? "" : ", or cannot be understood");
         dropStandby(fd);

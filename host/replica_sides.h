@@ -29,6 +29,8 @@ bool replicaAddress(sockaddr_un *address);           // of the socket
 // A line of the event log that would be said at every try: once for each cause, until replicaSaidEnough.
 void replicaSayOnce(const std::string &line);
 void replicaSaidEnough(); // what was wrong is over
+// A text of the other side as it may be shown: cut, and without anything that a terminal or JSON takes for more.
+std::string replicaPlain(const void *text, size_t length);
 
 // ---- The active's side
 

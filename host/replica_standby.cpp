@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <vector>
 
 #include "host/consistency.h"
 #include "host/delta.h"
@@ -19,6 +20,7 @@
 #include "host/raslog.h"
 #include "host/replica.h"
 #include "host/store.h"
+#include "host/translate.h"
 #include "velmar/version.h"
 
 namespace {
@@ -66,6 +68,7 @@ void leaveActive(state_t next, bool keeps_copy)
     if (side.active >= 0)
         close(side.active);
     side.active = -1;
+    translateEnd();
     side.state = next;
     is_connected.store(false);
     if (!keeps_copy)
@@ -90,18 +93,24 @@ void seekAgain(bool failed, bool keeps_copy)
     replicaSetTimer(ms);
 }
 
-// Empty, or why it cannot be taken.
-std::string wrongWith(const received_t &received, std::span<const uint32_t> words)
+// Empty, or why it cannot be taken. `own` are its words as this build says them, for which there is room in `room`.
+std::string wrongWith(const received_t &received, std::span<const uint32_t> *own, std::vector<uint32_t> *room)
 {
     const bool is_dump = received.head.kind == PACKET_DUMP;
-    if (is_dump && !deltaRoomFor(DUMP_CHECK * words.size_bytes()))
+    std::string wrong = translateRuns() ? translate(*own, is_dump, received.head.number, room) : std::string();
+    if (!wrong.empty())
+        return wrong;
+    if (translateRuns())
+        *own = *room;
+    if (is_dump && !deltaRoomFor(DUMP_CHECK * own->size_bytes()))
         return "there is no memory to check it";
-    return deltaWrong(words, is_dump, received.head.number);
+    return deltaWrong(*own, is_dump, received.head.number);
 }
 
 bool takeDump(const received_t &received, std::span<const uint32_t> words)
 {
-    const std::string wrong = wrongWith(received, words);
+    std::vector<uint32_t> room;
+    const std::string wrong = wrongWith(received, &words, &room);
     if (!wrong.empty()) {
         replicaSayOnce("a dump is refused, this process keeps what it had: " + wrong);
         return false;
@@ -122,6 +131,7 @@ bool takeDump(const received_t &received, std::span<const uint32_t> words)
     side.state = state_t::MIRRORING;
     side.refused = 0;
     replicaSaidEnough();
+    replicaTrouble("");
     rasLog("store: this process holds a dump of %zu bytes", words.size_bytes());
     return true;
 }
@@ -131,8 +141,9 @@ bool takeDelta(const received_t &received, std::span<const uint32_t> words)
     std::string wrong = side.content == content_t::COPY ? std::string() : "there was no dump before it";
     if (wrong.empty() && received.head.number != replica.sequence + 1)
         wrong = "it is not the next one";
+    std::vector<uint32_t> room;
     if (wrong.empty())
-        wrong = wrongWith(received, words);
+        wrong = wrongWith(received, &words, &room);
     if (wrong.empty() && deltaTake(words)) {
         replica.sequence = received.head.number;
         return true;
@@ -148,6 +159,29 @@ void takeUpdate(const received_t &received)
     const vss_update_t update = {1, &vector, received.head.type};
     if (replica.ops->recv_update)
         replica.ops->recv_update(replica.handle, &update);
+}
+
+void sayNotMirrored(const std::string &why)
+{
+    replicaSayOnce("not mirrored: " + why);
+    replicaTrouble(why, getpid());
+}
+
+// The active process has other records: from here on they are translated, if they can be.
+bool takeLayout(const received_t &received, std::span<const uint32_t> words)
+{
+    const std::string wrong = translateBegin(words);
+    if (!wrong.empty()) {
+        sayNotMirrored("the active process's records cannot be taken: " + wrong);
+        (void)packetSend(side.active, PACKET_REFUSED, 0, 0, wrong.data(), wrong.size());
+        return false;
+    }
+    replicaSayOnce(
+        "the active process has other record layouts than this one, what it sends is translated: its version "
+        "is " +
+        translateVersion() + ", this one's " VELMAR_VERSION);
+    return packetSend(side.active, PACKET_HELLO, received.head.number, received.head.type, VELMAR_VERSION,
+                      strlen(VELMAR_VERSION)) >= 0;
 }
 
 // False if the connection is of no more use.
@@ -168,9 +202,10 @@ bool takePacket(const received_t &received)
             replica.ops->recv_msg(replica.handle, received.payload, received.head.length);
         return true;
     case PACKET_REFUSED:
-        replicaSayOnce("not mirrored: " +
-                       std::string(static_cast<const char *>(received.payload), received.head.length));
+        sayNotMirrored(replicaPlain(received.payload, received.head.length));
         return false;
+    case PACKET_LAYOUT:
+        return takeLayout(received, words);
     default:
         rasLog("store: the active process sent a packet of unknown kind %u", received.head.kind);
         return false;
@@ -180,7 +215,7 @@ bool takePacket(const received_t &received)
 // A refusal, given or got, leaves the copy as it was: whether it counts the list of holders tells.
 bool refusalKeepsCopy(uint16_t kind)
 {
-    return kind == PACKET_REFUSED || kind == PACKET_DUMP;
+    return kind == PACKET_REFUSED || kind == PACKET_DUMP || kind == PACKET_LAYOUT;
 }
 
 void seekActive()
@@ -192,7 +227,7 @@ void seekActive()
         errno = EPERM; // of an active process that is somebody else's
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
         peerMayConnect(fd, &pid) &&
-        packetSend(fd, PACKET_HELLO, describeHash(), 0, VELMAR_VERSION, strlen(VELMAR_VERSION)) >= 0 &&
+        packetSend(fd, PACKET_HELLO, describeHash(), describeFormat(), VELMAR_VERSION, strlen(VELMAR_VERSION)) >= 0 &&
         replicaWatch(fd)) {
         side.active = fd;
         side.state = state_t::GREETED;

@@ -7,7 +7,7 @@
 set(structs "struct body_t { be32 ifindex; uint8_t reserved0[3]; uint8_t cos; char name[20]; sbe32 status; };
 struct memory_t { uint32_t count; body_t bodies[2]; uint8_t flag; uint8_t small; memory_t *next; };")
 set(body "QOS_MEMBERS(body_t, 32, F(0, ifindex), PAD(4, reserved0), LOCAL(7, cos), F(8, name), F(28, status));")
-set(memory "QOS_RECORD(memory_t, 80, BACK(count, 2), F(bodies), F(flag), F(small), LOCAL(next));")
+set(memory "QOS_RECORD(memory_t, 80, BACK(count, 2), F(bodies), F(flag), INIT(small, 9), LOCAL(next));")
 set(refused "")
 set(number 0)
 
@@ -38,7 +38,11 @@ static_assert(bodies.size() == 3 && is(bodies[0], \"ifindex\", 0, 4, \"~U32\") &
 static_assert(is(bodies[2], \"status\", 28, 4, \"~I32\"));
 constexpr auto &rows = qosStoreRows<memory_t>;
 static_assert(rows.size() == 4 && is(rows[0], \"bodies\", 4, 64, \"body_t\") && is(rows[1], \"flag\", 68, 1, \"~U08\"));
-static_assert(is(rows[2], \"count\", 0, 4, \"~U32\") && is(rows[3], \"small\", 69, 1, \"~U08\"));")
+static_assert(is(rows[2], \"count\", 0, 4, \"~U32\") && is(rows[3], \"small\", 69, 1, \"~U08\"));
+QOS_VERSION(body_t, 3);
+static_assert(qosVersionOf<body_t> == 3 && qosVersionOf<memory_t> == 1);
+constexpr auto &details = qosStoreDetails<memory_t>;
+static_assert(qosStoreDetails<body_t>[0].big_endian && !details[2].big_endian && details[3].initial == 9);")
 if(NOT rc EQUAL 0)
     message(FATAL_ERROR "right lists do not compile:\n${said}")
 endif()
@@ -57,6 +61,8 @@ refuse("body_t has another size"
 refuse("qosMembersOf<body_t>" "${memory}")
 refuse("noStoreType"
        "struct half_t { sbe16 half; }; QOS_MEMBERS(half_t, 2, F(0, half)); constexpr auto halves = qosStoreRows<half_t>;")
+refuse("noInitial"
+       "struct half_t { char text[4]; }; QOS_MEMBERS(half_t, 4, INIT(0, text, 1)); constexpr auto halves = qosStoreDetails<half_t>;")
 compile(refused "${refused}")
 foreach(i RANGE 1 ${number})
     if(NOT said MATCHES "${line_${i}}")

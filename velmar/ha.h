@@ -76,6 +76,12 @@ struct ha_field_t {
     const char *type;
 };
 
+// What a row says beyond that to processes of another build, by the side of each ha_field_t.
+struct ha_detail_t {
+    bool big_endian;  // of an integer of more than a byte
+    uint64_t initial; // of each element in a copy of a record that has no such field
+};
+
 constexpr int HA_MODE_STANDBY = 2;
 constexpr int HA_MODE_ACTIVE = 3;
 constexpr int HA_EXISTS = -17;
@@ -99,6 +105,9 @@ void *ha_edit(ha_hndl_t ha, void *address, size_t size);
 void *ha_convert_address(ha_hndl_t ha, void *address); // a replicated address as it is valid here, or null
 
 int ha_add_struct(ha_hndl_t ha, const char *name, size_t size, uint32_t num_fields, const ha_field_t *fields);
+// Of a record that was added: the version of its meaning, 1 unless told, and a detail for each of its rows, kept by
+// address. Only copies between different builds go by them; a platform that knows none has this do nothing.
+int ha_add_details(ha_hndl_t ha, const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details);
 int ha_add_object(ha_hndl_t ha, const char *name, void *address, size_t size, const char *type, int a, int b);
 int ha_add_function(ha_hndl_t ha, const char *name, void (*function)());
 

@@ -19,6 +19,10 @@
 //     BACK(offset, member, places)  its store row stands so many places further back
 //     SPAN(offset, member, bytes)   its store row is that long, over padding or what has a row of its own
 //     TYPED(offset, member, type)   its store row has a type that the member's type does not tell
+//     INIT(offset, member, value)   an integer that is this, and not 0, in a copy from a build without the member
+//
+// QOS_VERSION(example_t, 2) below the list says that a member means something else than in the versions before, where
+// its name and type do not tell: builds of different versions of a record do not mirror.
 #ifndef VELMAR_MEMBERS_H
 #define VELMAR_MEMBERS_H
 
@@ -39,6 +43,7 @@ struct qosMemberUse_t {
     uint8_t back = 0;
     uint32_t storeSize = 0;          // 0: the member's
     const char *storeType = nullptr; // null: that of the member's type
+    uint64_t initial = 0;            // in a copy from a build that lacks the member
 };
 
 // What follows from a member's type.
@@ -71,6 +76,12 @@ struct qosRecord_t {
 // The list of a record: `name`, `members` and `record`.
 template <typename Record>
 struct qosMembersOf;
+
+template <typename Record>
+inline constexpr uint32_t qosVersionOf = 1;
+#define QOS_VERSION(type, number)                                                                                      \
+    template <>                                                                                                        \
+    inline constexpr uint32_t qosVersionOf<type> = number
 
 namespace memberDetail {
 
@@ -190,12 +201,14 @@ constexpr bool gapless(const qosRecord_t &record)
 #define QOS_AT_BACK(offset, member, places) QOS_STATED_ROW(offset, member, .back = places)
 #define QOS_AT_SPAN(offset, member, bytes) QOS_STATED_ROW(offset, member, .storeSize = bytes)
 #define QOS_AT_TYPED(offset, member, type) QOS_STATED_ROW(offset, member, .storeType = type)
+#define QOS_AT_INIT(offset, member, value) QOS_STATED_ROW(offset, member, .initial = value)
 #define QOS_IN(row) QOS_IN_##row
 #define QOS_IN_F(member) QOS_FOUND_ROW(member)
 #define QOS_IN_PAD(member) QOS_FOUND_ROW(member, .reserved = true)
 #define QOS_IN_LOCAL(member) QOS_FOUND_ROW(member, .local = true)
 #define QOS_IN_BACK(member, places) QOS_FOUND_ROW(member, .back = places)
 #define QOS_IN_TYPED(member, type) QOS_FOUND_ROW(member, .storeType = type)
+#define QOS_IN_INIT(member, value) QOS_FOUND_ROW(member, .initial = value)
 
 // What qosMembersOf has beside the name. `more`: one initialiser more than rows is still valid, so a member has no row,
 // even one that is too small to leave a gap.

@@ -5,22 +5,22 @@
 #include "agent/messages/codes.h"
 #include "tests/ha/mirror.h"
 
-uint64_t layoutHash()
+uint64_t layoutHash(const std::string &binary)
 {
-    static const uint64_t hash = [] {
+    static std::map<std::string, uint64_t> hashes;
+    uint64_t &hash = hashes[binary];
+    if (hash == 0) {
         Cluster cluster;
         FakeActive active(cluster.run);
-        uint64_t found = 0;
-        cluster.start();
-        active.accept(&found);
-        return found;
-    }();
+        cluster.start({}, binary);
+        active.accept(&hash);
+    }
     return hash;
 }
 
-std::vector<std::string> content(const Cluster &cluster)
+std::vector<std::string> content(const Cluster &cluster, const std::string &binary)
 {
-    return contentOf(takeDump(cluster.run, layoutHash()).words);
+    return contentOf(takeDump(cluster.run, layoutHash(binary)).words);
 }
 
 Duo::Duo(KillAt second_ends, const std::function<void()> &limits)

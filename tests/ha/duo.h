@@ -7,9 +7,9 @@
 
 constexpr unsigned PORTS = 4; // of a chip
 
-// The hash of the agents' layout, which an agent tells to whoever plays the active one.
-uint64_t layoutHash();
-std::vector<std::string> content(const Cluster &cluster);
+// The hash of the agents' layout, or of another build's, which an agent tells to whoever plays the active one.
+uint64_t layoutHash(const std::string &binary = "");
+std::vector<std::string> content(const Cluster &cluster, const std::string &binary = "");
 template <typename Lines>
 void expectSame(const Lines &a, const Lines &b) // or the first that differ
 {

@@ -94,13 +94,16 @@ Dump takeDump(const std::string &run, uint64_t hash, int *stay)
     packetSend(fd, PACKET_HELLO, hash, 0, nullptr, 0);
     const bool got = ready(fd, PATIENCE_MS) && packetReceive(fd, &received) > 0;
     EXPECT_TRUE(got) << "no dump";
-    if (got) {
+    if (got && received.head.kind == PACKET_REFUSED)
+        dump.refused.assign(static_cast<const char *>(received.payload), received.head.length);
+    else if (got) {
         EXPECT_EQ(received.head.kind, PACKET_DUMP);
         dump.sequence = received.head.number;
         dump.words.resize(received.head.length / sizeof(uint32_t));
         memcpy(dump.words.data(), received.payload, dump.words.size() * sizeof(uint32_t));
-        packetFree(&received);
     }
+    if (got)
+        packetFree(&received);
     if (stay)
         *stay = fd;
     else

@@ -13,6 +13,7 @@ using Words = std::vector<uint32_t>;
 struct Dump {
     uint64_t sequence = 0;
     Words words; // empty if none came
+    std::string refused;
 };
 // Joins the active agent of the run directory and takes its dump. `hash` is that of its layout. Leaves, or with `stay`
 // gives the connection, which the caller closes.
