@@ -60,9 +60,8 @@ private:
 };
 
 constexpr const char *const ORDERS[] = {"drops", "tail", "red", "pause", "used", "bytes", "name"};
-constexpr const char *HELP =
-    "sort by: d drops  t tail drops  r RED drops  p pause frames  u bytes used  b bytes moved  "
-    "n name;  h no help  q or Ctrl-C ends";
+constexpr const char *HELP[] = {"sort by: d drops", "t tail drops", "r RED drops", "p pause frames",  "u bytes used",
+                                "b bytes moved",    "n name",       "h no help",   "q or Ctrl-C ends"};
 
 // A queue, or a reason for which a port drops.
 struct line {
@@ -222,6 +221,20 @@ std::string orderName(char order)
     return *std::find_if(std::begin(ORDERS), std::end(ORDERS), [&](const char *name) { return name[0] == order; });
 }
 
+// As many lines as the screen's width asks for.
+std::vector<std::string> helpLines(unsigned room)
+{
+    std::vector<std::string> lines = {HELP[0]};
+    for (size_t i = 1; i < std::size(HELP); i++) {
+        const std::string more = std::string("  ") + HELP[i];
+        if (room != 0 && lines.back().size() + more.size() > room)
+            lines.emplace_back(HELP[i]);
+        else
+            lines.back() += more;
+    }
+    return lines;
+}
+
 std::string frameOf(const ctlStatsReading_t &reading, size_t ports, double seconds, const state &now,
                     const ctlScreen_t &screen, const std::string &fault)
 {
@@ -229,14 +242,15 @@ std::string frameOf(const ctlStatsReading_t &reading, size_t ports, double secon
     size_t most = screen.lines > FRAME_LINES ? screen.lines - FRAME_LINES : 1;
     const bool reasons = !found.reasons.empty() && most > 6;
     const size_t below = reasons ? std::min(found.reasons.size(), most / 3) : 0;
-    most -= std::min(most - 1, (reasons ? below + 2 : 0) + (now.help ? 1 : 0));
+    const std::vector<std::string> help = now.help ? helpLines(screen.columns) : std::vector<std::string>();
+    most -= std::min(most - 1, (reasons ? below + 2 : 0) + help.size());
     std::ostringstream text;
     text << ctlUtc().substr(11) << "  " << ctlCounted(found.dropping, "queue")
          << (found.dropping == 1 ? " drops" : " drop") << ", " << found.queues.size() << " in use, on "
          << ctlCounted(ports, "port") << ", over " << decimals(seconds, 1) << " s, by " << orderName(now.order)
          << (screen.terminal ? "; h for help" : "") << "\n";
-    if (now.help)
-        text << HELP << "\n";
+    for (const std::string &line : help)
+        text << line << "\n";
     table_t head = {{"port", "queue", "used [B]", "bound [B]", "full", "tail [/s]", "RED [/s]", "drops [/s]",
                      "pause sent [/s]", "received [/s]", "sent [Mbit/s]", "received [Mbit/s]"}};
     printLines(text, head, found.queues, most, screen.columns);
