@@ -9,6 +9,8 @@
 #include "ha/vss.h"
 #include "inventory/capability.h"
 #include "inventory/ifindex.h"
+#include "lib/kor.h"
+#include "platform/larkin/lark_ccb.h"
 #include "platform/tessel/tsl_red.h"
 #include "tests/support/inside.h"
 #include "velmar/dce.h"
@@ -465,6 +467,8 @@ TEST(Inventory, WhatNobodyHereCalls)
     EXPECT_STREQ(qos_ha_get_upd_type_str(QOS_MC_SCH_MSG), "qosUpdEntry_qosSchMsg_t");
     EXPECT_EQ(qos_ha_get_upd_type_str(QOS_GET_TMC_INFO_MSG + 1), nullptr);
     EXPECT_EQ(qosVssObjSyncNotify(1, 2, 3) | qosVssRecvMsg(1, "", 0) | qosMiRecon(0, 0) | qosNLRecon(0, 0), 0);
+    EXPECT_EQ(qos_if_config_write(nullptr), 0);
+    EXPECT_EQ(larkGetChipCapability(nullptr), QOS_MSG_DONE);
 
     static qosChip_t chip;
     chip.chip_id = 1;
