@@ -17,5 +17,5 @@ test_preset coverage
 say "counting"
 gcovr -r . --object-directory build/coverage -j "$(nproc)" --exclude-throw-branches --exclude-unreachable-branches \
     --exclude-branches-by-pattern '\s*(QOS_(ERR|INF|DBG|VRB)|QOS_FRAME|qosPrint)' \
-    --exclude tests/ --exclude bench/ --json build/coverage/coverage.json build/coverage/CMakeFiles
+    --exclude tests/ --exclude bench/ --json build/coverage/coverage.json build/coverage
 python3 scripts/coverage.py build/coverage/coverage.json "$@"

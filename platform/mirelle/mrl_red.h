@@ -11,8 +11,8 @@
 #include "agent/messages/statistics.h"
 #include "inventory/records.h"
 
-// The chip's number of a manager profile, or 65535; see platform/common/red_profiles.h. The search runs over all sixteen
-// entries, of which the chip set-up frees the first three.
+// The chip's number of a manager profile, or 65535; see platform/common/red_profiles.h. The search runs over all
+// sixteen entries, of which the chip set-up frees the first three.
 uint16_t mrlGetRedMappedProfile(qosChip_t *chip, uint16_t profile);
 uint16_t mrlAllocRedMappedProfile(qosChip_t *chip, uint16_t profile);
 void mrlPutRedMappedProfile(qosChip_t *chip, uint16_t profile);

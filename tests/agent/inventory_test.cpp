@@ -3,9 +3,15 @@
 // which modules hear of it.
 #include "channels/driver_socket.h"
 #include "channels/events/driver_events.h"
+#include "channels/manager.h"
 #include "core/memory.h"
+#include "ha/register.h"
+#include "ha/vss.h"
 #include "inventory/capability.h"
 #include "inventory/ifindex.h"
+#include "lib/kor.h"
+#include "platform/larkin/lark_ccb.h"
+#include "platform/tessel/tsl_red.h"
 #include "tests/support/inside.h"
 #include "velmar/dce.h"
 
@@ -449,4 +455,41 @@ TEST(Inventory, SlotEventsAndReplay)
     for (const auto &[ifindex, down] : states)
         EXPECT_EQ(qosIsSlotDown(ifindex), down) << std::hex << ifindex;
     inside.expectErr({"Unable to find slot with id 255", "Unable to find slot with id 40"});
+}
+
+// Parts of their rooms' interfaces that only others call.
+TEST(Inventory, WhatNobodyHereCalls)
+{
+    Bare inside;
+    testing::internal::CaptureStdout();
+    qaDcmDumpMsg(std::array<unsigned char, 27>{1, 255}.data(), 27);
+    const std::string dumped = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(dumped.starts_with("[AGT]:  01  ff  00 ") && dumped.find('\n') == 7 + 26 * 4) << dumped;
+    EXPECT_STREQ(qos_ha_get_upd_type_str(QOS_MC_SCH_MSG), "qosUpdEntry_qosSchMsg_t");
+    EXPECT_EQ(qos_ha_get_upd_type_str(QOS_GET_TMC_INFO_MSG + 1), nullptr);
+    EXPECT_EQ(qosVssObjSyncNotify(1, 2, 3) | qosVssRecvMsg(1, "", 0) | qosMiRecon(0, 0) | qosNLRecon(0, 0), 0);
+    EXPECT_EQ(qos_if_config_write(nullptr), 0);
+    EXPECT_EQ(larkGetChipCapability(nullptr), QOS_MSG_DONE);
+
+    static qosChip_t chip;
+    chip.chip_id = 1;
+    EXPECT_EQ(tslRedChipInit(&chip), 0U);
+    const uint16_t first = tslAllocRedMappedProfile(&chip, 5);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 6), first + 1);
+    EXPECT_EQ(tslGetRedMappedProfile(&chip, 5), first);
+    for (const uint16_t profile : {5, 5, 6})
+        tslPutRedMappedProfile(&chip, profile);
+    EXPECT_EQ(tslAllocRedMappedProfile(&chip, 7), first);
+
+    qosNLSock_t sock = {};
+    uint32_t head = 0;
+    EXPECT_EQ(qosNLSocketInit(&sock, "x", &head), 0);
+    EXPECT_EQ(head, sizeof(qosNLHdr_t));
+    EXPECT_NE(qosNLClose(&sock), 0);
+    EXPECT_NE(qosNLClose(nullptr), 0);
+    EXPECT_EQ(qosNLSocket(&sock, NL_CLIENT_CMD), 0);
+    EXPECT_NE(qosNLSocket(&sock, NL_CLIENT_CMD), 0);
+    EXPECT_EQ(qosNLClose(&sock), 0);
+    EXPECT_EQ(sock.fd, -1);
+    inside.expectErr({"Unsupported message type", "Invalid sock fd", "NULL sockp for close", "sockId is not -1"});
 }

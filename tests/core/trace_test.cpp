@@ -159,10 +159,11 @@ TEST_F(Trace, LevelAndAreaDecideAndArgumentsOfLinesThatAreOffAreNotEvaluated)
     memcpy(words, "words", 5);
     dce_trace_var(200, dce_trace_lvl_get(), 0, 2, words[0], words[1]);
     dce_trace_var(200, VELMAR_DCEDBG_LVL_INF, 0, 2, words[0], words[1]);
+    dce_trace2(&dce_dbginfo.handle, 200, VELMAR_DCEDBG_LVL_ERR, 0, "by handle");
     EXPECT_EQ(evaluated, 2);
     const auto found = lines();
-    ASSERT_EQ(found.size(), 5u);
-    EXPECT_EQ(found[4], "4 words");
+    ASSERT_EQ(found.size(), 6u);
+    EXPECT_EQ(found[4] + found[5], "4 words4 by handle");
     EXPECT_TRUE(found[0].starts_with("8 DBG(f:") && found[0].ends_with("): on 1")) << found[0];
     EXPECT_TRUE(found[1].starts_with("4 ERR(f:") && found[1].ends_with("): on 2")) << found[1];
     EXPECT_EQ(found[2], "4 another area");

@@ -90,6 +90,16 @@ TEST(Modules, WalksAndTheirFailures)
     EXPECT_STREQ(qosModuleName(27), "Unknown");
 }
 
+TEST(Stages, HaveNames)
+{
+    std::string names;
+    for (unsigned n = 0; n <= QOS_STAGE_UNKNOWN; ++n)
+        names += std::string(",") + qosVssStageName(n);
+    EXPECT_EQ(names,
+              ",Cold Boot,Warm Boot,Client Initialization,Warm Client Initialization,Active,Startup Done,Standby,"
+              "Halt,LC Agent Reconciliation,Warm Reconciliation,Unknown,THA Reconciliation,Unknown");
+}
+
 TEST(Stages, SequencesAndWhatModulesSee)
 {
     Inside inside;

@@ -210,6 +210,8 @@ TEST_F(ContainersTest, WalksVisitInOrderAndStopOnNegativeResults)
     int limit = 3;
     EXPECT_EQ(avl_traverse2(tree, stopAt, &seen, &limit), -9);
     EXPECT_EQ(seen, (std::vector<int>{0, 1, 2, 3}));
+    const auto ends = [](void *, void *a, void *b, void *c) { return a == c && !b ? -7 : 0; };
+    EXPECT_EQ(avl_traverse3(tree, ends, &seen, nullptr, &seen), -7);
 
     seen.clear();
     limit = -1;
@@ -380,6 +382,16 @@ TEST_F(ContainersTest, ListsWithoutOrderAndTheirEnds)
     list_delete(other);
     EXPECT_EQ(i[3].key + i[4].key, 407);
     EXPECT_EQ(listnode_delete_data(list, &i[3]), 0);
+    tnx_listnode_t *nodes[3]; // of the caller's own; the list gives them back
+    for (int k = 0; k < 3; ++k) {
+        nodes[k] = static_cast<tnx_listnode_t *>(calloc(1, sizeof *nodes[k]));
+        nodes[k]->data = &i[k];
+    }
+    list_prepend_node(list, nodes[0]);
+    listnode_add_node(list, nodes[1]);
+    list_insert_node(list, nodes[1], nodes[2]);
+    EXPECT_TRUE(list->head == nodes[0] && list->tail == nodes[1]);
+    EXPECT_TRUE(nodes[0]->next->data == &i[4] && nodes[2]->prev->data == &i[4] && nodes[2]->next == nodes[1]);
     list_delete_list(list);
     list_delete(nullptr);
     EXPECT_TRUE(!listFind(nullptr, i[0]) && listView<Item>(nullptr).begin() == listView<Item>(nullptr).end());
