@@ -403,7 +403,7 @@ void findShape()
         has(t.type, "max_nodes", &t.pool) && has(t.type, "free_list", &t.spare) && has(t.node, "left", &t.left) &&
         has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
         has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
-    image->has_trees = image->has_trees && has(t.type, "ha_hndl", &t.store);
+    shape.has_trees = shape.has_trees && has(t.type, "ha_hndl", &t.store);
 }
 
 // The records of a part that lie in [from, end), each once.

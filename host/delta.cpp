@@ -18,7 +18,16 @@ namespace {
 constexpr uint32_t STEP = 8;     // bytes compared at a time; no pointer is larger
 constexpr uint32_t STRIDE = 256; // bytes compared at a time while they are the same
 
+constexpr uint32_t GAP = 64; // bytes between two described ranges of an object that are compared along with them
+
 std::vector<std::vector<unsigned char>> known_objects;
+
+// What of an object is compared at a time.
+struct span_t {
+    uint32_t object;
+    uint32_t from, end;
+};
+std::vector<span_t> known_spans;
 
 // Where records stand that are being compared.
 struct place_t {
@@ -218,21 +227,29 @@ void compareEdit(delta_t *delta, const track_edit_t &edit, const std::vector<uin
 
 void compareObjects(delta_t *delta)
 {
-    const auto &objects = describeObjects();
-    for (uint32_t i = 0; i < objects.size() && i < known_objects.size(); ++i) {
-        const describe_object_t &object = objects[i];
-        const describe_plan_t *plan = describePlan(object.type);
-        unsigned char *const known = known_objects[i].data();
-        const place_t place = {DELTA_OBJECT | i, plan, object.address, known};
-        for (uint32_t record = 0; record + plan->size <= object.size; record += plan->size)
-            for (const describe_leaf_t &leaf : plan->leaves) {
-                const uint32_t at = record + leaf.offset;
-                if (memcmp(object.address + at, known + at, leaf.size) == 0)
-                    continue;
-                compare(delta, place, at, at + leaf.size);
-                memcpy(known + at, object.address + at, leaf.size);
-            }
+    for (const span_t &span : known_spans) {
+        const describe_object_t &object = describeObjects()[span.object];
+        unsigned char *const known = known_objects[span.object].data();
+        if (memcmp(object.address + span.from, known + span.from, span.end - span.from) == 0)
+            continue;
+        compare(delta, {DELTA_OBJECT | span.object, describePlan(object.type), object.address, known}, span.from,
+                span.end);
+        memcpy(known + span.from, object.address + span.from, span.end - span.from);
     }
+}
+
+void rememberSpans(uint32_t number)
+{
+    const describe_object_t &object = describeObjects()[number];
+    const describe_plan_t *plan = describePlan(object.type);
+    for (uint32_t record = 0; record + plan->size <= object.size; record += plan->size)
+        for (const describe_leaf_t &leaf : plan->leaves) {
+            const uint32_t at = record + leaf.offset;
+            if (!known_spans.empty() && known_spans.back().object == number && at - known_spans.back().end <= GAP)
+                known_spans.back().end = at + leaf.size;
+            else
+                known_spans.push_back({number, at, at + leaf.size});
+        }
 }
 
 } // namespace
@@ -240,8 +257,12 @@ void compareObjects(delta_t *delta)
 void deltaRemember()
 {
     known_objects.clear();
-    for (const describe_object_t &object : describeObjects())
+    known_spans.clear();
+    for (uint32_t i = 0; i < describeObjects().size(); ++i) {
+        const describe_object_t &object = describeObjects()[i];
         known_objects.emplace_back(object.address, object.address + object.size);
+        rememberSpans(i);
+    }
 }
 
 void deltaChanges(delta_t *delta)

@@ -36,7 +36,7 @@ constexpr size_t SAID_MOST = 64;
 constexpr timespec POST_RETRY = {0, 10000000};
 // A standby with a copy looks again after this time: to wake it costs more than to take many updates, and what waits in
 // its connection is as safe as what it has taken. The connection has room for far more than comes in the meantime.
-constexpr timespec STANDBY_CALM = {0, 1000000};
+constexpr timespec STANDBY_CALM = {0, 2000000};
 constexpr size_t PLAIN_MOST = 400; // characters
 
 enum class part_t {
