@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/fuzz/agent.h"
 
-#include <cerrno>
 #include <iterator>
-#include <poll.h>
 #include <utility>
 
 #include "agent/bum_monitor.h"
-#include "agent/core_handlers.h"
-#include "agent/dispatch.h"
 #include "agent/drop_monitor.h"
-#include "agent/messages/bodies.h"
-#include "agent/messages/catalogue.h"
 #include "channels/driver_socket.h"
 #include "channels/manager.h"
 #include "core/module.h"
@@ -27,15 +21,11 @@
 #include "inventory/interfaces.h"
 #include "inventory/slots.h"
 #include "lib/lib_instance.h"
-#include "lib/thread.h"
 #include "lib/views.h"
 #include "tests/fuzz/batches.h"
 #include "tests/support/stepped_os.h"
 #include "tools/values.h"
-#include "velmar/dce.h"
-#include "velmar/os.h"
 #include "velmar/run.h"
-#include "velmar/trace.h"
 
 struct qos_sock_t {
     int driver; // its end of the pair

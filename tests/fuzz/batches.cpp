@@ -50,6 +50,12 @@ void checkJson(const ctlMessage_t &message)
     ctlJson typed = json["fields"];
     typed["msg"] = json["msg"];
     const ctlScenario_t again = ctlReadScenario(ctlJson::array({typed}).dump(), "again");
+    const ctlBytes &made = again.batches.at(0).at(0).body;
+    FUZZ_CHECK(made.size() == message.body.size(), out.str());
+    for (const wireField *field = body.fields; field != body.fields + body.numFields; field++)
+        for (size_t n = 0;
+             field->kind != wireKind::Chars && field->width <= 8 && n < ctlCount(body, *field, made.size()); n++)
+            FUZZ_CHECK(ctlReadInteger(*field, made, n) == ctlReadInteger(*field, message.body, n), field->name);
     FUZZ_CHECK(ctlMessageJson(again.batches.at(0).at(0))["fields"] == json["fields"], out.str());
 }
 

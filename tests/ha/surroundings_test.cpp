@@ -2,17 +2,8 @@
 // What happens around a pair of agents: files of the run directory are cut, removed and replaced, address space is
 // short, a dump holds nonsense. Nothing acknowledged is lost, nobody works twice, and whoever cannot go on says why.
 #include <cstddef>
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 
-#include "agent/messages/chip.h"
-#include "agent/messages/congestion.h"
-#include "agent/messages/drop_monitor.h"
-#include "agent/messages/header.h"
-#include "agent/messages/policer.h"
-#include "agent/messages/priority.h"
-#include "agent/messages/scheduler.h"
 #include "agent/messages/statistics.h"
 #include "host/delta_records.h"
 #include "inventory/records.h"
