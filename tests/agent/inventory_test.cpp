@@ -11,6 +11,7 @@
 #include "inventory/ifindex.h"
 #include "lib/kor.h"
 #include "platform/larkin/lark_ccb.h"
+#include "platform/mirelle/mrl_red.h"
 #include "platform/tessel/tsl_red.h"
 #include "tests/support/inside.h"
 #include "velmar/dce.h"
@@ -468,7 +469,7 @@ TEST(Inventory, WhatNobodyHereCalls)
     EXPECT_STREQ(qos_ha_get_upd_type_str(QOS_MC_SCH_MSG), "qosUpdEntry_qosSchMsg_t");
     EXPECT_EQ(qos_ha_get_upd_type_str(QOS_GET_TMC_INFO_MSG + 1), nullptr);
     EXPECT_EQ(qosVssObjSyncNotify(1, 2, 3) | qosVssRecvMsg(1, "", 0) | qosMiRecon(0, 0) | qosNLRecon(0, 0), 0);
-    EXPECT_EQ(qos_if_config_write(nullptr), 0);
+    EXPECT_EQ(qos_if_config_write(nullptr) | qosVssHandleGet(), 0);
     EXPECT_EQ(larkGetChipCapability(nullptr), QOS_MSG_DONE);
 
     static qosChip_t chip;
@@ -480,6 +481,7 @@ TEST(Inventory, WhatNobodyHereCalls)
     for (const uint16_t profile : {5, 5, 6})
         tslPutRedMappedProfile(&chip, profile);
     EXPECT_EQ(tslAllocRedMappedProfile(&chip, 7), first);
+    EXPECT_EQ(mrlAllocRedMappedProfile(&chip, 8), first + 1);
 
     qosNLSock_t sock = {};
     uint32_t head = 0;
@@ -489,7 +491,8 @@ TEST(Inventory, WhatNobodyHereCalls)
     EXPECT_NE(qosNLClose(nullptr), 0);
     EXPECT_EQ(qosNLSocket(&sock, NL_CLIENT_CMD), 0);
     EXPECT_NE(qosNLSocket(&sock, NL_CLIENT_CMD), 0);
+    EXPECT_EQ(qosNLRecvMsgThread(&sock, qosNLRspBuf, sizeof qosNLRspBuf, nullptr, 0), 0);
     EXPECT_EQ(qosNLClose(&sock), 0);
-    EXPECT_EQ(sock.fd, -1);
+    EXPECT_TRUE(sock.fd == -1 && !sock.read_thread);
     inside.expectErr({"Unsupported message type", "Invalid sock fd", "NULL sockp for close", "sockId is not -1"});
 }

@@ -215,6 +215,8 @@ TEST_F(Trace, WithoutAHandleNothingIsLookedAtAndALineIsCut)
     EXPECT_DEATH(dce_trace_vprintf(200, VELMAR_DCEDBG_LVL_VERBOSE, 32, "x"), "area < VELMAR_DCEDBG_AREAMAX");
     EXPECT_DEATH(dce_trace_area_enable(32), "area < VELMAR_DCEDBG_AREAMAX");
     EXPECT_DEATH(dce_trace_lvl_set(10), "lvl <= VELMAR_DCEDBG_LVL_VERBOSE");
+    EXPECT_DEATH(dce_trace_var(200, VELMAR_DCEDBG_LVL_ERR, VELMAR_DCEDBG_AREA_QOS, 1000), "arg_num <= num_words");
+    EXPECT_DEATH((void)dce_trace_init(&dce_dbginfo.handle, 284, 200, "x", 0, 1, 0), "m_id < KOR_PROTO_MAX");
 }
 
 } // namespace
