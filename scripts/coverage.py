@@ -6,9 +6,10 @@
 
 FILE.json is what gcovr wrote. With --lines every line that was not reached is printed, else only those of the agent's
 rooms that scripts/coverage.reasons has no reason for. There a line at the margin is a reason, and the indented ones below
-it are what it holds for: `FILE: TEXT`, TEXT being a part of the source line, or `FILE: NAME()`, a function that nobody
-enters. Ends with 1 if a line has no reason, if a reason names what its file doesn't have, or if the agent's rooms are
-below their aims: 95% of lines, 85% of branches.
+it are what it holds for: `FILE: TEXT`, TEXT being a part of the source line or of one that it stands in, as a condition;
+`FILE: NAME(): TEXT`, the same in one function; or `FILE: NAME()`, a function that nobody enters. Ends with 1 if a line
+has no reason, if a reason names what its file doesn't have, or if the agent's rooms are below their aims: 95% of lines,
+85% of branches.
 """
 import json
 import os
@@ -40,7 +41,7 @@ def reasons():
                 continue
             name, _, text = line.strip().partition(": ")
             known[name].append(text)
-            part = text[:-1] if text.endswith("()") else text
+            part = text[:-1] if text.endswith("()") else text.partition("(): ")[2] or text
             if not reason or not part or not any(part in source for source in source_of(name)):
                 stale.append(line.strip())
     return known, stale
@@ -61,8 +62,35 @@ def never_entered(entry, source):
     return begins
 
 
-def has_reason(texts, text, begin):
-    return any(part in text or begin and part.endswith("()") and part[:-1] in begin for part in texts)
+def around(source, number):
+    """A line and those that it stands in, such as the condition above it, but for the function's first."""
+    lines = [source[number - 1].strip()]
+    depth = len(source[number - 1]) - len(source[number - 1].lstrip())
+    for line in reversed(source[:number - 1]):
+        indent = len(line) - len(line.lstrip())
+        if line.strip() and indent < depth:
+            if indent == 0:
+                break
+            lines.append(line.strip())
+            depth = indent
+    return lines
+
+
+def function_of(source, number):
+    """The line that the function around a line begins with."""
+    return next((line for line in reversed(source[:number]) if line[:1].isalpha() and "(" in line), "")
+
+
+def has_reason(texts, source, number, begin):
+    lines, function = around(source, number), function_of(source, number)
+    for text in texts:
+        name, within, part = text.partition("(): ")
+        if within:
+            if name + "(" in function and any(part in line for line in lines):
+                return True
+        elif begin and text.endswith("()") and text[:-1] in begin or any(text in line for line in lines):
+            return True
+    return False
 
 
 def main():
@@ -89,7 +117,7 @@ def main():
             number = line["line_number"]
             text = source[number - 1].strip()
             if line["count"] == 0 and ("--lines" in sys.argv or room in AGENT and not has_reason(
-                    known[name], text, begins.get(number))):
+                    known[name], source, number, begins.get(number))):
                 left.append(f"{name}:{number}: {text}")
     print(f"{'':16} {'lines':>16} {'branches':>18}")
     for key in sorted(counts, key=lambda name: (name != "agent's rooms", name)):
@@ -101,7 +129,8 @@ def main():
         left = []
     lines, all_lines, branches, all_branches = counts["agent's rooms"]
     failures = [f"{line}: no test reaches it and scripts/coverage.reasons has no reason" for line in left]
-    failures += [f"scripts/coverage.reasons: {entry}: the file doesn't have it, or no reason stands above" for entry in stale]
+    failures += [f"scripts/coverage.reasons: {entry}: its file doesn't have that, or no reason stands above"
+                 for entry in stale]
     if 100 * lines < AIMS[0] * all_lines or 100 * branches < AIMS[1] * all_branches:
         failures.append(f"the agent's rooms are below {AIMS[0]}% of lines or {AIMS[1]}% of branches")
     if failures:
