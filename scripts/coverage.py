@@ -5,11 +5,11 @@
   scripts/coverage.py FILE.json [--lines]
 
 FILE.json is what gcovr wrote. With --lines every line that was not reached is printed, else only those of the agent's
-rooms that scripts/coverage.reasons has no reason for. There a line at the margin is a reason, and the indented ones below
-it are what it holds for: `FILE: TEXT`, TEXT being a part of the source line or of one that it stands in, as a condition;
-`FILE: NAME(): TEXT`, the same in one function; or `FILE: NAME()`, a function that nobody enters. Ends with 1 if a line
-has no reason, if a reason names what its file doesn't have, or if the agent's rooms are below their aims: 95% of lines,
-85% of branches.
+rooms that scripts/coverage.reasons has no reason for. There a line at the margin is a reason, and the indented ones
+below it are what it holds for: `FILE: TEXT`, TEXT being a part of the source line or of one that it stands in, as a
+condition; `FILE: NAME(): TEXT`, the same in one function; or `FILE: NAME()`, a function that nobody enters. Ends with
+1 if a line has no reason, if a reason names what its file doesn't have, or if the agent's rooms are below their aims:
+95% of lines, 85% of branches.
 """
 import json
 import os
