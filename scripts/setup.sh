@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # Shared by ./run and ./test: packages, build, format check. To be sourced from the project's root.
 
-BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev
+                libcpp-httplib-dev pkgconf)
 TEST_PACKAGES=(libgtest-dev libbenchmark-dev clang-format)
 PACKAGING_PACKAGES=(debhelper dpkg-dev fakeroot lintian logrotate systemd)
 

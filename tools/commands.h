@@ -17,6 +17,7 @@ struct ctlOptions_t {
     bool json = false;
     bool verbose = false; // decoded fields of every message; statistics are always decoded
     bool dry_run = false; // show the batches, send nothing
+    double within = 1e6;  // seconds for all batches of one reading of statistics together
 };
 
 // Sends batch after batch, each after the echo of the one before it, and reports the echoes. Ends at a batch whose

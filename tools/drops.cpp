@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr double FAMILY_SECONDS = 3;
 constexpr size_t QUEUES = 8, PORT = QUEUES; // rows
 constexpr int32_t NO_SUCH = 25;             // the status of what a family lacks
 constexpr bool COUNTER = true, STATE = false, BOUND = true;
@@ -80,12 +79,13 @@ constexpr figure_t figures[] = {
 };
 
 // The families of chips by their flat number, as the first agent that knows any says; empty if none does.
-std::map<int32_t, unsigned> knownFamilies()
+std::map<int32_t, unsigned> knownFamilies(double seconds)
 {
     std::map<int32_t, unsigned> families;
+    const auto deadline = ctlDeadline(seconds);
     try {
         for (const ctlProcess_t &agent : ctlProcesses("dorvald"))
-            for (const ctlJson &row : ctlAskRows(agent, "chips", FAMILY_SECONDS)) {
+            for (const ctlJson &row : ctlAskRows(agent, "chips", ctlLeft(deadline))) {
                 const std::string type = row.contains("type") && row["type"].is_string() ? row["type"] : ctlJson("");
                 if (row.contains("chip") && row["chip"].is_number_integer())
                     families.emplace(row["chip"].get<int32_t>(), type == "Larkin"                ? LARKIN
@@ -186,9 +186,9 @@ void joinPort(const std::vector<const ctlStatsTable_t *> &port, std::vector<ctlS
 const ctlStatsView_t ctlDropsView = {"drops", "",      "", false,   0,       nullptr, nullptr,
                                      nullptr, nullptr, "", "queue", columns, {}};
 
-std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &targets)
+std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &targets, double seconds)
 {
-    const std::map<int32_t, unsigned> families = knownFamilies();
+    const std::map<int32_t, unsigned> families = knownFamilies(seconds);
     std::vector<ctlStatsQuery_t> queries;
     std::vector<std::string> ports = targets;
     for (const source_t &source : sources) {

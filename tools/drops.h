@@ -24,8 +24,8 @@ enum ctlDropColumn_t : size_t {
 extern const ctlStatsView_t ctlDropsView;
 
 // The requests for ports and chips, none for all, as ctlPlanStats. Asks the agent of this node for the families of its
-// chips; of a chip that it does not tell everything is asked.
-std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &targets);
+// chips, for so many seconds; of a chip that it does not tell everything is asked.
+std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &targets, double seconds = 3);
 
 // The tables of drops and of drop reasons, port after port, and one for each request that failed.
 ctlStatsReading_t ctlJoinDrops(ctlStatsReading_t &&reading);

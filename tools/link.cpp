@@ -131,6 +131,11 @@ ctlClock::time_point ctlDeadline(double seconds)
     return ctlClock::now() + std::chrono::duration_cast<ctlClock::duration>(std::chrono::duration<double>(seconds));
 }
 
+double ctlLeft(ctlClock::time_point deadline)
+{
+    return std::max(std::chrono::duration<double>(deadline - ctlClock::now()).count(), 0.0);
+}
+
 std::string ctlRunDir()
 {
     becomeOwner();

@@ -18,6 +18,9 @@ using ctlClock = std::chrono::steady_clock;
 // So many seconds from now.
 ctlClock::time_point ctlDeadline(double seconds);
 
+// The seconds until then, 0 if it is past.
+double ctlLeft(ctlClock::time_point deadline);
+
 // The node's run directory; throws with CTL_SILENT if it is of no use. Who runs as root becomes its owner here.
 std::string ctlRunDir();
 

@@ -12,6 +12,7 @@
 #include "tools/commands.h"
 #include "tools/complete.h"
 #include "tools/error.h"
+#include "tools/exporter.h"
 #include "tools/history.h"
 #include "tools/link.h"
 #include "tools/log.h"
@@ -39,6 +40,7 @@ struct arguments {
     double ask_seconds = 30;
     ctlHistory_t history;
     ctlLog_t log;
+    ctlExporter_t exporter;
     std::string ring;
 };
 
@@ -360,6 +362,20 @@ void addHistoryCommands(CLI::App &app, arguments &args)
     addOptions(trace);
 }
 
+void addExporterCommand(CLI::App &app, arguments &args)
+{
+    CLI::App *exporter =
+        app.add_subcommand("exporter", "serve the node's figures to a monitoring system, as OpenMetrics");
+    exporter->add_option("--listen", args.exporter.listen, "HOST:PORT; port 0 for any that is free")
+        ->capture_default_str();
+    exporter->add_option("--timeout", args.exporter.timeout, "seconds for one collection")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
+    exporter->add_option("--slot", args.exporter.slot, "the agent's slot, 1 to 16")
+        ->transform(wholeNumber(1, 16))
+        ->capture_default_str();
+}
+
 int run(CLI::App &app, arguments &args)
 {
     const CLI::App &command = *app.get_subcommands().at(0);
@@ -385,6 +401,8 @@ int run(CLI::App &app, arguments &args)
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")
         return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
+    if (name == "exporter")
+        return ctlExport(args.exporter, std::cout);
     args.history.json = args.log.json = args.options.json;
     if (name == "log")
         return ctlShowLog(args.log, std::cout);
@@ -457,6 +475,7 @@ int program(int argc, char **argv)
     addStatsCommands(app, args);
     addNodeCommands(app, args);
     addHistoryCommands(app, args);
+    addExporterCommand(app, args);
     app.footer(EXAMPLES);
     int result = CTL_DONE;
     try {

@@ -149,19 +149,6 @@ ctlJson askStat(const ctlProcess_t &process, double seconds)
     }
 }
 
-// One after the other, `seconds` for each, but for all together no more than for a few: of those who never answer there
-// may be any number.
-std::vector<ctlJson> askAll(const std::vector<ctlProcess_t> &processes, double seconds)
-{
-    std::vector<ctlJson> rows;
-    const auto deadline = ctlDeadline(SILENT_ONES * seconds);
-    for (const ctlProcess_t &process : processes) {
-        const std::chrono::duration<double> left = deadline - ctlClock::now();
-        rows.push_back(askStat(process, std::clamp(left.count(), 0.0, seconds)));
-    }
-    return rows;
-}
-
 std::string cell(const ctlJson &row, const char *key)
 {
     if (!row.contains(key))
@@ -281,6 +268,15 @@ ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer)
     return row;
 }
 
+std::vector<ctlJson> ctlStatRows(const std::vector<ctlProcess_t> &processes, double seconds)
+{
+    std::vector<ctlJson> rows;
+    const auto deadline = ctlDeadline(SILENT_ONES * seconds);
+    for (const ctlProcess_t &process : processes)
+        rows.push_back(askStat(process, std::min(ctlLeft(deadline), seconds)));
+    return rows;
+}
+
 std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
 {
     std::vector<ctlProcess_t> processes;
@@ -344,7 +340,7 @@ ctlProcess_t ctlFindAgent(const std::string &pid, double seconds)
         throw ctlError_t{CTL_SILENT, "no dorvald has the pid " + pid + "; there is" + pidsOf(agents)};
     if (meant.size() == 1)
         return meant[0];
-    const std::vector<ctlJson> rows = askAll(meant, seconds);
+    const std::vector<ctlJson> rows = ctlStatRows(meant, seconds);
     std::vector<ctlProcess_t> active;
     for (size_t i = 0; i < rows.size(); i++)
         if (cell(rows[i], "role") == "active")
@@ -393,7 +389,7 @@ int ctlShowNode(bool json, double seconds, std::ostream &out, std::ostream &err)
         ctlComplain(err, "neither dorvald nor hsld runs with " + controlFolder() + "; set VELMAR_RUN for another node");
         return CTL_SILENT;
     }
-    return ctlPrintNode(askAll(processes, seconds), json, out);
+    return ctlPrintNode(ctlStatRows(processes, seconds), json, out);
 }
 
 int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out)

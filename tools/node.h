@@ -46,6 +46,10 @@ std::vector<std::string> ctlAskLines(const ctlProcess_t &process, const std::str
 // A process's answer to "stat" as a row; "error" in it says what is wrong with the answer.
 ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer);
 
+// The same of several, asked one after the other, `seconds` for each, but for all together no more than for four: of
+// those who never answer there may be any number.
+std::vector<ctlJson> ctlStatRows(const std::vector<ctlProcess_t> &processes, double seconds);
+
 // The rows as a table, or as JSON. CTL_SILENT if one of them has an error.
 int ctlPrintNode(const std::vector<ctlJson> &rows, bool json, std::ostream &out);
 

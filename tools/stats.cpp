@@ -376,6 +376,7 @@ ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &option
 {
     static uint8_t next = static_cast<uint8_t>(getpid() * 31); // unlike that of another manager
     ctlStatsReading_t reading;
+    const auto deadline = ctlDeadline(options.within);
     for (size_t begin = 0; begin < queries.size();) {
         std::vector<ctlMessage_t> batch;
         size_t bytes = 0, end = begin;
@@ -386,7 +387,7 @@ ctlStatsReading_t ctlReadStats(const ctlLink_t &link, const ctlOptions_t &option
             batch.push_back(queries[end].message);
         }
         ctlNumber(batch, next);
-        const ctlEcho_t echo = ctlExchange(link, options.slot, batch, options.timeout);
+        const ctlEcho_t echo = ctlExchange(link, options.slot, batch, std::min(options.timeout, ctlLeft(deadline)));
         if (!echo.fault.empty()) {
             reading.fault = echo.fault;
             break;

@@ -34,7 +34,7 @@ TEST(Habits, TheProgramTakesThem)
     for (const auto &[text, list] : lists)
         EXPECT_EQ(ctlExpandList(text), list) << text;
     expectRefused("lower end first", [] { ctlExpandList("te1/3-1"); });
-    setenv("VELMAR_RUN", ownRun::path.c_str(), 1);
+    setenv("VELMAR_RUN", ownRun().path.c_str(), 1);
     peer fake("ctl", "dorvald", answering([](const std::string &) { return "ok {\"a\":1}"; }));
     expectProgram("ctl dorvald stat", CTL_DONE, "ok {\"a\":1}\n");
     expectProgram("-j ctl dorvald stat | grep -v ok", CTL_DONE, "{\"a\":1}\n");
