@@ -5,7 +5,7 @@
 TEST(Habits, TheProgramTakesThem)
 {
     const std::tuple<const char *, int, const char *> rows[] = {
-        {"s", CTL_USAGE, "'s' may be send, show, stats"},
+        {"s", CTL_USAGE, "'s' may be send, show, save, stats"},
         {"he", CTL_USAGE, "no command is called 'he'"},
         {"dec 0000000700 -j", CTL_DONE, "\"seq\":7"},
         {"-j show 4", CTL_DONE, "\"name\":\"cos_map\""},
@@ -34,7 +34,7 @@ TEST(Habits, TheProgramTakesThem)
     for (const auto &[text, list] : lists)
         EXPECT_EQ(ctlExpandList(text), list) << text;
     expectRefused("lower end first", [] { ctlExpandList("te1/3-1"); });
-    setenv("VELMAR_RUN", ownRun::path.c_str(), 1);
+    setenv("VELMAR_RUN", ownRun().path.c_str(), 1);
     peer fake("ctl", "dorvald", answering([](const std::string &) { return "ok {\"a\":1}"; }));
     expectProgram("ctl dorvald stat", CTL_DONE, "ok {\"a\":1}\n");
     expectProgram("-j ctl dorvald stat | grep -v ok", CTL_DONE, "{\"a\":1}\n");
