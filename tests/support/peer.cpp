@@ -156,6 +156,7 @@ int startProgram(const std::string &binary, const std::vector<std::string> &args
         return pid;
     // Another thread may have held any lock at the fork, an allocator's too: nothing here may take one.
     prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is ended
+    signal(SIGINT, SIG_DFL);          // which whatever a shell runs in the background ignores
     const int fd = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(fd, 1);
     dup2(fd, 2);
