@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "agent/configuration.h"
 #include "agent/messages/catalogue.h"
 #include "agent/messages/header.h"
 #include "channels/manager.h"
@@ -54,6 +55,7 @@ constexpr ctl_cli_t shows[] = {
     {"json mi", qosCtlJson<qos_show_miStats>},
     {"json vss", qosCtlJson<qos_vss_show>},
     {"json queue", qosCtlJson<qos_msgq_show>},
+    {"json config", qosCtlJson<qosShowConfiguration>}, // has no text
     {nullptr, nullptr},
 };
 

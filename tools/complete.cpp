@@ -137,7 +137,8 @@ words_t plainWords(const std::string &command, const words_t &before, const std:
         return statsWords(before);
     if (command == "ctl")
         return controlWords(before);
-    if (command == "top" || (command == "clear" && !before.empty()))
+    const bool config = command == "show" && !before.empty() && before[0] == "config";
+    if (command == "top" || config || (command == "clear" && !before.empty()))
         return interfaceNames();
     if (command == "clear")
         return {"stats"};

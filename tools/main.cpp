@@ -11,6 +11,7 @@
 
 #include "tools/commands.h"
 #include "tools/complete.h"
+#include "tools/config.h"
 #include "tools/error.h"
 #include "tools/exporter.h"
 #include "tools/history.h"
@@ -264,8 +265,14 @@ int runShow(arguments &args, const CLI::App &command)
     if (std::find(tables.begin(), tables.end(), args.name) != tables.end()) {
         ctlCatchSignals();
         args.show.json = args.options.json;
+        if (args.name == "config")
+            return ctlShowConfig(args.words, args.show, std::cout);
+        if (!args.words.empty())
+            ctlRefuse("ports go with the configuration, as in: show config " + args.words[0]);
         return ctlShowTable(args.name, args.show, std::cout);
     }
+    if (!args.words.empty())
+        ctlRefuse("ports go with the configuration, as in: show config " + args.words[0]);
     if (command.count("--pid") + command.count("--timeout") != 0)
         ctlRefuse("--pid and --timeout go with a table of the agent, as in: show slots");
     if (args.name.empty())
@@ -283,6 +290,14 @@ int runDecode(const arguments &args)
     if (hex.find_first_not_of(" \t\r\n") == std::string::npos)
         ctlRefuse("there is nothing to decode; a batch is written as 0400050700ffffffff00");
     return ctlDecodeBatch(args.options, hex, std::cout, std::cerr);
+}
+
+void addAskedOptions(CLI::App *command, arguments &args)
+{
+    command->add_option("--pid", args.show.pid, "the agent with this pid; else the only one, or the active one");
+    command->add_option("--timeout", args.show.timeout, "seconds to wait for the agent")
+        ->check(secondsFrom(0))
+        ->capture_default_str();
 }
 
 void addMessageCommands(CLI::App &app, arguments &args)
@@ -308,11 +323,10 @@ void addMessageCommands(CLI::App &app, arguments &args)
 
     CLI::App *show = app.add_subcommand("show", "the messages, the fields of one of them, or a table of the agent");
     show->add_option("name", args.name, "message name or code, or a table");
+    show->add_option("ports", args.words, "of the table config: ports and chips; none is all");
     show->add_flag("-j,--json", args.options.json, "as JSON");
-    show->add_option("--pid", args.show.pid, "the agent with this pid; else the only one, or the active one");
-    show->add_option("--timeout", args.show.timeout, "seconds to wait for the agent")
-        ->check(secondsFrom(0))
-        ->capture_default_str();
+    addAskedOptions(show, args);
+    addAskedOptions(app.add_subcommand("save", "what is configured, as a scenario for apply"), args);
     show->footer("Tables of the agent: " + CLI::detail::join(ctlShowNames(), ", ") + ".");
 }
 
@@ -397,6 +411,8 @@ int run(CLI::App &app, arguments &args)
         return runClear(args);
     if (name == "top")
         return ctlTop(args.options, args.top, ctlOwnScreen(), std::cout, std::cerr);
+    if (name == "save")
+        return ctlSaveConfig(args.show, std::cout, std::cerr);
     if (name == "node")
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")

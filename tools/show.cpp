@@ -43,6 +43,7 @@ std::vector<std::string> ctlShowNames()
     std::vector<std::string> names;
     for (const table_t &table : TABLES)
         names.push_back(table.name);
+    names.push_back("config"); // which tools/config.h prints
     return names;
 }
 

@@ -5,7 +5,7 @@
 TEST(Habits, TheProgramTakesThem)
 {
     const std::tuple<const char *, int, const char *> rows[] = {
-        {"s", CTL_USAGE, "'s' may be send, show, stats"},
+        {"s", CTL_USAGE, "'s' may be send, show, save, stats"},
         {"he", CTL_USAGE, "no command is called 'he'"},
         {"dec 0000000700 -j", CTL_DONE, "\"seq\":7"},
         {"-j show 4", CTL_DONE, "\"name\":\"cos_map\""},

@@ -95,8 +95,8 @@ TEST(History, TheDriverIsLostAndFound)
     live.addPort();
     EXPECT_EQ(events().back(), "driver: found, it answers");
     live.driver.script({Driver::none()});
-    live.manager.send(message(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 0, 0), 5));
     live.driver.requests();
+    live.manager.send(message(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 0, 0), 5));
     live.driver.await(1);
     const auto driver = [&](const char *key) {
         return ctlStatRow(ctlFindProcess("dorvald"), live.node.ctl("stat"))[key];

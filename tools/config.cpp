@@ -1,0 +1,427 @@
+// SPDX-License-Identifier: Apache-2.0
+// show config and save. A message's fields have the names of the record members that they set, so that a message is
+// filled from a row by its field table; the few that differ are listed.
+#include "tools/config.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <map>
+#include <optional>
+#include <set>
+
+#include "tools/error.h"
+#include "tools/names.h"
+#include "tools/scenario.h"
+#include "tools/text.h"
+#include "tools/values.h"
+
+namespace {
+
+using json = ctlJson;
+
+constexpr int NAME_WIDTH = 34;
+constexpr size_t BATCH = 64;          // small messages in one batch
+constexpr uint32_t COS_THRESHOLD = 4; // bit of ccbFlags: the weights are in force
+constexpr unsigned PRIORITIES = 8;
+
+bool isZero(const json &value)
+{
+    return value.is_array() ? std::all_of(value.begin(), value.end(), isZero) : value == 0 || value == "";
+}
+
+uint32_t number(const json &row, const char *key)
+{
+    return static_cast<uint32_t>(row.value(key, int64_t{0}));
+}
+
+// Element `index` of a list, 0 behind its end.
+uint32_t element(const json &row, const char *key, size_t index)
+{
+    const auto list = row.find(key);
+    return list != row.end() && index < list->size() ? (*list)[index].get<uint32_t>() : 0;
+}
+
+bool isInterface(const std::string &key)
+{
+    const std::string end = key.size() < 7 ? "" : key.substr(key.size() - 7);
+    return end == "ifindex" || end == "ifIndex";
+}
+
+json nameOf(uint32_t ifindex)
+{
+    const std::string name = ctlFormatInterface(ifindex);
+    return name.empty() ? json(ifindex) : json(name);
+}
+
+// ---- Reading
+
+std::string shownValue(const std::string &key, const json &value)
+{
+    if (value.is_string())
+        return ctlShown(value.get<std::string>());
+    return isInterface(key) ? ctlShowInterface(value.get<uint32_t>()) : value.dump();
+}
+
+void printRow(std::ostream &out, const json &row)
+{
+    const uint32_t ifindex = row.contains("ifIndex") ? number(row, "ifIndex") : number(row, "ifindex");
+    const uint32_t target = ifindex != 0 ? ifindex : number(row, "chip_ifindex");
+    out << row["kind"].get<std::string>() << (target != 0 ? " " + ctlShowInterface(target) : "") << "\n";
+    for (const auto &[key, value] : row.items()) {
+        if (key == "kind" || isZero(value))
+            continue;
+        std::vector<std::string> values;
+        for (const json &each : value.is_array() ? value : json::array({value}))
+            values.push_back(shownValue(key, each));
+        out << "    " << std::left << std::setw(NAME_WIDTH) << key << " " << ctlFold(values) << "\n";
+    }
+}
+
+std::set<uint32_t> interfacesOf(const std::vector<std::string> &words)
+{
+    std::set<uint32_t> found;
+    for (const std::string &word : words)
+        for (const std::string &name : ctlExpandList(word)) {
+            const auto ifindex = ctlParseInterface(name);
+            if (!ifindex)
+                ctlRefuse("'" + name + "' is no port or chip; they are written te1/3 and chip1/0");
+            found.insert(*ifindex);
+        }
+    return found;
+}
+
+// The interface that a row is about.
+uint32_t subjectOf(const json &row)
+{
+    const std::string kind = row["kind"];
+    return number(row, kind == "port" ? "ifIndex" : kind == "chip" ? "chip_ifindex" : "ifindex");
+}
+
+json chosenRows(const json &rows, const std::vector<std::string> &words)
+{
+    if (words.empty())
+        return rows;
+    const std::set<uint32_t> wanted = interfacesOf(words);
+    std::set<uint32_t> missing = wanted;
+    json chosen = json::array();
+    for (const json &row : rows)
+        if (wanted.count(subjectOf(row)) != 0) {
+            missing.erase(subjectOf(row));
+            chosen.push_back(row);
+        }
+    if (!missing.empty())
+        throw ctlError_t{CTL_FAILED, "the agent knows no " + ctlShowInterface(*missing.begin())};
+    return chosen;
+}
+
+// ---- Saving
+
+// A field that has another name than the member, by body: what it is filled from.
+const std::map<std::string, std::map<std::string, std::string>> MEMBERS = {
+    {"qosCcbMsg_t",
+     {{"ifindex", "ifIndex"},
+      {"pause_rx", "ccb.pause.rx"},
+      {"pause_tx", "ccb.pause.tx"},
+      {"pfc_rx", "ccb.pfc.rx"},
+      {"pfc_tx", "ccb.pfc.tx"},
+      {"pri_tail_drop_threshold", "ccb.priTailDropThreshold"}}},
+};
+
+// A setting of a port: its message, what of the row must not be 0 for it to be sent, and where its fields begin.
+struct setting_t {
+    const char *message;
+    std::vector<const char *> needs;
+    std::string prefix;
+};
+
+// In the order in which they are sent. A COSMAP ahead of the default CoS would set that too.
+const setting_t PORT_SETTINGS[] = {
+    {"COSTRUST", {"l2_pri.cos_trust"}, "l2_pri."},
+    {"DEFCOS", {"l2_pri.def_cos", "l2_pri.def_tc"}, "l2_pri."},
+    {"COSMAP", {"l2_pri.cos_map"}, "l2_pri."},
+    {"COSTCMAP", {"l2_pri.tc_map"}, "l2_pri."},
+    {"DSCPTRUST", {"l3_pri.dscp_trust"}, "l3_pri."},
+    {"DSCPMAP", {"l3_pri.dscp_map"}, "l3_pri."},
+    {"DSCPCOSMAP", {"l3_pri.cos_map"}, "l3_pri."},
+    {"DSCPTCMAP", {"l3_pri.tc_map"}, "l3_pri."},
+    {"PAUSE", {"ccb.pause.rx", "ccb.pause.tx"}, ""},
+    {"PFC", {"ccb.pfc.rx", "ccb.pfc.tx"}, ""},
+    {"PRI_TAILDROP", {"ccb.priTailDropThreshold"}, ""},
+    {"SCH",
+     {"sch_cfg.SchFlags", "sch_cfg.sp_count", "sch_cfg.sp_queue_bw", "sch_cfg.dwrr_weight", "sch_cfg.sch_cfg_status"},
+     ""},
+    {"PSHAPE", {"shaper_cfg.SchFlags", "shaper_cfg.if_bw", "shaper_cfg.port_shp_cfg_status"}, ""},
+};
+
+bool any(const json &row, const std::vector<const char *> &keys)
+{
+    return std::any_of(keys.begin(), keys.end(), [&](const char *key) { return !isZero(row.value(key, json(0))); });
+}
+
+// A name as a scenario can say it: what is more than letters, digits and the like as bytes.
+std::string nameText(const std::string &name)
+{
+    const bool plain = std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return std::isalnum(c) != 0 || (c < 0x80 && std::string_view("/._-@").find(static_cast<char>(c)) < 5);
+    });
+    return plain ? name : "x:" + ctlFormatHex(reinterpret_cast<const uint8_t *>(name.data()), name.size());
+}
+
+// A member as a value of a scenario; what stands behind the last port of a chip is left out.
+json valueOf(const std::string &field, const json &value)
+{
+    if (value.is_string())
+        return nameText(value.get<std::string>());
+    if (!value.is_array())
+        return isInterface(field) ? nameOf(value.get<uint32_t>()) : value;
+    json list = value;
+    while (field.rfind("portInfo.", 0) == 0 && !list.empty() && list.back() == 0)
+        list.erase(list.size() - 1);
+    if (isInterface(field))
+        for (json &each : list)
+            each = nameOf(each.get<uint32_t>());
+    return list;
+}
+
+// The message with every field that the row has a member for, but for zeros, which fields are anyway.
+json fill(const char *message, const json &row, const std::string &prefix)
+{
+    json made = {{"msg", message}};
+    const wireBody &body = ctlBodyOf(ctlFindMessage(message));
+    const auto differing = MEMBERS.find(body.name);
+    for (unsigned i = 0; i < body.numFields; i++) {
+        const std::string field = body.fields[i].name;
+        std::vector<std::string> members = {prefix + field, field};
+        if (differing != MEMBERS.end() && differing->second.count(field) != 0)
+            members = {differing->second.at(field)};
+        for (const std::string &member : members) {
+            const auto value = row.find(member);
+            if (value == row.end())
+                continue;
+            if (!isZero(*value))
+                made[field] = valueOf(field, *value);
+            break;
+        }
+    }
+    return made;
+}
+
+// What congestion messages carry beside their setting: the port's map of classes, each priority its own class where
+// the port has none.
+void addMap(json &message, const json &port)
+{
+    const json &map = port["l2_pri.tc_map"];
+    message["tc_map"] = isZero(map) ? json("0..7") : map;
+}
+
+json settingsOf(const json &port)
+{
+    json batch = json::array();
+    for (const setting_t &setting : PORT_SETTINGS) {
+        const std::string name = setting.message;
+        const bool weights = name == "PRI_TAILDROP" && (number(port, "ccb.ccbFlags") & COS_THRESHOLD) != 0;
+        if (!weights && !any(port, setting.needs))
+            continue;
+        json message = fill(setting.message, port, setting.prefix);
+        if (ctlBodyOf(ctlFindMessage(name)).name == std::string("qosCcbMsg_t"))
+            addMap(message, port);
+        if (weights)
+            message["priTailDropSet"] = true;
+        batch.push_back(message);
+    }
+    return batch;
+}
+
+// The chips' weights as each chip that comes up sets them anew.
+bool isDefaultMulticast(const json &node)
+{
+    for (unsigned queue = 0; queue < PRIORITIES; queue++)
+        if (element(node, "Mcsch_cfg.mc_dwrr_weight", queue) != 12 + queue % 2)
+            return false;
+    return isZero(node["Mcsch_cfg.mc_sch_cfg_status"]);
+}
+
+json nodeSettings(const json &node)
+{
+    json batch = json::array();
+    if (any(node, {"sch_cfg.SchFlags", "sch_cfg.sp_count", "sch_cfg.sp_queue_bw", "sch_cfg.dwrr_weight"})) {
+        json message = fill("GLB_SCH", node, "");
+        for (const char *others : {"Mcsch_cfg.mc_dwrr_weight", "Mcsch_cfg.mc_sch_cfg_status"})
+            message.erase(others);
+        batch.push_back(message);
+    }
+    if (any(node, {"Mcsch_cfg.mc_dwrr_weight", "Mcsch_cfg.mc_sch_cfg_status"}) && !isDefaultMulticast(node)) {
+        json message = {{"msg", "MC_SCH"}};
+        for (const char *member : {"Mcsch_cfg.mc_dwrr_weight", "Mcsch_cfg.mc_sch_cfg_status"})
+            message[member] = node[member];
+        batch.push_back(message);
+    }
+    for (const auto &[message, member] :
+         {std::pair("INGR_QUEUE_DEPTH", "ingrQueueDepth"), std::pair("EGR_QUEUE_DEPTH", "egrQueueDepth")})
+        if (number(node, member) != 0)
+            batch.push_back({{"msg", message}, {"queueDepth", number(node, member)}});
+    return batch;
+}
+
+// ---- Long distance
+
+// One pool of a chip, as its last long-distance port split it.
+struct pool_t {
+    uint32_t links, reserve, long_port, isl_port, edge_port;
+};
+
+pool_t poolOf(const json &chip, size_t group)
+{
+    return {element(chip, "ldChipCfg.num_ld_isl", group), element(chip, "ldChipCfg.ld_buf.per_pfc_buf", group),
+            element(chip, "ldChipCfg.ld_buf.ld_port_buf", group),
+            element(chip, "ldChipCfg.ld_buf.reg_isl_port_buf", group),
+            element(chip, "ldChipCfg.ld_buf.edge_port_buf", group)};
+}
+
+// How many lossless priorities the split was made for: a long-distance port has their reserves, and an edge port's
+// share for each other priority.
+std::optional<unsigned> losslessOf(const pool_t &pool)
+{
+    for (unsigned count = 0; count <= PRIORITIES; count++)
+        if (pool.long_port == pool.edge_port * (PRIORITIES - count) + pool.reserve * count)
+            return count;
+    return std::nullopt;
+}
+
+// The long-distance port, or a regular inter-switch link beside one; null for any other port.
+json linkOf(const json &port, const pool_t &pool, std::vector<std::string> &lost)
+{
+    const std::string name = ctlShowInterface(number(port, "ifIndex"));
+    if (number(port, "ccb.ldIfCfg.is_link_ld") == 1) {
+        const auto lossless = losslessOf(pool);
+        if (!lossless)
+            lost.push_back("LD_CFG of " + name + ": for how many lossless priorities is not known, 0 is taken");
+        if (pool.links > 1)
+            lost.push_back("LD_CFG of " + name + ": which of the pool's long links came last is not known");
+        return {{"msg", "LD_CFG"},
+                {"cmd", 1},
+                {"ifindex", nameOf(number(port, "ifIndex"))},
+                {"distance", number(port, "ccb.ldIfCfg.ld_distance")},
+                {"num_pfc", lossless.value_or(0)}};
+    }
+    if (pool.links == 0 || pool.isl_port == pool.edge_port || number(port, "ccb.tailDropThreshold") != pool.isl_port)
+        return nullptr;
+    return {{"msg", "LD_CFG"}, {"cmd", 3}, {"ifindex", nameOf(number(port, "ifIndex"))}};
+}
+
+// ---- All of it
+
+void addBatch(json &batches, const json &messages)
+{
+    for (size_t i = 0; i < messages.size(); i += BATCH)
+        batches.push_back(json(messages.begin() + static_cast<std::ptrdiff_t>(i),
+                               messages.begin() + static_cast<std::ptrdiff_t>(std::min(i + BATCH, messages.size()))));
+}
+
+void addLost(const json &row, std::vector<std::string> &lost)
+{
+    const std::string kind = row["kind"], name = ctlShowInterface(subjectOf(row));
+    if (kind == "policer" || kind == "bum")
+        lost.push_back("policer " + std::to_string(number(row, "policer_id")) + " of " + name + ", " +
+                       (number(row, "dir") == 0 ? "ingress" : "egress") + ": its rates are not held");
+    std::string priorities;
+    for (unsigned priority = 0; priority < PRIORITIES; priority++)
+        if (element(row, "ccb.redConfig.redProfileEnabled", priority) != 0)
+            priorities += (priorities.empty() ? "" : ",") + std::to_string(priority);
+    if (!priorities.empty())
+        lost.push_back("RED of " + name + ", priorities " + priorities + ": its thresholds are not held");
+}
+
+// Chips and ports first, then what is set on them; long links last, since they split what the other settings leave.
+struct parts_t {
+    json chips = json::array(), ports = json::array(), node = json::array(), settings = json::array();
+    json links = json::array(), regular = json::array(), watches = json::array();
+};
+
+void sortIn(const json &row, const std::map<uint32_t, json> &chips, parts_t &parts, std::vector<std::string> &lost)
+{
+    const std::string kind = row["kind"];
+    if (kind == "node")
+        parts.node = nodeSettings(row);
+    else if (kind == "chip")
+        parts.chips.push_back(json::array({fill("CHIPUP", row, "")}));
+    else if (kind == "watch")
+        parts.watches.push_back(fill("DROP_MONITOR_CFG", row, ""));
+    if (kind == "watch")
+        parts.watches.back()["cmd"] = 1;
+    addLost(row, lost);
+    if (kind != "port")
+        return;
+    parts.ports.push_back(fill("IFADD", row, ""));
+    if (json settings = settingsOf(row); !settings.empty())
+        parts.settings.push_back(std::move(settings));
+    const auto chip = chips.find(number(row, "chip_ifindex"));
+    if (chip == chips.end())
+        return;
+    const json link = linkOf(row, poolOf(chip->second, number(row, "ccb.ldIfCfg.buf_pool_group")), lost);
+    if (!link.is_null())
+        (link["cmd"] == 1 ? parts.links : parts.regular).push_back(link);
+}
+
+} // namespace
+
+ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost)
+{
+    std::map<uint32_t, json> chips;
+    for (const json &row : rows)
+        if (row["kind"] == "chip")
+            chips[number(row, "chip_ifindex")] = row;
+    parts_t parts;
+    for (const json &row : rows)
+        sortIn(row, chips, parts, lost);
+    json batches = std::move(parts.chips);
+    addBatch(batches, parts.ports);
+    addBatch(batches, parts.node);
+    for (json &settings : parts.settings)
+        batches.push_back(std::move(settings));
+    for (const json *list : {&parts.links, &parts.regular, &parts.watches})
+        addBatch(batches, *list);
+    lost.push_back(
+        "whether these were set is not held: W2QPRI and the maps in PAUSE, PFC and PRI_TAILDROP (the port's own "
+        "is taken, 0..7 where it has none), POL_PROFILE, MCAST_RATELIMIT, MCAST_TAILDROP, "
+        "SET_MCAST_QUEUE_MODE, IVQ_RED_CFG, RED_PROFILE of chips");
+    return batches;
+}
+
+int ctlShowConfig(const std::vector<std::string> &ports, const ctlShow_t &asked, std::ostream &out)
+{
+    const json rows = chosenRows(ctlAskRows(ctlFindAgent(asked.pid, asked.timeout), "config", asked.timeout), ports);
+    if (asked.json)
+        ctlPrintJson(out, rows);
+    else
+        for (const json &row : rows)
+            printRow(out, row);
+    return CTL_DONE;
+}
+
+int ctlSaveConfig(const ctlShow_t &asked, std::ostream &out, std::ostream &err)
+{
+    std::vector<std::string> lost;
+    const json batches =
+        ctlScenarioOf(ctlAskRows(ctlFindAgent(asked.pid, asked.timeout), "config", asked.timeout), lost);
+    if (batches.empty())
+        throw ctlError_t{CTL_FAILED, "the agent holds no chip, port or setting: there is nothing to save"};
+    std::string text = "{\"batches\": [\n";
+    for (size_t b = 0; b < batches.size(); b++)
+        for (size_t m = 0; m < batches[b].size(); m++)
+            text += (m == 0 ? "  [" : "   ") + batches[b][m].dump(-1, ' ', false, json::error_handler_t::replace) +
+                    (m + 1 < batches[b].size() ? ",\n"
+                     : b + 1 < batches.size()  ? "],\n"
+                                               : "]\n");
+    text += "]}\n";
+    out << text;
+    for (const std::string &each : lost)
+        ctlComplain(err, "not saved: " + each);
+    try { // what apply does ahead of sending
+        for (const std::vector<ctlMessage_t> &batch : ctlReadScenario(text, "the scenario").batches)
+            ctlCheckMaps(batch);
+    } catch (const ctlError_t &error) {
+        ctlComplain(err, "apply takes this with --force alone: " + error.text);
+    }
+    return CTL_DONE;
+}

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is configured, out of the agent's own records: to read, and as a scenario that brings a fresh node there. Relies
+// on the rows of the control socket's "cli json config".
+#ifndef TOOLS_CONFIG_H
+#define TOOLS_CONFIG_H
+
+#include "tools/show.h"
+
+// Prints the configuration, of all or of the ports and chips named, and gives the exit status. The text leaves out what
+// is 0. CTL_FAILED if one of them is unknown to the agent.
+int ctlShowConfig(const std::vector<std::string> &ports, const ctlShow_t &asked, std::ostream &out);
+
+// Prints the scenario. What the agent does not hold, and a scenario so cannot say, is a complaint a line on `err`.
+int ctlSaveConfig(const ctlShow_t &asked, std::ostream &out, std::ostream &err);
+
+// The same from the rows.
+ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost);
+
+#endif
