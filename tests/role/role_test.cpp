@@ -57,6 +57,8 @@ struct RoleTest : testing::Test {
     TraceLog log{run + "/trace.txt"};
     Program driver{run, {HSLD_BINARY, "--chip", "1/0:mirelle:4"}};
     Socket control{run + "/client"};
+    // From then on the emulator ends as it should.
+    void SetUp() override { EXPECT_TRUE(has(hsld("stat"), "\"requests\":0")); }
     ~RoleTest() override { log.check(); }
     // A command to the emulator, which must be up.
     std::string hsld(const std::string &command)
@@ -71,7 +73,6 @@ struct RoleTest : testing::Test {
 
 TEST_F(RoleTest, PortsAndChipsFollowTheDriver)
 {
-    EXPECT_TRUE(has(hsld("stat"), "\"requests\":0"));
     const Program role(run, {DORVMD_ROLE_BINARY, "--port", "te1/1..te1/2"});
     Client terminal(run);
     // The driver was asked for the basic and for the extended capabilities.
