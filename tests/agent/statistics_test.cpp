@@ -5,6 +5,7 @@
 #include "agent/dispatch.h"
 #include "agent/messages/catalogue.h"
 #include "agent/statistics.h"
+#include "platform/common/cos_statistics.h"
 #include "platform/qa_ioctl.h"
 #include "tests/support/inside.h"
 
@@ -265,6 +266,7 @@ TEST_F(Statistics, ClearOfOneInterface)
     EXPECT_EQ(told(41, body), 25U);
     Bytes debug = clearBody(ALL, 1, 8);
     EXPECT_EQ(qaIoctlFn[QOS_CHIP_TESSEL][QOS_CLEAR_DBG_STATS](debug.data()), 25U);
+    EXPECT_EQ(cosClearDropRsnStats(__func__, bodyIn<qosClearStatsMsg_t>(debug)), 25U);
     body = clearBody(PORT + 0x8000, 0);
     EXPECT_EQ(told(41, body), 25U);
     EXPECT_TRUE(records().empty());

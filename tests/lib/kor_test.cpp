@@ -198,6 +198,7 @@ TEST_F(KorTest, InterfacesComeGoAndAreForgotten)
     run("interface vlan 5");
     EXPECT_EQ(cli.ifindex_obj, first);
 
+    EXPECT_EQ(cli_install_config(lib->ctree, -1, nullptr), LIB_FAILED);
     EXPECT_EQ(cli_if_add(nullptr, &cli, "vlan0.5"), -1);
     EXPECT_EQ(cli_if_add(lib->ctree, &cli, std::string(99, 'v').c_str()), -1);
     // One that the context holds stays.

@@ -270,6 +270,7 @@ TEST_F(Larkin, PauseAndPfc)
     Bytes unknown = ccbBody(LARKIN_PORT + 0x8000);
     EXPECT_EQ(larkSetPfc(bodyIn<qosCcbMsg_t>(unknown)), 24U);
     EXPECT_EQ(larkSetEmergencyPause(bodyIn<qosCcbMsg_t>(unknown)), 24U);
+    EXPECT_EQ(larkSetPause(bodyIn<qosCcbMsg_t>(unknown)), 24U);
     EXPECT_EQ(get32(unknown, 183), 24U);
     inside.log.ignoreErrs();
 }
