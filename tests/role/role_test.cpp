@@ -52,7 +52,7 @@ struct Client {
 };
 
 struct RoleTest : testing::Test {
-    const RunDirectory directory;
+    const RunDirectory directory{}; // clang 14 takes no default here
     const std::string &run = directory.path;
     TraceLog log{run + "/trace.txt"};
     Program driver{run, {HSLD_BINARY, "--chip", "1/0:mirelle:4"}};
