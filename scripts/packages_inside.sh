@@ -40,9 +40,9 @@ agents=()
 for instance in a b; do
     sandboxed $(unit ExecStart | cut -d' ' -f1) $options &
     agents+=($!)
-    await " active " 1
+    await "^dorvald .* active " 1
 done
-await " standby " 1
+await "^dorvald .* standby " 1
 await "standbys 1" 1
 dorvctl --version
 hsld --version
