@@ -57,6 +57,7 @@ TEST(Exporter, ServesANodeAtWorkStuckAndDead)
     Exporter exporter(run.path, "exporter", "60");
     EXPECT_TRUE(has(exporter.page("text/html", "/"), "\"/metrics\""));
     startProgram(HSLD_BINARY, {"hsld", "--chip", "1/0:tessel:4"}, run.path, {}, run.path + "/hsld");
+    EXPECT_TRUE(within([&] { return ctl("ctl hsld stat") == 0; })); // a chip-up ahead of it would program nothing
     const int agent = startProgram(DORVALD_BINARY, {"dorvald", "-S", "ethsw", "-s", "1"}, run.path, {"VELMAR_CLOCK="},
                                    run.path + "/dorvald");
     EXPECT_TRUE(within([&] { return ctl("apply " EXAMPLES "/tessel.json") == 0; }));
