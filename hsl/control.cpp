@@ -60,11 +60,11 @@ static std::string controlShow(hslServer_t &server, const words_t &words)
             return "error: no request has named port " + words[2] + "; a port is an interface index or a name as te1/3";
         return okJson(hslPortJson(port->second, true));
     }
-    if (words.size() == 3 && words[1] == "chip") {
+    if (words.size() == 3 && (words[1] == "chip" || words[1] == "told")) {
         auto chip = server.model.chips.find(hslParseChip(words[2]));
         if (chip == server.model.chips.end())
             return "error: no chip " + words[2] + "; 'show' lists them";
-        return okJson(hslChipJson(chip->second, true));
+        return okJson(words[1] == "chip" ? hslChipJson(chip->second, true) : hslToldJson(server.model, chip->second));
     }
     if (words.size() > 2 && words.size() < 5 && words[1] == "tcam") {
         auto chip = server.model.chips.find(hslParseChip(words[2]));
@@ -75,7 +75,8 @@ static std::string controlShow(hslServer_t &server, const words_t &words)
                                    region + "; they are l2 and l3, created when a Larkin comes up";
     }
     if (words.size() != 1)
-        return "error: show takes nothing, 'port PORT', 'chip SLOT/CHIP' or 'tcam SLOT/CHIP [REGION]'";
+        return "error: show takes nothing, 'port PORT', 'chip SLOT/CHIP', 'told SLOT/CHIP' or 'tcam SLOT/CHIP "
+               "[REGION]'";
     if (auto error = hslTooLong(server, hslModelJsonLeast(server.model)); !error.empty())
         return error;
     hslJson out{{"pid", getpid()},

@@ -122,6 +122,8 @@ hslBuffer hslChipEvent(const hslChip_t &chip, chipEvent_t event);
 
 hslJson hslChipJson(const hslChip_t &chip, bool whole); // whole: with its policers and their counters
 hslJson hslModelJson(const hslModel_t &model);
+// What a chip and its ports were told, as numbers under the names of the command table: for programs.
+hslJson hslToldJson(const hslModel_t &model, const hslChip_t &chip);
 size_t hslModelJsonLeast(const hslModel_t &model);      // characters that its text has at least
 hslJson hslPortJson(const hslPort_t &port, bool whole); // whole: with every record's bytes, setup and traffic
 

@@ -95,6 +95,31 @@ size_t hslModelJsonLeast(const hslModel_t &model)
     return least;
 }
 
+// Records by the names of their commands, which are alike in both families.
+static hslJson recordsJson(const hslToldMap_t &told)
+{
+    auto out = hslJson::object();
+    for (auto &[key, entry] : told)
+        out[entry.row->name] = hslFieldsJson(entry.row->fields, entry.record);
+    return out;
+}
+
+hslJson hslToldJson(const hslModel_t &model, const hslChip_t &chip)
+{
+    hslJson out{{"ifindex", dce_get_ifindex(chip.flat)},
+                {"type", chip.type->traits().word},
+                {"policers", hslPolicersJson(chip.policers)},
+                {"tcam", hslTcamJson(chip.tcams)},
+                {"egress_queue_depth", chip.egress_depth ? hslJson(*chip.egress_depth) : hslJson()},
+                {"told", recordsJson(chip.told)},
+                {"ports", hslJson::array()}};
+    for (auto &[ifindex, port] : model.ports)
+        if (port.flat == chip.flat)
+            out["ports"].push_back(
+                {{"ifindex", ifindex}, {"congestion", hslSetupJson(port.setup)}, {"told", recordsJson(port.told)}});
+    return out;
+}
+
 hslJson hslModelJson(const hslModel_t &model)
 {
     hslJson out{{"chips", hslJson::array()}, {"ports", hslJson::array()}, {"warnings", hslJson::array()}};

@@ -252,3 +252,21 @@ std::string hslTcamText(const hslTcams_t &tcams, const std::string &table)
     }
     return lines;
 }
+
+hslJson hslTcamJson(const hslTcams_t &tcams)
+{
+    auto list = hslJson::array();
+    for (auto &[key, region] : tcams) {
+        auto &selection = *selectionOf(key.first);
+        for (auto &[handle, entry] : region.entries) {
+            auto hit = hitOf(selection, handle, entry.result);
+            list.push_back({{"table", key.first == HSL_TCAM_L2 ? "l2" : "l3"},
+                            {"port", entry.port},
+                            {"value", (entry.value & selection.value_mask) >> selection.value_shift},
+                            {"cos", hit.cos},
+                            {"tc", hit.tc},
+                            {"trust", hit.trust}});
+        }
+    }
+    return list;
+}

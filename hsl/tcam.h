@@ -55,4 +55,7 @@ std::optional<hslTcamHit_t> hslTcamFind(const hslTcams_t &tcams, uint16_t table,
 // such region.
 std::string hslTcamText(const hslTcams_t &tcams, const std::string &table);
 
+// The entries as a list of objects: table ("l2" or "l3"), port as its interface index, value looked up, cos, tc, trust.
+hslJson hslTcamJson(const hslTcams_t &tcams);
+
 #endif
