@@ -11,7 +11,9 @@
 #include "agent/model/thresholds.h"
 #include "agent/scheduler.h"
 #include "core/table.h"
+#include "core/trace.h"
 #include "inventory/chips.h"
+#include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
 #include "lib/views.h"
 #include "velmar/members.h"
@@ -146,7 +148,46 @@ void showPort(cli_t *cli, const qosIf_t &interface)
     showRecord(cli, "", interface);
 }
 
+void showDriverSide(cli_t *cli, const qosIf_t &interface)
+{
+    using map_t = uint8_t[QOS_NUM_COS];
+    static constexpr map_t sent[] = {{0, 1, 2, 3, 4, 5, 6, 7}, {1, 1, 1, 1, 1, 1, 1, 1}, {}};
+    uint32_t de_assert;
+    uint32_t assert_threshold;
+    qaCcbGetPauseThresholds(&interface, &de_assert, &assert_threshold);
+    qosJsonRecord(cli);
+    qosJsonNumber(cli, "ifIndex", interface.ifIndex);
+    qosJsonNumber(cli, "speed", qaSchGetSpeedFromIf(interface.ifIndex));
+    qosJsonNumber(cli, "assert", assert_threshold);
+    qosJsonNumber(cli, "de-assert", de_assert);
+    qosJsonNumber(cli, "l2_handles", interface.l2_pri.tcam_handle_valid);
+    qosJsonNumber(cli, "l3_handles", static_cast<int64_t>(interface.l3_pri.tcam_handle_valid));
+    qosJsonList(cli, "thresholds");
+    const auto split = [&](const map_t &map) {
+        qaCcbThresholds_t thresholds = {};
+        (void)qaCcbGetPriTailDropThresholds(&interface, map, interface.ccb.tailDropThreshold, thresholds);
+        for (const uint32_t threshold : thresholds)
+            qosJsonNumber(cli, nullptr, threshold);
+    };
+    split(interface.l2_pri.tc_map);
+    for (const map_t &map : sent)
+        split(map);
+    qosJsonListEnd(cli);
+}
+
 } // namespace
+
+int qosShowDriverSide(cli_t *cli)
+{
+    // The arithmetic traces as if the thresholds were set, which they are not.
+    const int level = dce_trace_lvl_get();
+    dce_trace_lvl_set(0);
+    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
+        if (interface.chip)
+            showDriverSide(cli, interface);
+    dce_trace_lvl_set(level);
+    return 0;
+}
 
 int qosShowConfiguration(cli_t *cli)
 {

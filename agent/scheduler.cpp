@@ -71,7 +71,7 @@ int qaSchchipUp(qosChip_t *chip)
     qosSchMsg_t body = {};
     qosCopyText(body.ifName, "Allinterfaces");
     for (unsigned queue = 0; queue < QOS_NUM_COS; ++queue)
-        body.Mcsch_cfg.mc_dwrr_weight[queue] = 12 + queue % 2;
+        body.Mcsch_cfg.mc_dwrr_weight[queue] = qosDefaultMcWeight(queue);
     (void)qaProcessMcSchCfg(&body); // each chip has its line
     return QOS_OK;
 }

@@ -55,7 +55,8 @@ constexpr ctl_cli_t shows[] = {
     {"json mi", qosCtlJson<qos_show_miStats>},
     {"json vss", qosCtlJson<qos_vss_show>},
     {"json queue", qosCtlJson<qos_msgq_show>},
-    {"json config", qosCtlJson<qosShowConfiguration>}, // has no text
+    {"json config", qosCtlJson<qosShowConfiguration>}, // these two have no text
+    {"json driver", qosCtlJson<qosShowDriverSide>},
     {nullptr, nullptr},
 };
 

@@ -31,7 +31,7 @@ await_standby() {
 
 # The shaper of te1/3 to the rate of $1: one message, whose request tells in the driver's log which message it came from.
 shape() {
-    "$bin/dorvctl" send --timeout 0.2 PSHAPE ifIndex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 \
+    "$bin/dorvctl" send --bare --timeout 0.2 PSHAPE ifIndex=te1/3 ifName=te1/3 chip_ifindex=chip1/0 \
         shaper_cfg.if_bw="$1" >/dev/null 2>&1
 }
 

@@ -169,7 +169,8 @@ void ctlCheckMaps(const std::vector<ctlMessage_t> &batch)
     }
 }
 
-std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra)
+std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra,
+                                        const ctlHeld_t &held)
 {
     std::vector<ctlMessage_t> batch;
     if (!extra.empty() && std::count(words.begin(), words.end(), "+") != 0)
@@ -183,7 +184,13 @@ std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, c
         for (auto word = begin + 1; word != end; word++)
             assigns.push_back(splitWord(*word));
         assigns.insert(assigns.end(), extra.begin(), extra.end());
-        batch.push_back(ctlBuildMessage(*begin, assigns));
+        ctlMessage_t message = ctlBuildMessage(*begin, assigns); // refuses what is wrong before anybody is asked
+        if (held) {
+            std::vector<ctlAssign_t> all = held(*qosMsgInfo(message.code), assigns);
+            all.insert(all.end(), assigns.begin(), assigns.end());
+            message = ctlBuildMessage(*begin, all);
+        }
+        batch.push_back(std::move(message));
         at = static_cast<size_t>(end - words.begin());
     }
     return batch;

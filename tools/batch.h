@@ -3,6 +3,7 @@
 #ifndef TOOLS_BATCH_H
 #define TOOLS_BATCH_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <variant>
@@ -38,8 +39,14 @@ ctlMessage_t ctlBuildMessage(const std::string &name, const std::vector<ctlAssig
 // body that was given as bytes may hold anything.
 void ctlCheckMaps(const std::vector<ctlMessage_t> &batch);
 
+// What goes ahead of the fields that a person named, from wherever a value for the others is held.
+using ctlHeld_t =
+    std::function<std::vector<ctlAssign_t>(const qosMsgInfo_t &info, const std::vector<ctlAssign_t> &assigns)>;
+
 // Messages from words: NAME field=value ... + NAME field=value ...; `extra` is added to the only message there is.
-std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra);
+// Fields that nobody names are what `held` says, without it 0.
+std::vector<ctlMessage_t> ctlParseWords(const std::vector<std::string> &words, const std::vector<ctlAssign_t> &extra,
+                                        const ctlHeld_t &held = {});
 
 // Gives each message without a sequence number of its own the next one.
 void ctlNumber(std::vector<ctlMessage_t> &batch, uint8_t &next);

@@ -131,7 +131,7 @@ int ctlSendBatches(const ctlOptions_t &options, std::vector<std::vector<ctlMessa
 
 int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::ostream &out, std::ostream &err)
 {
-    ctlLink_t link = ctlOpenLink(options.service);
+    ctlLink_t link = ctlOpenLink(options.service, true); // agents may start later
     const auto deadline = ctlDeadline(watch.timeout > 0 ? watch.timeout : 1e8);
     unsigned seen = 0;
     for (bool late = false; !late && (watch.count == 0 || seen < watch.count); late = ctlClock::now() >= deadline) {

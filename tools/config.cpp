@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// show config and save. A message's fields have the names of the record members that they set, so that a message is
-// filled from a row by its field table; the few that differ are listed.
+// show config and save.
 #include "tools/config.h"
 
 #include <algorithm>
@@ -9,7 +8,9 @@
 #include <optional>
 #include <set>
 
+#include "agent/messages/scheduler.h"
 #include "tools/error.h"
+#include "tools/held.h"
 #include "tools/names.h"
 #include "tools/scenario.h"
 #include "tools/text.h"
@@ -20,38 +21,8 @@ namespace {
 using json = ctlJson;
 
 constexpr int NAME_WIDTH = 34;
-constexpr size_t BATCH = 64;          // small messages in one batch
-constexpr uint32_t COS_THRESHOLD = 4; // bit of ccbFlags: the weights are in force
+constexpr size_t BATCH = 64; // small messages in one batch
 constexpr unsigned PRIORITIES = 8;
-
-bool isZero(const json &value)
-{
-    return value.is_array() ? std::all_of(value.begin(), value.end(), isZero) : value == 0 || value == "";
-}
-
-uint32_t number(const json &row, const char *key)
-{
-    return static_cast<uint32_t>(row.value(key, int64_t{0}));
-}
-
-// Element `index` of a list, 0 behind its end.
-uint32_t element(const json &row, const char *key, size_t index)
-{
-    const auto list = row.find(key);
-    return list != row.end() && index < list->size() ? (*list)[index].get<uint32_t>() : 0;
-}
-
-bool isInterface(const std::string &key)
-{
-    const std::string end = key.size() < 7 ? "" : key.substr(key.size() - 7);
-    return end == "ifindex" || end == "ifIndex";
-}
-
-json nameOf(uint32_t ifindex)
-{
-    const std::string name = ctlFormatInterface(ifindex);
-    return name.empty() ? json(ifindex) : json(name);
-}
 
 // ---- Reading
 
@@ -59,16 +30,16 @@ std::string shownValue(const std::string &key, const json &value)
 {
     if (value.is_string())
         return ctlShown(value.get<std::string>());
-    return isInterface(key) ? ctlShowInterface(value.get<uint32_t>()) : value.dump();
+    return ctlIsInterfaceName(key) ? ctlShowInterface(value.get<uint32_t>()) : value.dump();
 }
 
 void printRow(std::ostream &out, const json &row)
 {
-    const uint32_t ifindex = row.contains("ifIndex") ? number(row, "ifIndex") : number(row, "ifindex");
-    const uint32_t target = ifindex != 0 ? ifindex : number(row, "chip_ifindex");
+    const uint32_t ifindex = row.contains("ifIndex") ? ctlMember(row, "ifIndex") : ctlMember(row, "ifindex");
+    const uint32_t target = ifindex != 0 ? ifindex : ctlMember(row, "chip_ifindex");
     out << row["kind"].get<std::string>() << (target != 0 ? " " + ctlShowInterface(target) : "") << "\n";
     for (const auto &[key, value] : row.items()) {
-        if (key == "kind" || isZero(value))
+        if (key == "kind" || ctlIsZero(value))
             continue;
         std::vector<std::string> values;
         for (const json &each : value.is_array() ? value : json::array({value}))
@@ -90,128 +61,45 @@ std::set<uint32_t> interfacesOf(const std::vector<std::string> &words)
     return found;
 }
 
-// The interface that a row is about.
-uint32_t subjectOf(const json &row)
-{
-    const std::string kind = row["kind"];
-    return number(row, kind == "port" ? "ifIndex" : kind == "chip" ? "chip_ifindex" : "ifindex");
-}
-
 json chosenRows(const json &rows, const std::vector<std::string> &words)
 {
-    if (words.empty())
-        return rows;
-    const std::set<uint32_t> wanted = interfacesOf(words);
-    std::set<uint32_t> missing = wanted;
+    const std::set<uint32_t> wanted = ctlInterfacesOf(words, rows);
     json chosen = json::array();
     for (const json &row : rows)
-        if (wanted.count(subjectOf(row)) != 0) {
-            missing.erase(subjectOf(row));
+        if (words.empty() || wanted.count(ctlSubject(row)) != 0)
             chosen.push_back(row);
-        }
-    if (!missing.empty())
-        throw ctlError_t{CTL_FAILED, "the agent knows no " + ctlShowInterface(*missing.begin())};
     return chosen;
 }
 
 // ---- Saving
 
-// A field that has another name than the member, by body: what it is filled from.
-const std::map<std::string, std::map<std::string, std::string>> MEMBERS = {
-    {"qosCcbMsg_t",
-     {{"ifindex", "ifIndex"},
-      {"pause_rx", "ccb.pause.rx"},
-      {"pause_tx", "ccb.pause.tx"},
-      {"pfc_rx", "ccb.pfc.rx"},
-      {"pfc_tx", "ccb.pfc.tx"},
-      {"pri_tail_drop_threshold", "ccb.priTailDropThreshold"}}},
-};
-
-// A setting of a port: its message, what of the row must not be 0 for it to be sent, and where its fields begin.
+// A setting of a port: its message, and what of the row must not be 0 for it to be sent.
 struct setting_t {
     const char *message;
     std::vector<const char *> needs;
-    std::string prefix;
 };
 
 // In the order in which they are sent. A COSMAP ahead of the default CoS would set that too.
 const setting_t PORT_SETTINGS[] = {
-    {"COSTRUST", {"l2_pri.cos_trust"}, "l2_pri."},
-    {"DEFCOS", {"l2_pri.def_cos", "l2_pri.def_tc"}, "l2_pri."},
-    {"COSMAP", {"l2_pri.cos_map"}, "l2_pri."},
-    {"COSTCMAP", {"l2_pri.tc_map"}, "l2_pri."},
-    {"DSCPTRUST", {"l3_pri.dscp_trust"}, "l3_pri."},
-    {"DSCPMAP", {"l3_pri.dscp_map"}, "l3_pri."},
-    {"DSCPCOSMAP", {"l3_pri.cos_map"}, "l3_pri."},
-    {"DSCPTCMAP", {"l3_pri.tc_map"}, "l3_pri."},
-    {"PAUSE", {"ccb.pause.rx", "ccb.pause.tx"}, ""},
-    {"PFC", {"ccb.pfc.rx", "ccb.pfc.tx"}, ""},
-    {"PRI_TAILDROP", {"ccb.priTailDropThreshold"}, ""},
+    {"COSTRUST", {"l2_pri.cos_trust"}},
+    {"DEFCOS", {"l2_pri.def_cos", "l2_pri.def_tc"}},
+    {"COSMAP", {"l2_pri.cos_map"}},
+    {"COSTCMAP", {"l2_pri.tc_map"}},
+    {"DSCPTRUST", {"l3_pri.dscp_trust"}},
+    {"DSCPMAP", {"l3_pri.dscp_map"}},
+    {"DSCPCOSMAP", {"l3_pri.cos_map"}},
+    {"DSCPTCMAP", {"l3_pri.tc_map"}},
+    {"PAUSE", {"ccb.pause.rx", "ccb.pause.tx"}},
+    {"PFC", {"ccb.pfc.rx", "ccb.pfc.tx"}},
+    {"PRI_TAILDROP", {"ccb.priTailDropThreshold"}},
     {"SCH",
-     {"sch_cfg.SchFlags", "sch_cfg.sp_count", "sch_cfg.sp_queue_bw", "sch_cfg.dwrr_weight", "sch_cfg.sch_cfg_status"},
-     ""},
-    {"PSHAPE", {"shaper_cfg.SchFlags", "shaper_cfg.if_bw", "shaper_cfg.port_shp_cfg_status"}, ""},
+     {"sch_cfg.SchFlags", "sch_cfg.sp_count", "sch_cfg.sp_queue_bw", "sch_cfg.dwrr_weight", "sch_cfg.sch_cfg_status"}},
+    {"PSHAPE", {"shaper_cfg.SchFlags", "shaper_cfg.if_bw", "shaper_cfg.port_shp_cfg_status"}},
 };
 
 bool any(const json &row, const std::vector<const char *> &keys)
 {
-    return std::any_of(keys.begin(), keys.end(), [&](const char *key) { return !isZero(row.value(key, json(0))); });
-}
-
-// A name as a scenario can say it: what is more than letters, digits and the like as bytes.
-std::string nameText(const std::string &name)
-{
-    const bool plain = std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isalnum(c) != 0 || (c < 0x80 && std::string_view("/._-@").find(static_cast<char>(c)) < 5);
-    });
-    return plain ? name : "x:" + ctlFormatHex(reinterpret_cast<const uint8_t *>(name.data()), name.size());
-}
-
-// A member as a value of a scenario; what stands behind the last port of a chip is left out.
-json valueOf(const std::string &field, const json &value)
-{
-    if (value.is_string())
-        return nameText(value.get<std::string>());
-    if (!value.is_array())
-        return isInterface(field) ? nameOf(value.get<uint32_t>()) : value;
-    json list = value;
-    while (field.rfind("portInfo.", 0) == 0 && !list.empty() && list.back() == 0)
-        list.erase(list.size() - 1);
-    if (isInterface(field))
-        for (json &each : list)
-            each = nameOf(each.get<uint32_t>());
-    return list;
-}
-
-// The message with every field that the row has a member for, but for zeros, which fields are anyway.
-json fill(const char *message, const json &row, const std::string &prefix)
-{
-    json made = {{"msg", message}};
-    const wireBody &body = ctlBodyOf(ctlFindMessage(message));
-    const auto differing = MEMBERS.find(body.name);
-    for (unsigned i = 0; i < body.numFields; i++) {
-        const std::string field = body.fields[i].name;
-        std::vector<std::string> members = {prefix + field, field};
-        if (differing != MEMBERS.end() && differing->second.count(field) != 0)
-            members = {differing->second.at(field)};
-        for (const std::string &member : members) {
-            const auto value = row.find(member);
-            if (value == row.end())
-                continue;
-            if (!isZero(*value))
-                made[field] = valueOf(field, *value);
-            break;
-        }
-    }
-    return made;
-}
-
-// What congestion messages carry beside their setting: the port's map of classes, each priority its own class where
-// the port has none.
-void addMap(json &message, const json &port)
-{
-    const json &map = port["l2_pri.tc_map"];
-    message["tc_map"] = isZero(map) ? json("0..7") : map;
+    return std::any_of(keys.begin(), keys.end(), [&](const char *key) { return !ctlIsZero(row.value(key, json(0))); });
 }
 
 json settingsOf(const json &port)
@@ -219,15 +107,10 @@ json settingsOf(const json &port)
     json batch = json::array();
     for (const setting_t &setting : PORT_SETTINGS) {
         const std::string name = setting.message;
-        const bool weights = name == "PRI_TAILDROP" && (number(port, "ccb.ccbFlags") & COS_THRESHOLD) != 0;
+        const bool weights = name == "PRI_TAILDROP" && (ctlMember(port, "ccb.ccbFlags") & CTL_COS_THRESHOLD) != 0;
         if (!weights && !any(port, setting.needs))
             continue;
-        json message = fill(setting.message, port, setting.prefix);
-        if (ctlBodyOf(ctlFindMessage(name)).name == std::string("qosCcbMsg_t"))
-            addMap(message, port);
-        if (weights)
-            message["priTailDropSet"] = true;
-        batch.push_back(message);
+        batch.push_back(ctlFill(setting.message, port));
     }
     return batch;
 }
@@ -236,16 +119,16 @@ json settingsOf(const json &port)
 bool isDefaultMulticast(const json &node)
 {
     for (unsigned queue = 0; queue < PRIORITIES; queue++)
-        if (element(node, "Mcsch_cfg.mc_dwrr_weight", queue) != 12 + queue % 2)
+        if (ctlElement(node, "Mcsch_cfg.mc_dwrr_weight", queue) != qosDefaultMcWeight(queue))
             return false;
-    return isZero(node["Mcsch_cfg.mc_sch_cfg_status"]);
+    return ctlIsZero(node["Mcsch_cfg.mc_sch_cfg_status"]);
 }
 
 json nodeSettings(const json &node)
 {
     json batch = json::array();
     if (any(node, {"sch_cfg.SchFlags", "sch_cfg.sp_count", "sch_cfg.sp_queue_bw", "sch_cfg.dwrr_weight"})) {
-        json message = fill("GLB_SCH", node, "");
+        json message = ctlFill("GLB_SCH", node);
         for (const char *others : {"Mcsch_cfg.mc_dwrr_weight", "Mcsch_cfg.mc_sch_cfg_status"})
             message.erase(others);
         batch.push_back(message);
@@ -258,8 +141,8 @@ json nodeSettings(const json &node)
     }
     for (const auto &[message, member] :
          {std::pair("INGR_QUEUE_DEPTH", "ingrQueueDepth"), std::pair("EGR_QUEUE_DEPTH", "egrQueueDepth")})
-        if (number(node, member) != 0)
-            batch.push_back({{"msg", message}, {"queueDepth", number(node, member)}});
+        if (ctlMember(node, member) != 0)
+            batch.push_back({{"msg", message}, {"queueDepth", ctlMember(node, member)}});
     return batch;
 }
 
@@ -272,10 +155,10 @@ struct pool_t {
 
 pool_t poolOf(const json &chip, size_t group)
 {
-    return {element(chip, "ldChipCfg.num_ld_isl", group), element(chip, "ldChipCfg.ld_buf.per_pfc_buf", group),
-            element(chip, "ldChipCfg.ld_buf.ld_port_buf", group),
-            element(chip, "ldChipCfg.ld_buf.reg_isl_port_buf", group),
-            element(chip, "ldChipCfg.ld_buf.edge_port_buf", group)};
+    return {ctlElement(chip, "ldChipCfg.num_ld_isl", group), ctlElement(chip, "ldChipCfg.ld_buf.per_pfc_buf", group),
+            ctlElement(chip, "ldChipCfg.ld_buf.ld_port_buf", group),
+            ctlElement(chip, "ldChipCfg.ld_buf.reg_isl_port_buf", group),
+            ctlElement(chip, "ldChipCfg.ld_buf.edge_port_buf", group)};
 }
 
 // How many lossless priorities the split was made for: a long-distance port has their reserves, and an edge port's
@@ -286,27 +169,6 @@ std::optional<unsigned> losslessOf(const pool_t &pool)
         if (pool.long_port == pool.edge_port * (PRIORITIES - count) + pool.reserve * count)
             return count;
     return std::nullopt;
-}
-
-// The long-distance port, or a regular inter-switch link beside one; null for any other port.
-json linkOf(const json &port, const pool_t &pool, std::vector<std::string> &lost)
-{
-    const std::string name = ctlShowInterface(number(port, "ifIndex"));
-    if (number(port, "ccb.ldIfCfg.is_link_ld") == 1) {
-        const auto lossless = losslessOf(pool);
-        if (!lossless)
-            lost.push_back("LD_CFG of " + name + ": for how many lossless priorities is not known, 0 is taken");
-        if (pool.links > 1)
-            lost.push_back("LD_CFG of " + name + ": which of the pool's long links came last is not known");
-        return {{"msg", "LD_CFG"},
-                {"cmd", 1},
-                {"ifindex", nameOf(number(port, "ifIndex"))},
-                {"distance", number(port, "ccb.ldIfCfg.ld_distance")},
-                {"num_pfc", lossless.value_or(0)}};
-    }
-    if (pool.links == 0 || pool.isl_port == pool.edge_port || number(port, "ccb.tailDropThreshold") != pool.isl_port)
-        return nullptr;
-    return {{"msg", "LD_CFG"}, {"cmd", 3}, {"ifindex", nameOf(number(port, "ifIndex"))}};
 }
 
 // ---- All of it
@@ -320,13 +182,13 @@ void addBatch(json &batches, const json &messages)
 
 void addLost(const json &row, std::vector<std::string> &lost)
 {
-    const std::string kind = row["kind"], name = ctlShowInterface(subjectOf(row));
+    const std::string kind = row["kind"], name = ctlShowInterface(ctlSubject(row));
     if (kind == "policer" || kind == "bum")
-        lost.push_back("policer " + std::to_string(number(row, "policer_id")) + " of " + name + ", " +
-                       (number(row, "dir") == 0 ? "ingress" : "egress") + ": its rates are not held");
+        lost.push_back("policer " + std::to_string(ctlMember(row, "policer_id")) + " of " + name + ", " +
+                       (ctlMember(row, "dir") == 0 ? "ingress" : "egress") + ": its rates are not held");
     std::string priorities;
     for (unsigned priority = 0; priority < PRIORITIES; priority++)
-        if (element(row, "ccb.redConfig.redProfileEnabled", priority) != 0)
+        if (ctlElement(row, "ccb.redConfig.redProfileEnabled", priority) != 0)
             priorities += (priorities.empty() ? "" : ",") + std::to_string(priority);
     if (!priorities.empty())
         lost.push_back("RED of " + name + ", priorities " + priorities + ": its thresholds are not held");
@@ -344,33 +206,65 @@ void sortIn(const json &row, const std::map<uint32_t, json> &chips, parts_t &par
     if (kind == "node")
         parts.node = nodeSettings(row);
     else if (kind == "chip")
-        parts.chips.push_back(json::array({fill("CHIPUP", row, "")}));
+        parts.chips.push_back(json::array({ctlFill("CHIPUP", row)}));
     else if (kind == "watch")
-        parts.watches.push_back(fill("DROP_MONITOR_CFG", row, ""));
+        parts.watches.push_back(ctlFill("DROP_MONITOR_CFG", row));
     if (kind == "watch")
         parts.watches.back()["cmd"] = 1;
     addLost(row, lost);
     if (kind != "port")
         return;
-    parts.ports.push_back(fill("IFADD", row, ""));
+    parts.ports.push_back(ctlFill("IFADD", row));
     if (json settings = settingsOf(row); !settings.empty())
         parts.settings.push_back(std::move(settings));
-    const auto chip = chips.find(number(row, "chip_ifindex"));
+    const auto chip = chips.find(ctlMember(row, "chip_ifindex"));
     if (chip == chips.end())
         return;
-    const json link = linkOf(row, poolOf(chip->second, number(row, "ccb.ldIfCfg.buf_pool_group")), lost);
+    const json link = ctlLinkOf(row, chip->second, lost);
     if (!link.is_null())
         (link["cmd"] == 1 ? parts.links : parts.regular).push_back(link);
 }
 
 } // namespace
 
+std::set<uint32_t> ctlInterfacesOf(const std::vector<std::string> &words, const ctlJson &rows)
+{
+    const std::set<uint32_t> wanted = interfacesOf(words);
+    std::set<uint32_t> missing = wanted;
+    for (const json &row : rows)
+        missing.erase(ctlSubject(row));
+    if (!missing.empty())
+        throw ctlError_t{CTL_FAILED, "the agent knows no " + ctlShowInterface(*missing.begin())};
+    return wanted;
+}
+
+ctlJson ctlLinkOf(const ctlJson &port, const ctlJson &chip, std::vector<std::string> &lost)
+{
+    const pool_t pool = poolOf(chip, ctlMember(port, "ccb.ldIfCfg.buf_pool_group"));
+    const std::string name = ctlShowInterface(ctlMember(port, "ifIndex"));
+    if (ctlMember(port, "ccb.ldIfCfg.is_link_ld") == 1) {
+        const auto lossless = losslessOf(pool);
+        if (!lossless)
+            lost.push_back("LD_CFG of " + name + ": for how many lossless priorities is not known, 0 is taken");
+        if (pool.links > 1)
+            lost.push_back("LD_CFG of " + name + ": which of the pool's long links came last is not known");
+        return {{"msg", "LD_CFG"},
+                {"cmd", 1},
+                {"ifindex", ctlInterfaceJson(ctlMember(port, "ifIndex"))},
+                {"distance", ctlMember(port, "ccb.ldIfCfg.ld_distance")},
+                {"num_pfc", lossless.value_or(0)}};
+    }
+    if (pool.links == 0 || pool.isl_port == pool.edge_port || ctlMember(port, "ccb.tailDropThreshold") != pool.isl_port)
+        return nullptr;
+    return {{"msg", "LD_CFG"}, {"cmd", 3}, {"ifindex", ctlInterfaceJson(ctlMember(port, "ifIndex"))}};
+}
+
 ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost)
 {
     std::map<uint32_t, json> chips;
     for (const json &row : rows)
         if (row["kind"] == "chip")
-            chips[number(row, "chip_ifindex")] = row;
+            chips[ctlMember(row, "chip_ifindex")] = row;
     parts_t parts;
     for (const json &row : rows)
         sortIn(row, chips, parts, lost);

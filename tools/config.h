@@ -4,6 +4,8 @@
 #ifndef TOOLS_CONFIG_H
 #define TOOLS_CONFIG_H
 
+#include <set>
+
 #include "tools/show.h"
 
 // Prints the configuration, of all or of the ports and chips named, and gives the exit status. The text leaves out what
@@ -15,5 +17,12 @@ int ctlSaveConfig(const ctlShow_t &asked, std::ostream &out, std::ostream &err);
 
 // The same from the rows.
 ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost);
+
+// The ports and chips that words name. CTL_FAILED if none of the rows is about one of them.
+std::set<uint32_t> ctlInterfacesOf(const std::vector<std::string> &words, const ctlJson &rows);
+
+// The message that makes a port a long-distance one, or a regular link beside one; null for any other port. What it
+// cannot say goes into `lost`.
+ctlJson ctlLinkOf(const ctlJson &port, const ctlJson &chip, std::vector<std::string> &lost);
 
 #endif

@@ -109,12 +109,17 @@ std::string sendBatch(const ctlLink_t &link, const mi6_addr_t &to, const ctlByte
     }
 }
 
+std::string chosenRun()
+{
+    const char *const given = getenv("VELMAR_RUN");
+    return given && *given ? given : geteuid() == 0 ? "/run/velmar" : "/tmp/velmar-" + std::to_string(geteuid());
+}
+
 // What another user's processes answer would not reach a socket of root's, so root asks in the name of the user whose
 // run directory it is.
 void becomeOwner()
 {
-    const char *const given = getenv("VELMAR_RUN");
-    const std::string run = given && *given ? given : "/run/velmar";
+    const std::string run = chosenRun();
     struct stat found {};
     if (geteuid() != 0 || lstat(run.c_str(), &found) != 0 || !S_ISDIR(found.st_mode) || found.st_uid == 0)
         return;
@@ -136,9 +141,14 @@ double ctlLeft(ctlClock::time_point deadline)
     return std::max(std::chrono::duration<double>(deadline - ctlClock::now()).count(), 0.0);
 }
 
-std::string ctlRunDir()
+std::string ctlRunDir(bool make)
 {
     becomeOwner();
+    struct stat found {};
+    const std::string wanted = chosenRun();
+    if (!make && stat((wanted + "/ctl").c_str(), &found) != 0 && errno == ENOENT)
+        throw ctlError_t{CTL_SILENT, "no dorvald runs with " + wanted +
+                                         ", which is no run directory yet; start one, or set VELMAR_RUN"};
     char error[256] = "";
     const char *run = velmar_run_dir(error, sizeof error);
     if (run == nullptr)
@@ -146,9 +156,9 @@ std::string ctlRunDir()
     return run;
 }
 
-ctlLink_t ctlOpenLink(const std::string &service)
+ctlLink_t ctlOpenLink(const std::string &service, bool make)
 {
-    const std::string run = ctlRunDir();
+    const std::string run = ctlRunDir(make);
     const mi6_addr_t local = addressOf(service), peer{};
     const int fd = mi6_open(&local, &peer);
     if (fd < 0)

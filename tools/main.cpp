@@ -12,8 +12,10 @@
 #include "tools/commands.h"
 #include "tools/complete.h"
 #include "tools/config.h"
+#include "tools/diff.h"
 #include "tools/error.h"
 #include "tools/exporter.h"
+#include "tools/held.h"
 #include "tools/history.h"
 #include "tools/link.h"
 #include "tools/log.h"
@@ -34,7 +36,7 @@ struct arguments {
     ctlStatsOptions_t asked;
     ctlTop_t top;
     ctlShow_t show;
-    bool stats = false, force = false;
+    bool stats = false, force = false, bare = false;
     std::vector<std::string> words;
     std::string raw, raw_tail, file, name, process = "dorvald";
     int length = -1;
@@ -214,7 +216,9 @@ int runSend(arguments &args, const CLI::App &command)
         extra.push_back({"@tail", args.raw_tail});
     if (command.count("--len") != 0)
         extra.push_back({"@len", std::to_string(args.length)});
-    const std::vector<ctlMessage_t> batch = ctlParseWords(args.words, extra);
+    const ctlHeld_t held =
+        args.bare || !args.raw.empty() ? ctlHeld_t() : ctlHeldByAgent(args.options.timeout, std::cerr);
+    const std::vector<ctlMessage_t> batch = ctlParseWords(args.words, extra, held);
     if (!args.force)
         ctlCheckMaps(batch);
     return ctlSendBatches(args.options, {batch}, std::cout, std::cerr);
@@ -308,6 +312,7 @@ void addMessageCommands(CLI::App &app, arguments &args)
     send->add_option("--raw-tail", args.raw_tail, "bytes behind the named fields, in hexadecimal");
     send->add_option("--len", args.length, "cut or stretch the body to this many bytes")
         ->transform(wholeNumber(0, 8187));
+    send->add_flag("--bare", args.bare, "0 for fields that are not named, and not what the agent holds");
     addSendOptions(send, args);
     send->footer(EXAMPLES);
 
@@ -327,6 +332,10 @@ void addMessageCommands(CLI::App &app, arguments &args)
     show->add_flag("-j,--json", args.options.json, "as JSON");
     addAskedOptions(show, args);
     addAskedOptions(app.add_subcommand("save", "what is configured, as a scenario for apply"), args);
+    CLI::App *diff = app.add_subcommand("diff", "where the driver was told other than the agent holds");
+    diff->add_option("ports", args.words, "ports and chips; none is all");
+    diff->add_flag("-j,--json", args.options.json, "one JSON array");
+    addAskedOptions(diff, args);
     show->footer("Tables of the agent: " + CLI::detail::join(ctlShowNames(), ", ") + ".");
 }
 
@@ -413,6 +422,9 @@ int run(CLI::App &app, arguments &args)
         return ctlTop(args.options, args.top, ctlOwnScreen(), std::cout, std::cerr);
     if (name == "save")
         return ctlSaveConfig(args.show, std::cout, std::cerr);
+    args.show.json = args.options.json;
+    if (name == "diff")
+        return ctlShowDifferences(args.words, args.show, std::cout, std::cerr);
     if (name == "node")
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")

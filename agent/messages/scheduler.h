@@ -25,6 +25,12 @@ struct qosMcSch_t {
 };
 QOS_MEMBERS(qosMcSch_t, 36, F(0, mc_dwrr_weight), F(32, mc_sch_cfg_status));
 
+// The weight that a chip's multicast queue has from its coming up on.
+constexpr uint32_t qosDefaultMcWeight(unsigned queue)
+{
+    return 12 + queue % 2;
+}
+
 // Shaper of a port.
 struct qosShaper_t {
     be32 SchFlags;

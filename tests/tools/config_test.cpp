@@ -81,6 +81,24 @@ TEST(Config, AFreshNodeComesToWhatWasSaved)
     EXPECT_TRUE(has(first.tool("show config te1/1"), "    l2_pri.cos_map                     7 6 5 4 3 2 1 0\n"));
 }
 
+TEST(Config, WhatASendDoesNotNameIsWhatTheAgentHolds)
+{
+    const Configured node(SETTINGS);
+    const json rows = node.rows();
+    for (const char *message :
+         {"IFADD ifIndex=te1/1", "COSTRUST ifIndex=te1/1", "DEFCOS ifindex=te1/2", "COSMAP ifIndex=0x18408000",
+          "COSTCMAP ifIndex=te1/1", "DSCPTRUST ifIndex=te1/1", "DSCPMAP ifIndex=te1/2", "DSCPCOSMAP ifIndex=te1/1",
+          "DSCPTCMAP ifIndex=te1/1", "PAUSE ifindex=te1/1", "PFC ifindex=te1/2", "PRI_TAILDROP ifindex=te1/3",
+          "SCH ifIndex=te1/2", "PSHAPE ifIndex=te1/3", "GLB_SCH", "CHIPUP chip_ifindex=chip1/1"})
+        node.tool(std::string("send ") + message);
+    EXPECT_EQ(json::diff(rows, node.rows()).dump(), "[]");
+    node.tool("send COSTRUST ifIndex=te1/1 cos_map[7]=6 + COSMAP ifIndex=te1/1 tc_map=7*8 + COSTCMAP ifIndex=te1/1");
+    EXPECT_EQ(node.rows("te1/1").at(0)["l2_pri.cos_map"].dump(), "[7,6,5,4,3,2,1,6]");
+    EXPECT_EQ(node.rows("te1/1").at(0)["l2_pri.tc_map"].dump(), "[7,7,7,7,7,7,7,7]");
+    node.tool("send --bare COSTRUST ifIndex=te1/1 + COSTCMAP ifIndex=te1/2 @raw=" + std::string(108, '0'));
+    EXPECT_EQ(node.rows("te1/1").at(0)["l2_pri.cos_map"].dump(), "[0,0,0,0,0,0,0,0]");
+}
+
 TEST(Config, WhatCannotBeSavedIsSaid)
 {
     const Configured node(SETTINGS);

@@ -34,6 +34,13 @@ TEST(Habits, TheProgramTakesThem)
     for (const auto &[text, list] : lists)
         EXPECT_EQ(ctlExpandList(text), list) << text;
     expectRefused("lower end first", [] { ctlExpandList("te1/3-1"); });
+    const std::string nowhere = ownRun().path + "/none";
+    setenv("VELMAR_RUN", nowhere.c_str(), 1);
+    for (const char *command : {"node", "show chips", "show config", "save", "diff", "stats queue te1/1", "trace",
+                                "top", "trace 7", "events", "log", "ctl hsld stat", "send COSTRUST ifIndex=te1/1"})
+        expectProgram(command, CTL_SILENT, "no dorvald runs with " + nowhere + ", which is no run directory");
+    expectProgram("complete send COSTRUST ifIndex=", CTL_DONE, "");
+    EXPECT_FALSE(std::filesystem::exists(nowhere));
     setenv("VELMAR_RUN", ownRun().path.c_str(), 1);
     peer fake("ctl", "dorvald", answering([](const std::string &) { return "ok {\"a\":1}"; }));
     expectProgram("ctl dorvald stat", CTL_DONE, "ok {\"a\":1}\n");
