@@ -137,8 +137,8 @@ words_t plainWords(const std::string &command, const words_t &before, const std:
         return statsWords(before);
     if (command == "ctl")
         return controlWords(before);
-    const bool config = command == "show" && !before.empty() && before[0] == "config";
-    if (command == "top" || config || (command == "clear" && !before.empty()))
+    const bool some = command == "show" && !before.empty() && (before[0] == "config" || before[0] == "interfaces");
+    if (command == "top" || command == "diff" || some || (command == "clear" && !before.empty()))
         return interfaceNames();
     if (command == "clear")
         return {"stats"};

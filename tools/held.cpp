@@ -193,7 +193,7 @@ ctlJson ctlInterfaceJson(uint32_t ifindex)
 
 uint32_t ctlSubject(const ctlJson &row)
 {
-    const std::string kind = row["kind"];
+    const std::string kind = row.value("kind", "");
     return ctlMember(row, kind == "port" ? "ifIndex" : kind == "chip" ? "chip_ifindex" : "ifindex");
 }
 

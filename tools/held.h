@@ -20,7 +20,7 @@ bool ctlIsInterfaceName(const std::string &name);
 // An index as a scenario writes it: by its name, where it has one.
 ctlJson ctlInterfaceJson(uint32_t ifindex);
 
-// The interface that a row is about.
+// The interface that a row of any table is about.
 uint32_t ctlSubject(const ctlJson &row);
 
 // Bit of ccbFlags: the weights are in force.

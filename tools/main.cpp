@@ -263,6 +263,12 @@ const qosMsgInfo_t &findShown(const std::string &name)
     }
 }
 
+void refusePorts(const arguments &args)
+{
+    if (!args.words.empty())
+        ctlRefuse("ports go with interfaces and with the configuration, as in: show config " + args.words[0]);
+}
+
 int runShow(arguments &args, const CLI::App &command)
 {
     const std::vector<std::string> tables = ctlShowNames();
@@ -271,14 +277,13 @@ int runShow(arguments &args, const CLI::App &command)
         args.show.json = args.options.json;
         if (args.name == "config")
             return ctlShowConfig(args.words, args.show, std::cout);
-        if (!args.words.empty())
-            ctlRefuse("ports go with the configuration, as in: show config " + args.words[0]);
-        return ctlShowTable(args.name, args.show, std::cout);
+        if (args.name != "interfaces")
+            refusePorts(args);
+        return ctlShowTable(args.name, args.words, args.show, std::cout);
     }
-    if (!args.words.empty())
-        ctlRefuse("ports go with the configuration, as in: show config " + args.words[0]);
-    if (command.count("--pid") + command.count("--timeout") != 0)
-        ctlRefuse("--pid and --timeout go with a table of the agent, as in: show slots");
+    refusePorts(args);
+    if (command.count("--pid") + command.count("--timeout") + command.count("--nonzero") != 0)
+        ctlRefuse("--pid, --timeout and --nonzero go with a table of the agent, as in: show slots");
     if (args.name.empty())
         ctlPrintCatalogue(std::cout, args.options.json);
     else
@@ -328,8 +333,9 @@ void addMessageCommands(CLI::App &app, arguments &args)
 
     CLI::App *show = app.add_subcommand("show", "the messages, the fields of one of them, or a table of the agent");
     show->add_option("name", args.name, "message name or code, or a table");
-    show->add_option("ports", args.words, "of the table config: ports and chips; none is all");
+    show->add_option("ports", args.words, "of the tables interfaces and config: ports, and chips; none is all");
     show->add_flag("-j,--json", args.options.json, "as JSON");
+    show->add_flag("--nonzero", args.show.nonzero, "leave out what is 0; a row is a line then");
     addAskedOptions(show, args);
     addAskedOptions(app.add_subcommand("save", "what is configured, as a scenario for apply"), args);
     CLI::App *diff = app.add_subcommand("diff", "where the driver was told other than the agent holds");

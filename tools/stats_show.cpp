@@ -23,6 +23,17 @@ std::string titleOf(const ctlStatsView_t &view)
     return title;
 }
 
+// Rows of a reply whose fields are known by their place alone.
+bool isField(const ctlStatsTable_t &table)
+{
+    return std::string_view(table.view->by) == "field";
+}
+
+std::string nameOf(const ctlStatsTable_t &table, const ctlStatsRow_t &row)
+{
+    return isField(table) ? ctlStatsRowName(*table.view, row.label) : row.label;
+}
+
 bool isZero(const ctlStatsTable_t &table, const ctlStatsRow_t &row, bool rates)
 {
     for (size_t c = 0; c < row.cells.size(); c++) {
@@ -65,7 +76,7 @@ bool printTable(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked, bo
     for (const ctlStatsRow_t &row : table.rows) {
         if (asked.nonzero && isZero(table, row, rates))
             continue;
-        lines.push_back({row.label});
+        lines.push_back({nameOf(table, row)});
         for (const ctlStatsCell_t &cell : row.cells)
             lines.back().push_back(cellText(cell, rates));
     }
@@ -81,7 +92,10 @@ bool printTable(const ctlStatsTable_t &table, const ctlStatsOptions_t &asked, bo
 
 ctlJson rowJson(const ctlStatsTable_t &table, const ctlStatsRow_t &row)
 {
-    ctlJson json = {{"row", row.label}}, rates = ctlJson::object();
+    const auto number = row.label.size() < 10 ? ctlParseNumber(row.label, UINT32_MAX) : std::nullopt;
+    ctlJson json = {{"row", number ? ctlJson(*number) : ctlJson(row.label)}}, rates = ctlJson::object();
+    if (isField(table))
+        json["name"] = nameOf(table, row);
     for (size_t c = 0; c < row.cells.size(); c++) {
         const ctlStatsCell_t &cell = row.cells[c];
         ctlJson &value = json[table.view->columns[c].name];

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 
 struct ctlStatsColumn_t {
     const char *name;
@@ -44,5 +45,8 @@ struct ctlStatsView_t {
 };
 
 std::span<const ctlStatsView_t> ctlStatsViews();
+
+// What the row of a field says, of a view without rows: its name, or its place in words, "word 80 by priority".
+std::string ctlStatsRowName(const ctlStatsView_t &view, const std::string &label);
 
 #endif

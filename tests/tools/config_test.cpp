@@ -112,4 +112,12 @@ TEST(Config, WhatCannotBeSavedIsSaid)
     EXPECT_TRUE(has(node.tool("show config nonsense", 2, true), "no port or chip"));
     EXPECT_TRUE(has(node.tool("show chips te1/1", 2, true), "show config te1/1"));
     EXPECT_TRUE(has(node.tool("complete show config te1/"), "te1/2"));
+    const std::string two = node.tool("show interfaces te1/1-2"), all = node.tool("show interfaces");
+    EXPECT_TRUE(has(all, two.substr(two.find("\na 1\n"))) && has(two, "\na 2\n\tifindex = 0x18410000,"));
+    EXPECT_FALSE(has(two, "\na 3\n"));
+    EXPECT_EQ(json::parse(node.tool("show interfaces te1/3 -j"))[0]["name"], "a 3");
+    EXPECT_TRUE(has(node.tool("show interfaces te1/1 --nonzero"), "ifindex te1/1  chip 8  chip_ifindex chip1/0"));
+    EXPECT_TRUE(has(node.tool("show interfaces te1/9", 1, true), "te1/9"));
+    for (const json &row : json::parse(node.tool("show memory --nonzero -j")))
+        EXPECT_NE(row["allocations"], 0);
 }

@@ -129,11 +129,20 @@ TEST(Stats, TablesOfReplies)
     rows = stats({{"buffers", "tmc", "ingress", "1/1"}, "", "", 0, true}).json()[0]["rows"];
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0]["v3"], (uint64_t{1} << 32) + 2);
+    EXPECT_EQ(rows[0]["name"], "RED frames, bytes, tail drop frames, bytes");
+    const std::pair<const char *, const char *> names[] = {{"pri80", "word 80 by priority"},
+                                                           {"pri144", "bound by priority"},
+                                                           {"val64[8..9]", "word 64[8..9]"},
+                                                           {"other", "other"}};
+    for (const ctlStatsView_t &view : ctlStatsViews())
+        for (const auto &[label, name] : names) {
+            EXPECT_TRUE(view.code != QOS_GET_ING_BUF_STATS_MSG || ctlStatsRowName(view, label) == name) << label;
+        }
     EXPECT_EQ(stats({{"tmc", "chip1/0"}}).json()[0]["rows"][0]["id"], -1);
     const ctlJson sums = stats({{"policers", "all"}, "5..7", "", 0, false}).json();
     ASSERT_EQ(sums.size(), 1u) << "three messages, one table";
     ASSERT_EQ(sums[0]["rows"].size(), 3u);
-    EXPECT_EQ(sums[0]["rows"][2]["row"], "7");
+    EXPECT_EQ(sums[0]["rows"][2]["row"], 7);
     EXPECT_EQ(sums[0]["rows"][2]["violate"], 700);
 }
 

@@ -381,7 +381,7 @@ TEST(Dorvctl, OfSeveralAgentsTheActiveOneIsMeant)
         });
     };
     const auto shown = [&](const std::string &agent) {
-        return of([&](auto &out, auto &) { return ctlShowTable("mi", {agent, false, 1}, out); }).out;
+        return of([&](auto &out, auto &) { return ctlShowTable("mi", {}, {agent, false, 1}, out); }).out;
     };
     peer first("ctl", "dorvald.1", inRole("standby"));
     EXPECT_EQ(shown(""), "\tMsg Sent\nstandby\n"); // there is no other
