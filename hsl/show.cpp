@@ -113,10 +113,14 @@ hslJson hslToldJson(const hslModel_t &model, const hslChip_t &chip)
                 {"egress_queue_depth", chip.egress_depth ? hslJson(*chip.egress_depth) : hslJson()},
                 {"told", recordsJson(chip.told)},
                 {"ports", hslJson::array()}};
+    auto policer = [](const std::optional<uint32_t> &id) { return id ? hslJson(*id) : hslJson(); };
     for (auto &[ifindex, port] : model.ports)
         if (port.flat == chip.flat)
-            out["ports"].push_back(
-                {{"ifindex", ifindex}, {"congestion", hslSetupJson(port.setup)}, {"told", recordsJson(port.told)}});
+            out["ports"].push_back({{"ifindex", ifindex},
+                                    {"congestion", hslSetupJson(port.setup)},
+                                    {"ingress_policer", policer(port.traffic.policer[1])},
+                                    {"egress_policer", policer(port.traffic.policer[0])},
+                                    {"told", recordsJson(port.told)}});
     return out;
 }
 

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "agent/messages/scheduler.h"
+#include "platform/records/chip_traits.h"
 #include "tools/error.h"
 #include "tools/held.h"
 #include "tools/names.h"
@@ -180,25 +181,142 @@ void addBatch(json &batches, const json &messages)
                                messages.begin() + static_cast<std::ptrdiff_t>(std::min(i + BATCH, messages.size()))));
 }
 
-void addLost(const json &row, std::vector<std::string> &lost)
+// ---- What the driver alone holds
+
+constexpr uint64_t CHIP_MAXIMUM = 5000000000; // bytes a second, with the burst below an unlimited rate
+constexpr uint64_t UNLIMITED_BURST = 0x1ffffffff;
+constexpr uint64_t UNLIMITED_RATE = 0xffffffffffff; // as a message has it
+constexpr uint32_t ALL_CHIPS = 0x8BC00000;
+
+// What was told of a port or chip, null where that is not known.
+const json &toldOf(const ctlTold_t &told, uint32_t chip, uint32_t port)
 {
-    const std::string kind = row["kind"], name = ctlShowInterface(ctlSubject(row));
-    if (kind == "policer" || kind == "bum")
-        lost.push_back("policer " + std::to_string(ctlMember(row, "policer_id")) + " of " + name + ", " +
-                       (ctlMember(row, "dir") == 0 ? "ingress" : "egress") + ": its rates are not held");
-    std::string priorities;
-    for (unsigned priority = 0; priority < PRIORITIES; priority++)
-        if (ctlElement(row, "ccb.redConfig.redProfileEnabled", priority) != 0)
-            priorities += (priorities.empty() ? "" : ",") + std::to_string(priority);
-    if (!priorities.empty())
-        lost.push_back("RED of " + name + ", priorities " + priorities + ": its thresholds are not held");
+    static const json none;
+    const auto found = told.find(chip);
+    if (found == told.end())
+        return none;
+    for (const json &each : found->second.at("ports"))
+        if (each.at("ifindex") == port)
+            return each;
+    return port == 0 ? found->second : none;
+}
+
+// The policer with its rates, null where the driver was not told of it. Groups count where the chip has any.
+json policerOf(const json &row, const ctlTold_t &told)
+{
+    const uint32_t chip = ctlMember(row, "chip_ifindex"), ifindex = ctlMember(row, "ifindex");
+    const std::string direction = ctlMember(row, "dir") == 0 ? "ingress" : "egress";
+    const json &home = toldOf(told, chip, 0), &port = toldOf(told, chip, ifindex);
+    for (const json &each : home.is_null() ? json::array() : home.at("policers")) {
+        const bool group = each.at("group") == 0 || each.at("group") == ctlMember(row, "pol_grp_idx");
+        if (!group || each.at("direction") != direction || each.at("policer") != ctlMember(row, "policer_id"))
+            continue;
+        const uint64_t cir = each.at("cir"), cbs = each.at("cbs"), eir = each.at("eir"), ebs = each.at("ebs");
+        const bool unlimited = cir == CHIP_MAXIMUM && cbs == UNLIMITED_BURST;
+        return {{"msg", "POL_POLICER_ADD"},
+                {"ifindex", ifindex == ALL_CHIPS ? json("all") : ctlInterfaceJson(ifindex)},
+                {"chip_ifindex", ctlInterfaceJson(chip)},
+                {"policer_id", ctlMember(row, "policer_id")},
+                {"dir", ctlMember(row, "dir")},
+                {"policer_req_type", 1},
+                {"class_default", !port.is_null() && port.at(direction + "_policer") == ctlMember(row, "policer_id")},
+                {"is_bum_policer", row["kind"] == "bum"},
+                {"poll_pol_cntr", ctlMember(row, "bum_info.monitor_bum_policer")},
+                {"policer_param.cir", unlimited ? UNLIMITED_RATE : cir * 8},
+                {"policer_param.cbs", unlimited ? 0 : cbs},
+                {"policer_param.eir", eir * 8},
+                {"policer_param.ebs", ebs}};
+    }
+    return nullptr;
+}
+
+// The percentage that comes to `value` by the agent's arithmetic.
+template <typename Share>
+std::optional<uint32_t> percentOf(uint32_t value, Share share)
+{
+    for (unsigned percent = 0; percent <= 100; percent++)
+        if (share(percent) == value)
+            return percent;
+    return std::nullopt;
+}
+
+// What the driver was told of RED of one priority, null where that is off or not known.
+json toldRed(const json &port, unsigned priority, const ctlTold_t &told)
+{
+    const json &known = toldOf(told, ctlMember(port, "chip_ifindex"), ctlMember(port, "ifIndex"));
+    if (!known.is_null())
+        for (const json &queue : known.at("congestion").value("priorities", json::array()))
+            if (queue.at("priority") == priority && queue.contains("red") && queue.at("red").at("on") == true)
+                return queue.at("red");
+    return nullptr;
+}
+
+// The levels that a message of RED has, null where they are not known. A Tessel's are bytes, a Mirelle's percent of the
+// depth of its queues; a Larkin's are its chip's own.
+json levelsOf(const json &red, uint32_t type, uint32_t depth)
+{
+    if (type == QOS_CHIP_LARKIN)
+        return json::object();
+    if (red.is_null())
+        return nullptr;
+    const auto share = [depth](unsigned percent) { return depth * percent / 100; };
+    const auto scaled = [](unsigned percent) { return static_cast<uint32_t>(percent / 100.0 * 255.0); };
+    const uint32_t least = red.at("min"), most = red.at("max");
+    const auto odds = percentOf(red.at("probability"), scaled);
+    const std::optional<uint32_t> minimum = type == QOS_CHIP_TESSEL ? least : percentOf(least, share);
+    const std::optional<uint32_t> maximum = type == QOS_CHIP_TESSEL ? most : percentOf(most, share);
+    if (!odds || !minimum || !maximum)
+        return nullptr; // told with another depth
+    return {{"minThreshold", *minimum}, {"maxThreshold", *maximum}, {"dropProbability", *odds}};
 }
 
 // Chips and ports first, then what is set on them; long links last, since they split what the other settings leave.
 struct parts_t {
     json chips = json::array(), ports = json::array(), node = json::array(), settings = json::array();
-    json links = json::array(), regular = json::array(), watches = json::array();
+    json links = json::array(), regular = json::array(), watches = json::array(), policers = json::array();
+    std::multimap<uint32_t, json>
+        red; // by the chip's number of the profile, which it gives in the order of the messages
 };
+
+void addPolicer(const json &row, const ctlTold_t &told, parts_t &parts, std::vector<std::string> &lost)
+{
+    const std::string name = "policer " + std::to_string(ctlMember(row, "policer_id")) + " of " +
+                             ctlShowInterface(ctlSubject(row)) + ", " +
+                             (ctlMember(row, "dir") == 0 ? "ingress" : "egress") + ": its ";
+    if (json message = policerOf(row, told); !message.is_null())
+        parts.policers.push_back(std::move(message));
+    else
+        lost.push_back(name + "rates are not held");
+}
+
+void addRed(const json &port, const json &chip, uint32_t depth, const ctlTold_t &told, parts_t &parts,
+            std::vector<std::string> &lost)
+{
+    const uint32_t type = ctlMember(chip, "chip_type");
+    std::string priorities;
+    for (unsigned priority = 0; priority < PRIORITIES; priority++) {
+        const json red = toldRed(port, priority, told);
+        const bool tessel = type == QOS_CHIP_TESSEL; // of whose RED the driver alone knows
+        if (tessel ? red.is_null() : ctlElement(port, "ccb.redConfig.redProfileEnabled", priority) == 0)
+            continue;
+        json message = {{"msg", "RED_PROFILE"},
+                        {"ifindex", ctlInterfaceJson(ctlMember(port, "ifIndex"))},
+                        {"chip_ifindex", "all"},
+                        {"cos", priority},
+                        {"profileId", tessel ? red.at("profile").get<uint32_t>()
+                                             : ctlElement(port, "ccb.redConfig.globalProfile", priority)},
+                        {"set", 1}};
+        if (const json levels = levelsOf(red, type, depth); levels.is_null()) {
+            priorities += (priorities.empty() ? "" : ",") + std::to_string(priority);
+        } else {
+            message.update(levels);
+            parts.red.emplace(ctlElement(port, "ccb.redConfig.mappedProfile", priority), std::move(message));
+        }
+    }
+    if (!priorities.empty())
+        lost.push_back("RED of " + ctlShowInterface(ctlSubject(port)) + ", priorities " + priorities +
+                       ": its thresholds are not held");
+}
 
 void sortIn(const json &row, const std::map<uint32_t, json> &chips, parts_t &parts, std::vector<std::string> &lost)
 {
@@ -211,7 +329,6 @@ void sortIn(const json &row, const std::map<uint32_t, json> &chips, parts_t &par
         parts.watches.push_back(ctlFill("DROP_MONITOR_CFG", row));
     if (kind == "watch")
         parts.watches.back()["cmd"] = 1;
-    addLost(row, lost);
     if (kind != "port")
         return;
     parts.ports.push_back(ctlFill("IFADD", row));
@@ -259,22 +376,35 @@ ctlJson ctlLinkOf(const ctlJson &port, const ctlJson &chip, std::vector<std::str
     return {{"msg", "LD_CFG"}, {"cmd", 3}, {"ifindex", ctlInterfaceJson(ctlMember(port, "ifIndex"))}};
 }
 
-ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost)
+ctlJson ctlScenarioOf(const ctlJson &rows, const ctlTold_t &told, std::vector<std::string> &lost)
 {
     std::map<uint32_t, json> chips;
     for (const json &row : rows)
         if (row["kind"] == "chip")
             chips[ctlMember(row, "chip_ifindex")] = row;
     parts_t parts;
-    for (const json &row : rows)
+    uint32_t depth = 0;
+    for (const json &row : rows) {
         sortIn(row, chips, parts, lost);
+        if (row["kind"] == "node")
+            depth = ctlMember(row, "egrQueueDepth");
+        else if (row["kind"] == "policer" || row["kind"] == "bum")
+            addPolicer(row, told, parts, lost);
+        else if (row["kind"] == "port")
+            addRed(row, chips[ctlMember(row, "chip_ifindex")], depth, told, parts, lost);
+    }
+    json red = json::array();
+    for (auto &[number, message] : parts.red)
+        red.push_back(std::move(message));
     json batches = std::move(parts.chips);
     addBatch(batches, parts.ports);
     addBatch(batches, parts.node);
     for (json &settings : parts.settings)
         batches.push_back(std::move(settings));
-    for (const json *list : {&parts.links, &parts.regular, &parts.watches})
+    for (const json *list : {&red, &parts.policers, &parts.links, &parts.regular, &parts.watches})
         addBatch(batches, *list);
+    if (!parts.policers.empty())
+        lost.push_back("actions and profiles of policers");
     lost.push_back(
         "whether these were set is not held: W2QPRI and the maps in PAUSE, PFC and PRI_TAILDROP (the port's own "
         "is taken, 0..7 where it has none), POL_PROFILE, MCAST_RATELIMIT, MCAST_TAILDROP, "
@@ -296,8 +426,15 @@ int ctlShowConfig(const std::vector<std::string> &ports, const ctlShow_t &asked,
 int ctlSaveConfig(const ctlShow_t &asked, std::ostream &out, std::ostream &err)
 {
     std::vector<std::string> lost;
-    const json batches =
-        ctlScenarioOf(ctlAskRows(ctlFindAgent(asked.pid, asked.timeout), "config", asked.timeout), lost);
+    const json rows = ctlAskRows(ctlFindAgent(asked.pid, asked.timeout), "config", asked.timeout);
+    ctlTold_t told;
+    try {
+        if (!ctlProcesses("hsld").empty())
+            told = ctlAskDriver(rows, asked.timeout);
+    } catch (const ctlError_t &error) {
+        lost.push_back("what the driver alone holds: " + error.text);
+    }
+    const json batches = ctlScenarioOf(rows, told, lost);
     if (batches.empty())
         throw ctlError_t{CTL_FAILED, "the agent holds no chip, port or setting: there is nothing to save"};
     std::string text = "{\"batches\": [\n";

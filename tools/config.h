@@ -6,17 +6,19 @@
 
 #include <set>
 
+#include "tools/diff.h"
 #include "tools/show.h"
 
 // Prints the configuration, of all or of the ports and chips named, and gives the exit status. The text leaves out what
 // is 0. CTL_FAILED if one of them is unknown to the agent.
 int ctlShowConfig(const std::vector<std::string> &ports, const ctlShow_t &asked, std::ostream &out);
 
-// Prints the scenario. What the agent does not hold, and a scenario so cannot say, is a complaint a line on `err`.
+// Prints the scenario. Rates of policers and levels of RED are taken from the driver where it can be asked. What
+// neither holds, and a scenario so cannot say, is a complaint a line on `err`.
 int ctlSaveConfig(const ctlShow_t &asked, std::ostream &out, std::ostream &err);
 
-// The same from the rows.
-ctlJson ctlScenarioOf(const ctlJson &rows, std::vector<std::string> &lost);
+// The same from the rows, and from what the driver was told as far as that is known.
+ctlJson ctlScenarioOf(const ctlJson &rows, const ctlTold_t &told, std::vector<std::string> &lost);
 
 // The ports and chips that words name. CTL_FAILED if none of the rows is about one of them.
 std::set<uint32_t> ctlInterfacesOf(const std::vector<std::string> &words, const ctlJson &rows);

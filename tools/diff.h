@@ -23,6 +23,8 @@ struct ctlDifference_t {
 // What a driver was told of a chip, by the chip's index. A chip that the driver does not know is left out.
 using ctlTold_t = std::map<uint32_t, ctlJson>;
 
+ctlTold_t ctlAskDriver(const ctlJson &config, double seconds);
+
 std::vector<ctlDifference_t> ctlCompare(const ctlJson &config, const ctlJson &side, const ctlTold_t &told);
 
 // Prints the differences, all or those of the ports and chips named. CTL_FAILED if there are any.

@@ -13,23 +13,6 @@ namespace {
 
 using json = ctlJson;
 
-ctlTold_t askDriver(const json &config, double seconds)
-{
-    ctlTold_t told;
-    const ctlProcess_t driver = ctlFindProcess("hsld");
-    for (const json &chip : config) {
-        if (chip.at("kind") != "chip")
-            continue;
-        const uint32_t ifindex = ctlMember(chip, "chip_ifindex");
-        const std::string name = ctlShowInterface(ifindex);
-        const std::string answer =
-            ctlAsk(driver, "show told " + name.substr(name.find_first_of("0123456789")), seconds);
-        if (answer.rfind("error: no chip", 0) != 0)
-            told[ifindex] = ctlParseJson(ctlBehindOk(answer));
-    }
-    return told;
-}
-
 struct asked_t {
     std::vector<ctlDifference_t> found;
     bool anew; // the driver was told nothing of any port
@@ -40,7 +23,7 @@ asked_t askOnce(const ctlProcess_t &agent, const std::vector<std::string> &ports
     const json config = ctlAskRows(agent, "config", seconds);
     const json side = ctlAskRows(agent, "driver", seconds);
     const std::set<uint32_t> wanted = ctlInterfacesOf(ports, config);
-    const ctlTold_t told = askDriver(config, seconds);
+    const ctlTold_t told = ctlAskDriver(config, seconds);
     std::vector<ctlDifference_t> found;
     try {
         found = ctlCompare(config, side, told);
@@ -76,6 +59,23 @@ void print(std::ostream &out, const ctlDifference_t &each)
 }
 
 } // namespace
+
+ctlTold_t ctlAskDriver(const ctlJson &config, double seconds)
+{
+    ctlTold_t told;
+    const ctlProcess_t driver = ctlFindProcess("hsld");
+    for (const json &chip : config) {
+        if (chip.at("kind") != "chip")
+            continue;
+        const uint32_t ifindex = ctlMember(chip, "chip_ifindex");
+        const std::string name = ctlShowInterface(ifindex);
+        const std::string answer =
+            ctlAsk(driver, "show told " + name.substr(name.find_first_of("0123456789")), seconds);
+        if (answer.rfind("error: no chip", 0) != 0)
+            told[ifindex] = ctlParseJson(ctlBehindOk(answer));
+    }
+    return told;
+}
 
 int ctlShowDifferences(const std::vector<std::string> &ports, const ctlShow_t &asked, std::ostream &out,
                        std::ostream &err)

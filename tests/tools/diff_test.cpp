@@ -140,6 +140,48 @@ TEST(Diff, NamesWhatTheDriverRefusedAndItsMessagesMendIt)
     }
 }
 
+TEST(Diff, AFreshDriverComesToWhatWasSaved)
+{
+    // Policers, which of them ports have, and RED of each priority.
+    const auto toldOf = [](const Parted &node) {
+        node.tool("-j ctl hsld show told 1/0");
+        const json told = json::parse(slurp(node.run.path + "/out"), nullptr, false);
+        json kept = told["policers"];
+        for (const json &port : told["ports"]) {
+            kept.push_back({port["ifindex"], port["ingress_policer"], port["egress_policer"]});
+            for (const json &queue : port["congestion"]["priorities"])
+                kept.push_back(queue.value("red", json()));
+        }
+        return kept.dump();
+    };
+    const std::string policers[] = {
+        "ifindex=te1/1 policer_id=7 policer_param.cir=40000000 policer_param.cbs=4000 policer_param.eir=9000000 "
+        "policer_param.ebs=5000 class_default=1",
+        "ifindex=te1/2 policer_id=8 dir=1 policer_param.cir=281474976710655",
+        "ifindex=te1/3 policer_id=9 is_bum_policer=1 poll_pol_cntr=1 policer_param.cir=8000000"};
+    for (const char *type : {"tessel", "mirelle", "larkin"}) {
+        SCOPED_TRACE(type);
+        std::string saved, told;
+        {
+            const Parted first(type);
+            first.apply(SETTINGS);
+            for (const std::string &policer : policers)
+                first.tool("send POL_POLICER_ADD chip_ifindex=chip1/0 policer_req_type=1 " + policer);
+            for (const char *red : {"te1/2 cos=3 profileId=9 minThreshold=17", "te1/3 cos=5 profileId=3"})
+                first.tool("send RED_PROFILE chip_ifindex=all set=1 maxThreshold=61 dropProbability=33 ifindex=" +
+                           std::string(red));
+            first.tool("save 2>&1 >" + first.run.path + "/saved | grep 'not held' | grep -v whether");
+            EXPECT_EQ(slurp(first.run.path + "/out"), "");
+            saved = slurp(first.run.path + "/saved");
+            told = toldOf(first);
+        }
+        const Parted second(type);
+        second.apply(saved);
+        EXPECT_EQ(toldOf(second), told);
+        EXPECT_EQ(second.differences().dump(), "[]");
+    }
+}
+
 TEST(Diff, ADriverThatBeganAnewIsToldAllOfItBySave)
 {
     Parted node("mirelle");
