@@ -20,7 +20,14 @@ constexpr unsigned DSCPS = 64;
 constexpr uint32_t ALL_CHIPS = 0x8BC00000;
 constexpr uint32_t OWN_SCHEDULER = 2; // bit of SchFlags: the global one does not apply
 
-enum families_t : unsigned { LARKIN = 1, TESSEL = 2, MIRELLE = 4, COS = TESSEL | MIRELLE, EVERY = LARKIN | COS };
+enum families_t : unsigned {
+    NONE = 0,
+    LARKIN = 1,
+    TESSEL = 2,
+    MIRELLE = 4,
+    COS = TESSEL | MIRELLE,
+    EVERY = LARKIN | COS
+};
 
 families_t familyOf(const json &chip)
 {
@@ -29,8 +36,11 @@ families_t familyOf(const json &chip)
         return LARKIN;
     case QOS_CHIP_TESSEL:
         return TESSEL;
-    default:
+    case QOS_CHIP_MIRELLE:
+    case QOS_CHIP_MIRELLE2:
         return MIRELLE;
+    default:
+        return NONE;
     }
 }
 
@@ -323,8 +333,9 @@ json thresholdsOf(const place_t &at, families_t family)
 // A split may follow a map of classes that came with a message and is not held: any that fits counts as the same.
 void compareThresholds(comparison_t &all, const json &port, const place_t &at, families_t family, const json &side)
 {
-    all.compare(at, "ccb.tailDropThreshold", "tail drop", port.at("ccb.tailDropThreshold"),
-                at.field("tail drop", "threshold"), budgetMessage(all, port));
+    const json &budget = port.at("ccb.tailDropThreshold"), told = at.field("tail drop", "threshold");
+    if (!isSame(budget, told)) // the message takes a walk over all ports
+        all.compare(at, "ccb.tailDropThreshold", "tail drop", budget, told, budgetMessage(all, port));
     const json &splits = side.at("thresholds");
     const json driver = thresholdsOf(at, family);
     const auto split = [&](size_t number) {
@@ -525,7 +536,7 @@ void compareChip(comparison_t &all, const json &chip)
     if (family == MIRELLE)
         all.compare(at, "egrQueueDepth", "RED", node.at("egrQueueDepth"), told.value("egress_queue_depth", json()),
                     "send EGR_QUEUE_DEPTH queueDepth=" + node.at("egrQueueDepth").dump());
-    if (family != LARKIN)
+    if ((family & COS) != 0)
         comparePolicers(all, at, told.value("policers", json::array()), family);
 }
 
@@ -535,9 +546,9 @@ void comparePort(comparison_t &all, const json &port)
     const json &home = all.row("chip", "chip_ifindex", chip);
     const auto side =
         std::find_if(all.side.begin(), all.side.end(), [&](const json &row) { return row.at("ifIndex") == ifindex; });
-    if (home.empty() || side == all.side.end())
+    const families_t family = home.empty() ? NONE : familyOf(home);
+    if (family == NONE || side == all.side.end())
         return; // on no chip, so there is nobody to tell
-    const families_t family = familyOf(home);
     const place_t at = portPlace(all, ifindex, chip);
     comparePlain(all, port, at, family);
     comparePause(all, port, at, *side);

@@ -145,7 +145,7 @@ struct held_t {
             return {};
         assigns_t found;
         for (const json &row : ask()) {
-            if (row["kind"] != kind || ctlSubject(row) != *subject)
+            if (row.value("kind", "") != kind || ctlSubject(row) != *subject)
                 continue;
             const json filled = ctlFill(ctlShortName(info.code).c_str(), row);
             for (const auto &[field, value] : filled.items())
@@ -219,7 +219,7 @@ ctlJson ctlFill(const char *message, const ctlJson &row)
         }
     }
     if (body.name == std::string("qosCcbMsg_t"))
-        made["tc_map"] = ctlIsZero(row["l2_pri.tc_map"]) ? json("0..7") : row["l2_pri.tc_map"];
+        made["tc_map"] = ctlIsZero(row.at("l2_pri.tc_map")) ? json("0..7") : row.at("l2_pri.tc_map");
     if (info.code == QOS_PRI_TAILDROP_MSG && (ctlMember(row, "ccb.ccbFlags") & CTL_COS_THRESHOLD) != 0)
         made["priTailDropSet"] = true;
     return made;
