@@ -25,6 +25,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -61,6 +62,7 @@ constexpr double STEP_MAX = 1e6;      // seconds
 constexpr size_t WAITING_MOST = 64;   // commands for the main thread
 constexpr unsigned POSTED_MOST = 4;   // of them in its queue, so that a pass of its loop has messages to see to as well
 constexpr size_t PRINTED_AT_ONCE = 8; // answers that are being printed; more wait for their turn
+constexpr size_t FILED_FROM = 65536;  // bytes of an answer from which on it goes into a file as well
 constexpr int64_t SLICE_NS = 200000;  // printing in one pass of the main loop
 constexpr uint32_t WORD_PRINT_ON = 0; // in place of a command's number
 constexpr unsigned RUN_OFFSET = PROCESS_WORD_OFFSET + sizeof(uint32_t); // of the row of messages that it belongs to
@@ -84,10 +86,12 @@ struct printing_t {
     std::string command;  // one that waits; empty for an answer
     const ctl_cli_t *row; // of an answer
     ctl_cursor_t cursor;
-    std::string text;  // what is not in the file yet
+    std::string text;  // of an answer that a datagram takes all, else what is not in the file yet
     std::string begin; // what the datagram takes of an answer that is longer, once it is
     int file;          // -1 for none
+    size_t filed;      // bytes of the text that are in the file
     size_t printed;    // bytes
+    bool complete;
     uint64_t slices;
 };
 std::deque<printing_t> printings;   // in the order in which they came
@@ -95,7 +99,7 @@ std::atomic<size_t> printing_count; // of them
 uint32_t print_run;                 // the row of messages that brings the main thread back to them; others are over
 
 // Appends the text to a memory file. -1, and no file is left, if that fails.
-int appendTo(int fd, const std::string &text)
+int appendTo(int fd, std::string_view text)
 {
     for (size_t done = 0; fd >= 0 && done < text.size();) {
         const ssize_t written = write(fd, text.data() + done, text.size() - done);
@@ -333,17 +337,22 @@ bool isThere(const velmar_sender_t &client)
     return !gone;
 }
 
-// Of a text that has become too long for a datagram only the begin is kept in memory.
+// A text that may become too long for a datagram goes into a file as it comes, so that no slice has it all to write.
+// Once it is, only the begin is kept in memory. Without a file the client is left with that.
 void putAside(printing_t *printing)
 {
-    if (printing->begin.empty()) {
-        if (printing->text.size() <= ANSWER_MAX)
-            return;
-        printing->begin = cutOff(printing->text);
+    if (printing->begin.empty() && printing->text.size() < FILED_FROM)
+        return;
+    if (printing->file < 0 && printing->filed == 0 && printing->begin.empty())
         printing->file = memfd_create("answer", MFD_CLOEXEC);
-    }
-    printing->file = appendTo(printing->file, printing->text);
+    printing->file = appendTo(printing->file, std::string_view(printing->text).substr(printing->filed));
+    printing->filed = printing->text.size();
+    if (printing->begin.empty() && printing->text.size() <= ANSWER_MAX)
+        return;
+    if (printing->begin.empty())
+        printing->begin = cutOff(printing->text);
     printing->text.clear();
+    printing->filed = 0;
 }
 
 int64_t nanoseconds()
@@ -353,17 +362,21 @@ int64_t nanoseconds()
     return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
 }
 
-// Prints for one slice: true if that was all, and the client has it.
+// Prints for one slice: true if that was all, and the client has it. To send much is a slice of its own.
 bool printOn(printing_t *printing)
 {
     const int64_t end = nanoseconds() + SLICE_NS;
-    bool more = true;
-    while (more && nanoseconds() < end)
-        more = printing->row->show(print, printing, &printing->cursor);
-    putAside(printing);
-    if (more)
+    const bool was_complete = printing->complete;
+    while (!printing->complete && nanoseconds() < end)
+        printing->complete = !printing->row->show(print, printing, &printing->cursor);
+    if (!was_complete)
+        putAside(printing);
+    if (!printing->complete || (!was_complete && printing->filed > 0) || (!was_complete && !printing->begin.empty()))
         return false;
-    sendAnswer(printing->client, printing->begin.empty() ? printing->text : printing->begin, printing->file);
+    if (printing->begin.empty())
+        sendAnswer(printing->client, printing->text, -1);
+    else
+        sendAnswer(printing->client, printing->begin, printing->file);
     return true;
 }
 
@@ -397,7 +410,7 @@ void drop(std::deque<printing_t>::iterator at)
 void begin(const velmar_sender_t &client, const std::string &command, const ctl_cli_t *row)
 {
     const uint64_t slices = printings.empty() ? 0 : nextTurn()->slices; // not ahead of those that wait
-    printings.push_back({client, command, row, {}, "ok\n", "", -1, 0, slices});
+    printings.push_back({client, command, row, {}, "ok\n", "", -1, 0, 0, false, slices});
     printing_count.store(printings.size());
 }
 

@@ -20,7 +20,7 @@
 namespace {
 
 #ifdef VELMAR_KILL_POINTS
-constexpr uint32_t SLICE_STEPS = 3; // so that as much as can happens in the middle of a dump
+constexpr uint32_t SLICE_STEPS = 8; // so that as much as can happens in the middle of a dump
 #else
 constexpr uint32_t SLICE_STEPS = UINT32_MAX;
 #endif

@@ -46,6 +46,7 @@ constexpr int64_t SILENT_US = 1000000;          // a connection that has said no
 constexpr size_t LATER_MOST = size_t{64} << 20; // bytes of deltas that a standby may be behind its dump
 constexpr int LATER_AT_ONCE = 32;               // of them that are sent in one go
 constexpr long LATER_CALM_MS = 5;               // to a standby that has no room for the next
+constexpr int64_t BEGIN_LONG_US = 200;          // a begin that has taken as long is left at that
 constexpr int64_t SLICE_LOST_US = 100000;       // the message that brings the next slice is not coming any more
 
 // A standby's connection: each state follows the one before it, and all end with the connection.
@@ -402,10 +403,11 @@ int64_t copyOn()
         copying_t &copying = side.copying;
         if (copying.fd < 0 && nextDue() == side.standbys.end())
             return bytes;
+        const int64_t start = monotonicUs();
         int64_t given = copying.fd < 0 && !beginCopying(&*nextDue()) ? -1 : 0;
         if (given == 0 && (copying.full || (!copying.due && monotonicUs() - copying.asked_us < SLICE_LOST_US)))
             return bytes;
-        if (given == 0)
+        if (given == 0 && monotonicUs() - start < BEGIN_LONG_US)
             given = copySlice();
         copying.asked_us = monotonicUs();
         const bool more = copying.fd >= 0 ? !copying.full : nextDue() != side.standbys.end();
@@ -610,14 +612,15 @@ void activeNameAnew()
 void activeCopyOn()
 {
     side.copying.due = true;
+    replicaSync();
 }
 
 void activeOnTimer()
 {
     if (side.copying.full) {
         side.copying.full = false;
-        side.copying.due = true;
         replicaSetTimer(side.state == listener_state_t::LISTENING ? 0 : REPLICA_CALM_MS);
+        activeCopyOn();
     }
     if (side.state == listener_state_t::CLOSED) {
         openListener();

@@ -38,7 +38,7 @@ std::string replicaPlain(const void *text, size_t length);
 // Begins to lead, with a complete copy of the predecessor's store or without.
 void activeBegin(bool complete, bool was_free);
 void activeOnTimer();
-void activeCopyOn();  // the next slice of a dump is due, at the next sync
+void activeCopyOn();  // the next slice of a dump
 bool activeHasName(); // the socket's name is its own, or there is none yet; any thread
 void activeNameAnew();
 void activeOnReady(int fd); // the listener or a standby's connection

@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t CHIPS[] = {0x88400000, 0x88410000, 0x88420000, 0x88430000}; // of slot 1
 constexpr const char *ACTIVE = "election: this process is active";
 constexpr const char *HOLDS = "this process holds a dump";
-constexpr long JOINED = 150; // a chain's agent has passed fewer points by the time that its standby has joined
+constexpr long JOINED = 400; // a chain's agent has passed fewer points by the time that its standby has joined
 
 uint32_t portOf(uint32_t chip, uint32_t n)
 {
