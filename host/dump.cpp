@@ -20,8 +20,10 @@
 namespace {
 
 #ifdef VELMAR_KILL_POINTS
+constexpr bool AUDITED = true;
 constexpr uint32_t SLICE_STEPS = 8; // so that as much as can happens in the middle of a dump
 #else
+constexpr bool AUDITED = false;
 constexpr uint32_t SLICE_STEPS = UINT32_MAX;
 #endif
 constexpr int64_t SLICE_NS = 250000;
@@ -111,9 +113,10 @@ bool putAside()
 }
 
 // Builds for tests compare the dump with one that was made in a moment.
-#ifdef VELMAR_KILL_POINTS
 void auditBegin()
 {
+    if (!AUDITED)
+        return;
     delta_t whole = {};
     deltaWhole(&whole);
     deltaCommit(&whole, dump.sequence);
@@ -122,6 +125,8 @@ void auditBegin()
 
 void auditEnd()
 {
+    if (!AUDITED)
+        return;
     std::vector<uint32_t> words(dump.filed / sizeof(uint32_t));
     if (dump.file >= 0 && pread(dump.file, words.data(), dump.filed, 0) != static_cast<ssize_t>(dump.filed))
         abort();
@@ -131,10 +136,6 @@ void auditEnd()
     rasLog("store: a dump is not what the store was");
     abort();
 }
-#else
-void auditBegin() {}
-void auditEnd() {}
-#endif
 
 } // namespace
 
