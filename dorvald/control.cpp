@@ -58,6 +58,7 @@ constexpr ctl_cli_t shows[] = {
     {"json slots", json<qosShowSlotTable>},
     {"json chips", jsonParts<qosShowChipTablePart>},
     {"json interfaces", jsonParts<qosShowInterfacesPart>},
+    {"json ports", jsonParts<qosShowPortsPart>}, // has no text
     {"json memory", jsonParts<qosShowMemStatsPart>},
     {"json mi", json<qos_show_miStats>},
     {"json vss", json<qos_vss_show>},

@@ -83,6 +83,15 @@ void showInterface(cli_t *cli, const qosIf_t *interface)
     qosShowIfL3PriInfo(cli, interface);
 }
 
+const qosIf_t *nextInterface(qosCursor_t *at)
+{
+    qosIf_t last;
+    last.ifIndex = at->row;
+    const qosIf_t *interface = qosShowNext(qosIfTable, last, at);
+    at->row = interface ? interface->ifIndex : at->row;
+    return interface;
+}
+
 void showChip(cli_t *cli, const qosChip_t *chip)
 {
     qosPrintRecord(cli);
@@ -121,13 +130,21 @@ bool qosShowInterfacesPart(cli_t *cli, qosCursor_t *at)
 {
     if (at->stage++ == 0)
         qosPrintText(cli, "Interface Name  ifIndex    ChipId     ChipIfIndex\n");
-    qosIf_t last;
-    last.ifIndex = at->row;
-    const qosIf_t *interface = qosShowNext(qosIfTable, last, at);
+    const qosIf_t *interface = nextInterface(at);
+    if (interface)
+        showInterface(cli, interface);
+    return interface;
+}
+
+bool qosShowPortsPart(cli_t *cli, qosCursor_t *at)
+{
+    const qosIf_t *interface = nextInterface(at);
     if (!interface)
         return false;
-    at->row = interface->ifIndex;
-    showInterface(cli, interface);
+    qosJsonRecord(cli);
+    qosJsonText(cli, "name", interface->ifName);
+    qosJsonNumber(cli, "ifindex", interface->ifIndex);
+    qosJsonNumber(cli, "chip", interface->chip ? interface->chip->chip_id : -1);
     return true;
 }
 

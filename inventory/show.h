@@ -20,6 +20,7 @@ bool qosShowIfTablePart(cli_t *cli, qosCursor_t *at); // slots and chips first
 int qosShowSlotTable(cli_t *cli);
 bool qosShowChipTablePart(cli_t *cli, qosCursor_t *at);
 bool qosShowInterfacesPart(cli_t *cli, qosCursor_t *at);
+bool qosShowPortsPart(cli_t *cli, qosCursor_t *at); // their names, as JSON alone
 int qosShowIfL2PriInfo(cli_t *cli, const qosIf_t *interface);
 int qosShowIfL3PriInfo(cli_t *cli, const qosIf_t *interface);
 

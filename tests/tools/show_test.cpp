@@ -104,6 +104,7 @@ TEST(Show, Interfaces)
     const ctlJson &one = ports[0]["chip"] == 8 ? ports[0] : ports[1],
                   &other = ports[0]["chip"] == 8 ? ports[1] : ports[0];
     EXPECT_EQ(one["ifindex"], 0x18408000);
+    EXPECT_EQ(rowsOf<qosShowPortsPart>()[1].dump(), R"({"name":"te1/1","ifindex":406880256,"chip":8})");
     EXPECT_EQ(one["cos_trust_handles"].size(), 8u);
     EXPECT_EQ(one["cos_trust_handles"][7], "0000000000000012:fedcba9876543210:000c:1ff");
     EXPECT_EQ(one["cos_mutation_map"], "gold");
