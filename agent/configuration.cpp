@@ -15,6 +15,7 @@
 #include "inventory/chips.h"
 #include "inventory/ifindex.h"
 #include "inventory/interfaces.h"
+#include "inventory/show.h"
 #include "lib/views.h"
 #include "velmar/members.h"
 
@@ -110,15 +111,50 @@ void begin(cli_t *cli, const char *kind)
     qosJsonText(cli, "kind", kind);
 }
 
-// What a list of a chip holds; the records do not name the chip themselves.
-template <typename Record>
-void showList(cli_t *cli, const char *kind, const qosChip_t &chip, const tnx_list_t *list)
+// The keys of a list's order.
+void keep(const qaPolPolicerInfo_t &record, uint32_t *key)
 {
+    key[0] = static_cast<uint32_t>(record.pol_grp_idx);
+    key[1] = record.policer_id;
+}
+
+void keep(const qaDropMonitorInfo_t &record, uint32_t *key)
+{
+    key[0] = record.ifindex;
+}
+
+void set(qaPolPolicerInfo_t *record, const uint32_t *key)
+{
+    record->pol_grp_idx = static_cast<decltype(record->pol_grp_idx)>(key[0]);
+    record->policer_id = key[1];
+}
+
+void set(qaDropMonitorInfo_t *record, const uint32_t *key)
+{
+    record->ifindex = key[0];
+}
+
+// Some of what a list of a chip holds, behind what has been printed of it: whether there is more. The records do not
+// name the chip themselves.
+template <typename Record>
+bool showList(cli_t *cli, const char *kind, const qosChip_t &chip, const tnx_list_t *list, qosCursor_t *at)
+{
+    constexpr unsigned ENTRIES = 16;
+    unsigned shown = 0;
+    Record last;
+    set(&last, at->key);
     for (const Record &record : listView<const Record>(list)) {
+        if (at->has_entry && shown == 0 && list->cmp(&record, &last) <= 0)
+            continue;
+        if (shown++ == ENTRIES)
+            return true;
         begin(cli, kind);
         qosJsonNumber(cli, "chip_ifindex", chip.chip_ifindex);
         showRecord(cli, "", record);
+        keep(record, at->key);
+        at->has_entry = true;
     }
+    return false;
 }
 
 void showNode(cli_t *cli)
@@ -130,14 +166,23 @@ void showNode(cli_t *cli)
     qosJsonNumber(cli, "egrQueueDepth", egrQueueDepth);
 }
 
-void showChip(cli_t *cli, const qosChip_t &chip)
+// The chip itself, then its lists: whether there is more.
+bool showChip(cli_t *cli, const qosChip_t &chip, qosCursor_t *at)
 {
-    begin(cli, "chip");
-    showRecord(cli, "", chip);
-    showList<qaPolPolicerInfo_t>(cli, "policer", chip, chip.polCfg.ingr_policer_list);
-    showList<qaPolPolicerInfo_t>(cli, "policer", chip, chip.polCfg.egr_policer_list);
-    showList<qaPolPolicerInfo_t>(cli, "bum", chip, chip.polCfg.bum_policer_list);
-    showList<qaDropMonitorInfo_t>(cli, "watch", chip, chip.drop_monitor_list);
+    switch (at->list) {
+    case 0:
+        begin(cli, "chip");
+        showRecord(cli, "", chip);
+        return false;
+    case 1:
+        return showList<qaPolPolicerInfo_t>(cli, "policer", chip, chip.polCfg.ingr_policer_list, at);
+    case 2:
+        return showList<qaPolPolicerInfo_t>(cli, "policer", chip, chip.polCfg.egr_policer_list, at);
+    case 3:
+        return showList<qaPolPolicerInfo_t>(cli, "bum", chip, chip.polCfg.bum_policer_list, at);
+    default:
+        return showList<qaDropMonitorInfo_t>(cli, "watch", chip, chip.drop_monitor_list, at);
+    }
 }
 
 void showPort(cli_t *cli, const qosIf_t &interface)
@@ -175,26 +220,75 @@ void showDriverSide(cli_t *cli, const qosIf_t &interface)
     qosJsonListEnd(cli);
 }
 
+// False behind the last of them.
+bool showNextPort(cli_t *cli, qosCursor_t *at)
+{
+    qosIf_t last;
+    last.ifIndex = at->row;
+    const qosIf_t *interface = qosShowNext(qosIfTable, last, at);
+    if (!interface)
+        return false;
+    at->row = interface->ifIndex;
+    showPort(cli, *interface);
+    return true;
+}
+
+// Likewise. A chip that is gone ahead of its lists takes them along.
+bool showNextChip(cli_t *cli, qosCursor_t *at)
+{
+    constexpr uint32_t LISTS = 4;
+    qosChip_t last;
+    last.chip_id = static_cast<int32_t>(at->row);
+    const qosChip_t *chip = at->list > 0 ? avlFind(qosChipTable, last) : nullptr;
+    if (!chip) {
+        chip = qosShowNext<qosChip_t>(qosChipTable, last, at);
+        at->list = 0;
+        at->has_entry = false;
+    }
+    if (!chip)
+        return false;
+    at->row = static_cast<uint32_t>(chip->chip_id);
+    if (showChip(cli, *chip, at))
+        return true;
+    at->list = at->list < LISTS ? at->list + 1 : 0;
+    at->has_entry = false;
+    return true;
+}
+
 } // namespace
 
-int qosShowDriverSide(cli_t *cli)
+bool qosShowDriverSidePart(cli_t *cli, qosCursor_t *at)
 {
+    qosIf_t last;
+    last.ifIndex = at->row;
+    const qosIf_t *interface = qosShowNext(qosIfTable, last, at);
+    if (!interface)
+        return false;
+    at->row = interface->ifIndex;
+    if (!interface->chip)
+        return true;
     // The arithmetic traces as if the thresholds were set, which they are not.
     const int level = dce_trace_lvl_get();
     dce_trace_lvl_set(0);
-    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
-        if (interface.chip)
-            showDriverSide(cli, interface);
+    showDriverSide(cli, *interface);
     dce_trace_lvl_set(level);
-    return 0;
+    return true;
 }
 
-int qosShowConfiguration(cli_t *cli)
+bool qosShowConfigurationPart(cli_t *cli, qosCursor_t *at)
 {
-    showNode(cli);
-    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
-        showChip(cli, chip);
-    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
-        showPort(cli, interface);
-    return 0;
+    switch (at->stage) {
+    case 0:
+        showNode(cli);
+        at->stage = 1;
+        return true;
+    case 1:
+        if (!showNextChip(cli, at)) {
+            at->stage = 2;
+            at->has_row = false;
+        }
+        return true;
+    default:
+        return showNextPort(cli, at);
+    }
 }

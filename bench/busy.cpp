@@ -140,7 +140,7 @@ int main(int argc, char **argv)
         startLoad(node);
         const auto busy_command = timesOf(options.questions, command);
         const auto busy_statistics = timesOf(options.questions, statistics);
-        printf("%-11s  %26s  %26s\n", "ms", "alone", "beside full batches");
+        printf("%s\n%-11s  %26s  %26s\n", coresUsed().c_str(), "ms", "alone", "beside full batches");
         printf("%-11s  %8s %8s %8s  %8s %8s %8s\n", "", "p50", "p99", "worst", "p50", "p99", "worst");
         print("command", free_command, busy_command);
         print("statistics", free_statistics, busy_statistics);

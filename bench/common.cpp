@@ -81,6 +81,17 @@ void pin(int *core)
     check(sched_setscheduler(0, SCHED_BATCH, &none), "sched_setscheduler");
 }
 
+std::string coresUsed()
+{
+    cpu_set_t allowed;
+    check(sched_getaffinity(0, sizeof allowed, &allowed), "sched_getaffinity");
+    std::string text = CPU_COUNT(&allowed) == 1 ? "core" : "cores";
+    for (int i = 0; i < CPU_SETSIZE; ++i)
+        if (CPU_ISSET(i, &allowed))
+            text += " " + std::to_string(i);
+    return text;
+}
+
 int64_t nowNs()
 {
     timespec now;

@@ -28,6 +28,7 @@ int numberOf(const char *option, const char *text, int least);
 // For this process and what it starts: one core (below 0 the last that is allowed; the one taken is stored), and
 // SCHED_BATCH.
 void pin(int *core);
+std::string coresUsed(); // the cores that this process may use, such as "core 1" or "cores 0 1"
 int64_t nowNs();
 double median(std::vector<double> values);
 double usualMean(std::vector<double> values);                  // without the highest twentieth: who was interrupted

@@ -54,23 +54,24 @@ void qosFree(uint32_t module, uint32_t type, void **pointer, uint32_t size)
     record.bytes[type] -= size;
 }
 
-int qos_show_memStats(cli_t *cli)
+bool qosShowMemStatsPart(cli_t *cli, qosCursor_t *at)
 {
-    for (const qosModule_t &record : qos_modules) {
-        if (record.id == 0)
-            continue;
-        qosPrintText(cli, "%s\n", record.name);
-        qosPrintText(cli, "MemType         Num-Allocs  Num-Frees  Bytes-Allocd  Errors\n");
-        qosPrintText(cli, "====================================================\n");
-        for (unsigned type = 0; type < QOS_MEM_TYPES; ++type) {
-            qosPrintRecord(cli);
-            qosPrintKey(cli, "module", record.name);
-            qosPrintField(cli, "type", "%-25s", qosMemTypes[type].display);
-            qosPrintField(cli, "allocations", "  %-10u", record.allocs[type]);
-            qosPrintField(cli, "frees", "  %-10u", record.frees[type]);
-            qosPrintField(cli, "bytes", " %-12u", record.bytes[type]);
-            qosPrintField(cli, "errors", "  %u\n", record.errors[type]);
-        }
+    while (at->stage < QOS_MODULES && qos_modules[at->stage].id == 0)
+        ++at->stage;
+    if (at->stage >= QOS_MODULES)
+        return false;
+    const qosModule_t &record = qos_modules[at->stage++];
+    qosPrintText(cli, "%s\n", record.name);
+    qosPrintText(cli, "MemType         Num-Allocs  Num-Frees  Bytes-Allocd  Errors\n");
+    qosPrintText(cli, "====================================================\n");
+    for (unsigned type = 0; type < QOS_MEM_TYPES; ++type) {
+        qosPrintRecord(cli);
+        qosPrintKey(cli, "module", record.name);
+        qosPrintField(cli, "type", "%-25s", qosMemTypes[type].display);
+        qosPrintField(cli, "allocations", "  %-10u", record.allocs[type]);
+        qosPrintField(cli, "frees", "  %-10u", record.frees[type]);
+        qosPrintField(cli, "bytes", " %-12u", record.bytes[type]);
+        qosPrintField(cli, "errors", "  %u\n", record.errors[type]);
     }
-    return 0;
+    return true;
 }

@@ -41,6 +41,6 @@ void qosFreeRecord(uint32_t module, uint32_t type, T *&pointer)
 }
 
 // Prints the counters of every registered module but the first, whose id is 0.
-int qos_show_memStats(cli_t *cli);
+bool qosShowMemStatsPart(cli_t *cli, qosCursor_t *at); // a module
 
 #endif

@@ -16,12 +16,6 @@
 
 #include "core/print.h"
 
-// What has come out so far, for the commas.
-struct qosJson_t {
-    bool has_records;
-    bool has_values; // in the object or the list that is open
-};
-
 // The JSON form. A null key is an item of a list; a null text is null. Bytes that are no UTF-8 become U+FFFD.
 void qosJsonBegin(cli_t *cli);
 void qosJsonRecord(cli_t *cli); // ends the one before
@@ -67,16 +61,18 @@ requires(!std::is_same_v<T, bool>) void qosJsonValue(cli_t *cli, const char *key
 #define qosPrintText(cli, ...) ((cli)->json ? void() : (void)cli_out(cli, __VA_ARGS__))
 #define qosPrintKey(cli, key, value) ((cli)->json ? qosJsonValue(cli, key, value) : void())
 
-// A printing function's JSON in the form that the control socket takes.
-template <qosShow_t Show>
-int qosCtlJson(ctl_print_t out, void *arg)
+// A printing function's JSON, likewise part by part.
+template <qosShowPart_t Part>
+bool qosShowJson(cli_t *cli, qosCursor_t *at)
 {
-    qosJson_t json = {};
-    cli_t cli = {out, arg, nullptr, 0, &json};
-    qosJsonBegin(&cli);
-    const int result = Show(&cli);
-    qosJsonEnd(&cli);
-    return result;
+    cli->json = &at->json;
+    if (!at->has_begun)
+        qosJsonBegin(cli);
+    at->has_begun = true;
+    const bool more = Part(cli, at);
+    if (!more)
+        qosJsonEnd(cli);
+    return more;
 }
 
 #endif

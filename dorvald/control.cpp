@@ -39,24 +39,32 @@ int setTraceLevel(int level)
     return 0;
 }
 
+template <qosShow_t Show>
+constexpr auto text = qosCtlShow<qosShowOnce<Show>>;
+template <qosShow_t Show>
+constexpr auto json = qosCtlShow<qosShowJson<qosShowOnce<Show>>>;
+template <qosShowPart_t Part>
+constexpr auto jsonParts = qosCtlShow<qosShowJson<Part>>;
+
 constexpr ctl_cli_t shows[] = {
-    {"show dorvmd memory statistics", qosCtlShow<qos_show_memStats>},
-    {"show dorvmd mi statistics", qosCtlShow<qos_show_miStats>},
-    {"show dorvmd interface all", qosCtlShow<qos_show_ifTable>},
-    {"show qos msgq", qosCtlShow<qos_msgq_show>},
-    {"show qos vss", qosCtlShow<qos_vss_show>},
-    {"show dorvmd slots", qosCtlShow<qosShowSlotTable>}, // these three are the parts of "interface all"
-    {"show dorvmd chips", qosCtlShow<qosShowChipTable>},
-    {"show dorvmd interfaces", qosCtlShow<qosShowInterfaces>},
-    {"json slots", qosCtlJson<qosShowSlotTable>},
-    {"json chips", qosCtlJson<qosShowChipTable>},
-    {"json interfaces", qosCtlJson<qosShowInterfaces>},
-    {"json memory", qosCtlJson<qos_show_memStats>},
-    {"json mi", qosCtlJson<qos_show_miStats>},
-    {"json vss", qosCtlJson<qos_vss_show>},
-    {"json queue", qosCtlJson<qos_msgq_show>},
-    {"json config", qosCtlJson<qosShowConfiguration>}, // these two have no text
-    {"json driver", qosCtlJson<qosShowDriverSide>},
+    {"show dorvmd memory statistics", qosCtlShow<qosShowMemStatsPart>},
+    {"show dorvmd mi statistics", text<qos_show_miStats>},
+    {"show dorvmd interface all", qosCtlShow<qosShowIfTablePart>},
+    {"show qos msgq", text<qos_msgq_show>},
+    {"show qos vss", text<qos_vss_show>},
+    {"show dorvmd slots", text<qosShowSlotTable>}, // these three are the parts of "interface all"
+    {"show dorvmd chips", qosCtlShow<qosShowChipTablePart>},
+    {"show dorvmd interfaces", qosCtlShow<qosShowInterfacesPart>},
+    {"json slots", json<qosShowSlotTable>},
+    {"json chips", jsonParts<qosShowChipTablePart>},
+    {"json interfaces", jsonParts<qosShowInterfacesPart>},
+    {"json ports", jsonParts<qosShowPortsPart>}, // has no text
+    {"json memory", jsonParts<qosShowMemStatsPart>},
+    {"json mi", json<qos_show_miStats>},
+    {"json vss", json<qos_vss_show>},
+    {"json queue", json<qos_msgq_show>},
+    {"json config", jsonParts<qosShowConfigurationPart>}, // nor have these two
+    {"json driver", jsonParts<qosShowDriverSidePart>},
     {nullptr, nullptr},
 };
 

@@ -4,6 +4,9 @@
 // Commands that touch the process's own data wait in a table, and a message of type 21 with their number brings the
 // main thread to them. The rest is answered where the engine runs.
 //
+// What a printing function has to say it says part by part, SLICE_NS at a time with the main loop's other work in
+// between, and several of them in turn. Commands of others overtake it, those of its own client wait.
+//
 // An answer that is too long for a datagram is cut behind a line, and says so. The datagram then carries a descriptor
 // of a memory file with the whole answer; a client that does not take it loses nothing else.
 #include "velmar/ctl.h"
@@ -17,12 +20,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <dirent.h>
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "host/batches.h"
@@ -52,9 +58,14 @@ constexpr size_t ANSWER_MAX = 200000;    // bytes; below what a datagram takes w
 constexpr size_t PRINTED_MAX = 64 << 20; // bytes that a printing function may print
 constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
-constexpr double STEP_MAX = 1e6;    // seconds
-constexpr size_t WAITING_MOST = 64; // commands for the main thread
-constexpr unsigned POSTED_MOST = 4; // of them in its queue, so that a pass of its loop has messages to see to as well
+constexpr double STEP_MAX = 1e6;      // seconds
+constexpr size_t WAITING_MOST = 64;   // commands for the main thread
+constexpr unsigned POSTED_MOST = 4;   // of them in its queue, so that a pass of its loop has messages to see to as well
+constexpr size_t PRINTED_AT_ONCE = 8; // answers that are being printed; more wait for their turn
+constexpr size_t FILED_FROM = 65536;  // bytes of an answer from which on it goes into a file as well
+constexpr int64_t SLICE_NS = 200000;  // printing in one pass of the main loop
+constexpr uint32_t WORD_PRINT_ON = 0; // in place of a command's number
+constexpr unsigned RUN_OFFSET = PROCESS_WORD_OFFSET + sizeof(uint32_t); // of the row of messages that it belongs to
 
 struct waiting_t {
     velmar_sender_t client;
@@ -69,10 +80,27 @@ uint32_t last_number;
 uint32_t last_posted; // of the numbers
 unsigned posted;      // not yet taken
 
-// A memory file with all of the text, -1 if there is none to be had.
-int memoryFile(const std::string &text)
+// The main thread's: an answer that is being printed, or a command that waits for one to its own client.
+struct printing_t {
+    velmar_sender_t client;
+    std::string command;  // one that waits; empty for an answer
+    const ctl_cli_t *row; // of an answer
+    ctl_cursor_t cursor;
+    std::string text;  // of an answer that a datagram takes all, else what is not in the file yet
+    std::string begin; // what the datagram takes of an answer that is longer, once it is
+    int file;          // -1 for none
+    size_t filed;      // bytes of the text that are in the file
+    size_t printed;    // bytes
+    bool complete;
+    uint64_t slices;
+};
+std::deque<printing_t> printings;   // in the order in which they came
+std::atomic<size_t> printing_count; // of them
+uint32_t print_run;                 // the row of messages that brings the main thread back to them; others are over
+
+// Appends the text to a memory file. -1, and no file is left, if that fails.
+int appendTo(int fd, std::string_view text)
 {
-    const int fd = memfd_create("answer", MFD_CLOEXEC);
     for (size_t done = 0; fd >= 0 && done < text.size();) {
         const ssize_t written = write(fd, text.data() + done, text.size() - done);
         if (written <= 0) {
@@ -82,6 +110,12 @@ int memoryFile(const std::string &text)
         done += static_cast<size_t>(written);
     }
     return fd;
+}
+
+// A memory file with all of the text, -1 if there is none to be had.
+int memoryFile(const std::string &text)
+{
+    return appendTo(memfd_create("answer", MFD_CLOEXEC), text);
 }
 
 // `file` is a descriptor to send along, or -1.
@@ -125,16 +159,22 @@ void sendAnswer(const velmar_sender_t &client, const std::string &text, int file
     close(fd);
 }
 
+// What a datagram takes of a longer text.
+std::string cutOff(const std::string &text)
+{
+    const size_t line = text.rfind('\n', ANSWER_MAX - 1);
+    return text.substr(0, line == std::string::npos ? ANSWER_MAX : line + 1) +
+           "(cut: the output is longer than an answer takes)\n";
+}
+
 void answer(const velmar_sender_t &client, const std::string &text)
 {
     if (text.size() <= ANSWER_MAX) {
         sendAnswer(client, text, -1);
         return;
     }
-    const size_t line = text.rfind('\n', ANSWER_MAX - 1);
-    const std::string begin = text.substr(0, line == std::string::npos ? ANSWER_MAX : line + 1);
     const int file = memoryFile(text);
-    sendAnswer(client, begin + "(cut: the output is longer than an answer takes)\n", file);
+    sendAnswer(client, cutOff(text), file);
     if (file >= 0)
         close(file);
 }
@@ -266,18 +306,116 @@ std::string step(const char *arg)
 int print(void *arg, const char *format, ...) __attribute__((format(printf, 2, 3)));
 int print(void *arg, const char *format, ...)
 {
-    std::string *printed = static_cast<std::string *>(arg);
+    printing_t *printing = static_cast<printing_t *>(arg);
     char text[4096];
     va_list args;
     va_start(args, format);
     const int length = vsnprintf(text, sizeof text, format, args);
     va_end(args);
-    if (length >= 0 && printed->size() < PRINTED_MAX)
-        *printed += text;
+    if (length < 0 || printing->printed >= PRINTED_MAX)
+        return length;
+    const size_t before = printing->text.size();
+    printing->text += text;
+    printing->printed += printing->text.size() - before;
     return length;
 }
 
-std::string cli(const char *arg)
+bool isSame(const velmar_sender_t &a, const velmar_sender_t &b)
+{
+    return a.length == b.length && memcmp(&a.address, &b.address, a.length) == 0;
+}
+
+// Of the client of an answer under way: to its name somebody listens. One that is connected elsewhere refuses this,
+// too.
+bool isThere(const velmar_sender_t &client)
+{
+    const int fd = client.length > sizeof(sa_family_t) ? socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0) : -1;
+    const bool gone = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&client.address), client.length) != 0 &&
+                      (errno == ECONNREFUSED || errno == ENOENT);
+    if (fd >= 0)
+        close(fd);
+    return !gone;
+}
+
+// A text that may become too long for a datagram goes into a file as it comes, so that no slice has it all to write.
+// Once it is, only the begin is kept in memory. Without a file the client is left with that.
+void putAside(printing_t *printing)
+{
+    if (printing->begin.empty() && printing->text.size() < FILED_FROM)
+        return;
+    if (printing->file < 0 && printing->filed == 0 && printing->begin.empty())
+        printing->file = memfd_create("answer", MFD_CLOEXEC);
+    printing->file = appendTo(printing->file, std::string_view(printing->text).substr(printing->filed));
+    printing->filed = printing->text.size();
+    if (printing->begin.empty() && printing->text.size() <= ANSWER_MAX)
+        return;
+    if (printing->begin.empty())
+        printing->begin = cutOff(printing->text);
+    printing->text.clear();
+    printing->filed = 0;
+}
+
+int64_t nanoseconds()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+// Prints for one slice: true if that was all, and the client has it. To send much is a slice of its own.
+bool printOn(printing_t *printing)
+{
+    const int64_t end = nanoseconds() + SLICE_NS;
+    const bool was_complete = printing->complete;
+    while (!printing->complete && nanoseconds() < end)
+        printing->complete = !printing->row->show(print, printing, &printing->cursor);
+    if (!was_complete)
+        putAside(printing);
+    if (!printing->complete || (!was_complete && printing->filed > 0) || (!was_complete && !printing->begin.empty()))
+        return false;
+    if (printing->begin.empty())
+        sendAnswer(printing->client, printing->text, -1);
+    else
+        sendAnswer(printing->client, printing->begin, printing->file);
+    return true;
+}
+
+// Whose turn it is: a command that nothing of its client's is ahead of, or of the answers that may be printed the one
+// that has had least.
+std::deque<printing_t>::iterator nextTurn()
+{
+    size_t answers = 0;
+    auto next = printings.end();
+    for (auto at = printings.begin(); at != printings.end() && answers < PRINTED_AT_ONCE; ++at) {
+        if (std::any_of(printings.begin(), at,
+                        [at](const printing_t &other) { return isSame(other.client, at->client); }))
+            continue;
+        if (!at->command.empty())
+            return at;
+        ++answers;
+        if (next == printings.end() || at->slices < next->slices)
+            next = at;
+    }
+    return next;
+}
+
+void drop(std::deque<printing_t>::iterator at)
+{
+    if (at->file >= 0)
+        close(at->file);
+    printings.erase(at);
+    printing_count.store(printings.size());
+}
+
+void begin(const velmar_sender_t &client, const std::string &command, const ctl_cli_t *row)
+{
+    const uint64_t slices = printings.empty() ? 0 : nextTurn()->slices; // not ahead of those that wait
+    printings.push_back({client, command, row, {}, "ok\n", "", -1, 0, 0, false, slices});
+    printing_count.store(printings.size());
+}
+
+// Comes to an answer only if there is nothing to print.
+std::string cli(const char *arg, const velmar_sender_t &client)
 {
     std::string words;
     for (const char *c = arg; *c; ++c)
@@ -289,9 +427,8 @@ std::string cli(const char *arg)
     for (const ctl_cli_t *row = ops ? ops->cli : nullptr; row && row->text; ++row) {
         if (words != row->text)
             continue;
-        std::string printed = "ok\n";
-        row->show(print, &printed);
-        return printed;
+        begin(client, "", row);
+        return "";
     }
     return formatted("error: no printing function '%s'", words.c_str());
 }
@@ -359,7 +496,7 @@ const command_t COMMANDS[] = {
     {"clock step", step, false}, {"fault", faultCommand, false},
     {"stage", stage, true},      {"trace level", traceLevel, true},
     {"tp", testPoint, true},     {"msgq", post, true},
-    {"cli", cli, true},
+    {"cli", nullptr, true}, // in its own way
 };
 
 const command_t *findCommand(const char *text, const char **arg)
@@ -403,7 +540,7 @@ void handOver(const velmar_sender_t &client, const char *text)
     bool room;
     {
         const std::lock_guard<std::mutex> lock(waiting_lock);
-        room = waiting.size() < WAITING_MOST;
+        room = waiting.size() + printing_count.load() < WAITING_MOST;
         if (room)
             waiting[++last_number] = {client, text};
         if (posted >= POSTED_MOST) // should the loop have dropped them all, none would bring it here again
@@ -498,23 +635,81 @@ void ctl_offer(const ctl_ops_t *ops)
     batchesOffer(ops->log);
 }
 
-// The command of that number, and those ahead of it: the loop drops a message that it has no memory for.
-void smi_process(void *message)
+namespace {
+
+void runCommand(const velmar_sender_t &client, const std::string &text)
+{
+    const char *arg;
+    const command_t *const command = findCommand(text.c_str(), &arg);
+    if (!command)
+        return;
+    const std::string said = command->run ? command->run(arg) : cli(arg, client);
+    if (!said.empty())
+        answer(client, said);
+}
+
+// The commands up to that number: the loop drops a message that it has no memory for.
+void takeCommands(uint32_t last)
 {
     for (;;) {
         waiting_t taken;
         {
             const std::lock_guard<std::mutex> lock(waiting_lock);
             const auto first = waiting.begin();
-            if (first == waiting.end() || first->first > processWord(message))
+            if (first == waiting.end() || first->first > last)
                 return;
             taken = first->second;
             waiting.erase(first);
             --posted;
         }
         postWaiting();
-        const char *arg;
-        if (const command_t *command = findCommand(taken.command.c_str(), &arg))
-            answer(taken.client, command->run(arg));
+        if (std::any_of(printings.begin(), printings.end(),
+                        [&taken](const printing_t &other) { return isSame(other.client, taken.client); }))
+            begin(taken.client, taken.command, nullptr);
+        else
+            runCommand(taken.client, taken.command);
+    }
+}
+
+void printNext()
+{
+    const auto at = nextTurn();
+    ++at->slices;
+    if (at->command.empty()) {
+        if (!isThere(at->client) || printOn(&*at))
+            drop(at);
+        return;
+    }
+    const printing_t command = *at;
+    drop(at);
+    runCommand(command.client, command.command);
+}
+
+bool postPrintOn()
+{
+    unsigned char message[MSGQ_MESSAGE_LENGTH] = {};
+    message[MSGQ_TYPE_OFFSET] = MSGQ_TYPE_SMI;
+    memcpy(message + RUN_OFFSET, &print_run, sizeof print_run);
+    return msgQSend(processQueue(), message, sizeof message, 0, 1) == 0;
+}
+
+} // namespace
+
+// With a command's number, or to print on. A command begins a new row of messages, as the loop may have dropped one of
+// the old row. A queue that is full takes none, and then all is printed at once.
+void smi_process(void *message)
+{
+    uint32_t run;
+    memcpy(&run, static_cast<const unsigned char *>(message) + RUN_OFFSET, sizeof run);
+    if (processWord(message) != WORD_PRINT_ON) {
+        takeCommands(processWord(message));
+        ++print_run;
+    } else if (run != print_run) {
+        return;
+    }
+    while (!printings.empty()) {
+        printNext();
+        if (printings.empty() || postPrintOn())
+            return;
     }
 }

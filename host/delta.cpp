@@ -43,9 +43,14 @@ void put(delta_t *delta, std::initializer_list<uint32_t> words)
     ++delta->records;
 }
 
+const std::vector<store_block_t> &blocksOf(const delta_t *delta)
+{
+    return delta->blocks ? *delta->blocks : storeBlocks();
+}
+
 void putBlock(delta_t *delta, uint32_t number)
 {
-    const store_block_t &block = storeBlocks()[number];
+    const store_block_t &block = blocksOf(delta)[number];
     put(delta, {DELTA_BLOCK, number, block.offset, block.size, block.type, static_cast<uint32_t>(block.group),
                 static_cast<uint32_t>(block.tag), block.used});
 }
@@ -87,7 +92,8 @@ void putPointer(delta_t *delta, const place_t &place, uint32_t at)
     if (storeHolds(reinterpret_cast<const void *>(address))) {
         const uint32_t in_arena = static_cast<uint32_t>(address - reinterpret_cast<uintptr_t>(storeBase()));
         const uint32_t around = static_cast<uint32_t>(storeBlockAround(in_arena));
-        const store_block_t &block = storeBlocks()[around];
+        const auto &blocks = blocksOf(delta);
+        const store_block_t block = around < blocks.size() ? blocks[around] : store_block_t{};
         if (block.used && in_arena - block.offset < std::max(block.size, 1U)) {
             kind = DELTA_TO_BLOCK;
             number = around;
@@ -170,21 +176,6 @@ place_t placeOf(uint32_t number)
 {
     const store_block_t &block = storeBlocks()[number];
     return {number, describePlan(block.type), storeBase() + block.offset, nullptr};
-}
-
-// A block as a whole against zeros. `written` is the stretch that the block before it has ended in.
-void compareWritten(delta_t *delta, uint32_t number, store_stretch_t *written)
-{
-    const store_block_t &block = storeBlocks()[number];
-    const size_t end = size_t{block.offset} + block.size;
-    for (size_t at = block.offset; at < end; at = written->end) {
-        if (at >= written->end)
-            *written = storeWritten(at);
-        if (written->from >= end)
-            return;
-        compare(delta, placeOf(number), static_cast<uint32_t>(std::max(at, written->from) - block.offset),
-                static_cast<uint32_t>(std::min(end, written->end) - block.offset));
-    }
 }
 
 // The blocks of one written page. A block that was taken anew is compared with zeros, as the standby has zeroed it.
@@ -278,15 +269,46 @@ void deltaChanges(delta_t *delta)
     compareObjects(delta);
 }
 
+void deltaBlocks(delta_t *delta, uint32_t from, uint32_t end)
+{
+    for (uint32_t number = from; number < end; ++number)
+        putBlock(delta, number);
+}
+
+void deltaBlock(delta_t *delta, uint32_t number, store_stretch_t *written)
+{
+    const store_block_t &block = blocksOf(delta)[number];
+    const place_t place = {number, describePlan(block.type), storeBase() + block.offset, nullptr};
+    const size_t end = size_t{block.offset} + block.size;
+    for (size_t at = block.offset; at < end; at = written->end) {
+        if (at >= written->end)
+            *written = storeWritten(at);
+        if (written->from >= end)
+            return;
+        compare(delta, place, static_cast<uint32_t>(std::max(at, written->from) - block.offset),
+                static_cast<uint32_t>(std::min(end, written->end) - block.offset));
+    }
+}
+
+void deltaBlock(delta_t *delta, uint32_t number, const unsigned char *bytes)
+{
+    const store_block_t &block = blocksOf(delta)[number];
+    compare(delta, {number, describePlan(block.type), bytes, nullptr}, 0, block.size);
+}
+
 void deltaWhole(delta_t *delta)
 {
     const auto &blocks = storeBlocks();
-    for (uint32_t number = 0; number < blocks.size(); ++number)
-        putBlock(delta, number);
+    deltaBlocks(delta, 0, static_cast<uint32_t>(blocks.size()));
     store_stretch_t written = {0, 0};
     for (uint32_t number = 0; number < blocks.size(); ++number)
         if (blocks[number].used)
-            compareWritten(delta, number, &written);
+            deltaBlock(delta, number, &written);
+    deltaObjects(delta);
+}
+
+void deltaObjects(delta_t *delta)
+{
     const auto &objects = describeObjects();
     for (uint32_t i = 0; i < objects.size(); ++i)
         putRange(delta, {DELTA_OBJECT | i, describePlan(objects[i].type), objects[i].address, nullptr}, 0,

@@ -21,9 +21,12 @@
 #include <string>
 #include <vector>
 
+#include "host/store.h"
+
 struct delta_t {
     std::vector<uint32_t> words;
     uint32_t records;
+    const std::vector<store_block_t> *blocks = nullptr; // of the time that is told; null for now
 };
 
 // Objects as the standbys know them: kept from here on, so that deltaChanges finds what changed.
@@ -33,6 +36,12 @@ void deltaRemember();
 void deltaChanges(delta_t *delta);
 // Everything. Leaves what deltaChanges compares with alone.
 void deltaWhole(delta_t *delta);
+// The same in pieces, in this order: the list of blocks, what each one in use holds, and the objects. A block's bytes
+// are the arena's, of which `written` is the stretch that the block before it has ended in, or those given.
+void deltaBlocks(delta_t *delta, uint32_t from, uint32_t end);
+void deltaBlock(delta_t *delta, uint32_t number, store_stretch_t *written);
+void deltaBlock(delta_t *delta, uint32_t number, const unsigned char *bytes);
+void deltaObjects(delta_t *delta);
 void deltaCommit(delta_t *delta, uint64_t sequence);
 // An object with the bytes that it had when the process started (deltaKeepStart), which are put in its place.
 void deltaStartOf(delta_t *delta, uint32_t object);

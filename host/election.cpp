@@ -16,6 +16,7 @@
 #include "host/clock.h"
 #include "host/complain.h"
 #include "host/holders.h"
+#include "host/keeper.h"
 #include "host/lock_file.h"
 #include "host/process.h"
 #include "host/raslog.h"
@@ -232,6 +233,7 @@ void electionStart()
 {
     if (!lockFileIsOpen() || started)
         return;
+    keeperStart();
     started = processThread(waitForLock, nullptr);
     if (started)
         replicaStart();

@@ -22,25 +22,6 @@ constexpr int SEALS = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
 
 alignas(8) unsigned char buffer[sizeof(packet_t) + PACKET_INLINE];
 
-int sealedFile(const void *payload, size_t length)
-{
-    const int fd = memfd_create("replica", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    const unsigned char *from = static_cast<const unsigned char *>(payload);
-    for (size_t done = 0; fd >= 0 && done < length;) {
-        const ssize_t part = write(fd, from + done, length - done);
-        if (part <= 0) {
-            close(fd);
-            return -1;
-        }
-        done += static_cast<size_t>(part);
-    }
-    if (fd >= 0 && fcntl(fd, F_ADD_SEALS, SEALS) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
 void attach(msghdr *message, int file, char *control, size_t size)
 {
     message->msg_control = control;
@@ -85,28 +66,36 @@ bool accepted(size_t got, int file, received_t *received)
     return received->head.length == got - sizeof received->head;
 }
 
-ssize_t sendOne(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
+// The payload's file if it has one or is too long to go without.
+bool sealFile(payload_t *payload)
 {
-    packet_t head = {MAGIC, VERSION, kind, number, type, static_cast<uint32_t>(length)};
-    const bool is_inline = length <= PACKET_INLINE;
-    iovec vectors[2] = {{&head, sizeof head}, {const_cast<void *>(payload), length}};
-    msghdr message = {};
-    message.msg_iov = vectors;
-    message.msg_iovlen = is_inline && length > 0 ? 2 : 1;
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    int file = -1;
-    if (!is_inline) {
-        file = sealedFile(payload, length);
-        if (file < 0)
-            return -1;
-        attach(&message, file, control, sizeof control);
+    if (payload->file < 0 && payload->length <= PACKET_INLINE)
+        return true;
+    if (payload->file < 0 && !packetFile(&payload->file, payload->bytes, payload->length))
+        return false;
+    return fcntl(payload->file, F_GET_SEALS) == SEALS || fcntl(payload->file, F_ADD_SEALS, SEALS) == 0;
+}
+
+ssize_t sendOne(int fd, packet_kind_t kind, uint64_t number, uint32_t type, payload_t payload)
+{
+    packet_t head = {MAGIC, VERSION, kind, number, type, static_cast<uint32_t>(payload.length)};
+    const int own = payload.file;
+    ssize_t sent = -1;
+    if (sealFile(&payload)) {
+        iovec vectors[2] = {{&head, sizeof head}, {const_cast<void *>(payload.bytes), payload.length}};
+        msghdr message = {};
+        message.msg_iov = vectors;
+        message.msg_iovlen = payload.file < 0 && payload.length > 0 ? 2 : 1;
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        if (payload.file >= 0)
+            attach(&message, payload.file, control, sizeof control);
+        sent = sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
     }
-    const ssize_t sent = sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
     const int error = errno;
-    if (file >= 0)
-        close(file);
+    if (payload.file >= 0 && payload.file != own)
+        close(payload.file);
     errno = error;
-    return sent < 0 ? -1 : static_cast<ssize_t>(sizeof head + length);
+    return sent < 0 ? -1 : static_cast<ssize_t>(sizeof head + payload.length);
 }
 
 } // namespace
@@ -124,19 +113,43 @@ void packetSetBacklog(int fd)
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &BACKLOG_BYTES, sizeof BACKLOG_BYTES);
 }
 
+bool packetFile(int *file, const void *bytes, size_t length)
+{
+    if (*file < 0)
+        *file = memfd_create("replica", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    const unsigned char *from = static_cast<const unsigned char *>(bytes);
+    for (size_t done = 0; *file >= 0 && done < length;) {
+        const ssize_t part = write(*file, from + done, length - done);
+        if (part <= 0) {
+            close(*file);
+            *file = -1;
+            return false;
+        }
+        done += static_cast<size_t>(part);
+    }
+    return *file >= 0;
+}
+
 ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length)
+{
+    return packetSend(fd, kind, number, type, payload_t{payload, length, -1});
+}
+
+ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, payload_t payload)
 {
     const int wrong = kind == PACKET_DUMP ? faultAt(FAULT_DUMP) : kind == PACKET_DELTA ? faultAt(FAULT_DELTA) : 0;
     switch (wrong) {
     case FAULT_NOTHING:
         break;
     case FAULT_CUT:
-        length = length / 2 / sizeof(uint32_t) * sizeof(uint32_t);
+        payload.length = payload.length / 2 / sizeof(uint32_t) * sizeof(uint32_t);
+        if (payload.file >= 0 && ftruncate(payload.file, static_cast<off_t>(payload.length)) != 0)
+            return -1;
         break;
     case FAULT_LOST:
-        return static_cast<ssize_t>(length);
+        return static_cast<ssize_t>(payload.length);
     case FAULT_TWICE:
-        (void)sendOne(fd, kind, number, type, payload, length);
+        (void)sendOne(fd, kind, number, type, payload);
         break;
     case FAULT_OVERTAKES:
         ++number;
@@ -148,7 +161,7 @@ ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, c
         errno = wrong;
         return -1;
     }
-    return sendOne(fd, kind, number, type, payload, length);
+    return sendOne(fd, kind, number, type, payload);
 }
 
 int packetReceive(int fd, received_t *received)

@@ -37,6 +37,14 @@ void packetSetBacklog(int fd); // of a connection: how far the other side may be
 
 // Sends without waiting: bytes sent, or -1 with errno, EAGAIN if the other side is too far behind.
 ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, const void *payload, size_t length);
+// A payload that is in a file already. Appends to one, which is made if it is -1: false with errno. Sent, it is sealed.
+bool packetFile(int *file, const void *bytes, size_t length);
+struct payload_t {
+    const void *bytes;
+    size_t length;
+    int file; // that holds it; -1 for the bytes
+};
+ssize_t packetSend(int fd, packet_kind_t kind, uint64_t number, uint32_t type, payload_t payload);
 
 // A received one. The payload is aligned to words, and stays until packetFree.
 struct received_t {

@@ -32,6 +32,7 @@ namespace {
 
 constexpr uint32_t WORD_TRAFFIC = 2; // the message of type 18 that the thread posts
 constexpr uint32_t WORD_NAME = 3;    // likewise, that the socket's name is gone
+constexpr uint32_t WORD_COPY = 4;    // the main thread to itself, for the next slice of a dump
 constexpr size_t SAID_MOST = 64;
 constexpr timespec POST_RETRY = {0, 10000000};
 // A standby with a copy looks again after this time: to wake it costs more than to take many updates, and what waits in
@@ -158,6 +159,11 @@ std::string replicaPlain(const void *text, size_t length)
     return plain;
 }
 
+bool replicaCallAgain()
+{
+    return processPost(MSGQ_TYPE_ISC, WORD_COPY) == 0;
+}
+
 bool replicaAddress(sockaddr_un *address)
 {
     char path[sizeof address->sun_path];
@@ -239,6 +245,8 @@ void isc_process(void *message)
 {
     if (processWord(message) == WORD_NAME)
         activeNameAnew();
+    if (processWord(message) == WORD_COPY)
+        activeCopyOn();
     if (processWord(message) != WORD_TRAFFIC || !replicaRuns())
         return;
     epoll_event ready[16];

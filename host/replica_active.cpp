@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The active's side: gives each standby that joins a dump and then every delta. It never waits: a standby that does not
 // take what it is sent is cut off, and comes back for a new dump.
+//
+// A dump is made in slices, one standby after the other. What changes in the meantime is kept as deltas and follows the
+// dump, and the standby counts once it has been sent the last of them.
 #include "host/replica.h"
 
 #include <algorithm>
@@ -8,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <sys/random.h>
 #include <sys/socket.h>
@@ -18,6 +22,7 @@
 
 #include "host/delta.h"
 #include "host/describe.h"
+#include "host/dump.h"
 #include "host/election.h"
 #include "host/holders.h"
 #include "host/layout.h"
@@ -36,14 +41,20 @@
 namespace {
 
 constexpr size_t CONNECTIONS_MOST = 2 * HOLDERS_MOST;
-constexpr size_t VERSION_MOST = 32;    // characters of a version that are shown
-constexpr int64_t SILENT_US = 1000000; // a connection that has said no hello until then may go
+constexpr size_t VERSION_MOST = 32;             // characters of a version that are shown
+constexpr int64_t SILENT_US = 1000000;          // a connection that has said no hello until then may go
+constexpr size_t LATER_MOST = size_t{64} << 20; // bytes of deltas that a standby may be behind its dump
+constexpr int LATER_AT_ONCE = 32;               // of them that are sent in one go
+constexpr long LATER_CALM_MS = 5;               // to a standby that has no room for the next
+constexpr int64_t BEGIN_LONG_US = 200;          // a begin that has taken as long is left at that
+constexpr int64_t SLICE_LOST_US = 100000;       // the message that brings the next slice is not coming any more
 
 // A standby's connection: each state follows the one before it, and all end with the connection.
 enum class standby_state_t {
     KNOCKED, // has not said hello
     SHOWN,   // has said hello with other layouts than this process's, and was sent these
     DUE,     // has said hello and is due a dump
+    COPYING, // its dump is being made, or what changed since follows it
     JOINED,  // has been given it, and is given every delta
 };
 
@@ -61,12 +72,34 @@ enum class listener_state_t {
     DEAF,      // not looked at until the next tick, for want of descriptors
 };
 
+struct later_t {
+    packet_kind_t kind;
+    uint64_t number;
+    uint32_t type;
+    std::vector<uint32_t> words;
+    size_t length; // bytes
+};
+
+// The dump that is being made, and what changed since it was begun.
+struct copying_t {
+    int fd = -1; // the standby's; -1 for none
+    uint64_t sequence;
+    bool sent; // the dump has left, `later` is on its way
+    bool full; // the standby has no room, the timer will tell
+    bool due;  // the next slice
+    int64_t asked_us;
+    std::deque<later_t> later;
+    size_t later_bytes;
+    size_t given; // of them
+};
+
 struct active_side_t {
     listener_state_t state = listener_state_t::CLOSED;
     int listener = -1;
     std::vector<standby_t> standbys;
     std::vector<holder_t> inherited; // the predecessor's standbys, while nothing has changed since him
     uint32_t dumps;
+    copying_t copying;
 };
 active_side_t side;
 std::atomic<unsigned> joined_count;
@@ -111,14 +144,22 @@ void settleHolders()
                          [&old](const holder_t &now) { return now.pid == old.pid && now.copy == old.copy; }))
             holders.push_back(old);
     holdersWrite(holders);
-    if (holders.empty())
+    if (holders.empty() && side.copying.fd < 0)
         trackStop();
+}
+
+void endCopying()
+{
+    side.copying = {};
+    dumpEnd();
 }
 
 // From here on the standby does not count as a copy, and nothing leaves this process before that is written down.
 void dropStandby(int fd)
 {
     std::erase_if(side.standbys, [fd](const standby_t &standby) { return standby.fd == fd; });
+    if (fd == side.copying.fd)
+        endCopying();
     settleHolders();
     close(fd);
 }
@@ -132,11 +173,9 @@ void dropAllStandbys(const char *why)
     settleHolders();
 }
 
-// False, and the standby is gone, if it did not take it.
-bool giveDelta(const standby_t &standby, packet_kind_t kind, uint64_t number, uint32_t type, const delta_t &delta)
+// What it was sent it did not take: errno says why.
+void lose(const standby_t &standby)
 {
-    if (packetSend(standby.fd, kind, number, type, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
-        return true;
     if (errno == EAGAIN) {
         rasLog("store: standby %d does not read and is cut off", standby.pid);
         replicaTrouble("standby " + std::to_string(standby.pid) + " did not read and was cut off");
@@ -144,6 +183,14 @@ bool giveDelta(const standby_t &standby, packet_kind_t kind, uint64_t number, ui
         replicaSayOnce("standby " + std::to_string(standby.pid) + " is lost: " + strerror(errno));
     }
     dropStandby(standby.fd);
+}
+
+// False, and the standby is gone, if it did not take it.
+bool giveDelta(const standby_t &standby, packet_kind_t kind, uint64_t number, uint32_t type, const delta_t &delta)
+{
+    if (packetSend(standby.fd, kind, number, type, delta.words.data(), delta.words.size() * sizeof(uint32_t)) >= 0)
+        return true;
+    lose(standby);
     return false;
 }
 
@@ -157,10 +204,25 @@ bool findChanges(delta_t *delta)
     if (!trackRuns())
         return false;
     deltaChanges(delta);
+    dumpKeep();
     if (trackSettle())
         return true;
     dropAllStandbys("written pages cannot be protected again");
     return false;
+}
+
+// For the standby whose dump is older.
+void giveLater(packet_kind_t kind, uint64_t number, uint32_t type, std::vector<uint32_t> words, size_t length)
+{
+    if (side.copying.fd < 0)
+        return;
+    side.copying.later_bytes += length;
+    side.copying.later.push_back({kind, number, type, std::move(words), length});
+    const auto standby = findStandby(side.copying.fd);
+    if (side.copying.later_bytes <= LATER_MOST || standby == side.standbys.end())
+        return;
+    rasLog("store: standby %d does not read and is cut off", standby->pid);
+    dropStandby(side.copying.fd);
 }
 
 int64_t giveChanges()
@@ -183,6 +245,8 @@ int64_t giveChanges()
             bytes += static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
         hostPoint(point_t::COMMIT);
     }
+    const size_t length = delta.words.size() * sizeof(uint32_t);
+    giveLater(PACKET_DELTA, replica.sequence, 0, std::move(delta.words), length);
     holdersGave(replica.sequence);
     return bytes;
 }
@@ -212,49 +276,148 @@ uint32_t drawNumber()
     return number;
 }
 
-// False if there is no memory for one. A pointer takes 20 bytes of a dump, a block 32.
-bool makeDump(delta_t *delta)
+void refuseForMemory(const standby_t &standby)
 {
-    const size_t most = storeBlocks().size() * 32 + size_t{store_totals.bytes.load()} * (20 / sizeof(void *) + 1);
-    if (!deltaRoomFor(most))
-        return false;
-    deltaWhole(delta);
-    deltaCommit(delta, replica.sequence);
-    return true;
+    replicaSayOnce("no standby is served, there is no memory for a dump");
+    refuseStandby(standby, "the active process has no memory for a dump");
 }
 
-// The standby counts as a copy from before the dump leaves: what is on the way arrives.
-int64_t giveDump(standby_t *standby)
+// False, and it is refused, if no dump can be made for it.
+bool beginCopying(standby_t *standby)
 {
     if (!followChanges()) {
         replicaSayOnce(std::string("no standby is served, changes cannot be followed: ") + strerror(errno));
         refuseStandby(*standby, "the active process cannot follow its changes");
-        return -1;
+        return false;
     }
-    delta_t delta = {};
-    if (!makeDump(&delta)) {
-        replicaSayOnce("no standby is served, there is no memory for a dump");
-        refuseStandby(*standby, "the active process has no memory for a dump");
-        return -1;
+    if (!dumpBegin(replica.sequence)) {
+        refuseForMemory(*standby);
+        return false;
     }
-    standby->holder = holderOf(standby->pid, drawNumber());
-    if (standby->holder.started == 0) {
+    const holder_t holder = holderOf(standby->pid, drawNumber());
+    side.copying.fd = standby->fd; // it is refused below as one that is being copied to
+    if (holder.started == 0) {
         replicaSayOnce(std::string("no standby is served, who asks cannot be looked at: ") + strerror(errno));
         refuseStandby(*standby, "the active process cannot look at who asks");
+        return false;
+    }
+    side.copying.sequence = replica.sequence;
+    side.copying.due = true;
+    standby->holder = holder;
+    standby->state = standby_state_t::COPYING;
+    return true;
+}
+
+// It counts as a copy from here on.
+void join(standby_t *standby)
+{
+    rasLog("store: standby %d was given %zu changes since its dump", standby->pid, side.copying.given);
+    standby->state = standby_state_t::JOINED;
+    endCopying();
+    settleHolders();
+}
+
+// The standby counts from before the dump leaves if that is all: what is on the way arrives.
+int64_t giveDump(standby_t *standby)
+{
+    const standby_t given = *standby;
+    const payload_t dump = dumpPayload();
+    side.copying.sent = true;
+    if (side.copying.later.empty()) {
+        standby->state = standby_state_t::JOINED;
+        settleHolders();
+    }
+    hostPoint();
+    if (packetSend(given.fd, PACKET_DUMP, side.copying.sequence, given.holder.copy, dump) < 0) {
+        lose(given);
         return -1;
     }
-    standby->state = standby_state_t::JOINED;
-    const standby_t given = *standby;
-    settleHolders();
-    hostPoint();
-    if (!giveDelta(given, PACKET_DUMP, replica.sequence, given.holder.copy, delta))
-        return -1;
     // Until here an inherited copy of its own was as good.
     if (std::erase_if(side.inherited, [&given](const holder_t &old) { return old.pid == given.pid; }) > 0)
         settleHolders();
     replicaTrouble("");
-    rasLog("store: standby %d was given a dump of %zu bytes", given.pid, delta.words.size() * sizeof(uint32_t));
-    return static_cast<int64_t>(delta.words.size() * sizeof(uint32_t));
+    rasLog("store: standby %d was given a dump of %zu bytes", given.pid, dump.length);
+    if (side.copying.later.empty())
+        endCopying();
+    else
+        dumpEnd();
+    return static_cast<int64_t>(dump.length);
+}
+
+// Some of the deltas behind the dump. With the last of them the standby has what all others have.
+int64_t giveSomeLater(standby_t *standby)
+{
+    int64_t bytes = 0;
+    for (int i = 0; i < LATER_AT_ONCE && !side.copying.later.empty(); ++i) {
+        const later_t &next = side.copying.later.front();
+        hostPoint();
+        if (packetSend(standby->fd, next.kind, next.number, next.type, next.words.data(), next.length) < 0) {
+            side.copying.full = errno == EAGAIN;
+            if (side.copying.full)
+                replicaSetTimer(LATER_CALM_MS);
+            else
+                lose(*standby);
+            return side.copying.fd < 0 ? -1 : bytes;
+        }
+        bytes += static_cast<int64_t>(next.length);
+        side.copying.later_bytes -= next.length;
+        side.copying.later.pop_front();
+        ++side.copying.given;
+    }
+    if (side.copying.later.empty())
+        join(standby);
+    return bytes;
+}
+
+int64_t copySlice()
+{
+    const auto standby = findStandby(side.copying.fd);
+    if (standby == side.standbys.end())
+        return 0;
+    side.copying.due = false;
+    if (side.copying.sent)
+        return giveSomeLater(&*standby);
+    switch (dumpMore()) {
+    case dump_state_t::MORE:
+        return 0;
+    case dump_state_t::DONE:
+        return giveDump(&*standby);
+    default:
+        refuseForMemory(*standby);
+        return -1;
+    }
+}
+
+std::vector<standby_t>::iterator nextDue()
+{
+    return std::find_if(side.standbys.begin(), side.standbys.end(),
+                        [](const standby_t &standby) { return standby.state == standby_state_t::DUE; });
+}
+
+// The dump in hand, or the begin of the next one. The main thread comes back for more by a message, so that all else
+// has its turn; where none can be posted it goes on at once.
+int64_t copyOn()
+{
+    int64_t bytes = 0;
+    for (bool again = true; again;) {
+        copying_t &copying = side.copying;
+        if (copying.fd < 0 && nextDue() == side.standbys.end())
+            return bytes;
+        const int64_t start = monotonicUs();
+        int64_t given = copying.fd < 0 && !beginCopying(&*nextDue()) ? -1 : 0;
+        if (given == 0 && (copying.full || (!copying.due && monotonicUs() - copying.asked_us < SLICE_LOST_US)))
+            return bytes;
+        if (given == 0 && monotonicUs() - start < BEGIN_LONG_US)
+            given = copySlice();
+        copying.asked_us = monotonicUs();
+        const bool more = copying.fd >= 0 ? !copying.full : nextDue() != side.standbys.end();
+        again = more && !replicaCallAgain();
+        copying.due = again;
+        if (given < 0)
+            return given;
+        bytes += given;
+    }
+    return bytes;
 }
 
 // What a hello tells of the build that said it.
@@ -303,7 +466,9 @@ void greetStandby(standby_t *standby, const received_t &hello)
             refuseLayout(*standby, version);
         return;
     }
-    if (joined_count.load() >= HOLDERS_MOST) {
+    const auto served = std::count_if(side.standbys.begin(), side.standbys.end(),
+                                      [](const standby_t &other) { return other.state >= standby_state_t::DUE; });
+    if (static_cast<size_t>(served) >= HOLDERS_MOST) {
         replicaSayOnce("there are " + std::to_string(HOLDERS_MOST) + " standbys, more are not served");
         refuseStandby(*standby, "the active process has as many standbys as it can serve");
         return;
@@ -315,7 +480,7 @@ void greetStandby(standby_t *standby, const received_t &hello)
     else
         replicaSync();
     const auto after = findStandby(fd);
-    if (after != side.standbys.end() && !isJoined(*after))
+    if (after != side.standbys.end() && after->state == standby_state_t::DUE && side.copying.fd < 0)
         dropStandby(fd);
 }
 
@@ -328,7 +493,7 @@ void hearStandby(int fd)
     const int rc = packetReceive(fd, &received);
     if (rc < 0 && errno == EAGAIN)
         return;
-    if (rc > 0 && received.head.kind == PACKET_HELLO && !isJoined(*standby)) {
+    if (rc > 0 && received.head.kind == PACKET_HELLO && standby->state < standby_state_t::DUE) {
         greetStandby(&*standby, received);
     } else if (rc > 0 && received.head.kind == PACKET_REFUSED && standby->state == standby_state_t::SHOWN) {
         const std::string why = "process " + std::to_string(standby->pid) + " cannot take this one's records: " +
@@ -444,8 +609,19 @@ void activeNameAnew()
     openListener();
 }
 
+void activeCopyOn()
+{
+    side.copying.due = true;
+    replicaSync();
+}
+
 void activeOnTimer()
 {
+    if (side.copying.full) {
+        side.copying.full = false;
+        replicaSetTimer(side.state == listener_state_t::LISTENING ? 0 : REPLICA_CALM_MS);
+        activeCopyOn();
+    }
     if (side.state == listener_state_t::CLOSED) {
         openListener();
     } else if (side.state == listener_state_t::DEAF && replicaWatch(side.listener)) {
@@ -467,16 +643,9 @@ int64_t replicaSync()
     if (side.standbys.empty() && side.inherited.empty())
         return 0;
     hostPoint();
-    int64_t bytes = giveChanges();
-    for (size_t i = 0; i < side.standbys.size();) {
-        const int fd = side.standbys[i].fd;
-        const int64_t given = side.standbys[i].state == standby_state_t::DUE ? giveDump(&side.standbys[i]) : 0;
-        if (given < 0)
-            return given;
-        bytes += given;
-        i += i < side.standbys.size() && side.standbys[i].fd == fd;
-    }
-    return bytes;
+    const int64_t bytes = giveChanges();
+    const int64_t copied = copyOn();
+    return copied < 0 ? copied : bytes + copied;
 }
 
 void replicaCommit()
@@ -489,23 +658,27 @@ void replicaCommit()
 
 unsigned replicaSend(replica_message_t kind, uint32_t type, const iovec *vectors, unsigned count)
 {
-    std::vector<unsigned char> payload;
-    for (unsigned i = 0; i < count; ++i) {
-        const unsigned char *from = static_cast<const unsigned char *>(vectors[i].iov_base);
-        payload.insert(payload.end(), from, from + vectors[i].iov_len);
-    }
+    size_t length = 0;
+    for (unsigned i = 0; i < count; ++i)
+        length += vectors[i].iov_len;
+    std::vector<uint32_t> payload((length + sizeof(uint32_t) - 1) / sizeof(uint32_t));
+    auto *to = reinterpret_cast<unsigned char *>(payload.data());
+    for (unsigned i = 0; i < count; to += vectors[i++].iov_len)
+        if (vectors[i].iov_len > 0)
+            memcpy(to, vectors[i].iov_base, vectors[i].iov_len);
     unsigned taken = 0;
     const std::vector<standby_t> standbys = side.standbys;
     for (const standby_t &standby : standbys) {
         if (!isJoined(standby))
             continue;
-        if (packetSend(standby.fd, static_cast<packet_kind_t>(kind), 0, type, payload.data(), payload.size()) >= 0) {
+        if (packetSend(standby.fd, static_cast<packet_kind_t>(kind), 0, type, payload.data(), length) >= 0) {
             ++taken;
             continue;
         }
         rasLog("store: standby %d is cut off at an update: %s", standby.pid, strerror(errno));
         dropStandby(standby.fd);
     }
+    giveLater(static_cast<packet_kind_t>(kind), 0, type, std::move(payload), length);
     return taken;
 }
 

@@ -25,6 +25,7 @@ bool replicaRuns();                                  // there is a thread that w
 bool replicaWatch(int fd);                           // from here on its readiness comes to one of the sides
 bool replicaUnwatch(int fd);                         // until the next replicaWatch
 void replicaSetTimer(long ms, bool at_once = false); // first after `ms` or at once, then each `ms`; 0 stops it
+bool replicaCallAgain();                             // for activeCopyOn; false if no message can be posted
 bool replicaAddress(sockaddr_un *address);           // of the socket
 // A line of the event log that would be said at every try: once for each cause, until replicaSaidEnough.
 void replicaSayOnce(const std::string &line);
@@ -37,6 +38,7 @@ std::string replicaPlain(const void *text, size_t length);
 // Begins to lead, with a complete copy of the predecessor's store or without.
 void activeBegin(bool complete, bool was_free);
 void activeOnTimer();
+void activeCopyOn();  // the next slice of a dump
 bool activeHasName(); // the socket's name is its own, or there is none yet; any thread
 void activeNameAnew();
 void activeOnReady(int fd); // the listener or a standby's connection

@@ -32,6 +32,7 @@ struct track_t {
     size_t differing;
     uint32_t idle; // settles in a row without any
     bool lost;     // the arena was opened as a whole
+    bool no_edits;
     track_edit_t *edits;
     size_t edited;
     unsigned char *kept; // what the edits' places held
@@ -206,7 +207,8 @@ const unsigned char *trackTwin(uint32_t page)
 void *trackEdit(void *address, size_t size)
 {
     const size_t offset = static_cast<size_t>(static_cast<unsigned char *>(address) - storeBase());
-    if (!track.runs || !storeHolds(address) || storeBack() == storeBase() || !track.edits || !track.kept)
+    if (!track.runs || track.no_edits || !storeHolds(address) || storeBack() == storeBase() || !track.edits ||
+        !track.kept)
         return address;
     for (size_t i = 0; i < track.edited; ++i) {
         const track_edit_t &edit = track.edits[i];
@@ -223,6 +225,11 @@ void *trackEdit(void *address, size_t size)
     track.kept_bytes += size;
     track.edits[track.edited++] = {static_cast<uint32_t>(offset), static_cast<uint32_t>(size), before};
     return storeBack() + offset;
+}
+
+void trackLetEdit(bool on)
+{
+    track.no_edits = !on;
 }
 
 std::span<const track_edit_t> trackEdits()

@@ -25,6 +25,7 @@ const unsigned char *trackTwin(uint32_t page); // what such a page held
 // Where to write [address, size) of the arena, until trackSettle at the latest: what it held is kept, and whatever is
 // written there is found. The address itself if a fault is to find it, or if nothing is followed.
 void *trackEdit(void *address, size_t size);
+void trackLetEdit(bool on); // off: all is found by faults, so that the twins tell of all that is written
 struct track_edit_t {
     uint32_t offset; // in the arena
     uint32_t size;

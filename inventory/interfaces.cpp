@@ -35,7 +35,7 @@ void linkInterface(qosIf_t *interface, qosChip_t *chip)
 
 const char *const qos_show_ifTableCmd_help[] = {"Show running system information", "DORVMD show commands",
                                                 "DORVMD Interface", "All interfaces", nullptr};
-const cli_element_t qos_show_ifTableCmd = {"show dorvmd interface all", cliShow<qos_show_ifTable>,
+const cli_element_t qos_show_ifTableCmd = {"show dorvmd interface all", cliShow<qosShowWhole<qosShowIfTablePart>>,
                                            qos_show_ifTableCmd_help};
 
 bool isAddable(uint32_t ifindex)

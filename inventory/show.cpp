@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <iterator>
 
 #include "core/table.h"
 #include "core/trace.h"
@@ -82,6 +83,15 @@ void showInterface(cli_t *cli, const qosIf_t *interface)
     qosShowIfL3PriInfo(cli, interface);
 }
 
+const qosIf_t *nextInterface(qosCursor_t *at)
+{
+    qosIf_t last;
+    last.ifIndex = at->row;
+    const qosIf_t *interface = qosShowNext(qosIfTable, last, at);
+    at->row = interface ? interface->ifIndex : at->row;
+    return interface;
+}
+
 void showChip(cli_t *cli, const qosChip_t *chip)
 {
     qosPrintRecord(cli);
@@ -105,19 +115,37 @@ void showChip(cli_t *cli, const qosChip_t *chip)
 
 } // namespace
 
-int qos_show_ifTable(cli_t *cli)
+bool qosShowIfTablePart(cli_t *cli, qosCursor_t *at)
 {
-    qosShowSlotTable(cli);
-    qosShowChipTable(cli);
-    return qosShowInterfaces(cli);
+    constexpr qosShowPart_t tables[] = {qosShowOnce<qosShowSlotTable>, qosShowChipTablePart, qosShowInterfacesPart};
+    if (tables[at->list](cli, at))
+        return true;
+    ++at->list;
+    at->stage = 0;
+    at->has_row = false;
+    return at->list < std::size(tables);
 }
 
-int qosShowInterfaces(cli_t *cli)
+bool qosShowInterfacesPart(cli_t *cli, qosCursor_t *at)
 {
-    qosPrintText(cli, "Interface Name  ifIndex    ChipId     ChipIfIndex\n");
-    for (const qosIf_t &interface : avlView<const qosIf_t>(qosIfTable))
-        showInterface(cli, &interface);
-    return 0;
+    if (at->stage++ == 0)
+        qosPrintText(cli, "Interface Name  ifIndex    ChipId     ChipIfIndex\n");
+    const qosIf_t *interface = nextInterface(at);
+    if (interface)
+        showInterface(cli, interface);
+    return interface;
+}
+
+bool qosShowPortsPart(cli_t *cli, qosCursor_t *at)
+{
+    const qosIf_t *interface = nextInterface(at);
+    if (!interface)
+        return false;
+    qosJsonRecord(cli);
+    qosJsonText(cli, "name", interface->ifName);
+    qosJsonNumber(cli, "ifindex", interface->ifIndex);
+    qosJsonNumber(cli, "chip", interface->chip ? interface->chip->chip_id : -1);
+    return true;
 }
 
 int qosShowSlotTable(cli_t *cli)
@@ -136,15 +164,20 @@ int qosShowSlotTable(cli_t *cli)
     return 0;
 }
 
-int qosShowChipTable(cli_t *cli)
+bool qosShowChipTablePart(cli_t *cli, qosCursor_t *at)
 {
     if (!qosChipTable) {
-        QOS_ERR("qosChipTable is NULL");
-        return 0;
+        QOS_ERR_AT("qosShowChipTable", "qosChipTable is NULL");
+        return false;
     }
-    for (const qosChip_t &chip : avlView<const qosChip_t>(qosChipTable))
-        showChip(cli, &chip);
-    return 0;
+    qosChip_t last;
+    last.chip_id = static_cast<int32_t>(at->row);
+    const qosChip_t *chip = qosShowNext(qosChipTable, last, at);
+    if (!chip)
+        return false;
+    at->row = static_cast<uint32_t>(chip->chip_id);
+    showChip(cli, chip);
+    return true;
 }
 
 int qosShowIfL2PriInfo(cli_t *cli, const qosIf_t *interface)

@@ -20,8 +20,8 @@ constexpr int PORT_UNKNOWN = 8;               // result for an external port tha
 
 const char *const qos_show_memStats_cmd_help[] = {"Show running system information", "DORVMD show commands",
                                                   "DORVMD memory usage", "DORVMD memory usage statistics", nullptr};
-const cli_element_t qos_show_memStats_cmd = {"show dorvmd memory statistics", cliShow<qos_show_memStats>,
-                                             qos_show_memStats_cmd_help};
+const cli_element_t qos_show_memStats_cmd = {"show dorvmd memory statistics",
+                                             cliShow<qosShowWhole<qosShowMemStatsPart>>, qos_show_memStats_cmd_help};
 
 const char *const tengig_ext_help[] = {"Select an external interface to configure", "TenGigabit External interface",
                                        "Slot and Port information", nullptr};

@@ -215,7 +215,7 @@ int ctlShowLog(const ctlLog_t &asked, std::ostream &out)
     const std::string answer = ctlBehindOk(ctlAsk(agent, "log", asked.timeout));
     const bool unclear =
         answer.find("\"status\":1}") != std::string::npos || answer.find("\"status\":25}") != std::string::npos;
-    ctlJson rows = ctlLogRows(answer, unclear ? tableOf(agent, "interfaces") : ctlJson(),
+    ctlJson rows = ctlLogRows(answer, unclear ? tableOf(agent, "ports") : ctlJson(),
                               unclear ? tableOf(agent, "chips") : ctlJson());
     if (asked.failed)
         rows.erase(std::remove_if(rows.begin(), rows.end(),

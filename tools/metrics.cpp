@@ -283,7 +283,7 @@ void addTable(page_t &page, const ctlStatsTable_t &table)
 bool addStatistics(page_t &page, unsigned slot, const ctlProcess_t &agent, ctlClock::time_point deadline)
 {
     std::vector<std::string> ports;
-    for (const uint32_t port : ctlListedPorts(ctlAskRows(agent, "interfaces", ctlLeft(deadline))))
+    for (const uint32_t port : ctlListedPorts(ctlAskRows(agent, "ports", ctlLeft(deadline))))
         ports.push_back(ctlShowInterface(port));
     page.add(statistics_failed, {}, 0);
     if (ports.empty())

@@ -309,7 +309,7 @@ std::vector<uint32_t> ctlKnownPorts(double seconds)
     for (const ctlProcess_t &agent : ctlProcesses("dorvald")) {
         try {
             if (ports.empty())
-                ports = ctlListedPorts(ctlAskRows(agent, "interfaces", seconds));
+                ports = ctlListedPorts(ctlAskRows(agent, "ports", seconds));
         } catch (const ctlError_t &error) {
             if (error.exit == CTL_SILENT)
                 throw;

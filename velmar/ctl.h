@@ -9,9 +9,16 @@
 // Where a printing function writes: `out(arg, format, ...)`.
 using ctl_print_t __attribute__((format(printf, 2, 3))) = int (*)(void *arg, const char *format, ...);
 
+// How far a printing function has come: zeros at the start, the rest is its own. Tables change between its parts, so it
+// holds keys and no pointers.
+struct ctl_cursor_t {
+    uint64_t words[6];
+};
+
 struct ctl_cli_t {
     const char *text; // the command's words, one blank between them
-    int (*show)(ctl_print_t out, void *arg);
+    // Prints the next part, well under a millisecond's work: whether there is another.
+    bool (*show)(ctl_print_t out, void *arg, ctl_cursor_t *cursor);
 };
 
 // One message of a batch, for the log of batches.

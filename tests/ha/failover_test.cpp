@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t CHIPS[] = {0x88400000, 0x88410000, 0x88420000, 0x88430000}; // of slot 1
 constexpr const char *ACTIVE = "election: this process is active";
 constexpr const char *HOLDS = "this process holds a dump";
-constexpr long JOINED = 150; // a chain's agent has passed fewer points by the time that its standby has joined
+constexpr long JOINED = 400; // a chain's agent has passed fewer points by the time that its standby has joined
 
 uint32_t portOf(uint32_t chip, uint32_t n)
 {
@@ -382,6 +382,30 @@ TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)
     duo.join(duo.second);
     duo.configure(duo.first, 77);
     duo.handOver(duo.first, duo.second);
+}
+
+// Changes that are made while a dump is made follow it, and what the standby has in the end is the active one's.
+TEST(Takeover, MessagesRunWhileADumpIsMade)
+{
+    Duo duo;
+    for (uint32_t n = 0; n < 60; ++n)
+        duo.exchange(duo.first, message(QOS_IFADD_MSG, ifAddBody(CHANNEL + n, "c"), 0x77));
+    duo.kill(duo.second);
+    uint32_t sent = 0;
+    for (int tries = 0; tries < 30 && !HasFailure(); ++tries) {
+        const int third = duo.start();
+        while (duo.ctl(duo.first, "stat").find("\"standbys\":1") == std::string::npos) {
+            duo.configure(duo.first, ++sent);
+            duo.exchange(duo.first,
+                         message(sent % 3 ? QOS_IFADD_MSG : QOS_IFDEL_MSG, ifAddBody(CHANNEL + sent % 60, "d"), 0x77));
+        }
+        if (duo.log().find("changes since its dump") != std::string::npos) {
+            duo.handOver(duo.first, third);
+            return;
+        }
+        duo.kill(third);
+    }
+    FAIL() << "no message came in between";
 }
 
 // The predecessor's other standby is as good as the winner until something changes.

@@ -7,6 +7,7 @@
 #include "host/ctl.h"
 #include "tests/support/chip_reply.h"
 #include "tests/support/mi6.h"
+#include "velmar/ctl.h"
 #include "velmar/dce.h"
 #include "velmar/ha.h"
 #include "velmar/msgq.h"
@@ -534,25 +535,66 @@ TEST(Control, CommandsForABusyMainThread)
     EXPECT_EQ("ok", live.node.ctl("clock step 1"));
 }
 
-// The first four are all that the loop is told of at first, and it drops them: with the next one they come again.
-TEST_F(Host, CommandsThatTheLoopHadNoMemoryFor)
+// The first four are all that the loop is told of at first, and it drops them: with the next one they come again. Long
+// answers come part by part: others overtake them, their clients' next commands do not, and nothing is printed for who
+// is gone.
+TEST_F(Host, CommandsInTheirTurn)
 {
+    static bool last;
+    static int parts;
+    static constexpr ctl_cli_t SHOWS[] = {{"long",
+                                           [](ctl_print_t out, void *arg, ctl_cursor_t *cursor) {
+                                               ++parts;
+                                               out(arg, "%d", static_cast<int>(++cursor->words[0] > 1));
+                                               return !last;
+                                           }},
+                                          {nullptr, nullptr}};
+    static constexpr ctl_ops_t OPS = {nullptr, nullptr, SHOWS};
+    ctl_offer(&OPS);
     char message[MSGQ_MESSAGE_LENGTH];
     const MSG_Q_ID queue = msgQCreate(100, sizeof message, 0, "q");
     KOR_ASPMainLoop(0, queue);
     ASSERT_EQ(0, ctlOpen("x"));
+    const auto tell = [&](const Socket &client, const char *command) {
+        client.send(run / ("ctl/x." + std::to_string(getpid())), string(command));
+        ctlServe();
+    };
+    const auto pass = [&] {
+        for (uint32_t left = queue->queued; left > 0 && msgQReceive(queue, message, sizeof message, 0) > 0; --left)
+            smi_process(message);
+    };
     std::deque<Socket> clients;
     for (int i = 0; i < 6; ++i) {
-        clients.emplace_back(run / ("c" + std::to_string(i)));
-        clients.back().send(run / ("ctl/x." + std::to_string(getpid())), string("tp none"));
-        ctlServe();
+        tell(clients.emplace_back(run / ("c" + std::to_string(i))), "tp none");
         while (i < 4 && msgQReceive(queue, message, sizeof message, 0) > 0)
             ;
     }
-    while (msgQReceive(queue, message, sizeof message, 0) > 0)
-        smi_process(message);
+    while (queue->queued > 0)
+        pass();
+    const string none = "error: no test point action 'none'";
     for (const Socket &client : clients)
-        EXPECT_EQ("error: no test point action 'none'", client.receiveText(0));
+        EXPECT_EQ(none, client.receiveText(0));
+
+    tell(clients[0], "cli long");
+    tell(clients[0], "tp none");
+    pass();
+    tell(clients[1], "tp none");
+    pass();
+    EXPECT_EQ(none, clients[1].receiveText(0));
+    EXPECT_EQ("", clients[0].receiveText(0));
+    last = true;
+    while (queue->queued > 0)
+        pass();
+    EXPECT_TRUE(clients[0].receiveText(0).starts_with("ok\n011"));
+    EXPECT_EQ(none, clients[0].receiveText(0));
+    last = false;
+    tell(clients[5], "cli long");
+    pass();
+    clients.pop_back();
+    const int before = parts;
+    while (queue->queued > 0)
+        pass();
+    EXPECT_EQ(before, parts);
 }
 
 TEST_F(Host, ClockStepsEndWaits)

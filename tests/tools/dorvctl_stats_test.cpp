@@ -228,7 +228,7 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
                                 {"name":"te1/4","ifindex":406978561,"chip":9},
                                 {"name":"po1","ifindex":603979777,"chip":-1}])";
     peer control("ctl", "dorvald", answering([&](const std::string &command) {
-                     EXPECT_EQ(command, "cli json interfaces");
+                     EXPECT_EQ(command, "cli json ports");
                      return answer;
                  }));
     using list = std::vector<uint32_t>;
@@ -238,9 +238,9 @@ TEST(Stats, ChipAndAllStandForThePortsTheAgentLists)
     expectRefused(CTL_FAILED, "the agent knows no port on chip2/0", [&] { portsOf({"queue", "chip2/0"}); });
     answer += "(cut: the output is longer than an answer takes)\n"; // which leaves no JSON
     expectRefused(CTL_FAILED, "", [&] { portsOf({"queue"}); });
-    answer = "error: no printing function 'json interfaces'";
+    answer = "error: no printing function 'json ports'";
     EXPECT_EQ(errorOf([&] { portsOf({"queue"}); }).text,
-              "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json interfaces'");
+              "dorvald." + std::to_string(getpid()) + " is of an older build: it does not know 'cli json ports'");
 }
 
 TEST(Stats, ClearsOnePortOrAll)

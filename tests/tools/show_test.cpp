@@ -24,11 +24,15 @@ std::string printed(int (*show)(cli_t *, Args...), std::type_identity_t<Args>...
     return printer.text;
 }
 
+template <qosShowPart_t Part>
+ctlJson rowsOf()
+{
+    return ctlShowRows(printed(qosShowWhole<qosShowJson<Part>>));
+}
 template <qosShow_t Show>
 ctlJson rowsOf()
 {
-    const auto asJson = [](cli_t *cli) { return qosCtlJson<Show>(cli->out_func, cli->out_val); };
-    return ctlShowRows(printed(+asJson));
+    return rowsOf<qosShowOnce<Show>>();
 }
 
 // Gives an interface something of everything.
@@ -94,12 +98,13 @@ TEST(Show, Interfaces)
     EXPECT_NE(l3.find("\t\tdscp_trust_handle[63] =  0000000000000000:"), std::string::npos);
 
     // As JSON they have the same keys, whatever there is of them.
-    const ctlJson ports = rowsOf<qosShowInterfaces>();
+    const ctlJson ports = rowsOf<qosShowInterfacesPart>();
     ASSERT_EQ(ports.size(), 2u);
     port->l2_pri.cos_mutate = nullptr; // it is none of the store's
     const ctlJson &one = ports[0]["chip"] == 8 ? ports[0] : ports[1],
                   &other = ports[0]["chip"] == 8 ? ports[1] : ports[0];
     EXPECT_EQ(one["ifindex"], 0x18408000);
+    EXPECT_EQ(rowsOf<qosShowPortsPart>()[1].dump(), R"({"name":"te1/1","ifindex":406880256,"chip":8})");
     EXPECT_EQ(one["cos_trust_handles"].size(), 8u);
     EXPECT_EQ(one["cos_trust_handles"][7], "0000000000000012:fedcba9876543210:000c:1ff");
     EXPECT_EQ(one["cos_mutation_map"], "gold");
@@ -113,6 +118,21 @@ TEST(Show, Interfaces)
     auto key = one.begin();
     for (const auto &[name, value] : other.items())
         EXPECT_EQ(name, (key++).key());
+
+    // Rows come and go between the parts.
+    Printer printer;
+    cli_t cli = printer.cli(0);
+    qosCursor_t at = {};
+    EXPECT_TRUE(qosShowInterfacesPart(&cli, &at));
+    ASSERT_EQ(at.row, 0x24000001U);
+    printer.text.clear();
+    EXPECT_EQ(qosProcessPortDelete(at.row), 0);
+    EXPECT_TRUE(qosProcessPortAdd(0x38000001, "ahead") && qosProcessPortAdd(0x18410000, "te1/2"));
+    while (qosShowInterfacesPart(&cli, &at))
+        continue;
+    EXPECT_TRUE(printer.text.starts_with("te1/1\n"));
+    EXPECT_NE(printer.text.find("\nte1/2\n"), std::string::npos);
+    EXPECT_EQ(printer.text.find("ahead"), std::string::npos);
 }
 
 TEST(Show, TablesAsJson)
@@ -124,11 +144,11 @@ TEST(Show, TablesAsJson)
     ASSERT_EQ(slots.size(), 10u);
     EXPECT_EQ(slots[3].dump(),
               R"({"slot":3,"state":"Down","registered":false,"updates":0,"pending":0,"buffer_full":7})");
-    const ctlJson chips = rowsOf<qosShowChipTable>();
+    const ctlJson chips = rowsOf<qosShowChipTablePart>();
     ASSERT_EQ(chips.size(), 1u);
     EXPECT_EQ(chips[0]["type"], "Larkin");
     EXPECT_EQ(chips[0]["ports"], 12);
-    const ctlJson memory = rowsOf<qos_show_memStats>();
+    const ctlJson memory = rowsOf<qosShowMemStatsPart>();
     size_t modules = 0;
     for (const qosModule_t &module : qos_modules)
         modules += module.id != 0;
