@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// Inside the measurement of a message's road: the nodes that are measured side by side, and its two parts.
+#ifndef BENCH_ROAD_H
+#define BENCH_ROAD_H
+
+#include <cstdint>
+#include <string>
+
+#include "bench/common.h"
+#include "velmar/mi6.h"
+
+struct road_options_t {
+    int rounds = 15;
+    int messages = 2048; // a round of one row
+    int core = -1;       // the last one that is allowed
+    bool json = false;
+    bool standby = false; // measured is a daemon that has one beside one that has none
+    std::string workload = "trust";
+    std::string daemon = DORVALD_BINARY;
+};
+
+// The requests that a message of each code takes, by their bytes. Bare agents send them, whoever filled it in.
+struct road_plan_t {
+    uint32_t count;
+    uint16_t size[32];
+};
+
+// What a node's driver was asked.
+struct road_asked_t {
+    uint32_t requests;
+    uint64_t bytes;
+    uint16_t last[64]; // bytes of those asked last, by number
+};
+
+// Both are shared with the processes that are started later.
+road_plan_t *roadPlans();
+road_asked_t *roadAsked(const node_t &node);
+
+void roadStartFloor(node_t &node);
+void roadStartDaemon(node_t &node, const std::string &program);
+pid_t roadStartStandby(node_t &node, const std::string &program);
+
+void roadExchange(const node_t &node, const Bytes &batch, Bytes &answer);
+inline Bytes roadAnswerRoom()
+{
+    return Bytes(8192 + sizeof(mi6_addr_t));
+}
+
+// A daemon with a standby beside one without: every message changes what the store holds.
+void roadMirrored(const road_options_t &options);
+bool roadHasMirrored(const std::string &workload);
+constexpr const char *ROAD_MIRRORED = "trust, policer, red, watch, interface and chipup";
+
+#endif
