@@ -49,6 +49,6 @@ inline Bytes roadAnswerRoom()
 // A daemon with a standby beside one without: every message changes what the store holds.
 void roadMirrored(const road_options_t &options);
 bool roadHasMirrored(const std::string &workload);
-constexpr const char *ROAD_MIRRORED = "trust, policer, red, watch, interface and chipup";
+constexpr const char *ROAD_MIRRORED = "trust, policer, red, watch, interface, channel and chipup";
 
 #endif

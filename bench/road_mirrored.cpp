@@ -137,6 +137,20 @@ void interface(Bytes &batch, int port, uint32_t turn)
     appendMessage(batch, QOS_IFDEL_MSG, body);
 }
 
+// An interface on no chip, of which the driver is told nothing: what is left is the agent's own work.
+void channel(Bytes &batch, int port, uint32_t turn)
+{
+    const uint32_t ifindex = 14U << 26 | static_cast<uint32_t>(port);
+    qosIfAddMsg_t added = {};
+    qosIfDelMsg_t deleted = {};
+    added.ifIndex = deleted.ifIndex = ifindex;
+    snprintf(added.ifName, sizeof added.ifName, "po%d", port);
+    if (turn % 2 == 0)
+        appendMessage(batch, QOS_IFADD_MSG, added);
+    else
+        appendMessage(batch, QOS_IFDEL_MSG, deleted);
+}
+
 // A chip that was not there with all its ports: each of them can be had once.
 void chipUp(Bytes &batch, int number, uint32_t)
 {
@@ -166,6 +180,7 @@ const workload_t WORKLOADS[] = {
     {"red", red, 2, 1, true, {1, 48, 160, 1280}, {1, 8, 32}, 0},
     {"watch", watch, 1, 1, true, {1, 48, 160, 1280}, {1, 8, 32}, 0},
     {"interface", interface, 1, 1, true, {1, 48, 160, 1280}, {1, 8, 32}, 0},
+    {"channel", channel, 1, 1, true, {1, 48, 160, 1280}, {1, 8, 32}, 0},
     {"chipup", chipUp, 1, CHIP_PORTS_UP + 1, false, {SLOTS * (CHIPS_OF_SLOT - 1)}, {1}, 4},
 };
 

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/fault.h"
+#include "host/track.h"
 
 store_totals_t store_totals;
 
@@ -104,7 +105,11 @@ int64_t findRoom(size_t room)
     if (kept != arena.free.end() && !kept->second.empty()) {
         const uint32_t number = kept->second.back();
         kept->second.pop_back();
-        memset(arena.base + arena.blocks[number].offset, 0, room);
+        // While changes are followed a taken block is compared with zeros, and need not be found to have become zeros.
+        const uint32_t offset = arena.blocks[number].offset;
+        memset((arena.noting ? arena.back : arena.base) + offset, 0, room);
+        if (arena.noting && arena.back != arena.base)
+            trackTaken(offset, room);
         return number;
     }
     if (room > arena.reserved - arena.used || !commit(arena.used + room))
@@ -342,6 +347,14 @@ std::vector<uint32_t> storeTouched()
     arena.touched.clear();
     std::sort(touched.begin(), touched.end());
     return touched;
+}
+
+bool storeTookAround(uint32_t offset)
+{
+    if (arena.touched.empty())
+        return false;
+    const int64_t number = storeBlockAround(offset);
+    return number >= 0 && arena.blocks[static_cast<size_t>(number)].touched;
 }
 
 bool storeWasCleared()

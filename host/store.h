@@ -59,7 +59,8 @@ bool storePut(uint32_t number, const store_block_t &block);
 
 // While on, the numbers of blocks that are taken or given back are noted, each once, and new pages begin read-only.
 void storeNote(bool on);
-std::vector<uint32_t> storeTouched(); // in ascending order; empties the note
-bool storeWasCleared();               // storeClear ran while on; takes the mark back
+std::vector<uint32_t> storeTouched();  // in ascending order; empties the note
+bool storeTookAround(uint32_t offset); // the offset lies in a block that is noted as taken
+bool storeWasCleared();                // storeClear ran while on; takes the mark back
 
 #endif

@@ -28,9 +28,11 @@ void *trackEdit(void *address, size_t size);
 struct track_edit_t {
     uint32_t offset; // in the arena
     uint32_t size;
-    const unsigned char *before;
+    const unsigned char *before; // null for zeros: its block was taken since the last trackSettle
 };
 std::span<const track_edit_t> trackEdits(); // since the last trackSettle, earlier ones first; they may meet
+
+void trackTaken(size_t offset, size_t size); // a block of the arena was taken and zeroed
 
 // What trackWritten and trackEdits gave last has been taken note of. False if pages could not be protected again.
 bool trackSettle();
