@@ -104,7 +104,7 @@ const workload_t &workloadOf(const std::string &name)
     for (const workload_t &workload : workloads)
         if (name == workload.name)
             return workload;
-    fail("unknown workload '" + name + "'; there are trust, pause and ld");
+    fail("unknown workload '" + name + "'; there are trust, pause, ld and statistics");
 }
 
 Bytes batchOf(const workload_t &workload, int count)
@@ -160,7 +160,7 @@ std::vector<row_t> measureAll(const road_options_t &options)
     const workload_t &workload = workloadOf(options.workload);
     road_plan_t &plan = roadPlans()[workload.code];
     for (const size_t request : workload.requests)
-        plan.size[plan.count++] = static_cast<uint16_t>(request);
+        plan.request[plan.count++] = {static_cast<uint16_t>(request), 0};
     roadStartFloor(floor);
     roadStartDaemon(daemon, options.daemon);
     Bytes answer = roadAnswerRoom();
@@ -232,6 +232,8 @@ road_options_t readOptions(int argc, char **argv)
                  "[--standby] [--json]");
         ++i;
     }
+    if (options.workload == "statistics")
+        return options;
     if (options.standby && !roadHasMirrored(options.workload))
         fail("unknown workload '" + options.workload + "'; with a standby there are " + ROAD_MIRRORED);
     if (!options.standby)
@@ -250,7 +252,9 @@ int main(int argc, char **argv)
         for (const int number : {SIGINT, SIGTERM, SIGCHLD})
             sigaction(number, &stop, nullptr);
         pin(&options.core);
-        if (options.standby)
+        if (options.workload == "statistics")
+            roadStatistics(options);
+        else if (options.standby)
             roadMirrored(options);
         else
             print(measureAll(options), options);

@@ -355,10 +355,7 @@ void learnPlans(subject_t &subject, const workload_t &workload)
             const uint32_t before = roadAsked(subject.node)->requests;
             roadExchange(subject.node, one, answer);
             checkEcho(answer, one.size());
-            road_plan_t &plan = roadPlans()[header->msg_type];
-            plan.count = std::min<uint32_t>(roadAsked(subject.node)->requests - before, std::size(plan.size));
-            for (uint32_t i = 0; i < plan.count; ++i)
-                plan.size[i] = roadAsked(subject.node)->last[(before + i) % std::size(road_asked_t().last)];
+            roadLearn(header->msg_type, subject.node, before);
             at += size;
         }
         if (workload.most)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The nodes of the road's measurement: a driver, and in front of it a bare agent or the daemon.
+#include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <map>
@@ -30,12 +31,13 @@ void *shareRoom(size_t bytes)
     return room;
 }
 
-// A success answer: data frame with the request's command and an acknowledgement's size, end frame.
+// A success answer: data frame with the request's command and as much as was asked for, but for its head all of a value
+// that is another one each time, and an end frame.
 struct answer_t {
     qosNLHdr_t data;
     qosDriverHdr_t driver;
     cosHdr_t record;
-    qosNLHdr_t end;
+    unsigned char rest[NL_RSP_BUF_SIZE - NL_RECORD_OFFSET - sizeof(cosHdr_t)];
 };
 
 // ---- The three processes
@@ -44,24 +46,38 @@ struct answer_t {
 [[noreturn]] void runDriver(int fd, road_asked_t *asked)
 {
     static unsigned char request[NL_MSG_BUF_SIZE];
-    answer_t answer = {};
-    answer.data.length = offsetof(answer_t, end);
-    answer.end.length = sizeof answer.end;
-    answer.end.type = NLM_DONE;
+    static answer_t answer;
+    qosNLHdr_t end = {};
+    end.length = sizeof end;
+    end.type = NLM_DONE;
     for (;;) {
         sockaddr_un from;
         socklen_t length = sizeof from;
         const ssize_t got = recvfrom(fd, request, sizeof request, 0, reinterpret_cast<sockaddr *>(&from), &length);
         if (got < static_cast<ssize_t>(NL_RECORD_OFFSET + sizeof(cosHdr_t)))
             continue;
-        asked->last[asked->requests++ % std::size(asked->last)] = static_cast<uint16_t>(got);
+        cosHdr_t record;
+        memcpy(&record, request + NL_RECORD_OFFSET, sizeof record);
+        const uint32_t wanted = record.out_size;
+        const size_t room = sizeof(cosHdr_t) + sizeof answer.rest - sizeof end;
+        const size_t size = wanted > sizeof(cosHdr_t) && wanted <= room ? wanted : sizeof(cosHdr_t);
+        asked->last_ns = nowNs();
+        if (asked->first_ns == 0)
+            asked->first_ns = asked->last_ns;
+        if (asked->kept < std::size(asked->all))
+            asked->all[asked->kept++] = {static_cast<uint16_t>(got), static_cast<uint16_t>(size)};
+        asked->last[asked->requests++ % std::size(asked->last)] = {static_cast<uint16_t>(got),
+                                                                   static_cast<uint16_t>(size)};
         asked->bytes += static_cast<uint64_t>(got);
         const auto *header = reinterpret_cast<const qosNLHdr_t *>(request);
         answer.data.type = header->type;
         answer.data.seq = header->seq;
         memcpy(&answer.driver, request + sizeof *header, sizeof answer.driver);
-        memcpy(&answer.record, request + NL_RECORD_OFFSET, sizeof(be32));
-        (void)sendto(fd, &answer, sizeof answer, 0, reinterpret_cast<sockaddr *>(&from), length);
+        answer.record.command = record.command;
+        answer.data.length = static_cast<uint32_t>(NL_RECORD_OFFSET + size);
+        memset(answer.rest, static_cast<int>(asked->requests & 0x7f), size - sizeof record);
+        memcpy(answer.rest + size - sizeof record, &end, sizeof end);
+        (void)sendto(fd, &answer, NL_RECORD_OFFSET + size + sizeof end, 0, reinterpret_cast<sockaddr *>(&from), length);
     }
 }
 
@@ -88,11 +104,14 @@ ssize_t transmit(int fd, iovec *vectors, size_t count, int flags)
     return sendmsg(fd, &message, flags | MSG_NOSIGNAL);
 }
 
-void askDriver(int fd, size_t length)
+void askDriver(int fd, const road_request_t &asked)
 {
     static unsigned char request[NL_MSG_BUF_SIZE];
     static unsigned char response[NL_RSP_BUF_SIZE];
-    iovec vector = {request, length};
+    cosHdr_t record = {};
+    record.out_size = asked.answer;
+    memcpy(request + NL_RECORD_OFFSET, &record, sizeof record);
+    iovec vector = {request, asked.size};
     transmit(fd, &vector, 1, 0);
     fd_set readable;
     FD_ZERO(&readable);
@@ -122,7 +141,7 @@ void askDriver(int fd, size_t length)
                 auto *header = reinterpret_cast<qosMsgHdr_t *>(buffer + at);
                 const road_plan_t &plan = plans[header->msg_type];
                 for (uint32_t i = 0; i < plan.count; ++i)
-                    askDriver(agent.driver, plan.size[i]);
+                    askDriver(agent.driver, plan.request[i]);
                 at += sizeof *header + header->msg_len;
             }
             iovec out[] = {{&self, sizeof self}, {buffer, length}};
@@ -222,6 +241,21 @@ road_plan_t *roadPlans()
 road_asked_t *roadAsked(const node_t &node)
 {
     return asked_by_node.at(&node);
+}
+
+void roadLearn(uint8_t code, const node_t &node, uint32_t before)
+{
+    const road_asked_t &asked = *roadAsked(node);
+    road_plan_t &plan = roadPlans()[code];
+    plan.count = std::min<uint32_t>(asked.requests - before, std::size(plan.request));
+    for (uint32_t i = 0; i < plan.count; ++i)
+        plan.request[i] = asked.last[(before + i) % std::size(asked.last)];
+}
+
+void roadDrop(const node_t &node, Bytes &buffer)
+{
+    while (recv(node.receiving, buffer.data(), buffer.size(), MSG_DONTWAIT) >= 0)
+        ;
 }
 
 void roadExchange(const node_t &node, const Bytes &batch, Bytes &answer)
