@@ -40,6 +40,19 @@ struct answer_t {
     unsigned char rest[NL_RSP_BUF_SIZE - NL_RECORD_OFFSET - sizeof(cosHdr_t)];
 };
 
+// Several records in one have heads inside, which come back as they went.
+void fillRest(answer_t &answer, const unsigned char *request, size_t size, int value)
+{
+    constexpr size_t HEAD = sizeof(cosHdr_t);
+    if (answer.record.command != COS_BULK) {
+        memset(answer.rest, value, size);
+        return;
+    }
+    memcpy(answer.rest, request + NL_RECORD_OFFSET + HEAD, size);
+    memcpy(answer.rest + offsetof(cosBulk_t, num_processed) - HEAD,
+           answer.rest + offsetof(cosBulk_t, num_records) - HEAD, sizeof(be16));
+}
+
 // ---- The three processes
 
 // Answers every request. Both nodes have one of these.
@@ -75,7 +88,7 @@ struct answer_t {
         memcpy(&answer.driver, request + sizeof *header, sizeof answer.driver);
         answer.record.command = record.command;
         answer.data.length = static_cast<uint32_t>(NL_RECORD_OFFSET + size);
-        memset(answer.rest, static_cast<int>(asked->requests & 0x7f), size - sizeof record);
+        fillRest(answer, request, size - sizeof record, static_cast<int>(asked->requests & 0x7f));
         memcpy(answer.rest + size - sizeof record, &end, sizeof end);
         (void)sendto(fd, &answer, NL_RECORD_OFFSET + size + sizeof end, 0, reinterpret_cast<sockaddr *>(&from), length);
     }
