@@ -117,6 +117,15 @@ int64_t findRoom(size_t room)
     return cut(room);
 }
 
+// The one that was given back last is mostly the one that is taken next.
+void takeFree(size_t room, uint32_t number)
+{
+    std::vector<uint32_t> &free = arena.free[room];
+    const auto at = std::find(free.rbegin(), free.rend(), number);
+    if (at != free.rend())
+        free.erase(std::next(at).base());
+}
+
 void note(uint32_t number)
 {
     store_block_t &block = arena.blocks[number];
@@ -318,8 +327,8 @@ bool storePut(uint32_t number, const store_block_t &block)
     if (mine.used)
         count(0U - 1, 0U - mine.size);
     else if (!is_new)
-        std::erase(arena.free[room], number);
-    if (!is_new)
+        takeFree(room, number);
+    if (!is_new && block.used) // one that is given back is zeroed when it is taken
         memset(arena.base + mine.offset, 0, room);
     mine = block;
     mine.touched = false;
