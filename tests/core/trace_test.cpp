@@ -37,7 +37,7 @@ int pack(unsigned char *to, size_t room, const trace_kinds_t *kinds, ...)
     return length;
 }
 
-bool kept = true; // whether lines of the formats are kept as their arguments
+bool keeps = true; // whether lines of the formats are kept as their arguments
 
 // The same text, length and terminator as snprintf's in a buffer of every size, and no byte beyond it; also of what was
 // packed in exactly its room, and nothing beyond that is read.
@@ -60,10 +60,10 @@ void agree(const std::string &text, Args... args)
     }
     trace_kinds_t kinds;
     unsigned char packed[200];
-    ASSERT_EQ(traceKinds(text.c_str(), &kinds), kept) << text;
-    const int used = kept ? pack(packed, sizeof packed, &kinds, args...) : 0;
+    ASSERT_EQ(traceKinds(text.c_str(), &kinds), keeps) << text;
+    const int used = keeps ? pack(packed, sizeof packed, &kinds, args...) : 0;
     const std::vector<unsigned char> exact(packed, packed + used);
-    for (size_t size = kept ? 1 : most + 1; size <= most; ++size) {
+    for (size_t size = keeps ? 1 : most + 1; size <= most; ++size) {
         char out[160];
         ASSERT_EQ(traceUnpack(out, size, text.c_str(), exact.data(), exact.size()),
                   std::min<size_t>(size - 1, static_cast<size_t>(whole)));
@@ -130,14 +130,14 @@ TEST(Format, TextsBetweenTextOfAnyLength)
             agree(plain(before) + "%d" + plain(between) + "%s%%" + plain(dice.below(20)), static_cast<int>(dice.roll()),
                   "name");
     // What it does not know goes to the library, whole.
-    kept = false;
+    keeps = false;
     agree("%5.2f", 3.14159);
     agree("%.3s of %d", "abcdef", 5);
     agree("%d, %s and %+d", 7, "text", 8);
     agree("%s %#x %u", "text", 255U, 9U);
     agree("%*d|%d", 6, 42, 43);
     agree("%d %p", 1, static_cast<void *>(&dice));
-    kept = true;
+    keeps = true;
 }
 
 class Trace : public testing::Test {

@@ -614,7 +614,7 @@ TEST_F(Host, TraceRingHoldsTheNewestLines)
     EXPECT_NE(string::npos, copy.find("\n4\tline 299\\nx"));
 }
 
-bool storeArgs(int32_t handle, const char *format, ...)
+__attribute__((format(printf, 2, 3))) bool storeArgs(int32_t handle, const char *format, ...)
 {
     va_list args;
     va_start(args, format);
