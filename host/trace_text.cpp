@@ -94,6 +94,8 @@ bool printValue(const spec_t &spec, const unsigned char *&at, const unsigned cha
 
 bool printText(const spec_t &spec, const unsigned char *&at, const unsigned char *end, char *to, size_t size, int *used)
 {
+    if (at == end)
+        return false;
     const auto *const stop = static_cast<const unsigned char *>(memchr(at, '\0', static_cast<size_t>(end - at)));
     if (!stop)
         return false;
