@@ -45,10 +45,11 @@ void compare(qaPolPolicerInfo_t *record, uint64_t counter)
 {
     qaBumInfo_t &info = record->bum_info;
     const int32_t state = counter != info.violation_cntr ? 1 : 0;
-    info.violation_cntr = counter;
+    if (counter != info.violation_cntr)
+        qosEdit(info.violation_cntr) = counter;
     if (info.state == state)
         return;
-    info.state = state;
+    qosEdit(info.state) = state;
     (void)qaPolSendBumStateChange(record); // the state stays; the line is enough
 }
 
@@ -116,7 +117,7 @@ void qaPolAddBumPolicer(qaPolPolicerInfo_t *record, int32_t poll)
 {
     if (poll == 0)
         return;
-    record->bum_info.monitor_bum_policer = 1;
+    qosEdit(record->bum_info.monitor_bum_policer) = 1;
     qaBumIncrementMonitorPolicerCnt();
 }
 
@@ -201,6 +202,6 @@ qosMsgStatus_t qaProcessBumResetState(qosBumResetStateMsg_t *body)
     }
     for (qaPolPolicerInfo_t &record : listView<qaPolPolicerInfo_t>(interface->chip->polCfg.bum_policer_list))
         if (isMonitored(record) && record.ifindex == ifindex)
-            record.bum_info.state = 0;
+            qosEdit(record.bum_info.state) = 0;
     return qosAnswer(body, QOS_MSG_DONE);
 }

@@ -22,16 +22,17 @@ namespace {
 // What the reserved entry's profile says to the chip set-up: init or de-init, with no limits.
 void fillReservedProfile(qosRedProfile_t *profile, uint16_t number, int32_t active)
 {
-    profile->profileId = number;
-    profile->isActive = active;
-    profile->minThreshold = UINT32_MAX;
-    profile->maxThreshold = UINT32_MAX;
-    profile->dropProbability = UINT32_MAX;
+    qosRedProfile_t &filled = qosEdit(*profile);
+    filled.profileId = number;
+    filled.isActive = active;
+    filled.minThreshold = UINT32_MAX;
+    filled.maxThreshold = UINT32_MAX;
+    filled.dropProbability = UINT32_MAX;
 }
 
 void reserveRedEntry(qosChip_t *chip, uint16_t number)
 {
-    qosChipRedCfg_t &entry = chip->chipRedCfg[number];
+    qosChipRedCfg_t &entry = qosEdit(chip->chipRedCfg[number]);
     if (!entry.redProfile)
         entry.redProfile = qosMallocRecord<qosRedProfile_t>(QOS_MOD_CCB, QOS_MEM_RED_PROFILE);
     if (entry.redProfile)
@@ -94,7 +95,7 @@ int qaCcbChipUp(qosChip_t *chip)
     qosMsgStatus_t rc = qaRun(RED_UP, {__func__, chip}, chip).rc;
     if (const qaCalled_t pool = qaRun(SHARED_POOL, {__func__, chip}, chip); pool.made)
         rc = pool.rc;
-    chip->bufStatus = rc;
+    qosEdit(chip->bufStatus) = rc;
     if (rc != QOS_MSG_DONE)
         QOS_ERR("Unable to get shared buffer pool size, rc: %d", rc);
     else
@@ -108,12 +109,13 @@ void qaCcbChipDown(qosChip_t *chip)
     if (own == 0)
         return;
     QOS_INF("Chip down for %x", chip->chip_ifindex);
-    qosRedProfile_t *&profile = chip->chipRedCfg[own].redProfile;
+    qosRedProfile_t *profile = chip->chipRedCfg[own].redProfile;
     if (!profile)
         return;
     fillReservedProfile(profile, own, 0);
     (void)qaRun(RED_DOWN, {__func__, chip}, chip); // the chip goes, whatever it answers
     qosFreeRecord(QOS_MOD_CCB, QOS_MEM_RED_PROFILE, profile);
+    qosEdit(chip->chipRedCfg[own].redProfile) = nullptr;
 }
 
 int qaCcbIfAdd(qosIf_t *interface)

@@ -28,12 +28,13 @@ void traceCount(qosWhere_t where)
 
 void clearSaved(qaDropMonitorInfo_t *info)
 {
-    info->redStats.green_drop = 0;
-    info->redStats.red_drop = 0;
-    info->redStats.yellow_drop = 0;
-    info->redStats.is_red_if_drop = 0;
-    info->tdStats.td_drop = 0;
-    info->tdStats.is_td_if_drop = 0;
+    qaDropMonitorInfo_t &saved = qosEdit(*info);
+    saved.redStats.green_drop = 0;
+    saved.redStats.red_drop = 0;
+    saved.redStats.yellow_drop = 0;
+    saved.redStats.is_red_if_drop = 0;
+    saved.tdStats.td_drop = 0;
+    saved.tdStats.is_td_if_drop = 0;
 }
 
 // Clears the watched entries of one port, or of all for null.
@@ -89,8 +90,9 @@ int qaDropMonitorChipUp(qosChip_t *chip)
         QOS_ERR("Invalid chip is recieved");
         return QOS_FAILED;
     }
-    chip->drop_monitor_list = list_create_ha_dbg(qos_velmar_state.ha, 0, qaDropMonitorCmpData, qaDropMonitorFreeData,
-                                                 "qaDropMonitorCmpData", "qaDropMonitorFreeData", "drop_monitor_list");
+    qosEdit(chip->drop_monitor_list) =
+        list_create_ha_dbg(qos_velmar_state.ha, 0, qaDropMonitorCmpData, qaDropMonitorFreeData, "qaDropMonitorCmpData",
+                           "qaDropMonitorFreeData", "drop_monitor_list");
     if (chip->drop_monitor_list)
         return QOS_OK;
     QOS_ERR("Failed to create list for drop monitor list");
@@ -100,7 +102,7 @@ int qaDropMonitorChipUp(qosChip_t *chip)
 void qaDropMonitorChipDown(qosChip_t *chip)
 {
     list_delete(chip->drop_monitor_list);
-    chip->drop_monitor_list = nullptr;
+    qosEdit(chip->drop_monitor_list) = nullptr;
 }
 
 void qaDropMonitorHaRegister()
@@ -153,7 +155,7 @@ void qaDropMonitorStart(qaDropMonitorInfo_t *info, uint32_t start)
     if (start == 0)
         return;
     QOS_INF("Starting Drop monitoring");
-    info->monitor_state = 1;
+    qosEdit(info->monitor_state) = 1;
     qaDropMonitorIncrementCnt();
 }
 
@@ -230,7 +232,7 @@ qosMsgStatus_t qaProcessDropMonitorAdd(qaDropMonitorCfgMsg_t *body)
         QOS_ERR("Malloc failed for drop monitor info");
         return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
-    info->ifindex = body->ifindex;
+    qosEdit(info->ifindex) = body->ifindex;
     qaDropMonitorStart(info, 1);
     if (!listnode_add_sort(chip->drop_monitor_list, info)) {
         QOS_ERR("Failed to add interface to drop monitor list");

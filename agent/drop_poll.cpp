@@ -159,13 +159,14 @@ template <typename Body, typename Port>
 void judge(const drops_t<Body, Port> &row, Port &saved, Port &now)
 {
     if (row.same(saved, now)) {
-        saved.*row.mark = 0;
+        if (saved.*row.mark != 0)
+            qosEdit(saved).*row.mark = 0;
         now.*row.mark = 0;
         return;
     }
-    row.save(saved, now);
+    row.save(qosEdit(saved), now);
     if (now.*row.leading != 0) {
-        saved.*row.mark = 1;
+        qosEdit(saved).*row.mark = 1;
         now.*row.mark = 1;
         qosTrace(row.identify, row.dropped, now.ifindex);
     }

@@ -123,7 +123,7 @@ void qaLdIfAdd(qosIf_t *interface)
 {
     if (!qosIfIsPhysical(interface->ifIndex))
         return;
-    interface->ccb.ldIfCfg.buf_pool_group = static_cast<uint16_t>(qosGetBufPoolGroup(interface));
+    qosEdit(interface->ccb.ldIfCfg.buf_pool_group) = static_cast<uint16_t>(qosGetBufPoolGroup(interface));
     QOS_DBG("Interface:%s, Buffer Pool Group:%d", interface->ifName, interface->ccb.ldIfCfg.buf_pool_group);
 }
 
@@ -173,7 +173,7 @@ void qaLdCalculateBufferDist(qosChip_t *chip, qosIf_t *interface, uint8_t pfcCou
     }
     const auto lossy = static_cast<uint8_t>(8 - pfcCount);
     const uint32_t unit = qaQuotient(remaining, sharers + lossy);
-    state->ld_buf = {per_pfc, unit * lossy + per_pfc * pfcCount, reg_isl, unit};
+    qosEdit(state->ld_buf) = {per_pfc, unit * lossy + per_pfc * pfcCount, reg_isl, unit};
     QOS_DBG("Long Distance Buffer Calculation:");
     QOS_DBG(" Per Pfc On LD:(%d)", state->ld_buf.per_pfc_buf);
     QOS_DBG(" LD Port:(%d)", state->ld_buf.ld_port_buf);
@@ -209,7 +209,7 @@ void qaLdCommitRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
     const qosChipLdInfo_t *state = groupState(__func__, chip, interface);
     if (!state)
         return;
-    interface->ccb.tailDropThreshold = state->ld_buf.reg_isl_port_buf;
+    qosEdit(interface->ccb.tailDropThreshold) = state->ld_buf.reg_isl_port_buf;
     programPort(__func__, interface, {&QA_STEP_TAILDROP, &QA_STEP_PRI_TAILDROP});
 }
 
@@ -218,7 +218,7 @@ void qaLdRollbackRegIslBufferDist(qosChip_t *chip, qosIf_t *interface)
     const qosChipLdInfo_t *state = groupState(__func__, chip, interface);
     if (!state)
         return;
-    interface->ccb.tailDropThreshold = state->ld_buf.edge_port_buf;
+    qosEdit(interface->ccb.tailDropThreshold) = state->ld_buf.edge_port_buf;
     // Tail drop goes twice, the first time under the words of the default, which would put the new budget back.
     static constexpr qaPortStep_t taildrop_as_default =
         qaOptional(QA_STEP_TAILDROP.operation, QA_STEP_DEF_TAILDROP.before, QA_STEP_DEF_TAILDROP.failed);
@@ -232,9 +232,10 @@ qosMsgStatus_t qaLdProcessLdConfigUpdate(const qosLdConfigMsg_t *body)
     if (!target.interface)
         return QOS_MSG_REFUSED;
     QOS_DBG("LD Self Configuration for if:%s", target.interface->ifName);
-    ++target.state->num_ld_isl;
-    target.interface->ccb.ldIfCfg.is_link_ld = 1;
-    target.interface->ccb.ldIfCfg.ld_distance = body->distance;
+    ++qosEdit(target.state->num_ld_isl);
+    qosIfLdInfo_t &link = qosEdit(target.interface->ccb.ldIfCfg);
+    link.is_link_ld = 1;
+    link.ld_distance = body->distance;
     qaLdCalculateBufferDist(target.chip, target.interface, body->num_pfc);
     qaLdCommitBufferDist(target.chip, target.interface);
     return QOS_MSG_DONE;
@@ -247,12 +248,12 @@ qosMsgStatus_t qaLdProcessLdUnconfigUpdate(const qosLdConfigMsg_t *body)
     if (!target.interface)
         return QOS_MSG_REFUSED;
     QOS_DBG("LD Unconfiguration for if:%s", target.interface->ifName);
-    qosIfLdInfo_t &link = target.interface->ccb.ldIfCfg;
-    if (link.is_link_ld == 0) {
+    if (target.interface->ccb.ldIfCfg.is_link_ld == 0) {
         QOS_DBG("if:%s is not a LD port, nothing needed", target.interface->ifName);
         return QOS_MSG_DONE;
     }
-    --target.state->num_ld_isl;
+    --qosEdit(target.state->num_ld_isl);
+    qosIfLdInfo_t &link = qosEdit(target.interface->ccb.ldIfCfg);
     link.is_link_ld = 0;
     link.ld_distance = 0;
     qaLdRollbackBufferDist(target.chip, target.interface);

@@ -35,7 +35,7 @@ void deleteLists(qosPolCfg_t &config)
 {
     for (const polList_t &row : POL_LISTS) {
         list_delete(config.*row.member);
-        config.*row.member = nullptr;
+        qosEdit(config.*row.member) = nullptr;
     }
 }
 
@@ -119,12 +119,13 @@ qosMsgStatus_t install(qosChip_t *chip, qosPolPolicerAddMsg_t *body, added_t *ad
         QOS_ERR_AT(function, "Malloc failed for policer info");
         return qosAnswer(body, QOS_MSG_NO_MEMORY);
     }
-    const qosMsgStatus_t rc = groupOf(function, body, &record->pol_grp_idx);
+    qaPolPolicerInfo_t &filled = qosEdit(*record);
+    const qosMsgStatus_t rc = groupOf(function, body, &filled.pol_grp_idx);
     if (rc != QOS_MSG_DONE)
         return rc;
-    record->ifindex = body->ifindex;
-    record->dir = body->dir;
-    record->policer_id = body->policer_id;
+    filled.ifindex = body->ifindex;
+    filled.dir = body->dir;
+    filled.policer_id = body->policer_id;
     tnx_list_t *list = directionList(chip, record->dir);
     if (body->is_bum_policer == 1) {
         qaPolAddBumPolicer(record, body->poll_pol_cntr);
@@ -157,7 +158,7 @@ void update(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, added_t *a
 void undo(const qosChip_t *chip, const qosPolPolicerAddMsg_t *body, const added_t &added)
 {
     if (added.updated && body->poll_pol_cntr != 0) {
-        added.updated->bum_info.monitor_bum_policer = added.was_monitored;
+        qosEdit(added.updated->bum_info.monitor_bum_policer) = added.was_monitored;
         qaBumDecrementMonitorPolicerCnt();
     }
     if (!added.record)
@@ -193,7 +194,7 @@ bool takeGroup(qosIf_t *interface)
 {
     for (const qosChipPortInfo_t &port : interface->chip->portInfo)
         if (port.ifindex == interface->ifIndex) {
-            interface->pol_info.polGroupId = port.polGroupId;
+            qosEdit(interface->pol_info.polGroupId) = port.polGroupId;
             return true;
         }
     return false;
@@ -236,7 +237,7 @@ int qaPolChipUp(qosChip_t *chip)
             deleteLists(chip->polCfg);
             return QOS_NO_MEMORY;
         }
-        chip->polCfg.*row.member = list;
+        qosEdit(chip->polCfg.*row.member) = list;
     }
     return QOS_OK;
 }

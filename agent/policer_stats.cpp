@@ -143,7 +143,7 @@ bool clearList(const qosChip_t *chip, const tnx_list_t *list, int32_t dir, clear
         entry->ifindex = record.ifindex;
         entry->policer_id = record.policer_id;
         if (kind == cleared_t::BumPolicers)
-            record.bum_info.violation_cntr = 0;
+            qosEdit(record.bum_info.violation_cntr) = 0;
         ++entry;
     }
     const qosMsgStatus_t rc = qaProcessPolStatsClr(body);

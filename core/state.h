@@ -77,8 +77,9 @@ inline int qosHaSync()
     return ha_sync(qos_velmar_state.ha, -1, 1);
 }
 
-// The same record or part of one, to be written at once: the store then need not find out by itself what changed. Plain
-// values only, no link. Nothing goes wrong without it, but a standby costs more.
+// The same record or part of one, to be written at once: the store then need not find out by itself what changed. A
+// link may be written through it, but none may lead to it: its address is not the record's. Nothing goes wrong without
+// it, but a standby costs more.
 template <typename Record>
 Record &qosEdit(Record &record)
 {

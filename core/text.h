@@ -86,7 +86,7 @@ void qosTrace(qosWhere_t where, const qosText_t<Args...> &text, std::type_identi
         return;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    dce_trace_vprintf(trace_state.id & 0xffff, text.level, VELMAR_DCEDBG_AREA_QOS, text.text, where.function,
+    dce_trace_lasting(trace_state.id & 0xffff, text.level, VELMAR_DCEDBG_AREA_QOS, text.text, where.function,
                       where.line, args...);
 #pragma GCC diagnostic pop
 }

@@ -111,6 +111,21 @@ void dce_trace_vprintf(uint32_t id, int level, unsigned area, const char *format
     va_end(args);
 }
 
+void dce_trace_lasting(uint32_t id, int level, unsigned area, const char *format, ...)
+{
+    if (!passes(dce_dbginfo.handle, level, area))
+        return;
+    va_list args;
+    va_start(args, format);
+    const bool kept = trace_module_store_args(dce_dbginfo.handle, dce_dbginfo.module, id, level, format, args);
+    va_end(args);
+    if (kept)
+        return;
+    va_start(args, format);
+    writeLine(dce_dbginfo.handle, id, level, format, args);
+    va_end(args);
+}
+
 void dce_trace(uint32_t id, int level, unsigned area, const char *text)
 {
     if (passes(dce_dbginfo.handle, level, area))

@@ -46,6 +46,9 @@ extern trace_state_t trace_state;
 // the record length minus 1 is cut.
 void dce_trace_vprintf(uint32_t id, int level, unsigned area, const char *format, ...)
     __attribute__((format(printf, 4, 5)));
+// The same for a format that lasts as long as the process. Its text may be put together by whoever reads the line.
+void dce_trace_lasting(uint32_t id, int level, unsigned area, const char *format, ...)
+    __attribute__((format(printf, 4, 5)));
 // Stores a line that is already formatted.
 void dce_trace(uint32_t id, int level, unsigned area, const char *text);
 // The same for a handle other than the process's own.
@@ -84,7 +87,7 @@ struct qosWhere_t {
     do {                                                                                                               \
         if (qosTraceOn(level)) {                                                                                       \
             const qosWhere_t qosWhere = where;                                                                         \
-            dce_trace_vprintf(trace_state.id & 0xffff, level, VELMAR_DCEDBG_AREA_QOS, prefix "(%s:%d): " text,         \
+            dce_trace_lasting(trace_state.id & 0xffff, level, VELMAR_DCEDBG_AREA_QOS, prefix "(%s:%d): " text,         \
                               qosWhere.function, qosWhere.line __VA_OPT__(, ) __VA_ARGS__);                            \
         }                                                                                                              \
     } while (0)
@@ -108,13 +111,13 @@ struct qosFrame_t {
     explicit qosFrame_t(qosWhere_t at) : where(at)
     {
         if (qosTraceOn(VELMAR_DCEDBG_LVL_VERBOSE))
-            dce_trace_vprintf(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
+            dce_trace_lasting(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
                               "VRB(%s:%d): *****Entering %s\n", where.function, where.line, where.function);
     }
     ~qosFrame_t()
     {
         if (qosTraceOn(VELMAR_DCEDBG_LVL_VERBOSE))
-            dce_trace_vprintf(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
+            dce_trace_lasting(trace_state.id & 0xffff, VELMAR_DCEDBG_LVL_VERBOSE, VELMAR_DCEDBG_AREA_QOS,
                               "VRB(%s:%d): *****Leaving  %s\n", where.function, where.line, where.function);
     }
     qosFrame_t(const qosFrame_t &) = delete;

@@ -203,7 +203,7 @@ void comparePage(delta_t *delta, uint32_t page, const std::vector<uint32_t> &tou
 
 void compareEdit(delta_t *delta, const track_edit_t &edit, const std::vector<uint32_t> &touched)
 {
-    if (memcmp(storeBase() + edit.offset, edit.before, edit.size) == 0 && touched.empty())
+    if (edit.before && memcmp(storeBase() + edit.offset, edit.before, edit.size) == 0 && touched.empty())
         return;
     const uint32_t number = static_cast<uint32_t>(storeBlockAround(edit.offset));
     const store_block_t &block = storeBlocks()[number];

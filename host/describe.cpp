@@ -354,13 +354,26 @@ int describeFunction(const char *name, void (*function)())
     return 0;
 }
 
+// Blocks are taken of the same few types over and over, named by the same literals.
 int64_t describeType(const char *name)
 {
+    struct recent_t {
+        const char *name;
+        const std::string *known; // registered, which is for good
+        uint32_t index;
+    };
+    static thread_local recent_t recent[16];
+    recent_t &last = recent[reinterpret_cast<uintptr_t>(name) / 8 % std::size(recent)];
+    if (last.name == name && *last.known == name)
+        return last.index;
     for (uint32_t i = 0; i < BUILT_INS; ++i)
         if (strcmp(BUILT_IN[i].name, name) == 0)
             return i;
     const auto known = structs.find(std::string_view(name));
-    return known == structs.end() ? -1 : int64_t{known->second.index};
+    if (known == structs.end())
+        return -1;
+    last = {name, &known->first, known->second.index};
+    return last.index;
 }
 
 const describe_plan_t *describePlan(uint32_t type)

@@ -12,10 +12,11 @@
 namespace {
 
 std::atomic<unsigned> refused;
+std::atomic<uid_t> self; // as which the process opened its sockets: to ask for it at each datagram is a call
 
-bool isFriend(const ucred &peer)
+bool isFriend(const ucred &peer, uid_t own)
 {
-    return peer.uid == geteuid() || peer.uid == 0;
+    return peer.uid == own || peer.uid == 0;
 }
 
 void refuse(int fd, const ucred &peer)
@@ -33,6 +34,7 @@ void refuse(int fd, const ucred &peer)
 void peerAsk(int fd)
 {
     const int on = 1;
+    self.store(geteuid(), std::memory_order_relaxed);
     setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
 }
 
@@ -43,7 +45,7 @@ bool peerMaySend(int fd, const msghdr *received)
     if (head && head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_CREDENTIALS &&
         head->cmsg_len >= CMSG_LEN(sizeof peer))
         memcpy(&peer, CMSG_DATA(head), sizeof peer);
-    if (isFriend(peer))
+    if (isFriend(peer, self.load(std::memory_order_relaxed)))
         return true;
     refuse(fd, peer);
     return false;
@@ -54,7 +56,7 @@ bool peerMayConnect(int fd, int *pid)
     ucred peer = {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
     socklen_t length = sizeof peer;
     *pid = 0;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 && isFriend(peer)) {
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 && isFriend(peer, geteuid())) {
         *pid = peer.pid;
         return true;
     }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/fault.h"
+#include "host/track.h"
 
 store_totals_t store_totals;
 
@@ -104,12 +105,23 @@ int64_t findRoom(size_t room)
     if (kept != arena.free.end() && !kept->second.empty()) {
         const uint32_t number = kept->second.back();
         kept->second.pop_back();
-        memset(arena.base + arena.blocks[number].offset, 0, room);
+        // While changes are followed a taken block is compared with zeros, and need not be found to have become zeros.
+        const uint32_t offset = arena.blocks[number].offset;
+        memset(arena.noting ? trackTaken(offset, room) : arena.base + offset, 0, room);
         return number;
     }
     if (room > arena.reserved - arena.used || !commit(arena.used + room))
         return -1;
     return cut(room);
+}
+
+// The one that was given back last is mostly the one that is taken next.
+void takeFree(size_t room, uint32_t number)
+{
+    std::vector<uint32_t> &free = arena.free[room];
+    const auto at = std::find(free.rbegin(), free.rend(), number);
+    if (at != free.rend())
+        free.erase(std::next(at).base());
 }
 
 void note(uint32_t number)
@@ -313,8 +325,8 @@ bool storePut(uint32_t number, const store_block_t &block)
     if (mine.used)
         count(0U - 1, 0U - mine.size);
     else if (!is_new)
-        std::erase(arena.free[room], number);
-    if (!is_new)
+        takeFree(room, number);
+    if (!is_new && block.used) // one that is given back is zeroed when it is taken
         memset(arena.base + mine.offset, 0, room);
     mine = block;
     mine.touched = false;
@@ -342,6 +354,14 @@ std::vector<uint32_t> storeTouched()
     arena.touched.clear();
     std::sort(touched.begin(), touched.end());
     return touched;
+}
+
+bool storeTookAround(uint32_t offset)
+{
+    if (arena.touched.empty())
+        return false;
+    const int64_t number = storeBlockAround(offset);
+    return number >= 0 && arena.blocks[static_cast<size_t>(number)].touched;
 }
 
 bool storeWasCleared()

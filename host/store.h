@@ -53,13 +53,14 @@ struct store_stretch_t {
 store_stretch_t storeWritten(size_t from);
 size_t storeRoom(size_t size);             // bytes that a block of the size takes
 int64_t storeBlockAround(uint32_t offset); // number of the block whose room the offset lies in, -1 for none
-// Puts in a block as another process's store has it, zeroed. The caller has checked that its number is the next one, or
-// that of a block with the same place and room.
+// Puts in a block as another process's store has it, zeroed if it is used. The caller has checked that its number is
+// the next one, or that of a block with the same place and room.
 bool storePut(uint32_t number, const store_block_t &block);
 
 // While on, the numbers of blocks that are taken or given back are noted, each once, and new pages begin read-only.
 void storeNote(bool on);
-std::vector<uint32_t> storeTouched(); // in ascending order; empties the note
-bool storeWasCleared();               // storeClear ran while on; takes the mark back
+std::vector<uint32_t> storeTouched();  // in ascending order; empties the note
+bool storeTookAround(uint32_t offset); // the offset lies in a block that is noted as taken
+bool storeWasCleared();                // storeClear ran while on; takes the mark back
 
 #endif

@@ -6,6 +6,10 @@
 // number n (the first is 0) lies in slot n mod lines. A slot is valid for line n if its sequence is n + 1 before and
 // after it was copied; the writer clears the sequence first and stores it last, so a reader never holds it up. Several
 // threads may store lines; two could meet in one slot only if one of them stood still while the whole ring went by.
+//
+// Between head and slots stand the formats of lines that are kept as their arguments, each terminated and there before
+// the first line that names it. Such a slot has PACKED in its level, and holds the place of its format in four bytes
+// and the arguments behind each other. A ring of magic 2 has no formats and no such lines.
 #include "host/trace.h"
 
 #include <algorithm>
@@ -17,6 +21,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <new>
 #include <string>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -32,12 +37,17 @@
 #include "host/mapped.h"
 #include "host/raslog.h"
 #include "host/run.h"
+#include "host/trace_text.h"
 #include "velmar/run.h"
 #include "velmar/trace.h"
 
 namespace {
 
-constexpr char MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '2'};
+constexpr char MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '3'};
+constexpr char OLD_MAGIC[8] = {'t', 'r', 'c', 'r', 'i', 'n', 'g', '2'};
+constexpr uint32_t FORMATS_ROOM = 1U << 16; // bytes
+constexpr uint32_t FORMATS_MOST = 1U << 20; // that a reader takes from a file
+constexpr uint16_t PACKED = 0x8000;
 constexpr uint32_t LINES_MAX = 1U << 20;
 constexpr uint32_t RECORD_MAX = 4096;
 constexpr int RINGS_MAX = 8;
@@ -52,7 +62,8 @@ struct ring_head_t {
     uint32_t pid;
     std::atomic<uint32_t> next; // lines stored so far
     char name[16];
-    unsigned char reserved[16];
+    uint32_t formats; // bytes of them ahead of the slots
+    unsigned char reserved[12];
 };
 static_assert(sizeof(ring_head_t) == 64);
 
@@ -69,8 +80,27 @@ struct ring_slot_t {
 };
 static_assert(sizeof(ring_slot_t) == 28);
 
+// What is known of a format, found by its address.
+struct format_t {
+    std::atomic<const char *> format;
+    uint32_t at; // its place among the ring's formats, or NOT_KEPT
+    trace_kinds_t kinds;
+};
+constexpr uint32_t NOT_KEPT = UINT32_MAX;
+constexpr size_t FORMAT_PLACES = 2048; // of a table by address
+constexpr size_t FORMAT_TRIES = 16;
+
+// The process's own copy of what stands in the file, which may be cut short.
+struct formats_t {
+    format_t places[FORMAT_PLACES];
+    char text[FORMATS_ROOM];
+    uint32_t used;
+    std::atomic_flag adding = ATOMIC_FLAG_INIT;
+};
+
 struct ring_t {
-    ring_head_t *head; // null for a free row
+    ring_head_t *head;  // null for a free row
+    formats_t *formats; // null for want of memory
     unsigned char *slots;
     size_t size; // of the map
     uint32_t mask;
@@ -180,7 +210,10 @@ struct source_t {
     uint32_t slot_size;
     uint32_t record_length;
     uint32_t next;
-    bool utc; // what time the lines show
+    bool utc;       // what time the lines show
+    uint32_t ahead; // bytes between head and slots
+    const char *formats;
+    size_t formats_bytes; // of those that could be read
 };
 
 struct line_t {
@@ -200,7 +233,7 @@ bool takeFromMap(const source_t &source, uint32_t number, line_t *line)
 
 bool takeFromFile(const source_t &source, uint32_t number, line_t *line)
 {
-    const off_t at = static_cast<off_t>(sizeof(ring_head_t)) +
+    const off_t at = static_cast<off_t>(sizeof(ring_head_t) + source.ahead) +
                      static_cast<off_t>(number & (source.lines - 1)) * static_cast<off_t>(source.slot_size);
     const size_t length = sizeof line->head + source.record_length;
     uint32_t first;
@@ -233,6 +266,20 @@ void formatTime(const ring_slot_t *slot, bool utc, char (&to)[40])
     }
 }
 
+// The text of a line that was kept as its arguments: its length, or -1 for one that names no format.
+int unpack(const source_t &source, const line_t &line, size_t length, char *to)
+{
+    uint32_t at;
+    if (length < sizeof at)
+        return -1;
+    memcpy(&at, line.text, sizeof at);
+    if (at >= source.formats_bytes || !memchr(source.formats + at, '\0', source.formats_bytes - at))
+        return -1;
+    return static_cast<int>(traceUnpack(to, source.record_length, source.formats + at,
+                                        reinterpret_cast<const unsigned char *>(line.text) + sizeof at,
+                                        length - sizeof at));
+}
+
 // Copies line `number` as "SECONDS.mmm LEVEL TEXT\n", or with the time of day; 0 if the writer has it in hand.
 size_t formatLine(const source_t &source, uint32_t number, char *to)
 {
@@ -243,9 +290,17 @@ size_t formatLine(const source_t &source, uint32_t number, char *to)
     const size_t length = std::min<size_t>(slot->length, source.record_length);
     char time[40];
     formatTime(slot, source.utc, time);
-    const unsigned level = slot->level;
+    char text[RECORD_MAX];
+    const bool packed = source.ahead != 0 && (slot->level & PACKED) != 0;
+    const int unpacked = packed ? unpack(source, line, length, text) : 0;
+    if (unpacked < 0)
+        return 0;
+    const unsigned level = packed ? slot->level & ~unsigned{PACKED} : slot->level;
     size_t used = static_cast<size_t>(snprintf(to, 48, "%s %u ", time, level));
-    used += escape(to + used, line.text, length);
+    if (packed)
+        used += escape(to + used, text, static_cast<size_t>(unpacked));
+    else
+        used += escape(to + used, line.text, length);
     to[used++] = '\n';
     return used;
 }
@@ -253,8 +308,9 @@ size_t formatLine(const source_t &source, uint32_t number, char *to)
 // The slots need not all be there: those of a file that was cut short read as empty.
 bool isRing(const ring_head_t *head)
 {
-    return memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && std::has_single_bit(head->lines) &&
-           head->lines <= LINES_MAX && head->record_length <= RECORD_MAX &&
+    const bool is_old = memcmp(head->magic, OLD_MAGIC, sizeof OLD_MAGIC) == 0 && head->formats == 0;
+    return (is_old || memcmp(head->magic, MAGIC, sizeof MAGIC) == 0) && head->formats <= FORMATS_MOST &&
+           std::has_single_bit(head->lines) && head->lines <= LINES_MAX && head->record_length <= RECORD_MAX &&
            head->slot_size >= sizeof(ring_slot_t) + head->record_length && head->slot_size <= 2 * sizeof(line_t);
 }
 
@@ -282,11 +338,64 @@ size_t readRing(const source_t &source, unsigned lines, char *out, size_t size)
     return used;
 }
 
+unsigned char *formatsOf(const ring_t &ring)
+{
+    return ring.slots - ring.shape.formats;
+}
+
 void putHead(const ring_t &ring, ring_head_t *head)
 {
     const uint32_t next = head->next.load();
     memcpy(static_cast<void *>(head), static_cast<const void *>(&ring.shape), sizeof *head);
     head->next.store(next);
+    if (ring.formats)
+        memcpy(formatsOf(ring), ring.formats->text, FORMATS_ROOM);
+}
+
+format_t *placeOf(formats_t *formats, const char *format)
+{
+    size_t at = reinterpret_cast<uintptr_t>(format) * 0x9e3779b97f4a7c15 >> 40;
+    for (size_t i = 0; i < FORMAT_TRIES; ++i, ++at) {
+        format_t *const place = &formats->places[at % FORMAT_PLACES];
+        const char *const has = place->format.load(std::memory_order_acquire);
+        if (has == format || !has)
+            return place;
+    }
+    return nullptr;
+}
+
+// Notes a format at its first line. Who comes while another thread does that leaves it to a later line.
+void addFormat(ring_t *ring, const char *format)
+{
+    formats_t *const formats = ring->formats;
+    if (formats->adding.test_and_set(std::memory_order_acquire))
+        return;
+    format_t *const place = placeOf(formats, format);
+    if (place && !place->format.load(std::memory_order_relaxed)) {
+        const size_t length = strlen(format) + 1;
+        place->at = NOT_KEPT;
+        if (traceKinds(format, &place->kinds) && length <= FORMATS_ROOM - formats->used) {
+            place->at = formats->used;
+            memcpy(formats->text + formats->used, format, length);
+            memcpy(formatsOf(*ring) + formats->used, format, length);
+            formats->used += static_cast<uint32_t>(length);
+        }
+        place->format.store(format, std::memory_order_release);
+    }
+    formats->adding.clear(std::memory_order_release);
+}
+
+// What is known of a format, or null if its lines are not kept as their arguments.
+const format_t *findFormat(ring_t *ring, const char *format)
+{
+    if (!ring->formats)
+        return nullptr;
+    const format_t *place = placeOf(ring->formats, format);
+    if (place && !place->format.load(std::memory_order_acquire)) {
+        addFormat(ring, format);
+        place = placeOf(ring->formats, format);
+    }
+    return place && place->format.load(std::memory_order_acquire) && place->at != NOT_KEPT ? place : nullptr;
 }
 
 // A new file with what the memory holds takes its place. Lines that other threads store meanwhile may be left out.
@@ -378,6 +487,9 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     ring.record_length = params->record_length;
     ring.slot_size = (static_cast<uint32_t>(sizeof(ring_slot_t)) + params->record_length + 7) & ~7U;
     ring.size = sizeof(ring_head_t) + static_cast<size_t>(lines) * ring.slot_size;
+    ring.formats = new (std::nothrow) formats_t{};
+    ring.shape.formats = ring.formats ? FORMATS_ROOM : 0;
+    ring.size += ring.shape.formats;
     memcpy(ring.shape.magic, MAGIC, sizeof MAGIC);
     ring.shape.lines = lines;
     ring.shape.slot_size = ring.slot_size;
@@ -386,9 +498,12 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     ring.shape.pid = static_cast<uint32_t>(getpid());
     snprintf(ring.shape.name, sizeof ring.shape.name, "%s", name);
     void *map = firstMap(&ring);
-    if (!map)
+    if (!map) {
+        delete ring.formats;
+        ring.formats = nullptr;
         return -errno;
-    ring.slots = static_cast<unsigned char *>(map) + sizeof(ring_head_t);
+    }
+    ring.slots = static_cast<unsigned char *>(map) + sizeof(ring_head_t) + ring.shape.formats;
     mappedGuard(map, ring.size, &ring.lost);
     ring.head = static_cast<ring_head_t *>(map);
     putHead(ring, ring.head);
@@ -398,12 +513,15 @@ int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const cha
     return 0;
 }
 
-void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, const char *text)
+namespace {
+
+ring_t *ringOf(int32_t handle)
 {
-    if (handle < 1 || handle > RINGS_MAX || !rings[handle - 1].head)
-        return;
-    ring_t &ring = rings[handle - 1];
-    const size_t length = strnlen(text, ring.record_length - 1);
+    return handle < 1 || handle > RINGS_MAX || !rings[handle - 1].head ? nullptr : &rings[handle - 1];
+}
+
+void storeLine(ring_t &ring, uint32_t id, unsigned level, const void *bytes, size_t length)
+{
     const uint32_t number = ring.head->next.fetch_add(1, std::memory_order_relaxed);
     ring_slot_t *slot = slotOf(ring.slots, ring.slot_size, number & ring.mask);
     slot->sequence.store(0, std::memory_order_relaxed);
@@ -419,12 +537,40 @@ void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, co
     slot->time_low = static_cast<uint32_t>(now);
     slot->wall_high = static_cast<uint32_t>(wall_ms >> 32);
     slot->wall_low = static_cast<uint32_t>(wall_ms);
-    memcpy(textOf(slot), text, length);
+    memcpy(textOf(slot), bytes, length);
     slot->sequence.store(number + 1, std::memory_order_release);
     if (ring.lost.load(std::memory_order_relaxed)) [[unlikely]]
         remake(&ring, number + 1);
+}
+
+} // namespace
+
+void trace_module_store_lvl(int32_t handle, uint16_t, uint32_t id, int level, const char *text)
+{
+    ring_t *const ring = ringOf(handle);
+    if (!ring)
+        return;
+    const size_t length = strnlen(text, ring->record_length - 1);
+    storeLine(*ring, id, static_cast<unsigned>(level) & ~unsigned{PACKED}, text, length);
     if (copy_fd >= 0)
         copyLine(level, text, length);
+}
+
+bool trace_module_store_args(int32_t handle, uint16_t, uint32_t id, int level, const char *format, va_list args)
+{
+    ring_t *const ring = ringOf(handle);
+    if (!ring || copy_fd >= 0) // the copy's lines are texts
+        return false;
+    const format_t *const known = findFormat(ring, format);
+    unsigned char bytes[RECORD_MAX];
+    if (!known || ring->record_length < sizeof known->at)
+        return false;
+    memcpy(bytes, &known->at, sizeof known->at);
+    const int packed = tracePack(bytes + sizeof known->at, ring->record_length - sizeof known->at, known->kinds, args);
+    if (packed < 0)
+        return false;
+    storeLine(*ring, id, static_cast<unsigned>(level) | PACKED, bytes, sizeof known->at + static_cast<size_t>(packed));
+    return true;
 }
 
 const char *traceFirstFile()
@@ -441,9 +587,25 @@ int traceReadFirst(unsigned lines, bool utc, char *out, size_t size)
                              ring.slot_size,
                              ring.record_length,
                              ring.head->next.load(std::memory_order_acquire),
-                             utc};
+                             utc,
+                             ring.shape.formats,
+                             ring.formats ? ring.formats->text : nullptr,
+                             ring.shape.formats};
     return static_cast<int>(readRing(source, lines, out, size));
 }
+
+namespace {
+
+// After the head, and ahead of the lines: they have no format that is not there yet.
+std::vector<char> readFormats(int fd, const ring_head_t &head)
+{
+    std::vector<char> formats(head.formats);
+    const ssize_t got = formats.empty() ? 0 : pread(fd, formats.data(), formats.size(), sizeof head);
+    formats.resize(got < 0 ? 0 : static_cast<size_t>(got));
+    return formats;
+}
+
+} // namespace
 
 int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size, bool utc)
 {
@@ -454,7 +616,11 @@ int velmar_trace_read(const char *path, unsigned lines, char *out, size_t size, 
     ring_head_t head;
     const bool is_ring = fstat(fd, &found) == 0 && S_ISREG(found.st_mode) &&
                          pread(fd, static_cast<void *>(&head), sizeof head, 0) == sizeof head && isRing(&head);
-    const source_t source = {fd, nullptr, head.lines, head.slot_size, head.record_length, head.next.load(), utc};
+    source_t source = {fd,           nullptr, head.lines, head.slot_size, head.record_length, head.next.load(), utc,
+                       head.formats, nullptr, 0};
+    const std::vector<char> formats = is_ring ? readFormats(fd, head) : std::vector<char>();
+    source.formats = formats.data();
+    source.formats_bytes = formats.size();
     const size_t used = is_ring ? readRing(source, lines, out, size) : 0;
     close(fd);
     if (!is_ring)

@@ -29,9 +29,12 @@ void trackLetEdit(bool on); // off: all is found by faults, so that the twins te
 struct track_edit_t {
     uint32_t offset; // in the arena
     uint32_t size;
-    const unsigned char *before;
+    const unsigned char *before; // null for zeros: its block was taken since the last trackSettle
 };
 std::span<const track_edit_t> trackEdits(); // since the last trackSettle, earlier ones first; they may meet
+
+// A block of the arena is taken: where to zero it. What a dump may still tell is written under protection.
+unsigned char *trackTaken(size_t offset, size_t size);
 
 // What trackWritten and trackEdits gave last has been taken note of. False if pages could not be protected again.
 bool trackSettle();

@@ -23,31 +23,33 @@ qosIoctlFn_t *cosTransport()
 
 void copyPolicers(qosChip_t *chip, const capPolicers_t &policers)
 {
-    chip->min_ingr_policer_id = policers.min_ingr_policer_id;
-    chip->num_ingr_policer_ids = policers.num_ingr_policer_ids;
-    chip->ingr_infin_policer_id = policers.ingr_infin_policer_id;
-    chip->min_egr_policer_id = policers.min_egr_policer_id;
-    chip->num_egr_policer_ids = policers.num_egr_policer_ids;
-    chip->egr_infin_policer_id = policers.egr_infin_policer_id;
-    chip->num_policer_profiles = policers.num_policer_profiles;
+    qosChip_t &stored = qosEdit(*chip);
+    stored.min_ingr_policer_id = policers.min_ingr_policer_id;
+    stored.num_ingr_policer_ids = policers.num_ingr_policer_ids;
+    stored.ingr_infin_policer_id = policers.ingr_infin_policer_id;
+    stored.min_egr_policer_id = policers.min_egr_policer_id;
+    stored.num_egr_policer_ids = policers.num_egr_policer_ids;
+    stored.egr_infin_policer_id = policers.egr_infin_policer_id;
+    stored.num_policer_profiles = policers.num_policer_profiles;
 }
 
 // Fills the chip's port table; its pool and group are the nibbles of one byte here.
 void copyPorts(qosChip_t *chip, const capPort_t *ports)
 {
     const unsigned count = std::min<unsigned>(chip->num_ports, QOS_NUM_CHIP_PORTS);
+    auto &stored = qosEdit(chip->portInfo);
     for (unsigned i = 0; i < count; ++i) {
-        chip->portInfo[i].ifindex = ports[i].ifindex;
-        chip->portInfo[i].num_buffers = ports[i].num_buffers;
-        chip->portInfo[i].bufPoolId = ports[i].pool_and_group >> 4;
-        chip->portInfo[i].polGroupId = ports[i].pool_and_group & 0x0f;
+        stored[i].ifindex = ports[i].ifindex;
+        stored[i].num_buffers = ports[i].num_buffers;
+        stored[i].bufPoolId = ports[i].pool_and_group >> 4;
+        stored[i].polGroupId = ports[i].pool_and_group & 0x0f;
     }
 }
 
 void copyPolicingFlags(qosChip_t *chip, uint32_t flags)
 {
-    chip->pt_based_pol = (flags & CAP_FLAG_PT_BASED_POL) != 0;
-    chip->vlan_based_pol = (flags & CAP_FLAG_VLAN_BASED_POL) != 0;
+    qosEdit(chip->pt_based_pol) = (flags & CAP_FLAG_PT_BASED_POL) != 0;
+    qosEdit(chip->vlan_based_pol) = (flags & CAP_FLAG_VLAN_BASED_POL) != 0;
 }
 
 } // namespace
@@ -74,11 +76,11 @@ qosDriverStatus_t qosGetDceChipCapability(qosChip_t *chip)
         return rc;
     }
     QOS_DBG("ioctl response with length = %d", length);
-    chip->chip_rev = response->chip_rev;
+    qosEdit(chip->chip_rev) = response->chip_rev;
     const uint32_t code = response->chip_code;
     const uint32_t chip_type = qosChipTypeOfCode(code);
     if (qosChipTraits(chip_type).records == qosRecords_t::Dce)
-        chip->chip_type = chip_type;
+        qosEdit(chip->chip_type) = chip_type;
     else
         QOS_ERR("Unsupported chip type %d in chip capability", code);
     qosLogChipCapability(chip);
@@ -103,10 +105,10 @@ qosDriverStatus_t qosGetCoSChipCapability(qosChip_t *chip)
         QOS_ERR("Unsupported chip type %d in chip capability", code);
         return QOS_MSG_REFUSED;
     }
-    chip->chip_type = chip_type;
-    chip->chip_rev = response->chip_rev;
+    qosEdit(chip->chip_type) = chip_type;
+    qosEdit(chip->chip_rev) = response->chip_rev;
     copyPolicers(chip, response->policers);
-    chip->num_ports = response->num_ports;
+    qosEdit(chip->num_ports) = response->num_ports;
     return QOS_MSG_DONE;
 }
 
@@ -135,11 +137,12 @@ qosDriverStatus_t qosGetExtChipCapability(qosChip_t *chip)
 void qosParseExtChipCapability(qosChip_t *chip, const cosExtChipCap_t *response)
 {
     copyPolicingFlags(chip, response->flags);
-    chip->num_policer_groups = static_cast<uint16_t>(response->num_policer_groups);
-    chip->maxRedProfilesPerChip = qosChipTraits(chip->chip_type).max_shared_profiles;
-    chip->numChipBuffPools = response->numChipBuffPools;
-    chip->chipBuffers = response->chipBuffers;
-    chip->num_ports = response->num_ports;
+    qosChip_t &stored = qosEdit(*chip);
+    stored.num_policer_groups = static_cast<uint16_t>(response->num_policer_groups);
+    stored.maxRedProfilesPerChip = qosChipTraits(chip->chip_type).max_shared_profiles;
+    stored.numChipBuffPools = response->numChipBuffPools;
+    stored.chipBuffers = response->chipBuffers;
+    stored.num_ports = response->num_ports;
     copyPorts(chip, response->ports);
 }
 
@@ -152,7 +155,7 @@ void qosCopyCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
         QOS_ERR("Unknown chip id from IFM: %d", code);
         return;
     }
-    chip->chip_type = chip_type;
+    qosEdit(chip->chip_type) = chip_type;
     const qosChipTraits_t &traits = qosChipTraits(chip_type);
     if (traits.policers)
         qosCopyPolicerCapsToChip(record, chip);
@@ -162,7 +165,7 @@ void qosCopyCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
 
 void qosCopyPolicerCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
 {
-    chip->chip_rev = record->chip_rev;
+    qosEdit(chip->chip_rev) = record->chip_rev;
     copyPolicers(chip, record->policers);
 }
 
@@ -170,13 +173,14 @@ void qosCopyExtCapsToChip(const qosChipCap_t *record, qosChip_t *chip)
 {
     QOS_INF("Copying extended caps for chip: %x", chip->chip_ifindex);
     copyPolicingFlags(chip, record->flags);
-    chip->num_policer_groups = record->num_policer_groups;
+    qosChip_t &stored = qosEdit(*chip);
+    stored.num_policer_groups = record->num_policer_groups;
     QOS_INF("Num policer groups: %d", chip->num_policer_groups);
-    chip->maxRedProfilesPerChip = record->maxRedProfilesPerChip;
-    chip->numChipBuffPools = record->numChipBuffPools;
-    chip->chipBuffers = record->chipBuffers;
-    chip->egr_td_red_prof = record->egr_td_red_prof;
-    chip->num_ports = record->num_port_entries;
+    stored.maxRedProfilesPerChip = record->maxRedProfilesPerChip;
+    stored.numChipBuffPools = record->numChipBuffPools;
+    stored.chipBuffers = record->chipBuffers;
+    stored.egr_td_red_prof = record->egr_td_red_prof;
+    stored.num_ports = record->num_port_entries;
     copyPorts(chip, record->ports);
 }
 

@@ -40,13 +40,14 @@ qosChip_t *newChip(const chipPlace_t &place, uint32_t num_ports, qosSlot_t *slot
     auto *chip = qosMallocRecord<qosChip_t>(QOS_MOD_IFM, QOS_MEM_CHIP);
     if (!chip)
         return nullptr;
-    chip->slot_id = place.slot;
-    chip->local_chip_id = place.chip;
-    chip->chip_id = place.flat;
-    chip->chip_ifindex = place.ifindex;
-    chip->chip_state = 0;
-    chip->num_ports = num_ports;
-    chip->slot = slot;
+    qosChip_t &made = qosEdit(*chip);
+    made.slot_id = place.slot;
+    made.local_chip_id = place.chip;
+    made.chip_id = place.flat;
+    made.chip_ifindex = place.ifindex;
+    made.chip_state = 0;
+    made.num_ports = num_ports;
+    made.slot = slot;
     return chip;
 }
 
@@ -109,7 +110,7 @@ void bulkChipSeen(const qosBulkChip_t &entry)
     const int32_t flat = dce_get_flat_chip_id(ifindex);
     if (qosChip_t *known = qosLookupChip(flat)) {
         QOS_INF_AT("qosProcessBulkChipUp", "Chip ifidx %x, is already in db, ignoring", ifindex);
-        known->warm_up = 1;
+        qosEdit(known->warm_up) = 1;
         return;
     }
     QOS_ERR_AT("qosProcessBulkChipUp", "Unable to find chip ifidx: %x, slot/chip: %d/%d, flat_chip: %d in db", ifindex,
@@ -122,7 +123,7 @@ void bulkChipSeen(const qosBulkChip_t &entry)
         return;
     }
     if (qosChip_t *added = qosLookupChip(flat))
-        added->warm_up = 1;
+        qosEdit(added->warm_up) = 1;
 }
 
 // Pass 2 over one chip of the table: it stays if pass 1 has seen it.
@@ -131,7 +132,7 @@ void bulkChipKeep(qosChip_t *chip)
     const uint32_t ifindex = chip->chip_ifindex;
     if (chip->warm_up) {
         QOS_INF_AT("qosProcessBulkChipUp", "chip %x is warm up, keeping..", ifindex);
-        chip->warm_up = 0;
+        qosEdit(chip->warm_up) = 0;
         return;
     }
     QOS_INF_AT("qosProcessBulkChipUp", "chip %x is not warm up, deleting..", ifindex);
@@ -290,7 +291,7 @@ int qosProcessChipReady(const qosChipReady_t *event)
             QOS_DBG("Chip Ready event for unknown chip %d", bit);
             return QOS_FAILED;
         }
-        chip->chip_state = 1;
+        qosEdit(chip->chip_state) = 1;
         QOS_INF("Chip %d/%d (%d) marked as ready", chip->slot_id, chip->local_chip_id, chip->chip_id);
     }
     return QOS_OK;

@@ -28,7 +28,7 @@ void linkInterface(qosIf_t *interface, qosChip_t *chip)
     // Fails for want of a node alone. The record then serves the chip's walks, and a look-up does not find it.
     (void)avl_insert(qosIfTable, interface);
     if (chip) {
-        interface->chip = chip;
+        qosEdit(interface->chip) = chip;
         tailqInsertTail<&qosIf_t::chip_link>(&chip->ifList, interface);
     }
 }
@@ -117,11 +117,11 @@ qosIf_t *qosProcessPortAdd(uint32_t ifindex, const char *name)
         QOS_ERR("Failed to create interface entry");
         return nullptr;
     }
-    interface->ifIndex = ifindex;
-    qosCopyText(interface->ifName, name);
-    interface->ifMode = 0;
+    qosEdit(interface->ifIndex) = ifindex;
+    qosCopyText(qosEdit(interface->ifName), name);
+    qosEdit(interface->ifMode) = 0;
     tailqInit(&interface->memPortList);
-    interface->profileList = list_new_ha_dbg(qos_velmar_state.ha, 0, "profileList");
+    qosEdit(interface->profileList) = list_new_ha_dbg(qos_velmar_state.ha, 0, "profileList");
     linkInterface(interface, chip);
     QOS_INF("Added Interface %s", interface->ifName);
     return interface;

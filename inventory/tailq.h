@@ -9,6 +9,8 @@
 #ifndef INVENTORY_TAILQ_H
 #define INVENTORY_TAILQ_H
 
+#include "core/state.h"
+
 // tqh_last points at the forward link of the last element, in an empty queue at tqh_first of the head itself.
 template <typename T>
 struct tailqHead {
@@ -26,8 +28,7 @@ struct tailqEntry {
 template <typename T>
 inline void tailqInit(tailqHead<T> *head)
 {
-    head->tqh_first = nullptr;
-    head->tqh_last = &head->tqh_first;
+    qosEdit(*head) = {nullptr, &head->tqh_first};
 }
 
 template <typename T>
@@ -53,10 +54,9 @@ template <auto Link, typename T>
 inline void tailqInsertTail(tailqHead<T> *head, T *elem)
 {
     tailqEntry<T> &link = elem->*Link;
-    link.tqe_next = nullptr;
-    link.tqe_prev = head->tqh_last;
-    *head->tqh_last = elem;
-    head->tqh_last = &link.tqe_next;
+    qosEdit(link) = {nullptr, head->tqh_last};
+    qosEdit(*head->tqh_last) = elem;
+    qosEdit(head->tqh_last) = &link.tqe_next; // where it lies, and not where it is written
 }
 
 // `elem` must be in this queue. Its links are null afterwards.
@@ -65,12 +65,11 @@ inline void tailqRemove(tailqHead<T> *head, T *elem)
 {
     tailqEntry<T> &link = elem->*Link;
     if (link.tqe_next != nullptr)
-        (link.tqe_next->*Link).tqe_prev = link.tqe_prev;
+        qosEdit((link.tqe_next->*Link).tqe_prev) = link.tqe_prev;
     else
-        head->tqh_last = link.tqe_prev;
-    *link.tqe_prev = link.tqe_next;
-    link.tqe_next = nullptr;
-    link.tqe_prev = nullptr;
+        qosEdit(head->tqh_last) = link.tqe_prev;
+    qosEdit(*link.tqe_prev) = link.tqe_next;
+    qosEdit(link) = {};
 }
 
 #endif

@@ -23,31 +23,38 @@ constexpr int lean(int side)
     return side == LEFT ? -1 : 1;
 }
 
+template <typename T>
+T &edit(const Tree *tree, T &place)
+{
+    return lib_tha_edit(tree->ha_hndl, place);
+}
+
 void poolPut(Tree *tree, Node *node)
 {
-    *node = {};
-    node->right = tree->free_list;
-    tree->free_list = node;
+    Node &pooled = edit(tree, *node);
+    pooled = {};
+    pooled.right = tree->free_list;
+    edit(tree, tree->free_list) = node;
 }
 
 Node *_avl_node_new(Tree *tree)
 {
     Node *node = tree->free_list;
     if (node) {
-        tree->free_list = node->right;
-        node->right = nullptr;
+        edit(tree, tree->free_list) = node->right;
+        edit(tree, *node).right = nullptr;
     } else if (tree->max_nodes == 0) {
         node = static_cast<Node *>(lib_tha_alloc(tree->ha_hndl, sizeof(Node), NODE_TYPE, tree->ha_obj_grp,
                                                  LIB_THA_TAG_NODE, tree->avl_tree_name));
     }
     if (node)
-        ++tree->count;
+        ++edit(tree, tree->count);
     return node;
 }
 
 void _avl_node_free(Tree *tree, Node *node)
 {
-    --tree->count;
+    --edit(tree, tree->count);
     if (tree->max_nodes != 0)
         poolPut(tree, node);
     else
@@ -55,12 +62,13 @@ void _avl_node_free(Tree *tree, Node *node)
 }
 
 // Hangs `node`, which may be null, on one side of its new parent.
-void hang(Node *parent, int side, Node *node)
+void hang(const Tree *tree, Node *parent, int side, Node *node)
 {
-    child(parent, side) = node;
+    child(&edit(tree, *parent), side) = node;
     if (node) {
-        node->parent = parent;
-        node->flag = side;
+        Node &hung = edit(tree, *node);
+        hung.parent = parent;
+        hung.flag = side;
     }
 }
 
@@ -68,13 +76,14 @@ void hang(Node *parent, int side, Node *node)
 void replace(Tree *tree, const Node *old, Node *node)
 {
     if (old->parent) {
-        hang(old->parent, old->flag, node);
+        hang(tree, old->parent, old->flag, node);
         return;
     }
-    tree->root = node;
+    edit(tree, tree->root) = node;
     if (node) {
-        node->parent = nullptr;
-        node->flag = LEFT;
+        Node &top = edit(tree, *node);
+        top.parent = nullptr;
+        top.flag = LEFT;
     }
 }
 
@@ -83,12 +92,12 @@ Node *rotate(Tree *tree, Node *node, int side)
 {
     Node *top = child(node, side);
     if (side == LEFT)
-        node->rank -= top->rank;
+        edit(tree, *node).rank -= top->rank;
     else
-        top->rank += node->rank;
+        edit(tree, *top).rank += node->rank;
     replace(tree, node, top);
-    hang(node, side, child(top, !side));
-    hang(top, !side, node);
+    hang(tree, node, side, child(top, !side));
+    hang(tree, top, !side, node);
     return top;
 }
 
@@ -102,15 +111,15 @@ std::pair<Node *, bool> rebalance(Tree *tree, Node *node, int side)
         Node *low = top;
         top = rotate(tree, low, !side);
         rotate(tree, node, side);
-        node->balance = top->balance == heavy ? -heavy : 0;
-        low->balance = top->balance == -heavy ? heavy : 0;
-        top->balance = 0;
+        edit(tree, *node).balance = top->balance == heavy ? -heavy : 0;
+        edit(tree, *low).balance = top->balance == -heavy ? heavy : 0;
+        edit(tree, *top).balance = 0;
         return {top, true};
     }
     rotate(tree, node, side);
     const bool lower = top->balance == heavy;
-    node->balance = lower ? 0 : heavy;
-    top->balance = lower ? 0 : -heavy;
+    edit(tree, *node).balance = lower ? 0 : heavy;
+    edit(tree, *top).balance = lower ? 0 : -heavy;
     return {top, lower};
 }
 
@@ -119,14 +128,14 @@ void retraceInsert(Tree *tree, Node *node)
     int side = node->flag;
     for (Node *parent = node->parent; parent; parent = parent->parent) {
         if (parent->balance == -lean(side)) {
-            parent->balance = 0;
+            edit(tree, *parent).balance = 0;
             return;
         }
         if (parent->balance == lean(side)) {
             rebalance(tree, parent, side);
             return;
         }
-        parent->balance = lean(side);
+        edit(tree, *parent).balance = lean(side);
         side = parent->flag;
     }
 }
@@ -138,11 +147,11 @@ void retraceDelete(Tree *tree, Node *node, int side)
         Node *parent = node->parent;
         const int parentSide = node->flag;
         if (node->balance == 0) {
-            node->balance = -lean(side);
+            edit(tree, *node).balance = -lean(side);
             return;
         }
         if (node->balance == lean(side))
-            node->balance = 0;
+            edit(tree, *node).balance = 0;
         else if (!rebalance(tree, node, !side).second)
             return;
         node = parent;
@@ -156,18 +165,18 @@ void swapWithNext(Tree *tree, Node *node)
     Node *next = extreme(node->right, LEFT);
     Node *nextParent = next->parent;
     Node *nextRight = next->right;
-    std::swap(node->balance, next->balance);
-    std::swap(node->rank, next->rank);
+    std::swap(edit(tree, *node).balance, edit(tree, *next).balance);
+    std::swap(edit(tree, *node).rank, edit(tree, *next).rank);
     replace(tree, node, next);
-    hang(next, LEFT, node->left);
+    hang(tree, next, LEFT, node->left);
     if (nextParent == node) {
-        hang(next, RIGHT, node);
+        hang(tree, next, RIGHT, node);
     } else {
-        hang(next, RIGHT, node->right);
-        hang(nextParent, LEFT, node);
+        hang(tree, next, RIGHT, node->right);
+        hang(tree, nextParent, LEFT, node);
     }
-    hang(node, LEFT, nullptr);
-    hang(node, RIGHT, nextRight);
+    hang(tree, node, LEFT, nullptr);
+    hang(tree, node, RIGHT, nextRight);
 }
 
 Node *insert(Tree *tree, void *info, bool dup, Node **equal)
@@ -187,15 +196,16 @@ Node *insert(Tree *tree, void *info, bool dup, Node **equal)
         parent = at;
         side = order <= 0 ? LEFT : RIGHT;
         if (side == LEFT)
-            ++at->rank;
+            ++edit(tree, *at).rank;
     }
-    *node = {};
-    node->rank = 1;
-    node->info = info;
+    Node &made = edit(tree, *node);
+    made = {};
+    made.rank = 1;
+    made.info = info;
     if (parent)
-        hang(parent, side, node);
+        hang(tree, parent, side, node);
     else
-        tree->root = node;
+        edit(tree, tree->root) = node;
     retraceInsert(tree, node);
     return node;
 }
@@ -206,7 +216,7 @@ bool makePool(Tree *tree)
                                                    NODE_TYPE, tree->ha_obj_grp, LIB_THA_TAG_NODE, tree->avl_tree_name));
     if (!pool)
         return false;
-    tree->data = pool;
+    edit(tree, tree->data) = pool;
     for (int i = tree->max_nodes; i-- > 0;)
         poolPut(tree, pool + i);
     return true;
@@ -229,11 +239,12 @@ lib_result_t avl_create_ha_dbg(ha_hndl_t ha, int group, tnx_avl_tree_t **tree, i
     Tree *made = static_cast<Tree *>(lib_tha_alloc(ha, sizeof(Tree), TREE_TYPE, group, LIB_THA_TAG_HEAD, kept));
     if (!made)
         return LIB_FAILED;
-    made->max_nodes = max_nodes;
-    made->compare_function = compare;
-    made->ha_hndl = ha;
-    made->ha_obj_grp = group;
-    lib_tha_name(made->avl_tree_name, sizeof made->avl_tree_name, name);
+    Tree &filled = lib_tha_edit(ha, *made);
+    filled.max_nodes = max_nodes;
+    filled.compare_function = compare;
+    filled.ha_hndl = ha;
+    filled.ha_obj_grp = group;
+    lib_tha_name(filled.avl_tree_name, sizeof filled.avl_tree_name, name);
     if (max_nodes > 0 && !makePool(made)) {
         lib_tha_free(ha, made);
         return LIB_FAILED;
@@ -294,7 +305,7 @@ lib_result_t avl_delete_node(tnx_avl_tree_t *tree, tnx_avl_node_t *node)
         swapWithNext(tree, node);
     for (const Node *at = node; at->parent; at = at->parent)
         if (at->flag == LEFT)
-            --at->parent->rank;
+            --edit(tree, *at->parent).rank;
     Node *parent = node->parent;
     const int side = node->flag;
     replace(tree, node, node->left ? node->left : node->right);

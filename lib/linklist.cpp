@@ -13,21 +13,28 @@ using List = tnx_list_t;
 constexpr const char *NODE_TYPE = qosMembersOf<tnx_listnode_t>::name;
 constexpr const char *LIST_TYPE = qosMembersOf<tnx_list_t>::name;
 
+template <typename T>
+T &edit(const List *list, T &place)
+{
+    return lib_tha_edit(list->ha_hndl, place);
+}
+
 // Links `node` between two neighbours, null standing for an end of the list.
 void link(List *list, Node *prev, Node *next, Node *node)
 {
-    node->prev = prev;
-    node->next = next;
-    (prev ? prev->next : list->head) = node;
-    (next ? next->prev : list->tail) = node;
-    ++list->count;
+    Node &linked = edit(list, *node);
+    linked.prev = prev;
+    linked.next = next;
+    edit(list, prev ? prev->next : list->head) = node;
+    edit(list, next ? next->prev : list->tail) = node;
+    ++edit(list, list->count);
 }
 
 void unlink(List *list, const Node *node)
 {
-    (node->prev ? node->prev->next : list->head) = node->next;
-    (node->next ? node->next->prev : list->tail) = node->prev;
-    --list->count;
+    edit(list, node->prev ? node->prev->next : list->head) = node->next;
+    edit(list, node->next ? node->next->prev : list->tail) = node->prev;
+    --edit(list, list->count);
 }
 
 Node *add(List *list, Node *prev, Node *next, void *data)
@@ -36,7 +43,7 @@ Node *add(List *list, Node *prev, Node *next, void *data)
         lib_tha_alloc(list->ha_hndl, sizeof(Node), NODE_TYPE, list->ha_obj_grp, LIB_THA_TAG_NODE, list->list_name));
     if (!node)
         return nullptr;
-    node->data = data;
+    edit(list, *node).data = data;
     link(list, prev, next, node);
     return node;
 }
@@ -80,11 +87,12 @@ tnx_list_t *list_create_ha_dbg(ha_hndl_t ha, int group, list_cmp_t cmp, list_del
     List *list = static_cast<List *>(lib_tha_alloc(ha, sizeof(List), LIST_TYPE, group, LIB_THA_TAG_HEAD, kept));
     if (!list)
         return nullptr;
-    list->ha_hndl = ha;
-    list->ha_obj_grp = group;
-    lib_tha_name(list->list_name, sizeof list->list_name, name);
-    list->cmp = cmp;
-    list->del = del;
+    List &made = lib_tha_edit(ha, *list);
+    made.ha_hndl = ha;
+    made.ha_obj_grp = group;
+    lib_tha_name(made.list_name, sizeof made.list_name, name);
+    made.cmp = cmp;
+    made.del = del;
     return list;
 }
 

@@ -2,6 +2,7 @@
 // Memory of the containers. Main thread only.
 #include "lib/tha_mem.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -84,5 +85,7 @@ void lib_tha_name(char *out, size_t size, const char *name)
     if (!name)
         name = "unkown";
     const size_t length = strlen(name);
-    snprintf(out, size, "%s", length > KEPT ? name + (length - KEPT) : name);
+    const size_t kept = std::min({length, KEPT, size - 1});
+    memcpy(out, length > KEPT ? name + (length - KEPT) : name, kept);
+    out[kept] = '\0';
 }

@@ -37,6 +37,13 @@ void *lib_tha_alloc(ha_hndl_t ha, size_t size, const char *type, int group, int 
 // Gives back what lib_tha_alloc gave for the same `ha`; nothing for null.
 void lib_tha_free(ha_hndl_t ha, void *block, lib_tha_at_t at = lib_tha_at_t::here());
 
+// A container's memory, to be written at once: what is in the store is told ahead that it changes.
+template <typename T>
+T &lib_tha_edit(ha_hndl_t ha, T &place)
+{
+    return ha < 1 ? place : *static_cast<T *>(ha_edit(ha, &place, sizeof place));
+}
+
 // A container's name as its record keeps it: all of it, of 31 characters or more the last 30, "unkown" for null.
 void lib_tha_name(char *out, size_t size, const char *name);
 

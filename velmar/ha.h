@@ -100,7 +100,7 @@ void *ha_xcalloc(ha_hndl_t ha, size_t size, const char *type, int group, int tag
 int ha_free(ha_hndl_t ha, void *address);
 int ha_free_all(ha_hndl_t ha);
 // Where to write [address, size), a part of a record, so that the store knows of it ahead: the bytes are the same, the
-// address may be another. To be used at once, for plain values: a pointer to there means nothing in the store.
+// address may be another. To be used at once, and not to be pointed to: a pointer to there means nothing in the store.
 void *ha_edit(ha_hndl_t ha, void *address, size_t size);
 void *ha_convert_address(ha_hndl_t ha, void *address); // a replicated address as it is valid here, or null
 

@@ -3,6 +3,7 @@
 #ifndef VELMAR_TRACE_H
 #define VELMAR_TRACE_H
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 
@@ -16,6 +17,11 @@ struct trace_params_t {
 int trace_module_init(int32_t *handle, uint16_t module, uint32_t size, const char *name, const trace_params_t *params);
 // Stores one line. Never fails towards its caller and never waits for a reader.
 void trace_module_store_lvl(int32_t handle, uint16_t module, uint32_t id, int level, const char *text);
+
+// The same for a line whose format lasts as long as the process: its arguments are stored, texts with all they say, and
+// the line is put together when it is read. False if it cannot be kept that way and was not stored.
+bool trace_module_store_args(int32_t handle, uint16_t module, uint32_t id, int level, const char *format, va_list args)
+    __attribute__((format(printf, 5, 0)));
 
 // For other programs, also after the process died: the newest `lines` lines of a ring file as "SECONDS.mmm LEVEL
 // TEXT\n", with `utc` as "2026-11-23T14:05:09.123Z LEVEL TEXT\n", oldest first, as many of them as fit `size` bytes.

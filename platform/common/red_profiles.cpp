@@ -2,6 +2,7 @@
 // The allocator of RED profile registers.
 #include "platform/common/red_profiles.h"
 
+#include "core/state.h"
 #include "core/trace.h"
 
 namespace {
@@ -18,9 +19,10 @@ qosChipRedCfg_t *findEntry(qosChip_t *chip, unsigned count, uint16_t profile)
 
 void redProfilesInit(qosChip_t *chip, unsigned count, int32_t first)
 {
+    auto &stored = qosEdit(chip->chipRedCfg);
     for (unsigned i = 0; i < count; ++i) {
-        chip->chipRedCfg[i].globalProfile = RED_PROFILE_FREE;
-        chip->chipRedCfg[i].mappedProfile = first + static_cast<int32_t>(i);
+        stored[i].globalProfile = RED_PROFILE_FREE;
+        stored[i].mappedProfile = first + static_cast<int32_t>(i);
     }
 }
 
@@ -31,7 +33,7 @@ uint16_t redProfileGet(qosWhere_t where, qosWhere_t allocator, qosChip_t *chip, 
         QOS_INF_AT(where, "chip %x, profile %d, mapped profile not present", chip->chip_ifindex, profile);
         return redProfileAlloc(allocator, chip, count, profile);
     }
-    ++entry->activeRedCount;
+    ++qosEdit(entry->activeRedCount);
     QOS_INF_AT(where, "chip %x, profile %d, mapped Profile present: %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
     return static_cast<uint16_t>(entry->mappedProfile);
@@ -44,8 +46,8 @@ uint16_t redProfileAlloc(qosWhere_t where, qosChip_t *chip, unsigned count, uint
         QOS_ERR_AT(where, "chip %x, profile %d cannot be mapped, no free profiles", chip->chip_ifindex, profile);
         return RED_PROFILE_FREE;
     }
-    entry->globalProfile = profile;
-    entry->activeRedCount = 1;
+    qosEdit(entry->globalProfile) = profile;
+    qosEdit(entry->activeRedCount) = 1;
     QOS_INF_AT(where, "chip %x, profile %d, allocated mapped profile %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
     return static_cast<uint16_t>(entry->mappedProfile);
@@ -58,9 +60,9 @@ void redProfilePut(qosWhere_t where, qosChip_t *chip, unsigned count, uint16_t p
         QOS_ERR_AT(where, "Red profile %d not allocated for chip %x", profile, chip->chip_ifindex);
         return;
     }
-    if (--entry->activeRedCount != 0)
+    if (--qosEdit(entry->activeRedCount) != 0)
         return;
     QOS_INF_AT(where, "chip %x, profile %d, freeing mapped profile %d", chip->chip_ifindex, profile,
                entry->mappedProfile);
-    entry->globalProfile = RED_PROFILE_FREE;
+    qosEdit(entry->globalProfile) = RED_PROFILE_FREE;
 }

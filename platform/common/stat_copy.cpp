@@ -7,11 +7,18 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "velmar/wire.h"
+
 namespace {
 
 // The value of `width` bytes, of which those from `length` on are 0.
 uint64_t readNumber(const unsigned char *response, size_t length, size_t at, unsigned width)
 {
+    if (width == sizeof(be64) && at + width <= length) {
+        be64 whole;
+        memcpy(&whole, response + at, sizeof whole);
+        return whole;
+    }
     uint64_t value = 0;
     for (size_t end = at + width; at < end; ++at)
         value = value << 8 | (at < length ? response[at] : 0);
@@ -20,6 +27,12 @@ uint64_t readNumber(const unsigned char *response, size_t length, size_t at, uns
 
 void writeNumber(unsigned char *to, unsigned width, uint64_t value)
 {
+    if (width == sizeof(be64)) {
+        be64 whole;
+        whole = value;
+        memcpy(to, &whole, sizeof whole);
+        return;
+    }
     for (unsigned i = width; i-- > 0; value >>= 8)
         to[i] = static_cast<unsigned char>(value);
 }

@@ -33,13 +33,13 @@ uint32_t switchRed(qosIf_t *interface, const qosCcbMsg_t *body)
 {
     qosIfRedCfg_t &config = interface->ccb.redConfig[static_cast<uint32_t>(body->cos) % QOS_NUM_COS];
     if (body->set == 0) {
-        config.redProfileEnabled = 0;
+        qosEdit(config.redProfileEnabled) = 0;
         return LARK_RED_PROFILE;
     }
     if (config.redProfileEnabled != 0)
         return 0;
-    config.redProfileEnabled = 1;
-    config.globalProfile = body->profileId;
+    qosEdit(config.redProfileEnabled) = 1;
+    qosEdit(config.globalProfile) = body->profileId;
     return LARK_RED_PROFILE;
 }
 
@@ -224,8 +224,8 @@ qosDriverStatus_t larkGetSbpSize(qosChip_t *chip)
         QOS_ERR("SBP ioctl for chip %x failed, rc: %d", chip->chip_ifindex, rc);
         return rc;
     }
-    chip->chipBuffers = response->chipBuffers;
-    chip->portBuffers = response->portBuffers;
+    qosEdit(chip->chipBuffers) = response->chipBuffers;
+    qosEdit(chip->portBuffers) = response->portBuffers;
     return rc;
 }
 
@@ -239,7 +239,7 @@ qosDriverStatus_t larkSetDefTailDrop(qosCcbMsg_t *body)
     qosIf_t *interface = portFind<portMiss_t::ConfigStored>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
-    interface->ccb.tailDropThreshold = larkGetTailDropThreshold(interface);
+    qosEdit(interface->ccb.tailDropThreshold) = larkGetTailDropThreshold(interface);
     return qosAnswer(body, QOS_MSG_DONE);
 }
 

@@ -62,7 +62,7 @@ constexpr uint16_t REGION = 1;
 
 qosDriverStatus_t createRegion(const selection_t &selection, const qosChip_t *chip, qosTcamRegion_t *region)
 {
-    *region = {REGION, 0, 0, selection.entries, 256, selection.entries, 12};
+    qosEdit(*region) = {REGION, 0, 0, selection.entries, 256, selection.entries, 12};
     auto *record = qosDceRequest<larkTcamRegion_t>(DCE_TCAM_CREATE_REGION, 0, 0, qosRequestBuffer_t::AsIs);
     record->word_12 = 0;
     record->table = selection.table;
@@ -125,7 +125,7 @@ qosDriverStatus_t addEntry(const selection_t &selection, const qosIf_t *interfac
     if (rc != QOS_MSG_DONE)
         qosTrace(selection.add, selection.add_failed);
     else
-        readHandle(response->handle, handle);
+        readHandle(response->handle, &qosEdit(*handle));
     return rc;
 }
 
@@ -205,14 +205,14 @@ qosDriverStatus_t setL3Entry(qosIf_t *interface, unsigned dscp, const qosL3PriMs
 qosDriverStatus_t larkInitL2PSelTcam(qosChip_t *chip)
 {
     const qosDriverStatus_t rc = createRegion(L2, chip, &chip->l2psel_tcam);
-    chip->l2psel_tcam_status = rc;
+    qosEdit(chip->l2psel_tcam_status) = rc;
     return rc;
 }
 
 qosDriverStatus_t larkInitL3PSelTcam(qosChip_t *chip)
 {
     const qosDriverStatus_t rc = createRegion(L3, chip, &chip->l3psel_tcam);
-    chip->l3psel_tcam_status = rc;
+    qosEdit(chip->l3psel_tcam_status) = rc;
     return rc;
 }
 
@@ -239,7 +239,7 @@ qosDriverStatus_t larkAddL2PselTcamEntry(qosIf_t *interface, unsigned cos, uint3
     const qosDriverStatus_t rc = addEntry(L2, interface, cos, result, &handle);
     if (rc != QOS_MSG_DONE)
         return rc;
-    pri.tcam_handle_valid = static_cast<uint8_t>(pri.tcam_handle_valid | 1U << cos);
+    qosEdit(pri.tcam_handle_valid) = static_cast<uint8_t>(pri.tcam_handle_valid | 1U << cos);
     QOS_DBG("Added L2PSel Tcam entry with handle = %016llx:%016llx:%04x:%x",
             static_cast<unsigned long long>(handle.input_key), static_cast<unsigned long long>(handle.input_mask_key),
             handle.result_key, handle.application_handle);
@@ -253,7 +253,7 @@ qosDriverStatus_t larkAddL3PselTcamEntry(qosIf_t *interface, unsigned dscp, uint
     const qosDriverStatus_t rc = addEntry(L3, interface, dscp, result, &handle);
     if (rc != QOS_MSG_DONE)
         return rc;
-    pri.tcam_handle_valid |= bitOf(dscp);
+    qosEdit(pri.tcam_handle_valid) |= bitOf(dscp);
     QOS_DBG("Added L3PSel Tcam entry with handle = %016llx:%016llx:%04x:%x",
             static_cast<unsigned long long>(handle.input_key), static_cast<unsigned long long>(handle.input_mask_key),
             handle.result_key, handle.application_handle);
@@ -284,7 +284,7 @@ qosDriverStatus_t larkDelL3PSelTcamEntry(qosIf_t *interface, unsigned dscp)
     if (rc != QOS_MSG_DONE)
         QOS_ERR("IOCTL failed for L3Psel TCAM Delete");
     else
-        interface->l3_pri.tcam_handle_valid &= ~bitOf(dscp);
+        qosEdit(interface->l3_pri.tcam_handle_valid) &= ~bitOf(dscp);
     return rc;
 }
 

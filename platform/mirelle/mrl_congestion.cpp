@@ -34,7 +34,7 @@ qosDriverStatus_t mrlSetDefTailDrop(qosCcbMsg_t *body)
     if (!interface)
         return QOS_MSG_NOT_FOUND;
     const qosChipPortInfo_t *port = portInfoOf(interface);
-    interface->ccb.tailDropThreshold = port ? uint32_t{port->num_buffers} : 0;
+    qosEdit(interface->ccb.tailDropThreshold) = port ? uint32_t{port->num_buffers} : 0;
     if (port)
         return QOS_MSG_DONE;
     QOS_ERR("Failed to find portinfo for if:%s", interface->ifName);

@@ -25,15 +25,15 @@ uint16_t applyProfile(qosChip_t *chip, qosIfRedCfg_t &config, uint16_t profile)
 {
     if (config.redProfileEnabled)
         return 0;
-    config.redProfileEnabled = 1;
-    config.globalProfile = profile;
-    config.mappedProfile = mrlGetRedMappedProfile(chip, profile);
+    qosEdit(config.redProfileEnabled) = 1;
+    qosEdit(config.globalProfile) = profile;
+    qosEdit(config.mappedProfile) = mrlGetRedMappedProfile(chip, profile);
     return config.mappedProfile;
 }
 
 uint16_t removeProfile(qosChip_t *chip, qosIfRedCfg_t &config, uint16_t profile)
 {
-    config.redProfileEnabled = 0;
+    qosEdit(config.redProfileEnabled) = 0;
     mrlPutRedMappedProfile(chip, profile);
     return config.mappedProfile;
 }

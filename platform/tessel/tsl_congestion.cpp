@@ -151,7 +151,7 @@ qosDriverStatus_t tslGetSbpSize(qosChip_t *chip)
         QOS_ERR("Failed to get SBP size for chip: %x, rc: %d", chip->chip_ifindex, rc);
         return rc;
     }
-    chip->chipBuffers = response->size;
+    qosEdit(chip->chipBuffers) = response->size;
     QOS_INF("Shared buffer size for chip %x is %u", chip->chip_ifindex, chip->chipBuffers);
     return rc;
 }
@@ -167,6 +167,6 @@ qosDriverStatus_t tslSetDefTailDrop(qosCcbMsg_t *body)
     qosIf_t *interface = portFind<portMiss_t::Config>(__func__, body);
     if (!interface)
         return QOS_MSG_NOT_FOUND;
-    interface->ccb.tailDropThreshold = tslGetTailDropThreshold(interface);
+    qosEdit(interface->ccb.tailDropThreshold) = tslGetTailDropThreshold(interface);
     return QOS_MSG_DONE;
 }

@@ -8,6 +8,7 @@
 #include "core/format.h"
 #include "core/state.h"
 #include "core/text.h"
+#include "host/trace_text.h"
 #include "tests/support/peer.h"
 #include "velmar/trace.h"
 
@@ -27,7 +28,19 @@ size_t format(char *out, size_t size, const char *text, ...)
     return length;
 }
 
-// The same text, length and terminator as snprintf's in a buffer of every size, and no byte beyond it.
+int pack(unsigned char *to, size_t room, const trace_kinds_t *kinds, ...)
+{
+    va_list args;
+    va_start(args, kinds);
+    const int length = tracePack(to, room, *kinds, args);
+    va_end(args);
+    return length;
+}
+
+bool keeps = true; // whether lines of the formats are kept as their arguments
+
+// The same text, length and terminator as snprintf's in a buffer of every size, and no byte beyond it; also of what was
+// packed in exactly its room, and nothing beyond that is read.
 template <typename... Args>
 void agree(const std::string &text, Args... args)
 {
@@ -44,6 +57,22 @@ void agree(const std::string &text, Args... args)
         ASSERT_TRUE(size == 0 || out[length] == '\0') << text;
         for (size_t i = size; i < sizeof out; ++i)
             ASSERT_EQ(out[i], '~') << text << " wrote beyond " << size;
+    }
+    trace_kinds_t kinds;
+    unsigned char packed[200];
+    ASSERT_EQ(traceKinds(text.c_str(), &kinds), keeps) << text;
+    const int used = keeps ? pack(packed, sizeof packed, &kinds, args...) : 0;
+    const std::vector<unsigned char> exact(packed, packed + used);
+    for (size_t size = keeps ? 1 : most + 1; size <= most; ++size) {
+        char out[160];
+        ASSERT_EQ(traceUnpack(out, size, text.c_str(), exact.data(), exact.size()),
+                  std::min<size_t>(size - 1, static_cast<size_t>(whole)));
+        ASSERT_EQ(std::string(out), std::string(expected).substr(0, size - 1)) << text;
+    }
+    for (size_t room = 0; room < exact.size(); ++room) {
+        ASSERT_EQ(pack(packed, room, &kinds, args...), -1);
+        traceUnpack(expected, sizeof expected, text.c_str(),
+                    std::vector(exact.begin(), exact.begin() + static_cast<ptrdiff_t>(room)).data(), room);
     }
 }
 
@@ -101,12 +130,14 @@ TEST(Format, TextsBetweenTextOfAnyLength)
             agree(plain(before) + "%d" + plain(between) + "%s%%" + plain(dice.below(20)), static_cast<int>(dice.roll()),
                   "name");
     // What it does not know goes to the library, whole.
+    keeps = false;
     agree("%5.2f", 3.14159);
     agree("%.3s of %d", "abcdef", 5);
     agree("%d, %s and %+d", 7, "text", 8);
     agree("%s %#x %u", "text", 255U, 9U);
     agree("%*d|%d", 6, 42, 43);
     agree("%d %p", 1, static_cast<void *>(&dice));
+    keeps = true;
 }
 
 class Trace : public testing::Test {

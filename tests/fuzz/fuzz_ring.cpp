@@ -21,14 +21,20 @@ std::string word(uint32_t value)
     return {reinterpret_cast<const char *>(&value), sizeof value};
 }
 
-std::string ring(uint32_t lines, uint32_t slot_size, uint32_t record, uint32_t next)
+// With formats every line is kept as arguments of the first.
+std::string ring(uint32_t lines, uint32_t slot_size, uint32_t record, uint32_t next, const std::string &formats = "")
 {
-    std::string text = "trcring2" + word(lines) + word(slot_size) + word(record) + word(284) + word(7) + word(next);
-    text.resize(HEAD);
+    std::string text = formats.empty() ? "trcring2" : "trcring3";
+    text += word(lines) + word(slot_size) + word(record) + word(284) + word(7) + word(next);
+    text.resize(HEAD - 16);
+    text += word(static_cast<uint32_t>(formats.size())) + std::string(12, '\0') + formats;
     for (uint32_t n = 0; n < std::min(lines, 8U); n++) {
         const size_t begin = text.size();
-        text +=
-            word(n + 1 + (next > 8 ? next - 8 : 0)) + word(n << 16 | 4) + std::string(20, '\1') + "line\n" + word(n);
+        text += word(n + 1 + (next > 8 ? next - 8 : 0));
+        if (formats.empty())
+            text += word(n << 16 | 4) + std::string(20, '\1') + "line\n" + word(n);
+        else
+            text += word((4 * n) << 16 | 0x8004) + std::string(20, '\1') + word(0) + "te1/3" + word(n) + word(n);
         text.resize(begin + std::min(slot_size, 512U), 'x');
     }
     return text;
@@ -61,5 +67,6 @@ void fuzzSeeds(const fuzzAdd_t &add)
                 add(fuzzHalf(5) + fuzzHalf(room) + ring(lines, 152, 128, next));
                 add(fuzzHalf(65535) + fuzzHalf(room) + ring(lines, 24, 4, next));
                 add(fuzzHalf(9) + fuzzHalf(room) + ring(lines, 8232, 4096, next));
+                add(fuzzHalf(9) + fuzzHalf(room) + ring(lines, 152, 128, next, std::string("%s %lld\n\0%5d", 12)));
             }
 }

@@ -656,6 +656,16 @@ TEST_F(Host, TraceRingHoldsTheNewestLines)
     EXPECT_NE(string::npos, copy.find("\n4\tline 299\\nx"));
 }
 
+__attribute__((format(printf, 2, 3))) bool storeArgs(int32_t handle, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    const bool kept = trace_module_store_args(handle, 1, 0, 4, format, args);
+    va_end(args);
+    return kept;
+}
+
+// Lines that are kept as texts, and as arguments of two formats; a text too long for that is refused.
 TEST_F(Host, TraceReaderMeetsNoHalfLine)
 {
     int32_t handle = 0;
@@ -663,8 +673,15 @@ TEST_F(Host, TraceReaderMeetsNoHalfLine)
     ASSERT_EQ(0, trace_module_init(&handle, 1, 16, "PRESS", &parameters));
     std::atomic<bool> stop = false;
     std::thread writer([&] {
-        for (unsigned i = 0; !stop; ++i)
-            trace_module_store_lvl(handle, 1, 0, 4, string(40, static_cast<char>('a' + i % 26)).c_str());
+        for (unsigned i = 0; !stop; ++i) {
+            const string text(40, static_cast<char>('a' + i % 26));
+            if (i % 3 == 0)
+                trace_module_store_lvl(handle, 1, 0, 4, text.c_str());
+            else if (i % 3 == 1)
+                EXPECT_TRUE(storeArgs(handle, "%s", text.c_str()));
+            else
+                EXPECT_TRUE(storeArgs(handle, "%c%s", text[0], text.c_str() + 1));
+        }
     });
     const string ring = run / "trace" / ("PRESS." + std::to_string(getpid()));
     char out[2000];
@@ -676,6 +693,7 @@ TEST_F(Host, TraceReaderMeetsNoHalfLine)
     }
     stop = true;
     writer.join();
+    EXPECT_FALSE(storeArgs(handle, "%s", string(60, 'x').c_str()));
 }
 
 TEST_F(Host, Store)
