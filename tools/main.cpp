@@ -24,6 +24,7 @@
 #include "tools/stats.h"
 #include "tools/text.h"
 #include "tools/top.h"
+#include "tools/web.h"
 #include "velmar/version.h"
 
 namespace {
@@ -42,6 +43,7 @@ struct arguments {
     ctlHistory_t history;
     ctlLog_t log;
     ctlExporter_t exporter;
+    ctlWeb_t web;
     std::string ring;
 };
 
@@ -376,7 +378,7 @@ void addHistoryCommands(CLI::App &app, arguments &args)
     addOptions(trace);
 }
 
-void addExporterCommand(CLI::App &app, arguments &args)
+void addServerCommands(CLI::App &app, arguments &args)
 {
     CLI::App *exporter =
         app.add_subcommand("exporter", "serve the node's figures to a monitoring system, as OpenMetrics");
@@ -386,6 +388,19 @@ void addExporterCommand(CLI::App &app, arguments &args)
         ->check(secondsFrom(0.01))
         ->capture_default_str();
     exporter->add_option("--slot", args.exporter.slot, "the agent's slot, 1 to 16")
+        ->transform(wholeNumber(1, 16))
+        ->capture_default_str();
+
+    CLI::App *web = app.add_subcommand("web", "the node as a page in a browser, live, to look at");
+    web->add_option("--listen", args.web.listen, "HOST:PORT; port 0 for any that is free")->capture_default_str();
+    web->add_option("--name", args.web.names, "a further name that browsers may call this machine by");
+    web->add_option("--interval", args.web.interval, "seconds between two collections while somebody looks")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
+    web->add_option("--timeout", args.web.timeout, "seconds for one collection")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
+    web->add_option("--slot", args.web.slot, "the agent's slot, 1 to 16")
         ->transform(wholeNumber(1, 16))
         ->capture_default_str();
 }
@@ -419,6 +434,8 @@ int run(CLI::App &app, arguments &args)
         return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
     if (name == "exporter")
         return ctlExport(args.exporter, std::cout);
+    if (name == "web")
+        return ctlServeWeb(args.web, std::cout);
     args.history.json = args.log.json = args.options.json;
     if (name == "log")
         return ctlShowLog(args.log, std::cout);
@@ -491,7 +508,7 @@ int program(int argc, char **argv)
     addStatsCommands(app, args);
     addNodeCommands(app, args);
     addHistoryCommands(app, args);
-    addExporterCommand(app, args);
+    addServerCommands(app, args);
     app.footer(EXAMPLES);
     int result = CTL_DONE;
     try {
