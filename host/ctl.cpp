@@ -54,6 +54,7 @@ constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
 constexpr double STEP_MAX = 1e6;    // seconds
 constexpr size_t WAITING_MOST = 64; // commands for the main thread
+constexpr ptrdiff_t READERS_MOST = 8;
 constexpr unsigned POSTED_MOST = 4; // of them in its queue, so that a pass of its loop has messages to see to as well
 
 struct waiting_t {
@@ -352,14 +353,15 @@ struct command_t {
     const char *words;
     std::string (*run)(const char *arg);
     bool main_thread;
+    bool reads = false; // changes nothing: for those who may only read too
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false},       {"trace show", traceShow, false},
-    {"log", batches, false},     {"reopen", reopen, false},
-    {"clock step", step, false}, {"fault", faultCommand, false},
-    {"stage", stage, true},      {"trace level", traceLevel, true},
-    {"tp", testPoint, true},     {"msgq", post, true},
-    {"cli", cli, true},
+    {"stat", stat, false, true},   {"trace show", traceShow, false, true},
+    {"log", batches, false, true}, {"reopen", reopen, false},
+    {"clock step", step, false},   {"fault", faultCommand, false},
+    {"stage", stage, true},        {"trace level", traceLevel, true},
+    {"tp", testPoint, true},       {"msgq", post, true},
+    {"cli", cli, true, true},
 };
 
 const command_t *findCommand(const char *text, const char **arg)
@@ -415,14 +417,26 @@ void handOver(const velmar_sender_t &client, const char *text)
         answer(client, "error: too many commands are waiting");
 }
 
+// Those who may only read do not fill the table.
+bool tooManyReaders()
+{
+    const std::lock_guard<std::mutex> lock(waiting_lock);
+    return std::count_if(waiting.begin(), waiting.end(), [](const auto &each) { return each.second.client.reader; }) >=
+           READERS_MOST;
+}
+
 void serveOne(const velmar_sender_t &client, const char *text)
 {
+    const char *arg;
+    const command_t *command = findCommand(text, &arg);
+    if (client.reader && (!command || !command->reads))
+        return answer(client, "error: you may only read here: stat, trace show, log, cli");
+    if (client.reader && command->main_thread && tooManyReaders())
+        return answer(client, "error: too many commands are waiting");
     if (strcmp(text, "quit") == 0) {
         answer(client, "ok");
         processEnd(0, "as quit asked");
     }
-    const char *arg;
-    const command_t *command = findCommand(text, &arg);
     if (!command)
         answer(client, formatted("error: unknown command '%s'", text));
     else if (command->main_thread)
@@ -477,7 +491,7 @@ void ctlServe()
     for (;;) {
         char text[COMMAND_MAX + 1];
         velmar_sender_t client;
-        const ssize_t got = velmar_run_receive(ctl_fd, text, COMMAND_MAX, &client, nullptr);
+        const ssize_t got = velmar_run_serve(ctl_fd, text, COMMAND_MAX, &client);
         if (got < 0)
             return;
         if (got > static_cast<ssize_t>(COMMAND_MAX)) {

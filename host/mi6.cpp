@@ -62,6 +62,12 @@ struct receiver_t {
     int patience_ms;
 };
 
+// Who may only read and has no name in the folder: the next echo goes to him too.
+struct reader_t {
+    sockaddr_un address;
+    socklen_t length; // 0: nobody
+};
+
 struct notice_datagram_t {
     mi6_addr_t head;
     mi6_notice_t notice;
@@ -75,6 +81,8 @@ enum class sent_t { TAKEN, ABSENT, FAILED };
 struct mi6_sock_t {
     mi6_addr_t self;  // what stands in front of every datagram
     sockaddr_un path; // where notices go
+    socklen_t path_length;
+    reader_t reader;
     int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
     int spare;        // a descriptor that is given up where there is no other left to read the folder with
     bool scan_failed; // the table is as it was, and the folder has to be read again
@@ -233,7 +241,7 @@ void notify(const mi6_sock_t *sock, int fd, uint32_t code, const mi6_addr_t &des
     datagram.notice.code = code;
     datagram.notice.destination = destination;
     (void)sendto(fd, &datagram, sizeof datagram, MSG_DONTWAIT | MSG_NOSIGNAL,
-                 reinterpret_cast<const sockaddr *>(&sock->path), sizeof sock->path);
+                 reinterpret_cast<const sockaddr *>(&sock->path), sock->path_length);
 }
 
 bool isGone(int error)
@@ -272,7 +280,8 @@ bool put(const receiver_t *receiver, const msghdr *message)
     return faultSend(FAULT_MANAGER_SEND, receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
-// From the bound socket: where there is no descriptor for a socket of the receiver's own.
+// From the bound socket: where there is no descriptor for a socket of the receiver's own, and by a reader, who is to be
+// answered there.
 bool putFrom(int fd, const receiver_t *receiver, const msghdr *message)
 {
     char path[sizeof(sockaddr_un::sun_path)];
@@ -289,8 +298,8 @@ bool putFrom(int fd, const receiver_t *receiver, const msghdr *message)
 sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const mi6_addr_t &address, const msghdr *message)
 {
     receiver->full = false;
-    bool sent = receiver->fd >= 0 && put(receiver, message);
-    if (!sent && (receiver->fd < 0 || isGone(errno))) {
+    bool sent = runIsReader() ? putFrom(fd, receiver, message) : receiver->fd >= 0 && put(receiver, message);
+    if (!sent && !runIsReader() && (receiver->fd < 0 || isGone(errno))) {
         if (connectTo(receiver))
             sent = put(receiver, message);
         else if (errno == EMFILE || errno == ENFILE)
@@ -356,6 +365,35 @@ unsigned sendToFull(mi6_sock_t *sock, const msghdr *message, int *failure)
         }
     }
     return taken;
+}
+
+// Whether a datagram of one who may only read is to be let in: requests for figures alone, from a socket that can be
+// answered. He is remembered for the answer.
+bool letReaderIn(mi6_sock_t *sock, const msghdr &in, size_t got)
+{
+    const iovec &payload = in.msg_iov[1];
+    const auto &from = *static_cast<const sockaddr_un *>(in.msg_name);
+    if (in.msg_iovlen < 2 || got < sizeof(mi6_addr_t) || got - sizeof(mi6_addr_t) > payload.iov_len ||
+        static_cast<const mi6_addr_t *>(in.msg_iov[0].iov_base)->family == FAMILY_NOTICE ||
+        in.msg_namelen <= sizeof from.sun_family || from.sun_path[0] != '\0' ||
+        !batchesOnlyRead(payload.iov_base, got - sizeof(mi6_addr_t)))
+        return false;
+    sock->reader = {from, in.msg_namelen};
+    return true;
+}
+
+// From a socket of its own, which what he does not read is charged to.
+bool answerReader(mi6_sock_t *sock, const msghdr *message)
+{
+    msghdr out = *message;
+    out.msg_name = &sock->reader.address;
+    out.msg_namelen = sock->reader.length;
+    sock->reader.length = 0;
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool sent = fd >= 0 && sendmsg(fd, &out, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    if (fd >= 0)
+        close(fd);
+    return sent;
 }
 
 bool isMeant(int slot, const mi6_addr_t &to)
@@ -436,7 +474,11 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
             return -1;
         }
         peer_room_t room;
+        sockaddr_un from;
+        bool reader = false;
         msghdr in = {};
+        in.msg_name = &from;
+        in.msg_namelen = sizeof from;
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
         in.msg_control = room.bytes;
@@ -449,8 +491,13 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
         }
         ++sock->drained;
         sock->drained_bytes += static_cast<size_t>(got);
-        if (!peerMaySend(fd, &in) || got < static_cast<ssize_t>(sizeof head))
+        if (!peerMaySend(fd, &in, sock->self.slot_mask != 0 ? &reader : nullptr) ||
+            got < static_cast<ssize_t>(sizeof head))
             continue;
+        if (reader && !letReaderIn(sock, in, static_cast<size_t>(got))) {
+            peerRefuse(fd, &in);
+            continue;
+        }
         if (head.family == FAMILY_NOTICE) {
             if (got < static_cast<ssize_t>(sizeof(notice_datagram_t)))
                 continue;
@@ -522,7 +569,11 @@ int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
     memcpy(sock->self.service, service, sizeof sock->self.service);
     sock->self.slot_mask = mask;
     sock->self.flags = mask == 0 ? MI6_MANAGER : MI6_LINE_CARD;
-    runAddress(&sock->path, path);
+    sock->path_length = sizeof sock->path;
+    if (runIsReader())
+        getsockname(fd, reinterpret_cast<sockaddr *>(&sock->path), &sock->path_length);
+    else
+        runAddress(&sock->path, path);
     socket_slots[fd] = {sock, nullptr};
     return fd;
 }
@@ -573,6 +624,8 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
             failure = EAGAIN;
         }
     }
+    if (sock->reader.length > 0 && (to->flags & MI6_MANAGER) != 0)
+        taken += answerReader(sock, &message);
     hostPoint();
     if (taken > 0)
         return static_cast<int>(length);

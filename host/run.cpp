@@ -7,10 +7,12 @@
 //
 // Only this user reaches what lies here: the directory is his, others may not write to it, and socket files are 0600,
 // which the kernel checks in every connect and every send by path. Who comes through all the same is told by his
-// credentials.
+// credentials. A group that the node file names gets as far as reading takes: into the folders of SHARED, to the
+// control sockets and the agents' ends of MI6, and to the trace.
 #include "host/run.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -29,6 +31,7 @@
 #include <vector>
 
 #include "host/fault.h"
+#include "host/node.h"
 #include "host/peer.h"
 #include "host/raslog.h"
 #include "velmar/run.h"
@@ -36,6 +39,8 @@
 namespace {
 
 constexpr const char *FOLDERS[] = {"mi6", "qos", "ctl", "ha", "trace"};
+constexpr const char *SHARED[] = {"", "/mi6", "/ctl", "/trace"};
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
 constexpr size_t PID_END = sizeof ".4194304.255" - 1;
 // The longest name below the run directory. A service of MI6 has 13 characters; service, instance and atom of a
 // registration have 16; a trace ring's name has 15.
@@ -65,6 +70,9 @@ char run_dir[PATH_MAX];
 std::mutex bound_lock; // what follows
 std::vector<bound_t> bound;
 bool closed; // the files were removed, the process ends
+
+std::atomic<gid_t> readers{NO_GROUP}; // who may read what is this user's
+std::atomic<bool> is_reader;          // of what is another user's
 
 void chooseDir(char *dir, size_t size)
 {
@@ -117,6 +125,45 @@ bool makeDir(const char *path, char *error, size_t size)
     return false;
 }
 
+// Gives the group of the node file its way into the folders. A directory that stays as it is is not touched.
+bool shareTree(const char *dir, char *error, size_t size)
+{
+    const gid_t group = nodeReaders(dir);
+    for (const char *folder : SHARED) {
+        char path[PATH_ROOM + 8];
+        struct stat found;
+        snprintf(path, sizeof path, "%.*s%s", static_cast<int>(PATH_ROOM), dir, folder);
+        if (group == NO_GROUP || (stat(path, &found) == 0 && found.st_gid == group && (found.st_mode & 0050) == 0050))
+            continue;
+        if (chown(path, static_cast<uid_t>(-1), group) != 0 || chmod(path, 0750) != 0) {
+            snprintf(error, size, "cannot let the group of %s/node into %s: %s (its owner must be of that group)", dir,
+                     path, strerror(errno));
+            return false;
+        }
+    }
+    readers = group;
+    peerSetReaders(group);
+    return true;
+}
+
+// A socket that those who may read are to reach: any control socket, and of MI6 the agents' ends.
+void shareSocket(const char *path)
+{
+    const char *const name = strrchr(path, '/');
+    const bool control = name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
+    const bool agent = name && name - path >= 4 && strncmp(name - 4, "/mi6", 4) == 0 && strstr(name, ".lc");
+    // In this order: until the group is the right one it has no right.
+    if (readers != NO_GROUP && (control || agent) && lchown(path, static_cast<uid_t>(-1), readers) == 0)
+        (void)chmod(path, 0660);
+}
+
+bool isMember(gid_t group)
+{
+    gid_t groups[1024];
+    const int count = getgroups(sizeof groups / sizeof *groups, groups);
+    return group == getegid() || std::find(groups, groups + std::max(count, 0), group) != groups + std::max(count, 0);
+}
+
 bool makeTree(const char *dir, char *error, size_t size)
 {
     if (strlen(dir) + LONGEST_NAME >= PATH_ROOM) {
@@ -136,7 +183,7 @@ bool makeTree(const char *dir, char *error, size_t size)
         if (!makeDir(path, error, size))
             return false;
     }
-    return true;
+    return shareTree(dir, error, size);
 }
 
 // Locks the folder of `path`: a descriptor to close, or -1, with EWOULDBLOCK if somebody else holds it.
@@ -225,6 +272,8 @@ int bindLocked(int fd, const char *path, bool pid)
             errno = EADDRINUSE;
     }
     const int error = errno;
+    if (rc == 0)
+        shareSocket(path);
     if (lock >= 0)
         close(lock);
     errno = error;
@@ -293,6 +342,15 @@ bool replaceSocket(bound_t *entry)
     return done;
 }
 
+// At a name of the kernel's choice, which is no file.
+int bindNameless(int fd, char *path, size_t size)
+{
+    const sockaddr_un any = {AF_UNIX, {}};
+    if (size > 0)
+        *path = '\0';
+    return bind(fd, reinterpret_cast<const sockaddr *>(&any), sizeof any.sun_family);
+}
+
 // Binds and remembers in one, so that the end of the process meets either a file that it knows or none.
 int bindAndRemember(int fd, const char *path, bool pid)
 {
@@ -341,6 +399,17 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
             return -1;
     }
     return -1;
+}
+
+void runShare(int fd)
+{
+    if (readers != NO_GROUP && fchown(fd, static_cast<uid_t>(-1), readers) == 0)
+        (void)fchmod(fd, 0640);
+}
+
+bool runIsReader()
+{
+    return is_reader;
 }
 
 int runOpen(const char *path, int flags, const char **why)
@@ -470,6 +539,21 @@ const char *velmar_run_dir(char *error, size_t size)
     return run_dir;
 }
 
+bool velmar_run_as_reader()
+{
+    const std::lock_guard<std::mutex> lock(run_lock);
+    const char *const given = getenv("VELMAR_RUN");
+    struct stat found;
+    if (!given || !*given || geteuid() == 0 || strlen(given) + LONGEST_NAME >= PATH_ROOM || lstat(given, &found) != 0 ||
+        !S_ISDIR(found.st_mode) || found.st_uid == geteuid() || (found.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
+        (found.st_mode & 0050) != 0050 || !isMember(found.st_gid))
+        return false;
+    snprintf(run_dir, sizeof run_dir, "%s", given);
+    peerSetOwner(found.st_uid);
+    is_reader = true;
+    return true;
+}
+
 int velmar_run_path(char *path, size_t size, const char *folder, const char *name)
 {
     char error[PATH_MAX];
@@ -490,7 +574,7 @@ int velmar_run_bind(const char *folder, const char *name, bool pid, char *path, 
     if (fd < 0)
         return -1;
     peerAsk(fd);
-    if (runBind(fd, folder, name, pid, path, size) != 0) {
+    if ((is_reader ? bindNameless(fd, path, size) : runBind(fd, folder, name, pid, path, size)) != 0) {
         const int error = errno;
         close(fd);
         errno = error;
@@ -505,7 +589,7 @@ void velmar_run_close(int fd)
     close(fd);
 }
 
-ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
+static ssize_t receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file, bool readers_too)
 {
     for (;;) {
         peer_room_t room;
@@ -523,7 +607,7 @@ ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *f
             return -1;
         from->length = message.msg_namelen;
         const int came = peerFile(&message);
-        const bool may = peerMaySend(fd, &message);
+        const bool may = peerMaySend(fd, &message, readers_too ? &from->reader : nullptr);
         if (came >= 0 && (!may || !file))
             close(came);
         if (file)
@@ -531,6 +615,16 @@ ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *f
         if (may)
             return got;
     }
+}
+
+ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
+{
+    return receive(fd, buffer, size, from, file, false);
+}
+
+ssize_t velmar_run_serve(int fd, void *buffer, size_t size, velmar_sender_t *from)
+{
+    return receive(fd, buffer, size, from, nullptr, true);
 }
 
 unsigned velmar_run_refused()

@@ -17,6 +17,12 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
 // in `why` what a person should read.
 int runOpen(const char *path, int flags, const char **why);
 
+// Lets the group that may read read the file, if there is such a group.
+void runShare(int fd);
+
+// Whether this process is of that group, and no more.
+bool runIsReader();
+
 // Removes the file that `fd` was bound at. The descriptor stays open.
 void runForget(int fd);
 

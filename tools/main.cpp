@@ -25,6 +25,7 @@
 #include "tools/text.h"
 #include "tools/top.h"
 #include "tools/web.h"
+#include "velmar/run.h"
 #include "velmar/version.h"
 
 namespace {
@@ -405,10 +406,20 @@ void addServerCommands(CLI::App &app, arguments &args)
         ->capture_default_str();
 }
 
-int run(CLI::App &app, arguments &args)
+// What changes a node is its owner's.
+void checkReader(const std::string &name)
+{
+    for (const char *changes : {"send", "apply", "watch", "clear", "ctl"})
+        if (name == changes)
+            ctlRefuse("you may only read this node, which is another user's: '" + name + "' is for him and root");
+}
+
+int run(CLI::App &app, arguments &args, bool reader)
 {
     const CLI::App &command = *app.get_subcommands().at(0);
     const std::string name = command.get_name();
+    if (reader && !args.options.dry_run)
+        checkReader(name);
     if (name == "send")
         return runSend(args, command);
     if (name == "apply")
@@ -510,6 +521,7 @@ int program(int argc, char **argv)
     addHistoryCommands(app, args);
     addServerCommands(app, args);
     app.footer(EXAMPLES);
+    const bool reader = velmar_run_as_reader();
     int result = CTL_DONE;
     try {
         if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
@@ -520,7 +532,7 @@ int program(int argc, char **argv)
             checkCommand(app, words);
             std::reverse(words.begin(), words.end()); // as the parser takes them
             app.parse(words);
-            result = run(app, args);
+            result = run(app, args, reader);
         }
     } catch (const CLI::Success &help) {
         result = app.exit(help);
