@@ -73,36 +73,42 @@ private:
     ctlJson &list_;
 };
 
-void lookAtAgent(const ctlJson &row, trouble_t &trouble)
+void lookAtProcess(const ctlProcess_t &process, const ctlJson &row, trouble_t &trouble)
 {
-    const std::string name = "Agent " + (row["pid"].is_string() ? row["pid"].get<std::string>() : row["pid"].dump());
+    const std::string name = (process.name == "dorvald" ? "Agent" : process.name) + " " + process.pid;
     const std::string driver = textIn(row, "driver"), error = textIn(row, "driver_error");
     if (row.contains("error"))
-        trouble.add(name + " does not answer: " + row["error"].get<std::string>());
-    if (numberIn(row, "driver_pending") > 0)
-        trouble.add(name + " has waited for the driver's answer for " +
-                    std::to_string(row["driver_pending"].get<unsigned>()) + " s, and does nothing else");
+        trouble.add(name + " does not answer: " + textIn(row, "error"));
+    if (const uint32_t pending = numberIn(row, "driver_pending"); pending > 0)
+        trouble.add(name + " has waited for the driver's answer for " + std::to_string(pending) +
+                    " s, and does nothing else");
     if (driver == "lost")
         trouble.add(name + " has lost its driver" + (error.empty() ? "" : ": " + error));
     if (!textIn(row, "mirror_trouble").empty())
         trouble.add(name + ", mirroring: " + textIn(row, "mirror_trouble"));
 }
 
+struct agent_t {
+    ctlProcess_t process;
+    bool stuck, alone; // waits for its driver; has lost it
+};
+
 // The processes, and the agent that the figures come from: the only one, or the only active one.
-std::optional<ctlProcess_t> lookAtNode(const ctlLive_t &live, ctlJson &frame, trouble_t &trouble)
+std::optional<agent_t> lookAtNode(const ctlLive_t &live, ctlJson &frame, trouble_t &trouble)
 {
     const std::vector<ctlProcess_t> processes = ctlProcesses("");
     const std::vector<ctlJson> rows = ctlStatRows(processes, live.timeout * STAT_SHARE);
-    std::vector<const ctlProcess_t *> active;
+    std::vector<agent_t> active;
     size_t agents = 0;
     for (size_t i = 0; i < rows.size(); i++) {
         frame["node"].push_back(shown(rows[i]));
+        lookAtProcess(processes[i], rows[i], trouble);
         if (processes[i].name != "dorvald")
             continue;
         agents++;
-        lookAtAgent(rows[i], trouble);
         if (!rows[i].contains("error") && (textIn(rows[i], "role") != "standby"))
-            active.push_back(&processes[i]);
+            active.push_back(
+                {processes[i], numberIn(rows[i], "driver_pending") > 0, textIn(rows[i], "driver") == "lost"});
     }
     if (agents == 0)
         trouble.add("No agent runs on this node, in " + ctlRunDir());
@@ -110,7 +116,7 @@ std::optional<ctlProcess_t> lookAtNode(const ctlLive_t &live, ctlJson &frame, tr
         trouble.add("Of " + ctlCounted(agents, "agent") + " " +
                     (active.empty() ? "none" : std::to_string(active.size())) +
                     (active.size() < 2 ? " is active" : " are active: the figures would be of both"));
-    return active.size() == 1 ? std::optional(*active[0]) : std::nullopt;
+    return active.size() == 1 ? std::optional(active[0]) : std::nullopt;
 }
 
 void lookAtLog(ctlLive_t &live, const ctlProcess_t &agent, double seconds, ctlJson &frame)
@@ -231,6 +237,16 @@ void remember(ctlLive_t &live, ctlStatsReading_t reading)
     live.settled = std::move(reading);
 }
 
+// Without a driver one request in each step finds out whether it is back; as many as ever would only fill the agent's
+// log with their failures.
+void lookForDriver(ctlLive_t &live, const ctlProcess_t &agent, ctlClock::time_point deadline)
+{
+    const auto planned = live.planned;
+    plan(live, agent, deadline);
+    if (live.planned != planned && !live.queries.empty())
+        (void)ctlReadDrops(live.slot, {live.queries[0]}, ctlLeft(deadline));
+}
+
 void lookAtStatistics(ctlLive_t &live, const ctlProcess_t &agent, ctlClock::time_point deadline, ctlJson &frame,
                       trouble_t &trouble)
 {
@@ -286,18 +302,20 @@ ctlJson ctlLiveFrame(ctlLive_t &live)
                      {"log", none}},
             troubles = none;
     trouble_t trouble(troubles);
-    std::optional<ctlProcess_t> agent;
+    std::optional<agent_t> agent;
     trouble.attempt("The node", [&] { agent = lookAtNode(live, frame, trouble); });
     trouble.attempt("The event log", [&] {
         for (ctlJson &row : ctlEventRows(EVENTS))
             frame["events"].insert(frame["events"].begin(), shown(row));
     });
-    const bool stuck = agent && std::any_of(frame["node"].begin(), frame["node"].end(),
-                                            [&](const ctlJson &row) { return numberIn(row, "driver_pending") > 0; });
     if (agent) {
-        trouble.attempt("The log of batches", [&] { lookAtLog(live, *agent, ctlLeft(deadline), frame); });
-        if (!stuck) // else nothing would come until it is done
-            trouble.attempt("Statistics", [&] { lookAtStatistics(live, *agent, deadline, frame, trouble); });
+        trouble.attempt("The log of batches", [&] { lookAtLog(live, agent->process, ctlLeft(deadline), frame); });
+        trouble.attempt("Statistics", [&] {
+            if (agent->alone)
+                lookForDriver(live, agent->process, deadline);
+            else if (!agent->stuck) // else nothing would come until it is done
+                lookAtStatistics(live, agent->process, deadline, frame, trouble);
+        });
     }
     frame["trouble"] = troubles;
     frame["step"] = live.step;
