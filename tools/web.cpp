@@ -79,7 +79,7 @@ private:
     std::condition_variable news_;
     bool ended_ = false, asked_ = false; // asked_: a port that was not told yet
     unsigned viewers_ = 0;
-    uint64_t number_ = 0, step_ = 0;
+    uint64_t number_ = 0;
     std::string frame_;
     std::map<uint32_t, port_t> ports_;
     std::thread thread_; // begins when all of that is there

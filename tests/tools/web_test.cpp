@@ -76,7 +76,7 @@ protected:
             return it.contains("ports") && it["ports"].is_array() && it["ports"][2]["rates"][3][5] > 0;
         });
     }
-    const RunDirectory run;
+    RunDirectory run;
     int hsld = 0, agent = 0, web = 0;
     std::string address;
 };

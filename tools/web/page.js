@@ -169,9 +169,13 @@ $("map").addEventListener("keydown", event => {
     const next = all[at + steps[event.key]];
     if (!next) return;
     event.preventDefault();
-    all[at].tabIndex = -1;
-    next.tabIndex = 0;
     next.focus();
+});
+
+// The tab key comes to one of them, the last that had the focus.
+$("map").addEventListener("focusin", event => {
+    for (const tile of $("map").querySelectorAll(".tile[tabindex='0']")) tile.tabIndex = -1;
+    event.target.tabIndex = 0;
 });
 
 // ---- One port
@@ -323,6 +327,7 @@ function draw() {
 
 function state(name, text) {
     document.body.className = name;
+    $("live").setAttribute("aria-live", name === "lost" ? "assertive" : "off"); // else it would tell each second
     set($("live"), "textContent", text);
 }
 
