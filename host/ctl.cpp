@@ -90,9 +90,13 @@ bool sendFrom(int fd, const velmar_sender_t &client, const std::string &text, in
 {
     iovec data = {const_cast<char *>(text.data()), text.size()};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+    sockaddr_un to;
+    int held;
+    if (!runAnswerTo(client, &to, &held))
+        return false;
     msghdr message = {};
-    message.msg_name = const_cast<sockaddr_un *>(&client.address);
-    message.msg_namelen = client.length;
+    message.msg_name = &to;
+    message.msg_namelen = held >= 0 ? static_cast<socklen_t>(sizeof to) : client.length;
     message.msg_iov = &data;
     message.msg_iovlen = 1;
     if (file >= 0) {
@@ -104,7 +108,12 @@ bool sendFrom(int fd, const velmar_sender_t &client, const std::string &text, in
         rights->cmsg_len = CMSG_LEN(sizeof file);
         memcpy(CMSG_DATA(rights), &file, sizeof file);
     }
-    return sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const bool sent = sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const int error = errno;
+    if (held >= 0)
+        close(held);
+    errno = error;
+    return sent;
 }
 
 // Answers that a client does not read are charged to the socket that they came from. When those fill the control

@@ -62,12 +62,6 @@ struct receiver_t {
     int patience_ms;
 };
 
-// Who may only read and has no name in the folder: the next echo goes to him too.
-struct reader_t {
-    sockaddr_un address;
-    socklen_t length; // 0: nobody
-};
-
 struct notice_datagram_t {
     mi6_addr_t head;
     mi6_notice_t notice;
@@ -79,14 +73,13 @@ enum class sent_t { TAKEN, ABSENT, FAILED };
 } // namespace
 
 struct mi6_sock_t {
-    mi6_addr_t self;  // what stands in front of every datagram
-    sockaddr_un path; // where notices go
-    socklen_t path_length;
-    reader_t reader;
-    int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
-    int spare;        // a descriptor that is given up where there is no other left to read the folder with
-    bool scan_failed; // the table is as it was, and the folder has to be read again
-    unsigned drained; // datagrams and bytes since the last "would block"
+    mi6_addr_t self;        // what stands in front of every datagram
+    sockaddr_un path;       // where notices go
+    velmar_sender_t reader; // who asked last, may only read and is not in this folder: the next echo goes to him too
+    int watch;              // inotify on the folder, -1 before the first send or if there is none to be had
+    int spare;              // a descriptor that is given up where there is no other left to read the folder with
+    bool scan_failed;       // the table is as it was, and the folder has to be read again
+    unsigned drained;       // datagrams and bytes since the last "would block"
     size_t drained_bytes;
     bool pending; // a notice met by a receive, not yet read from the error queue
     mi6_notice_t notice;
@@ -241,7 +234,7 @@ void notify(const mi6_sock_t *sock, int fd, uint32_t code, const mi6_addr_t &des
     datagram.notice.code = code;
     datagram.notice.destination = destination;
     (void)sendto(fd, &datagram, sizeof datagram, MSG_DONTWAIT | MSG_NOSIGNAL,
-                 reinterpret_cast<const sockaddr *>(&sock->path), sock->path_length);
+                 reinterpret_cast<const sockaddr *>(&sock->path), sizeof sock->path);
 }
 
 bool isGone(int error)
@@ -375,24 +368,29 @@ bool letReaderIn(mi6_sock_t *sock, const msghdr &in, size_t got)
     const auto &from = *static_cast<const sockaddr_un *>(in.msg_name);
     if (in.msg_iovlen < 2 || got < sizeof(mi6_addr_t) || got - sizeof(mi6_addr_t) > payload.iov_len ||
         static_cast<const mi6_addr_t *>(in.msg_iov[0].iov_base)->family == FAMILY_NOTICE ||
-        in.msg_namelen <= sizeof from.sun_family || from.sun_path[0] != '\0' ||
-        !batchesOnlyRead(payload.iov_base, got - sizeof(mi6_addr_t)))
+        in.msg_namelen <= sizeof from.sun_family || !batchesOnlyRead(payload.iov_base, got - sizeof(mi6_addr_t)))
         return false;
-    sock->reader = {from, in.msg_namelen};
+    sock->reader = {from, in.msg_namelen, true};
     return true;
 }
 
 // From a socket of its own, which what he does not read is charged to.
 bool answerReader(mi6_sock_t *sock, const msghdr *message)
 {
+    sockaddr_un to;
+    int held;
+    const bool known = runAnswerTo(sock->reader, &to, &held);
+    sock->reader.reader = false;
+    if (!known)
+        return false;
     msghdr out = *message;
-    out.msg_name = &sock->reader.address;
-    out.msg_namelen = sock->reader.length;
-    sock->reader.length = 0;
+    out.msg_name = &to;
+    out.msg_namelen = sizeof to;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const bool sent = fd >= 0 && sendmsg(fd, &out, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
-    if (fd >= 0)
-        close(fd);
+    for (const int each : {fd, held})
+        if (each >= 0)
+            close(each);
     return sent;
 }
 
@@ -474,11 +472,11 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
             return -1;
         }
         peer_room_t room;
-        sockaddr_un from;
+        sockaddr_un from = {};
         bool reader = false;
         msghdr in = {};
         in.msg_name = &from;
-        in.msg_namelen = sizeof from;
+        in.msg_namelen = sizeof from - 1; // what it leaves ends the path
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
         in.msg_control = room.bytes;
@@ -569,11 +567,7 @@ int mi6_open(const mi6_addr_t *local, const mi6_addr_t *)
     memcpy(sock->self.service, service, sizeof sock->self.service);
     sock->self.slot_mask = mask;
     sock->self.flags = mask == 0 ? MI6_MANAGER : MI6_LINE_CARD;
-    sock->path_length = sizeof sock->path;
-    if (runIsReader())
-        getsockname(fd, reinterpret_cast<sockaddr *>(&sock->path), &sock->path_length);
-    else
-        runAddress(&sock->path, path);
+    runAddress(&sock->path, path);
     socket_slots[fd] = {sock, nullptr};
     return fd;
 }
@@ -624,7 +618,7 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
             failure = EAGAIN;
         }
     }
-    if (sock->reader.length > 0 && (to->flags & MI6_MANAGER) != 0)
+    if (sock->reader.reader && (to->flags & MI6_MANAGER) != 0)
         taken += answerReader(sock, &message);
     hostPoint();
     if (taken > 0)

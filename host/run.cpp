@@ -8,7 +8,8 @@
 // Only this user reaches what lies here: the directory is his, others may not write to it, and socket files are 0600,
 // which the kernel checks in every connect and every send by path. Who comes through all the same is told by his
 // credentials. A group that the node file names gets as far as reading takes: into the folders of SHARED, to the
-// control sockets and the agents' ends of MI6, and to the trace.
+// control sockets and the agents' ends of MI6, and to the trace. In one folder its members may make something: the
+// sockets where they are answered. (Sockets without a file would be out of reach of an agent that has no network.)
 #include "host/run.h"
 
 #include <algorithm>
@@ -39,7 +40,10 @@
 namespace {
 
 constexpr const char *FOLDERS[] = {"mi6", "qos", "ctl", "ha", "trace"};
-constexpr const char *SHARED[] = {"", "/mi6", "/ctl", "/trace"};
+constexpr const char *SHARED[] = {"", "/mi6", "/ctl", "/trace", "/readers"};
+constexpr const char *READERS = "readers";
+constexpr mode_t OPEN_MODE = 0750, READERS_MODE = 01730; // to make something there, and remove nothing of others'
+
 constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
 constexpr size_t PID_END = sizeof ".4194304.255" - 1;
 // The longest name below the run directory. A service of MI6 has 13 characters; service, instance and atom of a
@@ -125,67 +129,6 @@ bool makeDir(const char *path, char *error, size_t size)
     return false;
 }
 
-// Gives the group of the node file its way into the folders. A directory that stays as it is is not touched.
-bool shareTree(const char *dir, char *error, size_t size)
-{
-    const gid_t group = nodeReaders(dir);
-    for (const char *folder : SHARED) {
-        char path[PATH_ROOM + 8];
-        struct stat found;
-        snprintf(path, sizeof path, "%.*s%s", static_cast<int>(PATH_ROOM), dir, folder);
-        if (group == NO_GROUP || (stat(path, &found) == 0 && found.st_gid == group && (found.st_mode & 0050) == 0050))
-            continue;
-        if (chown(path, static_cast<uid_t>(-1), group) != 0 || chmod(path, 0750) != 0) {
-            snprintf(error, size, "cannot let the group of %s/node into %s: %s (its owner must be of that group)", dir,
-                     path, strerror(errno));
-            return false;
-        }
-    }
-    readers = group;
-    peerSetReaders(group);
-    return true;
-}
-
-// A socket that those who may read are to reach: any control socket, and of MI6 the agents' ends.
-void shareSocket(const char *path)
-{
-    const char *const name = strrchr(path, '/');
-    const bool control = name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
-    const bool agent = name && name - path >= 4 && strncmp(name - 4, "/mi6", 4) == 0 && strstr(name, ".lc");
-    // In this order: until the group is the right one it has no right.
-    if (readers != NO_GROUP && (control || agent) && lchown(path, static_cast<uid_t>(-1), readers) == 0)
-        (void)chmod(path, 0660);
-}
-
-bool isMember(gid_t group)
-{
-    gid_t groups[1024];
-    const int count = getgroups(sizeof groups / sizeof *groups, groups);
-    return group == getegid() || std::find(groups, groups + std::max(count, 0), group) != groups + std::max(count, 0);
-}
-
-bool makeTree(const char *dir, char *error, size_t size)
-{
-    if (strlen(dir) + LONGEST_NAME >= PATH_ROOM) {
-        errno = ENAMETOOLONG;
-        snprintf(error, size, "run directory %s is too long for socket addresses: at most %zu characters", dir,
-                 PATH_ROOM - LONGEST_NAME - 1);
-        return false;
-    }
-    struct stat found;
-    if (stat(dir, &found) != 0 && errno == ENOENT)
-        makeParents(dir);
-    if (!makeDir(dir, error, size))
-        return false;
-    for (const char *folder : FOLDERS) {
-        char path[PATH_ROOM + 8];
-        snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(PATH_ROOM), dir, folder);
-        if (!makeDir(path, error, size))
-            return false;
-    }
-    return shareTree(dir, error, size);
-}
-
 // Locks the folder of `path`: a descriptor to close, or -1, with EWOULDBLOCK if somebody else holds it.
 int lockFolder(const char *path, int tries)
 {
@@ -245,6 +188,93 @@ void sweep(int folder_fd, const char *path)
             unlink(file);
     }
     closedir(dir);
+}
+
+// What dead readers left: they themselves cannot read that folder.
+void sweepReaders(const char *dir)
+{
+    char path[PATH_ROOM + 16];
+    snprintf(path, sizeof path, "%.*s/%s/", static_cast<int>(PATH_ROOM), dir, READERS);
+    const int lock = lockFolder(path, 1);
+    if (lock < 0)
+        return;
+    sweep(lock, path);
+    close(lock);
+}
+
+// What has the group is left alone: a sandbox may forbid the call.
+bool giveGroup(int folder, const char *path, int flags, gid_t group)
+{
+    struct stat found;
+    return (fstatat(folder, path, &found, flags) == 0 && found.st_gid == group) ||
+           fchownat(folder, path, static_cast<uid_t>(-1), group, flags) == 0;
+}
+
+// Gives the group of the node file its way into the folders. A directory that is open to it stays as it is.
+bool shareTree(const char *dir, char *error, size_t size)
+{
+    const gid_t group = nodeReaders(dir);
+    for (const char *folder : SHARED) {
+        char path[PATH_ROOM + 16];
+        struct stat found;
+        snprintf(path, sizeof path, "%.*s%s", static_cast<int>(PATH_ROOM), dir, folder);
+        if (group == NO_GROUP)
+            break;
+        const mode_t mode = strcmp(folder, "/readers") == 0 ? READERS_MODE : OPEN_MODE;
+        if (mode == READERS_MODE)
+            (void)mkdir(path, 0700);
+        if (!giveGroup(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, group) || lstat(path, &found) != 0 ||
+            (S_ISDIR(found.st_mode) && (found.st_mode & mode) != mode && chmod(path, mode) != 0)) {
+            snprintf(error, size, "cannot let the group of %s/node into %s: %s (its owner must be of that group)", dir,
+                     path, strerror(errno));
+            return false;
+        }
+    }
+    readers = group;
+    peerSetReaders(group);
+    if (group != NO_GROUP)
+        sweepReaders(dir);
+    return true;
+}
+
+// A socket that those who may read are to reach: any control socket, and of MI6 the agents' ends.
+void shareSocket(const char *path)
+{
+    const char *const name = strrchr(path, '/');
+    const bool control = name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
+    const bool agent = name && name - path >= 4 && strncmp(name - 4, "/mi6", 4) == 0 && strstr(name, ".lc");
+    // In this order: until the group is the right one it has no right.
+    if (readers != NO_GROUP && (control || agent) && giveGroup(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, readers))
+        (void)chmod(path, 0660);
+}
+
+bool isMember(gid_t group)
+{
+    gid_t groups[1024];
+    const int count = getgroups(sizeof groups / sizeof *groups, groups);
+    return group == getegid() || std::find(groups, groups + std::max(count, 0), group) != groups + std::max(count, 0);
+}
+
+bool makeTree(const char *dir, char *error, size_t size)
+{
+    if (strlen(dir) + LONGEST_NAME >= PATH_ROOM) {
+        errno = ENAMETOOLONG;
+        snprintf(error, size, "run directory %s is too long for socket addresses: at most %zu characters", dir,
+                 PATH_ROOM - LONGEST_NAME - 1);
+        return false;
+    }
+    struct stat found;
+    if (stat(dir, &found) != 0 && errno == ENOENT)
+        makeParents(dir);
+    if (!makeDir(dir, error, size))
+        return false;
+    for (const char *folder : FOLDERS) {
+        char path[PATH_ROOM + 8];
+        snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(PATH_ROOM), dir, folder);
+        if (!makeDir(path, error, size))
+            return false;
+    }
+    return shareTree(dir, error, size);
 }
 
 // 0, or -1 with errno; a file without owner is replaced. A name with a process id is this process's alone, so it is
@@ -342,15 +372,6 @@ bool replaceSocket(bound_t *entry)
     return done;
 }
 
-// At a name of the kernel's choice, which is no file.
-int bindNameless(int fd, char *path, size_t size)
-{
-    const sockaddr_un any = {AF_UNIX, {}};
-    if (size > 0)
-        *path = '\0';
-    return bind(fd, reinterpret_cast<const sockaddr *>(&any), sizeof any.sun_family);
-}
-
 // Binds and remembers in one, so that the end of the process meets either a file that it knows or none.
 int bindAndRemember(int fd, const char *path, bool pid)
 {
@@ -403,7 +424,7 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
 
 void runShare(int fd)
 {
-    if (readers != NO_GROUP && fchown(fd, static_cast<uid_t>(-1), readers) == 0)
+    if (readers != NO_GROUP && giveGroup(fd, "", AT_EMPTY_PATH, readers))
         (void)fchmod(fd, 0640);
 }
 
@@ -574,7 +595,13 @@ int velmar_run_bind(const char *folder, const char *name, bool pid, char *path, 
     if (fd < 0)
         return -1;
     peerAsk(fd);
-    if ((is_reader ? bindNameless(fd, path, size) : runBind(fd, folder, name, pid, path, size)) != 0) {
+    if (is_reader) {
+        folder = READERS;
+        name = "r";
+        pid = true;
+    }
+    // Whoever gets there may send: what comes is looked at.
+    if (runBind(fd, folder, name, pid, path, size) != 0 || (is_reader && chmod(path, 0666) != 0)) {
         const int error = errno;
         close(fd);
         errno = error;
@@ -620,6 +647,48 @@ static ssize_t receive(int fd, void *buffer, size_t size, velmar_sender_t *from,
 ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
 {
     return receive(fd, buffer, size, from, file, false);
+}
+
+bool runAnswerTo(const velmar_sender_t &client, sockaddr_un *to, int *held)
+{
+    *to = client.address;
+    *held = -1;
+    if (!client.reader)
+        return true;
+    const char *const slash = strrchr(client.address.sun_path, '/');
+    char path[PATH_ROOM];
+    struct stat found;
+    if (!slash || velmar_run_path(path, sizeof path, READERS, slash + 1) != 0)
+        return false;
+    *held = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    if (*held >= 0 && fstat(*held, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_uid != geteuid() &&
+        found.st_uid != 0) {
+        *to = {};
+        to->sun_family = AF_UNIX;
+        snprintf(to->sun_path, sizeof to->sun_path, "/proc/self/fd/%d", *held);
+        return true;
+    }
+    if (*held >= 0)
+        close(*held);
+    *held = -1;
+    return false;
+}
+
+ssize_t velmar_run_answer(int fd, const velmar_sender_t *to, const void *bytes, size_t size)
+{
+    sockaddr_un address;
+    int held;
+    if (!runAnswerTo(*to, &address, &held)) {
+        errno = EACCES;
+        return -1;
+    }
+    const ssize_t sent = sendto(fd, bytes, size, MSG_DONTWAIT | MSG_NOSIGNAL,
+                                reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int error = errno;
+    if (held >= 0)
+        close(held);
+    errno = error;
+    return sent;
 }
 
 ssize_t velmar_run_serve(int fd, void *buffer, size_t size, velmar_sender_t *from)

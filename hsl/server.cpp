@@ -97,7 +97,7 @@ static int sendTo(int fd, const std::string &path, hslBytes bytes)
         return EDESTADDRREQ;
     std::memcpy(to.sun_path, path.data(), path.size());
     auto sent = sendto(fd, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&to),
-                       path[0] == '\0' ? offsetof(sockaddr_un, sun_path) + path.size() : sizeof to);
+                       sizeof to);
     return sent < 0 ? errno : 0;
 }
 
@@ -199,20 +199,18 @@ unsigned hslSendEvent(hslServer_t &server, uint16_t type, uint32_t target, hslBy
 // The loop.
 
 // Reads one datagram and the path it came from; false if there is none.
-static bool receive(int fd, hslBuffer &buffer, std::string *path, bool *reader = nullptr)
+static bool receive(int fd, hslBuffer &buffer, std::string *path, velmar_sender_t *served = nullptr)
 {
     velmar_sender_t from;
     buffer.resize(1 << 16);
-    auto bytes = reader ? velmar_run_serve(fd, buffer.data(), buffer.size(), &from)
+    auto bytes = served ? velmar_run_serve(fd, buffer.data(), buffer.size(), &from)
                         : velmar_run_receive(fd, buffer.data(), buffer.size(), &from, nullptr);
     if (bytes < 0)
         return false;
     buffer.resize(std::min(buffer.size(), static_cast<size_t>(bytes)));
     *path = from.address.sun_path;
-    if (path->empty() && from.length > sizeof from.address.sun_family) // no file
-        path->assign(from.address.sun_path, from.length - sizeof from.address.sun_family);
-    if (reader)
-        *reader = from.reader;
+    if (served)
+        *served = from;
     return true;
 }
 
@@ -236,10 +234,15 @@ static void serveControl(hslServer_t &server)
 {
     hslBuffer buffer;
     std::string path;
-    bool reader = false;
-    while (receive(server.control, buffer, &path, &reader)) {
+    velmar_sender_t client;
+    while (receive(server.control, buffer, &path, &client)) {
         const std::string command(buffer.begin(), buffer.end());
-        auto answer = reader && command != "stat" ? "error: you may only read here: stat" : hslControl(server, command);
+        if (client.reader) {
+            auto answer = command == "stat" ? hslControl(server, command) : "error: you may only read here: stat";
+            (void)velmar_run_answer(server.control, &client, answer.data(), answer.size());
+            continue;
+        }
+        auto answer = hslControl(server, command);
         auto bytes = [](const std::string &text) {
             return hslBytes(reinterpret_cast<const uint8_t *>(text.data()), text.size());
         };

@@ -13,8 +13,8 @@
 const char *velmar_run_dir(char *error, size_t size);
 
 // Takes the directory that VELMAR_RUN names, if it is another user's who lets this process's group read (`group` in its
-// node file). From then on sockets of this process have no names there, and answers of that user are taken. Nothing is
-// made. To be called before anything else here.
+// node file). From then on this process binds in its folder for readers alone, and takes that user's answers. Nothing
+// is made. To be called before anything else here.
 bool velmar_run_as_reader();
 
 // Writes RUN/folder/name into `path`; -1 with errno ENAMETOOLONG if it does not fit a socket address.
@@ -38,6 +38,8 @@ struct velmar_sender_t {
 ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file);
 // The same for who serves those too that may only read.
 ssize_t velmar_run_serve(int fd, void *buffer, size_t size, velmar_sender_t *from);
+// Sends an answer to who was served, or -1 with errno.
+ssize_t velmar_run_answer(int fd, const velmar_sender_t *to, const void *bytes, size_t size);
 unsigned velmar_run_refused(); // so many datagrams and connections
 
 #endif

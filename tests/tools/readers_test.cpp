@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A group that the node file names: what its members see, and what they are refused, by the tool and by the processes.
 #include <grp.h>
+#include <sys/stat.h>
 
 #include "tests/support/peer.h"
 
@@ -12,19 +13,20 @@ std::string answerTo(const std::string &path, const std::vector<std::string> &da
 {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
-    const sockaddr_un to = addressOf(path), any = {AF_UNIX, {}};
+    const std::string folder = path.substr(0, path.rfind('/')) + "/../readers";
+    const sockaddr_un to = addressOf(path), own = addressOf(folder + "/own");
     const pid_t child = fork();
     if (child == 0) {
         char answer[64];
         const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
         if (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(MEMBER) != 0 ||
-            bind(fd, reinterpret_cast<const sockaddr *>(&any), sizeof any.sun_family) != 0)
+            bind(fd, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 || chmod(own.sun_path, 0666) != 0)
             _exit(1);
         for (const std::string &each : datagrams)
             if (sendto(fd, each.data(), each.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
                 _exit(1);
         const ssize_t got = recv(fd, answer, sizeof answer, 0);
-        _exit(got < 0 || write(ends[1], answer, static_cast<size_t>(got)) < 0);
+        _exit(unlink(own.sun_path) != 0 || got < 0 || write(ends[1], answer, static_cast<size_t>(got)) < 0);
     }
     close(ends[1]);
     char answer[64];
