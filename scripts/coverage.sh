@@ -13,6 +13,10 @@ cd "$(dirname "$0")/.."
 need_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" gcovr
 build_preset coverage
 find build/coverage -name '*.gcda' -delete
+ninja -C build/coverage -t cleandead >/dev/null
+find build/coverage -name '*.gcno' | while read -r notes; do # of objects that an earlier tree had
+    [ -e "${notes%.gcno}.o" ] || rm "$notes"
+done
 test_preset coverage
 say "counting"
 gcovr -r . --object-directory build/coverage -j "$(nproc)" --exclude-throw-branches --exclude-unreachable-branches \
