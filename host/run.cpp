@@ -569,6 +569,10 @@ bool velmar_run_as_reader()
         !S_ISDIR(found.st_mode) || found.st_uid == geteuid() || (found.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
         (found.st_mode & 0050) != 0050 || !isMember(found.st_gid))
         return false;
+    char path[PATH_ROOM + 16];
+    snprintf(path, sizeof path, "%s/%s", given, READERS);
+    if (access(path, W_OK | X_OK) != 0)
+        return false;
     snprintf(run_dir, sizeof run_dir, "%s", given);
     peerSetOwner(found.st_uid);
     is_reader = true;
