@@ -103,6 +103,12 @@ bool wordAt(const unsigned char *body, size_t length, int place, uint32_t *value
     return true;
 }
 
+// Requests for statistics; but a chip's capabilities are told as one that comes up is.
+bool onlyReads(uint8_t code)
+{
+    return std::string_view(qosMsgCatalogue[code].name).starts_with("QOS_GET_") && code != QOS_GET_CHIP_CAP_MSG;
+}
+
 bool readMessage(const unsigned char *batch, size_t left, ctl_message_t *message)
 {
     qosMsgHdr_t head;
@@ -113,7 +119,14 @@ bool readMessage(const unsigned char *batch, size_t left, ctl_message_t *message
     if (head.msg_type >= QOS_MSG_CODES || length > left - sizeof head)
         return false;
     uint32_t status = 0;
-    *message = {static_cast<uint32_t>(sizeof head + length), 0, 0, false, head.msg_type, head.msg_seqno, head.msg_ack};
+    *message = {static_cast<uint32_t>(sizeof head + length),
+                0,
+                0,
+                false,
+                head.msg_type,
+                head.msg_seqno,
+                head.msg_ack,
+                onlyReads(head.msg_type)};
     (void)wordAt(batch + sizeof head, length, places[head.msg_type].port, &message->port);
     message->has_status = wordAt(batch + sizeof head, length, places[head.msg_type].status, &status);
     message->status = static_cast<int32_t>(status);

@@ -99,6 +99,16 @@ void batchesFailed(int error)
         refuse(0, error);
 }
 
+bool batchesOnlyRead(const void *payload, size_t length)
+{
+    ctl_message_t message;
+    const auto *at = static_cast<const unsigned char *>(payload);
+    size_t left = length;
+    for (; readers && left > 0 && readers->message(at, left, &message) && message.reads; left -= message.length)
+        at += message.length;
+    return readers && length > 0 && left == 0;
+}
+
 void batchesSent(const char *service, const iovec *vector, size_t count)
 {
     if (!readers || count != 1)

@@ -18,6 +18,9 @@ void batchesAsked(const iovec *vector, size_t count);
 void batchesAnswered(const iovec *vector, size_t count, size_t length);
 void batchesFailed(int error);
 
+// Whether a payload is a batch of messages that change nothing, all of it.
+bool batchesOnlyRead(const void *payload, size_t length);
+
 // A payload leaves for the managers of a service.
 void batchesSent(const char *service, const iovec *vector, size_t count);
 

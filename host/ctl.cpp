@@ -58,8 +58,9 @@ constexpr size_t ANSWER_MAX = 200000;    // bytes; below what a datagram takes w
 constexpr size_t PRINTED_MAX = 64 << 20; // bytes that a printing function may print
 constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
-constexpr double STEP_MAX = 1e6;      // seconds
-constexpr size_t WAITING_MOST = 64;   // commands for the main thread
+constexpr double STEP_MAX = 1e6;    // seconds
+constexpr size_t WAITING_MOST = 64; // commands for the main thread
+constexpr ptrdiff_t READERS_MOST = 8;
 constexpr unsigned POSTED_MOST = 4;   // of them in its queue, so that a pass of its loop has messages to see to as well
 constexpr size_t PRINTED_AT_ONCE = 8; // answers that are being printed; more wait for their turn
 constexpr size_t FILED_FROM = 65536;  // bytes of an answer from which on it goes into a file as well
@@ -123,9 +124,13 @@ bool sendFrom(int fd, const velmar_sender_t &client, const std::string &text, in
 {
     iovec data = {const_cast<char *>(text.data()), text.size()};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+    sockaddr_un to;
+    int held;
+    if (!runAnswerTo(client, &to, &held))
+        return false;
     msghdr message = {};
-    message.msg_name = const_cast<sockaddr_un *>(&client.address);
-    message.msg_namelen = client.length;
+    message.msg_name = &to;
+    message.msg_namelen = held >= 0 ? static_cast<socklen_t>(sizeof to) : client.length;
     message.msg_iov = &data;
     message.msg_iovlen = 1;
     if (file >= 0) {
@@ -137,7 +142,12 @@ bool sendFrom(int fd, const velmar_sender_t &client, const std::string &text, in
         rights->cmsg_len = CMSG_LEN(sizeof file);
         memcpy(CMSG_DATA(rights), &file, sizeof file);
     }
-    return sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const bool sent = sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const int error = errno;
+    if (held >= 0)
+        close(held);
+    errno = error;
+    return sent;
 }
 
 // Answers that a client does not read are charged to the socket that they came from. When those fill the control
@@ -489,14 +499,15 @@ struct command_t {
     const char *words;
     std::string (*run)(const char *arg);
     bool main_thread;
+    bool reads = false; // changes nothing: for those who may only read too
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false},       {"trace show", traceShow, false},
-    {"log", batches, false},     {"reopen", reopen, false},
-    {"clock step", step, false}, {"fault", faultCommand, false},
-    {"stage", stage, true},      {"trace level", traceLevel, true},
-    {"tp", testPoint, true},     {"msgq", post, true},
-    {"cli", nullptr, true}, // in its own way
+    {"stat", stat, false, true},   {"trace show", traceShow, false, true},
+    {"log", batches, false, true}, {"reopen", reopen, false},
+    {"clock step", step, false},   {"fault", faultCommand, false},
+    {"stage", stage, true},        {"trace level", traceLevel, true},
+    {"tp", testPoint, true},       {"msgq", post, true},
+    {"cli", nullptr, true, true}, // in its own way
 };
 
 const command_t *findCommand(const char *text, const char **arg)
@@ -552,14 +563,26 @@ void handOver(const velmar_sender_t &client, const char *text)
         answer(client, "error: too many commands are waiting");
 }
 
+// Those who may only read do not fill the table.
+bool tooManyReaders()
+{
+    const std::lock_guard<std::mutex> lock(waiting_lock);
+    return std::count_if(waiting.begin(), waiting.end(), [](const auto &each) { return each.second.client.reader; }) >=
+           READERS_MOST;
+}
+
 void serveOne(const velmar_sender_t &client, const char *text)
 {
+    const char *arg;
+    const command_t *command = findCommand(text, &arg);
+    if (client.reader && (!command || !command->reads))
+        return answer(client, "error: you may only read here: stat, trace show, log, cli");
+    if (client.reader && command->main_thread && tooManyReaders())
+        return answer(client, "error: too many commands are waiting");
     if (strcmp(text, "quit") == 0) {
         answer(client, "ok");
         processEnd(0, "as quit asked");
     }
-    const char *arg;
-    const command_t *command = findCommand(text, &arg);
     if (!command)
         answer(client, formatted("error: unknown command '%s'", text));
     else if (command->main_thread)
@@ -614,7 +637,7 @@ void ctlServe()
     for (;;) {
         char text[COMMAND_MAX + 1];
         velmar_sender_t client;
-        const ssize_t got = velmar_run_receive(ctl_fd, text, COMMAND_MAX, &client, nullptr);
+        const ssize_t got = velmar_run_serve(ctl_fd, text, COMMAND_MAX, &client);
         if (got < 0)
             return;
         if (got > static_cast<ssize_t>(COMMAND_MAX)) {

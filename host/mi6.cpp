@@ -73,12 +73,13 @@ enum class sent_t { TAKEN, ABSENT, FAILED };
 } // namespace
 
 struct mi6_sock_t {
-    mi6_addr_t self;  // what stands in front of every datagram
-    sockaddr_un path; // where notices go
-    int watch;        // inotify on the folder, -1 before the first send or if there is none to be had
-    int spare;        // a descriptor that is given up where there is no other left to read the folder with
-    bool scan_failed; // the table is as it was, and the folder has to be read again
-    unsigned drained; // datagrams and bytes since the last "would block"
+    mi6_addr_t self;        // what stands in front of every datagram
+    sockaddr_un path;       // where notices go
+    velmar_sender_t reader; // who asked last, may only read and is not in this folder: the next echo goes to him too
+    int watch;              // inotify on the folder, -1 before the first send or if there is none to be had
+    int spare;              // a descriptor that is given up where there is no other left to read the folder with
+    bool scan_failed;       // the table is as it was, and the folder has to be read again
+    unsigned drained;       // datagrams and bytes since the last "would block"
     size_t drained_bytes;
     bool pending; // a notice met by a receive, not yet read from the error queue
     mi6_notice_t notice;
@@ -272,7 +273,8 @@ bool put(const receiver_t *receiver, const msghdr *message)
     return faultSend(FAULT_MANAGER_SEND, receiver->fd, message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
-// From the bound socket: where there is no descriptor for a socket of the receiver's own.
+// From the bound socket: where there is no descriptor for a socket of the receiver's own, and by a reader, who is to be
+// answered there.
 bool putFrom(int fd, const receiver_t *receiver, const msghdr *message)
 {
     char path[sizeof(sockaddr_un::sun_path)];
@@ -289,8 +291,8 @@ bool putFrom(int fd, const receiver_t *receiver, const msghdr *message)
 sent_t sendOne(const mi6_sock_t *sock, int fd, receiver_t *receiver, const mi6_addr_t &address, const msghdr *message)
 {
     receiver->full = false;
-    bool sent = receiver->fd >= 0 && put(receiver, message);
-    if (!sent && (receiver->fd < 0 || isGone(errno))) {
+    bool sent = runIsReader() ? putFrom(fd, receiver, message) : receiver->fd >= 0 && put(receiver, message);
+    if (!sent && !runIsReader() && (receiver->fd < 0 || isGone(errno))) {
         if (connectTo(receiver))
             sent = put(receiver, message);
         else if (errno == EMFILE || errno == ENFILE)
@@ -356,6 +358,40 @@ unsigned sendToFull(mi6_sock_t *sock, const msghdr *message, int *failure)
         }
     }
     return taken;
+}
+
+// Whether a datagram of one who may only read is to be let in: requests for figures alone, from a socket that can be
+// answered. He is remembered for the answer.
+bool letReaderIn(mi6_sock_t *sock, const msghdr &in, size_t got)
+{
+    const iovec &payload = in.msg_iov[1];
+    const auto &from = *static_cast<const sockaddr_un *>(in.msg_name);
+    if (in.msg_iovlen < 2 || got < sizeof(mi6_addr_t) || got - sizeof(mi6_addr_t) > payload.iov_len ||
+        static_cast<const mi6_addr_t *>(in.msg_iov[0].iov_base)->family == FAMILY_NOTICE ||
+        in.msg_namelen <= sizeof from.sun_family || !batchesOnlyRead(payload.iov_base, got - sizeof(mi6_addr_t)))
+        return false;
+    sock->reader = {from, in.msg_namelen, true};
+    return true;
+}
+
+// From a socket of its own, which what he does not read is charged to.
+bool answerReader(mi6_sock_t *sock, const msghdr *message)
+{
+    sockaddr_un to;
+    int held;
+    const bool known = runAnswerTo(sock->reader, &to, &held);
+    sock->reader.reader = false;
+    if (!known)
+        return false;
+    msghdr out = *message;
+    out.msg_name = &to;
+    out.msg_namelen = sizeof to;
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool sent = fd >= 0 && sendmsg(fd, &out, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    for (const int each : {fd, held})
+        if (each >= 0)
+            close(each);
+    return sent;
 }
 
 bool isMeant(int slot, const mi6_addr_t &to)
@@ -436,7 +472,11 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
             return -1;
         }
         peer_room_t room;
+        sockaddr_un from = {};
+        bool reader = false;
         msghdr in = {};
+        in.msg_name = &from;
+        in.msg_namelen = sizeof from - 1; // what it leaves ends the path
         in.msg_iov = vectors;
         in.msg_iovlen = message->msg_iovlen + 1;
         in.msg_control = room.bytes;
@@ -449,8 +489,13 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
         }
         ++sock->drained;
         sock->drained_bytes += static_cast<size_t>(got);
-        if (!peerMaySend(fd, &in) || got < static_cast<ssize_t>(sizeof head))
+        if (!peerMaySend(fd, &in, sock->self.slot_mask != 0 ? &reader : nullptr) ||
+            got < static_cast<ssize_t>(sizeof head))
             continue;
+        if (reader && !letReaderIn(sock, in, static_cast<size_t>(got))) {
+            peerRefuse(fd, &in);
+            continue;
+        }
         if (head.family == FAMILY_NOTICE) {
             if (got < static_cast<ssize_t>(sizeof(notice_datagram_t)))
                 continue;
@@ -573,6 +618,8 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
             failure = EAGAIN;
         }
     }
+    if (sock->reader.reader && (to->flags & MI6_MANAGER) != 0)
+        taken += answerReader(sock, &message);
     hostPoint();
     if (taken > 0)
         return static_cast<int>(length);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The node file: `key = value` lines, "#" starts a comment. Keys: model, slot, slot_base, instance.
+// The node file: `key = value` lines, "#" starts a comment. Keys: model, slot, slot_base, instance, group.
 #include "host/node.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <grp.h>
 
 #include "host/run.h"
 #include "velmar/process.h"
@@ -44,8 +45,17 @@ void store(size_t key, long value)
         node_model = static_cast<int>(value);
 }
 
-// Null, or what is wrong with the line.
-const char *takeLine(char *line)
+// A group's number, -1 if there is none of that name.
+gid_t groupOf(const char *name)
+{
+    char text[16384]; // with all of its members
+    group about;
+    group *found = nullptr;
+    return getgrnam_r(name, &about, text, sizeof text, &found) == 0 && found ? about.gr_gid : static_cast<gid_t>(-1);
+}
+
+// Null, or what is wrong with the line. The group is taken too, if there is room for it.
+const char *takeLine(char *line, gid_t *readers)
 {
     if (char *comment = strchr(line, '#'))
         *comment = '\0';
@@ -58,6 +68,12 @@ const char *takeLine(char *line)
     *equals = '\0';
     const char *name = trim(line);
     const char *text = trim(equals + 1);
+    if (strcmp(name, "group") == 0) {
+        const gid_t named = groupOf(text);
+        if (readers)
+            *readers = named;
+        return named == static_cast<gid_t>(-1) ? "there is no such group" : nullptr;
+    }
     for (size_t key = 0; key < sizeof KEYS / sizeof *KEYS; ++key) {
         if (strcmp(name, KEYS[key].name) != 0)
             continue;
@@ -68,17 +84,18 @@ const char *takeLine(char *line)
             return "the value is not a number";
         if (value < 0 || value > KEYS[key].most)
             return "the value is out of range";
-        store(key, value);
+        if (!readers)
+            store(key, value);
         return nullptr;
     }
-    return "unknown key; known are model, slot, slot_base and instance";
+    return "unknown key; known are model, slot, slot_base, instance and group";
 }
 
 } // namespace
 
 expm_t __expm = {{0, 0}, 1, 1, {0, 0, 0, 0, 0}, 0, {0, 0}};
 
-std::string nodeTake(FILE *file)
+static std::string takeFile(FILE *file, gid_t *readers)
 {
     std::string wrong;
     char *line = nullptr;
@@ -87,11 +104,31 @@ std::string nodeTake(FILE *file)
     for (int number = 1; wrong.empty() && (length = getline(&line, &room, file)) >= 0; ++number) {
         const bool whole = strlen(line) == static_cast<size_t>(length);
         const std::string shown(line, std::min(strcspn(line, "\r\n"), SHOWN_MAX));
-        if (const char *why = whole ? takeLine(line) : "there is a NUL byte in it")
+        if (const char *why = whole ? takeLine(line, readers) : "there is a NUL byte in it")
             wrong = "line " + std::to_string(number) + ": " + why + ": '" + shown + "'";
     }
     free(line);
     return wrong;
+}
+
+std::string nodeTake(FILE *file)
+{
+    return takeFile(file, nullptr);
+}
+
+gid_t nodeReaders(const char *run_dir)
+{
+    char path[PATH_MAX + 8];
+    snprintf(path, sizeof path, "%s/node", run_dir);
+    const char *why;
+    gid_t readers = static_cast<gid_t>(-1);
+    const int fd = runOpen(path, O_RDONLY, &why);
+    FILE *const file = fd < 0 ? nullptr : fdopen(fd, "r");
+    if (!file)
+        return readers;
+    (void)takeFile(file, &readers);
+    fclose(file);
+    return readers;
 }
 
 void nodeLoad(const char *progname)

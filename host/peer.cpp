@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <cstring>
+#include <grp.h>
+#include <pwd.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -14,9 +16,47 @@ namespace {
 std::atomic<unsigned> refused;
 std::atomic<uid_t> self; // as which the process opened its sockets: to ask for it at each datagram is a call
 
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
+constexpr uid_t NOBODY = static_cast<uid_t>(-1);
+constexpr int GROUPS_MOST = 1024; // of one user
+std::atomic<gid_t> readers{NO_GROUP};
+std::atomic<uid_t> owner{NOBODY};
+
 bool isFriend(const ucred &peer, uid_t own)
 {
-    return peer.uid == own || peer.uid == 0;
+    return peer.uid == own || peer.uid == 0 || (peer.uid != NOBODY && peer.uid == owner.load());
+}
+
+// By the group that it runs in, or as the system's groups have its user: /proc may not tell of others.
+bool isReader(const ucred &peer)
+{
+    const gid_t group = readers.load();
+    if (group == NO_GROUP || peer.uid == NOBODY)
+        return false;
+    if (peer.gid == group)
+        return true;
+    char text[4096];
+    passwd user;
+    passwd *found = nullptr;
+    gid_t groups[GROUPS_MOST];
+    int count = GROUPS_MOST;
+    if (getpwuid_r(peer.uid, &user, text, sizeof text, &found) != 0 || !found ||
+        getgrouplist(user.pw_name, user.pw_gid, groups, &count) < 0)
+        return false;
+    for (int i = 0; i < count; ++i)
+        if (groups[i] == group)
+            return true;
+    return false;
+}
+
+ucred senderOf(const msghdr *received)
+{
+    ucred peer = {0, NOBODY, NO_GROUP};
+    const cmsghdr *const head = CMSG_FIRSTHDR(received);
+    if (head && head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_CREDENTIALS &&
+        head->cmsg_len >= CMSG_LEN(sizeof peer))
+        memcpy(&peer, CMSG_DATA(head), sizeof peer);
+    return peer;
 }
 
 void refuse(int fd, const ucred &peer)
@@ -38,22 +78,37 @@ void peerAsk(int fd)
     setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
 }
 
-bool peerMaySend(int fd, const msghdr *received)
+bool peerMaySend(int fd, const msghdr *received, bool *reader)
 {
-    ucred peer = {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
-    const cmsghdr *const head = CMSG_FIRSTHDR(received);
-    if (head && head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_CREDENTIALS &&
-        head->cmsg_len >= CMSG_LEN(sizeof peer))
-        memcpy(&peer, CMSG_DATA(head), sizeof peer);
-    if (isFriend(peer, self.load(std::memory_order_relaxed)))
+    const ucred peer = senderOf(received);
+    const bool is_friend = isFriend(peer, self.load(std::memory_order_relaxed));
+    const bool reads = !is_friend && reader && isReader(peer);
+    if (reader)
+        *reader = reads;
+    if (is_friend || reads)
         return true;
     refuse(fd, peer);
     return false;
 }
 
+void peerRefuse(int fd, const msghdr *received)
+{
+    refuse(fd, senderOf(received));
+}
+
+void peerSetReaders(gid_t group)
+{
+    readers = group;
+}
+
+void peerSetOwner(uid_t user)
+{
+    owner = user;
+}
+
 bool peerMayConnect(int fd, int *pid)
 {
-    ucred peer = {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
+    ucred peer = {0, NOBODY, NO_GROUP};
     socklen_t length = sizeof peer;
     *pid = 0;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 && isFriend(peer, geteuid())) {

@@ -15,11 +15,18 @@ struct peer_room_t {
 
 // From here on each datagram that comes to the socket tells who sent it.
 void peerAsk(int fd);
-// Whether it is this user, or root. False also where a datagram tells nothing.
-bool peerMaySend(int fd, const msghdr *received);
+// Whether it is this user, or root; with `reader` also a member of the group that may read, which it then says. False
+// also where a datagram tells nothing.
+bool peerMaySend(int fd, const msghdr *received, bool *reader = nullptr);
 // Likewise of a connection's other end, of which the process is given; 0 if it cannot be told.
 bool peerMayConnect(int fd, int *pid);
-unsigned peersRefused(); // of both
+unsigned peersRefused();                         // of both
+void peerRefuse(int fd, const msghdr *received); // one that was let in, for what it wants
+
+// The group that may read, and for such a reader the user whose answers are to be taken. Set once, before any socket is
+// opened.
+void peerSetReaders(gid_t group);
+void peerSetOwner(uid_t owner);
 
 // The descriptor that came with a message, or -1.
 int peerFile(const msghdr *received);

@@ -46,6 +46,7 @@ bool reopen(const char **why)
     const int fd = runOpen(log_path, O_WRONLY | O_APPEND | O_CREAT, why);
     if (fd < 0)
         return false;
+    runShare(fd);
     if (log_fd >= 0)
         close(log_fd);
     log_fd = fd;

@@ -7,10 +7,13 @@
 //
 // Only this user reaches what lies here: the directory is his, others may not write to it, and socket files are 0600,
 // which the kernel checks in every connect and every send by path. Who comes through all the same is told by his
-// credentials.
+// credentials. A group that the node file names gets as far as reading takes: into the folders of SHARED, to the
+// control sockets and the agents' ends of MI6, and to the trace. In one folder its members may make something: the
+// sockets where they are answered. (Sockets without a file would be out of reach of an agent that has no network.)
 #include "host/run.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -29,6 +32,7 @@
 #include <vector>
 
 #include "host/fault.h"
+#include "host/node.h"
 #include "host/peer.h"
 #include "host/raslog.h"
 #include "velmar/run.h"
@@ -36,6 +40,11 @@
 namespace {
 
 constexpr const char *FOLDERS[] = {"mi6", "qos", "ctl", "ha", "trace"};
+constexpr const char *SHARED[] = {"", "/mi6", "/ctl", "/trace", "/readers"};
+constexpr const char *READERS = "readers";
+constexpr mode_t OPEN_MODE = 0750, READERS_MODE = 01730; // to make something there, and remove nothing of others'
+
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
 constexpr size_t PID_END = sizeof ".4194304.255" - 1;
 // The longest name below the run directory. A service of MI6 has 13 characters; service, instance and atom of a
 // registration have 16; a trace ring's name has 15.
@@ -65,6 +74,9 @@ char run_dir[PATH_MAX];
 std::mutex bound_lock; // what follows
 std::vector<bound_t> bound;
 bool closed; // the files were removed, the process ends
+
+std::atomic<gid_t> readers{NO_GROUP}; // who may read what is this user's
+std::atomic<bool> is_reader;          // of what is another user's
 
 void chooseDir(char *dir, size_t size)
 {
@@ -115,28 +127,6 @@ bool makeDir(const char *path, char *error, size_t size)
     else
         return true;
     return false;
-}
-
-bool makeTree(const char *dir, char *error, size_t size)
-{
-    if (strlen(dir) + LONGEST_NAME >= PATH_ROOM) {
-        errno = ENAMETOOLONG;
-        snprintf(error, size, "run directory %s is too long for socket addresses: at most %zu characters", dir,
-                 PATH_ROOM - LONGEST_NAME - 1);
-        return false;
-    }
-    struct stat found;
-    if (stat(dir, &found) != 0 && errno == ENOENT)
-        makeParents(dir);
-    if (!makeDir(dir, error, size))
-        return false;
-    for (const char *folder : FOLDERS) {
-        char path[PATH_ROOM + 8];
-        snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(PATH_ROOM), dir, folder);
-        if (!makeDir(path, error, size))
-            return false;
-    }
-    return true;
 }
 
 // Locks the folder of `path`: a descriptor to close, or -1, with EWOULDBLOCK if somebody else holds it.
@@ -200,6 +190,93 @@ void sweep(int folder_fd, const char *path)
     closedir(dir);
 }
 
+// What dead readers left: they themselves cannot read that folder.
+void sweepReaders(const char *dir)
+{
+    char path[PATH_ROOM + 16];
+    snprintf(path, sizeof path, "%.*s/%s/", static_cast<int>(PATH_ROOM), dir, READERS);
+    const int lock = lockFolder(path, 1);
+    if (lock < 0)
+        return;
+    sweep(lock, path);
+    close(lock);
+}
+
+// What has the group is left alone: a sandbox may forbid the call.
+bool giveGroup(int folder, const char *path, int flags, gid_t group)
+{
+    struct stat found;
+    return (fstatat(folder, path, &found, flags) == 0 && found.st_gid == group) ||
+           fchownat(folder, path, static_cast<uid_t>(-1), group, flags) == 0;
+}
+
+// Gives the group of the node file its way into the folders. A directory that is open to it stays as it is.
+bool shareTree(const char *dir, char *error, size_t size)
+{
+    const gid_t group = nodeReaders(dir);
+    for (const char *folder : SHARED) {
+        char path[PATH_ROOM + 16];
+        struct stat found;
+        snprintf(path, sizeof path, "%.*s%s", static_cast<int>(PATH_ROOM), dir, folder);
+        if (group == NO_GROUP)
+            break;
+        const mode_t mode = strcmp(folder, "/readers") == 0 ? READERS_MODE : OPEN_MODE;
+        if (mode == READERS_MODE)
+            (void)mkdir(path, 0700);
+        if (!giveGroup(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, group) || lstat(path, &found) != 0 ||
+            (S_ISDIR(found.st_mode) && (found.st_mode & mode) != mode && chmod(path, mode) != 0)) {
+            snprintf(error, size, "cannot let the group of %s/node into %s: %s (its owner must be of that group)", dir,
+                     path, strerror(errno));
+            return false;
+        }
+    }
+    readers = group;
+    peerSetReaders(group);
+    if (group != NO_GROUP)
+        sweepReaders(dir);
+    return true;
+}
+
+// A socket that those who may read are to reach: any control socket, and of MI6 the agents' ends.
+void shareSocket(const char *path)
+{
+    const char *const name = strrchr(path, '/');
+    const bool control = name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
+    const bool agent = name && name - path >= 4 && strncmp(name - 4, "/mi6", 4) == 0 && strstr(name, ".lc");
+    // In this order: until the group is the right one it has no right.
+    if (readers != NO_GROUP && (control || agent) && giveGroup(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, readers))
+        (void)chmod(path, 0660);
+}
+
+bool isMember(gid_t group)
+{
+    gid_t groups[1024];
+    const int count = getgroups(sizeof groups / sizeof *groups, groups);
+    return group == getegid() || std::find(groups, groups + std::max(count, 0), group) != groups + std::max(count, 0);
+}
+
+bool makeTree(const char *dir, char *error, size_t size)
+{
+    if (strlen(dir) + LONGEST_NAME >= PATH_ROOM) {
+        errno = ENAMETOOLONG;
+        snprintf(error, size, "run directory %s is too long for socket addresses: at most %zu characters", dir,
+                 PATH_ROOM - LONGEST_NAME - 1);
+        return false;
+    }
+    struct stat found;
+    if (stat(dir, &found) != 0 && errno == ENOENT)
+        makeParents(dir);
+    if (!makeDir(dir, error, size))
+        return false;
+    for (const char *folder : FOLDERS) {
+        char path[PATH_ROOM + 8];
+        snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(PATH_ROOM), dir, folder);
+        if (!makeDir(path, error, size))
+            return false;
+    }
+    return shareTree(dir, error, size);
+}
+
 // 0, or -1 with errno; a file without owner is replaced. A name with a process id is this process's alone, so it is
 // bound without the lock if need be.
 int bindLocked(int fd, const char *path, bool pid)
@@ -225,6 +302,8 @@ int bindLocked(int fd, const char *path, bool pid)
             errno = EADDRINUSE;
     }
     const int error = errno;
+    if (rc == 0)
+        shareSocket(path);
     if (lock >= 0)
         close(lock);
     errno = error;
@@ -341,6 +420,17 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
             return -1;
     }
     return -1;
+}
+
+void runShare(int fd)
+{
+    if (readers != NO_GROUP && giveGroup(fd, "", AT_EMPTY_PATH, readers))
+        (void)fchmod(fd, 0640);
+}
+
+bool runIsReader()
+{
+    return is_reader;
 }
 
 int runOpen(const char *path, int flags, const char **why)
@@ -470,6 +560,25 @@ const char *velmar_run_dir(char *error, size_t size)
     return run_dir;
 }
 
+bool velmar_run_as_reader()
+{
+    const std::lock_guard<std::mutex> lock(run_lock);
+    const char *const given = getenv("VELMAR_RUN");
+    struct stat found;
+    if (!given || !*given || geteuid() == 0 || strlen(given) + LONGEST_NAME >= PATH_ROOM || lstat(given, &found) != 0 ||
+        !S_ISDIR(found.st_mode) || found.st_uid == geteuid() || (found.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
+        (found.st_mode & 0050) != 0050 || !isMember(found.st_gid))
+        return false;
+    char path[PATH_ROOM + 16];
+    snprintf(path, sizeof path, "%s/%s", given, READERS);
+    if (access(path, W_OK | X_OK) != 0)
+        return false;
+    snprintf(run_dir, sizeof run_dir, "%s", given);
+    peerSetOwner(found.st_uid);
+    is_reader = true;
+    return true;
+}
+
 int velmar_run_path(char *path, size_t size, const char *folder, const char *name)
 {
     char error[PATH_MAX];
@@ -490,7 +599,13 @@ int velmar_run_bind(const char *folder, const char *name, bool pid, char *path, 
     if (fd < 0)
         return -1;
     peerAsk(fd);
-    if (runBind(fd, folder, name, pid, path, size) != 0) {
+    if (is_reader) {
+        folder = READERS;
+        name = "r";
+        pid = true;
+    }
+    // Whoever gets there may send: what comes is looked at.
+    if (runBind(fd, folder, name, pid, path, size) != 0 || (is_reader && chmod(path, 0666) != 0)) {
         const int error = errno;
         close(fd);
         errno = error;
@@ -505,7 +620,7 @@ void velmar_run_close(int fd)
     close(fd);
 }
 
-ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
+static ssize_t receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file, bool readers_too)
 {
     for (;;) {
         peer_room_t room;
@@ -523,7 +638,7 @@ ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *f
             return -1;
         from->length = message.msg_namelen;
         const int came = peerFile(&message);
-        const bool may = peerMaySend(fd, &message);
+        const bool may = peerMaySend(fd, &message, readers_too ? &from->reader : nullptr);
         if (came >= 0 && (!may || !file))
             close(came);
         if (file)
@@ -531,6 +646,58 @@ ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *f
         if (may)
             return got;
     }
+}
+
+ssize_t velmar_run_receive(int fd, void *buffer, size_t size, velmar_sender_t *from, int *file)
+{
+    return receive(fd, buffer, size, from, file, false);
+}
+
+bool runAnswerTo(const velmar_sender_t &client, sockaddr_un *to, int *held)
+{
+    *to = client.address;
+    *held = -1;
+    if (!client.reader)
+        return true;
+    const char *const slash = strrchr(client.address.sun_path, '/');
+    char path[PATH_ROOM];
+    struct stat found;
+    if (!slash || velmar_run_path(path, sizeof path, READERS, slash + 1) != 0)
+        return false;
+    *held = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    if (*held >= 0 && fstat(*held, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_uid != geteuid() &&
+        found.st_uid != 0) {
+        *to = {};
+        to->sun_family = AF_UNIX;
+        snprintf(to->sun_path, sizeof to->sun_path, "/proc/self/fd/%d", *held);
+        return true;
+    }
+    if (*held >= 0)
+        close(*held);
+    *held = -1;
+    return false;
+}
+
+ssize_t velmar_run_answer(int fd, const velmar_sender_t *to, const void *bytes, size_t size)
+{
+    sockaddr_un address;
+    int held;
+    if (!runAnswerTo(*to, &address, &held)) {
+        errno = EACCES;
+        return -1;
+    }
+    const ssize_t sent = sendto(fd, bytes, size, MSG_DONTWAIT | MSG_NOSIGNAL,
+                                reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int error = errno;
+    if (held >= 0)
+        close(held);
+    errno = error;
+    return sent;
+}
+
+ssize_t velmar_run_serve(int fd, void *buffer, size_t size, velmar_sender_t *from)
+{
+    return receive(fd, buffer, size, from, nullptr, true);
 }
 
 unsigned velmar_run_refused()

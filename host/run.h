@@ -17,6 +17,18 @@ int runBind(int fd, const char *folder, const char *name, bool pid, char *path, 
 // in `why` what a person should read.
 int runOpen(const char *path, int flags, const char **why);
 
+// Lets the group that may read read the file, if there is such a group.
+void runShare(int fd);
+
+// Whether this process is of that group, and no more.
+bool runIsReader();
+
+// Where an answer to `client` goes. Of one who may only read it is his socket in the one folder where he can have it,
+// by a descriptor that `held` then is: a link in its place would lead the answer anywhere. False if there is no such
+// socket.
+struct velmar_sender_t;
+bool runAnswerTo(const velmar_sender_t &client, sockaddr_un *to, int *held);
+
 // Removes the file that `fd` was bound at. The descriptor stays open.
 void runForget(int fd);
 

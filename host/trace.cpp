@@ -148,6 +148,7 @@ void *makeFile(const char *path, size_t size)
     const int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd < 0)
         return nullptr;
+    runShare(fd);
     void *map = MAP_FAILED;
     int error = faultFails(FAULT_WRITE) ? errno : posix_fallocate(fd, 0, static_cast<off_t>(size));
     if (error == 0) {

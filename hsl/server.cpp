@@ -199,15 +199,18 @@ unsigned hslSendEvent(hslServer_t &server, uint16_t type, uint32_t target, hslBy
 // The loop.
 
 // Reads one datagram and the path it came from; false if there is none.
-static bool receive(int fd, hslBuffer &buffer, std::string *path)
+static bool receive(int fd, hslBuffer &buffer, std::string *path, velmar_sender_t *served = nullptr)
 {
     velmar_sender_t from;
     buffer.resize(1 << 16);
-    auto bytes = velmar_run_receive(fd, buffer.data(), buffer.size(), &from, nullptr);
+    auto bytes = served ? velmar_run_serve(fd, buffer.data(), buffer.size(), &from)
+                        : velmar_run_receive(fd, buffer.data(), buffer.size(), &from, nullptr);
     if (bytes < 0)
         return false;
     buffer.resize(std::min(buffer.size(), static_cast<size_t>(bytes)));
     *path = from.address.sun_path;
+    if (served)
+        *served = from;
     return true;
 }
 
@@ -231,8 +234,15 @@ static void serveControl(hslServer_t &server)
 {
     hslBuffer buffer;
     std::string path;
-    while (receive(server.control, buffer, &path)) {
-        auto answer = hslControl(server, std::string(buffer.begin(), buffer.end()));
+    velmar_sender_t client;
+    while (receive(server.control, buffer, &path, &client)) {
+        const std::string command(buffer.begin(), buffer.end());
+        if (client.reader) {
+            auto answer = command == "stat" ? hslControl(server, command) : "error: you may only read here: stat";
+            (void)velmar_run_answer(server.control, &client, answer.data(), answer.size());
+            continue;
+        }
+        auto answer = hslControl(server, command);
         auto bytes = [](const std::string &text) {
             return hslBytes(reinterpret_cast<const uint8_t *>(text.data()), text.size());
         };

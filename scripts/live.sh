@@ -75,7 +75,7 @@ start_node() {
 end_node() {
     if [ "$keep" = yes ]; then
         say "The node is running; in another terminal: export VELMAR_RUN=$VELMAR_RUN PATH=$bin:\$PATH"
-        echo "Ctrl-C ends it."
+        echo "dorvctl web shows it in a browser. Ctrl-C ends it."
         wait
     fi
     say "Done; the node is stopped and its run directory removed"

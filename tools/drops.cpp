@@ -224,3 +224,15 @@ ctlStatsReading_t ctlJoinDrops(ctlStatsReading_t &&reading)
         joinPort(ports[port], joined.tables);
     return joined;
 }
+
+ctlStatsReading_t ctlReadDrops(unsigned slot, const std::vector<ctlStatsQuery_t> &queries, double seconds)
+{
+    ctlOptions_t options;
+    options.slot = slot;
+    options.timeout = options.within = seconds;
+    struct held_t {
+        ctlLink_t link = ctlOpenLink("qosMIStats");
+        ~held_t() { ctlCloseLink(link); }
+    } held;
+    return ctlJoinDrops(ctlReadStats(held.link, options, queries));
+}

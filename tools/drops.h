@@ -30,4 +30,7 @@ std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &target
 // The tables of drops and of drop reasons, port after port, and one for each request that failed.
 ctlStatsReading_t ctlJoinDrops(ctlStatsReading_t &&reading);
 
+// Both steps over a link of their own to the agent of a slot, within so many seconds.
+ctlStatsReading_t ctlReadDrops(unsigned slot, const std::vector<ctlStatsQuery_t> &queries, double seconds);
+
 #endif

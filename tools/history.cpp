@@ -174,6 +174,14 @@ void ctlPrintLines(const std::vector<std::string> &lines, bool json, ctlJson row
     out.flush();
 }
 
+ctlJson ctlEventRows(size_t most)
+{
+    ctlJson rows = ctlJson::array();
+    for (const std::string &line : newest(logLines(), most))
+        rows.push_back(ctlEventJson(line));
+    return rows;
+}
+
 int ctlShowEvents(const ctlHistory_t &asked, std::ostream &out)
 {
     return show(logLines, ctlEventJson, asked, out);

@@ -22,7 +22,8 @@ ctlJson ctlEventJson(const std::string &line);
 // One line of a trace, "TIME LEVEL TEXT", as an object.
 ctlJson ctlTraceJson(const std::string &line);
 
-// The newest lines of the event log, the rotated file's ahead of them.
+// The newest lines of the event log as objects, the rotated file's ahead of them, and the command that prints them.
+ctlJson ctlEventRows(size_t most);
 int ctlShowEvents(const ctlHistory_t &asked, std::ostream &out);
 
 // The newest lines of a trace ring's file; throws CTL_FAILED if it is none.

@@ -3,6 +3,7 @@
 #include "tools/link.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -20,11 +21,11 @@ namespace {
 
 constexpr int NOTICE_IS_NEXT = 68; // errno of a receive that meets a notice
 
-volatile std::sig_atomic_t interrupted;
+std::atomic<bool> interrupted{false}; // lock-free, as a handler needs it
 
 void onSignal(int)
 {
-    interrupted = 1;
+    interrupted = true;
 }
 
 mi6_addr_t addressOf(const std::string &service)
@@ -243,5 +244,5 @@ void ctlCatchSignals()
 
 bool ctlInterrupted()
 {
-    return interrupted != 0;
+    return interrupted;
 }

@@ -26,6 +26,8 @@
 #include "tools/stats.h"
 #include "tools/text.h"
 #include "tools/top.h"
+#include "tools/web.h"
+#include "velmar/run.h"
 #include "velmar/version.h"
 
 namespace {
@@ -44,6 +46,7 @@ struct arguments {
     ctlHistory_t history;
     ctlLog_t log;
     ctlExporter_t exporter;
+    ctlWeb_t web;
     std::string ring;
 };
 
@@ -391,7 +394,7 @@ void addHistoryCommands(CLI::App &app, arguments &args)
     addOptions(trace);
 }
 
-void addExporterCommand(CLI::App &app, arguments &args)
+void addServerCommands(CLI::App &app, arguments &args)
 {
     CLI::App *exporter =
         app.add_subcommand("exporter", "serve the node's figures to a monitoring system, as OpenMetrics");
@@ -403,12 +406,35 @@ void addExporterCommand(CLI::App &app, arguments &args)
     exporter->add_option("--slot", args.exporter.slot, "the agent's slot, 1 to 16")
         ->transform(wholeNumber(1, 16))
         ->capture_default_str();
+
+    CLI::App *web = app.add_subcommand("web", "the node as a page in a browser, live, to look at");
+    web->add_option("--listen", args.web.listen, "HOST:PORT; port 0 for any that is free")->capture_default_str();
+    web->add_option("--name", args.web.names, "a further name that browsers may call this machine by");
+    web->add_option("--interval", args.web.interval, "seconds between two collections while somebody looks")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
+    web->add_option("--timeout", args.web.timeout, "seconds for one collection")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
+    web->add_option("--slot", args.web.slot, "the agent's slot, 1 to 16")
+        ->transform(wholeNumber(1, 16))
+        ->capture_default_str();
 }
 
-int run(CLI::App &app, arguments &args)
+// What changes a node is its owner's.
+void checkReader(const std::string &name)
+{
+    for (const char *changes : {"send", "apply", "watch", "clear", "ctl"})
+        if (name == changes)
+            ctlRefuse("you may only read this node, which is another user's: '" + name + "' is for him and root");
+}
+
+int run(CLI::App &app, arguments &args, bool reader)
 {
     const CLI::App &command = *app.get_subcommands().at(0);
     const std::string name = command.get_name();
+    if (reader && !args.options.dry_run)
+        checkReader(name);
     if (name == "send")
         return runSend(args, command);
     if (name == "apply")
@@ -437,6 +463,8 @@ int run(CLI::App &app, arguments &args)
         return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
     if (name == "exporter")
         return ctlExport(args.exporter, std::cout);
+    if (name == "web")
+        return ctlServeWeb(args.web, std::cout);
     args.history.json = args.log.json = args.options.json;
     if (name == "log")
         return ctlShowLog(args.log, std::cout);
@@ -509,8 +537,9 @@ int program(int argc, char **argv)
     addStatsCommands(app, args);
     addNodeCommands(app, args);
     addHistoryCommands(app, args);
-    addExporterCommand(app, args);
+    addServerCommands(app, args);
     app.footer(EXAMPLES);
+    const bool reader = velmar_run_as_reader();
     int result = CTL_DONE;
     try {
         if (argc > 1 && std::strcmp(argv[1], "complete") == 0) {
@@ -521,7 +550,7 @@ int program(int argc, char **argv)
             checkCommand(app, words);
             std::reverse(words.begin(), words.end()); // as the parser takes them
             app.parse(words);
-            result = run(app, args);
+            result = run(app, args, reader);
         }
     } catch (const CLI::Success &help) {
         result = app.exit(help);

@@ -289,14 +289,7 @@ bool addStatistics(page_t &page, unsigned slot, const ctlProcess_t &agent, ctlCl
     if (ports.empty())
         return true;
     const std::vector<ctlStatsQuery_t> queries = ctlPlanDrops(ports, ctlLeft(deadline));
-    ctlOptions_t options;
-    options.slot = slot;
-    options.timeout = options.within = ctlLeft(deadline);
-    struct held_t {
-        ctlLink_t link = ctlOpenLink("qosMIStats");
-        ~held_t() { ctlCloseLink(link); }
-    } held;
-    const ctlStatsReading_t reading = ctlJoinDrops(ctlReadStats(held.link, options, queries));
+    const ctlStatsReading_t reading = ctlReadDrops(slot, queries, ctlLeft(deadline));
     for (const ctlStatsTable_t &table : reading.tables)
         addTable(page, table);
     return reading.fault.empty();

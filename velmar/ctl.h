@@ -28,6 +28,7 @@ struct ctl_message_t {
     int32_t status;
     bool has_status;
     uint8_t code, seq, ack;
+    bool reads; // changes nothing
 };
 
 // How the log reads what passes. Called on the main thread for every batch and request.

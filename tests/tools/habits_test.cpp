@@ -46,3 +46,21 @@ TEST(Habits, TheProgramTakesThem)
     expectProgram("ctl dorvald stat", CTL_DONE, "ok {\"a\":1}\n");
     expectProgram("-j ctl dorvald stat | grep -v ok", CTL_DONE, "{\"a\":1}\n");
 }
+
+// What the function for zsh would offer, through a shell that lacks the rest of its completion.
+TEST(Habits, ZshIsOfferedWhatTheProgramSays)
+{
+    if (std::system("command -v zsh >/dev/null") != 0)
+        GTEST_SKIP() << "no zsh here";
+    const std::pair<const char *, const char *> rows[] = {
+        {"top --sort p", "pause"}, {"we", "web"}, {"send COSTRUST cos_t", "-S cos_trust="}, {"apply ", "files"}};
+    for (const auto &[line, offered] : rows)
+        EXPECT_EQ(
+            std::system((std::string("offered=$(zsh -fc 'compadd() { print -r -- ${@[1,-3]} ${(P)@[-1]} }; ") +
+                         "_files() { print files }; words=(\"${(@s: :)1}\"); CURRENT=$#words; PREFIX=$words[-1]; " +
+                         ". " ZSH_FUNCTION "' _ '" DORVCTL_BINARY " " + line +
+                         "' | grep .) && case \"$offered\" in *'" + offered + "'*) ;; *) false ;; esac")
+                            .c_str()),
+            0)
+            << line;
+}
