@@ -74,9 +74,9 @@ template <typename T>
 char *decimal(char *end, T value)
 {
     for (; value >= 100; value /= 100)
-        memcpy(end -= 2, &PAIRS[2 * (value % 100)], 2);
+        memcpy(end -= 2, &PAIRS[2 * static_cast<size_t>(value % 100)], 2);
     if (value >= 10)
-        return static_cast<char *>(memcpy(end - 2, &PAIRS[2 * value], 2));
+        return static_cast<char *>(memcpy(end - 2, &PAIRS[2 * static_cast<size_t>(value)], 2));
     *--end = static_cast<char>('0' + value);
     return end;
 }

@@ -58,6 +58,8 @@ bool accepted(size_t got, int file, received_t *received)
     if (got < sizeof received->head)
         return false;
     memcpy(&received->head, buffer, sizeof received->head);
+    if (received->head.magic == __builtin_bswap32(MAGIC))
+        errno = ENOEXEC;
     if (received->head.magic != MAGIC || received->head.version != VERSION)
         return false;
     if (file >= 0)

@@ -52,8 +52,8 @@ struct received_t {
     const void *payload;
     void *mapped; // null if the payload stands in the buffer
 };
-// 1, 0 at the connection's end, or -1 with errno: EAGAIN if there is none, EPROTO if it is malformed, EMFILE or ENOMEM
-// if this process has no descriptor or no address space for it.
+// 1, 0 at the connection's end, or -1 with errno: EAGAIN if there is none, EPROTO if it is malformed, ENOEXEC if its
+// numbers are in another byte order, EMFILE or ENOMEM if this process has no descriptor or no address space for it.
 int packetReceive(int fd, received_t *received);
 void packetFree(received_t *received);
 

@@ -501,6 +501,11 @@ void hearStandby(int fd)
         replicaSayOnce(why + ", it is not mirrored to");
         replicaTrouble(why, standby->pid);
         dropStandby(fd);
+    } else if (rc < 0 && errno == ENOEXEC) {
+        const std::string why = "process " + std::to_string(standby->pid) + " has its numbers in another byte order";
+        replicaSayOnce(why + ", it is not mirrored to");
+        replicaTrouble(why, standby->pid);
+        refuseStandby(*standby, ""); // it cannot read more than the byte order of this
     } else {
         rasLog("store: standby %d has left%s", standby->pid, rc == 0 ? "" : ", or cannot be understood");
         dropStandby(fd);

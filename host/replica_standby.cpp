@@ -299,8 +299,13 @@ void standbyReadAll()
         if (rc < 0 && errno == ECONNRESET) // it died before it read our greeting: what it sent is still there
             continue;
         const bool good = rc > 0 && takePacket(received);
-        if (rc < 0)
+        if (rc < 0 && errno == ENOEXEC) {
+            const char *const why = "the active process has its numbers in another byte order";
+            replicaSayOnce(std::string(why) + ", it is not mirrored");
+            replicaTrouble(why);
+        } else if (rc < 0) {
             replicaSayOnce(std::string("lost the active process: ") + strerror(errno));
+        }
         packetFree(&received);
         if (!good)
             seekAgain(rc != 0, rc == 0 || (rc > 0 && refusalKeepsCopy(received.head.kind)));

@@ -309,14 +309,14 @@ TEST(Routing, NothingIsSent)
                          "NULL IVQ RED CHIP UPD IOCTL handler for chip 88400000, type: 2"});
     // Bodies one byte short of what stands in them stay as they are. The code, of the number inside the body where it
     // stands and itself, and the bytes that it asks for.
-    const std::tuple<uint8_t, size_t, uint32_t, size_t> rows[] = {
+    const std::tuple<uint8_t, size_t, uint32_t, uint64_t> rows[] = {
         {35, 32, 1, 836},          // another chip's reply, whatever is asked for
         {40, 10, 2, 14 + 2 * 136}, // the low half is the count
         {40, 10, 0, 14 + 136},     // the first record is worked on in any case
-        {44, 12, 3, 17 + 3 * 8},   {44, 12, 0x7fffffff, 17 + 0x7fffffff * size_t{8}},
-        {47, 4, 1, 12 + 9},        {47, 4, 0x7fffffff, 12 + 0x7fffffff * size_t{9}}};
+        {44, 12, 3, 17 + 3 * 8},   {44, 12, 0x7fffffff, 17 + 0x7fffffff * uint64_t{8}},
+        {47, 4, 1, 12 + 9},        {47, 4, 0x7fffffff, 12 + 0x7fffffff * uint64_t{9}}};
     for (const auto &[code, word_at, word, needed] : rows) {
-        Bytes body(std::min<size_t>(needed - 1, 2000), 0);
+        Bytes body(static_cast<size_t>(std::min<uint64_t>(needed - 1, 2000)), 0);
         put(body, {{0, CHIP}, {word_at, word}});
         EXPECT_EQ(live.manager.exchange(message(code, body)), message(code, body)) << int{code} << " " << word;
         live.node.expectErr("has " + std::to_string(body.size()) + " bytes, needs " + std::to_string(needed));

@@ -28,18 +28,18 @@ bool fails()
 // The linker leads the agent's allocations here.
 extern "C" {
 void *__real_calloc(size_t count, size_t size);
-void *__real__Z9ha_callocimPKcii(int ha, size_t size, const char *type, int group, int tag);
+void *realHaCalloc(int ha, size_t size, const char *type, int group, int tag) __asm__("__real_" HA_CALLOC);
 void *__wrap_calloc(size_t count, size_t size);
-void *__wrap__Z9ha_callocimPKcii(int ha, size_t size, const char *type, int group, int tag);
+void *wrapHaCalloc(int ha, size_t size, const char *type, int group, int tag) __asm__("__wrap_" HA_CALLOC);
 
 void *__wrap_calloc(size_t count, size_t size)
 {
     return fails() ? nullptr : __real_calloc(count, size);
 }
 
-void *__wrap__Z9ha_callocimPKcii(int ha, size_t size, const char *type, int group, int tag)
+void *wrapHaCalloc(int ha, size_t size, const char *type, int group, int tag)
 {
-    return fails() ? nullptr : __real__Z9ha_callocimPKcii(ha, size, type, group, tag);
+    return fails() ? nullptr : realHaCalloc(ha, size, type, group, tag);
 }
 }
 

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "agent/messages/catalogue.h"
+#include "host/packet.h"
 #include "platform/records/frame.h"
 #include "tests/ha/duo.h"
 #include "tests/ha/mirror.h"
@@ -365,6 +366,22 @@ TEST(Takeover, StandbyWithoutDescriptionsIsRefusedAsEver)
     EXPECT_EQ(takeDump(duo.run, layoutHash() + 1).refused,
               "the active process has other record layouts than this one: its version is " VELMAR_VERSION
               ", this one's unknown");
+}
+
+TEST(Takeover, StandbyOfAnotherByteOrderIsRefusedWithAReason)
+{
+    Duo duo;
+    const packet_t hello = {__builtin_bswap32(0x44764861), __builtin_bswap16(1), __builtin_bswap16(PACKET_HELLO)};
+    const int standby = packetSocket();
+    ASSERT_TRUE(reach(standby, duo.run + "/ha/ethsw.1.sock"));
+    EXPECT_EQ(send(standby, &hello, sizeof hello, 0), static_cast<ssize_t>(sizeof hello));
+    received_t received = {};
+    EXPECT_TRUE(ready(standby, 20000) && packetReceive(standby, &received) > 0);
+    EXPECT_EQ(received.head.kind, PACKET_REFUSED);
+    EXPECT_TRUE(duo.logged(duo.first, "has its numbers in another byte order, it is not mirrored to"));
+    EXPECT_TRUE(has(duo.ctl(duo.first, "stat"), "another byte order"));
+    packetFree(&received);
+    close(standby);
 }
 
 TEST(Takeover, StoppedStandbyIsCutOffAndComesBack)

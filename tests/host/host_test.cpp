@@ -721,7 +721,7 @@ TEST_F(Host, Store)
     EXPECT_NE(0, ha_add_object(ha, "object", &object, 4, "unheard_t", 0, 0));
     EXPECT_EQ(0, ha_add_object(ha, "object", &object, 4, "~U32", 0, 0));
     EXPECT_EQ(nullptr, ha_calloc(ha, 8, "unheard_t", 0, 1));
-    EXPECT_EQ(nullptr, ha_calloc(ha, size_t{1} << 40, "rec_t", 0, 1));
+    EXPECT_EQ(nullptr, ha_calloc(ha, SIZE_MAX / 2, "rec_t", 0, 1));
 
     // Sizes around a granule and a page, and one above what is kept by exact size; a freed one comes back zeroed.
     for (const size_t size : {size_t{1}, size_t{16}, size_t{17}, size_t{2568}, size_t{4097}, size_t{1000000}}) {

@@ -103,7 +103,7 @@ TEST(Layout, WhatChangedItsMeaningIsNamed)
 {
     describe();
     const struct {
-        const char *wrong;
+        std::string wrong;
         std::function<void(Words &)> edit;
     } rows[] = {
         {"", [](Words &) {}},
@@ -117,8 +117,9 @@ TEST(Layout, WhatChangedItsMeaningIsNamed)
          [](Words &w) { (&behind(w, "ad"))[1] = 4; }},
         {"~U16 changed its size: 4 bytes in the active process, 2 in the standby",
          [](Words &w) { (&behind(w, "~U16"))[1] = 4; }},
-        {"e.link changed its size: 8 bytes in the active process, 16 in the standby",
-         [](Words &w) { (&behind(w, "link"))[1] = 8; }},
+        {"e.link changed its size: 12 bytes in the active process, " + std::to_string(2 * sizeof(void *)) +
+             " in the standby",
+         [](Words &w) { (&behind(w, "link"))[1] = 12; }},
         {"top changed its type or size", [](Words &w) { behind(w, "top") *= 2; }},
         {"it is of another machine", [](Words &w) { w[3] = 12; }},
         {"its description of them is malformed", [](Words &w) { w[1] = 99; }},

@@ -11,7 +11,7 @@ inline mi6_addr_t mi6Address(const char *service, uint8_t flags, uint16_t mask)
 {
     mi6_addr_t address = {};
     address.family = AF_MI6;
-    memcpy(address.service, service, strnlen(service, sizeof address.service));
+    memcpy(address.service, service, std::min(strlen(service), sizeof address.service));
     address.flags = flags;
     address.slot_mask = mask;
     return address;
