@@ -371,7 +371,8 @@ TEST(Takeover, StandbyWithoutDescriptionsIsRefusedAsEver)
 TEST(Takeover, StandbyOfAnotherByteOrderIsRefusedWithAReason)
 {
     Duo duo;
-    const packet_t hello = {__builtin_bswap32(0x44764861), __builtin_bswap16(1), __builtin_bswap16(PACKET_HELLO)};
+    const packet_t hello = {
+        __builtin_bswap32(0x44764861), __builtin_bswap16(1), __builtin_bswap16(PACKET_HELLO), 0, 0, 0};
     const int standby = packetSocket();
     ASSERT_TRUE(reach(standby, duo.run + "/ha/ethsw.1.sock"));
     EXPECT_EQ(send(standby, &hello, sizeof hello, 0), static_cast<ssize_t>(sizeof hello));
