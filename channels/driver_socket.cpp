@@ -14,8 +14,9 @@ qosNLSock_t qosHslEventSock;
 qosNLSock_t qosHslCmdSock;
 qosNLSock_t qosHslMgrSock;
 
-alignas(8) unsigned char qosNLMsgBuf[NL_MSG_BUF_SIZE];
-alignas(8) unsigned char qosNLRspBuf[NL_RSP_BUF_SIZE];
+// No less than what those who see the declarations alone may take long arrays to have.
+alignas(16) unsigned char qosNLMsgBuf[NL_MSG_BUF_SIZE];
+alignas(16) unsigned char qosNLRspBuf[NL_RSP_BUF_SIZE];
 
 namespace {
 
