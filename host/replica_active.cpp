@@ -46,6 +46,7 @@ constexpr int64_t SILENT_US = 1000000;          // a connection that has said no
 constexpr size_t LATER_MOST = size_t{64} << 20; // bytes of deltas that a standby may be behind its dump
 constexpr int LATER_AT_ONCE = 32;               // of them that are sent in one go
 constexpr long LATER_CALM_MS = 5;               // to a standby that has no room for the next
+constexpr int64_t FULL_MOST_US = 2000000;       // for as long as which it is waited for
 constexpr int64_t BEGIN_LONG_US = 200;          // a begin that has taken as long is left at that
 constexpr int64_t SLICE_LOST_US = 100000;       // the message that brings the next slice is not coming any more
 
@@ -84,9 +85,9 @@ struct later_t {
 struct copying_t {
     int fd = -1; // the standby's; -1 for none
     uint64_t sequence;
-    bool sent; // the dump has left, `later` is on its way
-    bool full; // the standby has no room, the timer will tell
-    bool due;  // the next slice
+    bool sent;       // the dump has left, `later` is on its way
+    int64_t full_us; // since when the standby has had no room, which the timer looks at; 0 for room
+    bool due;        // the next slice
     int64_t asked_us;
     std::deque<later_t> later;
     size_t later_bytes;
@@ -99,6 +100,7 @@ struct active_side_t {
     std::vector<standby_t> standbys;
     std::vector<holder_t> inherited; // the predecessor's standbys, while nothing has changed since him
     uint32_t dumps;
+    uint32_t syncs;
     copying_t copying;
 };
 active_side_t side;
@@ -148,10 +150,22 @@ void settleHolders()
         trackStop();
 }
 
+// One timer for what is waited for.
+void setTimer()
+{
+    if (side.copying.full_us != 0)
+        replicaSetTimer(LATER_CALM_MS);
+    else
+        replicaSetTimer(side.state == listener_state_t::LISTENING ? 0 : REPLICA_CALM_MS);
+}
+
 void endCopying()
 {
+    const bool was_full = side.copying.full_us != 0;
     side.copying = {};
     dumpEnd();
+    if (was_full)
+        setTimer();
 }
 
 // From here on the standby does not count as a copy, and nothing leaves this process before that is written down.
@@ -352,12 +366,19 @@ int64_t giveSomeLater(standby_t *standby)
         const later_t &next = side.copying.later.front();
         hostPoint();
         if (packetSend(standby->fd, next.kind, next.number, next.type, next.words.data(), next.length) < 0) {
-            side.copying.full = errno == EAGAIN;
-            if (side.copying.full)
-                replicaSetTimer(LATER_CALM_MS);
-            else
+            const int64_t now = monotonicUs();
+            if (errno != EAGAIN || (side.copying.full_us != 0 && now - side.copying.full_us > FULL_MOST_US)) {
                 lose(*standby);
-            return side.copying.fd < 0 ? -1 : bytes;
+                return -1;
+            }
+            if (side.copying.full_us == 0)
+                side.copying.full_us = now;
+            setTimer();
+            return bytes;
+        }
+        if (side.copying.full_us != 0) {
+            side.copying.full_us = 0;
+            setTimer();
         }
         bytes += static_cast<int64_t>(next.length);
         side.copying.later_bytes -= next.length;
@@ -405,12 +426,12 @@ int64_t copyOn()
             return bytes;
         const int64_t start = monotonicUs();
         int64_t given = copying.fd < 0 && !beginCopying(&*nextDue()) ? -1 : 0;
-        if (given == 0 && (copying.full || (!copying.due && monotonicUs() - copying.asked_us < SLICE_LOST_US)))
+        if (given == 0 && !copying.due && (copying.full_us != 0 || monotonicUs() - copying.asked_us < SLICE_LOST_US))
             return bytes;
         if (given == 0 && monotonicUs() - start < BEGIN_LONG_US)
             given = copySlice();
         copying.asked_us = monotonicUs();
-        const bool more = copying.fd >= 0 ? !copying.full : nextDue() != side.standbys.end();
+        const bool more = copying.fd >= 0 ? copying.full_us == 0 : nextDue() != side.standbys.end();
         again = more && !replicaCallAgain();
         copying.due = again;
         if (given < 0)
@@ -475,12 +496,13 @@ void greetStandby(standby_t *standby, const received_t &hello)
     }
     standby->state = standby_state_t::DUE;
     const int fd = standby->fd;
+    const uint32_t syncs = side.syncs;
     if (replica.ops->send_dump)
         replica.ops->send_dump(replica.handle, REPLICA_VERSION, ++side.dumps);
     else
         replicaSync();
     const auto after = findStandby(fd);
-    if (after != side.standbys.end() && after->state == standby_state_t::DUE && side.copying.fd < 0)
+    if (after != side.standbys.end() && after->state == standby_state_t::DUE && side.syncs == syncs)
         dropStandby(fd);
 }
 
@@ -523,12 +545,12 @@ void acceptStandby()
         replicaSayOnce(std::string("no standby can join: ") + strerror(errno));
         if (replicaUnwatch(side.listener))
             side.state = listener_state_t::DEAF;
-        replicaSetTimer(REPLICA_CALM_MS);
+        setTimer();
         return;
     }
     const int64_t now = monotonicUs();
     const auto silent = std::find_if(side.standbys.begin(), side.standbys.end(), [now](const standby_t &old) {
-        return !isJoined(old) && now - old.since > SILENT_US;
+        return old.state < standby_state_t::DUE && now - old.since > SILENT_US;
     });
     if (silent != side.standbys.end())
         dropStandby(silent->fd);
@@ -561,13 +583,13 @@ void openListener()
         rememberName(address.sun_path);
         side.listener = fd;
         side.state = listener_state_t::LISTENING;
-        replicaSetTimer(0);
+        setTimer();
         return;
     }
     replicaSayOnce(std::string("no standby can join: ") + strerror(errno));
     if (fd >= 0)
         velmar_run_close(fd);
-    replicaSetTimer(REPLICA_CALM_MS);
+    setTimer();
 }
 
 // The predecessor's other standbys have the same copy, and it is as good as this one until something changes.
@@ -622,16 +644,13 @@ void activeCopyOn()
 
 void activeOnTimer()
 {
-    if (side.copying.full) {
-        side.copying.full = false;
-        replicaSetTimer(side.state == listener_state_t::LISTENING ? 0 : REPLICA_CALM_MS);
+    if (side.copying.full_us != 0)
         activeCopyOn();
-    }
     if (side.state == listener_state_t::CLOSED) {
         openListener();
     } else if (side.state == listener_state_t::DEAF && replicaWatch(side.listener)) {
         side.state = listener_state_t::LISTENING;
-        replicaSetTimer(0);
+        setTimer();
     }
 }
 
@@ -645,6 +664,7 @@ void activeOnReady(int fd)
 
 int64_t replicaSync()
 {
+    ++side.syncs;
     if (side.standbys.empty() && side.inherited.empty())
         return 0;
     hostPoint();
