@@ -134,24 +134,47 @@ void set(qaDropMonitorInfo_t *record, const uint32_t *key)
     record->ifindex = key[0];
 }
 
+// Where to go on in a list: behind the last entry, of several with its key the one nearest to where it stood; where it
+// is gone, at its place. The order of the keys is no help, as it need not be one for numbers that are far apart.
+template <typename Record>
+uint32_t nextPlace(const tnx_list_t *list, const qosCursor_t *at)
+{
+    Record last;
+    set(&last, at->key);
+    uint32_t place = 0;
+    uint32_t next = at->place;
+    uint32_t nearest = UINT32_MAX;
+    for (const Record &record : listView<const Record>(list)) {
+        const uint32_t off = place < at->place ? at->place - place : place - at->place;
+        if (off < nearest && list->cmp(&record, &last) == 0) {
+            nearest = off;
+            next = place + 1;
+        }
+        ++place;
+    }
+    return next;
+}
+
 // Some of what a list of a chip holds, behind what has been printed of it: whether there is more. The records do not
 // name the chip themselves.
 template <typename Record>
 bool showList(cli_t *cli, const char *kind, const qosChip_t &chip, const tnx_list_t *list, qosCursor_t *at)
 {
     constexpr unsigned ENTRIES = 16;
-    unsigned shown = 0;
-    Record last;
-    set(&last, at->key);
+    const uint32_t start = at->has_entry ? nextPlace<Record>(list, at) : 0;
+    uint32_t place = 0;
     for (const Record &record : listView<const Record>(list)) {
-        if (at->has_entry && shown == 0 && list->cmp(&record, &last) <= 0)
+        if (place < start) {
+            ++place;
             continue;
-        if (shown++ == ENTRIES)
+        }
+        if (place == start + ENTRIES)
             return true;
         begin(cli, kind);
         qosJsonNumber(cli, "chip_ifindex", chip.chip_ifindex);
         showRecord(cli, "", record);
         keep(record, at->key);
+        at->place = place++;
         at->has_entry = true;
     }
     return false;

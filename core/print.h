@@ -53,6 +53,7 @@ struct qosCursor_t {
     uint32_t list;   // of a row
     uint32_t row;    // the key of the last row, once there is one
     uint32_t key[2]; // of the last entry of the list, likewise
+    uint32_t place;  // at which that stood
     bool has_row;
     bool has_entry;
     bool has_begun;

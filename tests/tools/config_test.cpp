@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is configured, as dorvctl shows and saves it: a fresh node comes to the same by the scenario.
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "tests/support/node.h"
 
@@ -97,6 +98,26 @@ TEST(Config, WhatASendDoesNotNameIsWhatTheAgentHolds)
     EXPECT_EQ(node.rows("te1/1").at(0)["l2_pri.tc_map"].dump(), "[7,7,7,7,7,7,7,7]");
     node.tool("send --bare COSTRUST ifIndex=te1/1 + COSTCMAP ifIndex=te1/2 @raw=" + std::string(108, '0'));
     EXPECT_EQ(node.rows("te1/1").at(0)["l2_pri.cos_map"].dump(), "[0,0,0,0,0,0,0,0]");
+}
+
+// Their list is longer than a part of the answer, and the difference of some numbers has the other sign.
+TEST(Config, PolicersAreShownWhateverTheirNumbers)
+{
+    const Configured node(SETTINGS);
+    std::set<uint32_t> numbers = {0, 0xa0000000};
+    for (uint32_t n = 0; n < 30; ++n)
+        numbers.insert(0x50000000 + n);
+    std::string messages;
+    for (const uint32_t number : numbers)
+        messages += (messages.empty() ? "" : " + ") +
+                    std::string("POL_POLICER_ADD ifindex=te1/5@1 policer_req_type=1 ") +
+                    "chip_ifindex=chip1/1 policer_id=" + std::to_string(number);
+    node.tool("send " + messages);
+    std::multiset<uint32_t> shown;
+    for (const json &row : node.rows())
+        if (row["kind"] == "policer")
+            shown.insert(row["policer_id"].get<uint32_t>());
+    EXPECT_TRUE(std::ranges::equal(shown, numbers)) << shown.size();
 }
 
 TEST(Config, WhatCannotBeSavedIsSaid)
