@@ -404,7 +404,10 @@ void remake(ring_t *ring, uint32_t number)
 {
     if (ring->remaking.test_and_set(std::memory_order_acquire))
         return;
-    if (ring->lost.load() && static_cast<int32_t>(number - ring->next_try) >= 0) {
+    formats_t *const formats =
+        ring->formats; // none may be added to the old file meanwhile: then a later line does this
+    const bool free = !formats || !formats->adding.test_and_set(std::memory_order_acquire);
+    if (free && ring->lost.load() && static_cast<int32_t>(number - ring->next_try) >= 0) {
         putHead(*ring, ring->head);
         void *map = makeFile(ring->path, ring->size);
         if (map) {
@@ -418,6 +421,8 @@ void remake(ring_t *ring, uint32_t number)
         ring->told = !map;
         ring->next_try = map ? 0 : number + ring->mask + 1;
     }
+    if (free && formats)
+        formats->adding.clear(std::memory_order_release);
     ring->remaking.clear(std::memory_order_release);
 }
 

@@ -13,7 +13,8 @@ namespace {
 constexpr char INT = 'i';
 constexpr char LONG = 'l', LONG_LONG = 'L', UNSIGNED_LONG = 'u', UNSIGNED_LONG_LONG = 'U', SIZE = 'z';
 constexpr char TEXT = 's';
-constexpr size_t SPEC_MOST = 16; // characters of a conversion
+constexpr size_t SPEC_MOST = 16;   // characters of a conversion
+constexpr size_t WIDTH_DIGITS = 3; // a ring's file may ask for anything
 
 // A conversion: where it ends, what it takes (0 for "%%"), and how it is printed, 64 bits always as "ll".
 struct spec_t {
@@ -41,9 +42,10 @@ spec_t readSpec(const char *at)
         return spec;
     }
     p += strspn(p, "0-");
-    p += strspn(p, "0123456789");
+    const size_t digits = strspn(p, "0123456789");
+    p += digits;
     size_t used = std::min<size_t>(static_cast<size_t>(p - at), SPEC_MOST);
-    const bool fits = at + used == p;
+    const bool fits = at + used == p && digits <= WIDTH_DIGITS;
     memcpy(spec.how, at, used);
     const char size = *p == 'h' || *p == 'l' || *p == 'z' ? *p++ : '\0';
     const bool twice = size && size != 'z' && *p == size;
