@@ -60,7 +60,7 @@ constexpr int SEND_BUFFER = 512 * 1024;
 constexpr unsigned SHOWN_LINES = 20;
 constexpr double STEP_MAX = 1e6;    // seconds
 constexpr size_t WAITING_MOST = 64; // commands for the main thread
-constexpr ptrdiff_t READERS_MOST = 8;
+constexpr size_t READERS_MOST = 8;
 constexpr unsigned POSTED_MOST = 4;   // of them in its queue, so that a pass of its loop has messages to see to as well
 constexpr size_t PRINTED_AT_ONCE = 8; // answers that are being printed; more wait for their turn
 constexpr size_t FILED_FROM = 65536;  // bytes of an answer from which on it goes into a file as well
@@ -95,9 +95,10 @@ struct printing_t {
     bool complete;
     uint64_t slices;
 };
-std::deque<printing_t> printings;   // in the order in which they came
-std::atomic<size_t> printing_count; // of them
-uint32_t print_run;                 // the row of messages that brings the main thread back to them; others are over
+std::deque<printing_t> printings;     // in the order in which they came
+std::atomic<size_t> printing_count;   // of them
+std::atomic<size_t> printing_readers; // likewise, of those who may only read
+uint32_t print_run;                   // the row of messages that brings the main thread back to them; others are over
 
 // Appends the text to a memory file. -1, and no file is left, if that fails.
 int appendTo(int fd, std::string_view text)
@@ -339,11 +340,17 @@ bool isSame(const velmar_sender_t &a, const velmar_sender_t &b)
 // too.
 bool isThere(const velmar_sender_t &client)
 {
-    const int fd = client.length > sizeof(sa_family_t) ? socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0) : -1;
-    const bool gone = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&client.address), client.length) != 0 &&
+    sockaddr_un to;
+    int held;
+    if (!runAnswerTo(client, &to, &held))
+        return false;
+    const socklen_t length = held >= 0 ? static_cast<socklen_t>(sizeof to) : client.length;
+    const int fd = length > sizeof(sa_family_t) ? socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0) : -1;
+    const bool gone = fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&to), length) != 0 &&
                       (errno == ECONNREFUSED || errno == ENOENT);
-    if (fd >= 0)
-        close(fd);
+    for (const int each : {fd, held})
+        if (each >= 0)
+            close(each);
     return !gone;
 }
 
@@ -409,19 +416,26 @@ std::deque<printing_t>::iterator nextTurn()
     return next;
 }
 
+void countPrintings()
+{
+    printing_count.store(printings.size());
+    printing_readers.store(static_cast<size_t>(
+        std::count_if(printings.begin(), printings.end(), [](const printing_t &each) { return each.client.reader; })));
+}
+
 void drop(std::deque<printing_t>::iterator at)
 {
     if (at->file >= 0)
         close(at->file);
     printings.erase(at);
-    printing_count.store(printings.size());
+    countPrintings();
 }
 
 void begin(const velmar_sender_t &client, const std::string &command, const ctl_cli_t *row)
 {
     const uint64_t slices = printings.empty() ? 0 : nextTurn()->slices; // not ahead of those that wait
     printings.push_back({client, command, row, {}, "ok\n", "", -1, 0, 0, false, slices});
-    printing_count.store(printings.size());
+    countPrintings();
 }
 
 // Comes to an answer only if there is nothing to print.
@@ -567,8 +581,9 @@ void handOver(const velmar_sender_t &client, const char *text)
 bool tooManyReaders()
 {
     const std::lock_guard<std::mutex> lock(waiting_lock);
-    return std::count_if(waiting.begin(), waiting.end(), [](const auto &each) { return each.second.client.reader; }) >=
-           READERS_MOST;
+    const auto count =
+        std::count_if(waiting.begin(), waiting.end(), [](const auto &each) { return each.second.client.reader; });
+    return static_cast<size_t>(count) + printing_readers.load() >= READERS_MOST;
 }
 
 void serveOne(const velmar_sender_t &client, const char *text)

@@ -370,7 +370,7 @@ bool letReaderIn(mi6_sock_t *sock, const msghdr &in, size_t got)
         static_cast<const mi6_addr_t *>(in.msg_iov[0].iov_base)->family == FAMILY_NOTICE ||
         in.msg_namelen <= sizeof from.sun_family || !batchesOnlyRead(payload.iov_base, got - sizeof(mi6_addr_t)))
         return false;
-    sock->reader = {from, in.msg_namelen, true};
+    sock->reader = {from, in.msg_namelen, true, peerUser(&in)};
     return true;
 }
 
@@ -455,6 +455,7 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
 {
     if (flags & MSG_ERRQUEUE)
         return receiveNotice(sock, message);
+    sock->reader.reader = false; // what leaves from here on is no answer to him
     if (message->msg_iovlen > static_cast<size_t>(SOCKET_VECTORS)) {
         errno = EMSGSIZE;
         return -1;

@@ -7,6 +7,7 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "host/raslog.h"
@@ -27,26 +28,43 @@ bool isFriend(const ucred &peer, uid_t own)
     return peer.uid == own || peer.uid == 0 || (peer.uid != NOBODY && peer.uid == owner.load());
 }
 
-// By the group that it runs in, or as the system's groups have its user: /proc may not tell of others.
-bool isReader(const ucred &peer)
+bool isMember(uid_t uid, gid_t group)
 {
-    const gid_t group = readers.load();
-    if (group == NO_GROUP || peer.uid == NOBODY)
-        return false;
-    if (peer.gid == group)
-        return true;
     char text[4096];
     passwd user;
     passwd *found = nullptr;
     gid_t groups[GROUPS_MOST];
     int count = GROUPS_MOST;
-    if (getpwuid_r(peer.uid, &user, text, sizeof text, &found) != 0 || !found ||
+    if (getpwuid_r(uid, &user, text, sizeof text, &found) != 0 || !found ||
         getgrouplist(user.pw_name, user.pw_gid, groups, &count) < 0)
         return false;
     for (int i = 0; i < count; ++i)
         if (groups[i] == group)
             return true;
     return false;
+}
+
+// By the group that it runs in, or as the system's groups have its user: /proc may not tell of others. To ask these may
+// take long, so what they said of a user holds for some seconds.
+bool isReader(const ucred &peer)
+{
+    constexpr uint32_t HOLDS_S = 10;
+    static std::atomic<uint64_t> said; // the user, seconds up to which it holds, and 1 for a member
+    const gid_t group = readers.load();
+    if (group == NO_GROUP || peer.uid == NOBODY)
+        return false;
+    if (peer.gid == group)
+        return true;
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const uint32_t seconds = static_cast<uint32_t>(now.tv_sec) & 0x3fffffff;
+    const uint64_t last = said.load();
+    const uint32_t until = static_cast<uint32_t>(last) >> 1;
+    if (last >> 32 == peer.uid && until > seconds && until <= seconds + HOLDS_S)
+        return last & 1;
+    const bool member = isMember(peer.uid, group);
+    said = uint64_t{peer.uid} << 32 | uint64_t{seconds + HOLDS_S} << 1 | (member ? 1 : 0);
+    return member;
 }
 
 ucred senderOf(const msghdr *received)
@@ -89,6 +107,11 @@ bool peerMaySend(int fd, const msghdr *received, bool *reader)
         return true;
     refuse(fd, peer);
     return false;
+}
+
+uid_t peerUser(const msghdr *received)
+{
+    return senderOf(received).uid;
 }
 
 void peerRefuse(int fd, const msghdr *received)

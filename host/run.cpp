@@ -637,6 +637,7 @@ static ssize_t receive(int fd, void *buffer, size_t size, velmar_sender_t *from,
         if (got < 0)
             return -1;
         from->length = message.msg_namelen;
+        from->user = peerUser(&message);
         const int came = peerFile(&message);
         const bool may = peerMaySend(fd, &message, readers_too ? &from->reader : nullptr);
         if (came >= 0 && (!may || !file))
@@ -665,8 +666,7 @@ bool runAnswerTo(const velmar_sender_t &client, sockaddr_un *to, int *held)
     if (!slash || velmar_run_path(path, sizeof path, READERS, slash + 1) != 0)
         return false;
     *held = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
-    if (*held >= 0 && fstat(*held, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_uid != geteuid() &&
-        found.st_uid != 0) {
+    if (*held >= 0 && fstat(*held, &found) == 0 && S_ISSOCK(found.st_mode) && found.st_uid == client.user) {
         *to = {};
         to->sun_family = AF_UNIX;
         snprintf(to->sun_path, sizeof to->sun_path, "/proc/self/fd/%d", *held);

@@ -30,6 +30,7 @@ struct velmar_sender_t {
     sockaddr_un address; // a path in it ends with a 0
     socklen_t length;    // as the kernel gave it: no more than the family if the sender has no address
     bool reader;         // one who may only read; by velmar_run_serve alone
+    uid_t user;          // whose process it is
 };
 
 // Takes one datagram that waits at such a socket, and whose it is; with `file` also a descriptor that came along, or
