@@ -424,7 +424,7 @@ void addServerCommands(CLI::App &app, arguments &args)
 // What changes a node is its owner's.
 void checkReader(const std::string &name)
 {
-    for (const char *changes : {"send", "apply", "watch", "clear", "ctl"})
+    for (const char *changes : {"send", "apply", "watch", "clear", "ctl", "diff"})
         if (name == changes)
             ctlRefuse("you may only read this node, which is another user's: '" + name + "' is for him and root");
 }

@@ -140,12 +140,18 @@ std::string withoutOk(const std::string &answer)
     return answer.substr(answer.size() > 2 ? 3 : 2);
 }
 
+ctlJson pidOf(const ctlProcess_t &process)
+{
+    const auto pid = ctlParseNumber(process.pid, INT_MAX);
+    return pid ? ctlJson(*pid) : ctlJson(process.pid);
+}
+
 ctlJson askStat(const ctlProcess_t &process, double seconds)
 {
     try {
         return ctlStatRow(process, ctlAsk(process, "stat", seconds));
     } catch (const ctlError_t &error) {
-        return {{"process", process.name}, {"pid", process.pid}, {"error", error.text}};
+        return {{"process", process.name}, {"pid", pidOf(process)}, {"error", error.text}};
     }
 }
 
@@ -169,29 +175,39 @@ std::string further(const ctlJson &row)
                                                   "mirror_trouble"};
     std::string text;
     for (const auto &[key, value] : row.items())
-        if (columns.count(key) == 0)
+        if (columns.count(key) == 0 && !key.ends_with("_time"))
             text += "  " + ctlShown(key) + " " + cell(row, key.c_str());
     return text;
 }
 
 // What a process tells with "stat", and what is said of it; null where it has no such thing.
 constexpr const char *STAT_KEYS[] = {
-    "process", "pid",   "role",     "stage",         "stage_name",     "since",        "blocks",
-    "bytes",   "syncs", "standbys", "requests",      "events",         "errors",       "chips",
-    "version", "error", "driver",   "driver_since",  "driver_pending", "driver_error", "driver_error_since",
-    "service", "host",  "mirror",   "mirror_trouble"};
+    "process", "pid",   "role",     "stage",          "stage_name",     "since",        "blocks",
+    "bytes",   "syncs", "standbys", "requests",       "events",         "errors",       "chips",
+    "version", "error", "driver",   "driver_since",   "driver_pending", "driver_error", "driver_error_since",
+    "service", "host",  "mirror",   "mirror_trouble", "refused"};
 
-// So many seconds ago as a time; empty if the row does not say.
-std::string timeOf(const ctlJson &row, const char *key)
+// Ages, each with its time beside it in the row: that of the answer tells it, not that of the print.
+constexpr const char *AGES[] = {"since", "driver_since", "driver_pending", "driver_error_since"};
+
+void addTimes(ctlJson *row)
 {
-    if (!row.contains(key) || !row[key].is_number_unsigned() || row[key] > UINT32_MAX)
-        return "";
-    return ctlUtc(std::chrono::system_clock::now() - std::chrono::seconds(row[key].get<uint32_t>()));
+    for (const std::string age : AGES) {
+        (*row)[age + "_time"] = ctlJson();
+        if (row->contains(age) && (*row)[age].is_number_unsigned() && (*row)[age] <= UINT32_MAX)
+            (*row)[age + "_time"] =
+                ctlUtc(std::chrono::system_clock::now() - std::chrono::seconds((*row)[age].get<uint32_t>()));
+    }
 }
 
 std::string textIn(const ctlJson &row, const char *key)
 {
     return row.contains(key) && row[key].is_string() ? ctlShown(row[key].get<std::string>()) : "";
+}
+
+std::string timeOf(const ctlJson &row, const std::string &age)
+{
+    return textIn(row, (age + "_time").c_str());
 }
 
 // What else a person should know of an agent, a line each.
@@ -222,7 +238,8 @@ ctlJson statJson(const ctlJson &row)
     ctlJson json;
     for (const char *key : STAT_KEYS)
         json[key] = row.contains(key) ? row[key] : ctlJson();
-    json["since_time"] = timeOf(row, "since").empty() ? ctlJson() : ctlJson(timeOf(row, "since"));
+    for (const std::string age : AGES)
+        json[age + "_time"] = ctlJson();
     json.update(row);
     return json;
 }
@@ -252,7 +269,7 @@ std::optional<ctlProcess_t> ctlProcessOf(const std::string &file)
 
 ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer)
 {
-    ctlJson row = {{"process", process.name}, {"pid", process.pid}}, stat;
+    ctlJson row = {{"process", process.name}, {"pid", pidOf(process)}}, stat;
     try {
         if (answer.size() <= LONGEST_STAT)
             stat = ctlParseJson(withoutOk(answer));
@@ -265,6 +282,7 @@ ctlJson ctlStatRow(const ctlProcess_t &process, const std::string &answer)
         row["error"] = answer.substr(0, LONGEST_ERROR);
     if (row.contains("stage") && row["stage"].is_number_unsigned())
         row["stage_name"] = qosVssStageName(row["stage"].get<uint64_t>());
+    addTimes(&row);
     return row;
 }
 
