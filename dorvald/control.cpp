@@ -106,7 +106,8 @@ bool wordAt(const unsigned char *body, size_t length, int place, uint32_t *value
 // Requests for statistics; but a chip's capabilities are told as one that comes up is.
 bool onlyReads(uint8_t code)
 {
-    return std::string_view(qosMsgCatalogue[code].name).starts_with("QOS_GET_") && code != QOS_GET_CHIP_CAP_MSG;
+    const char *const name = qosMsgCatalogue[code].name;
+    return name[0] == 'Q' && name[4] == 'G' && strncmp(name, "QOS_GET_", 8) == 0 && code != QOS_GET_CHIP_CAP_MSG;
 }
 
 bool readMessage(const unsigned char *batch, size_t left, ctl_message_t *message)
