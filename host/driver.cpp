@@ -4,10 +4,15 @@
 #include "host/driver.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "host/clock.h"
 #include "host/raslog.h"
+#include "host/run.h"
+#include "velmar/run.h"
 
 namespace {
 
@@ -28,12 +33,13 @@ const char *errorText(int error)
 
 void become(state_t next)
 {
-    if (state.load(std::memory_order_relaxed) == next)
+    if (state.load(std::memory_order_relaxed) == next || state.exchange(next, std::memory_order_relaxed) == next)
         return;
-    state.store(next, std::memory_order_relaxed);
     since_us.store(machineUs(), std::memory_order_relaxed);
     if (next == THERE)
         rasLog("driver: found, it answers");
+    else if (next == UNKNOWN)
+        rasLog("driver: one is there again, not asked yet");
     else
         rasLog("driver: lost: %s", errorText(last_error.load()));
 }
@@ -43,6 +49,31 @@ void fail(int error)
     last_error.store(error, std::memory_order_relaxed);
     error_us.store(machineUs(), std::memory_order_relaxed);
     become(LOST);
+}
+
+bool isGone(int error)
+{
+    return error == ECONNREFUSED || error == ENOENT;
+}
+
+// One that dies between two requests is missed by whoever asks for it, and not only by the next request. One that came
+// since then has answered nothing yet.
+void look()
+{
+    char path[sizeof(sockaddr_un::sun_path)];
+    sockaddr_un address;
+    const int before = state.load();
+    if (before == UNKNOWN || velmar_run_path(path, sizeof path, "qos", "driver") != 0 || !runAddress(&address, path))
+        return;
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return;
+    const int error = connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 ? 0 : errno;
+    close(fd);
+    if (before == THERE && isGone(error))
+        fail(error);
+    if (before == LOST && error == 0 && isGone(last_error.load()))
+        become(UNKNOWN);
 }
 
 } // namespace
@@ -72,6 +103,7 @@ void driverLeft()
 std::string driverStat()
 {
     static constexpr const char *NAMES[] = {"not asked yet", "answers", "lost"};
+    look();
     const int now = state.load(), error = last_error.load();
     const auto text = [](const char *value) { return value ? '"' + std::string(value) + '"' : "null"; };
     const auto seconds = [](int64_t then_us) {

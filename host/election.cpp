@@ -46,11 +46,11 @@ std::atomic<bool> holds_lock; // and may lead
 std::mutex keeping;           // of the names, by the lock's owner
 std::atomic<int64_t> kept_at; // milliseconds of the last look at the names
 std::atomic<int> role = STANDBY;
-std::atomic<uint64_t> role_since; // milliseconds of the clock
+std::atomic<int64_t> role_since; // microseconds of the machine's time, which steps of the clock do not move
 
 void enter(role_t next)
 {
-    role_since.store(clockCoarseMs());
+    role_since.store(machineUs());
     role.store(next);
 }
 
@@ -244,7 +244,7 @@ void electionStart()
 election_role_t electionRole()
 {
     constexpr const char *NAMES[] = {"standby", "active", "manual"};
-    return {NAMES[role.load()], static_cast<uint32_t>((clockCoarseMs() - role_since.load()) / 1000)};
+    return {NAMES[role.load()], static_cast<uint32_t>((machineUs() - role_since.load()) / 1000000)};
 }
 
 bool electionDrive(uint32_t stage, std::string *ran)
