@@ -21,7 +21,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <dirent.h>
 #include <map>
 #include <mutex>
 #include <string>
@@ -606,30 +605,12 @@ void serveOne(const velmar_sender_t &client, const char *text)
         answer(client, command->run(arg));
 }
 
-// Who was killed leaves its socket and says nothing: who removes the socket says it.
-void tellTheDead(const char *atom)
-{
-    char path[sizeof(sockaddr_un::sun_path)];
-    DIR *folder = velmar_run_path(path, sizeof path, "ctl", "") == 0 ? opendir(path) : nullptr;
-    if (!folder)
-        return;
-    const size_t length = strlen(atom);
-    while (const dirent *entry = readdir(folder)) {
-        const int owner = runOwner(entry->d_name);
-        if (strncmp(entry->d_name, atom, length) == 0 && entry->d_name[length] == '.' && owner > 0 &&
-            !runAlive(owner) && velmar_run_path(path, sizeof path, "ctl", entry->d_name) == 0 && runRemoveStale(path))
-            rasLog("%s is gone without a word: it was killed or crashed", entry->d_name);
-    }
-    closedir(folder);
-}
-
 } // namespace
 
 int ctlOpen(const char *atom)
 {
     if (ctl_fd >= 0)
         return 0;
-    tellTheDead(atom);
     char path[sizeof(sockaddr_un::sun_path)] = "";
     ctl_fd = velmar_run_bind("ctl", atom, true, path, sizeof path);
     if (ctl_fd >= 0) {

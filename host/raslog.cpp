@@ -177,6 +177,24 @@ void rasLog(const char *format, ...)
     }
 }
 
+void rasLogGone(const char *name)
+{
+    constexpr const char *FORMAT = "%s is gone without a word: it was killed or crashed";
+    if (log_fd >= 0)
+        return rasLog(FORMAT, name);
+    const std::lock_guard<std::mutex> lock(log_lock);
+    const char *why;
+    if (velmar_run_path(log_path, sizeof log_path, "trace", "raslog") != 0 ||
+        (log_fd = runOpen(log_path, O_WRONLY | O_APPEND, &why)) < 0)
+        return;
+    char text[sizeof last_text];
+    snprintf(text, sizeof text, FORMAT, name);
+    snprintf(log_origin, sizeof log_origin, "- %.15s[%d]", program_invocation_short_name, static_cast<int>(getpid()));
+    put(text);
+    close(log_fd);
+    log_fd = -1;
+}
+
 // What may run in a handler of a signal: no lock, no memory, one write.
 void rasDying(const char *why)
 {

@@ -169,7 +169,29 @@ bool refused(const char *path)
     return is_refused;
 }
 
-// Removes the socket files of dead processes from a folder that is locked.
+bool isControl(const char *path)
+{
+    const char *const name = strrchr(path, '/');
+    return name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
+}
+
+// Whether the process left a trace ring, as daemons do and tools don't. The folder is one beside that of the rings.
+bool isDaemon(int folder_fd, int pid)
+{
+    const int fd = openat(folder_fd, "../trace", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *dir = fd < 0 ? nullptr : fdopendir(fd);
+    bool found = false;
+    while (const dirent *entry = dir && !found ? readdir(dir) : nullptr)
+        found = runOwner(entry->d_name) == pid;
+    if (dir)
+        closedir(dir);
+    else if (fd >= 0)
+        close(fd);
+    return found;
+}
+
+// Removes the socket files of dead processes from a folder that is locked. A daemon that was killed says nothing of it,
+// so whoever removes its control socket does.
 void sweep(int folder_fd, const char *path)
 {
     const int fd = openat(folder_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -180,12 +202,14 @@ void sweep(int folder_fd, const char *path)
         return;
     }
     const int length = static_cast<int>(strrchr(path, '/') - path);
+    const bool control = isControl(path);
     while (const dirent *entry = readdir(dir)) {
         const int owner = runOwner(entry->d_name);
         char file[PATH_ROOM];
         const int used = snprintf(file, sizeof file, "%.*s/%s", length, path, entry->d_name);
-        if (owner > 0 && used > 0 && static_cast<size_t>(used) < sizeof file && !runAlive(owner) && refused(file))
-            unlink(file);
+        if (owner > 0 && used > 0 && static_cast<size_t>(used) < sizeof file && !runAlive(owner) && refused(file) &&
+            unlink(file) == 0 && control && isDaemon(folder_fd, owner))
+            rasLogGone(entry->d_name);
     }
     closedir(dir);
 }
@@ -241,7 +265,7 @@ bool shareTree(const char *dir, char *error, size_t size)
 void shareSocket(const char *path)
 {
     const char *const name = strrchr(path, '/');
-    const bool control = name && name - path >= 4 && strncmp(name - 4, "/ctl", 4) == 0;
+    const bool control = isControl(path);
     const bool agent = name && name - path >= 4 && strncmp(name - 4, "/mi6", 4) == 0 && strstr(name, ".lc");
     // In this order: until the group is the right one it has no right.
     if (readers != NO_GROUP && (control || agent) && giveGroup(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, readers))

@@ -126,6 +126,40 @@ bool runs(const std::string &pid)
     return std::any_of(all.begin(), all.end(), [&](const ctlProcess_t &each) { return each.pid == pid; });
 }
 
+// The newest of the rings that nobody writes to any more; empty if there is none.
+std::string lastRing()
+{
+    const std::string folder = ctlRunDir() + "/trace/";
+    std::pair<timespec, std::string> last{};
+    DIR *directory = opendir(folder.c_str());
+    while (const dirent *entry = directory != nullptr ? readdir(directory) : nullptr) {
+        const std::string name = entry->d_name, pid = name.substr(name.rfind('.') + 1);
+        struct stat about {};
+        if (pid == name || !isPid(pid) || name.rfind("raslog", 0) == 0 || runs(pid) ||
+            stat((folder + name).c_str(), &about) != 0)
+            continue;
+        const auto is = [](const timespec &t) { return std::pair(t.tv_sec, t.tv_nsec); };
+        if (last.second.empty() || is(last.first) < is(about.st_mtim))
+            last = {about.st_mtim, folder + name};
+    }
+    if (directory != nullptr)
+        closedir(directory);
+    return last.second;
+}
+
+// As ctlFindProcess; where nobody is meant it names the ring that may be.
+ctlProcess_t findTraced(const std::string &who)
+{
+    try {
+        return ctlFindProcess(who);
+    } catch (const ctlError_t &error) {
+        const std::string ring = error.exit == CTL_SILENT ? lastRing() : "";
+        if (ring.empty())
+            throw;
+        throw ctlError_t{error.exit, error.text + "; the last that ended left 'dorvctl trace --file " + ring + "'"};
+    }
+}
+
 } // namespace
 
 ctlJson ctlEventJson(const std::string &line)
@@ -226,7 +260,7 @@ int ctlShowTrace(const std::string &who, const std::string &file, const ctlHisto
             ctlPrintLines(newest(lines, asked.lines), asked.json, ctlTraceJson, out);
             return CTL_DONE;
         }
-    const ctlProcess_t process = ctlFindProcess(who);
+    const ctlProcess_t process = findTraced(who);
     if (process.name == "hsld")
         ctlRefuse("hsld keeps no trace; 'dorvctl ctl hsld log' shows its requests");
     // Following needs more than a person asked for, so that a burst between two looks is not missed.

@@ -9,6 +9,7 @@
 #include "tools/log.h"
 #include "tools/node.h"
 #include "tools/text.h"
+#include "velmar/run.h"
 
 namespace {
 
@@ -48,6 +49,8 @@ TEST(History, TheEventLogSaysHowProcessesEnded)
         by(pid);
         int status = 0;
         waitpid(pid, &status, 0);
+        char path[128]; // who has no event log takes nothing of it away
+        velmar_run_close(velmar_run_bind("ctl", "dorvctl", true, path, sizeof path));
         return std::to_string(pid);
     };
     const auto signalled = [](int number) { return [number](int pid) { kill(pid, number); }; };
@@ -85,6 +88,8 @@ TEST(History, TheEventLogSaysHowProcessesEnded)
     EXPECT_EQ(rows[1]["time"].get<std::string>().size(), 24u);
     EXPECT_GE(rows[1]["time"].get<std::string>(), now) << "of today, though the agent's clock stood still";
     EXPECT_THROW(trace("", run + "/trace/raslog"), ctlError_t);
+    EXPECT_EQ(std::system((DORVCTL_BINARY " trace 2>&1 | grep -q 'trace --file " + run + "/trace/QOS-1[.]'").c_str()),
+              0);
     std::filesystem::remove_all(run);
 }
 
@@ -102,7 +107,7 @@ TEST(History, TheDriverIsLostAndFound)
         return ctlStatRow(ctlFindProcess("dorvald"), live.node.ctl("stat"))[key];
     };
     EXPECT_TRUE(within([&] { return driver("driver_pending").is_number(); })) << "while it waits";
-    live.node.ctl("clock step 15");
+    live.node.ctl("clock step 15000");
     live.node.log.ignoreErrs();
     EXPECT_FALSE(live.manager.receive().empty());
     EXPECT_TRUE(driver("driver_pending").is_null());
@@ -111,6 +116,12 @@ TEST(History, TheDriverIsLostAndFound)
     live.status(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 0, 0));
     EXPECT_EQ(events().back(), "driver: found, it answers");
     EXPECT_EQ(driver("driver"), "answers");
+    EXPECT_LT(driver("since"), 15000) << "no step of the clock moves it";
+    const std::string name = live.node.run + "/qos/driver"; // gone and back between two requests
+    std::filesystem::rename(name, name + "2");
+    EXPECT_EQ(driver("driver"), "lost");
+    std::filesystem::rename(name + "2", name);
+    EXPECT_EQ(driver("driver"), "not asked yet");
 }
 
 TEST(History, TheLogOfBatchesTellsWhatFailed)
