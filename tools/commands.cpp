@@ -3,6 +3,7 @@
 #include "tools/commands.h"
 
 #include <ctime>
+#include <poll.h>
 #include <unistd.h>
 
 #include "tools/error.h"
@@ -129,12 +130,32 @@ int ctlSendBatches(const ctlOptions_t &options, std::vector<std::vector<ctlMessa
     return worst;
 }
 
+namespace {
+
+// Who watches may come ahead of the node, and leaves it to the node to make the run directory. False if none came.
+bool awaitNode(ctlClock::time_point deadline, std::ostream &err)
+{
+    constexpr int LOOK_MS = 20;
+    std::string none = ctlNoRunDir(true);
+    if (!none.empty())
+        ctlComplain(err, none + "; this waits for one");
+    for (; !none.empty(); none = ctlNoRunDir(true)) {
+        if (ctlInterrupted() || ctlClock::now() >= deadline)
+            return false;
+        poll(nullptr, 0, LOOK_MS);
+    }
+    return true;
+}
+
+} // namespace
+
 int ctlWatchAgents(const ctlOptions_t &options, const ctlWatch_t &watch, std::ostream &out, std::ostream &err)
 {
-    ctlLink_t link = ctlOpenLink(options.service, true); // agents may start later
     const auto deadline = ctlDeadline(watch.timeout > 0 ? watch.timeout : 1e8);
     unsigned seen = 0;
-    for (bool late = false; !late && (watch.count == 0 || seen < watch.count); late = ctlClock::now() >= deadline) {
+    bool late = !awaitNode(deadline, err);
+    ctlLink_t link = late ? ctlLink_t{-1, options.service} : ctlOpenLink(options.service, true);
+    for (; !late && (watch.count == 0 || seen < watch.count); late = ctlClock::now() >= deadline) {
         const ctlReceived_t received = ctlReceive(link, deadline);
         if (received.kind == ctlReceived_t::Nothing)
             break;

@@ -142,14 +142,20 @@ double ctlLeft(ctlClock::time_point deadline)
     return std::max(std::chrono::duration<double>(deadline - ctlClock::now()).count(), 0.0);
 }
 
-std::string ctlRunDir(bool make)
+std::string ctlNoRunDir(bool fresh)
 {
-    becomeOwner();
     struct stat found {};
     const std::string wanted = chosenRun();
-    if (!make && stat((wanted + "/ctl").c_str(), &found) != 0 && errno == ENOENT)
-        throw ctlError_t{CTL_SILENT, "no dorvald runs with " + wanted +
-                                         ", which is no run directory yet; start one, or set VELMAR_RUN"};
+    return stat((wanted + (fresh ? "" : "/ctl")).c_str(), &found) == 0 || errno != ENOENT
+               ? ""
+               : "no dorvald runs with " + wanted + ", which is no run directory yet";
+}
+
+std::string ctlRunDir(bool fresh)
+{
+    becomeOwner();
+    if (const std::string none = ctlNoRunDir(fresh); !none.empty())
+        throw ctlError_t{CTL_SILENT, none + "; start one, or set VELMAR_RUN"};
     char error[256] = "";
     const char *run = velmar_run_dir(error, sizeof error);
     if (run == nullptr)
@@ -157,9 +163,9 @@ std::string ctlRunDir(bool make)
     return run;
 }
 
-ctlLink_t ctlOpenLink(const std::string &service, bool make)
+ctlLink_t ctlOpenLink(const std::string &service, bool fresh)
 {
-    const std::string run = ctlRunDir(make);
+    const std::string run = ctlRunDir(fresh);
     const mi6_addr_t local = addressOf(service), peer{};
     const int fd = mi6_open(&local, &peer);
     if (fd < 0)

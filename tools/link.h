@@ -21,17 +21,20 @@ ctlClock::time_point ctlDeadline(double seconds);
 // The seconds until then, 0 if it is past.
 double ctlLeft(ctlClock::time_point deadline);
 
-// The node's run directory; throws with CTL_SILENT if it is of no use. One that no process has made is made on request
-// alone. Who runs as root becomes its owner here.
-std::string ctlRunDir(bool make = false);
+// The node's run directory; throws with CTL_SILENT if it is of no use. No directory is made, but with `fresh` one that
+// no node has run in yet is taken. Who runs as root becomes its owner here.
+std::string ctlRunDir(bool fresh = false);
+
+// Why there is none; empty where there is one.
+std::string ctlNoRunDir(bool fresh = false);
 
 struct ctlLink_t {
     int fd;
     std::string service; // "qosMI" or "qosMIStats"
 };
 
-// Opens a manager's socket, with `make` also where no node has run yet; throws with CTL_SILENT if that fails.
-ctlLink_t ctlOpenLink(const std::string &service, bool make = false);
+// Opens a manager's socket; throws with CTL_SILENT if that fails.
+ctlLink_t ctlOpenLink(const std::string &service, bool fresh = false);
 void ctlCloseLink(ctlLink_t &link);
 
 // One datagram from an agent, a notice of the transport about a destination, or neither when the deadline is past or

@@ -473,12 +473,18 @@ int run(CLI::App &app, arguments &args, bool reader)
     return ctlShowTrace(args.process, args.ring, args.history, std::cout);
 }
 
+std::vector<std::string> commandNames(const CLI::App &app)
+{
+    std::vector<std::string> names = {"help"};
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
+        names.push_back(command->get_name());
+    return names;
+}
+
 // A first word that is no command gets the nearest one, which the parser would not name.
 void checkCommand(const CLI::App &app, const std::vector<std::string> &words)
 {
-    std::vector<std::string> names;
-    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; }))
-        names.push_back(command->get_name());
+    const std::vector<std::string> names = commandNames(app);
     if (words.empty() || words[0].empty())
         ctlRefuse("a command is missing; 'dorvctl --help' lists them");
     if (words[0][0] != '-' && std::find(names.begin(), names.end(), words[0]) == names.end())
@@ -496,8 +502,24 @@ ctlGrammar_t grammarOf(CLI::App &app)
     return grammar;
 }
 
-// The words as they are meant: "help COMMAND" is "COMMAND --help", a command may be cut short where that leaves no
-// doubt, and -j may stand ahead of it.
+// The command that a word, which may be cut short, leaves no doubt of; the word where it is none.
+std::string commandOf(const CLI::App &app, const std::string &word)
+{
+    std::string meant, all;
+    for (const std::string &name : commandNames(app)) {
+        if (name == word)
+            return word;
+        if (!word.empty() && name.rfind(word, 0) == 0) {
+            all += (meant.empty() ? "" : ", ") + name;
+            meant = name;
+        }
+    }
+    if (all != meant)
+        ctlRefuse("'" + word + "' may be " + all);
+    return meant.empty() ? word : meant;
+}
+
+// The words as they are meant: "help COMMAND" is "COMMAND --help", and -j may stand ahead of the command.
 std::vector<std::string> settleWords(const CLI::App &app, std::vector<std::string> words)
 {
     const auto isJson = [](const std::string &word) { return word == "-j" || word == "--json"; };
@@ -505,24 +527,11 @@ std::vector<std::string> settleWords(const CLI::App &app, std::vector<std::strin
     if (command == words.end())
         return words;
     std::rotate(words.begin(), command, command + 1);
-    if (words[0] == "help") {
+    while (commandOf(app, words[0]) == "help") {
         words.erase(words.begin());
         words.push_back("--help");
     }
-    std::string meant, all;
-    for (const CLI::App *each : app.get_subcommands([](const CLI::App *) { return true; })) {
-        const std::string name = each->get_name();
-        if (name == words[0])
-            return words;
-        if (!words[0].empty() && name.rfind(words[0], 0) == 0) {
-            all += (meant.empty() ? "" : ", ") + name;
-            meant = name;
-        }
-    }
-    if (all != meant)
-        ctlRefuse("'" + words[0] + "' may be " + all);
-    if (!meant.empty())
-        words[0] = meant;
+    words[0] = commandOf(app, words[0]);
     return words;
 }
 

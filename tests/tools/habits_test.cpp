@@ -6,7 +6,7 @@ TEST(Habits, TheProgramTakesThem)
 {
     const std::tuple<const char *, int, const char *> rows[] = {
         {"s", CTL_USAGE, "'s' may be send, show, save, stats"},
-        {"he", CTL_USAGE, "no command is called 'he'"},
+        {"he sen", CTL_DONE, "--raw-tail"},
         {"dec 0000000700 -j", CTL_DONE, "\"seq\":7"},
         {"-j show 4", CTL_DONE, "\"name\":\"cos_map\""},
         {"help send", CTL_DONE, "--raw-tail"},
@@ -36,8 +36,9 @@ TEST(Habits, TheProgramTakesThem)
     expectRefused("lower end first", [] { ctlExpandList("te1/3-1"); });
     const std::string nowhere = ownRun().path + "/none";
     setenv("VELMAR_RUN", nowhere.c_str(), 1);
-    for (const char *command : {"node", "show chips", "show config", "save", "diff", "stats queue te1/1", "trace",
-                                "top", "trace 7", "events", "log", "ctl hsld stat", "send COSTRUST ifIndex=te1/1"})
+    for (const char *command :
+         {"node", "show chips", "show config", "save", "diff", "stats queue te1/1", "trace", "top", "trace 7", "events",
+          "log", "watch --timeout 0.01 --count 1", "ctl hsld stat", "send COSTRUST ifIndex=te1/1"})
         expectProgram(command, CTL_SILENT, "no dorvald runs with " + nowhere + ", which is no run directory");
     expectProgram("complete send COSTRUST ifIndex=", CTL_DONE, "");
     EXPECT_FALSE(std::filesystem::exists(nowhere));
