@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "tools/error.h"
 #include "tools/node.h"
@@ -78,25 +79,35 @@ constexpr figure_t figures[] = {
     {ANY, "red", "", "port", 4, CTL_RED},
 };
 
-// The families of chips by their flat number, as the first agent that knows any says; empty if none does.
-std::map<int32_t, unsigned> knownFamilies(double seconds)
+struct known_t {
+    std::map<int32_t, unsigned> families; // by the chip's flat number
+    std::set<uint32_t> ports;
+    bool any = false; // an agent has told of them
+};
+
+// What the agents say of chips and ports.
+known_t knownToAgents(double seconds)
 {
-    std::map<int32_t, unsigned> families;
+    known_t known;
     const auto deadline = ctlDeadline(seconds);
     try {
-        for (const ctlProcess_t &agent : ctlProcesses("dorvald"))
+        for (const ctlProcess_t &agent : ctlProcesses("dorvald")) {
             for (const ctlJson &row : ctlAskRows(agent, "chips", ctlLeft(deadline))) {
                 const std::string type = row.contains("type") && row["type"].is_string() ? row["type"] : ctlJson("");
                 if (row.contains("chip") && row["chip"].is_number_integer())
-                    families.emplace(row["chip"].get<int32_t>(), type == "Larkin"                ? LARKIN
-                                                                 : type == "Tessel"              ? TESSEL
-                                                                 : type.rfind("Mirelle", 0) == 0 ? MIRELLE
-                                                                                                 : ANY);
+                    known.families.emplace(row["chip"].get<int32_t>(), type == "Larkin"                ? LARKIN
+                                                                       : type == "Tessel"              ? TESSEL
+                                                                       : type.rfind("Mirelle", 0) == 0 ? MIRELLE
+                                                                                                       : ANY);
             }
+            const std::vector<uint32_t> ports = ctlListedPorts(ctlAskRows(agent, "ports", ctlLeft(deadline)));
+            known.ports.insert(ports.begin(), ports.end());
+            known.any = true;
+        }
     } catch (const ctlError_t &) {
-        // Whoever answers the requests may be asked for everything.
+        known.any = false; // whoever answers the requests may be asked for everything
     }
-    return families;
+    return known;
 }
 
 void add(std::optional<uint64_t> &to, const std::optional<uint64_t> &value)
@@ -188,7 +199,7 @@ const ctlStatsView_t ctlDropsView = {"drops", "",      "", false,   0,       nul
 
 std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &targets, double seconds)
 {
-    const std::map<int32_t, unsigned> families = knownFamilies(seconds);
+    const known_t known = knownToAgents(seconds);
     std::vector<ctlStatsQuery_t> queries;
     std::vector<std::string> ports = targets;
     for (const source_t &source : sources) {
@@ -202,8 +213,11 @@ std::vector<ctlStatsQuery_t> ctlPlanDrops(const std::vector<std::string> &target
             words.insert(words.end(), ports.begin(), ports.end());
         }
         for (ctlStatsQuery_t &query : ctlPlanStats({words})) {
-            const auto known = families.find(dce_get_flat_chip_id(query.ifindex));
-            if (known == families.end() || (known->second & source.families) != 0)
+            const auto family = known.families.find(dce_get_flat_chip_id(query.ifindex));
+            const bool stranger = known.any && known.ports.count(query.ifindex) == 0;
+            // Of a port that nobody announced one refusal tells enough.
+            if (stranger ? &source == &sources[0]
+                         : family == known.families.end() || (family->second & source.families) != 0)
                 queries.push_back(std::move(query));
         }
     }

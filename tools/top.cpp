@@ -73,6 +73,7 @@ struct line {
 struct view {
     std::vector<line> queues, reasons;
     size_t dropping = 0; // of the queues
+    size_t measured = 0; // ports that there are rates of
 };
 
 std::string decimals(double value, int digits)
@@ -146,9 +147,10 @@ view viewOf(const ctlStatsReading_t &reading, char order)
 {
     view found;
     for (const ctlStatsTable_t &table : reading.tables) {
-        if (table.view == &ctlDropsView)
+        if (table.view == &ctlDropsView) {
             addQueues(table, order, found);
-        else
+            found.measured += table.seconds > 0;
+        } else
             for (const ctlStatsRow_t &row : table.rows)
                 if (rateOf(row, 0) > 0 && row.label.rfind("total ", 0) != 0)
                     found.reasons.push_back({{ctlShowInterface(table.ifindex), row.label, decimals(rateOf(row, 0), 1)},
@@ -245,10 +247,16 @@ std::string frameOf(const ctlStatsReading_t &reading, size_t ports, double secon
     const std::vector<std::string> help = now.help ? helpLines(screen.columns) : std::vector<std::string>();
     most -= std::min(most - 1, (reasons ? below + 2 : 0) + help.size());
     std::ostringstream text;
-    text << ctlUtc().substr(11) << "  " << ctlCounted(found.dropping, "queue")
-         << (found.dropping == 1 ? " drops" : " drop") << ", " << found.queues.size() << " in use, on "
-         << ctlCounted(ports, "port") << ", over " << decimals(seconds, 1) << " s, by " << orderName(now.order)
-         << (screen.terminal ? "; h for help" : "") << "\n";
+    text << ctlUtc().substr(11) << "  ";
+    if (found.measured == 0)
+        text << "no figures of " << ctlCounted(ports, "port");
+    else
+        text << ctlCounted(found.dropping, "queue") << (found.dropping == 1 ? " drops" : " drop") << ", "
+             << found.queues.size() << " in use, on " << ctlCounted(found.measured, "port") << ", over "
+             << decimals(seconds, 1) << " s";
+    if (found.measured != 0 && found.measured < ports)
+        text << ", no figures of " << ports - found.measured;
+    text << ", by " << orderName(now.order) << (screen.terminal ? "; h for help" : "") << "\n";
     for (const std::string &line : help)
         text << line << "\n";
     table_t head = {{"port", "queue", "used [B]", "bound [B]", "full", "tail [/s]", "RED [/s]", "drops [/s]",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // dorvctl's statistics: which requests leave, what tables and rates come of the replies, and what a screen gets to see.
 // The agent is a plain socket with a script, bound where a real one would be.
+#include "tools/drops.h"
 #include "tools/stats.h"
 
 #include <cmath>
@@ -209,6 +210,10 @@ TEST(Stats, FailuresAreNamedAndTheRestIsShown)
     EXPECT_EQ(json[3]["rows"].size(), 9u);
     EXPECT_EQ(batches, 1);
     expectEnd(top({"1/1,1/5"}, 0.02, 1), CTL_FAILED, "te1/1: status 25");
+    for (const auto &[ports, says] :
+         {std::pair("1/1,1/5", "Z  0 queues drop, 0 in use, on 1 port"), std::pair("1/1,1/5", "no figures of 1, by"),
+          std::pair("1/1", "Z  no figures of 1")})
+        EXPECT_TRUE(has(top({ports}, 0.02, 1).out, says)) << says;
     expectEnd(stats({{"drops", "1/1,1/2,1/5"}}, false), CTL_FAILED, "te1/2 queue: the agent left");
     batches = 1;
     stats({{"drop-reasons", "1/4,1/5"}});
@@ -331,6 +336,11 @@ TEST(Stats, DropsOfAllFamiliesStandSideBySide)
     };
     EXPECT_EQ(found, expected);
     expectRefused("not with drops", [] { stats({{"drops", "1/1"}, "1"}); });
+    peer control("ctl", "dorvald", answering([](const std::string &command) {
+                     return command == "cli json ports" ? R"(ok [{"name":"te1/2","ifindex":406913024,"chip":8}])"
+                                                        : R"(ok [{"chip":8,"type":"Tessel"}])";
+                 }));
+    EXPECT_EQ(ctlPlanDrops({"1/2", "1/3"}, 20).size(), 7u) << "six of a Tessel, and one of a port not announced";
 }
 
 TEST(Stats, TopPutsWhatDropsFirst)
