@@ -14,15 +14,18 @@ void fuzzOne(const uint8_t *data, size_t size)
     agentBegin(kind);
     fuzzBytes_t script = in.part(in.half());
     agentDriver(in);
+    const qosMiReceiver_t receiver = qos_velmar_state.mi_callback;
     if (kind & 8) { // the manager's role, in which chips go, and leave their ports without one
         agentRemovePorts();
         qos_velmar_state.is_agent = 0;
+        qos_velmar_state.mi_callback = nullptr; // the agent's would answer to agents, itself among them, without end
     }
     for (unsigned n = 0; script.left > 0 && n < 8; n++) {
         const auto to = static_cast<agentSocket_t>(script.byte() % 4);
         agentSendRaw(to, script.take(script.half()));
     }
     qos_velmar_state.is_agent = 1;
+    qos_velmar_state.mi_callback = receiver;
     agentEnd();
 }
 
