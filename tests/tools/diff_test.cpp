@@ -204,4 +204,13 @@ TEST(Diff, ADriverThatBeganAnewIsToldAllOfItBySave)
     EXPECT_EQ(node.tool("diff nonsense"), 2);
     Parted::end(std::exchange(node.driver, 0));
     EXPECT_EQ(node.tool("diff"), 3);
+
+    // Of TCAM entries the agent holds handles, so that the same settings again don't bring these back.
+    Parted larkin("larkin");
+    larkin.apply(SETTINGS);
+    larkin.restart();
+    larkin.tool("save 2>/dev/null | " DORVCTL_BINARY " apply -");
+    EXPECT_EQ(larkin.fields(),
+              (std::set<std::string>{"te1/1 l2_pri.cos_map", "te1/1 l2_pri.tc_map", "te1/1 l3_pri.cos_map",
+                                     "te1/1 l3_pri.dscp_trust", "te1/1 l3_pri.tc_map"}));
 }

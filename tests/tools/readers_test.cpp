@@ -66,7 +66,8 @@ TEST(Readers, SeeANodeAndChangeNothing)
                                    run.path + "/dorvald");
     EXPECT_TRUE(within([&] { return has(says("", "apply " EXAMPLES "/tessel.json"), "exit 0"); }));
 
-    const std::string member = "setpriv --clear-groups --reuid 12345 --regid games",
+    const std::string further = "setpriv --groups games --reuid games --regid 12345",
+                      member = "setpriv --clear-groups --reuid 12345 --regid games",
                       stranger = "setpriv --clear-groups --reuid 12345 --regid 12345";
     const std::pair<const char *, const char *> rows[] = {{"node", "active"},
                                                           {"show config te1/3", "l2_pri.cos_trust"},
@@ -82,6 +83,8 @@ TEST(Readers, SeeANodeAndChangeNothing)
         EXPECT_TRUE(has(says(member, arguments), "exit 0\n"));
         EXPECT_TRUE(has(says(stranger, arguments), "exit 3\n"));
     }
+    for (const auto &[arguments, shows] : {rows[0], rows[2]}) // a group that is not the one they run in
+        EXPECT_TRUE(has(says(further, arguments), shows));
     for (const char *changes : {"send IFDEL ifIndex=te1/3", "apply x", "clear stats", "ctl dorvald quit", "watch"})
         EXPECT_TRUE(has(says(member, changes), "you may only read this node")) << changes;
 
