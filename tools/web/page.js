@@ -90,6 +90,9 @@ function reasonRate(port) {
     return port.reasons.reduce((sum, reason) => sum + (reason[2] || 0), 0);
 }
 
+// Whether there is one sample of counters and no second one that tells how fast they rise.
+const isNew = port => dropRate(port) === null && port.reasons.every(reason => reason[2] === null) &&
+    (port.reasons.length > 0 || port.values.some(row => row[DROPS] !== null));
 const dropsNow = port => Math.max(dropRate(port) || 0, reasonRate(port));
 const holds = port => port.values.some(row => row[USED] > 0);
 
@@ -127,10 +130,10 @@ function drawTile(tile, port) {
     });
     const unknown = known && dropRate(port) === null && !port.reasons.length;
     set(tile, "className", "tile" + (rate > 0 ? " dropping" : ""));
-    set(tile.sum, "textContent", port.fault ? "no figures" : rate > 0 ? "▼ " + short(rate) + "/s" : unknown ? "–" : "0 drops");
+    set(tile.sum, "textContent", port.fault ? "no figures" : rate > 0 ? "▼ " + short(rate) + "/s" : isNew(port) ? "…" : unknown ? "–" : "0 drops");
     const label = port.name + ", " + (port.fault ? "no figures: " + port.fault
         : rate > 0 ? "drops " + short(rate) + "frames a second" + (dropping.length ? " in priority " + dropping.join(", ") : "")
-        : unknown ? "drops are not known" : holds(port) ? "holds frames, drops nothing" : "drops nothing");
+        : isNew(port) ? "drops are not known yet" : unknown ? "drops are not known" : holds(port) ? "holds frames, drops nothing" : "drops nothing");
     if (tile.getAttribute("aria-label") !== label) tile.setAttribute("aria-label", label);
     tile.setAttribute("aria-pressed", String(port.ifindex === open));
 }
@@ -156,7 +159,7 @@ function drawMap() {
     map.classList.toggle("stale", Boolean(stale));
     const dropping = ports.filter(port => dropsNow(port) > 0).length;
     set($("summary"), "textContent", !ports.length ? "" : stale ? "as of " + clock(portsTime) + ", not read since"
-        : ports.length + (ports.length === 1 ? " port, " : " ports, ") + (dropping ? dropping + " dropping" : "none drops"));
+        : ports.length + (ports.length === 1 ? " port, " : " ports, ") + (dropping ? dropping + " dropping" : ports.some(isNew) ? "drops not known yet" : "none drops"));
     document.title = (dropping && !stale ? "▼ " + dropping + " dropping · " : "") + "dorvald";
 }
 
