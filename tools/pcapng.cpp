@@ -25,7 +25,7 @@ void pad(std::string &to)
     to.resize((to.size() + 3) / 4 * 4);
 }
 
-// An option, and likewise a tag: number, length of the value alone, value, and zeros up to a multiple of four.
+// An option: number, length of the value alone, value, and zeros up to a multiple of four.
 void putOption(std::string &to, uint16_t number, const std::string &value)
 {
     const std::string cut = value.substr(0, LONGEST_OPTION);
@@ -71,8 +71,9 @@ std::string pcapngInterface(const std::string &name)
 
 std::string pcapngPacket(const pcapngPacket_t &packet)
 {
-    std::string data;
-    putOption(data, TAG_DISSECTOR, packet.dissector);
+    std::string data, name = packet.dissector;
+    pad(name); // a tag is like an option, but its length counts the zeros
+    putOption(data, TAG_DISSECTOR, name);
     put(data, 4, 0);
     data.append(packet.bytes.begin(), packet.bytes.end());
     std::string body;
