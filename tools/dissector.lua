@@ -140,8 +140,8 @@ local function addNotice(tree, tvb)
     if length < NOTICE then
         return mark(tree, miMalformed, "Cut short: a notice has " .. NOTICE .. " bytes")
     end
-    addRows(tree, tvb, ADDRESS, length, noticeRows, LITTLE)
-    addAddress(tree, tvb, ADDRESS + NOTICE - ADDRESS, "Destination")
+    local little = addAddress(tree, tvb, ADDRESS + NOTICE - ADDRESS, "Destination") -- which a notice ends in
+    addRows(tree, tvb, ADDRESS, length, noticeRows, little)
 end
 
 -- Whether the records that the body says it has are there.
@@ -180,7 +180,7 @@ local function addMessage(tree, tvb, at)
     local left = tvb:len() - at
     if left < HEADER.size then
         mark(tree:add(tvb(at), "Rest"), miMalformed, "Cut short: " .. left .. " bytes are left over")
-        return
+        return nil, "cut"
     end
     local code, length, ack = tvb(at, 1):uint(), tvb(at + 1, 2):uint(), tvb(at + 4, 1):uint()
     local message = MESSAGES[code]
@@ -575,7 +575,7 @@ local function addFrame(tree, tvb, pinfo, at)
     local left = tvb:len() - at
     if left < FRAME.size then
         mark(tree:add(tvb(at), "Rest"), drvMalformed, "Cut short: " .. left .. " bytes are left over")
-        return
+        return nil, "cut"
     end
     local little = isLittle(tvb, at)
     local length = word(tvb, at, 4, little)
@@ -583,7 +583,7 @@ local function addFrame(tree, tvb, pinfo, at)
     addRows(branch, tvb, at, FRAME.size, FRAME.fields, little)
     if length < FRAME.size or length > left then
         mark(branch, drvMalformed, "The frame claims " .. length .. " bytes, " .. left .. " are there")
-        return
+        return nil, "cut"
     end
     local behind = at + math.ceil(length / 4) * 4
     local frame = {pinfo = pinfo, kind = word(tvb, at + 4, 2, little), sequence = word(tvb, at + 8, 4, little),

@@ -314,9 +314,11 @@ TEST(Dissector, EveryFieldOfEveryDriverRecord)
                                    {{ports, {"0x18418000"}},
                                     {"dorvald.drv.cosPause.assert_threshold", {}},
                                     {SAYS, {"Record 2 of the bulk claims 49 bytes, 48 are there"}}}));
-    Packet refused = driverPacket(
-        9001, {0, 0, 0, 95}, true,
-        {{"dorvald.drv.error", {"95"}}, {"dorvald.drv.response_to", {std::to_string(packets.size() - 1)}}});
+    // An answer goes the other way than its request, and to the last one of its number.
+    packets.push_back(driverPacket(9001, bulkOf(48), false, {}));
+    Packet refused =
+        driverPacket(9001, {0, 0, 0, 95}, true,
+                     {{"dorvald.drv.error", {"95"}}, {"dorvald.drv.response_to", {std::to_string(packets.size())}}});
     refused.bytes.erase(refused.bytes.begin() + sizeof(qosNLHdr_t), refused.bytes.begin() + NL_RECORD_OFFSET);
     putNative(refused.bytes, 0, 4, sizeof(qosNLHdr_t) + 4);
     putNative(refused.bytes, 4, 2, NLM_ERROR);
