@@ -5,8 +5,6 @@
 #include "tools/dissector.h"
 
 #include <bit>
-#include <cctype>
-#include <map>
 
 #include "agent/messages/header.h"
 #include "hsl/commands.h"
