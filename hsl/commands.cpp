@@ -297,6 +297,11 @@ static const hslCommand_t commands[] = {
     {COS_POLICER_DEASSOCIATE, -1, COS, TM, "policer de-association", {36}, HSL_SAME, nullptr, 32, POL_DEASSOC},
 };
 
+std::span<const hslCommand_t> hslCommands()
+{
+    return commands;
+}
+
 const hslCommand_t *hslFindCommand(hslBytes record)
 {
     auto command = field(record, 0, 4);

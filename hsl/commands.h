@@ -45,6 +45,9 @@ constexpr uint32_t COS_HEAD = 28;
 // A response that an agent's buffer of 37888 bytes can take, with both headers and the end frame around it.
 constexpr uint32_t HSL_MAX_RESPONSE = 37888 - 48 - 20;
 
+// All rows, as people read them.
+std::span<const hslCommand_t> hslCommands();
+
 // The row of a record, or null.
 const hslCommand_t *hslFindCommand(hslBytes record);
 

@@ -17,7 +17,7 @@ set(DORVALD_ROOMS velmar agent/messages platform/records core lib channels inven
 set(DORVALD_BESIDE host hsl tools role)
 set(DORVALD_BESIDE_host velmar)
 set(DORVALD_BESIDE_hsl velmar agent/messages platform/records)
-set(DORVALD_BESIDE_tools velmar agent/messages platform/records)
+set(DORVALD_BESIDE_tools velmar agent/messages platform/records hsl) # of hsl the table of commands
 set(DORVALD_BESIDE_role ${DORVALD_ROOMS} tools)
 
 # Appends a line to the list `faults` for each include of `file`, in folder `room`, that is not of a folder in `allowed`.

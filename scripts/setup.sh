@@ -4,7 +4,7 @@
 BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev
                 libcpp-httplib-dev pkgconf)
 TEST_PACKAGES=(libgtest-dev libbenchmark-dev clang-format)
-EXTRA_PACKAGES=(chromium-headless-shell zsh) # for what is left out where they are missing: 40 s to install
+EXTRA_PACKAGES=(chromium-headless-shell tshark zsh) # for what is left out where they are missing: 40 s to install
 PACKAGING_PACKAGES=(debhelper dpkg-dev fakeroot lintian logrotate systemd)
 
 say() {

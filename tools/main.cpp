@@ -13,6 +13,7 @@
 #include "tools/complete.h"
 #include "tools/config.h"
 #include "tools/diff.h"
+#include "tools/dissector.h"
 #include "tools/error.h"
 #include "tools/exporter.h"
 #include "tools/held.h"
@@ -354,6 +355,8 @@ void addNodeCommands(CLI::App &app, arguments &args)
     decode->add_option("hex", args.words, "the batch in hexadecimal, - for standard input")->required();
     decode->add_flag("-j,--json", args.options.json, "one JSON array");
 
+    app.add_subcommand("dissector", "write a dissector of captures, to be kept as dorvald.lua");
+
     CLI::App *node = app.add_subcommand("node", "the processes of this node: role, stage, pid, since");
     node->add_flag("-j,--json", args.options.json, "one JSON array");
 
@@ -445,6 +448,8 @@ int run(CLI::App &app, arguments &args, bool reader)
         return runShow(args, command);
     if (name == "decode")
         return runDecode(args);
+    if (name == "dissector")
+        return ctlWriteDissector(std::cout);
     ctlCatchSignals();
     if (name == "stats")
         return ctlShowStats(args.options, args.asked, std::cout, std::cerr);
