@@ -69,7 +69,8 @@ bool openPage(unsigned char *page)
     return track.lost;
 }
 
-// A fault that is not ours goes to whoever had it before: the write is tried again and meets him.
+// A fault that is not ours goes to whoever had it before: the write is tried again and meets him. The code is not looked
+// at: emulators of other processors give that of a hole for a page that is protected.
 void onFault(int, siginfo_t *info, void *)
 {
     const int error = errno;
@@ -79,7 +80,7 @@ void onFault(int, siginfo_t *info, void *)
     if (info->si_code <= 0) { // sent by somebody, and not by a write
         sigaction(SIGSEGV, &track.before, nullptr);
         raise(SIGSEGV);
-    } else if (!track.runs || info->si_code != SEGV_ACCERR || offset >= storeCommitted() || !openPage(base + start)) {
+    } else if (!track.runs || offset >= storeCommitted() || !openPage(base + start)) {
         sigaction(SIGSEGV, &track.before, nullptr);
     } else if (!track.lost) {
         memcpy(track.twins + start, base + start, track.page);

@@ -175,8 +175,8 @@ struct Chain {
     KillAt killPoint()
     {
         if (dice.percent(40))
-            return {0, 1 + dice.below(40)};
-        return {dice.percent(70) ? JOINED + dice.below(1000) : 0, 0};
+            return {0, 1 + static_cast<long>(dice.below(40))};
+        return {dice.percent(70) ? JOINED + static_cast<long>(dice.below(1000)) : 0, 0};
     }
 
     // One batch to the active agent and, once acknowledged, to the models: false if the active one died without it.
