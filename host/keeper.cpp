@@ -6,6 +6,7 @@
 #include "host/keeper.h"
 
 #include <csignal>
+#include <linux/close_range.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -38,7 +39,7 @@ int keep(void *)
     sigset_t died;
     sigemptyset(&died);
     sigaddset(&died, SIGUSR1); // blocked, as all are
-    if (syscall(SYS_close_range, 0U, ~0U, 0U) != 0 || prctl(PR_SET_PDEATHSIG, SIGUSR1) != 0)
+    if (prctl(PR_SET_PDEATHSIG, SIGUSR1) != 0)
         _exit(0);
     const sched_param none = {};
     (void)sched_setscheduler(0, SCHED_IDLE, &none);
@@ -49,9 +50,12 @@ int keep(void *)
     _exit(0);
 }
 
+// Gives the descriptors up ahead of the other process: who is born with them holds lock and sockets of a process that
+// was killed until it first runs, which may be long on a busy machine.
 void *startKeeping(void *)
 {
-    (void)clone(keep, stack + sizeof stack, CLONE_VM, nullptr);
+    if (syscall(SYS_close_range, 0U, ~0U, CLOSE_RANGE_UNSHARE) == 0)
+        (void)clone(keep, stack + sizeof stack, CLONE_VM, nullptr);
     for (;;)
         pause();
 }
