@@ -43,6 +43,7 @@
 #include "host/replica.h"
 #include "host/run.h"
 #include "host/store.h"
+#include "host/tap.h"
 #include "host/tp.h"
 #include "host/trace.h"
 #include "velmar/ha.h"
@@ -515,11 +516,17 @@ struct command_t {
     bool reads = false; // changes nothing: for those who may only read too
 };
 const command_t COMMANDS[] = {
-    {"stat", stat, false, true},   {"trace show", traceShow, false, true},
-    {"log", batches, false, true}, {"reopen", reopen, false},
-    {"clock step", step, false},   {"fault", faultCommand, false},
-    {"stage", stage, true},        {"trace level", traceLevel, true},
-    {"tp", testPoint, true},       {"msgq", post, true},
+    {"stat", stat, false, true},
+    {"trace show", traceShow, false, true},
+    {"log", batches, false, true},
+    {"reopen", reopen, false},
+    {"clock step", step, false},
+    {"fault", faultCommand, false},
+    {"capture", tapCommand, false},
+    {"stage", stage, true},
+    {"trace level", traceLevel, true},
+    {"tp", testPoint, true},
+    {"msgq", post, true},
     {"cli", nullptr, true, true}, // in its own way
 };
 

@@ -34,6 +34,7 @@
 #include "host/replica.h"
 #include "host/run.h"
 #include "host/socket.h"
+#include "host/tap.h"
 #include "velmar/run.h"
 #include "velmar/socket.h"
 
@@ -331,8 +332,14 @@ int64_t longestPatience(const mi6_sock_t *sock)
     return longest;
 }
 
+// For who listens: the datagram as one receiver got it, or did not.
+void tellSent(int fd, const char *peer, int error, const msghdr *message)
+{
+    tapSent({CAPTURE_MI, true, fd, peer, error}, message->msg_iov, message->msg_iovlen);
+}
+
 // Tries those that are full until each took the datagram, is gone or has used up its time. Gives how many took it.
-unsigned sendToFull(mi6_sock_t *sock, const msghdr *message, int *failure)
+unsigned sendToFull(mi6_sock_t *sock, int fd, const msghdr *message, int *failure)
 {
     const int64_t start = monotonicMs();
     const int64_t limit = longestPatience(sock);
@@ -353,6 +360,7 @@ unsigned sendToFull(mi6_sock_t *sock, const msghdr *message, int *failure)
             const int waited = static_cast<int>(monotonicMs() - start);
             receiver.patience_ms -= waited > QUICK_MS ? waited : 0;
             taken += sent;
+            tellSent(fd, receiver.file, sent ? 0 : errno, message);
             if (!sent && !isGone(errno))
                 *failure = errno;
         }
@@ -375,7 +383,7 @@ bool letReaderIn(mi6_sock_t *sock, const msghdr &in, size_t got)
 }
 
 // From a socket of its own, which what he does not read is charged to.
-bool answerReader(mi6_sock_t *sock, const msghdr *message)
+bool answerReader(mi6_sock_t *sock, int own, const msghdr *message)
 {
     sockaddr_un to;
     int held;
@@ -388,6 +396,7 @@ bool answerReader(mi6_sock_t *sock, const msghdr *message)
     out.msg_namelen = sizeof to;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const bool sent = fd >= 0 && sendmsg(fd, &out, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    tellSent(own, sock->reader.address.sun_path, sent ? 0 : errno, message);
     for (const int each : {fd, held})
         if (each >= 0)
             close(each);
@@ -449,6 +458,19 @@ ssize_t receiveNotice(mi6_sock_t *sock, msghdr *message)
     return 0;
 }
 
+// Managers send from sockets without a name, but say which end they are.
+void tellReceived(int fd, const msghdr &in, size_t got)
+{
+    const auto &head = *static_cast<const mi6_addr_t *>(in.msg_iov[0].iov_base);
+    const char *const path = static_cast<const sockaddr_un *>(in.msg_name)->sun_path;
+    char end[8] = "mgr", name[40];
+    if (head.slot_mask != 0)
+        snprintf(end, sizeof end, "lc%d", __builtin_ctz(head.slot_mask) + 1);
+    snprintf(name, sizeof name, "%.*s.%s.%d", static_cast<int>(sizeof head.service), head.service, end,
+             static_cast<int>(peerProcess(&in)));
+    tapCopy({CAPTURE_MI, false, fd, *path ? path : name, 0}, in.msg_iov, in.msg_iovlen, got);
+}
+
 } // namespace
 
 ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
@@ -504,6 +526,8 @@ ssize_t mi6Receive(mi6_sock_t *sock, int fd, msghdr *message, int flags)
             errno = ERRNO_NOTICE;
             return -1;
         }
+        if (tapped(CAPTURE_MI))
+            tellReceived(fd, in, static_cast<size_t>(got));
         giveName(message, head);
         message->msg_flags = in.msg_flags;
         message->msg_controllen = 0;
@@ -596,6 +620,7 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
     message.msg_iovlen = static_cast<size_t>(count) + 1;
     unsigned taken = 0;
     unsigned full = 0;
+    bool any = false;
     int failure = 0;
     const size_t service_length = strnlen(to->service, sizeof to->service);
     for (receiver_t &receiver : sock->receivers) {
@@ -603,24 +628,28 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
         const int slot = slotIn(receiver.file, to->service, service_length);
         if (!isMeant(slot, *to))
             continue;
+        any = true;
         const sent_t outcome = sendOne(sock, fd, &receiver, addressOf(*to, slot), &message);
         taken += outcome == sent_t::TAKEN;
         full += receiver.full;
+        if (!receiver.full)
+            tellSent(fd, receiver.file, outcome == sent_t::TAKEN ? 0 : errno, &message);
         if (outcome == sent_t::FAILED && !receiver.full)
             failure = errno;
     }
     if (full > 0) {
-        taken += sendToFull(sock, &message, &failure);
+        taken += sendToFull(sock, fd, &message, &failure);
         for (receiver_t &receiver : sock->receivers) {
             if (!receiver.full)
                 continue;
             receiver.over = true;
+            tellSent(fd, receiver.file, EAGAIN, &message);
             notify(sock, fd, MI6_THRESHOLD_HIGH, addressOf(*to, slotIn(receiver.file, to->service, service_length)));
             failure = EAGAIN;
         }
     }
     if (sock->reader.reader && (to->flags & MI6_MANAGER) != 0)
-        taken += answerReader(sock, &message);
+        taken += answerReader(sock, fd, &message);
     hostPoint();
     if (taken > 0)
         return static_cast<int>(length);
@@ -628,6 +657,10 @@ int mi6_send(int fd, const mi6_addr_t *to, const struct iovec *vector, int count
         errno = failure;
         return -1;
     }
+    char service[sizeof to->service + 1] = {};
+    memcpy(service, to->service, service_length);
+    if (!any)
+        tellSent(fd, service, ECONNREFUSED, &message);
     notify(sock, fd, MI6_DESTINATION_INVALID, *to);
     return 0;
 }

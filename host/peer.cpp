@@ -114,6 +114,11 @@ uid_t peerUser(const msghdr *received)
     return senderOf(received).uid;
 }
 
+pid_t peerProcess(const msghdr *received)
+{
+    return senderOf(received).pid;
+}
+
 void peerRefuse(int fd, const msghdr *received)
 {
     refuse(fd, senderOf(received));

@@ -28,7 +28,8 @@ void peerRefuse(int fd, const msghdr *received); // one that was let in, for wha
 void peerSetReaders(gid_t group);
 void peerSetOwner(uid_t owner);
 
-uid_t peerUser(const msghdr *received); // who sent it
+uid_t peerUser(const msghdr *received);    // who sent it
+pid_t peerProcess(const msghdr *received); // likewise, 0 if it cannot be told
 
 // The descriptor that came with a message, or -1.
 int peerFile(const msghdr *received);

@@ -26,6 +26,7 @@
 #include "host/run.h"
 #include "host/socket.h"
 #include "host/swd.h"
+#include "host/tap.h"
 #include "velmar/os.h"
 #include "velmar/run.h"
 #include "velmar/socket.h"
@@ -49,6 +50,7 @@ std::atomic<unsigned> sockets_that_keep; // one at most, but for a caller that w
 constexpr size_t KEPT_MOST = 65536;      // more than any reader takes
 
 constexpr uint32_t GROUP_EVENTS = 6;
+constexpr char DRIVER[] = "driver";    // the name of its socket
 constexpr timeval SEND_LIMIT = {1, 0}; // a driver that does not read for that long fails the send
 // Nearly every answer comes within this time. It is longer than a tick, so that the kernel has no timer to program.
 constexpr timeval SOON = {0, 20000};
@@ -167,7 +169,7 @@ int qosAwait(qos_sock_t *sock, int fd)
 int qosOpen()
 {
     char path[sizeof(sockaddr_un::sun_path)];
-    if (velmar_run_path(path, sizeof path, "qos", "driver") != 0)
+    if (velmar_run_path(path, sizeof path, "qos", DRIVER) != 0)
         return -1;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0 || fd >= SOCKET_FDS) {
@@ -218,7 +220,9 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
     if (sock->group == GROUP_EVENTS) {
         out.msg_name = &sock->driver;
         out.msg_namelen = sizeof sock->driver;
-        return sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+        const ssize_t sent = sendmsg(fd, &out, flags | MSG_NOSIGNAL);
+        tapSent({CAPTURE_DRIVER, true, fd, DRIVER, sent < 0 ? errno : 0}, out.msg_iov, out.msg_iovlen);
+        return sent;
     }
     out.msg_name = nullptr;
     out.msg_namelen = 0;
@@ -229,6 +233,7 @@ ssize_t qosSend(qos_sock_t *sock, int fd, const msghdr *message, int flags)
     driverAsked(sent < 0 ? error : 0);
     if (sent < 0)
         batchesFailed(error);
+    tapSent({CAPTURE_DRIVER, true, fd, DRIVER, sent < 0 ? error : 0}, out.msg_iov, out.msg_iovlen);
     errno = error;
     return sent;
 }
@@ -255,6 +260,8 @@ ssize_t qosReceive(qos_sock_t *sock, int fd, msghdr *message, int flags)
         }
         if (got >= 0) {
             sock->unanswered = false;
+            if (tapped(CAPTURE_DRIVER))
+                tapCopy({CAPTURE_DRIVER, false, fd, DRIVER, 0}, in.msg_iov, in.msg_iovlen, static_cast<size_t>(got));
             if (sock->group != GROUP_EVENTS) {
                 driverAnswered();
                 batchesAnswered(message->msg_iov, message->msg_iovlen, static_cast<size_t>(got));

@@ -125,7 +125,7 @@ words_t controlWords(const words_t &before)
     if (before[0].rfind("hsld", 0) == 0)
         return {"stat", "show",    "log",   "clear",  "chip",  "event", "fault",
                 "data", "traffic", "stall", "resume", "clock", "quit"};
-    return {"stat", "trace", "log", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
+    return {"stat", "trace", "log", "capture", "reopen", "clock", "stage", "tp", "msgq", "cli", "quit"};
 }
 
 words_t plainWords(const std::string &command, const words_t &before, const std::string &last)

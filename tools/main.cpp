@@ -9,6 +9,7 @@
 #include <iostream>
 #include <unistd.h>
 
+#include "tools/capture.h"
 #include "tools/commands.h"
 #include "tools/complete.h"
 #include "tools/config.h"
@@ -46,6 +47,7 @@ struct arguments {
     double ask_seconds = 30;
     ctlHistory_t history;
     ctlLog_t log;
+    ctlCapture_t capture;
     ctlExporter_t exporter;
     ctlWeb_t web;
     std::string ring;
@@ -397,6 +399,15 @@ void addHistoryCommands(CLI::App &app, arguments &args)
     addOptions(trace);
 }
 
+void addCaptureCommands(CLI::App &app, arguments &args)
+{
+    CLI::App *capture = app.add_subcommand("capture", "what passes the sockets of the agents, as a pcapng file");
+    capture->add_option("-w,--write", args.capture.file, "the file, - for standard output")->required();
+    capture->add_flag("--mi", args.capture.mi, "the manager channel alone");
+    capture->add_flag("--driver", args.capture.driver, "the driver's sockets alone");
+    capture->add_option("--for", args.capture.seconds, "end after this many seconds")->check(secondsFrom(0.01));
+}
+
 void addServerCommands(CLI::App &app, arguments &args)
 {
     CLI::App *exporter =
@@ -427,7 +438,7 @@ void addServerCommands(CLI::App &app, arguments &args)
 // What changes a node is its owner's.
 void checkReader(const std::string &name)
 {
-    for (const char *changes : {"send", "apply", "watch", "clear", "ctl", "diff"})
+    for (const char *changes : {"send", "apply", "watch", "clear", "ctl", "diff", "capture"})
         if (name == changes)
             ctlRefuse("you may only read this node, which is another user's: '" + name + "' is for him and root");
 }
@@ -466,6 +477,8 @@ int run(CLI::App &app, arguments &args, bool reader)
         return ctlShowNode(args.options.json, 2, std::cout, std::cerr);
     if (name == "ctl")
         return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
+    if (name == "capture")
+        return ctlCapture(args.capture, std::cerr);
     if (name == "exporter")
         return ctlExport(args.exporter, std::cout);
     if (name == "web")
@@ -551,6 +564,7 @@ int program(int argc, char **argv)
     addStatsCommands(app, args);
     addNodeCommands(app, args);
     addHistoryCommands(app, args);
+    addCaptureCommands(app, args);
     addServerCommands(app, args);
     app.footer(EXAMPLES);
     const bool reader = velmar_run_as_reader();
