@@ -69,8 +69,8 @@ bool openPage(unsigned char *page)
     return track.lost;
 }
 
-// A fault that is not ours goes to whoever had it before: the write is tried again and meets him. The code is not looked
-// at: emulators of other processors give that of a hole for a page that is protected.
+// A fault that is not ours goes to whoever had it before: the write is tried again and meets him. The code is not
+// looked at: emulators of other processors give that of a hole for a page that is protected.
 void onFault(int, siginfo_t *info, void *)
 {
     const int error = errno;
