@@ -13,14 +13,14 @@ namespace {
 constexpr char INT = 'i';
 constexpr char LONG = 'l', LONG_LONG = 'L', UNSIGNED_LONG = 'u', UNSIGNED_LONG_LONG = 'U', SIZE = 'z';
 constexpr char TEXT = 's';
-constexpr size_t SPEC_MOST = 16;   // characters of a conversion
-constexpr size_t WIDTH_DIGITS = 3; // a ring's file may ask for anything
+constexpr size_t CONVERSION_MOST = 16; // characters of a conversion
+constexpr size_t WIDTH_DIGITS = 3;     // a ring's file may ask for anything
 
 // A conversion: where it ends, what it takes (0 for "%%"), and how it is printed, 64 bits always as "ll".
-struct spec_t {
+struct conversion_t {
     const char *end; // null for one that is not known
     char kind;
-    char how[SPEC_MOST + 4];
+    char how[CONVERSION_MOST + 4];
 };
 
 char wideKind(char size, bool twice, bool is_signed)
@@ -33,32 +33,32 @@ char wideKind(char size, bool twice, bool is_signed)
 }
 
 // Reads the conversion that begins with the '%' at `at`.
-spec_t readSpec(const char *at)
+conversion_t readConversion(const char *at)
 {
-    spec_t spec = {};
+    conversion_t conversion = {};
     const char *p = at + 1;
     if (*p == '%') {
-        spec.end = p + 1;
-        return spec;
+        conversion.end = p + 1;
+        return conversion;
     }
     p += strspn(p, "0-");
     const size_t digits = strspn(p, "0123456789");
     p += digits;
-    size_t used = std::min<size_t>(static_cast<size_t>(p - at), SPEC_MOST);
+    size_t used = std::min<size_t>(static_cast<size_t>(p - at), CONVERSION_MOST);
     const bool fits = at + used == p && digits <= WIDTH_DIGITS;
-    memcpy(spec.how, at, used);
+    memcpy(conversion.how, at, used);
     const char size = *p == 'h' || *p == 'l' || *p == 'z' ? *p++ : '\0';
     const bool twice = size && size != 'z' && *p == size;
     p += twice;
     if (!fits || !*p || !strchr("sdiuxXc", *p) || (size && (*p == 's' || *p == 'c')))
-        return spec;
+        return conversion;
     const bool wide = size == 'l' || size == 'z';
-    spec.kind = *p == 's' ? TEXT : wide ? wideKind(size, twice, *p == 'd' || *p == 'i') : INT;
+    conversion.kind = *p == 's' ? TEXT : wide ? wideKind(size, twice, *p == 'd' || *p == 'i') : INT;
     for (int i = 0; size && i < (wide || twice ? 2 : 1); ++i)
-        spec.how[used++] = wide ? 'l' : size;
-    spec.how[used] = *p;
-    spec.end = p + 1;
-    return spec;
+        conversion.how[used++] = wide ? 'l' : size;
+    conversion.how[used] = *p;
+    conversion.end = p + 1;
+    return conversion;
 }
 
 struct packer_t {
@@ -79,8 +79,8 @@ struct packer_t {
 
 // Prints one argument; false if it is not there.
 template <typename Value>
-bool printValue(const spec_t &spec, const unsigned char *&at, const unsigned char *end, char *to, size_t size,
-                int *used)
+bool printValue(const conversion_t &conversion, const unsigned char *&at, const unsigned char *end, char *to,
+                size_t size, int *used)
 {
     Value value;
     if (static_cast<size_t>(end - at) < sizeof value)
@@ -89,12 +89,13 @@ bool printValue(const spec_t &spec, const unsigned char *&at, const unsigned cha
     at += sizeof value;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    *used = snprintf(to, size, spec.how, value);
+    *used = snprintf(to, size, conversion.how, value);
 #pragma GCC diagnostic pop
     return true;
 }
 
-bool printText(const spec_t &spec, const unsigned char *&at, const unsigned char *end, char *to, size_t size, int *used)
+bool printText(const conversion_t &conversion, const unsigned char *&at, const unsigned char *end, char *to,
+               size_t size, int *used)
 {
     if (at == end)
         return false;
@@ -103,24 +104,25 @@ bool printText(const spec_t &spec, const unsigned char *&at, const unsigned char
         return false;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    *used = snprintf(to, size, spec.how, reinterpret_cast<const char *>(at));
+    *used = snprintf(to, size, conversion.how, reinterpret_cast<const char *>(at));
 #pragma GCC diagnostic pop
     at = stop + 1;
     return true;
 }
 
-bool print(const spec_t &spec, const unsigned char *&at, const unsigned char *end, char *to, size_t size, int *used)
+bool print(const conversion_t &conversion, const unsigned char *&at, const unsigned char *end, char *to, size_t size,
+           int *used)
 {
-    switch (spec.kind) {
+    switch (conversion.kind) {
     case TEXT:
-        return printText(spec, at, end, to, size, used);
+        return printText(conversion, at, end, to, size, used);
     case INT:
-        return printValue<int>(spec, at, end, to, size, used);
+        return printValue<int>(conversion, at, end, to, size, used);
     case LONG:
     case LONG_LONG:
-        return printValue<long long>(spec, at, end, to, size, used);
+        return printValue<long long>(conversion, at, end, to, size, used);
     default:
-        return printValue<unsigned long long>(spec, at, end, to, size, used);
+        return printValue<unsigned long long>(conversion, at, end, to, size, used);
     }
 }
 
@@ -130,12 +132,12 @@ bool traceKinds(const char *format, trace_kinds_t *kinds)
 {
     size_t count = 0;
     for (const char *p = strchr(format, '%'); p; p = strchr(p, '%')) {
-        const spec_t spec = readSpec(p);
-        if (!spec.end || (spec.kind && count == TRACE_ARGUMENTS_MOST))
+        const conversion_t conversion = readConversion(p);
+        if (!conversion.end || (conversion.kind && count == TRACE_ARGUMENTS_MOST))
             return false;
-        if (spec.kind)
-            kinds->letters[count++] = spec.kind;
-        p = spec.end;
+        if (conversion.kind)
+            kinds->letters[count++] = conversion.kind;
+        p = conversion.end;
     }
     kinds->letters[count] = '\0';
     return true;
@@ -177,14 +179,14 @@ size_t traceUnpack(char *to, size_t size, const char *format, const unsigned cha
         p += plain;
         if (!*p || used + 1 >= size)
             break;
-        const spec_t spec = readSpec(p);
-        if (!spec.end)
+        const conversion_t conversion = readConversion(p);
+        if (!conversion.end)
             break;
-        p = spec.end;
+        p = conversion.end;
         int more = 1;
-        if (!spec.kind)
+        if (!conversion.kind)
             to[used] = '%';
-        else if (!print(spec, packed, end, to + used, size - used, &more) || more < 0)
+        else if (!print(conversion, packed, end, to + used, size - used, &more) || more < 0)
             break;
         used = std::min(used + static_cast<size_t>(more), size - 1);
     }

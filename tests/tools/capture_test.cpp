@@ -3,11 +3,18 @@
 #include "tests/support/node.h"
 #include "velmar/capture.h"
 
+// An answer is out before its copy: until the main thread, which sends both, is behind what it was asked last.
+void settle(LiveNode &live)
+{
+    EXPECT_TRUE(has(live.node.ctl("cli json chips"), "ok"));
+}
+
 TEST(Capture, HoldsWhatPassesBothWays)
 {
     LiveNode live;
     live.addPort();
     live.driver.requests();
+    settle(live);
     const std::string &run = live.node.run, file = run + "/file", said = run + "/said";
     const int pid = startProgram(DORVCTL_BINARY, {"dorvctl", "capture", "-w", file}, run, {}, said);
     ASSERT_TRUE(within([&] { return countOf(slurp(said), "capturing dorvald.") == 1; }));
@@ -16,6 +23,7 @@ TEST(Capture, HoldsWhatPassesBothWays)
     const Bytes echo = live.manager.exchange(request);
     const std::vector<Bytes> frames = live.driver.requests();
     ASSERT_EQ(frames.size(), 1u);
+    settle(live);
     const int late = startProgram(DORVALD_BINARY, {"dorvald", "-S", "ethsw", "-s", "1"}, run, {}, run + "/late");
     EXPECT_TRUE(within([&] { return countOf(slurp(said), "capturing dorvald.") == 2; })) << "one that starts later";
     kill(late, SIGKILL);
@@ -38,6 +46,7 @@ TEST(Capture, AListenerThatDoesNotReadIsToldWhatItLost)
 {
     LiveNode live;
     live.addPort();
+    settle(live);
     const sockaddr_un address = addressOf(live.node.run + "/ctl/dorvctl-capture.1");
     const int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
     ASSERT_EQ(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
@@ -51,15 +60,14 @@ TEST(Capture, AListenerThatDoesNotReadIsToldWhatItLost)
     };
     while (!testing::Test::HasFailure() && has(live.node.ctl("capture"), "\"dropped\":0}"))
         exchange();
+    settle(live);
     capture_head_t head = {};
     unsigned taken = 0;
     for (char bytes[65536]; recv(tap, bytes, sizeof bytes, MSG_DONTWAIT) >= static_cast<ssize_t>(sizeof head); ++taken)
         EXPECT_EQ(bytes[offsetof(capture_head_t, kind)], CAPTURE_MI);
     exchange();
     ASSERT_GT(recv(tap, &head, sizeof head, 0), 0);
-    EXPECT_GT(head.dropped, 0u);
-    EXPECT_LT(head.dropped, copies);
-    EXPECT_LT(taken, copies);
+    EXPECT_EQ(head.dropped + taken + 2, copies);
     close(tap);
     EXPECT_EQ(live.status(QOS_COSTRUST_MSG, l2Body(PORT, CHIP, 0, 0)), 0u);
     EXPECT_TRUE(has(live.node.ctl("capture"), "\"listener\":null"));
