@@ -110,6 +110,7 @@ hslJson hslToldJson(const hslModel_t &model, const hslChip_t &chip)
                 {"type", chip.type->traits().word},
                 {"policers", hslPolicersJson(chip.policers)},
                 {"tcam", hslTcamJson(chip.tcams)},
+                {"tcam_regions", chip.tcams.size()},
                 {"egress_queue_depth", chip.egress_depth ? hslJson(*chip.egress_depth) : hslJson()},
                 {"told", recordsJson(chip.told)},
                 {"ports", hslJson::array()}};

@@ -207,8 +207,12 @@ json lowBits(const json &map)
 }
 
 // A missing entry is told again by its message, unless the agent has its handle and so would change what is not there.
-std::string entryMessage(const char *message, const place_t &at, const json &entries, uint64_t handles, size_t count)
+// Regions for entries are set up once, when the agent learns of the chip: a driver that lost them takes no entry.
+std::string entryMessage(const comparison_t &all, const char *message, const place_t &at, const json &entries,
+                         uint64_t handles, size_t count)
 {
+    if (const auto chip = all.told.find(at.chip); chip == all.told.end() || chip->second.at("tcam_regions") == 0)
+        return "save > FILE, start the agent anew, apply FILE";
     const json found = byValue(entries, "cos", count);
     for (size_t value = 0; value < count; value++)
         if (found.at(value).is_null() && (handles >> value & 1) != 0)
@@ -222,7 +226,8 @@ void compareL2Entries(comparison_t &all, const json &port, const place_t &at, co
     if (entries.empty() && registers.is_null() && ctlIsZero(port.at("l2_pri.cos_map")) &&
         ctlIsZero(port.at("l2_pri.tc_map")))
         return;
-    const std::string mend = entryMessage("COSTRUST", at, entries, side.at("l2_handles").get<uint64_t>(), PRIORITIES);
+    const std::string mend =
+        entryMessage(all, "COSTRUST", at, entries, side.at("l2_handles").get<uint64_t>(), PRIORITIES);
     all.compare(at, "l2_pri.cos_map", "L2 TCAM entries", lowBits(port.at("l2_pri.cos_map")),
                 byValue(entries, "cos", PRIORITIES), mend);
     all.compare(at, "l2_pri.tc_map", "L2 TCAM entries", chipClasses(port.at("l2_pri.tc_map")),
@@ -240,7 +245,7 @@ void compareL3Entries(comparison_t &all, const json &port, const place_t &at, co
     const bool trusted = ctlMember(port, "l3_pri.dscp_trust") != 0;
     if (!trusted && entries.empty())
         return; // without trust a map may have entries, but needs none
-    const std::string mend = entryMessage("DSCPTRUST", at, entries, side.at("l3_handles").get<uint64_t>(), DSCPS);
+    const std::string mend = entryMessage(all, "DSCPTRUST", at, entries, side.at("l3_handles").get<uint64_t>(), DSCPS);
     all.compare(at, "l3_pri.dscp_trust", "L3 TCAM entries", json(DSCPS, trusted ? 1 : 0),
                 truthOf(byValue(entries, "trust", DSCPS)), mend);
     all.compare(at, "l3_pri.cos_map", "L3 TCAM entries", lowBits(port.at("l3_pri.cos_map")),

@@ -23,9 +23,7 @@ struct Parted {
     {
         run.own();
         restart();
-        agent = startProgram(DORVALD_BINARY, {"dorvald", "-S", "ethsw", "-s", "1"}, run.path, {"VELMAR_CLOCK="},
-                             run.path + "/a");
-        EXPECT_TRUE(within([&] { return tool("show chips") == 0; }));
+        restartAgent();
         const auto types = {"larkin", "tessel", "mirelle", "mirelle2"};
         const auto number = std::find(types.begin(), types.end(), type) - types.begin();
         EXPECT_TRUE(within([&] { return tool("send CHIPUP " + CHIPUP + std::to_string(number)) == 0; }));
@@ -42,6 +40,13 @@ struct Parted {
         end(driver);
         driver = startProgram(HSLD_BINARY, {"hsld", "--chip", chip}, run.path, {}, run.path + "/d");
         EXPECT_TRUE(within([&] { return tool("ctl hsld stat") == 0; }));
+    }
+    void restartAgent()
+    {
+        end(agent);
+        agent = startProgram(DORVALD_BINARY, {"dorvald", "-S", "ethsw", "-s", "1"}, run.path, {"VELMAR_CLOCK="},
+                             run.path + "/a");
+        EXPECT_TRUE(within([&] { return tool("show chips") == 0; }));
     }
     int tool(const std::string &arguments) const
     {
@@ -205,12 +210,17 @@ TEST(Diff, ADriverThatBeganAnewIsToldAllOfItBySave)
     Parted::end(std::exchange(node.driver, 0));
     EXPECT_EQ(node.tool("diff"), 3);
 
-    // Of TCAM entries the agent holds handles, so that the same settings again don't bring these back.
+    // Of TCAM entries the agent holds handles, and their regions are set up once: only an agent that began anew tells.
     Parted larkin("larkin");
     larkin.apply(SETTINGS);
     larkin.restart();
-    larkin.tool("save 2>/dev/null | " DORVCTL_BINARY " apply -");
+    larkin.tool("save 2>/dev/null >" + larkin.run.path + "/saved; " DORVCTL_BINARY " apply " + larkin.run.path +
+                "/saved");
     EXPECT_EQ(larkin.fields(),
               (std::set<std::string>{"te1/1 l2_pri.cos_map", "te1/1 l2_pri.tc_map", "te1/1 l3_pri.cos_map",
                                      "te1/1 l3_pri.dscp_trust", "te1/1 l3_pri.tc_map"}));
+    EXPECT_EQ(larkin.tool("diff te1/1 | grep -vc 'mend: save > FILE, start the agent anew, apply FILE'"), 1);
+    larkin.restartAgent();
+    larkin.apply(slurp(larkin.run.path + "/saved"));
+    EXPECT_EQ(larkin.differences().dump(), "[]");
 }
