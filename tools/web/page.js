@@ -380,10 +380,14 @@ draw();
 if (location.hash) choose();
 else connect();
 
-// With ?measure the page says how wide it is and what colours it shows.
+// With ?measure the page says how wide it is, what colours it shows, and whether a port's last column can be reached.
 if (location.search === "?measure") {
+    const box = $("counters").parentNode, last = $("counters").querySelector("tr > :last-child");
+    box.scrollLeft = box.scrollWidth;
+    const reached = last && last.getBoundingClientRect().right <= Math.min(innerWidth, box.getBoundingClientRect().right + 1);
     const colour = node => node ? getComputedStyle(node).backgroundColor : "";
     document.body.dataset.measured = [document.scrollingElement.scrollWidth <= innerWidth ? "fits" : "scrolls", innerWidth,
         matchMedia("(prefers-color-scheme: dark)").matches ? "dark" : "light",
-        colour(document.querySelector(".tile.dropping")), colour(document.querySelector(".tile:not(.dropping)"))].join(" | ");
+        colour(document.querySelector(".tile.dropping")), colour(document.querySelector(".tile:not(.dropping)")),
+        last ? last.textContent + (reached ? " reached" : " hidden") : "none"].join(" | ");
 }
