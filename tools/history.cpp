@@ -216,9 +216,16 @@ ctlJson ctlEventRows(size_t most)
     return rows;
 }
 
+// A look for processes tells the log of daemons that were killed since.
 int ctlShowEvents(const ctlHistory_t &asked, std::ostream &out)
 {
-    return show(logLines, ctlEventJson, asked, out);
+    const std::string folder = ctlRunDir() + "/ctl";
+    const auto read = [&] {
+        if (access(folder.c_str(), F_OK) == 0)
+            ctlProcesses("");
+        return logLines();
+    };
+    return show(read, ctlEventJson, asked, out);
 }
 
 std::vector<std::string> ctlRingLines(const std::string &path, unsigned lines)

@@ -298,6 +298,7 @@ std::vector<ctlJson> ctlStatRows(const std::vector<ctlProcess_t> &processes, dou
 std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
 {
     std::vector<ctlProcess_t> processes;
+    bool dead = false;
     const std::string folder = controlFolder();
     DIR *directory = opendir(folder.c_str());
     if (directory == nullptr)
@@ -309,8 +310,13 @@ std::vector<ctlProcess_t> ctlProcesses(const std::string &name)
         process->path = folder + "/" + entry->d_name;
         if (isAlive(process->path))
             processes.push_back(std::move(*process));
+        else
+            dead = true;
     }
     closedir(directory);
+    char path[128]; // who binds beside a dead daemon's socket removes it, and tells the event log
+    if (dead)
+        velmar_run_close(velmar_run_bind("ctl", "dorvctl", true, path, sizeof path));
     std::sort(processes.begin(), processes.end(), [](const ctlProcess_t &a, const ctlProcess_t &b) {
         return std::pair(a.name, firstNumber(a.pid)) < std::pair(b.name, firstNumber(b.pid));
     });
