@@ -14,7 +14,8 @@
 //   copy    since the start of the new standby: it counts as a copy
 //   bare    floor of the same rounds: a process that does nothing but hold a lock is killed, and another that waits for
 //           the lock answers by a pipe
-// Everything runs on one core as SCHED_BATCH.
+// A kill comes up to 20 ms after the standby was counted, while it may still be at its dump, or with --settle so many
+// milliseconds later. Everything runs on one core as SCHED_BATCH.
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -47,6 +48,7 @@ constexpr size_t HEAD = sizeof(mi6_addr_t);
 struct Options {
     int kills = 120;
     int interfaces = BENCH_PORTS;
+    int settle_ms = 0;
     int core = -1;
     std::string daemon = DORVALD_BINARY;
     std::string driver = HSLD_BINARY;
@@ -228,7 +230,7 @@ times_t measure(const Options &options)
     times_t times;
     std::mt19937 random(1);
     for (int i = 0; i < options.kills; ++i) {
-        killAndWait(node, options, static_cast<double>(random() % 2000) / 100, &times);
+        killAndWait(node, options, options.settle_ms + static_cast<double>(random() % 2000) / 100, &times);
         times.bare.push_back(bareTakeover(node));
     }
     return times;
@@ -251,13 +253,15 @@ Options readOptions(int argc, char **argv)
             options.kills = numberOf("--kills", value, 1);
         else if (option == "--interfaces")
             options.interfaces = numberOf("--interfaces", value, 1);
+        else if (option == "--settle")
+            options.settle_ms = numberOf("--settle", value, 0);
         else if (option == "--core")
             options.core = numberOf("--core", value, 0);
         else if (option == "--daemon" && value)
             options.daemon = value;
         else
             fail("unknown option '" + option +
-                 "'\nusage: takeover [--kills N] [--interfaces N] [--core N] "
+                 "'\nusage: takeover [--kills N] [--interfaces N] [--settle MS] [--core N] "
                  "[--daemon FILE]");
     }
     return options;

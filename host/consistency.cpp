@@ -50,6 +50,7 @@ struct shape_t {
     bool has_lists = false;
     bool has_trees = false;
     std::unordered_map<uint32_t, std::vector<describe_part_t>> walked; // by type: its lists, trees and queues
+    std::unordered_map<uint32_t, std::vector<describe_part_t>> linked; // and the nodes of lists and trees in it
 };
 shape_t shape;
 
@@ -347,14 +348,44 @@ bool checkEntry(image_t *image, place_t record, uint32_t offset, const describe_
     return true;
 }
 
-const std::vector<describe_part_t> &walkedIn(uint32_t type)
+bool isWalked(uint32_t type)
 {
-    const auto [entry, is_new] = shape.walked.try_emplace(type);
+    return (shape.has_lists && type == shape.list.type) || (shape.has_trees && type == shape.tree.type) ||
+           describeQueue(type);
+}
+
+bool isLinked(uint32_t type)
+{
+    return isWalked(type) || (shape.has_lists && type == shape.list.node) ||
+           (shape.has_trees && type == shape.tree.node);
+}
+
+// The parts of a record that are of such types, found once.
+const std::vector<describe_part_t> &partsOf(std::unordered_map<uint32_t, std::vector<describe_part_t>> *known,
+                                            uint32_t type, bool is(uint32_t))
+{
+    const auto [entry, is_new] = known->try_emplace(type);
     for (const describe_part_t &part : is_new ? describeParts(type) : std::span<const describe_part_t>())
-        if ((shape.has_lists && part.type == shape.list.type) || (shape.has_trees && part.type == shape.tree.type) ||
-            describeQueue(part.type))
+        if (is(part.type))
             entry->second.push_back(part);
     return entry->second;
+}
+
+const std::vector<describe_part_t> &walkedIn(uint32_t type)
+{
+    return partsOf(&shape.walked, type, isWalked);
+}
+
+// Whether `length` bytes at `offset` of a row of records meet one of the links in it, or of the heads and counts.
+bool meetsLinks(uint32_t type, uint32_t offset, uint32_t length)
+{
+    const uint32_t size = std::max(describePlan(type)->size, 1U), from = offset % size;
+    for (const describe_part_t &part : partsOf(&shape.linked, type, isLinked)) {
+        const uint32_t end = part.offset + describePlan(part.type)->size;
+        if (length >= size || (from < end && from + length > part.offset) || from + length > size + part.offset)
+            return true;
+    }
+    return false;
 }
 
 bool checkRecord(image_t *image, place_t record, uint32_t type)
@@ -460,6 +491,24 @@ std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena)
     checkAll(&image, words);
     munmap(map, size);
     return image.wrong;
+}
+
+bool consistencyTouched(std::span<const uint32_t> words)
+{
+    findShape();
+    for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
+        const uint32_t *const record = &words[at];
+        const uint32_t op = record[0] & DELTA_OP;
+        if (op == DELTA_BLOCK)
+            return true;
+        if (op != DELTA_BYTES && op != DELTA_POINTER)
+            continue;
+        const uint32_t type = record[1] & DELTA_OBJECT ? describeObjects()[record[1] & ~DELTA_OBJECT].type
+                                                       : storeBlocks()[record[1]].type;
+        if (meetsLinks(type, record[2], op == DELTA_BYTES ? record[0] >> DELTA_SHIFT : sizeof(void *)))
+            return true;
+    }
+    return false;
 }
 
 std::string consistencyOfStore()

@@ -11,5 +11,8 @@
 // Of a dump that is well-formed: empty, or what does not hold. `arena` is the bytes that its blocks take.
 std::string consistencyWrong(std::span<const uint32_t> words, uint64_t arena);
 std::string consistencyOfStore(); // likewise of the store and the objects as they are
+// Whether a delta that was taken may have changed what is walked: blocks, links, counts. Else the last walk still
+// holds.
+bool consistencyTouched(std::span<const uint32_t> words);
 
 #endif

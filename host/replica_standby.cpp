@@ -30,6 +30,7 @@ constexpr long SEEK_MOST_MS = 1000;     // up to here
 constexpr long REFUSED_MOST_MS = 30000; // likewise after a refusal, beginning with REPLICA_CALM_MS
 constexpr unsigned REFUSED_MANY = 3;    // of which it is said that there are many
 constexpr unsigned DOUBLED_MOST = 5;
+constexpr long REST_MS = 50;     // without a delta, until the copy is looked at as a whole
 constexpr size_t DUMP_CHECK = 4; // bytes of memory that it takes to check one of a dump
 
 enum class state_t {
@@ -44,6 +45,8 @@ struct standby_side_t {
     int active = -1; // connection to the active process
     content_t content = content_t::AT_START;
     uint32_t copy; // number of the dump that the copy began with
+    bool loose;    // deltas came to links since the copy was last walked as a whole,
+    uint64_t seen; // and this was the last one when the timer was looked at
     long seek_ms = SEEK_MS;
     unsigned refused; // dumps in a row, or hellos
 };
@@ -126,6 +129,7 @@ bool takeDump(const received_t &received, std::span<const uint32_t> words)
         return false;
     }
     side.copy = received.head.type;
+    side.loose = false; // it was walked ahead of this
     if (side.copy != 0)
         setContent(content_t::COPY);
     side.state = state_t::MIRRORING;
@@ -146,6 +150,10 @@ bool takeDelta(const received_t &received, std::span<const uint32_t> words)
         wrong = wrongWith(received, &words, &room);
     if (wrong.empty() && deltaTake(words)) {
         replica.sequence = received.head.number;
+        if (!side.loose && consistencyTouched(words)) {
+            side.loose = true;
+            replicaSetTimer(REST_MS);
+        }
         return true;
     }
     rasLog("store: an update is refused, a new dump is needed: %s", wrong.empty() ? "no memory" : wrong.c_str());
@@ -269,7 +277,8 @@ uint32_t standbyCopy()
 
 bool standbyCopyHolds()
 {
-    const std::string wrong = consistencyOfStore();
+    const std::string wrong = side.loose ? consistencyOfStore() : std::string();
+    side.loose = false;
     if (wrong.empty())
         return true;
     rasLog("store: the copy does not hold together and is dropped: %s", wrong.c_str());
@@ -283,10 +292,20 @@ void standbyBegin()
     replicaSetTimer(side.seek_ms, true);
 }
 
+// A copy at rest is walked while there is time, since nobody waits for it as they do when this process is to lead.
 void standbyOnTimer()
 {
     if (side.state == state_t::SEEKING)
-        seekActive();
+        return seekActive();
+    if (side.state != state_t::MIRRORING)
+        return;
+    const bool rests = side.seen == replica.sequence;
+    side.seen = replica.sequence;
+    if (!rests)
+        return;
+    replicaSetTimer(0);
+    if (!standbyCopyHolds())
+        seekAgain(true, false);
 }
 
 void standbyReadAll()
