@@ -65,7 +65,12 @@ struct change_t {
     bool same;                        // always the same record
 };
 
-void changeField(qosIf_t *interface)
+void changeField(qosIf_t *interface) // as handlers do, who tell the store ahead
+{
+    ++qosEdit(interface->ccb.tailDropThreshold);
+}
+
+void changeUntold(qosIf_t *interface)
 {
     ++interface->ccb.tailDropThreshold;
 }
@@ -82,8 +87,9 @@ void deleteNode(qosIf_t *interface)
 
 constexpr change_t CHANGES[] = {
     {"nothing", 0, changeField, nullptr, false}, // as three of the four syncs of a message
-    {"same one", 1, changeField, nullptr, true},  {"1 field", 1, changeField, nullptr, false},
-    {"8 fields", 8, changeField, nullptr, false}, {"list add", 1, insertNode, deleteNode, false},
+    {"same one", 1, changeField, nullptr, true},    {"1 field", 1, changeField, nullptr, false},
+    {"8 fields", 8, changeField, nullptr, false},   {"untold", 1, changeUntold, nullptr, false},
+    {"list add", 1, insertNode, deleteNode, false},
 };
 
 struct figures_t {
