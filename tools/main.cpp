@@ -22,6 +22,7 @@
 #include "tools/link.h"
 #include "tools/log.h"
 #include "tools/node.h"
+#include "tools/replay.h"
 #include "tools/report.h"
 #include "tools/scenario.h"
 #include "tools/show.h"
@@ -48,6 +49,7 @@ struct arguments {
     ctlHistory_t history;
     ctlLog_t log;
     ctlCapture_t capture;
+    ctlReplay_t replay;
     ctlExporter_t exporter;
     ctlWeb_t web;
     std::string ring;
@@ -406,6 +408,18 @@ void addCaptureCommands(CLI::App &app, arguments &args)
     capture->add_flag("--mi", args.capture.mi, "the manager channel alone");
     capture->add_flag("--driver", args.capture.driver, "the driver's sockets alone");
     capture->add_option("--for", args.capture.seconds, "end after this many seconds")->check(secondsFrom(0.01));
+
+    CLI::App *replay =
+        app.add_subcommand("replay", "send the manager's side of a capture, and compare what the node does");
+    replay->add_option("file", args.replay.file, "what capture wrote, - for standard input")->required();
+    replay->add_flag("-j,--json", args.options.json, "one JSON array of what differs");
+    replay->add_option("--speed", args.replay.speed, "so many times as fast as captured; without it, as echoes come")
+        ->check(CLI::PositiveNumber);
+    replay->add_option("--slot", args.replay.slot, "the agent's slot, if not that of the capture")
+        ->check(CLI::Range(1, 16));
+    replay->add_option("--timeout", args.replay.timeout, "seconds to wait for an echo")
+        ->check(secondsFrom(0.01))
+        ->capture_default_str();
 }
 
 void addServerCommands(CLI::App &app, arguments &args)
@@ -438,7 +452,7 @@ void addServerCommands(CLI::App &app, arguments &args)
 // What changes a node is its owner's.
 void checkReader(const std::string &name)
 {
-    for (const char *changes : {"send", "apply", "watch", "clear", "ctl", "diff", "capture"})
+    for (const char *changes : {"send", "apply", "watch", "clear", "ctl", "diff", "capture", "replay"})
         if (name == changes)
             ctlRefuse("you may only read this node, which is another user's: '" + name + "' is for him and root");
 }
@@ -479,6 +493,9 @@ int run(CLI::App &app, arguments &args, bool reader)
         return ctlCommand(args.process, args.words, args.ask_seconds, args.options.json, std::cout);
     if (name == "capture")
         return ctlCapture(args.capture, std::cerr);
+    args.replay.json = args.options.json;
+    if (name == "replay")
+        return ctlReplay(args.replay, std::cout, std::cerr);
     if (name == "exporter")
         return ctlExport(args.exporter, std::cout);
     if (name == "web")

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 // The dissectors: one datagram of the manager channel, and one datagram of frames of the driver channel.
 constexpr const char *PCAPNG_MI = "dorvald_mi";
@@ -25,5 +26,15 @@ std::string pcapngBegin();
 // Interfaces have numbers from 0 in the order in which they are written.
 std::string pcapngInterface(const std::string &name);
 std::string pcapngPacket(const pcapngPacket_t &packet);
+
+// A packet of such a file, of either byte order. Packets of other kinds than exported PDUs are left out.
+struct pcapngRead_t {
+    uint64_t time_ns;
+    bool outbound;
+    std::string interface, comment, dissector;
+    std::vector<uint8_t> bytes;
+};
+// The packets as far as the file is whole; `fault` says what is wrong with the rest, empty if nothing is.
+std::vector<pcapngRead_t> pcapngRead(std::span<const uint8_t> file, std::string &fault);
 
 #endif
