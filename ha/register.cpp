@@ -2,6 +2,8 @@
 // Registration with the replicated store. A failure is traced and stops nothing.
 #include "ha/register.h"
 
+#include <iterator>
+
 #include "agent/messages/catalogue.h"
 #include "agent/messages/chip.h"
 #include "agent/messages/congestion.h"
@@ -31,6 +33,24 @@ void registerTreeFunction(avl_compare_t compare, const char *name)
         QOS_INF_AT("qos_ha_avl_register", "Successfully registered function %s with THA", name);
 }
 
+// Where the pointers of the store lead; all others are null as long as the agent runs.
+constexpr const char *POLICER_COMPARE = "qaPolCmpData", *POLICER_RELEASE = "qaPolFreeData", *LIST = "tnx_list_t",
+                     *TREE = "tnx_avl_tree_t", *POLICER = "qaPolPolicerInfo_t";
+constexpr ha_link_t links[] = {
+    {nullptr, "qosIfTable", TREE, "qosIf_t", "qosCmpIfEntry", nullptr},
+    {nullptr, "qosChipTable", TREE, "qosChip_t", "qosCmpChipEntry", nullptr},
+    {"qosIf_t", "chip", "qosChip_t", nullptr, nullptr, nullptr},
+    {"qosChip_t", "slot", "qosSlot_t", nullptr, nullptr, nullptr},
+    {"qosIf_t", "profileList", LIST, "", nullptr, nullptr}, // which stays empty
+    {"qosChipRedCfg_t", "redProfile", "qosRedProfile_t", nullptr, nullptr, nullptr},
+    {"qosPolCfg_t", "ingr_policer_list", LIST, POLICER, POLICER_COMPARE, POLICER_RELEASE},
+    {"qosPolCfg_t", "egr_policer_list", LIST, POLICER, POLICER_COMPARE, POLICER_RELEASE},
+    {"qosPolCfg_t", "bum_policer_list", LIST, POLICER, POLICER_COMPARE, POLICER_RELEASE},
+    {"qosChip_t", "drop_monitor_list", LIST, "qaDropMonitorInfo_t", "qaDropMonitorCmpData", "qaDropMonitorFreeData"},
+    {"qaDropMonitorContext_t", "monitor_callback", "qaDropMonitor", nullptr, nullptr, nullptr},
+    {"qaBumContext_t", "bum_callback", "qaBumMonitor", nullptr, nullptr, nullptr},
+};
+
 } // namespace
 
 int qos_ha_register()
@@ -40,6 +60,7 @@ int qos_ha_register()
     (void)qos_ha_struct_register();
     (void)qos_ha_object_register();
     qos_ha_avl_register();
+    (void)ha_add_links(qos_velmar_state.ha, std::size(links), links);
     return QOS_OK;
 }
 

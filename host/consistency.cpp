@@ -7,6 +7,9 @@
 //   tnx_avl_tree_t  root, count, free_list  tnx_avl_node_t  left, right, parent, balance, rank, flag, info
 //   both            ha_hndl: by which their users give back what they have
 //   struct th_X     tqh_first, tqh_last     struct te_X     tqe_next, tqe_prev; the element is a record X
+//
+// What a list or tree holds is told by the function that it compares by, and where every other pointer leads by the
+// links that the process has named: a dump may not lead its users to a record that they take for another.
 #include "host/consistency.h"
 
 #include <algorithm>
@@ -36,7 +39,7 @@ struct part_t {
 };
 
 struct list_fields_t {
-    uint32_t type, head, tail, count, store, node, next, prev, data;
+    uint32_t type, head, tail, count, store, node, next, prev, data, compare, release;
 };
 struct tree_fields_t {
     uint32_t type, root, count, compare, pool, spare, store, node, left, right, parent, balance, rank, flag, info;
@@ -49,7 +52,8 @@ struct shape_t {
     tree_fields_t tree = {};
     bool has_lists = false;
     bool has_trees = false;
-    std::unordered_map<uint32_t, std::vector<describe_part_t>> walked; // by type: its lists, trees and queues
+    std::unordered_map<place_t, const ha_link_t *> containers;         // by what they compare by
+    std::unordered_map<uint32_t, std::vector<describe_part_t>> walked; // by type: its lists, trees, queues and pointers
     std::unordered_map<uint32_t, std::vector<describe_part_t>> linked; // and the nodes of lists and trees in it
 };
 shape_t shape;
@@ -61,7 +65,7 @@ struct image_t {
     std::vector<part_t> parts;            // blocks in use, then objects: in ascending order
     std::vector<uint64_t> objects;        // where they begin
     std::vector<uint64_t> blocks;         // likewise by number
-    std::unordered_set<place_t> nodes;    // of lists and trees, met so far
+    std::unordered_set<place_t> nodes;    // of lists and trees, met so far, and what they hold
     std::unordered_set<uint64_t> checked; // where records begin that were looked at
     std::string wrong;
 };
@@ -234,9 +238,26 @@ bool isMetAgain(image_t *image, place_t node)
 
 // ---- Lists, trees, queues
 
+place_t functionNamed(const char *name)
+{
+    const int64_t number = name ? describeFunctionNamed(name) : -1;
+    return number < 0 ? 0 : FUNCTION + static_cast<place_t>(number);
+}
+
+// What a node holds is of the container's kind, and in no other.
+bool holds(image_t *image, place_t compare, place_t payload)
+{
+    const auto kind = shape.containers.find(compare);
+    if (!payload || kind == shape.containers.end())
+        return payload != 0;
+    const int64_t type = describeType(kind->second->payload);
+    return type >= 0 && isRecord(*image, payload, static_cast<uint32_t>(type)) && !isMetAgain(image, payload);
+}
+
 bool checkList(image_t *image, place_t list)
 {
     const list_fields_t &f = shape.list;
+    const place_t compare = pointerAt(*image, list, f.compare);
     uint32_t count = 0;
     place_t before = 0;
     if (numberAt(*image, list, f.store) < 1)
@@ -246,8 +267,8 @@ bool checkList(image_t *image, place_t list)
             return fail(image, "a list leads to something that is no node of one");
         if (isMetAgain(image, node) || pointerAt(*image, node, f.prev) != before)
             return fail(image, "a list does not close: a node does not lead back to the one before it");
-        if (!pointerAt(*image, node, f.data))
-            return fail(image, "a list has a node of nothing");
+        if (!holds(image, compare, pointerAt(*image, node, f.data)))
+            return fail(image, "a list has a node of nothing, or of something else than it holds");
         before = node;
         ++count;
     }
@@ -263,7 +284,8 @@ struct subtree_t {
     int32_t height;
 };
 
-bool checkSubtree(image_t *image, place_t node, place_t parent, int32_t flag, unsigned depth, subtree_t *found)
+bool checkSubtree(image_t *image, place_t compare, place_t node, place_t parent, int32_t flag, unsigned depth,
+                  subtree_t *found)
 {
     const tree_fields_t &f = shape.tree;
     *found = {0, 0};
@@ -274,12 +296,12 @@ bool checkSubtree(image_t *image, place_t node, place_t parent, int32_t flag, un
     if (depth > DEEPEST || isMetAgain(image, node) || pointerAt(*image, node, f.parent) != parent ||
         (parent && numberAt(*image, node, f.flag) != flag))
         return fail(image, "a tree does not close: a node does not lead back to its parent");
-    if (!pointerAt(*image, node, f.info))
-        return fail(image, "a tree has a node of nothing");
+    if (!holds(image, compare, pointerAt(*image, node, f.info)))
+        return fail(image, "a tree has a node of nothing, or of something else than it holds");
     subtree_t left;
     subtree_t right;
-    if (!checkSubtree(image, pointerAt(*image, node, f.left), node, 0, depth + 1, &left) ||
-        !checkSubtree(image, pointerAt(*image, node, f.right), node, 1, depth + 1, &right))
+    if (!checkSubtree(image, compare, pointerAt(*image, node, f.left), node, 0, depth + 1, &left) ||
+        !checkSubtree(image, compare, pointerAt(*image, node, f.right), node, 1, depth + 1, &right))
         return false;
     const int32_t lean = right.height - left.height;
     if (lean < -1 || lean > 1 || numberAt(*image, node, f.balance) != lean ||
@@ -296,7 +318,7 @@ bool checkTree(image_t *image, place_t tree)
     subtree_t found;
     if (numberAt(*image, tree, f.store) < 1)
         return fail(image, "a tree is of no store");
-    if (!checkSubtree(image, root, 0, 0, 0, &found))
+    if (!checkSubtree(image, pointerAt(*image, tree, f.compare), root, 0, 0, 0, &found))
         return false;
     if (found.count != numberAt(*image, tree, f.count))
         return fail(image, "a tree counts %d nodes and has %d", numberAt(*image, tree, f.count), found.count);
@@ -348,10 +370,51 @@ bool checkEntry(image_t *image, place_t record, uint32_t offset, const describe_
     return true;
 }
 
+// ---- Pointers
+
+// A container is its owner's alone, and goes by the functions that its owner knows.
+bool isContainer(image_t *image, place_t target, const ha_link_t &link)
+{
+    const bool is_list = shape.has_lists && isRecord(*image, target, shape.list.type);
+    if (pointerAt(*image, target, is_list ? shape.list.compare : shape.tree.compare) != functionNamed(link.compare) ||
+        (is_list && pointerAt(*image, target, shape.list.release) != functionNamed(link.release)))
+        return fail(image, "%s goes by other functions than its own", link.field);
+    return !isMetAgain(image, target) || fail(image, "%s is another's as well", link.field);
+}
+
+bool checkPointer(image_t *image, place_t target, const char *field, const ha_link_t *link)
+{
+    if (!target)
+        return true;
+    if (!link)
+        return fail(image, "%s leads somewhere: in good copies it leads nowhere", field);
+    const int64_t type = describeType(link->target);
+    const bool leads = type < 0 ? target == functionNamed(link->target)
+                                : isRecord(*image, target, static_cast<uint32_t>(type)) &&
+                                      (!link->payload || isContainer(image, target, *link));
+    return leads || fail(image, "%s does not lead to a %s as it should", field, link->target);
+}
+
+bool isContainerPart(uint32_t type)
+{
+    return (shape.has_lists && (type == shape.list.type || type == shape.list.node)) ||
+           (shape.has_trees && (type == shape.tree.type || type == shape.tree.node)) || describeQueue(type);
+}
+
+bool checkPointers(image_t *image, place_t record, uint32_t type)
+{
+    if (isContainerPart(type))
+        return true;
+    for (const describe_pointer_t &pointer : describePointers(type))
+        if (!checkPointer(image, pointerAt(*image, record, pointer.offset), pointer.field, pointer.link))
+            return false;
+    return true;
+}
+
 bool isWalked(uint32_t type)
 {
     return (shape.has_lists && type == shape.list.type) || (shape.has_trees && type == shape.tree.type) ||
-           describeQueue(type);
+           describeQueue(type) || !describePointers(type).empty();
 }
 
 bool isLinked(uint32_t type)
@@ -396,6 +459,8 @@ bool checkRecord(image_t *image, place_t record, uint32_t type)
             return false;
         if (shape.has_trees && part.type == shape.tree.type && !checkTree(image, at))
             return false;
+        if (!checkPointers(image, at, part.type))
+            return false;
         const describe_queue_t *const queue = describeQueue(part.type);
         if (!queue)
             continue;
@@ -426,7 +491,8 @@ void findShape()
     shape.has_lists = type("tnx_list_t", &l.type) && type("tnx_listnode_t", &l.node) && has(l.type, "head", &l.head) &&
                       has(l.type, "tail", &l.tail) && has(l.type, "count", &l.count) && has(l.node, "next", &l.next) &&
                       has(l.node, "prev", &l.prev) && has(l.node, "data", &l.data);
-    shape.has_lists = shape.has_lists && has(l.type, "ha_hndl", &l.store);
+    shape.has_lists = shape.has_lists && has(l.type, "ha_hndl", &l.store) && has(l.type, "cmp", &l.compare) &&
+                      has(l.type, "del", &l.release);
     tree_fields_t &t = shape.tree;
     shape.has_trees =
         type("tnx_avl_tree_t", &t.type) && type("tnx_avl_node_t", &t.node) && has(t.type, "root", &t.root) &&
@@ -435,6 +501,19 @@ void findShape()
         has(t.node, "right", &t.right) && has(t.node, "parent", &t.parent) && has(t.node, "balance", &t.balance) &&
         has(t.node, "rank", &t.rank) && has(t.node, "flag", &t.flag) && has(t.node, "info", &t.info);
     shape.has_trees = shape.has_trees && has(t.type, "ha_hndl", &t.store);
+    for (const ha_link_t &link : describeLinks())
+        if (link.payload)
+            shape.containers.emplace(functionNamed(link.compare), &link);
+}
+
+// The objects that are pointers themselves.
+bool checkRoots(image_t *image)
+{
+    for (uint32_t i = 0; i < image->objects.size(); ++i)
+        if (const ha_link_t *const link = describeObjectLink(i);
+            link && !checkPointer(image, pointerAt(*image, image->objects[i] + 1, 0), link->field, link))
+            return false;
+    return true;
 }
 
 // The records of a part that lie in [from, end), each once.
@@ -454,6 +533,8 @@ bool checkRange(image_t *image, const part_t &part, uint64_t from, uint64_t end)
 // thousand times as much as there are words.
 void checkAll(image_t *image, std::span<const uint32_t> words)
 {
+    if (!checkRoots(image))
+        return;
     for (const uint64_t begin : image->objects)
         if (const part_t *const part = partAround(*image, begin + 1); part && !checkRange(image, *part, 0, part->size))
             return;
@@ -499,13 +580,13 @@ bool consistencyTouched(std::span<const uint32_t> words)
     for (size_t at = 0; at < words.size(); at += deltaRecordLength(words.subspan(at))) {
         const uint32_t *const record = &words[at];
         const uint32_t op = record[0] & DELTA_OP;
-        if (op == DELTA_BLOCK)
+        if (op == DELTA_BLOCK || op == DELTA_POINTER)
             return true;
-        if (op != DELTA_BYTES && op != DELTA_POINTER)
+        if (op != DELTA_BYTES)
             continue;
         const uint32_t type = record[1] & DELTA_OBJECT ? describeObjects()[record[1] & ~DELTA_OBJECT].type
                                                        : storeBlocks()[record[1]].type;
-        if (meetsLinks(type, record[2], op == DELTA_BYTES ? record[0] >> DELTA_SHIFT : sizeof(void *)))
+        if (meetsLinks(type, record[2], record[0] >> DELTA_SHIFT))
             return true;
     }
     return false;
@@ -516,6 +597,8 @@ std::string consistencyOfStore()
     image_t image;
     layOutStore(&image);
     findShape();
+    if (!checkRoots(&image))
+        return image.wrong;
     for (const part_t &part : image.parts)
         if (!checkRange(&image, part, 0, part.size))
             break;

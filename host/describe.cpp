@@ -45,6 +45,7 @@ static_assert(std::string_view(BUILT_IN[DESCRIBE_POINTER].name) == "~Ptr");
 std::map<std::string, struct_t, std::less<>> structs;
 std::map<std::string, object_t, std::less<>> objects;
 std::map<std::string, void (*)(), std::less<>> functions;
+std::span<const ha_link_t> links;
 
 // What follows from the tables; made anew after a registration.
 struct derived_t {
@@ -52,6 +53,8 @@ struct derived_t {
     std::vector<describe_plan_t> plans;
     std::vector<std::vector<describe_part_t>> parts;       // by type
     std::unordered_map<uint32_t, describe_queue_t> queues; // by the type of a head or a link
+    std::vector<std::vector<describe_pointer_t>> pointers; // by type
+    std::vector<const ha_link_t *> object_links;
     std::vector<describe_object_t> objects;
     std::vector<uintptr_t> functions;
     std::unordered_map<uintptr_t, uint32_t> numbers;
@@ -189,6 +192,29 @@ void makePlans()
     makeQueues();
 }
 
+const ha_link_t *linkOf(const char *record, std::string_view field)
+{
+    for (const ha_link_t &link : links)
+        if (link.field == field && (record ? link.record && strcmp(link.record, record) == 0 : !link.record))
+            return &link;
+    return nullptr;
+}
+
+void makePointers()
+{
+    derived.pointers.assign(derived.plans.size(), {});
+    derived.object_links.clear();
+    for (const auto &[name, object] : objects)
+        derived.object_links.push_back(linkOf(nullptr, name));
+    if (links.empty())
+        return;
+    for (const auto &[name, record] : structs)
+        for (const ha_field_t &field : record.fields)
+            for (uint32_t at = 0; describeType(field.type) == DESCRIBE_POINTER && at < field.size; at += sizeof(void *))
+                derived.pointers[record.index].push_back(
+                    {field.offset + at, field.name, linkOf(name.c_str(), field.name)});
+}
+
 // FNV-1a.
 void mix(uint64_t *hash, const void *bytes, size_t length)
 {
@@ -292,6 +318,7 @@ const derived_t &derive()
         derived.numbers.emplace(address, static_cast<uint32_t>(derived.functions.size()));
         derived.functions.push_back(address);
     }
+    makePointers();
     makeHash();
     makeLayout();
     makeFormat();
@@ -326,6 +353,17 @@ int describeDetails(const char *name, uint32_t version, uint32_t num_fields, con
     known->second.details = details;
     derived.made = false;
     return 0;
+}
+
+void describeLinks(std::span<const ha_link_t> all)
+{
+    links = all;
+    derived.made = false;
+}
+
+std::span<const ha_link_t> describeLinks()
+{
+    return links;
 }
 
 int describeObject(const char *name, void *address, size_t size, const char *type)
@@ -405,6 +443,19 @@ const describe_queue_t *describeQueue(uint32_t type)
     return known == now.queues.end() ? nullptr : &known->second;
 }
 
+std::span<const describe_pointer_t> describePointers(uint32_t type)
+{
+    const derived_t &now = derive();
+    return type < now.pointers.size() ? std::span<const describe_pointer_t>(now.pointers[type])
+                                      : std::span<const describe_pointer_t>();
+}
+
+const ha_link_t *describeObjectLink(uint32_t object)
+{
+    const derived_t &now = derive();
+    return object < now.object_links.size() ? now.object_links[object] : nullptr;
+}
+
 const std::vector<describe_object_t> &describeObjects()
 {
     return derive().objects;
@@ -415,6 +466,12 @@ int64_t describeFunctionNumber(uintptr_t address)
     const derived_t &now = derive();
     const auto known = now.numbers.find(address);
     return known == now.numbers.end() ? -1 : int64_t{known->second};
+}
+
+int64_t describeFunctionNamed(const char *name)
+{
+    const auto known = functions.find(std::string_view(name));
+    return known == functions.end() ? -1 : describeFunctionNumber(reinterpret_cast<uintptr_t>(known->second));
 }
 
 uintptr_t describeFunctionAt(uint32_t number)

@@ -15,6 +15,8 @@
 // accepted.
 int describeStruct(const char *name, size_t size, uint32_t num_fields, const ha_field_t *fields);
 int describeDetails(const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details);
+void describeLinks(std::span<const ha_link_t> all); // in place of those before
+std::span<const ha_link_t> describeLinks();
 int describeObject(const char *name, void *address, size_t size, const char *type);
 int describeFunction(const char *name, void (*function)());
 
@@ -42,6 +44,16 @@ struct describe_part_t {
 std::span<const describe_part_t> describeParts(uint32_t type); // none for no such type
 int64_t describeField(uint32_t type, const char *name);        // its offset in the record, -1 for none
 
+// The pointers that are fields of the record itself, and where each leads: null for one that leads nowhere. None for
+// all records while no links are known.
+struct describe_pointer_t {
+    uint32_t offset;
+    const char *field;
+    const ha_link_t *link;
+};
+std::span<const describe_pointer_t> describePointers(uint32_t type);
+const ha_link_t *describeObjectLink(uint32_t object); // of an object that is a pointer; null for any other
+
 // A tail queue: "struct th_X" is its head, "struct te_X" a link in the record X.
 struct describe_queue_t {
     uint32_t head, entry, element; // types
@@ -58,6 +70,7 @@ struct describe_object_t {
 };
 const std::vector<describe_object_t> &describeObjects();
 int64_t describeFunctionNumber(uintptr_t address); // -1 for a function that has no name
+int64_t describeFunctionNamed(const char *name);   // likewise
 uintptr_t describeFunctionAt(uint32_t number);     // 0 for no such number
 
 // All of it by name, as a process of another build is told. Types go by their place among the records.

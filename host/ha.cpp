@@ -116,6 +116,14 @@ int ha_add_details(ha_hndl_t ha, const char *name, uint32_t version, uint32_t nu
     return ha == STORE_HANDLE ? describeDetails(name, version, num_fields, details) : BAD_HANDLE;
 }
 
+int ha_add_links(ha_hndl_t ha, uint32_t num_links, const ha_link_t *links)
+{
+    if (ha != STORE_HANDLE)
+        return BAD_HANDLE;
+    describeLinks({links, num_links});
+    return 0;
+}
+
 int ha_add_object(ha_hndl_t ha, const char *name, void *address, size_t size, const char *type, int, int)
 {
     return ha == STORE_HANDLE ? describeObject(name, address, size, type) : BAD_HANDLE;

@@ -82,6 +82,18 @@ struct ha_detail_t {
     uint64_t initial; // of each element in a copy of a record that has no such field
 };
 
+// Where a pointer of a record leads in every good copy, for those who look at a copy before they work on it: a record,
+// or a function if it has the name of one. Of a list or tree also what it holds and the functions that it goes by, null
+// for none.
+struct ha_link_t {
+    const char *record; // null: an object that is itself a pointer
+    const char *field;  // or the object's name
+    const char *target;
+    const char *payload;
+    const char *compare;
+    const char *release;
+};
+
 constexpr int HA_MODE_STANDBY = 2;
 constexpr int HA_MODE_ACTIVE = 3;
 constexpr int HA_EXISTS = -17;
@@ -108,6 +120,9 @@ int ha_add_struct(ha_hndl_t ha, const char *name, size_t size, uint32_t num_fiel
 // Of a record that was added: the version of its meaning, 1 unless told, and a detail for each of its rows, kept by
 // address. Only copies between different builds go by them; a platform that knows none has this do nothing.
 int ha_add_details(ha_hndl_t ha, const char *name, uint32_t version, uint32_t num_fields, const ha_detail_t *details);
+// All links that there are, kept by address: a pointer without one, but for those of the containers themselves, is
+// null. A platform that looks at nothing has this do nothing.
+int ha_add_links(ha_hndl_t ha, uint32_t num_links, const ha_link_t *links);
 int ha_add_object(ha_hndl_t ha, const char *name, void *address, size_t size, const char *type, int a, int b);
 int ha_add_function(ha_hndl_t ha, const char *name, void (*function)());
 
